@@ -1,0 +1,29 @@
+#include "bench/support/bench.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "kestrova/frame/parallel.h"
+
+double bench_detail::copySeconds(std::size_t bytesMoved) {
+    constexpr int kRows = 256;
+    const std::size_t row = std::max<std::size_t>(bytesMoved / 2 / kRows, 1);
+    std::vector<char> from(row * kRows, 1), to(row * kRows, 2);
+    double best = 1e9;
+    for (int run = 0; run < 5; ++run) {
+        const double start = omp_get_wtime();
+        parallelRows(kRows, static_cast<int>(row),
+                     [&](int r) noexcept { std::memcpy(&to[r * row], &from[r * row], row); });
+        best = std::min(best, omp_get_wtime() - start);
+        benchmark::DoNotOptimize(to.data());
+    }
+    return best;
+}
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

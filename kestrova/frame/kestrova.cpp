@@ -1,0 +1,20 @@
+#include "kestrova/frame/kestrova.h"
+
+#include <cstdio>
+
+#include "kestrova/frame/process_clock.h"
+
+void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
+
+void Kestrova::setQDebugFunc(void (*func)(const char*)) { m_tDebug_p = func; }
+
+void Kestrova::toQDebug(char* where, int line, const char* msg) {
+    if (!m_tDebug_p) return;
+    m_tDebug_p(traceMsg(where, line, msg).c_str());
+}
+
+std::string Kestrova::traceMsg(const char* where, int line, const char* msg) {
+    char head[64];
+    std::snprintf(head, sizeof head, "%09.3f - %d - ", secondsSinceStart(), line);
+    return std::string(head) + (where ? where : "") + " : " + (msg ? msg : "") + " - ";
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "kestrova/export.h"
+
+/// Tracing: texts with a time stamp for the host's own debug output. One hook serves the whole process. The library
+/// itself never traces; a failure is a thrown text and does not pass through the hook.
+class KESTROVA_EXPORT Kestrova {
+public:
+    Kestrova() {}
+    Kestrova(const Kestrova&) {}
+    Kestrova& operator=(const Kestrova&) { return *this; }
+
+    /// Installs `func`, replacing the hook before it; null switches tracing off. To be called before work starts:
+    /// the hook is not guarded against concurrent use.
+    static void setQDebugFunc(void (*func)(const char*));
+
+    /// Hands `traceMsg(where, line, msg)` to the hook, which may read the text only until it returns. Without a hook
+    /// nothing is formatted.
+    static void toQDebug(char* where, int line, const char* msg);
+
+    /// "SSSSS.mmm - line - where : msg - ", the time being the seconds since the process began. The text deliberately
+    /// ends in a blank, a dash and a blank.
+    static std::string traceMsg(const char* where, int line, const char* msg);
+
+    static void (*m_tDebug_p)(const char*);
+};

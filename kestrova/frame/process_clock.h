@@ -1,0 +1,4 @@
+#pragma once
+
+/// Wall-clock seconds since the process began, not since the library was loaded.
+double secondsSinceStart();

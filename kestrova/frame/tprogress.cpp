@@ -1,0 +1,74 @@
+#include "kestrova/frame/tprogress.h"
+
+#include <cstddef>
+#include <limits>
+
+namespace {
+
+// Truncation towards zero that saturates at the ends of int; not-a-number gives 0.
+int truncated(double v) {
+    if (!(v == v)) return 0;
+    if (v >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
+    if (v <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
+    return static_cast<int>(v);
+}
+
+}  // namespace
+
+TProgress::TProgress(bool (*func)(int, void*), void* user) : m_func_p(func), m_user_p(user) { reset(); }
+
+void TProgress::start(float weight) {
+    m_weights.push_back(weight);
+    m_totals.push_back(100);
+    m_values.push_back(0);
+}
+
+bool TProgress::prog() {
+    ++m_values.at(m_values.size() - 1);
+    return progress();
+}
+
+bool TProgress::prog(int value, int total) {
+    m_values.at(m_values.size() - 1) = value;
+    m_totals.at(m_totals.size() - 1) = total;
+    return progress();
+}
+
+bool TProgress::end() {
+    if (m_totals.empty()) return true;
+    const std::size_t parent = m_totals.size() - 2;
+    const float advance = static_cast<float>(m_totals.at(parent)) * m_weights.at(parent + 1);
+    m_values.at(parent) = truncated(advance + static_cast<float>(m_values[parent]));
+    m_totals.pop_back();
+    m_values.pop_back();
+    m_weights.pop_back();
+    return progress();
+}
+
+void TProgress::done() {
+    reset();
+    m_values.back() = m_totals.back();
+    progress();
+}
+
+void TProgress::reset() {
+    m_weights.assign(1, 1.0f);
+    m_totals.assign(1, 100);
+    m_values.assign(1, 0);
+}
+
+bool TProgress::progress() {
+    const int value = m_values.at(m_values.size() - 1);
+    int& total = m_totals.at(m_totals.size() - 1);
+    if (total < value) total = truncated((value + 1.0) * 1.2);
+
+    float share = 1.0f;
+    float sum = 0.0f;
+    for (std::size_t i = 0; i < m_totals.size(); ++i) {
+        share *= m_weights.at(i);
+        sum += static_cast<float>(m_values.at(i)) / static_cast<float>(m_totals[i]) * share;
+    }
+    const int thousandths = truncated(sum * 1000.0f);
+    if (!m_func_p || !m_user_p) return true;
+    return m_func_p(thousandths > 1000 ? 1000 : thousandths, m_user_p);
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <vector>
+
+#include "kestrova/export.h"
+
+/// Turns the work of nested long operations into one number for the host, and lets the host cancel. Levels nest by
+/// `start` and `end`; each takes up a share (its weight) of its parent's range. One object serves one thread.
+///
+/// The host's callback gets 0..1000, thousandths of the whole, and answers false to cancel; long operations then stop
+/// and return false. A callback with a null user pointer is never called: this rule is meant.
+class KESTROVA_EXPORT TProgress {
+public:
+    TProgress(bool (*func)(int, void*) = nullptr, void* user = nullptr);
+
+    /// Opens a sub-task that takes up `weight` (0..1) of the level above: 100 steps, none done.
+    void start(float weight);
+
+    /// One step of the innermost level is done; returns the host's answer, true without a callback.
+    bool prog();
+
+    /// `value` of `total` steps of the innermost level are done. A value beyond the total makes the total grow to
+    /// trunc(1.2 (value + 1)).
+    bool prog(int value, int total);
+
+    /// Closes the innermost level: its parent advances by weight x (parent's total) steps.
+    bool end();
+
+    /// Drops all levels and reports 1000; the answer is not looked at.
+    void done();
+
+    /// Drops all levels: one level of 100 steps, none done. Reports nothing.
+    void reset();
+
+protected:
+    bool progress();
+
+public:
+    bool (*m_func_p)(int progress, void* user);
+    void* m_user_p;
+    std::vector<float> m_weights;
+    std::vector<int> m_totals;
+    std::vector<int> m_values;
+};

@@ -1,0 +1,7 @@
+#pragma once
+
+/// The whole exported interface of kestrova.
+
+#include "kestrova/frame/geometry.h"
+#include "kestrova/frame/kestrova.h"
+#include "kestrova/frame/tprogress.h"

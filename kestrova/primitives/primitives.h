@@ -1,0 +1,5 @@
+#pragma once
+
+/// All primitives, for the library's own code and tests. Internal: not installed, not exported.
+
+#include "kestrova/primitives/types.h"

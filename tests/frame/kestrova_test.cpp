@@ -1,0 +1,114 @@
+#include "kestrova/frame/kestrova.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/process_clock.h"
+#include "tests/support/failures.h"
+
+namespace {
+
+std::string received;
+int calls = 0;
+
+void hook(const char* text) {
+    received = text;
+    ++calls;
+}
+
+void throwingHook(const char*) { throw std::runtime_error("hook"); }
+
+class KestrovaTest : public testing::Test {
+protected:
+    void SetUp() override {
+        received.clear();
+        calls = 0;
+    }
+    void TearDown() override { Kestrova::setQDebugFunc(nullptr); }
+    char where[8] = "somewhr";
+};
+
+TEST_F(KestrovaTest, TraceMsgPutsTimeLinePlaceAndTextInOrder) {
+    const std::string text = Kestrova::traceMsg("upSize2X", 103, "out2X is not allocated");
+    ASSERT_GE(text.size(), 9u);
+    EXPECT_EQ(text.substr(text.find(' ')), " - 103 - upSize2X : out2X is not allocated - ");
+}
+
+TEST_F(KestrovaTest, TimeIsSecondsWithThreeDecimalsZeroPaddedToNine) {
+    const std::string time = Kestrova::traceMsg("", 1, "").substr(0, 9);
+    EXPECT_EQ(time.find_first_not_of("0123456789."), std::string::npos) << time;
+    EXPECT_EQ(time[5], '.');
+}
+
+TEST_F(KestrovaTest, TimeIsRealTimeSinceTheProcessBegan) {
+    const double before = std::stod(Kestrova::traceMsg("", 1, ""));
+    EXPECT_NEAR(before, secondsSinceStart(), 0.1);
+    EXPECT_LT(before, 600.0) << "the process has not been running that long";
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    const double passed = std::stod(Kestrova::traceMsg("", 1, "")) - before;
+    EXPECT_GE(passed, 0.055);
+    EXPECT_LT(passed, 5.0);
+}
+
+TEST_F(KestrovaTest, TraceMsgOfEmptyTextsKeepsItsFrame) {
+    EXPECT_EQ(Kestrova::traceMsg("", 5, "").substr(9), " - 5 -  :  - ");
+}
+
+TEST_F(KestrovaTest, NegativeLineKeepsItsSign) {
+    EXPECT_EQ(Kestrova::traceMsg("w", -3, "m").substr(9), " - -3 - w : m - ");
+}
+
+TEST_F(KestrovaTest, HookGetsTheTraceTextOnce) {
+    Kestrova::setQDebugFunc(hook);
+    Kestrova::toQDebug(where, 42, "hello");
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(received.substr(9), " - 42 - somewhr : hello - ");
+}
+
+TEST_F(KestrovaTest, NoHookMeansNoWork) {
+    EXPECT_EQ(Kestrova::m_tDebug_p, nullptr);
+    Kestrova::toQDebug(nullptr, 1, nullptr);  // not even the texts are looked at
+    Kestrova::setQDebugFunc(hook);
+    Kestrova::setQDebugFunc(nullptr);
+    Kestrova::toQDebug(where, 1, "m");
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(KestrovaTest, LaterHookReplacesTheEarlier) {
+    Kestrova::setQDebugFunc(throwingHook);
+    Kestrova::setQDebugFunc(hook);
+    Kestrova::toQDebug(where, 1, "m");
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(KestrovaTest, WhatTheHookThrowsReachesTheHost) {
+    Kestrova::setQDebugFunc(throwingHook);
+    EXPECT_THROW(Kestrova::toQDebug(where, 1, "m"), std::runtime_error);
+}
+
+TEST_F(KestrovaTest, FailureIsACharPointerAndPassesTheHookBy) {
+    Kestrova::setQDebugFunc(hook);
+    EXPECT_FAILURE(fail("ERROR - some text"), "ERROR - some text");
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(KestrovaTest, EveryDocumentedCatchClauseReceivesAFailure) {
+    EXPECT_THROW(fail("x"), char*);
+    EXPECT_THROW(fail("x"), const char*);
+    EXPECT_THROW(fail("x"), void*);
+    EXPECT_THROW(fail("x"), const void*);
+}
+
+TEST_F(KestrovaTest, TracedFailureIsAConstCharPointerWhoseTextOutlivesTheUnwinding) {
+    EXPECT_TRACED_FAILURE(failTraced("place", 7, "bad"), " - 7 - place : bad - ");
+    EXPECT_THROW(failTraced("place", 7, "bad"), const char*);
+    EXPECT_THROW(failTraced("place", 7, "bad"), const void*);
+}
+
+}  // namespace

@@ -1,0 +1,26 @@
+#!/bin/sh
+# Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer against it through CMake's
+# find_package and through pkg-config.
+# Usage: run.sh CMAKE BUILD_DIR SOURCE_DIR CXX
+set -eu
+cmake=$1 build=$2 source=$3 cxx=$4
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+prefix=$scratch/moved
+
+"$cmake" --install "$build" --prefix "$scratch/first" >/dev/null
+mv "$scratch/first" "$prefix"
+if find "$prefix" -name '*.h' -exec grep -l 'ippi\|primitives/' {} + ; then
+    echo "internal headers are installed" >&2
+    exit 1
+fi
+
+"$cmake" -S "$source" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
+"$cmake" --build "$scratch/build" >/dev/null
+"$scratch/build/consumer"
+
+pc=$(find "$prefix" -name kestrova.pc)
+libdir=$(dirname "$(dirname "$pc")")
+PKG_CONFIG_PATH=$(dirname "$pc") sh -c "'$cxx' -std=c++17 '$source/consumer.cpp' \
+    \$(pkg-config --cflags --libs kestrova) -o '$scratch/consumer'"
+LD_LIBRARY_PATH=$libdir "$scratch/consumer"

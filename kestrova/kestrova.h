@@ -2,6 +2,7 @@
 
 /// The whole exported interface of kestrova.
 
+#include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/tprogress.h"

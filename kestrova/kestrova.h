@@ -6,3 +6,5 @@
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/tprogress.h"
+#include "kestrova/image/tpimage.h"
+#include "kestrova/resample/chroma_upsize.h"

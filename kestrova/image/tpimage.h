@@ -1,0 +1,138 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include "kestrova/export.h"
+
+/// The planar working picture: luminance at full size, two colour differences and a mask at half size, all in planes
+/// that the host reaches directly.
+///
+/// The colour space is Y, Dr, Db. With R, G, B on the 16-bit scale 0..65535:
+///
+///     Y  = 0.299 R + 0.587 G + 0.114 B
+///     Dr = (R - Y) / 2 + 32768          R = Y + 2 (Dr - 32768)
+///     Db = (B - Y) / 2 + 32768          B = Y + 2 (Db - 32768)
+///                                       G = 1.7036 (Y - 0.299 R - 0.114 B)
+///
+/// The weights are 32-bit floats; each operation keeps the precision and the order that it states. Rounding is to the
+/// nearest integer, ties to even, then clamped to the target's range. Alpha is neither read nor kept.
+///
+/// Pixels outside come in these forms; a step is the distance of two rows in bytes unless said otherwise:
+///
+///     packed 8-bit    bytes B, G, R, A; a byte c enters as 256 c, so that white is 65280
+///     packed 16-bit   words B, G, R, A as they stand; its step counts words
+///     pRGB            three planes R, G, B of 16-bit words, 0..65535
+///     pRGB15U         the same on half the scale, 32768 being full
+///     half pRGB       three 8-bit planes R, G, B of half size; output only
+///
+/// Planes are shared by `cv::Mat`'s reference count: copying and assigning share pixels, only `clone` and `copyTo` give
+/// private ones. One object serves one thread at a time, and objects are not made or destroyed by two threads at once.
+class KESTROVA_EXPORT TPImage {
+public:
+    /// An image of that size with undefined pixels and a new identity.
+    TPImage(int width = 0, int height = 0);
+    /// Shares the planes of `other`; the identity is new.
+    TPImage(const TPImage& other);
+    ~TPImage();
+    /// Shares the planes of `other`; the identity stays.
+    const TPImage& operator=(const TPImage& other);
+
+    /// Gives the planes their sizes; a plane that already has its size and type keeps its pixels, the pixels of others
+    /// are undefined. If `m_Y` has that size already, nothing else is looked at: the other planes stay even where they
+    /// are empty. The third argument has no effect.
+    void create(int width, int height, bool flag = true);
+    /// Lets go of all four planes; the identity stays.
+    void release();
+    /// A new image with private copies of the half-size planes, and of the luminance if `withY`.
+    TPImage clone(bool withY) const;
+    /// Copies the planes, `m_Y` only if `withY`, into those of `dst`, which are reallocated where size or type differ;
+    /// the identity of `dst` stays.
+    void copyTo(TPImage& dst, bool withY) const;
+
+    /// True if `m_Y` has no pixels.
+    bool bEmpty() const;
+    int width() const;
+    int height() const;
+    int hWidth() const;
+    int hHeight() const;
+    /// The half size of n, rounded up for n above 0 and truncated below.
+    static int half(int n);
+
+    /// Tells whether the picture is still the one that was seen: a new object has the number of live images times 512,
+    /// each `convertFrom` and each `updateUid` adds 1. The number of an object that is gone may come again.
+    int uid() const;
+    void updateUid();
+
+    /// The rectangle (x, y, w scale, h scale) of `in` reduced to w by h; the coordinates are those of the full-size
+    /// picture, and with `bHalf`, which says that `in` is a half-size plane, are halved first. A rectangle that reaches
+    /// beyond the right or the bottom edge is cut off there: at scale 1 the result is as much smaller, at others it is
+    /// still w by h. One that starts outside or is turned inside out, and a scale below 1, is a failure.
+    ///
+    /// Plainly, one pixel of each scale by scale is taken as `downSizeNX` does with cubic interpolation; scale 1 is a
+    /// private copy. With `bSmooth` one to three box means come first, of 8-bit, 16-bit or float planes; others throw
+    /// "ERROR TPImage::MatRoi - input type". `in` is not changed.
+    static cv::Mat MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool bHalf, bool bSmooth);
+
+    /// Pixels in. The planes get the size of the picture, chroma is formed from every other pixel of every other row,
+    /// `m_mask` becomes 255. A picture without pixels changes nothing; null pointers and steps shorter than a row are
+    /// failures, and leave the image as it was. The packed forms add 1 to the identity, the planar ones do not.
+    void convertFrom(const unsigned char* src, int width, int height, int step);
+    void convertFrom(const unsigned short* src, int width, int height, int step);
+    void convertFrompRGB(unsigned short* const planes[3], int width, int height, int step);
+    void convertFrompRGB15U(unsigned short* const planes[3], int width, int height, int step);
+
+    /// Pixels out at full size, chroma enlarged along the edges of luminance (`upSize2XGuidedByYSimple`); for
+    /// `convertTo` see `YDRDBToQImage`. Planar green comes from the clamped red and blue; the results on the 15-bit
+    /// scale are not limited to 32767. Null pointers, steps shorter than a row and half planes smaller than the
+    /// luminance needs are failures before anything is written.
+    void convertTo(unsigned char* dst, int step) const;
+    void convertTopRGB(unsigned short* const planes[3], int step) const;
+    void convertTopRGB15U(unsigned short* const planes[3], int step) const;
+    /// The cheap preview: `hWidth()` by `hHeight()` bytes a plane, luminance reduced instead of chroma enlarged.
+    void convertToHalfpRGB(unsigned char* const planes[3], int step) const;
+
+    /// Luminance of three `CV_16UC1` planes of one size; `Y` is created with that size as `CV_16UC1`.
+    static void PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
+    /// The same of planes on the 15-bit scale; `Y` is on the 16-bit scale.
+    static void PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
+
+    /// Full-size planes to full-size planes. All are `CV_16UC1` (outputs of the 8-bit form `CV_8UC1`), allocated by
+    /// the caller, and at least as large as `Y`. In the 16- and 15-bit forms R may be Dr and B may be Db, and green
+    /// comes from the clamped red and blue; in the 8-bit form from the unclamped ones, and Y loses its lowest bit.
+    static void YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B);
+    void YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
+    void YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
+
+    /// Full-size `Y` with half-size `Dr`, `Db`, all `CV_16UC1` ("ERROR TPImage::YDrDbToQImage - input type"), to the
+    /// top left `width` by `height` packed 8-bit pixels, alpha 255. All in float, from unclamped red and blue, divided
+    /// by 256 with rounding.
+    static void YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, unsigned char* dst, int width,
+                              int height, int step);
+
+    /// One colour in, r, g, b nominally 0..1; outside of it the components saturate.
+    static void RGB2YdRdB(float r, float g, float b, unsigned short& y, unsigned short& dr, unsigned short& db);
+    /// One colour out, clamped to 0..1 in steps of 1/65535.
+    static void YdRdB2RGB(unsigned short y, unsigned short dr, unsigned short db, float& r, float& g, float& b);
+
+    /// One colour in, r, g, b nominally 0..1; a colour outside is first compressed towards its least component until
+    /// the greatest is 1, or, where the least is below 0, towards its greatest until the least is 0. The 8-bit u and v
+    /// span the whole range of the differences, with zero at 128; the 16-bit ones are Dr and Db.
+    static void RGB2YUV(float r, float g, float b, unsigned char& y, unsigned char& u, unsigned char& v);
+    static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned short& u, unsigned short& v);
+    static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned char& u, unsigned char& v);
+    /// One colour out, not clamped.
+    static void YUV2RGB(unsigned char y, unsigned char u, unsigned char v, float& r, float& g, float& b);
+    static void YUV2RGB(unsigned short y, unsigned char u, unsigned char v, float& r, float& g, float& b);
+    static void YUV2RGB(unsigned short y, unsigned short u, unsigned short v, float& r, float& g, float& b);
+
+    cv::Mat m_Y;     ///< luminance, `CV_16UC1`, width by height
+    cv::Mat m_Dr;    ///< red difference, `CV_16UC1`, zero at 32768, hWidth by hHeight
+    cv::Mat m_Db;    ///< blue difference, likewise
+    cv::Mat m_mask;  ///< `CV_8UC1`, hWidth by hHeight; no conversion out reads it
+    int m_uid;
+
+private:
+    static int m_count;  // live objects
+    static unsigned char* m_lutFullToEdge_p;
+    static unsigned short* m_lutEdgeToFull_p;
+};

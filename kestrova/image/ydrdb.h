@@ -1,0 +1,14 @@
+#pragma once
+
+/// The weights of the colour space Y, Dr, Db.
+
+namespace ydrdb {
+
+constexpr float kRed = 0x1.322d0ep-2f;    // 0.299
+constexpr float kGreen = 0x1.2c8b44p-1f;  // 0.587
+constexpr float kBlue = 0x1.d2f1aap-4f;   // 0.114
+
+/// The way back to green, the rounded 1 / 0.587.
+constexpr double kGreenBack = 0x1.b41f212d77319p+0;  // 1.7036
+
+}  // namespace ydrdb

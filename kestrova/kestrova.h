@@ -2,6 +2,9 @@
 
 /// The whole exported interface of kestrova.
 
+#include "kestrova/curves/tlut1d.h"
+#include "kestrova/curves/tlut_y.h"
+#include "kestrova/curves/tspline.h"
 #include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"

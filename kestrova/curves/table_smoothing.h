@@ -1,0 +1,26 @@
+#pragma once
+
+#include <opencv2/core/hal/interface.h>
+
+#include <vector>
+
+/// Smoothing of tables by a recursive Gaussian: repeated first-order filters in both directions, after L. Alvarez and
+/// L. Mazorra, "Signal and image restoration using shock filters and anisotropic diffusion", SIAM J. Numer. Anal. 31
+/// (1994).
+
+/// Smooths `n` floats in place, in `steps` runs there and back. Leaves them as they are if `data` is null, `n` < 1,
+/// `sigma` not above 0, or `steps` < 1.
+void gaussSmooth1D(float* data, int n, float sigma, int steps);
+
+/// Smooths a table of `n` entries in place; rounds to nearest, ties to even, and saturates.
+void smoothLUT8U(uchar* table, int n, float sigma, int steps);
+void smoothLUT16U(ushort* table, int n, float sigma, int steps);
+
+struct TableToSmooth {
+    ushort* table;
+    float sigma;
+};
+
+/// `smoothLUT16U` of several tables of `n` entries, the same bits in a fraction of the time: one table alone waits for
+/// the latency of its recurrence, several run side by side. Splits the tables among the threads.
+void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps);

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <memory>
+
+#include "kestrova/export.h"
+
+/// A table of one row that is applied to a plane: out(y, x) = table[in(y, x)].
+///
+/// The table reads 8- or 16-bit planes (256 or 65536 entries) and writes 8- or 16-bit ones. Its contents are undefined
+/// until a `setup` of a derived class, or the caller's own, has filled it. A copy shares the table with its source.
+/// Several threads may `apply` one table at once.
+class KESTROVA_EXPORT TLut1D {
+public:
+    /// Types are `CV_8UC1` or `CV_16UC1`; any other pair throws "ERROR - TLut1D::TLut1D - type".
+    explicit TLut1D(int inType = 0, int outType = 0);
+    TLut1D(const TLut1D& other);
+    TLut1D& operator=(const TLut1D& other);
+    ~TLut1D();
+
+    /// Looks `in` up into `out`, which is created with the size of `in` and the type that the table writes. `out` is a
+    /// header by value: a host that wants the result passes a plane which already has that form. In place is fine.
+    ///
+    /// Only the table's own types count, never those of the planes: of a plane of another type, the first `in.cols`
+    /// elements of each row are read as if they were of the table's type. Throws if the pixels of `in` are too small
+    /// for that. A table from 16 to 8 bits looks at the low byte of the source alone.
+    void apply(const cv::Mat& in, cv::Mat out);
+    /// The same in place.
+    void apply(cv::Mat inOut);
+
+protected:
+    uchar* lut8U();
+    ushort* lut16U();
+    /// A hook that does nothing.
+    void curve(int* const x, int* const y, int n, int size);
+
+    int m_inType;   ///< type of the plane that the table reads
+    int m_outType;  ///< type of the plane that it writes
+    void* m_lut_p;  ///< the table
+
+private:
+    std::shared_ptr<void> m_owner;  ///< keeps the table for all objects that share it
+};
+
+/// A curve for signed 8-bit detail planes, zero at 128: a straight line through the middle with a slope of choice and,
+/// at the middle, a step that lifts small detail or a dead zone that removes it.
+class KESTROVA_EXPORT TLut8U : public TLut1D {
+public:
+    explicit TLut8U(float kMin = 0.0f, float kMax = 6.0f, int threshold = 32, float blurScale = 0.35f);
+
+    /// Slopes at K = -1 and K = +1, full-scale half width of the centre in table levels, and sigma of the smoothing per
+    /// level of half width. The table stays as it is until the next `setup`.
+    void setKRange(float kMin, float kMax, int threshold, float blurScale);
+
+    /// Builds the table from a slope `k` and a threshold `t`, each -1..1, on top of a base of the same ranges. A
+    /// positive threshold makes a step, a negative one a dead zone; half widths beyond the table, which 127 levels
+    /// reach the ends of, count as that.
+    void setupLinearThreshold(float k, float t, float baseK, float baseT);
+
+protected:
+    float m_kMin;
+    float m_kMax;
+    int m_threshold;
+    float m_blurScale;
+};
+
+/// The same for 16-bit detail planes, zero at 32768. The formulas differ on purpose: slopes and thresholds range over
+/// -1.5..1.5, and dead zones are damped by 0.4.
+class KESTROVA_EXPORT TLut16U : public TLut1D {
+public:
+    explicit TLut16U(float kMin = 0.0f, float kMax = 6.0f, int threshold = 8191, float blurScale = 0.35f);
+
+    /// As `TLut8U::setKRange`.
+    void setKRange(float kMin, float kMax, int threshold, float blurScale);
+
+    /// As `TLut8U::setupLinearThreshold`, with `k` and `t` in -1.5..1.5 and half widths up to 32767.
+    void setupLinearThreshold(float k, float t, float baseK, float baseT);
+
+protected:
+    float m_kMin;
+    float m_kMax;
+    int m_threshold;
+    float m_blurScale;
+    float m_curve[64];  ///< a sampled light curve, values 0..1
+};

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "kestrova/curves/tlut_y.h"
+
+/// The light curve of the detail engine: six sliders become one table of luminance. A step on the square root of
+/// luminance for brightness and contrast is followed by a gain, read from a tone curve against a fixed reference curve
+/// and applied in linear RGB, so that strong gains clip and desaturate as a colour does. Internal.
+class TLightAdjLUTvl final : public TLutY16U {
+public:
+    /// The members stay unset until `setupCurve`, which must come before `proc`.
+    TLightAdjLUTvl();
+    ~TLightAdjLUTvl();
+
+    /// Derives the curve; the formulas are made for -1..1 and do not limit anything.
+    void setupCurve(float brightness, float contrast, float highlights, float shadows, float whites, float blacks);
+
+    void mapPixel(ushort& y, ushort& dr, ushort& db) override;
+
+private:
+    float m_curve[64];   ///< the tone curve at i / 63, values 0..1
+    float m_bright;      ///< offset on the square root of luminance
+    float m_contrast;    ///< factor on the square root of luminance
+    float m_highlights;  ///< as given, as the three below
+    float m_shadows;
+    float m_whites;
+    float m_blacks;
+};

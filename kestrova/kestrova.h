@@ -12,3 +12,4 @@
 #include "kestrova/frame/tprogress.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/resample/chroma_upsize.h"
+#include "kestrova/resample/resample.h"

@@ -2,5 +2,12 @@
 
 /// All primitives, for the library's own code and tests. Internal: not installed, not exported.
 
+#include "kestrova/primitives/arithmetic.h"
+#include "kestrova/primitives/convert.h"
+#include "kestrova/primitives/copy.h"
+#include "kestrova/primitives/memory.h"
+#include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/primitives/resize.h"
+#include "kestrova/primitives/small_matrix.h"
+#include "kestrova/primitives/tables.h"
 #include "kestrova/primitives/types.h"

@@ -31,10 +31,11 @@ using IppStatus = int;
 
 constexpr IppStatus ippStsNoErr = 0;
 constexpr IppStatus ippStsDivByZero = 6;
+constexpr IppStatus ippStsBadArgErr = -5;  ///< a code or a count outside its range
 constexpr IppStatus ippStsSizeErr = -6;
 constexpr IppStatus ippStsNullPtrErr = -8;
 constexpr IppStatus ippStsNoMemErr = -9;
-constexpr IppStatus ippStsStepErr = -14;
+constexpr IppStatus ippStsStepErr = -14;  ///< the step is not positive, or not a whole number of elements
 constexpr IppStatus ippStsMaskSizeErr = -33;
 constexpr IppStatus ippStsAnchorErr = -34;
 constexpr IppStatus ippStsRowStepErr = -37;  ///< the step is too small for the region
@@ -42,3 +43,9 @@ constexpr IppStatus ippStsSingularErr = -195;
 
 /// Rounding of float to integer: truncation, or to nearest with ties to even.
 enum IppRoundMode { ippRndZero = 0, ippRndNear = 1 };
+
+enum IppHintAlgorithm { ippAlgHintFast = 1 };
+
+enum IppiAxis { ippAxsHorizontal = 0, ippAxsVertical = 1, ippAxsBoth = 2 };
+
+enum IppiMaskSize { ippMskSize3x3 = 33, ippMskSize5x5 = 55 };

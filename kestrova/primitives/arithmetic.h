@@ -1,0 +1,41 @@
+#pragma once
+
+#include "kestrova/primitives/types.h"
+
+/// Arithmetic on float planes, each operation rounded once to float, nothing saturated. Division by 0 gives a signed
+/// infinity, 0 / 0 not-a-number, and the status 6; all pixels are written none the less.
+
+IppStatus ippiAddC_32f_C1IR(float value, float* srcDst, int step, IppiSize size);
+IppStatus ippiSubC_32f_C1IR(float value, float* srcDst, int step, IppiSize size);
+IppStatus ippiMulC_32f_C1R(const float* src, int srcStep, float value, float* dst, int dstStep, IppiSize size);
+/// srcDst * (1 / value): the reciprocal is rounded to float first.
+IppStatus ippiDivC_32f_C1IR(float value, float* srcDst, int step, IppiSize size);
+
+IppStatus ippiAdd_32f_C1IR(const float* src, int srcStep, float* srcDst, int step, IppiSize size);
+/// srcDst - src
+IppStatus ippiSub_32f_C1IR(const float* src, int srcStep, float* srcDst, int step, IppiSize size);
+IppStatus ippiMul_32f_C1IR(const float* src, int srcStep, float* srcDst, int step, IppiSize size);
+/// srcDst / src
+IppStatus ippiDiv_32f_C1IR(const float* src, int srcStep, float* srcDst, int step, IppiSize size);
+
+/// src2 - src1
+IppStatus ippiSub_32f_C1R(const float* src1, int step1, const float* src2, int step2, float* dst, int dstStep,
+                          IppiSize size);
+IppStatus ippiMul_32f_C1R(const float* src1, int step1, const float* src2, int step2, float* dst, int dstStep,
+                          IppiSize size);
+/// src2 / src1
+IppStatus ippiDiv_32f_C1R(const float* src1, int step1, const float* src2, int step2, float* dst, int dstStep,
+                          IppiSize size);
+/// srcDst / src over a vector
+IppStatus ippsDiv_32f_I(const float* src, float* srcDst, int len);
+
+IppStatus ippiSqr_32f_C1R(const float* src, int srcStep, float* dst, int dstStep, IppiSize size);
+IppStatus ippiSqr_32f_C1IR(float* srcDst, int step, IppiSize size);
+
+/// `value` where srcDst > threshold; other pixels, not-a-number among them, stay.
+IppStatus ippiThreshold_GTVal_32f_C1IR(float* srcDst, int step, IppiSize size, float threshold, float value);
+/// `value` where srcDst < threshold; other pixels stay.
+IppStatus ippiThreshold_LTVal_32f_C1IR(float* srcDst, int step, IppiSize size, float threshold, float value);
+
+/// srcDst ^ value
+IppStatus ippiXorC_8u_C1IR(uchar value, uchar* srcDst, int step, IppiSize size);

@@ -1,0 +1,505 @@
+#include "kestrova/detail/domain_transform.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/support/failures.h"
+#include "tests/support/planes.h"
+#include "tests/support/threads.h"
+
+namespace {
+
+constexpr float kSigmaS = 8.0f;
+constexpr float kSigmaR = 4259.71f;
+
+// A filter made without its printed line and without its number of threads.
+std::unique_ptr<DomainTransformFilter> quietFilter(float sigmaS = kSigmaS, float sigmaR = kSigmaR) {
+    const int threads = omp_get_max_threads();
+    testing::internal::CaptureStdout();
+    auto filter = std::make_unique<DomainTransformFilter>(sigmaS, sigmaR);
+    testing::internal::GetCapturedStdout();
+    omp_set_num_threads(threads);
+    return filter;
+}
+
+struct Size {
+    int rows, cols, channels;
+};
+
+std::vector<Size> imageSizes() {
+    std::vector<Size> sizes;
+    for (const cv::Size& s : testSizes()) {
+        for (int channels : {1, 2, 3}) sizes.push_back({s.height, s.width, channels});
+    }
+    sizes.push_back({19, 23, 4});
+    sizes.push_back({5, 1000, 2});
+    sizes.push_back({1000, 5, 2});
+    sizes.push_back({15, 16, 2});
+    sizes.push_back({67, 255, 2});
+    return sizes;
+}
+
+cv::Mat testImage(const Size& s, unsigned seed = 3) {
+    return randomPlane(s.rows, s.cols, CV_32FC(s.channels), 0, 65535, seed);
+}
+
+float& at(cv::Mat& m, int y, int x, int c) { return m.ptr<float>(y)[x * m.channels() + c]; }
+float at(const cv::Mat& m, int y, int x, int c) { return m.ptr<float>(y)[x * m.channels() + c]; }
+
+namespace reference {
+
+cv::Mat transposed(const cv::Mat& m) {
+    cv::Mat t(m.cols, m.rows, m.type());
+    for (int y = 0; y < m.rows; ++y)
+        for (int x = 0; x < m.cols; ++x)
+            for (int c = 0; c < m.channels(); ++c) at(t, x, y, c) = at(m, y, x, c);
+    return t;
+}
+
+// 1 + ratio * (absolute differences to the pixel at (y + down, x + right), over the channels in order).
+cv::Mat distances(const cv::Mat& in, int down, int right, float sigmaS, float sigmaR) {
+    const float ratio = sigmaS / sigmaR;
+    cv::Mat d(in.rows, in.cols, CV_32FC1);
+    for (int y = 0; y < in.rows; ++y) {
+        for (int x = 0; x < in.cols; ++x) {
+            float sum = 0;
+            if (y < in.rows - 1 && x < in.cols - 1) {
+                for (int c = 0; c < in.channels(); ++c) {
+                    const float difference = at(in, y + down, x + right, c) - at(in, y, x, c);
+                    sum = sum + std::fabs(difference);
+                }
+            }
+            const float scaled = ratio * sum;
+            at(d, y, x, 0) = 1.0f + scaled;
+        }
+    }
+    return d;
+}
+
+void recursivePass(cv::Mat& image, const cv::Mat& D, float sigma) {
+    cv::Mat V;
+    cv::exp(D * (-std::sqrt(2.0) / sigma), V);
+    for (int y = 0; y < image.rows; ++y) {
+        for (int c = 0; c < image.channels(); ++c) {
+            for (int x = 1; x < image.cols; ++x)
+                at(image, y, x, c) =
+                    (at(image, y, x - 1, c) - at(image, y, x, c)) * at(V, y, x, 0) + at(image, y, x, c);
+            for (int x = image.cols - 2; x >= 0; --x)
+                at(image, y, x, c) =
+                    (at(image, y, x + 1, c) - at(image, y, x, c)) * at(V, y, x + 1, 0) + at(image, y, x, c);
+        }
+    }
+}
+
+cv::Mat filterRF(const cv::Mat& in, float sigmaS, float sigmaR) {
+    const cv::Mat dH = distances(in, 0, 1, sigmaS, sigmaR);
+    const cv::Mat dVt = transposed(distances(in, 1, 0, sigmaS, sigmaR));
+    const double k = 1.0 / std::sqrt(std::pow(4.0, 3.0) - 1.0);
+    const double s = std::sqrt(3.0);
+    cv::Mat out = in.clone();
+    float sigma = sigmaS;
+    for (int i = 2; i >= 0; --i) {
+        sigma = static_cast<float>(static_cast<double>(sigma) * s * std::pow(2.0, i) * k);
+        recursivePass(out, dH, sigma);
+        cv::Mat T = transposed(out);
+        recursivePass(T, dVt, sigma);
+        out = transposed(T);
+    }
+    return out;
+}
+
+cv::Mat runningSums(const cv::Mat& d) {
+    cv::Mat ct = d.clone();
+    for (int y = 0; y < d.rows; ++y)
+        for (int x = 1; x < d.cols; ++x) at(ct, y, x, 0) = at(ct, y, x - 1, 0) + at(d, y, x, 0);
+    return ct;
+}
+
+void boxPass(cv::Mat& image, const cv::Mat& ct, float radius) {
+    const int cols = image.cols;
+    for (int y = 0; y < image.rows; ++y) {
+        std::vector<float> e(ct.ptr<float>(y), ct.ptr<float>(y) + cols);
+        e.push_back(std::numeric_limits<float>::infinity());
+        const auto bounds = [&](float shift) {
+            std::vector<int> index(cols, 0);
+            for (int i = 0; i < cols; ++i) {
+                if (e[i] > e[0] + shift) {
+                    index[0] = i;
+                    break;
+                }
+            }
+            for (int x = 1; x < cols; ++x) {
+                index[x] = index[x - 1];
+                while (!(e[index[x]] > e[x] + shift)) ++index[x];
+            }
+            return index;
+        };
+        const std::vector<int> l = bounds(-radius), u = bounds(radius);
+        for (int c = 0; c < image.channels(); ++c) {
+            std::vector<float> sat(1, 0.0f);
+            for (int x = 0; x < cols; ++x) sat.push_back(sat[x] + at(image, y, x, c));
+            for (int x = 0; x < cols; ++x)
+                at(image, y, x, c) = (sat[u[x]] - sat[l[x]]) / static_cast<float>(u[x] - l[x]);
+        }
+    }
+}
+
+cv::Mat filterNC(const cv::Mat& in, float sigmaS, float sigmaR) {
+    const cv::Mat ctH = runningSums(distances(in, 0, 1, sigmaS, sigmaR));
+    const cv::Mat ctV = runningSums(transposed(distances(in, 1, 0, sigmaS, sigmaR)));
+    const double k = 1.0 / std::sqrt(std::pow(4.0, 3.0) - 1.0);
+    cv::Mat out = in.clone();
+    for (int i = 2; i >= 0; --i) {
+        const float base = static_cast<float>(static_cast<double>(sigmaS) * std::sqrt(3.0) * std::pow(2.0, i) * k);
+        const float radius = static_cast<float>(static_cast<double>(base) * std::sqrt(3.0));
+        boxPass(out, ctH, radius);
+        cv::Mat T = transposed(out);
+        boxPass(T, ctV, radius);
+        out = transposed(T);
+    }
+    return out;
+}
+
+void filterPair(cv::Mat& first, cv::Mat& second, float sigmaS, float sigmaR) {
+    cv::Mat planes[] = {first, second}, pair;
+    cv::merge(planes, 2, pair);
+    pair.convertTo(pair, CV_32FC2);
+    pair = filterRF(pair, sigmaS, sigmaR);
+    pair.convertTo(pair, CV_16UC2);
+    cv::split(pair, planes);
+}
+
+}  // namespace reference
+
+}  // namespace
+
+TEST(DomainTransform, ConstructorSettlesTheThreadsAndPrintsTheCores) {
+    const int threads = omp_get_max_threads();
+    for (int construction = 0; construction < 2; ++construction) {
+        omp_set_num_threads(1);
+        omp_set_nested(0);
+        omp_set_dynamic(1);
+        testing::internal::CaptureStdout();
+        const DomainTransformFilter filter(3.5f, 100.0f);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  "system has " + std::to_string(omp_get_num_procs()) + " cores\n");
+        EXPECT_EQ(omp_get_max_threads(), omp_get_num_procs());
+        EXPECT_TRUE(omp_get_nested());
+        EXPECT_FALSE(omp_get_dynamic());
+        EXPECT_EQ(filter.m_sigmaS, 3.5f);
+        EXPECT_EQ(filter.m_sigmaR, 100.0f);
+    }
+    omp_set_num_threads(threads);
+}
+
+TEST(DomainTransform, DifferencesLeaveTheLastColumnUnwritten) {
+    const auto filter = quietFilter();
+    for (const Size& s : imageSizes()) {
+        const cv::Mat in = asSubPlane(testImage(s));
+        cv::Mat dx = testImage(s, 9), dy = dx.clone();
+        const cv::Mat unwritten = dx.clone();
+        EXPECT_TRUE(filter->diffX(in, dx));
+        EXPECT_TRUE(filter->diffY(in, dy));
+        for (int y = 0; y < s.rows; ++y) {
+            for (int x = 0; x < s.cols; ++x) {
+                for (int c = 0; c < s.channels; ++c) {
+                    const bool lastColumn = x == s.cols - 1, lastRow = y == s.rows - 1;
+                    ASSERT_EQ(at(dx, y, x, c),
+                              lastColumn ? at(unwritten, y, x, c) : at(in, y, x + 1, c) - at(in, y, x, c));
+                    ASSERT_EQ(at(dy, y, x, c),
+                              lastColumn || lastRow ? at(unwritten, y, x, c) : at(in, y + 1, x, c) - at(in, y, x, c));
+                }
+            }
+        }
+    }
+}
+
+TEST(DomainTransform, DifferencesTakeSizeAndTypeOfTheImage) {
+    const auto filter = quietFilter();
+    const cv::Mat in = testImage({6, 9, 3});
+    cv::Mat dx, dy(2, 2, CV_8UC1);
+    filter->diffX(in, dx);
+    filter->diffY(in, dy);
+    EXPECT_EQ(dx.size(), in.size());
+    EXPECT_EQ(dx.type(), CV_32FC3);
+    EXPECT_EQ(dy.size(), in.size());
+    EXPECT_EQ(dy.type(), CV_32FC3);
+}
+
+TEST(DomainTransform, SumsOfDifferencesAreZeroInTheLastRowAndColumn) {
+    const auto filter = quietFilter();
+    for (const Size& s : imageSizes()) {
+        const cv::Mat d = asSubPlane(randomPlane(s.rows, s.cols, CV_32FC(s.channels), 4));
+        cv::Mat sum(s.rows, s.cols, CV_32FC1, cv::Scalar(5));
+        EXPECT_TRUE(filter->sumAbs(d, sum));
+        ASSERT_EQ(sum.type(), CV_32FC1);
+        for (int y = 0; y < s.rows; ++y) {
+            for (int x = 0; x < s.cols; ++x) {
+                float expected = 0;
+                if (y < s.rows - 1 && x < s.cols - 1)
+                    for (int c = 0; c < s.channels; ++c) expected += std::fabs(at(d, y, x, c));
+                ASSERT_EQ(at(sum, y, x, 0), expected) << y << ' ' << x;
+            }
+        }
+    }
+}
+
+TEST(DomainTransform, RecursivePassRunsForwardThenBackAlongEachRow) {
+    const auto filter = quietFilter();
+    for (const Size& s : imageSizes()) {
+        const cv::Mat image = testImage(s);
+        const cv::Mat D = randomPlane(s.rows, s.cols, CV_32FC1, 1, 6, 8);
+        cv::Mat expected = image.clone();
+        reference::recursivePass(expected, D, 2.5f);
+        withThreadCounts([&](int) {
+            cv::Mat actual = asSubPlane(image);
+            EXPECT_TRUE(filter->recursivePass(actual, asSubPlane(D), 2.5f));
+            EXPECT_TRUE(samePixels(expected, actual));
+        });
+    }
+}
+
+// The distance of the step from column 1 to 2 stands at index 1, where the step from column 0 to 1 reads it.
+TEST(DomainTransform, ADistanceActsOnTheStepBeforeTheOneThatItMeasures) {
+    const auto filter = quietFilter();
+    cv::Mat image(1, 3, CV_32FC1), D(1, 3, CV_32FC1, cv::Scalar(1));
+    const float pixels[] = {0, 0, 65535};
+    for (int x = 0; x < 3; ++x) image.at<float>(0, x) = pixels[x];
+    D.at<float>(0, 1) = 1e6f;
+    filter->recursivePass(image, D, 8.0f);
+    const float v = std::exp(-std::sqrt(2.0f) / 8.0f);
+    const float last = 65535 - 65535 * v;
+    EXPECT_NEAR(image.at<float>(0, 2), last, 0.1f);
+    EXPECT_NEAR(image.at<float>(0, 1), last * v, 0.1f);
+    EXPECT_EQ(image.at<float>(0, 0), 0.0f);
+}
+
+TEST(DomainTransform, RecursiveFilterIsTheSameBitsAsItsDefinition) {
+    for (const float sigmaS : {4.0f, 8.0f, 32.0f}) {
+        const auto filter = quietFilter(sigmaS);
+        for (const Size& s : imageSizes()) {
+            const cv::Mat in = testImage(s);
+            const cv::Mat expected = reference::filterRF(in, sigmaS, kSigmaR);
+            cv::Mat out;
+            EXPECT_TRUE(filter->filter(in, out, 0));
+            EXPECT_TRUE(samePixels(expected, out)) << s.rows << "x" << s.cols << "x" << s.channels;
+        }
+    }
+}
+
+TEST(DomainTransform, RecursiveFilterFollowsEdgesOfModerateContrast) {
+    const auto filter = quietFilter();
+    const cv::Mat in = randomPlane(40, 70, CV_32FC2, 32000, 33000, 6);
+    cv::Mat out;
+    filter->filter(in, out, 0);
+    EXPECT_TRUE(samePixels(reference::filterRF(in, kSigmaS, kSigmaR), out));
+}
+
+TEST(DomainTransform, ResultsDoNotDependOnThreads) {
+    const auto filter = quietFilter();
+    const cv::Mat in = testImage({227, 301, 2});
+    const cv::Mat recursive = reference::filterRF(in, kSigmaS, kSigmaR);
+    const cv::Mat convolution = reference::filterNC(in, kSigmaS, kSigmaR);
+    withThreadCounts([&](int) {
+        cv::Mat out;
+        filter->filter(in, out, 0);
+        EXPECT_TRUE(samePixels(recursive, out));
+        filter->filter(in, out, 1);
+        EXPECT_TRUE(samePixels(convolution, out));
+    });
+}
+
+TEST(DomainTransform, FiltersInPlaceWithTheSameResult) {
+    const auto filter = quietFilter();
+    for (int mode : {0, 1}) {
+        const cv::Mat in = testImage({48, 64, 3});
+        cv::Mat out, same = asSubPlane(in);
+        filter->filter(in, out, mode);
+        filter->filter(same, same, mode);
+        EXPECT_TRUE(samePixels(out, same));
+    }
+}
+
+TEST(DomainTransform, OutputThatFitsKeepsItsPixelsInPlace) {
+    const auto filter = quietFilter();
+    for (int mode : {0, 1}) {
+        const cv::Mat in = asSubPlane(testImage({17, 33, 2}));
+        cv::Mat expected, out = asSubPlane(testImage({17, 33, 2}, 9));
+        filter->filter(in, expected, mode);
+        const uchar* data = out.data;
+        filter->filter(in, out, mode);
+        EXPECT_EQ(out.data, data);
+        EXPECT_TRUE(samePixels(expected, out));
+    }
+}
+
+TEST(DomainTransform, ConstantImageStaysAsItIs) {
+    const auto filter = quietFilter();
+    const cv::Mat in(30, 40, CV_32FC2, cv::Scalar(12345.678, 40000.1));
+    cv::Mat out;
+    filter->filter(in, out, 0);
+    EXPECT_TRUE(samePixels(in, out));
+}
+
+TEST(DomainTransform, SigmasOfTheRoundsAreProductsOfThoseBefore) {
+    const auto filter = quietFilter();
+    const cv::Mat in = randomPlane(1, 64, CV_32FC1, 0, 65535, 2);
+    cv::Mat out, expected = in.clone();
+    filter->filter(in, out, 0);
+    const cv::Mat flat(1, 64, CV_32FC1, cv::Scalar(1));
+    for (double sigma : {8 * 0.872872, 8 * 0.872872 * 0.436436, 8 * 0.872872 * 0.436436 * 0.218218})
+        reference::recursivePass(expected, flat, static_cast<float>(sigma));
+    // The widths above are rounded to six digits.
+    EXPECT_TRUE(closePixels(expected, out, 0.2));
+    EXPECT_NEAR(8 * 0.872872, 6.98, 0.01);
+    EXPECT_NEAR(8 * 0.872872 * 0.436436, 3.05, 0.01);
+    EXPECT_NEAR(8 * 0.872872 * 0.436436 * 0.218218, 0.665, 0.001);
+}
+
+TEST(DomainTransform, OneColumnIsFilteredAlongItsLength) {
+    const auto filter = quietFilter();
+    const cv::Mat column = randomPlane(64, 1, CV_32FC2, 0, 65535, 2);
+    cv::Mat out, outOfRow;
+    filter->filter(column, out, 0);
+    filter->filter(reference::transposed(column), outOfRow, 0);
+    EXPECT_TRUE(samePixels(reference::transposed(outOfRow), out));
+    EXPECT_FALSE(samePixels(column, out));
+}
+
+TEST(DomainTransform, OneRowIgnoresItsEdges) {
+    const auto filter = quietFilter(8.0f, 1e-3f);
+    const auto blind = quietFilter(8.0f, 1e9f);
+    const cv::Mat row = randomPlane(1, 64, CV_32FC2, 0, 65535, 2);
+    cv::Mat out, plain;
+    filter->filter(row, out, 0);
+    blind->filter(row, plain, 0);
+    EXPECT_TRUE(samePixels(plain, out));
+}
+
+TEST(DomainTransform, OtherModesDoNothing) {
+    const auto filter = quietFilter();
+    const cv::Mat in = testImage({5, 6, 2});
+    for (int mode : {2, 3, -1}) {
+        cv::Mat out = randomPlane(3, 4, CV_8UC1);
+        const cv::Mat before = out.clone();
+        EXPECT_TRUE(filter->filter(in, out, mode));
+        EXPECT_TRUE(samePixels(before, out));
+        EXPECT_TRUE(filter->filter(cv::Mat(2, 2, CV_8UC1), out, mode));
+    }
+}
+
+TEST(DomainTransform, EmptyImagesAreLeftAlone) {
+    const auto filter = quietFilter();
+    for (int mode : {0, 1}) {
+        cv::Mat empty(0, 0, CV_32FC2), out;
+        EXPECT_TRUE(filter->filter(empty, out, mode));
+        EXPECT_TRUE(out.empty());
+    }
+    cv::Mat first(0, 0, CV_16UC1), second(0, 0, CV_16UC1);
+    EXPECT_TRUE(filter->filterPair(first, second));
+}
+
+TEST(DomainTransform, NormalizedConvolutionIsTheSameBitsAsItsDefinition) {
+    for (const float sigmaS : {2.0f, 8.0f}) {
+        const auto filter = quietFilter(sigmaS);
+        for (const Size& s : imageSizes()) {
+            const cv::Mat in = testImage(s);
+            cv::Mat out;
+            EXPECT_TRUE(filter->filter(in, out, 1));
+            EXPECT_TRUE(samePixels(reference::filterNC(in, sigmaS, kSigmaR), out));
+        }
+    }
+}
+
+TEST(DomainTransform, BoxPassAveragesWithinTheRadius) {
+    const auto filter = quietFilter();
+    cv::Mat image(1, 8, CV_32FC1), ct(1, 8, CV_32FC1);
+    const float pixels[] = {8, 16, 24, 32, 40, 48, 56, 64}, sums[] = {1, 2, 3, 4, 14, 15, 16, 17};
+    for (int x = 0; x < 8; ++x) image.at<float>(0, x) = pixels[x], ct.at<float>(0, x) = sums[x];
+    filter->boxPass(image, ct, 1.5f);
+    const float means[] = {12, 16, 24, 28, 44, 48, 56, 60};
+    for (int x = 0; x < 8; ++x) EXPECT_EQ(image.at<float>(0, x), means[x]) << x;
+}
+
+// No index lies above the first pixel's upper bound then, and 0 is what stands for none: 0 pixels are averaged.
+TEST(DomainTransform, BoxPassLeavesNoMeanInTheFirstColumnOfRowsWithinTheRadius) {
+    const auto filter = quietFilter();
+    cv::Mat image(1, 4, CV_32FC1, cv::Scalar(5)), ct(1, 4, CV_32FC1);
+    for (int x = 0; x < 4; ++x) ct.at<float>(0, x) = static_cast<float>(x + 1);
+    filter->boxPass(image, ct, 100.0f);
+    EXPECT_TRUE(std::isnan(image.at<float>(0, 0)));
+    for (int x = 1; x < 4; ++x) EXPECT_EQ(image.at<float>(0, x), 5.0f);
+}
+
+TEST(DomainTransform, RadiusOfTheConvolutionDoesNotCarryOver) {
+    const auto filter = quietFilter(8.0f, 1e12f);
+    cv::Mat in(60, 200, CV_32FC1, cv::Scalar(0)), ct(1, 200, CV_32FC1), out;
+    in.col(100).setTo(1e6f);
+    for (int x = 0; x < 200; ++x) ct.at<float>(0, x) = static_cast<float>(x + 1);
+    cv::Mat expected = in.row(0).clone();
+    for (double width : {4, 2, 1})
+        reference::boxPass(expected, ct, static_cast<float>(8 * 3 * width / std::sqrt(63.0)));
+    filter->filter(in, out, 1);
+    // The passes along the columns average equal values and only round.
+    EXPECT_TRUE(closePixels(expected, out.row(30), 1.0));
+}
+
+TEST(DomainTransform, FilterRefusesWhatIsNotFloat) {
+    const auto filter = quietFilter();
+    const cv::Mat in = randomPlane(4, 5, CV_16UC2);
+    cv::Mat out;
+    const char* text = "ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F";
+    EXPECT_FAILURE(filter->filter(in, out, 0), text);
+    EXPECT_FAILURE(filter->filter(in, out, 1), text);
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(DomainTransform, PairIsTheSameBitsAsInterleavingConvertingAndFiltering) {
+    for (const float sigmaS : {4.0f, 8.0f, 32.0f}) {
+        const auto filter = quietFilter(sigmaS);
+        for (const double contrast : {65535.0, 3000.0}) {
+            for (const cv::Size& s : testSizes()) {
+                const cv::Mat first = randomPlane(s.height, s.width, CV_16UC1, 65535 - contrast, 65535, 5);
+                const cv::Mat second = randomPlane(s.height, s.width, CV_16UC1, 0, contrast, 6);
+                cv::Mat expectedFirst = first.clone(), expectedSecond = second.clone();
+                reference::filterPair(expectedFirst, expectedSecond, sigmaS, kSigmaR);
+                cv::Mat actualFirst = asSubPlane(first), actualSecond = asSubPlane(second);
+                EXPECT_TRUE(filter->filterPair(actualFirst, actualSecond));
+                EXPECT_TRUE(samePixels(expectedFirst, actualFirst));
+                EXPECT_TRUE(samePixels(expectedSecond, actualSecond));
+            }
+        }
+    }
+}
+
+TEST(DomainTransform, PairDoesNotDependOnThreads) {
+    const auto filter = quietFilter();
+    const cv::Mat first = randomPlane(301, 227, CV_16UC1, 5), second = randomPlane(301, 227, CV_16UC1, 6);
+    cv::Mat expectedFirst = first.clone(), expectedSecond = second.clone();
+    reference::filterPair(expectedFirst, expectedSecond, kSigmaS, kSigmaR);
+    withThreadCounts([&](int) {
+        cv::Mat actualFirst = first.clone(), actualSecond = second.clone();
+        filter->filterPair(actualFirst, actualSecond);
+        EXPECT_TRUE(samePixels(expectedFirst, actualFirst));
+        EXPECT_TRUE(samePixels(expectedSecond, actualSecond));
+    });
+}
+
+TEST(DomainTransform, PairRefusesPlanesThatDoNotFit) {
+    const auto filter = quietFilter();
+    cv::Mat plane = randomPlane(4, 5, CV_16UC1), other = randomPlane(5, 4, CV_16UC1), bytes(4, 5, CV_8UC1);
+    const cv::Mat before = plane.clone();
+    EXPECT_FAILURE(filter->filterPair(plane, bytes),
+                   "ERROR - DomainTransformFilter::filterPair - first.type()!=CV_16UC1 || second.type()!=CV_16UC1");
+    EXPECT_FAILURE(filter->filterPair(bytes, plane),
+                   "ERROR - DomainTransformFilter::filterPair - first.type()!=CV_16UC1 || second.type()!=CV_16UC1");
+    EXPECT_FAILURE(filter->filterPair(plane, other),
+                   "ERROR - DomainTransformFilter::filterPair - first.size()!=second.size()");
+    EXPECT_TRUE(samePixels(before, plane));
+}

@@ -10,11 +10,10 @@ namespace {
 
 constexpr float kPer255 = 0x1.010102p-8f;
 constexpr float kPer65535 = 0x1.0001p-16f;
-constexpr float kRedRange = 0x1.66e978p-1f;        // 0.701, the greatest R - Y
-constexpr float kBlueRange = 0x1.c5a1cap-1f;       // 0.886, the greatest B - Y
-constexpr float kRedRangeInv = 0x1.6d314ep+0f;     // 1 / 0.701
-constexpr float kBlueRangeInv = 0x1.20f066p+0f;    // 1 / 0.886
-constexpr float kGreenBackFloat = 0x1.b41da8p+0f;  // 1.7035775
+constexpr float kRedRange = 0x1.66e978p-1f;      // 0.701, the greatest R - Y
+constexpr float kBlueRange = 0x1.c5a1cap-1f;     // 0.886, the greatest B - Y
+constexpr float kRedRangeInv = 0x1.6d314ep+0f;   // 1 / 0.701
+constexpr float kBlueRangeInv = 0x1.20f066p+0f;  // 1 / 0.886
 
 // Into 0..1 along the line to the least component, or, where that is below 0, along the line to the greatest. A
 // colour that is out at both ends thus keeps its greatest component above 1.
@@ -44,7 +43,7 @@ void toU8V8(float yf, float r, float b, unsigned char& u, unsigned char& v) {
     v = sat8((b - yf) * 128.0f * kBlueRangeInv + 128.0f);
 }
 
-void withGreen(float yf, float r, float b, float& g) { g = (yf - r * kRed - b * kBlue) * kGreenBackFloat; }
+void withGreen(float yf, float r, float b, float& g) { g = (yf - r * kRed - b * kBlue) * kGreenBackFloatExact; }
 
 void fromU8V8(float yf, unsigned char u, unsigned char v, float& r, float& g, float& b) {
     r = (static_cast<float>(u) - 128.0f) * 0x1p-7f * kRedRange + yf;

@@ -1,0 +1,170 @@
+#include <algorithm>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/image/tpimage.h"
+#include "kestrova/image/ydrdb.h"
+
+// Pixels into a TPImage, in one sweep: each row of pixels becomes a row of luminance, and each even one a row of chroma
+// as well. Reducing a plane by 2 takes its even pixels of even rows; a last column that an odd width adds repeats the
+// one before it.
+
+using namespace ydrdb;
+
+namespace {
+
+constexpr int kZero = 32768;  // no colour difference
+
+KESTROVA_KERNEL void luminanceRow(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = sat16(r[x] * kRed + g[x] * kGreen + b[x] * kBlue);
+}
+
+KESTROVA_KERNEL void luminanceRow15(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = sat16((r[x] * kRed + g[x] * kGreen + b[x] * kBlue) * 2.0f);
+}
+
+KESTROVA_KERNEL void luminanceRowPacked(const uchar* bgra, ushort* __restrict y, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int b = bgra[4 * x] * 256, g = bgra[4 * x + 1] * 256, r = bgra[4 * x + 2] * 256;
+        y[x] = sat16(static_cast<float>(r) * kRed + static_cast<float>(g) * kGreen + static_cast<float>(b) * kBlue);
+    }
+}
+
+KESTROVA_KERNEL void luminanceRowPacked(const ushort* bgra, ushort* __restrict y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = sat16(bgra[4 * x + 2] * kRed + bgra[4 * x + 1] * kGreen + bgra[4 * x] * kBlue);
+}
+
+// The differences of every other pixel, halved towards zero: their sums with kZero lie within 1..65535.
+KESTROVA_KERNEL void chromaRow(const ushort* r, const ushort* b, const ushort* y, ushort* __restrict dr,
+                               ushort* __restrict db, int n) noexcept {
+    for (int j = 0; j < n; ++j) {
+        dr[j] = static_cast<ushort>((r[2 * j] - y[2 * j]) / 2 + kZero);
+        db[j] = static_cast<ushort>((b[2 * j] - y[2 * j]) / 2 + kZero);
+    }
+}
+
+KESTROVA_KERNEL void chromaRow15(const ushort* r, const ushort* b, const ushort* y, ushort* __restrict dr,
+                                 ushort* __restrict db, int n) noexcept {
+    for (int j = 0; j < n; ++j) {
+        dr[j] = static_cast<ushort>(std::min(r[2 * j] - (y[2 * j] >> 1) + kZero, 65535));
+        db[j] = static_cast<ushort>(std::min(b[2 * j] - (y[2 * j] >> 1) + kZero, 65535));
+    }
+}
+
+KESTROVA_KERNEL void chromaRowPacked(const uchar* bgra, const ushort* y, ushort* __restrict dr, ushort* __restrict db,
+                                     int n) noexcept {
+    for (int j = 0; j < n; ++j) {
+        dr[j] = static_cast<ushort>((bgra[8 * j + 2] * 256 - y[2 * j]) / 2 + kZero);
+        db[j] = static_cast<ushort>((bgra[8 * j] * 256 - y[2 * j]) / 2 + kZero);
+    }
+}
+
+KESTROVA_KERNEL void chromaRowPacked(const ushort* bgra, const ushort* y, ushort* __restrict dr, ushort* __restrict db,
+                                     int n) noexcept {
+    for (int j = 0; j < n; ++j) {
+        dr[j] = static_cast<ushort>((bgra[8 * j + 2] - y[2 * j]) / 2 + kZero);
+        db[j] = static_cast<ushort>((bgra[8 * j] - y[2 * j]) / 2 + kZero);
+    }
+}
+
+bool noPixels(int width, int height) {
+    return static_cast<int>(static_cast<unsigned>(width) * static_cast<unsigned>(height)) < 1;
+}
+
+// Fills the planes of `image`: `luminance(row, y)` writes a row of luminance, `chroma(row, y, dr, db, n)` a row of n
+// half-size pixels.
+template <class Luminance, class Chroma>
+void fill(TPImage& image, int width, int height, const Luminance& luminance, const Chroma& chroma) {
+    image.create(width, height, true);
+    for (const cv::Mat* half : {&image.m_Dr, &image.m_Db}) {
+        // The text of the reduction that chroma is: `create` leaves half-size planes that were released empty.
+        if (half->empty() || half->type() != CV_16UC1) fail("ERROR - downSize2X - outHalf must be allocated!");
+        if (half->cols != TPImage::half(width) || half->rows != TPImage::half(height))
+            fail("ERROR - TPImage::convertFrom - half-size planes of another size");
+    }
+    image.m_Y.create(height, width, CV_16UC1);
+
+    const int regular = std::max(width / 2, 1);
+    parallelRows(image.hHeight(), 2 * width, [&](int k) noexcept {
+        ushort* y = image.m_Y.ptr<ushort>(2 * k);
+        luminance(2 * k, y);
+        ushort *dr = image.m_Dr.ptr<ushort>(k), *db = image.m_Db.ptr<ushort>(k);
+        chroma(2 * k, y, dr, db, regular);
+        if (regular < image.m_Dr.cols) {
+            dr[regular] = dr[regular - 1];
+            db[regular] = db[regular - 1];
+        }
+        if (2 * k + 1 < height) luminance(2 * k + 1, image.m_Y.ptr<ushort>(2 * k + 1));
+    });
+    image.m_mask.setTo(255);
+}
+
+template <class Word>
+void fillFromPacked(TPImage& image, const Word* src, int width, int height, int step) {
+    if (src == nullptr) fail("ERROR - TPImage::convertFrom - src==NULL");
+    if (step < 4LL * width) fail("ERROR - TPImage::convertFrom - step<width*4");
+    const auto row = [=](int r) { return src + static_cast<std::ptrdiff_t>(r) * step; };
+    fill(
+        image, width, height, [&](int r, ushort* y) { luminanceRowPacked(row(r), y, width); },
+        [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chromaRowPacked(row(r), y, dr, db, n); });
+}
+
+template <class LuminanceRow, class ChromaRow>
+void fillFromPlanes(TPImage& image, unsigned short* const planes[3], int width, int height, int step,
+                    const LuminanceRow& luminance, const ChromaRow& chroma) {
+    if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertFrompRGB - plane==NULL");
+    if (step < 2LL * width || step % 2 != 0) fail("ERROR - TPImage::convertFrompRGB - step<width*2 || step%2");
+    const auto row = [=](int p, int r) { return planes[p] + static_cast<std::ptrdiff_t>(r) * (step / 2); };
+    fill(
+        image, width, height, [&](int r, ushort* y) { luminance(row(0, r), row(1, r), row(2, r), y, width); },
+        [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chroma(row(0, r), row(2, r), y, dr, db, n); });
+}
+
+template <class LuminanceRow>
+void fillLuminance(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y, const LuminanceRow& luminance) {
+    if (!R.empty()) {
+        if (R.type() != CV_16UC1 || G.type() != CV_16UC1 || B.type() != CV_16UC1)
+            fail("ERROR - TPImage::PRGB2Y - type()!=CV_16UC1");
+        if (G.cols < R.cols || G.rows < R.rows || B.cols < R.cols || B.rows < R.rows)
+            fail("ERROR - TPImage::PRGB2Y - G or B is smaller than R");
+    }
+    const cv::Mat red = R, green = G, blue = B;  // Y may be one of the objects
+    Y.create(red.size(), CV_16UC1);
+    parallelRows(red.rows, red.cols, [&](int r) noexcept {
+        luminance(red.ptr<ushort>(r), green.ptr<ushort>(r), blue.ptr<ushort>(r), Y.ptr<ushort>(r), red.cols);
+    });
+}
+
+}  // namespace
+
+void TPImage::convertFrom(const unsigned char* src, int width, int height, int step) {
+    if (noPixels(width, height)) return;
+    fillFromPacked(*this, src, width, height, step);
+    updateUid();
+}
+
+void TPImage::convertFrom(const unsigned short* src, int width, int height, int step) {
+    if (noPixels(width, height)) return;
+    fillFromPacked(*this, src, width, height, step);
+    updateUid();
+}
+
+void TPImage::convertFrompRGB(unsigned short* const planes[3], int width, int height, int step) {
+    if (noPixels(width, height)) return;
+    fillFromPlanes(*this, planes, width, height, step, luminanceRow, chromaRow);
+}
+
+void TPImage::convertFrompRGB15U(unsigned short* const planes[3], int width, int height, int step) {
+    if (noPixels(width, height)) return;
+    fillFromPlanes(*this, planes, width, height, step, luminanceRow15, chromaRow15);
+}
+
+void TPImage::PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y) {
+    fillLuminance(R, G, B, Y, luminanceRow);
+}
+
+void TPImage::PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y) {
+    fillLuminance(R, G, B, Y, luminanceRow15);
+}

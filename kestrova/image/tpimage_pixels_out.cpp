@@ -1,0 +1,184 @@
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/image/tpimage.h"
+#include "kestrova/image/ydrdb.h"
+#include "kestrova/resample/chroma_rows.h"
+
+// Pixels out of a TPImage. At full size the chroma rows are enlarged as they are needed and never stored.
+
+using namespace ydrdb;
+
+namespace {
+
+constexpr int kZero = 32768;  // no colour difference
+
+// Red or blue is the difference's own plane where a conversion runs in place.
+KESTROVA_KERNEL void rgbRow(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
+                            int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int red = clamp16(y[x] + 2 * (dr[x] - kZero)), blue = clamp16(y[x] + 2 * (db[x] - kZero));
+        r[x] = static_cast<ushort>(red);
+        b[x] = static_cast<ushort>(blue);
+        const float t = y[x] - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
+        g[x] = sat16(static_cast<double>(t) * kGreenBack);
+    }
+}
+
+KESTROVA_KERNEL void rgbRow15(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
+                              int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int luminance = y[x] >> 1;
+        const int red = clamp16(dr[x] - kZero + luminance), blue = clamp16(db[x] - kZero + luminance);
+        r[x] = static_cast<ushort>(red);
+        b[x] = static_cast<ushort>(blue);
+        const float t =
+            static_cast<float>(luminance) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
+        g[x] = sat16(static_cast<double>(t) * kGreenBack);
+    }
+}
+
+KESTROVA_KERNEL void rgbRow8(const ushort* y, const ushort* dr, const ushort* db, uchar* r, uchar* g, uchar* b,
+                             int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int luminance = y[x] >> 1;
+        const float red = static_cast<float>(luminance - kZero + dr[x]) * 2.0f;
+        const float blue = static_cast<float>(luminance - kZero + db[x]) * 2.0f;
+        const float t = y[x] - red * kRed - blue * kBlue;
+        g[x] = static_cast<uchar>(sat16(static_cast<double>(t) * kGreenBack) >> 8);
+        r[x] = static_cast<uchar>(sat16(red) >> 8);
+        b[x] = static_cast<uchar>(sat16(blue) >> 8);
+    }
+}
+
+KESTROVA_KERNEL void packedRow(const ushort* y, const ushort* dr, const ushort* db, uchar* __restrict bgra,
+                               int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const float luminance = y[x];
+        const float red = static_cast<float>(dr[x] - kZero) * 2.0f + luminance;
+        const float blue = static_cast<float>(db[x] - kZero) * 2.0f + luminance;
+        float t = luminance - red * kRed;
+        t = t - blue * kBlue;
+        t = t * kGreenBackFloat;
+        bgra[4 * x] = sat8(blue * 0x1p-8f);
+        bgra[4 * x + 1] = sat8(t * 0x1p-8f);
+        bgra[4 * x + 2] = sat8(red * 0x1p-8f);
+        bgra[4 * x + 3] = 255;
+    }
+}
+
+// Every other pixel of a row, the reduction of luminance by 2; a column that an odd width adds repeats the one before.
+KESTROVA_KERNEL void everyOther(const ushort* y, ushort* __restrict half, int n) noexcept {
+    for (int j = 0; j < n; ++j) half[j] = y[2 * j];
+}
+
+bool smaller(const cv::Mat& plane, const cv::Mat& than) { return plane.cols < than.cols || plane.rows < than.rows; }
+
+// Plane to plane at the size of Y.
+template <class Out, class Row>
+void convertPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B,
+                   const Row& row) {
+    if (Y.empty()) return;
+    if (Y.type() != CV_16UC1 || Dr.type() != CV_16UC1 || Db.type() != CV_16UC1)
+        fail("ERROR - TPImage::YDRDB2RGB - input type");
+    for (const cv::Mat* out : {&R, &G, &B}) {
+        if (out->type() != cv::DataType<Out>::type) fail("ERROR - TPImage::YDRDB2RGB - output type");
+        if (smaller(*out, Y)) fail("ERROR - TPImage::YDRDB2RGB - output is smaller than Y");
+    }
+    if (smaller(Dr, Y) || smaller(Db, Y)) fail("ERROR - TPImage::YDRDB2RGB - Dr or Db is smaller than Y");
+    parallelRows(Y.rows, Y.cols, [&](int r) noexcept {
+        row(Y.ptr<ushort>(r), Dr.ptr<ushort>(r), Db.ptr<ushort>(r), R.ptr<Out>(r), G.ptr<Out>(r), B.ptr<Out>(r),
+            Y.cols);
+    });
+}
+
+// Calls `row(r, dr, db)` with the enlarged chroma of each of the first `rows` rows of Y.
+template <class Row>
+void forEnlargedRows(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int rows, const Row& row) {
+    const int strips = stripCount(rows, Y.cols);
+    std::vector<ChromaRows> chroma = ChromaRows::forStrips(strips, Y, {Dr, Db});
+    parallelStrips(strips, rows, [&](int first, int end, int strip) noexcept {
+        for (int r = first; r < end; ++r) {
+            chroma[strip].compute(r);
+            row(r, chroma[strip].row(0), chroma[strip].row(1));
+        }
+    });
+}
+
+template <class Row>
+void convertEnlarged(const TPImage& image, unsigned short* const planes[3], int step, const Row& row) {
+    if (image.m_Y.empty()) return;
+    if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertTopRGB - plane==NULL");
+    if (step < 2LL * image.width() || step % 2 != 0) fail("ERROR - TPImage::convertTopRGB - step<width*2 || step%2");
+    const auto out = [=](int p, int r) { return planes[p] + static_cast<std::ptrdiff_t>(r) * (step / 2); };
+    forEnlargedRows(image.m_Y, image.m_Dr, image.m_Db, image.height(),
+                    [&](int r, const ushort* dr, const ushort* db) noexcept {
+                        row(image.m_Y.ptr<ushort>(r), dr, db, out(0, r), out(1, r), out(2, r), image.width());
+                    });
+}
+
+}  // namespace
+
+void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) {
+    convertPlanes<ushort>(Y, Dr, Db, R, G, B, rgbRow);
+}
+
+void TPImage::YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
+                           cv::Mat& B) const {
+    convertPlanes<ushort>(Y, Dr, Db, R, G, B, rgbRow15);
+}
+
+void TPImage::YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
+                          cv::Mat& B) const {
+    convertPlanes<uchar>(Y, Dr, Db, R, G, B, rgbRow8);
+}
+
+void TPImage::convertTo(unsigned char* dst, int step) const {
+    YDRDBToQImage(m_Y, m_Dr, m_Db, dst, width(), height(), step);
+}
+
+void TPImage::YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, unsigned char* dst, int width,
+                            int height, int step) {
+    if (Y.type() != CV_16UC1 || Dr.type() != CV_16UC1 || Db.type() != CV_16UC1)
+        fail("ERROR TPImage::YDrDbToQImage - input type");
+    if (width < 1 || height < 1) return;
+    if (dst == nullptr) fail("ERROR TPImage::YDrDbToQImage - dst==NULL");
+    if (step < 4LL * width) fail("ERROR TPImage::YDrDbToQImage - step<width*4");
+    if (Y.cols < width || Y.rows < height) fail("ERROR TPImage::YDrDbToQImage - Y is smaller than width by height");
+    forEnlargedRows(Y, Dr, Db, height, [&](int r, const ushort* dr, const ushort* db) noexcept {
+        packedRow(Y.ptr<ushort>(r), dr, db, dst + static_cast<std::ptrdiff_t>(r) * step, width);
+    });
+}
+
+void TPImage::convertTopRGB(unsigned short* const planes[3], int step) const {
+    convertEnlarged(*this, planes, step, rgbRow);
+}
+
+void TPImage::convertTopRGB15U(unsigned short* const planes[3], int step) const {
+    convertEnlarged(*this, planes, step, rgbRow15);
+}
+
+void TPImage::convertToHalfpRGB(unsigned char* const planes[3], int step) const {
+    // The text of the reduction of luminance, which takes no empty plane.
+    if (m_Y.empty() || m_Y.type() != CV_16UC1) fail("ERROR - downSize2X - outHalf must be allocated!");
+    if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertToHalfpRGB - plane==NULL");
+    if (step < hWidth()) fail("ERROR - TPImage::convertToHalfpRGB - step<hWidth");
+    if (m_Dr.type() != CV_16UC1 || m_Db.type() != CV_16UC1) fail("ERROR - TPImage::YDRDB2RGB - input type");
+    if (m_Dr.cols < hWidth() || m_Dr.rows < hHeight() || m_Db.cols < hWidth() || m_Db.rows < hHeight())
+        fail("ERROR - TPImage::YDRDB2RGB - Dr or Db is smaller than Y");
+
+    const int columns = hWidth(), regular = std::max(width() / 2, 1);
+    const int strips = stripCount(hHeight(), columns);
+    std::vector<std::vector<ushort>> luminance(strips, std::vector<ushort>(columns));
+    parallelStrips(strips, hHeight(), [&](int first, int end, int strip) noexcept {
+        ushort* y = luminance[strip].data();
+        for (int k = first; k < end; ++k) {
+            everyOther(m_Y.ptr<ushort>(2 * k), y, regular);
+            if (regular < columns) y[regular] = y[regular - 1];
+            const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(k) * step;
+            rgbRow8(y, m_Dr.ptr<ushort>(k), m_Db.ptr<ushort>(k), planes[0] + at, planes[1] + at, planes[2] + at,
+                    columns);
+        }
+    });
+}

@@ -1,0 +1,88 @@
+#include "kestrova/detail/tvelline_rows.h"
+
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace {
+
+constexpr int kBias = 32768;  // zero detail
+
+// The three weights of a tonal zone, by i, the high byte of luminance, are
+//     shadows     S(i) = max(255 - 3 i, 0), 1 more for i < 8
+//     midtones    M(i) = min(3 i, 256), 1 more for i from 78 to 84, for i < 128; M(255 - i) above
+//     highlights  H(i) = S(255 - i)
+// so that with j = min(i, 255 - i) one end of the scale, shadows below 128 and highlights above, weighs S(j), the
+// midtones M(j), and the other end nothing. The sum is 256, for j from 8 to 77 it is 255: a blend needs no clamp.
+// All in 16 bits, for as many pixels in a vector.
+inline ushort blendZones(ushort y, ushort end, ushort mid) {
+    const ushort i = y >> 8, fromTop = 255 - i;
+    const ushort j = i < fromTop ? i : fromTop;
+    const ushort j3 = 3 * j;
+    ushort endWeight = j3 < 255 ? 255 - j3 : 0;
+    endWeight += j < 8;
+    ushort midWeight = j3 + (j >= 78);
+    midWeight = midWeight < 256 ? midWeight : 256;
+    const int blend = static_cast<short>(end - kBias) * static_cast<short>(endWeight) +
+                      static_cast<short>(mid - kBias) * static_cast<short>(midWeight);
+    return static_cast<ushort>(blend / 256 + kBias);
+}
+
+template <class Chroma>
+inline ushort mixChroma(Chroma dr, Chroma db, const ChromaMix& mix, ushort y) {
+    return sat16((static_cast<float>(db) * mix.kb + static_cast<float>(dr) * mix.kr) + mix.k0 + static_cast<float>(y));
+}
+
+unsigned zoneEntry(ushort end, ushort mid) { return end | static_cast<unsigned>(mid) << 16; }
+
+}  // namespace
+
+KESTROVA_KERNEL void mixChromaRow(const uchar* dr, const uchar* db, const ChromaMix& mix, ushort* y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = mixChroma(dr[x], db[x], mix, y[x]);
+}
+
+KESTROVA_KERNEL void mixChromaRow(const ushort* dr, const ushort* db, const ChromaMix& mix, ushort* y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = mixChroma(dr[x], db[x], mix, y[x]);
+}
+
+KESTROVA_KERNEL void addDetailRow(const ushort* extra, ushort* d, int n) noexcept {
+    for (int x = 0; x < n; ++x) d[x] = clamp16(d[x] + extra[x] - kBias);
+}
+
+KESTROVA_KERNEL void mixZonesRow(const ushort* y, const ushort* s, const ushort* m, ushort* h, int n) noexcept {
+    for (int x = 0; x < n; ++x) h[x] = blendZones(y[x], y[x] < kBias ? s[x] : h[x], m[x]);
+}
+
+ZoneCurves::ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights) : m_entries(1 << 17) {
+    unsigned* lower = m_entries.data();
+    unsigned* upper = lower + (1 << 16);
+    for (int d = 0; d < 1 << 16; ++d) {
+        lower[d] = zoneEntry(shadows[d], midtones[d]);
+        upper[d] = zoneEntry(highlights[d], midtones[d]);
+    }
+}
+
+KESTROVA_KERNEL void curveZonesRow(const ushort* __restrict y, const unsigned* __restrict zoneCurves,
+                                   ushort* __restrict d, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const unsigned entry = zoneCurves[d[x] + ((y[x] & 0x8000u) << 1)];
+        d[x] = blendZones(y[x], static_cast<ushort>(entry), static_cast<ushort>(entry >> 16));
+    }
+}
+
+KESTROVA_KERNEL void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = clamp16(y[x] + 2 * (d0[x] + d1[x] + d2[x] - 3 * kBias));
+}
+
+KESTROVA_KERNEL void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        pairs[2 * x] = first[x];
+        pairs[2 * x + 1] = second[x];
+    }
+}
+
+KESTROVA_KERNEL void deinterleaveRow(const ushort* pairs, ushort* first, ushort* second, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        first[x] = pairs[2 * x];
+        second[x] = pairs[2 * x + 1];
+    }
+}

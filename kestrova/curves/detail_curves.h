@@ -2,11 +2,11 @@
 
 #include <opencv2/core/hal/interface.h>
 
+#include <cstddef>
+#include <memory>
 #include <vector>
 
-/// Several curves of `TLut16U::setupLinearThreshold` in one go. Internal.
-
-constexpr int kDetailCurveEntries = 65536;
+/// The curves of `setupLinearThreshold`, drawn, and several of them in one go. Internal.
 
 /// All that a curve depends on: the arguments of `setupLinearThreshold`, then those of `setKRange`.
 struct DetailCurve {
@@ -16,22 +16,24 @@ struct DetailCurve {
     float blurScale;
 };
 
-/// Draws the curve into the 65536 entries of `table`, up to but not with the smoothing. Returns the sigma that it is
-/// yet to be smoothed with, in 2 steps, or 0 if it is not to be smoothed.
+/// Draws the curve of `TLut8U` into 256 entries, or that of `TLut16U` into 65536: all but the smoothing. Returns the
+/// sigma to smooth the table with, in 2 steps, or 0 if it is finished as it is.
+float drawDetailCurve(const DetailCurve& curve, uchar* table);
 float drawDetailCurve(const DetailCurve& curve, ushort* table);
 
-/// The finished tables of a list of curves, the same bits as `setupLinearThreshold` gives one by one: equal curves are
-/// built once and share a table, and the smoothing runs over all tables side by side.
+/// The finished 16-bit tables of a list of curves, the same bits as `TLut16U::setupLinearThreshold` gives one by one.
+/// Equal curves are built once and share a table, and the smoothing, which is nearly all of the time, runs over all
+/// tables side by side: nine curves take little longer than one.
 ///
-///     const DetailCurves curves({shadows, midtones, base});
-///     const ushort* shadowTable = curves[0];
+///     const DetailCurves curves({base, shadows, midtones});
+///     const ushort* shadowTable = curves[1];
 class DetailCurves {
 public:
     explicit DetailCurves(const std::vector<DetailCurve>& curves);
     /// The 65536 entries of curve `i` of the list.
-    const ushort* operator[](int i) const { return m_tables.data() + m_tableOf[i] * kDetailCurveEntries; }
+    const ushort* operator[](int i) const { return m_table[i]; }
 
 private:
-    std::vector<ushort> m_tables;
-    std::vector<std::size_t> m_tableOf;
+    std::unique_ptr<ushort[]> m_entries;
+    std::vector<const ushort*> m_table;
 };

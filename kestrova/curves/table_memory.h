@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <new>
+
+#include "kestrova/primitives/memory.h"
+
+/// Tables of one row that release themselves with their last owner. Internal.
+
+inline std::shared_ptr<void> ownTable(void* table) {
+    if (!table) throw std::bad_alloc();
+    return {table, ippiFree};
+}
+
+inline std::shared_ptr<void> newTable8U(int entries) {
+    int step;
+    return ownTable(ippiMalloc_8u_C1(entries, 1, &step));
+}
+
+inline std::shared_ptr<void> newTable16U(int entries) {
+    int step;
+    return ownTable(ippiMalloc_16u_C1(entries, 1, &step));
+}

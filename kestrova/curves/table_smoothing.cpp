@@ -1,0 +1,109 @@
+#include "kestrova/curves/table_smoothing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+
+#include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/primitives.h"
+
+namespace {
+
+double intPow(double x, int e) {
+    double r = 1.0;
+    for (int u = std::abs(e); u != 0; u >>= 1, x *= x)
+        if (u & 1) r *= x;
+    return e < 0 ? 1.0 / r : r;
+}
+
+// One table on its way: its floats and the constants of its recurrence.
+struct Row {
+    float* data;
+    float nu;        // feedback from the element before
+    float boundary;  // what the elements beyond an end add up to, as a factor on the end
+    float post;      // the gain of all runs, taken back
+};
+
+Row rowOf(float* data, float sigma, int steps) {
+    const double lambda = double(sigma * sigma) / (2.0 * steps);
+    const double nu = (2 * lambda + 1 - std::sqrt(4 * lambda + 1)) / (2 * lambda);
+    return {data, static_cast<float>(nu), static_cast<float>(1.0 / (1.0 - nu)),
+            static_cast<float>(intPow(nu / lambda, steps))};
+}
+
+// One run there and back over K rows. Each step of a row waits for the one before it, 6 to 8 cycles for a
+// multiplication and an addition; the steps of K rows wait together.
+template <int K>
+void runThereAndBack(const Row* rows, int n) noexcept {
+    float* data[K];
+    float nu[K], last[K];
+    for (int k = 0; k < K; ++k) data[k] = rows[k].data, nu[k] = rows[k].nu;
+
+    for (int k = 0; k < K; ++k) data[k][0] = last[k] = data[k][0] * rows[k].boundary;
+    for (int i = 1; i < n; ++i)
+        for (int k = 0; k < K; ++k) data[k][i] = last[k] = data[k][i] + nu[k] * last[k];
+
+    for (int k = 0; k < K; ++k) data[k][n - 1] = last[k] = data[k][n - 1] * rows[k].boundary;
+    for (int i = n - 1; i > 0; --i)
+        for (int k = 0; k < K; ++k) data[k][i - 1] = last[k] = data[k][i - 1] + nu[k] * last[k];
+}
+
+template <int K>
+void smoothRows(const Row* rows, int n, int steps) noexcept {
+    for (int s = 0; s < steps; ++s) runThereAndBack<K>(rows, n);
+    for (int k = 0; k < K; ++k) {
+        float* const data = rows[k].data;
+        const float post = rows[k].post;
+        for (int i = 0; i < n; ++i) data[i] *= post;
+    }
+}
+
+// Six rows take no longer than one; more begin to take longer.
+constexpr int kSideBySide = 6;
+constexpr void (*kSmoothRows[])(const Row*, int, int) noexcept = {smoothRows<1>, smoothRows<2>, smoothRows<3>,
+                                                                  smoothRows<4>, smoothRows<5>, smoothRows<6>};
+
+}  // namespace
+
+void gaussSmooth1D(float* data, int n, float sigma, int steps) {
+    if (!data || n < 1 || !(sigma > 0) || steps < 0) return;
+    const Row row = rowOf(data, sigma, steps);
+    smoothRows<1>(&row, n, steps);
+}
+
+void smoothLUT8U(uchar* table, int n, float sigma, int steps) {
+    if (!table || n < 1) return;
+    const std::unique_ptr<float[]> work(new float[n]);
+    const IppiSize row = {n, 1};
+    const int bytes = n * static_cast<int>(sizeof(float));
+    ippiConvert_8u32f_C1R(table, n, work.get(), bytes, row);
+    gaussSmooth1D(work.get(), n, sigma, steps);
+    ippiConvert_32f8u_C1R(work.get(), bytes, table, n, row, ippRndNear);
+}
+
+void smoothLUT16U(ushort* table, int n, float sigma, int steps) { smoothLUTs16U({{table, sigma}}, n, steps); }
+
+void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps) {
+    std::vector<TableToSmooth> todo;
+    for (const TableToSmooth& t : tables)
+        if (t.table && n > 0 && t.sigma > 0 && steps >= 0) todo.push_back(t);
+    const int count = static_cast<int>(todo.size());
+    const std::unique_ptr<float[]> work(new float[std::size_t(n) * count]);
+    std::vector<Row> rows;
+    for (int i = 0; i < count; ++i) rows.push_back(rowOf(&work[std::size_t(n) * i], todo[i].sigma, steps));
+
+    const IppiSize row = {n, 1};
+    const int bytes16 = n * static_cast<int>(sizeof(ushort)), bytes32 = n * static_cast<int>(sizeof(float));
+    parallelStrips(stripCount(count, n), count, [&](int first, int end, int) noexcept {
+        for (int i = first; i < end; ++i) ippiConvert_16u32f_C1R(todo[i].table, bytes16, rows[i].data, bytes32, row);
+        for (int i = first; i < end;) {
+            const int bunches = (end - i + kSideBySide - 1) / kSideBySide;
+            const int bunch = (end - i + bunches - 1) / bunches;
+            kSmoothRows[bunch - 1](&rows[i], n, steps);
+            i += bunch;
+        }
+        for (int i = first; i < end; ++i)
+            ippiConvert_32f16u_C1R(rows[i].data, bytes32, todo[i].table, bytes16, row, ippRndNear);
+    });
+}

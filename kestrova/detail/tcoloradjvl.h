@@ -23,7 +23,8 @@ public:
     /// Writes the adjusted chroma of a picture whose luminance went from `y0` to `y1`; always true. All planes are
     /// CV_16UC1 of one size, zero chroma is 32768. `drOut` and `dbOut` are created unless they fit; each may be the
     /// plane it is made from. Rebuilds the table first if `m_bChanged`; writes the time that this took to standard
-    /// output, also when nothing was to be done. Planes that do not fit are refused before anything is written.
+    /// output, also when nothing was to be done. Throws, before anything is written, if the planes are empty, of
+    /// another type or of different sizes, or if both outputs are one plane.
     bool proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut,
               cv::Mat& dbOut);
 

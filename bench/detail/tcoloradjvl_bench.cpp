@@ -1,0 +1,64 @@
+#include "kestrova/detail/tcoloradjvl.h"
+
+#include <cmath>
+#include <memory>
+#include <string>
+
+#include "bench/support/bench.h"
+#include "bench/support/quiet.h"
+
+namespace {
+
+// Slow waves with a little noise: neighbouring pixels have neighbouring colours, as in a photograph.
+cv::Mat waves(const BenchSize& size, double middle, double height, double period) {
+    cv::Mat plane(size.rows, size.cols, CV_16UC1);
+    unsigned noise = 1;
+    for (int y = 0; y < size.rows; ++y) {
+        const double phase = std::cos(y / period);
+        for (int x = 0; x < size.cols; ++x) {
+            noise = noise * 1664525u + 1013904223u;
+            plane.at<ushort>(y, x) =
+                static_cast<ushort>(middle + height * phase * std::sin(x / period) + static_cast<double>(noise >> 22));
+        }
+    }
+    return plane;
+}
+
+struct Picture {
+    cv::Mat y0, y1, dr, db, drOut, dbOut;
+    explicit Picture(const BenchSize& size)
+        : y0(waves(size, 20000, 15000, 100)),
+          y1(waves(size, 22000, 16000, 100)),
+          dr(waves(size, 32768, 8000, 150)),
+          db(waves(size, 32768, 6000, 170)) {}
+};
+
+void procRow(const std::string& name, const BenchSize& size, bool rebuild) {
+    const std::size_t bytes =
+        std::size_t{12} * static_cast<std::size_t>(size.cols) * static_cast<std::size_t>(size.rows);
+    benchRow(name + "/" + size.name, bytes, [=] {
+        auto picture = std::make_shared<Picture>(size);
+        auto adjust = std::make_shared<TColorAdjVL>();
+        adjust->m_temperature = 0.3f;
+        adjust->m_tint = -0.2f;
+        adjust->m_saturation = 0.2f;
+        adjust->m_vibrance = 0.4f;
+        adjust->m_bChanged = true;
+        return [=] {
+            const Quiet quiet;
+            if (rebuild) adjust->m_bChanged = true;
+            adjust->proc(picture->y0, picture->y1, picture->dr, picture->db, picture->drOut, picture->dbOut);
+        };
+    });
+}
+
+KESTROVA_BENCH(tcoloradjvl) {
+    for (const BenchSize& size : kBenchSizes) {
+        procRow("TColorAdjVL::proc", size, false);
+        procRow("TColorAdjVL::proc of changed parameters", size, true);
+    }
+    // The table alone: one pixel; the bytes are those of the two tables.
+    procRow("TColorAdjVL::proc of changed parameters", {"1x1", 1, 1}, true);
+}
+
+}  // namespace

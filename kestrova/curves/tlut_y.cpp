@@ -1,0 +1,247 @@
+#include "kestrova/curves/tlut_y.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "kestrova/curves/table_memory.h"
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/primitives/primitives.h"
+
+namespace {
+
+constexpr int kEntries = 65536;
+constexpr int kSamples = 4096;       // of luminance, every sixteenth level
+constexpr int kGrid = 128;           // samples of Dr, and of Db: every second level
+constexpr int kWorkOfMapPixel = 32;  // in elements, for the choice whether to fork
+
+// Linear enlarging of the samples by 16. Level 16 i + 8 + k lies (2k + 1) / 32 of the way from sample i to the next;
+// the ends repeat the end samples.
+KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restrict table) noexcept {
+    for (int e = 0; e < 8; ++e) table[e] = samples[0];
+    for (int i = 0; i < kSamples - 1; ++i) {
+        const int s0 = samples[i], s1 = samples[i + 1];
+        for (int k = 0; k < 16; ++k)
+            table[16 * i + 8 + k] = static_cast<ushort>((s0 * (31 - 2 * k) + s1 * (2 * k + 1) + 16) >> 5);
+    }
+    for (int e = kEntries - 8; e < kEntries; ++e) table[e] = samples[kSamples - 1];
+}
+
+// `map` takes a level of luminance to another.
+template <class Map>
+void fillYTable(ushort* table, const Map& map) {
+    std::vector<ushort> samples(kSamples);
+    parallelRows(kSamples, kWorkOfMapPixel, [&](int i) noexcept { samples[i] = map(static_cast<ushort>(16 * i)); });
+    enlarge16(samples.data(), table);
+}
+
+void lookUpY(const cv::Mat& inY, const ushort* table, cv::Mat& outY) {
+    if (!table) fail("ERROR - TLutYDrDb::applyYLUT - !m_lutY_p");
+    if (inY.type() != CV_16UC1)
+        fail("ERROR -  TLutYDrDb::applyYLUT(const Mat &inY, Mat &outY) - inY.type() != CV_16UC1");
+    outY.create(inY.size(), CV_16UC1);
+    ippiLUTPalette_16u_C1R(inY.ptr<ushort>(), static_cast<int>(inY.step), outY.ptr<ushort>(),
+                           static_cast<int>(outY.step), {inY.cols, inY.rows}, table, 16);
+}
+
+void checkInOutY(const cv::Mat& inOutY16U) {
+    if (inOutY16U.type() != CV_16UC1) fail("ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1");
+}
+
+// Row `y` of a grid plane enlarged linearly by 2 in both directions: three quarters of the nearer sample and one of the
+// farther, across and down; the edges repeat the edge samples.
+void enlarge2Row(const uchar* grid, int y, int* full) noexcept {
+    const uchar* const nearer = grid + y / 2 * kGrid;
+    const uchar* const farther = grid + clampInt(y % 2 ? y / 2 + 1 : y / 2 - 1, 0, kGrid - 1) * kGrid;
+    int column[kGrid + 2];
+    for (int x = 0; x < kGrid; ++x) column[x + 1] = 3 * nearer[x] + farther[x];
+    column[0] = column[1];
+    column[kGrid + 1] = column[kGrid];
+    for (int x = 0; x < kGrid; ++x) {
+        full[2 * x] = (column[x] + 3 * column[x + 1] + 8) >> 4;
+        full[2 * x + 1] = (3 * column[x + 1] + column[x + 2] + 8) >> 4;
+    }
+}
+
+KESTROVA_KERNEL void pairRow(const uchar* gridDr, const uchar* gridDb, int y, ushort* pairs) noexcept {
+    int dr[2 * kGrid], db[2 * kGrid];
+    enlarge2Row(gridDr, y, dr);
+    enlarge2Row(gridDb, y, db);
+    for (int x = 0; x < 2 * kGrid; ++x) pairs[x] = static_cast<ushort>(dr[x] << 8 | db[x]);
+}
+
+void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int pair = table[inDr[x] << 8 | inDb[x]];
+        outDr[x] = static_cast<uchar>(pair >> 8);
+        outDb[x] = static_cast<uchar>(pair);
+    }
+}
+
+// With i the band of Y, r its offset in the band and w = ((i + 2) step - Y) / step in whole numbers, a pixel is to get
+// w times table i less w - 1 times table i + 1. So w is 1 and the table of the band stands alone, save where r = 0: w
+// is 2 there. The top band has no next table and reckons with the two below: table `last` alone, or `last` - 1 at r =
+// 0.
+void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
+                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+    const int offsetMask = (1 << shift) - 1;
+    for (int x = 0; x < n; ++x) {
+        const int at = inDr[x] << 8 | inDb[x];
+        const int i = y[x] >> shift;
+        int dr = tables[i][at] >> 8, db = tables[i][at] & 0xFF;
+        if ((y[x] & offsetMask) == 0) {
+            const int other = tables[i < last ? i + 1 : last - 1][at];
+            dr = i < last ? 2 * dr - (other >> 8) : other >> 8;
+            db = i < last ? 2 * db - (other & 0xFF) : other & 0xFF;
+        }
+        outDr[x] = static_cast<uchar>(dr);
+        outDb[x] = static_cast<uchar>(db);
+    }
+}
+
+}  // namespace
+
+TLutY16U::TLutY16U() : m_lutY_p(nullptr) { setupYLUT(); }
+TLutY16U::TLutY16U(const TLutY16U& other) = default;
+TLutY16U& TLutY16U::operator=(const TLutY16U& other) = default;
+TLutY16U::~TLutY16U() = default;
+
+void TLutY16U::setupYLUT() {
+    if (m_lutY_p) return;
+    m_owner = newTable16U(kEntries);
+    m_lutY_p = static_cast<ushort*>(m_owner.get());
+}
+
+void TLutY16U::computeLUT16U(bool update) {
+    if (!update || !m_lutY_p) return;
+    fillYTable(m_lutY_p, [this](ushort y) noexcept {
+        ushort dr = 0x7FFF, db = 0x7FFF;
+        mapPixel(y, dr, db);
+        return y;
+    });
+}
+
+void TLutY16U::applyYLUT(const cv::Mat& inY, cv::Mat& outY) { lookUpY(inY, m_lutY_p, outY); }
+
+bool TLutY16U::proc(cv::Mat& inOutY16U, bool update) {
+    checkInOutY(inOutY16U);
+    if (update) computeLUT16U(true);
+    applyYLUT(inOutY16U, inOutY16U);
+    return true;
+}
+
+TLutYDrDb::TLutYDrDb(int nc) : m_lutY_p(nullptr), m_NC(-1), m_CLUT_p{} {
+    setupYLUT();
+    setupCLUT(nc);
+}
+
+TLutYDrDb::TLutYDrDb(const TLutYDrDb& other) = default;
+TLutYDrDb& TLutYDrDb::operator=(const TLutYDrDb& other) = default;
+TLutYDrDb::~TLutYDrDb() = default;
+
+void TLutYDrDb::setupYLUT() {
+    if (m_lutY_p) return;
+    m_yOwner = newTable16U(kEntries);
+    m_lutY_p = static_cast<ushort*>(m_yOwner.get());
+}
+
+int TLutYDrDb::setupCLUT(int nc) {
+    m_NC = -1;
+    const int count = nc < 0 ? 0 : 1 << std::min(nc, 5);
+    for (int s = 0; s < 32; ++s) {
+        if (s >= count) {
+            m_cOwner[s].reset();  // the pointer stays in its slot, stale, as is meant
+        } else if (!m_cOwner[s]) {
+            m_cOwner[s] = newTable16U(kEntries);
+            m_CLUT_p[s] = static_cast<ushort*>(m_cOwner[s].get());
+        }
+    }
+    m_NC = std::min(nc, 5);
+    return count;
+}
+
+int TLutYDrDb::numCLUT() { return m_NC < 0 ? 0 : 1 << m_NC; }
+
+void TLutYDrDb::computeLUT() {
+    if (m_lutY_p) {
+        fillYTable(m_lutY_p, [this](ushort y) noexcept {
+            uchar dr = 0x80, db = 0x80;
+            mapPixel(y, dr, db);
+            return y;
+        });
+    }
+    const int tables = numCLUT();
+    if (tables > 1 && !m_lutY_p) return;
+
+    const int stepY = tables > 1 ? sat16(65535.0f / static_cast<float>(tables)) : 0;
+    const int offY = tables > 1 ? sat16(32767.0f / static_cast<float>(tables)) : 0x7FFF;
+    std::vector<uchar> gridDr(kGrid * kGrid), gridDb(kGrid * kGrid);
+    for (int c = 0; c < tables; ++c) {
+        parallelRows(kGrid, kGrid * kWorkOfMapPixel, [&](int i) noexcept {
+            for (int j = 0; j < kGrid; ++j) {
+                ushort y = static_cast<ushort>(c * stepY + offY);
+                uchar dr = static_cast<uchar>(i << 1), db = static_cast<uchar>(j << 1);
+                mapPixel(y, dr, db);
+                gridDr[i * kGrid + j] = dr;
+                gridDb[i * kGrid + j] = db;
+            }
+        });
+        parallelRows(2 * kGrid, 2 * kGrid,
+                     [&](int y) noexcept { pairRow(gridDr.data(), gridDb.data(), y, m_CLUT_p[c] + y * 2 * kGrid); });
+    }
+}
+
+void TLutYDrDb::applyYLUT(const cv::Mat& inY, cv::Mat& outY) { lookUpY(inY, m_lutY_p, outY); }
+
+void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb) {
+    if (numCLUT() < 1) fail("ERROR - TLutYDrDb::applyCLUT - m_NC<1 ");
+    if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
+        fail("ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1");
+    if (inDr.size != inDb.size) fail("ERROR - TLutYDrDb::applyCLUT - inDr.size != inDb.size");
+    const cv::Mat dr = inDr, db = inDb;  // an output may be one of the inputs
+    outDr.create(dr.size(), CV_8UC1);
+    outDb.create(dr.size(), CV_8UC1);
+    parallelRows(dr.rows, dr.cols, [&](int r) noexcept {
+        applyCRow(m_CLUT_p[0], dr.ptr(r), db.ptr(r), outDr.ptr(r), outDb.ptr(r), dr.cols);
+    });
+}
+
+void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,
+                          cv::Mat& outDb) {
+    if (numCLUT() < 1) fail("ERROR - TLutYDrDb::applyCLUT - m_NC<1 ");
+    if (numCLUT() == 1) return applyCLUT(inDr, inDb, outDr, outDb);
+    // The types are the caller's word; what would be read beyond a plane is refused.
+    if (inY.size != inDr.size || inDb.size != inDr.size)
+        fail("ERROR - TLutYDrDb::applyCLUT - inY.size != inDr.size || inDb.size != inDr.size");
+    if (!inY.empty() && inY.elemSize() < 2) fail("ERROR - TLutYDrDb::applyCLUT - inY.elemSize()<2");
+    const cv::Mat y = inY, dr = inDr, db = inDb;  // an output may be one of the inputs
+    outDr.create(dr.size(), CV_8UC1);
+    outDb.create(dr.size(), CV_8UC1);
+    const int shift = 16 - m_NC, last = numCLUT() - 1;
+    parallelRows(dr.rows, dr.cols, [&](int r) noexcept {
+        applyBandsRow(m_CLUT_p, shift, last, y.ptr<ushort>(r), dr.ptr(r), db.ptr(r), outDr.ptr(r), outDb.ptr(r),
+                      dr.cols);
+    });
+}
+
+bool TLutYDrDb::proc(cv::Mat& inOutY16U) {
+    checkInOutY(inOutY16U);
+    computeLUT();
+    applyYLUT(inOutY16U, inOutY16U);
+    return true;
+}
+
+bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat& inDb8U, cv::Mat& outY16U,
+                     cv::Mat& outDr8U, cv::Mat& outDb8U) {
+    if (inY16U.type() != CV_16UC1 || inDr8U.type() != CV_8UC1 || inDb8U.type() != CV_8UC1)
+        fail("ERROR - TLutYDrDb::proc - inY16U.type()!=CV_16UC1 || inDr8U.type!=CV_8UC1 || inDb8U.type()!=CV_8UC1");
+    if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
+        fail("ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size");
+    const cv::Mat y = inY16U;  // the chroma outputs may be where it was
+    computeLUT();
+    if (numCLUT() > 0) applyCLUT(y, inDr8U, inDb8U, outDr8U, outDb8U);
+    applyYLUT(y, outY16U);
+    return true;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <algorithm>
+
+#include "kestrova/detail/tcoloradjvl.h"
+#include "tests/support/printed.h"
+
+/// Rebuilds the tables without the time line.
+inline void rebuildQuietly(TColorAdjVL& adjust) {
+    printed([&] { adjust.computeLUT16U(); });
+}
+
+inline void setParameters(TColorAdjVL& adjust, float temperature, float tint, float saturation, float vibrance) {
+    adjust.m_temperature = temperature;
+    adjust.m_tint = tint;
+    adjust.m_saturation = saturation;
+    adjust.m_vibrance = vibrance;
+    adjust.m_bChanged = true;
+}
+
+inline bool sameTables(const TColorAdjVL& a, const TColorAdjVL& b) {
+    return std::equal(a.m_lutDr, a.m_lutDr + 35937, b.m_lutDr) && std::equal(a.m_lutDb, a.m_lutDb + 35937, b.m_lutDb);
+}

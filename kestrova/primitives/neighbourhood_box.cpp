@@ -1,0 +1,210 @@
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+#include "kestrova/frame/kernel.h"
+#include "kestrova/primitives/neighbourhood.h"
+#include "kestrova/primitives/window.h"
+
+/// A row of column sums slides down the plane: the row that enters the window is added, the one that leaves it taken
+/// away. Sums of `width` neighbours among them come from sums of half as many, so that their cost and their rounding
+/// grow with the logarithm of the width alone.
+///
+/// Integers are summed exactly: neither order nor split matters. Floats are summed in double. Their column sums begin
+/// anew, from the top of the window down, at every `floatBlock`-th row of the region and after a value that is not
+/// finite has left the window, so that the order does not depend on the split either. An error of rounding is at most
+/// 2^-53 of a column's sum of sizes, and a column collects fewer than 4 `floatBlock` of them before it begins anew.
+
+namespace {
+
+int floatBlock(const Window& window) { return std::max(window.height, 32); }
+
+template <class Sum, class Element>
+KESTROVA_KERNEL void addRow(Sum* __restrict sums, const Element* __restrict row, int n) noexcept {
+    for (int x = 0; x < n; ++x) sums[x] += static_cast<Sum>(row[x]);
+}
+
+/// True if a value that leaves is not finite: the sums that it was part of are spoilt.
+template <class Sum, class Element>
+KESTROVA_KERNEL bool slideRow(Sum* __restrict sums, const Element* __restrict entering,
+                              const Element* __restrict leaving, int n) noexcept {
+    int spoilt = 0;
+    for (int x = 0; x < n; ++x) {
+        if constexpr (std::is_floating_point_v<Element>)
+            spoilt |= !(std::abs(leaving[x]) <= std::numeric_limits<Element>::max());
+        sums[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
+    }
+    return spoilt != 0;
+}
+
+template <class Sum, class Out, class Finish>
+KESTROVA_KERNEL void finishRow(const Sum* sums, Out* __restrict out, int n, Finish finish) noexcept {
+    for (int x = 0; x < n; ++x) out[x] = finish(sums[x]);
+}
+
+/// From the sums of `length` neighbouring columns those of twice as many, and one column more if `kOdd`.
+template <bool kOdd, class Sum, class Out, class Finish>
+KESTROVA_KERNEL void doubleRow(const Sum* sums, int length, const Sum* columns, Out* __restrict out, int n,
+                               Finish finish) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const Sum both = sums[x] + sums[x + length];
+        out[x] = finish(kOdd ? both + columns[x + 2 * length] : both);
+    }
+}
+
+struct Unchanged {
+    template <class Sum>
+    Sum operator()(Sum sum) const {
+        return sum;
+    }
+};
+
+/// out[x] = finish(columns[x] + ... + columns[x + width - 1])
+template <class Sum, class Out, class Finish>
+void sumAcross(const Sum* columns, int width, Sum* scratch, Sum* otherScratch, Out* out, int n,
+               Finish finish) noexcept {
+    if (width == 1) return finishRow(columns, out, n, finish);
+    const int half = width / 2;
+    const Sum* sums = columns;
+    if (half > 1) {
+        sumAcross(columns, half, otherScratch, scratch, scratch, n + half, Unchanged{});
+        sums = scratch;
+    }
+    if (width % 2)
+        doubleRow<true>(sums, half, columns, out, n, finish);
+    else
+        doubleRow<false>(sums, half, columns, out, n, finish);
+}
+
+/// floor((sum + area / 2) / area) as a product with ceil(2^shift / area), which is exact for sums below 2^31
+/// (T. Granlund and P. L. Montgomery, "Division by Invariant Integers using Multiplication", 1994).
+template <class Element>
+struct MeanOfWords {
+    std::uint32_t half, multiplier;
+    int shift = 31;
+
+    explicit MeanOfWords(std::uint64_t area) : half(static_cast<std::uint32_t>(area / 2)) {
+        while (std::uint64_t{1} << (shift - 31) < area) ++shift;
+        multiplier = static_cast<std::uint32_t>(((std::uint64_t{1} << shift) + area - 1) / area);
+    }
+    Element operator()(std::uint32_t sum) const {
+        return static_cast<Element>(static_cast<std::uint64_t>(sum + half) * multiplier >> shift);
+    }
+};
+
+/// The same for larger sums: (n + 1/2) / area is further from a whole number than it is rounded by, as 2^32 cells give
+/// it a distance of 2^-33, and values below 2^16 errors below 2^-35.
+template <class Element>
+struct MeanOfLargeWords {
+    double half, reciprocal;
+
+    explicit MeanOfLargeWords(std::uint64_t area)
+        : half(static_cast<double>(area / 2) + 0.5), reciprocal(1 / static_cast<double>(area)) {}
+    Element operator()(std::uint64_t sum) const {
+        return static_cast<Element>(static_cast<int>((static_cast<double>(sum) + half) * reciprocal));
+    }
+};
+
+struct MeanOfFloats {
+    double reciprocal;
+
+    explicit MeanOfFloats(std::uint64_t area) : reciprocal(1 / static_cast<double>(area)) {}
+    float operator()(double sum) const { return static_cast<float>(sum * reciprocal); }
+};
+
+template <class Sum, class Rows>
+void sumColumns(const Rows& rows, int y, const Window& window, Sum* sums) noexcept {
+    std::fill_n(sums, window.columns, Sum());
+    for (int i = 0; i < window.height; ++i) addRow(sums, rows.row(y - window.above + i), window.columns);
+}
+
+template <class Sum, class Element, class Rows, class Mean>
+IppStatus filter(const Rows& source, Plane<Element> dst, IppiSize size, const Window& window, const Strips& strips,
+                 Mean mean) {
+    constexpr int kScratchRows = 3;
+    const auto scratch = allocateScratch<Sum>(static_cast<std::size_t>(kScratchRows) * strips.count(), window.columns);
+    if (!scratch) return ippStsNoMemErr;
+    parallelStrips(strips.count(), strips.count(), [&](int s, int, int) noexcept {
+        Sum* columns = scratch.get() + static_cast<std::ptrdiff_t>(kScratchRows) * s * window.columns;
+        Sum *halves = columns + window.columns, *otherHalves = halves + window.columns;
+        auto rows = source.strip(strips, s);
+        const int first = strips.first(s);
+        for (int y = first; y < strips.end(s); ++y) {
+            const bool anew = y == first || (std::is_floating_point_v<Element> && y % floatBlock(window) == 0);
+            if (anew || slideRow(columns, rows.row(y + window.below()), rows.row(y - 1 - window.above), window.columns))
+                sumColumns(rows, y, window, columns);
+            rows.keep(y);
+            sumAcross(columns, window.width, halves, otherHalves, dst.row(y), size.width, mean);
+        }
+    });
+    return ippStsNoErr;
+}
+
+/// With the sums that the element type and the area need.
+template <class Element, class Rows>
+IppStatus filter(const Rows& rows, Plane<Element> dst, IppiSize size, const Window& window, const Strips& strips) {
+    const std::uint64_t area = static_cast<std::uint64_t>(window.width) * static_cast<std::uint64_t>(window.height);
+    if constexpr (std::is_floating_point_v<Element>) {
+        return filter<double>(rows, dst, size, window, strips, MeanOfFloats(area));
+    } else {
+        const bool fits = area * std::numeric_limits<Element>::max() + area / 2 < std::uint64_t{1} << 31;
+        if (fits) return filter<std::uint32_t>(rows, dst, size, window, strips, MeanOfWords<Element>(area));
+        return filter<std::uint64_t>(rows, dst, size, window, strips, MeanOfLargeWords<Element>(area));
+    }
+}
+
+IppStatus checkMask(IppiSize mask, IppiPoint anchor, IppiSize region) {
+    if (const IppStatus status = checkWindow(mask, anchor, region)) return status;
+    const bool tooLarge = static_cast<std::uint64_t>(mask.width) * static_cast<std::uint64_t>(mask.height) >> 32;
+    return tooLarge ? ippStsMaskSizeErr : ippStsNoErr;
+}
+
+template <class Element>
+Strips stripsOf(IppiSize size, const Window& window) {
+    return Strips(size, std::is_floating_point_v<Element> ? floatBlock(window) : 1);
+}
+
+template <class Element>
+IppStatus filterBox(Plane<const Element> src, Plane<Element> dst, IppiSize size, IppiSize mask, IppiPoint anchor) {
+    if (const IppStatus status = checkRegion(size, 1, src, dst)) return status;
+    if (const IppStatus status = checkMask(mask, anchor, size)) return status;
+    const Window window(mask, anchor, size);
+    return filter(SourceRows<Element>(src, window), dst, size, window, stripsOf<Element>(size, window));
+}
+
+template <class Element>
+IppStatus filterBoxInPlace(Plane<Element> srcDst, IppiSize size, IppiSize mask, IppiPoint anchor) {
+    if (const IppStatus status = checkRegion(size, 1, srcDst)) return status;
+    if (const IppStatus status = checkMask(mask, anchor, size)) return status;
+    const Window window(mask, anchor, size);
+    const Strips strips = stripsOf<Element>(size, window);
+    const OriginalRows<Element> rows({srcDst.elements, srcDst.step}, window, strips);
+    if (!rows.allocated()) return ippStsNoMemErr;
+    return filter(rows, srcDst, size, window, strips);
+}
+
+}  // namespace
+
+IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,
+                               IppiSize maskSize, IppiPoint anchor) {
+    return filterBox<uchar>({src, srcStep}, {dst, dstStep}, dstSize, maskSize, anchor);
+}
+IppStatus ippiFilterBox_16u_C1R(const ushort* src, int srcStep, ushort* dst, int dstStep, IppiSize dstSize,
+                                IppiSize maskSize, IppiPoint anchor) {
+    return filterBox<ushort>({src, srcStep}, {dst, dstStep}, dstSize, maskSize, anchor);
+}
+IppStatus ippiFilterBox_32f_C1R(const float* src, int srcStep, float* dst, int dstStep, IppiSize dstSize,
+                                IppiSize maskSize, IppiPoint anchor) {
+    return filterBox<float>({src, srcStep}, {dst, dstStep}, dstSize, maskSize, anchor);
+}
+
+IppStatus ippiFilterBox_8u_C1IR(uchar* srcDst, int step, IppiSize dstSize, IppiSize maskSize, IppiPoint anchor) {
+    return filterBoxInPlace<uchar>({srcDst, step}, dstSize, maskSize, anchor);
+}
+IppStatus ippiFilterBox_16u_C1IR(ushort* srcDst, int step, IppiSize dstSize, IppiSize maskSize, IppiPoint anchor) {
+    return filterBoxInPlace<ushort>({srcDst, step}, dstSize, maskSize, anchor);
+}
+IppStatus ippiFilterBox_32f_C1IR(float* srcDst, int step, IppiSize dstSize, IppiSize maskSize, IppiPoint anchor) {
+    return filterBoxInPlace<float>({srcDst, step}, dstSize, maskSize, anchor);
+}

@@ -6,8 +6,8 @@
 #include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/lookup_row.h"
 #include "kestrova/primitives/primitives.h"
 
 namespace {
@@ -31,10 +31,6 @@ cv::Mat sourceFor(const cv::Mat& out, const cv::Mat& in, int type) {
     cv::Mat copy(in.rows, in.cols, type);
     for (int r = 0; r < in.rows; ++r) std::memcpy(copy.ptr(r), in.ptr(r), in.cols * size);
     return copy;
-}
-
-KESTROVA_KERNEL void lookUp8UTo16URow(const uchar* in, const ushort* table, ushort* out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = table[in[x]];
 }
 
 }  // namespace
@@ -71,7 +67,7 @@ void TLut1D::apply(const cv::Mat& in, cv::Mat out) {
     } else if (m_inType == CV_8UC1) {
         const ushort* const table = lut16U();
         parallelRows(in.rows, in.cols,
-                     [&](int r) noexcept { lookUp8UTo16URow(from.ptr(r), table, out.ptr<ushort>(r), in.cols); });
+                     [&](int r) noexcept { lookUpRow(from.ptr(r), out.ptr<ushort>(r), in.cols, table); });
     } else {
         // With 8 bits the low byte of the source alone is looked up; this is meant.
         ippiLUTPalette_16u8u_C1R(from.ptr<ushort>(), fromStep, out.ptr(), outStep, size, lut8U(), 8);

@@ -9,23 +9,24 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/primitives/lookup_row.h"
 #include "kestrova/primitives/plane.h"
 
 namespace {
-
-template <class From, class To>
-void lookUpRow(const From* src, To* dst, int n, const To* table, unsigned indexMask) noexcept {
-    for (int x = 0; x < n; ++x) dst[x] = table[src[x] & indexMask];
-}
 
 template <class From, class To>
 IppStatus lookUp(Plane<const From> src, Plane<To> dst, IppiSize size, const To* table, int bits) {
     if (!table) return ippStsNullPtrErr;
     if (const IppStatus status = checkRegion(size, 1, src, dst)) return status;
     if (bits < 1 || bits > std::numeric_limits<From>::digits) return ippStsBadArgErr;
-    const unsigned indexMask = (1u << bits) - 1;
-    parallelRows(size.height, size.width,
-                 [&](int y) noexcept { lookUpRow(src.row(y), dst.row(y), size.width, table, indexMask); });
+    const auto mask = static_cast<From>((1u << bits) - 1);
+    const bool bWhole = mask == std::numeric_limits<From>::max();
+    parallelRows(size.height, size.width, [&](int y) noexcept {
+        if (bWhole)
+            lookUpRow(src.row(y), dst.row(y), size.width, table);
+        else
+            lookUpRow(src.row(y), dst.row(y), size.width, table, [mask](From value) noexcept { return value & mask; });
+    });
     return ippStsNoErr;
 }
 

@@ -80,24 +80,25 @@ void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar*
     }
 }
 
-// With i the band of Y, r its offset in the band and w = ((i + 2) step - Y) / step in whole numbers, a pixel is to get
-// w times table i less w - 1 times table i + 1. So w is 1 and the table of the band stands alone, save where r = 0: w
-// is 2 there. The top band has no next table and reckons with the two below: table `last` alone, or `last` - 1 at r =
-// 0.
+// With i the band of Y, r its offset there and w = ((i + 2) step - Y) / step in whole numbers, a pixel gets w times
+// table i less w - 1 times table i + 1. So w is 1 and the table of the band stands alone, save at r = 0, where w is 2.
+// The top band has no next one and reckons from the band below: w is 0, its own table alone, or 1 at r = 0, the table
+// below. This is the pair at r = 0, each byte cut to 8 bits.
+int pairAtStartOfBand(const ushort* const* tables, int i, int last, int at) noexcept {
+    if (i == last) return tables[last - 1][at];
+    const int a = tables[i][at], b = tables[i + 1][at];
+    return (2 * (a >> 8) - (b >> 8)) * 256 + ((2 * a - b) & 0xFF);
+}
+
 void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
                    const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
     const int offsetMask = (1 << shift) - 1;
     for (int x = 0; x < n; ++x) {
-        const int at = inDr[x] << 8 | inDb[x];
-        const int i = y[x] >> shift;
-        int dr = tables[i][at] >> 8, db = tables[i][at] & 0xFF;
-        if ((y[x] & offsetMask) == 0) {
-            const int other = tables[i < last ? i + 1 : last - 1][at];
-            dr = i < last ? 2 * dr - (other >> 8) : other >> 8;
-            db = i < last ? 2 * db - (other & 0xFF) : other & 0xFF;
-        }
-        outDr[x] = static_cast<uchar>(dr);
-        outDb[x] = static_cast<uchar>(db);
+        const int i = y[x] >> shift, at = inDr[x] << 8 | inDb[x];
+        const bool bStart = (y[x] & offsetMask) == 0;
+        const int pair = bStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at];
+        outDr[x] = static_cast<uchar>(pair >> 8);
+        outDb[x] = static_cast<uchar>(pair);
     }
 }
 

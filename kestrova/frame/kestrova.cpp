@@ -1,8 +1,7 @@
 #include "kestrova/frame/kestrova.h"
 
-#include <cstdio>
-
 #include "kestrova/frame/process_clock.h"
+#include "kestrova/frame/trace_text.h"
 
 void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
 
@@ -14,7 +13,5 @@ void Kestrova::toQDebug(char* where, int line, const char* msg) {
 }
 
 std::string Kestrova::traceMsg(const char* where, int line, const char* msg) {
-    char head[64];
-    std::snprintf(head, sizeof head, "%09.3f - %d - ", secondsSinceStart(), line);
-    return std::string(head) + (where ? where : "") + " : " + (msg ? msg : "") + " - ";
+    return traceText(secondsSinceStart(), where, line, msg);
 }

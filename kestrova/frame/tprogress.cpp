@@ -24,7 +24,8 @@ void TProgress::start(float weight) {
 }
 
 bool TProgress::prog() {
-    ++m_values.at(m_values.size() - 1);
+    int& value = m_values.at(m_values.size() - 1);
+    if (value < std::numeric_limits<int>::max()) ++value;
     return progress();
 }
 

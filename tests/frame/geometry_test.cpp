@@ -2,7 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <type_traits>
+#include <utility>
+
 namespace {
+
+static_assert(sizeof(TSize) == 8 && sizeof(TPoint) == 8 && sizeof(TRect) == 16 && sizeof(TUpdateRect) == 20);
+static_assert(!std::is_polymorphic_v<TSize> && !std::is_polymorphic_v<TPoint> && !std::is_polymorphic_v<TRect> &&
+              !std::is_polymorphic_v<TUpdateRect> && !std::is_polymorphic_v<TImRegion>);
+
+template <class T, class = void>
+constexpr bool kHasNotEqual = false;
+template <class T>
+constexpr bool kHasNotEqual<T, std::void_t<decltype(std::declval<const T&>() != std::declval<const T&>())>> = true;
+static_assert(kHasNotEqual<TSize> && kHasNotEqual<TPoint> && kHasNotEqual<TRect> && !kHasNotEqual<TUpdateRect>);
 
 TEST(TSizeTest, IsEmptyIfEitherSideIsBelowOne) {
     EXPECT_TRUE(TSize().isEmpty());
@@ -49,6 +63,18 @@ TEST(TUpdateRectTest, FreshObjectHasAnEmptyRectangleAndAStampOfItsOwn) {
     EXPECT_FALSE(first == second && second == third);
 }
 
+TEST(TUpdateRectTest, StampIsTheNextRandomNumber) {
+    std::srand(5);
+    const int first = std::rand(), second = std::rand(), third = std::rand();
+    std::srand(5);
+    TUpdateRect update;
+    EXPECT_EQ(update.m_stamp, first);
+    update.setChanged();
+    EXPECT_EQ(update.m_stamp, second);
+    update.setChanged(TRect(1, 2, 3, 4));
+    EXPECT_EQ(update.m_stamp, third);
+}
+
 TEST(TUpdateRectTest, SetChangedGivesANewStampAndKeepsTheRectangle) {
     TUpdateRect update;
     update.setChanged(TRect(1, 2, 3, 4));
@@ -70,11 +96,17 @@ TEST(TUpdateRectTest, ComparesRectangleAndStamp) {
     EXPECT_FALSE(one == other);
 }
 
-TEST(TImRegionTest, StartsAsOnePixelWideAndEmpty) {
+TEST(TImRegionTest, StartsAsOnePixelWideAndEmptyAndIsCopiedWhole) {
     const TImRegion region;
     EXPECT_TRUE(region.m_rect == TRect(0, 0, 1, 0));
     EXPECT_EQ(region.m_value, 0);
-    static_assert(sizeof(TImRegion) == 5 * sizeof(int), "five words");
+    static_assert(sizeof(TImRegion) == 20, "five words");
+    TImRegion changed, copy;
+    changed.m_rect = TRect(1, 2, 3, 4);
+    changed.m_value = 5;
+    copy = changed;
+    EXPECT_TRUE(copy.m_rect == changed.m_rect);
+    EXPECT_EQ(copy.m_value, 5);
 }
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <type_traits>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/process_clock.h"
+#include "kestrova/frame/trace_text.h"
 #include "tests/support/failures.h"
 
 namespace {
@@ -46,6 +48,18 @@ TEST_F(KestrovaTest, TimeIsSecondsWithThreeDecimalsZeroPaddedToNine) {
     EXPECT_EQ(time[5], '.');
 }
 
+TEST_F(KestrovaTest, TraceTextIsTheDocumentedOne) {
+    EXPECT_EQ(traceText(12.345, "upSize2X", 103, "out2X is not allocated"),
+              "00012.345 - 103 - upSize2X : out2X is not allocated - ");
+    EXPECT_EQ(traceText(0, "w", 1, "m"), "00000.000 - 1 - w : m - ");
+}
+
+TEST_F(KestrovaTest, TimeFromHundredThousandSecondsOnWidensTheFirstField) {
+    EXPECT_EQ(traceText(99999.999, "w", 1, "m"), "99999.999 - 1 - w : m - ");
+    EXPECT_EQ(traceText(100000, "w", 1, "m"), "100000.000 - 1 - w : m - ");
+    EXPECT_EQ(traceText(12345678.25, "w", 1, "m"), "12345678.250 - 1 - w : m - ");
+}
+
 TEST_F(KestrovaTest, TimeIsRealTimeSinceTheProcessBegan) {
     const double before = std::stod(Kestrova::traceMsg("", 1, ""));
     EXPECT_NEAR(before, secondsSinceStart(), 0.1);
@@ -58,6 +72,10 @@ TEST_F(KestrovaTest, TimeIsRealTimeSinceTheProcessBegan) {
 
 TEST_F(KestrovaTest, TraceMsgOfEmptyTextsKeepsItsFrame) {
     EXPECT_EQ(Kestrova::traceMsg("", 5, "").substr(9), " - 5 -  :  - ");
+}
+
+TEST_F(KestrovaTest, NullTextsCountAsEmpty) {
+    EXPECT_EQ(Kestrova::traceMsg(nullptr, 5, nullptr).substr(9), " - 5 -  :  - ");
 }
 
 TEST_F(KestrovaTest, NegativeLineKeepsItsSign) {
@@ -73,7 +91,8 @@ TEST_F(KestrovaTest, HookGetsTheTraceTextOnce) {
 
 TEST_F(KestrovaTest, NoHookMeansNoWork) {
     EXPECT_EQ(Kestrova::m_tDebug_p, nullptr);
-    Kestrova::toQDebug(nullptr, 1, nullptr);  // not even the texts are looked at
+    char* const unreadable = reinterpret_cast<char*>(8);  // not even the texts are looked at
+    Kestrova::toQDebug(unreadable, 1, unreadable);
     Kestrova::setQDebugFunc(hook);
     Kestrova::setQDebugFunc(nullptr);
     Kestrova::toQDebug(where, 1, "m");
@@ -105,10 +124,34 @@ TEST_F(KestrovaTest, EveryDocumentedCatchClauseReceivesAFailure) {
     EXPECT_THROW(fail("x"), const void*);
 }
 
-TEST_F(KestrovaTest, TracedFailureIsAConstCharPointerWhoseTextOutlivesTheUnwinding) {
+TEST_F(KestrovaTest, TracedFailureIsAConstCharPointerAndPassesTheHookBy) {
+    Kestrova::setQDebugFunc(hook);
     EXPECT_TRACED_FAILURE(failTraced("place", 7, "bad"), " - 7 - place : bad - ");
     EXPECT_THROW(failTraced("place", 7, "bad"), const char*);
     EXPECT_THROW(failTraced("place", 7, "bad"), const void*);
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(KestrovaTest, TextOfATracedFailureOutlivesTheUnwindingAndFailuresOfOtherThreads) {
+    const char* text = nullptr;
+    try {
+        failTraced("place", 7, "bad");
+    } catch (const char* thrown) {
+        text = thrown;
+    }
+    std::thread([] { EXPECT_TRACED_FAILURE(failTraced("elsewhere", 8, "worse"), "worse - "); }).join();
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::string(text).substr(9), " - 7 - place : bad - ");
+}
+
+TEST_F(KestrovaTest, ObjectsHoldNothing) {
+    static_assert(std::is_empty_v<Kestrova>);
+    Kestrova::setQDebugFunc(hook);
+    Kestrova one;
+    const Kestrova other(one);
+    one = other;
+    EXPECT_EQ(Kestrova::m_tDebug_p, hook);
+    EXPECT_EQ(calls, 0);
 }
 
 }  // namespace

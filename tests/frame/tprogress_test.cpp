@@ -120,6 +120,13 @@ TEST_F(TProgressTest, ExtremeStepsNeitherOverflowNorTrap) {
     EXPECT_LT(last(), -1000000000);
 }
 
+TEST_F(TProgressTest, StepsBeyondTheLargestCountStayThere) {
+    progress.prog(2147483647, 2147483647);
+    EXPECT_TRUE(progress.prog());
+    EXPECT_EQ(progress.m_values.back(), 2147483647);
+    EXPECT_EQ(last(), 1000);
+}
+
 TEST_F(TProgressTest, DoneReportsThousandWhateverTheDepthAndDropsTheAnswer) {
     host.answer = false;
     progress.start(0.1f);
@@ -161,6 +168,34 @@ TEST_F(TProgressTest, CopiesHavePositionsOfTheirOwnAndOneCallback) {
     EXPECT_EQ(progress.m_values.back(), 0);
     progress.prog(10, 100);
     EXPECT_EQ(host.reports, (std::vector<int>{500, 100}));
+}
+
+TEST_F(TProgressTest, AssignmentCopiesCallbackAndPosition) {
+    progress.start(0.5f);
+    progress.prog(1, 4);
+    host.reports.clear();
+    TProgress assigned;
+    assigned = progress;
+    EXPECT_TRUE(host.reports.empty());
+    EXPECT_EQ(assigned.m_weights, progress.m_weights);
+    EXPECT_EQ(assigned.m_totals, progress.m_totals);
+    EXPECT_EQ(assigned.m_values, progress.m_values);
+    assigned.prog();
+    EXPECT_EQ(progress.m_values.back(), 1);
+    EXPECT_EQ(host.reports, std::vector<int>{250});
+}
+
+TEST_F(TProgressTest, DestructionReportsNothing) {
+    {
+        TProgress open(report, &host);
+        open.start(0.5f);
+    }
+    EXPECT_TRUE(host.reports.empty());
+}
+
+TEST_F(TProgressTest, LevelsOfUnequalNumberAreOutOfRange) {
+    progress.m_totals.push_back(100);
+    EXPECT_THROW(progress.progress(), std::out_of_range);
 }
 
 TEST_F(TProgressTest, EndWithoutStartIsRefusedAndChangesNothing) {

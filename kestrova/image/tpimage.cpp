@@ -1,5 +1,14 @@
 #include "kestrova/image/tpimage.h"
 
+#include <algorithm>
+#include <cstring>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/copy.h"
+#include "kestrova/primitives/neighbourhood.h"
+#include "kestrova/resample/resample.h"
+
 int TPImage::m_count = 0;
 unsigned char* TPImage::m_lutFullToEdge_p = nullptr;
 unsigned short* TPImage::m_lutEdgeToFull_p = nullptr;
@@ -8,6 +17,82 @@ namespace {
 
 // Leaves nine bits for counting edits.
 int newIdentity(int& count) { return ++count << 9; }
+
+IppiSize sizeOf(const cv::Mat& plane) { return {plane.cols, plane.rows}; }
+int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
+
+// The vendor's forms for one type of pixel.
+template <class Pixel>
+struct Primitives {
+    IppStatus (*copyWithBorder)(const Pixel*, int, IppiSize, Pixel*, int, IppiSize, int, int);
+    IppStatus (*refreshBorder)(Pixel*, int, IppiSize, IppiSize, int, int);
+    IppStatus (*box)(const Pixel*, int, Pixel*, int, IppiSize, IppiSize, IppiPoint);
+    IppStatus (*boxInPlace)(Pixel*, int, IppiSize, IppiSize, IppiPoint);
+};
+
+constexpr Primitives<uchar> kOfBytes = {ippiCopyReplicateBorder_8u_C1R, ippiCopyReplicateBorder_8u_C1IR,
+                                        ippiFilterBox_8u_C1R, ippiFilterBox_8u_C1IR};
+constexpr Primitives<ushort> kOfWords = {ippiCopyReplicateBorder_16u_C1R, ippiCopyReplicateBorder_16u_C1IR,
+                                         ippiFilterBox_16u_C1R, ippiFilterBox_16u_C1IR};
+constexpr Primitives<float> kOfFloats = {ippiCopyReplicateBorder_32f_C1R, ippiCopyReplicateBorder_32f_C1IR,
+                                         ippiFilterBox_32f_C1R, ippiFilterBox_32f_C1IR};
+
+cv::Mat copyOf(const cv::Mat& region) {
+    cv::Mat copy(region.size(), region.type());
+    const std::size_t bytes = region.cols * region.elemSize();
+    parallelRows(region.rows, static_cast<int>(bytes),
+                 [&](int r) noexcept { std::memcpy(copy.ptr(r), region.ptr(r), bytes); });
+    return copy;
+}
+
+// Radius and number of box means before a reduction by `scale`: from 5 on the passes go 1, 2, 3 while the radius
+// stands, which grows with the region too.
+struct Smoothing {
+    int radius, passes;
+    Smoothing(const cv::Mat& region, int scale) {
+        if (scale < 5) {
+            radius = 1;
+            passes = scale / 4 + 1;
+        } else {
+            const int third = static_cast<int>((scale + 1LL) / 3);
+            radius = std::max(third, std::min(region.rows, region.cols) / 2000 + 1);
+            passes = static_cast<int>(scale - 3LL * third + 2);
+        }
+    }
+};
+
+// At scale 1 a plane of the region's size, else the centre of a plane with borders.
+template <class Pixel>
+cv::Mat smoothed(const Primitives<Pixel>& of, const cv::Mat& region, int scale) {
+    const Smoothing s(region, scale);
+    const int side = 2 * s.radius + 1;
+    const IppiSize mask = {side, side};
+    const IppiPoint anchor = {s.radius, s.radius};
+    cv::Mat work(region.rows + 2 * s.radius, region.cols + 2 * s.radius, region.type());
+    of.copyWithBorder(region.ptr<Pixel>(), stepOf(region), sizeOf(region), work.ptr<Pixel>(), stepOf(work),
+                      sizeOf(work), s.radius, s.radius);
+    cv::Mat centre = work(cv::Rect(s.radius, s.radius, region.cols, region.rows));
+    if (scale == 1) {
+        cv::Mat out(region.size(), region.type());
+        of.box(centre.ptr<Pixel>(), stepOf(work), out.ptr<Pixel>(), stepOf(out), sizeOf(out), mask, anchor);
+        return out;
+    }
+    for (int pass = 0; pass < s.passes; ++pass) {
+        if (pass > 0)
+            of.refreshBorder(centre.ptr<Pixel>(), stepOf(work), sizeOf(centre), sizeOf(work), s.radius, s.radius);
+        of.boxInPlace(centre.ptr<Pixel>(), stepOf(work), sizeOf(centre), mask, anchor);
+    }
+    return centre;
+}
+
+cv::Mat smoothed(const cv::Mat& region, int scale) {
+    switch (region.type()) {
+        case CV_8UC1: return smoothed(kOfBytes, region, scale);
+        case CV_16UC1: return smoothed(kOfWords, region, scale);
+        case CV_32FC1: return smoothed(kOfFloats, region, scale);
+        default: fail("ERROR TPImage::MatRoi - input type");
+    }
+}
 
 }  // namespace
 
@@ -76,3 +161,25 @@ int TPImage::half(int n) {
 
 int TPImage::uid() const { return m_uid; }
 void TPImage::updateUid() { ++m_uid; }
+
+cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool bHalf, bool bSmooth) {
+    if (bHalf) {
+        x /= 2;
+        y /= 2;
+        w = half(w);
+        h = half(h);
+    }
+    if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
+    if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
+    if (x >= in.cols || y >= in.rows) fail("ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
+    const auto cut = [scale](int from, int count, int end) {
+        return cv::Range(from, static_cast<int>(std::min<long long>(1LL * count * scale + from, end)));
+    };
+    const cv::Mat region = in(cut(y, h, in.rows), cut(x, w, in.cols));
+
+    const cv::Mat source = bSmooth && !region.empty() ? smoothed(region, scale) : region;
+    if (scale == 1) return bSmooth ? source : copyOf(source);
+    cv::Mat out(h, w, in.type());
+    downSizeNX(source, out, scale, 4);
+    return out;
+}

@@ -1,0 +1,371 @@
+#include "kestrova/image/tpimage.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <opencv2/imgproc.hpp>
+
+#include "kestrova/resample/resample.h"
+#include "tests/support/failures.h"
+#include "tests/support/planes.h"
+#include "tests/support/threads.h"
+
+namespace {
+
+TPImage randomImage(int width, int height) {
+    TPImage image(width, height);
+    randomPlane(height, width, CV_16UC1, 1).copyTo(image.m_Y);
+    randomPlane(image.hHeight(), image.hWidth(), CV_16UC1, 2).copyTo(image.m_Dr);
+    randomPlane(image.hHeight(), image.hWidth(), CV_16UC1, 3).copyTo(image.m_Db);
+    randomPlane(image.hHeight(), image.hWidth(), CV_8UC1, 4).copyTo(image.m_mask);
+    return image;
+}
+
+std::vector<cv::Mat> planesOf(const TPImage& image) { return {image.m_Y, image.m_Dr, image.m_Db, image.m_mask}; }
+
+TEST(TPImageTest, StartsEmpty) {
+    const TPImage image;
+    EXPECT_TRUE(image.bEmpty());
+    EXPECT_EQ(image.width(), 0);
+    EXPECT_EQ(image.height(), 0);
+    EXPECT_EQ(image.hWidth(), 0);
+    EXPECT_EQ(image.hHeight(), 0);
+    for (const cv::Mat& plane : planesOf(image)) EXPECT_TRUE(plane.empty());
+    EXPECT_TRUE(TPImage(0, 0).bEmpty());
+}
+
+TEST(TPImageTest, HalfRoundsUpAndTruncatesBelowZero) {
+    EXPECT_EQ(TPImage::half(7), 4);
+    EXPECT_EQ(TPImage::half(8), 4);
+    EXPECT_EQ(TPImage::half(1), 1);
+    EXPECT_EQ(TPImage::half(0), 0);
+    EXPECT_EQ(TPImage::half(-1), 0);
+    EXPECT_EQ(TPImage::half(-3), -1);
+    EXPECT_EQ(TPImage::half(-4), -2);
+    EXPECT_EQ(TPImage::half(INT_MAX), 1 << 30);
+}
+
+TEST(TPImageTest, AnOddSizeHasHalfPlanesRoundedUp) {
+    const TPImage image(7, 5);
+    EXPECT_FALSE(image.bEmpty());
+    EXPECT_EQ(image.m_Y.size(), cv::Size(7, 5));
+    EXPECT_EQ(image.m_Y.type(), CV_16UC1);
+    for (const cv::Mat* plane : {&image.m_Dr, &image.m_Db}) {
+        EXPECT_EQ(plane->size(), cv::Size(4, 3));
+        EXPECT_EQ(plane->type(), CV_16UC1);
+    }
+    EXPECT_EQ(image.m_mask.size(), cv::Size(4, 3));
+    EXPECT_EQ(image.m_mask.type(), CV_8UC1);
+    EXPECT_EQ(image.hWidth(), 4);
+    EXPECT_EQ(image.hHeight(), 3);
+}
+
+TEST(TPImageTest, EmptinessIsTheProductAsA32BitNumber) {
+    TPImage image;
+    ushort pixel = 0;
+    // A plane of one pixel repeated: 65536 rows without a step cannot be had, so the header lies about its size.
+    image.m_Y = cv::Mat(1, 1, CV_16UC1, &pixel);
+    EXPECT_FALSE(image.bEmpty());
+    image.m_Y.rows = image.m_Y.cols = 65536;
+    EXPECT_TRUE(image.bEmpty());
+    image.m_Y.rows = image.m_Y.cols = 46341;
+    EXPECT_TRUE(image.bEmpty());
+    image.m_Y.rows = image.m_Y.cols = 46340;
+    EXPECT_FALSE(image.bEmpty());
+    image.m_Y.rows = image.m_Y.cols = 1;
+}
+
+TEST(TPImageTest, CreateWithAnUnchangedSizeLooksAtNothingElse) {
+    TPImage image(8, 6);
+    image.m_Dr.release();
+    image.m_Db.release();
+    image.m_mask.release();
+    const uchar* data = image.m_Y.data;
+    image.create(8, 6, true);
+    EXPECT_EQ(image.m_Y.data, data);
+    EXPECT_TRUE(image.m_Dr.empty());
+    EXPECT_TRUE(image.m_Db.empty());
+    EXPECT_TRUE(image.m_mask.empty());
+    image.create(8, 7, false);
+    EXPECT_EQ(image.m_Y.size(), cv::Size(8, 7));
+    EXPECT_EQ(image.m_Dr.size(), cv::Size(4, 4));
+    EXPECT_EQ(image.m_Db.size(), cv::Size(4, 4));
+    EXPECT_EQ(image.m_mask.size(), cv::Size(4, 4));
+}
+
+TEST(TPImageTest, CreateKeepsHalfPlanesThatHaveTheirSize) {
+    TPImage image(8, 6);
+    const uchar* data = image.m_Dr.data;
+    image.m_Dr.setTo(5);
+    image.create(7, 5, true);
+    EXPECT_EQ(image.m_Dr.data, data);
+    EXPECT_EQ(image.m_Dr.at<ushort>(2, 3), 5);
+}
+
+TEST(TPImageTest, ANegativeSizeIsOpenCVsFailure) {
+    const int count = TPImage::m_count;
+    EXPECT_THROW(TPImage(-3, 5), cv::Exception);
+    EXPECT_EQ(TPImage::m_count, count);
+}
+
+TEST(TPImageTest, IdentityIsTheNumberOfLiveImagesTimes512) {
+    const int before = TPImage::m_count;
+    int first;
+    {
+        const TPImage a, b(3, 3), c(b);
+        EXPECT_EQ(TPImage::m_count, before + 3);
+        EXPECT_EQ(a.uid(), (before + 1) << 9);
+        EXPECT_EQ(b.uid(), (before + 2) << 9);
+        EXPECT_EQ(c.uid(), (before + 3) << 9);
+        first = a.uid();
+    }
+    EXPECT_EQ(TPImage::m_count, before);
+    EXPECT_EQ(TPImage().uid(), first);
+}
+
+TEST(TPImageTest, UpdatingCountsInTheIdentity) {
+    TPImage image;
+    const int uid = image.uid();
+    image.updateUid();
+    image.updateUid();
+    EXPECT_EQ(image.uid(), uid + 2);
+    EXPECT_EQ(image.m_uid, uid + 2);
+}
+
+TEST(TPImageTest, CopyAndAssignmentSharePixels) {
+    TPImage image = randomImage(7, 5);
+    const TPImage copy(image);
+    TPImage assigned(2, 2);
+    const int uid = assigned.uid();
+    const TPImage& result = (assigned = image);
+    EXPECT_EQ(&result, &assigned);
+    EXPECT_EQ(assigned.uid(), uid);
+    EXPECT_NE(copy.uid(), image.uid());
+    for (std::size_t p = 0; p < 4; ++p) {
+        EXPECT_EQ(planesOf(copy)[p].data, planesOf(image)[p].data);
+        EXPECT_EQ(planesOf(assigned)[p].data, planesOf(image)[p].data);
+    }
+    image.m_Dr.at<ushort>(1, 1) = 4711;
+    EXPECT_EQ(assigned.m_Dr.at<ushort>(1, 1), 4711);
+}
+
+TEST(TPImageTest, ReleaseLetsGoOfThePlanesOnly) {
+    TPImage image = randomImage(7, 5);
+    const TPImage other(image);
+    const int uid = image.uid();
+    image.release();
+    EXPECT_TRUE(image.bEmpty());
+    for (const cv::Mat& plane : planesOf(image)) EXPECT_TRUE(plane.empty());
+    EXPECT_EQ(image.uid(), uid);
+    for (const cv::Mat& plane : planesOf(other)) EXPECT_FALSE(plane.empty());
+}
+
+TEST(TPImageTest, CloneIsPrivateAndLeavesLuminanceOutOnRequest) {
+    const TPImage image = randomImage(7, 5);
+    const TPImage whole = image.clone(true), chroma = image.clone(false);
+    for (std::size_t p = 0; p < 4; ++p) {
+        EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(whole)[p]));
+        EXPECT_NE(planesOf(image)[p].data, planesOf(whole)[p].data);
+        if (p == 0) continue;
+        EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(chroma)[p]));
+    }
+    EXPECT_TRUE(chroma.bEmpty());
+    EXPECT_NE(whole.uid(), image.uid());
+}
+
+TEST(TPImageTest, CopyToIsPrivateAndKeepsTheIdentity) {
+    const TPImage image = randomImage(7, 5);
+    TPImage whole, chroma(9, 9);
+    const int uid = whole.uid();
+    image.copyTo(whole, true);
+    image.copyTo(chroma, false);
+    EXPECT_EQ(whole.uid(), uid);
+    for (std::size_t p = 0; p < 4; ++p) {
+        EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(whole)[p]));
+        EXPECT_NE(planesOf(image)[p].data, planesOf(whole)[p].data);
+        if (p == 0) continue;
+        EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(chroma)[p]));
+    }
+    EXPECT_EQ(chroma.width(), 9);
+}
+
+TEST(TPImageTest, TheEdgeTablesStartAsNull) {
+    EXPECT_EQ(TPImage::m_lutFullToEdge_p, nullptr);
+    EXPECT_EQ(TPImage::m_lutEdgeToFull_p, nullptr);
+}
+
+// A rectangle, step by step.
+
+cv::Mat naiveBox(const cv::Mat& in, int radius) {
+    cv::Mat padded, out(in.size(), in.type());
+    cv::copyMakeBorder(in, padded, radius, radius, radius, radius, cv::BORDER_REPLICATE);
+    const long long cells = (2LL * radius + 1) * (2 * radius + 1);
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x) {
+            long long sum = 0;
+            double floatSum = 0;
+            for (int v = 0; v <= 2 * radius; ++v)
+                for (int u = 0; u <= 2 * radius; ++u) switch (in.type()) {
+                        case CV_8UC1: sum += padded.at<uchar>(y + v, x + u); break;
+                        case CV_16UC1: sum += padded.at<ushort>(y + v, x + u); break;
+                        default: floatSum += padded.at<float>(y + v, x + u);
+                    }
+            switch (in.type()) {
+                case CV_8UC1: out.at<uchar>(y, x) = static_cast<uchar>((sum + cells / 2) / cells); break;
+                case CV_16UC1: out.at<ushort>(y, x) = static_cast<ushort>((sum + cells / 2) / cells); break;
+                default: out.at<float>(y, x) = static_cast<float>(floatSum / static_cast<double>(cells));
+            }
+        }
+    return out;
+}
+
+cv::Mat naiveRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, int radius = 0, int passes = 0) {
+    const cv::Rect rect = cv::Rect(x, y, w * scale, h * scale) & cv::Rect(0, 0, in.cols, in.rows);
+    cv::Mat region = in(rect).clone();
+    for (int pass = 0; pass < passes; ++pass) region = naiveBox(region, radius);
+    if (scale == 1) return region;
+    cv::Mat out(h, w, in.type());
+    downSizeNX(region, out, scale, 4);
+    return out;
+}
+
+const int kTypes[] = {CV_8UC1, CV_16UC1, CV_32FC1};
+// A sum of floats in another order, or rounded once more between two passes.
+double toleranceOf(int type) { return type == CV_32FC1 ? 1e-3 : 0; }
+
+TEST(MatRoiTest, AtScaleOneIsAPrivateCopy) {
+    for (int type : {CV_8UC1, CV_16UC1, CV_32FC1, CV_16UC3, CV_64FC1}) {
+        const cv::Mat in = asSubPlane(randomPlane(227, 301, type));
+        const cv::Mat roi = TPImage::MatRoi(in, 5, 7, 280, 200, 1, false, false);
+        EXPECT_TRUE(samePixels(in(cv::Rect(5, 7, 280, 200)).clone().reshape(1), roi.reshape(1)));
+        EXPECT_NE(roi.data, in.ptr(7) + 5 * in.elemSize());
+    }
+}
+
+TEST(MatRoiTest, IsCutOffAtTheRightAndBottomEdge) {
+    const cv::Mat in = randomPlane(20, 30, CV_16UC1);
+    EXPECT_TRUE(samePixels(in(cv::Rect(25, 18, 5, 2)), TPImage::MatRoi(in, 25, 18, 10, 10, 1, false, false)));
+    // At other scales the result keeps its size.
+    for (int scale : {2, 3, 4, 7}) {
+        const cv::Mat roi = TPImage::MatRoi(in, 16, 8, 9, 8, scale, false, false);
+        EXPECT_EQ(roi.size(), cv::Size(9, 8));
+        EXPECT_TRUE(samePixels(naiveRoi(in, 16, 8, 9, 8, scale), roi)) << scale;
+    }
+}
+
+TEST(MatRoiTest, PlainReductionIsThatOfTheRegion) {
+    for (int type : kTypes) {
+        const cv::Mat in = asSubPlane(randomPlane(97, 131, type));
+        for (int scale = 2; scale <= 9; ++scale)
+            EXPECT_TRUE(
+                samePixels(naiveRoi(in, 11, 6, 12, 9, scale), TPImage::MatRoi(in, 11, 6, 12, 9, scale, false, false)))
+                << scale;
+    }
+}
+
+TEST(MatRoiTest, HalvesItsArgumentsForAHalfSizePlane) {
+    const cv::Mat in = randomPlane(40, 50, CV_16UC1);
+    EXPECT_TRUE(samePixels(in(cv::Rect(3, 4, 4, 3)), TPImage::MatRoi(in, 7, 9, 7, 5, 1, true, false)));
+    EXPECT_TRUE(samePixels(naiveRoi(in, 3, 4, 4, 3, 2), TPImage::MatRoi(in, 7, 9, 7, 5, 2, true, false)));
+    EXPECT_TRUE(samePixels(in(cv::Rect(0, 0, 2, 2)), TPImage::MatRoi(in, -1, -1, 4, 4, 1, true, false)));
+}
+
+TEST(MatRoiTest, SmoothsBeforeItReduces) {
+    // Scale, radius, passes.
+    const int rules[][3] = {{2, 1, 1}, {3, 1, 1}, {4, 1, 2}, {5, 2, 1},  {6, 2, 2},
+                            {7, 2, 3}, {8, 3, 1}, {9, 3, 2}, {10, 3, 3}, {11, 4, 1}};
+    for (int type : kTypes) {
+        const cv::Mat in = asSubPlane(randomPlane(61, 83, type));
+        for (const auto& rule : rules)
+            EXPECT_TRUE(closePixels(naiveRoi(in, 9, 4, 6, 5, rule[0], rule[1], rule[2]),
+                                    TPImage::MatRoi(in, 9, 4, 6, 5, rule[0], false, true), toleranceOf(type)))
+                << "scale " << rule[0] << " type " << type;
+    }
+}
+
+TEST(MatRoiTest, AtScaleOneStillSmoothsByOneBoxOfThree) {
+    for (int type : kTypes) {
+        const cv::Mat in = asSubPlane(randomPlane(31, 43, type));
+        EXPECT_TRUE(closePixels(naiveRoi(in, 9, 4, 100, 5, 1, 1, 1), TPImage::MatRoi(in, 9, 4, 100, 5, 1, false, true),
+                                toleranceOf(type)));
+    }
+}
+
+TEST(MatRoiTest, TheRadiusGrowsWithTheRegionFromScaleFiveOn) {
+    // A side of 4000 gives 3, more than the 2 of scale 5; scale 4 keeps 1. What is far inside depends on its
+    // surroundings alone.
+    cv::Mat in(4000, 4001, CV_8UC1, cv::Scalar(0));
+    randomPlane(120, 160, CV_8UC1).copyTo(in(cv::Rect(2000, 2000, 160, 120)));
+    for (const cv::Vec3i& rule : {cv::Vec3i(5, 3, 1), cv::Vec3i(4, 1, 2)}) {
+        const int scale = rule[0], w = 160 / scale, h = 120 / scale, at = 2000 / scale;
+        const cv::Mat roi = TPImage::MatRoi(in, 0, 0, 4000 / scale, 4000 / scale, scale, false, true);
+        const cv::Rect inside(2, 2, w - 4, h - 4);
+        EXPECT_TRUE(samePixels(naiveRoi(in, 2000, 2000, w, h, scale, rule[1], rule[2])(inside),
+                               roi(cv::Rect(at, at, w, h))(inside)))
+            << scale;
+    }
+}
+
+TEST(MatRoiTest, TheInputStaysAsItIsAndThreadsGiveTheSameBits) {
+    const cv::Mat in = randomPlane(227, 301, CV_16UC1), before = in.clone();
+    const cv::Mat plain = TPImage::MatRoi(in, 1, 2, 290, 220, 1, false, false);
+    const cv::Mat smooth = TPImage::MatRoi(in, 1, 2, 60, 40, 5, false, true);
+    withThreadCounts([&](int threads) {
+        EXPECT_TRUE(samePixels(plain, TPImage::MatRoi(in, 1, 2, 290, 220, 1, false, false))) << threads;
+        EXPECT_TRUE(samePixels(smooth, TPImage::MatRoi(in, 1, 2, 60, 40, 5, false, true))) << threads;
+    });
+    EXPECT_TRUE(samePixels(before, in));
+}
+
+TEST(MatRoiTest, OnePixelPlanes) {
+    for (int type : kTypes) {
+        const cv::Mat in = randomPlane(1, 1, type);
+        for (int scale : {1, 2, 3, 8})
+            for (bool smooth : {false, true}) {
+                const cv::Mat roi = TPImage::MatRoi(in, 0, 0, 1, 1, scale, false, smooth);
+                EXPECT_TRUE(closePixels(in, roi, toleranceOf(type))) << scale << ' ' << smooth;
+            }
+    }
+}
+
+TEST(MatRoiTest, AbsurdRectanglesAreCutOff) {
+    const cv::Mat in = randomPlane(20, 30, CV_16UC1);
+    EXPECT_TRUE(samePixels(in(cv::Rect(3, 4, 27, 16)), TPImage::MatRoi(in, 3, 4, INT_MAX, INT_MAX, 1, false, false)));
+    EXPECT_TRUE(samePixels(in, TPImage::MatRoi(in, 1, 1, INT_MAX, INT_MAX, 1, true, false)));
+    EXPECT_EQ(TPImage::MatRoi(in, 3, 4, 2, 2, INT_MAX, false, false).size(), cv::Size(2, 2));
+}
+
+TEST(MatRoiTest, RectanglesWithoutPixels) {
+    const cv::Mat in = randomPlane(20, 30, CV_16UC1);
+    for (bool smooth : {false, true}) {
+        EXPECT_TRUE(TPImage::MatRoi(in, 3, 4, 0, 5, 1, false, smooth).empty());
+        EXPECT_FAILURE(TPImage::MatRoi(in, 3, 4, 0, 5, 2, false, smooth), "downSizeNX - out is not allocated");
+    }
+}
+
+TEST(MatRoiTest, RectanglesThatStartOutsideOrRunBackwardsAreRefused) {
+    const cv::Mat in = randomPlane(20, 30, CV_16UC1);
+    const char* const negative = "ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0";
+    const char* const outside = "ERROR - TPImage::MatRoi - the rectangle starts outside of the plane";
+    for (int scale : {1, 2})
+        for (bool smooth : {false, true}) {
+            EXPECT_FAILURE(TPImage::MatRoi(in, -1, 0, 5, 5, scale, false, smooth), negative);
+            EXPECT_FAILURE(TPImage::MatRoi(in, 0, -1, 5, 5, scale, false, smooth), negative);
+            EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, -5, 5, scale, false, smooth), negative);
+            EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, INT_MIN, scale, true, smooth), negative);
+            EXPECT_FAILURE(TPImage::MatRoi(in, 30, 0, 5, 5, scale, false, smooth), outside);
+            EXPECT_FAILURE(TPImage::MatRoi(in, 0, INT_MAX, 5, 5, scale, false, smooth), outside);
+            EXPECT_FAILURE(TPImage::MatRoi(cv::Mat(), 0, 0, 5, 5, scale, false, smooth), outside);
+        }
+    for (int scale : {0, -2, INT_MIN})
+        EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, scale, false, false), "ERROR - TPImage::MatRoi - scale<1");
+}
+
+TEST(MatRoiTest, OtherTypesAreRefusedWhereTheyAreWorkedOn) {
+    const cv::Mat in(20, 30, CV_32SC1, cv::Scalar(3));
+    EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 1, false, true), "ERROR TPImage::MatRoi - input type");
+    EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 2, false, true), "ERROR TPImage::MatRoi - input type");
+    EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 2, false, false), "ERROR - downSizeNX - type");
+}
+
+}  // namespace

@@ -185,15 +185,16 @@ TColorAdjVL::TColorAdjVL(float warmScale, float coolScale, float tintPosScale, f
       m_tintNegScale(tintNegScale),
       m_maxSatGain(maxSatGain),
       m_vibScale(vibScale) {
-    parallelRows(kNodes, kNodes * kNodes, [&](int i) noexcept {
+    // Some 6 microseconds: waking a team costs as much.
+    for (int i = 0; i < kNodes; ++i) {
         for (int j = 0; j < kNodes; ++j) {
+            const int first = get3DLUTIdx(i, j, 0);
             for (int k = 0; k < kNodes; ++k) {
-                const int node = get3DLUTIdx(i, j, k);
-                m_lutDr[node] = static_cast<ushort>(static_cast<float>(j) * m_gridStep);
-                m_lutDb[node] = static_cast<ushort>(static_cast<float>(k) * m_gridStep);
+                m_lutDr[first + k] = static_cast<ushort>(static_cast<float>(j) * m_gridStep);
+                m_lutDb[first + k] = static_cast<ushort>(static_cast<float>(k) * m_gridStep);
             }
         }
-    });
+    }
 }
 
 TColorAdjVL::TColorAdjVL(const TColorAdjVL& other) : m_satLUT_p(new uchar[kNodes][256]) { *this = other; }

@@ -54,8 +54,8 @@ public:
     void setKRange(float kMin, float kMax, int threshold, float blurScale);
 
     /// Builds the table from a slope `k` and a threshold `t`, each -1..1, on top of a base of the same ranges. A
-    /// positive threshold makes a step, a negative one a dead zone; half widths beyond the table, which 127 levels
-    /// reach the ends of, count as that.
+    /// positive threshold makes a step, a negative one a dead zone. Half widths are limited to 127 levels, which reach
+    /// the ends of the table. Not-a-number is half width 0, or a line at 0.
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 
 protected:

@@ -10,6 +10,7 @@
 
 #include "kestrova/curves/tspline.h"
 #include "kestrova/image/tpimage.h"
+#include "tests/curves/sampled_tables.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
@@ -259,14 +260,7 @@ TEST(TLightAdjLUTvlTest, TheTableIsTheSameForEveryNumberOfThreads) {
             naive.mapPixel(y, dr, db);
             samples.push_back(y);
         }
-        cv::Mat expected(256, 256, CV_16UC1);
-        for (int e = 0; e < 65536; ++e) {
-            const double position = (e + 0.5) / 16 - 0.5;
-            const int i = static_cast<int>(std::floor(position));
-            const double f = position - i;
-            const double v = samples[std::max(i, 0)] * (1 - f) + samples[std::min(i + 1, 4095)] * f;
-            expected.ptr<ushort>()[e] = static_cast<ushort>(std::floor(v + 0.5));
-        }
+        const cv::Mat expected = naiveLookUp(ramp, naiveEnlarge16(samples));
         withThreadCounts([&](int) {
             TLightAdjLUTvl light;
             setup(light, s);

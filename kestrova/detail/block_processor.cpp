@@ -27,9 +27,10 @@ KESTROVA_KERNEL void crossOverRow(ushort* older, const ushort* newer, float weig
 // The draw is never above 1, so that the weight is always 0 and the older block's pixel stays: this is meant.
 float discreteWeight() { return std::rand() % 2 > 1 ? 1.0f : 0.0f; }
 
-void copyRows(const cv::Mat& from, cv::Mat& to) {
-    parallelRows(from.rows, from.cols,
-                 [&](int r) noexcept { std::memcpy(to.ptr(r), from.ptr(r), from.cols * sizeof(ushort)); });
+// Calls `row(plane, r)` for the rows of all planes: with as many threads as planes, each thread has a plane.
+template <class Row>
+void forEachRow(int planes, int rows, int cols, const Row& row) {
+    parallelRows(planes * rows, cols, [&](int i) noexcept { row(i / rows, i % rows); });
 }
 
 void checkPlanes(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out) {
@@ -146,11 +147,11 @@ bool BlockProcessor::convertBlockDuplicatedBorder(cv::Rect* roi) {
                           m_blockW + 2 * m_border - left - right, m_blockH + 2 * m_border - top - bottom);
     if (source.width < 1 || source.height < 1) fail("BlockProcessor::convertBlockDuplicatedBorder roiSize<1");
 
-    for (int p = 0; p < m_nPlanes; ++p) {
-        cv::Mat inner = m_block[p](cv::Rect(left, top, source.width, source.height));
-        copyRows(m_in[p](source), inner);
-        duplicateBorder(m_block[p], left, top, right, bottom);
-    }
+    forEachRow(m_nPlanes, source.height, source.width, [&](int p, int r) {
+        std::memcpy(m_block[p].ptr<ushort>(top + r) + left, m_in[p].ptr<ushort>(source.y + r) + source.x,
+                    source.width * sizeof(ushort));
+    });
+    for (cv::Mat& block : m_block) duplicateBorder(block, left, top, right, bottom);
     *roi = source;
     return true;
 }
@@ -199,15 +200,15 @@ void BlockProcessor::computeOverlapWeights(int overlap) {
 }
 
 void BlockProcessor::blendHorizontal(int overlap, int rows) {
-    const auto blendRow = [&](int p, int r) noexcept {
+    const auto blendRow = [&](int p, int r) {
         crossOverColumns(m_stripe[p].ptr<ushort>(r) + m_x, m_block[p].ptr<ushort>(r + m_border) + m_border, m_weights_p,
                          overlap);
     };
+    if (m_blendMode != 2) {
+        forEachRow(m_nPlanes, rows, overlap, blendRow);
+        return;
+    }
     for (int p = 0; p < m_nPlanes; ++p) {
-        if (m_blendMode != 2) {
-            parallelRows(rows, overlap, [&](int r) noexcept { blendRow(p, r); });
-            continue;
-        }
         for (int r = 0; r < rows; ++r) {
             std::generate_n(m_weights_p, overlap, discreteWeight);
             blendRow(p, r);
@@ -216,23 +217,28 @@ void BlockProcessor::blendHorizontal(int overlap, int rows) {
 }
 
 void BlockProcessor::copyToStripe(int cols, int rows) {
-    for (int p = 0; p < m_nPlanes; ++p) {
-        cv::Mat stripe = m_stripe[p](cv::Rect(m_x, 0, cols, rows));
-        copyRows(m_block[p](cv::Rect(m_border, m_border, cols, rows)), stripe);
-    }
+    forEachRow(m_nPlanes, rows, cols, [&](int p, int r) {
+        std::memcpy(m_stripe[p].ptr<ushort>(r) + m_x, m_block[p].ptr<ushort>(r + m_border) + m_border,
+                    cols * sizeof(ushort));
+    });
 }
 
 void BlockProcessor::blendVertical(int overlap, int rows) {
+    const auto joinRow = [&](int p, int r) {
+        if (m_out[p].empty()) return;
+        const ushort* stripe = m_stripe[p].ptr<ushort>(r);
+        ushort* out = m_out[p].ptr<ushort>(m_y + r);
+        if (r < overlap)
+            crossOverRow(out, stripe, m_weights_p[r], m_imageW);
+        else
+            std::memcpy(out, stripe, m_imageW * sizeof(ushort));
+    };
+    if (m_blendMode != 2) {
+        forEachRow(m_nPlanes, rows, m_imageW, joinRow);
+        return;
+    }
     for (int p = 0; p < m_nPlanes; ++p) {
-        if (m_out[p].empty()) continue;
-        if (m_blendMode == 2) std::generate_n(m_weights_p, overlap, discreteWeight);
-        parallelRows(rows, m_imageW, [&](int r) noexcept {
-            const ushort* stripe = m_stripe[p].ptr<ushort>(r);
-            ushort* out = m_out[p].ptr<ushort>(m_y + r);
-            if (r < overlap)
-                crossOverRow(out, stripe, m_weights_p[r], m_imageW);
-            else
-                std::memcpy(out, stripe, m_imageW * sizeof(ushort));
-        });
+        std::generate_n(m_weights_p, overlap, discreteWeight);
+        for (int r = 0; r < rows; ++r) joinRow(p, r);
     }
 }

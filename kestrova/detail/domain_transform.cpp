@@ -2,15 +2,77 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <iostream>
-#include <limits>
 #include <vector>
 
+#include "kestrova/detail/domain_transform_passes.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 
-struct DomainTransformFilter::Workspace {};
+using namespace domain_transform;
+
+namespace {
+
+KESTROVA_KERNEL void differenceRow(const float* from, const float* to, float* d, int n) noexcept {
+    for (int i = 0; i < n; ++i) d[i] = to[i] - from[i];
+}
+
+KESTROVA_KERNEL void sumAbsRow(const float* d, float* sum, int n, int channels) noexcept {
+    if (channels == 2) {
+        for (int x = 0; x < n; ++x) sum[x] = std::abs(d[2 * x]) + std::abs(d[2 * x + 1]);
+        return;
+    }
+    for (int x = 0; x < n; ++x) {
+        float s = 0;
+        for (int c = 0; c < channels; ++c) s += std::abs(d[x * channels + c]);
+        sum[x] = s;
+    }
+}
+
+void sumAlongRows(cv::Mat& d) {
+    parallelRows(d.rows, d.cols, [&](int y) noexcept {
+        float* row = d.ptr<float>(y);
+        for (int x = 1; x < d.cols; ++x) row[x] += row[x - 1];
+    });
+}
+
+// Each pixel becomes the mean of those whose running distance `ct` is within `radius` of its own. Where no pixel of the
+// row lies above the first one's upper bound, that bound's index is 0, and the first pixel is left without a mean
+// (0/0).
+void averageRow(float* row, const float* ct, float radius, float* sums, int cols, int channels) noexcept {
+    std::fill_n(sums, channels, 0.0f);
+    for (int i = 0; i < cols * channels; ++i) sums[i + channels] = sums[i] + row[i];
+
+    const auto firstAbove = [=](float bound, int from) {
+        while (from < cols && !(ct[from] > bound)) ++from;
+        return from;
+    };
+    int lower = firstAbove(ct[0] - radius, 0) % cols;
+    int upper = firstAbove(ct[0] + radius, 0) % cols;
+    for (int x = 0; x < cols; ++x) {
+        if (x > 0) {
+            lower = firstAbove(ct[x] - radius, lower);
+            upper = firstAbove(ct[x] + radius, upper);
+        }
+        const float count = static_cast<float>(upper - lower);
+        for (int c = 0; c < channels; ++c)
+            row[x * channels + c] = (sums[upper * channels + c] - sums[lower * channels + c]) / count;
+    }
+}
+
+void checkFloat(const cv::Mat& in) {
+    if (in.depth() != CV_32F) fail("ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F");
+}
+
+bool oneDistanceAPixel(const cv::Mat& image, const cv::Mat& distances) {
+    return image.depth() == CV_32F && distances.type() == CV_32FC1 && image.size() == distances.size();
+}
+
+}  // namespace
 
 DomainTransformFilter::DomainTransformFilter(float sigmaS, float sigmaR)
     : m_sigmaS(sigmaS), m_sigmaR(sigmaR), m_workspace(new Workspace) {
@@ -31,128 +93,92 @@ bool DomainTransformFilter::filter(const cv::Mat& in, cv::Mat& out, int mode) {
 
 bool DomainTransformFilter::diffX(const cv::Mat& in, cv::Mat& dx) {
     dx.create(in.size(), in.type());
-    const int channels = in.channels();
-    parallelRows(in.rows, in.cols * channels, [&](int y) noexcept {
+    const int n = (in.cols - 1) * in.channels();
+    parallelRows(in.rows, n, [&](int y) noexcept {
         const float* row = in.ptr<float>(y);
-        float* d = dx.ptr<float>(y);
-        for (int i = 0; i < (in.cols - 1) * channels; ++i) d[i] = row[i + channels] - row[i];
+        differenceRow(row, row + in.channels(), dx.ptr<float>(y), n);
     });
     return true;
 }
 
 bool DomainTransformFilter::diffY(const cv::Mat& in, cv::Mat& dy) {
     dy.create(in.size(), in.type());
-    const int channels = in.channels();
-    parallelRows(in.rows - 1, in.cols * channels, [&](int y) noexcept {
-        const float* row = in.ptr<float>(y);
-        const float* below = in.ptr<float>(y + 1);
-        float* d = dy.ptr<float>(y);
-        for (int i = 0; i < (in.cols - 1) * channels; ++i) d[i] = below[i] - row[i];
-    });
+    const int n = (in.cols - 1) * in.channels();
+    parallelRows(in.rows - 1, n,
+                 [&](int y) noexcept { differenceRow(in.ptr<float>(y), in.ptr<float>(y + 1), dy.ptr<float>(y), n); });
     return true;
 }
 
 bool DomainTransformFilter::sumAbs(const cv::Mat& d, cv::Mat& sum) {
     sum.create(d.size(), CV_32FC1);
     sum.setTo(0);
-    const int channels = d.channels();
-    parallelRows(d.rows - 1, d.cols * channels, [&](int y) noexcept {
-        const float* row = d.ptr<float>(y);
-        float* s = sum.ptr<float>(y);
-        for (int x = 0; x < d.cols - 1; ++x) {
-            for (int c = 0; c < channels; ++c) s[x] += std::abs(row[x * channels + c]);
-        }
-    });
+    parallelRows(d.rows - 1, d.cols * d.channels(),
+                 [&](int y) noexcept { sumAbsRow(d.ptr<float>(y), sum.ptr<float>(y), d.cols - 1, d.channels()); });
     return true;
 }
 
-namespace {
-
-const double kSqrt3 = std::sqrt(3.0);
-const double kWidth = 1.0 / std::sqrt(64.0 - 1.0);
-
-void distances(cv::Mat& sum, float ratio) {
-    parallelRows(sum.rows, sum.cols, [&](int y) noexcept {
-        float* d = sum.ptr<float>(y);
-        for (int x = 0; x < sum.cols; ++x) d[x] = 1.0f + ratio * d[x];
+void DomainTransformFilter::Workspace::measure(const cv::Mat& in, float ratio) {
+    dH.create(in.size(), CV_32FC1);
+    dV.create(in.size(), CV_32FC1);
+    const int cols = in.cols, channels = in.channels(), n = (cols - 1) * channels;
+    const int strips = stripCount(in.rows, cols * channels);
+    const std::size_t length = static_cast<std::size_t>(cols) * channels;
+    scratch.resize(std::max(scratch.size(), strips * length));
+    parallelStrips(strips, in.rows, [&](int begin, int end, int strip) noexcept {
+        float* d = scratch.data() + strip * length;
+        const auto distances = [&](const float* from, const float* to, float* sum) {
+            differenceRow(from, to, d, n);
+            sumAbsRow(d, sum, cols - 1, channels);
+            sum[cols - 1] = 0;
+            distanceRow(sum, ratio, cols);
+        };
+        for (int y = begin; y < end; ++y) {
+            if (y == in.rows - 1) {
+                std::fill_n(dH.ptr<float>(y), cols, 1.0f);
+                std::fill_n(dV.ptr<float>(y), cols, 1.0f);
+                continue;
+            }
+            const float* row = in.ptr<float>(y);
+            distances(row, row + channels, dH.ptr<float>(y));
+            distances(row, in.ptr<float>(y + 1), dV.ptr<float>(y));
+        }
     });
 }
 
-void commonStage(DomainTransformFilter& filter, const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR,
-                 cv::Mat& dH, cv::Mat& dVt) {
-    if (in.depth() != CV_32F) fail("ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F");
-    out.create(in.size(), in.type());
-    cv::Mat d, dV;
-    filter.diffX(in, d);
-    filter.sumAbs(d, dH);
-    filter.diffY(in, d);
-    filter.sumAbs(d, dV);
-    distances(dH, sigmaS / sigmaR);
-    distances(dV, sigmaS / sigmaR);
-    cv::transpose(dV, dVt);
-}
-
-}  // namespace
-
 bool DomainTransformFilter::filterRF(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR) {
-    cv::Mat dH, dVt, turned;
-    if (in.empty()) {
-        out.create(in.size(), in.type());
-        return true;
-    }
-    commonStage(*this, in, out, sigmaS, sigmaR, dH, dVt);
+    checkFloat(in);
+    out.create(in.size(), in.type());
+    if (in.empty()) return true;
+    Workspace& w = *m_workspace;
+    w.measure(in, sigmaS / sigmaR);
     in.copyTo(out);
-    float sigma = sigmaS;
-    for (int power : {4, 2, 1}) {
-        sigma = static_cast<float>(static_cast<double>(sigma) * kSqrt3 * power * kWidth);
-        recursivePass(out, dH, sigma);
-        cv::transpose(out, turned);
-        recursivePass(turned, dVt, sigma);
-        cv::transpose(turned, out);
+    for (float sigma : recursiveWidths(sigmaS)) {
+        recursivePass(out, w.dH, sigma);
+        passColumns(out, DistanceWeights{w.dV, weightFactor(sigma)}, w.scratch, w.V);
     }
     return true;
 }
 
 bool DomainTransformFilter::recursivePass(cv::Mat& image, const cv::Mat& D, float sigma) {
-    cv::Mat V;
-    cv::exp(D * (-std::sqrt(2.0) / static_cast<double>(sigma)), V);
-    const int channels = image.channels();
-    parallelRows(image.rows, image.cols * channels, [&](int y) noexcept {
-        float* row = image.ptr<float>(y);
-        const float* v = V.ptr<float>(y);
-        for (int x = 1; x < image.cols; ++x) {
-            for (int c = 0; c < channels; ++c) {
-                float* p = row + x * channels + c;
-                *p = (p[-channels] - *p) * v[x] + *p;
-            }
-        }
-        for (int x = image.cols - 2; x >= 0; --x) {
-            for (int c = 0; c < channels; ++c) {
-                float* p = row + x * channels + c;
-                *p = (p[channels] - *p) * v[x + 1] + *p;
-            }
-        }
-    });
+    if (!oneDistanceAPixel(image, D)) fail("ERROR - DomainTransformFilter::recursivePass - D does not fit the image");
+    if (image.empty()) return true;
+    passRows(image, DistanceWeights{D, weightFactor(sigma)}, m_workspace->scratch);
     return true;
 }
 
 bool DomainTransformFilter::filterNC(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR) {
-    cv::Mat ctH, ctV, turned;
-    if (in.empty()) {
-        out.create(in.size(), in.type());
-        return true;
-    }
-    commonStage(*this, in, out, sigmaS, sigmaR, ctH, ctV);
-    for (cv::Mat* ct : {&ctH, &ctV}) {
-        for (int y = 0; y < ct->rows; ++y) {
-            float* row = ct->ptr<float>(y);
-            for (int x = 1; x < ct->cols; ++x) row[x] += row[x - 1];
-        }
-    }
+    checkFloat(in);
+    if (in.channels() > 4) fail("ERROR - DomainTransformFilter::filterNC - in.channels()>4");
+    out.create(in.size(), in.type());
+    if (in.empty()) return true;
+    m_workspace->measure(in, sigmaS / sigmaR);
+    cv::Mat ctH = m_workspace->dH, ctV, turned;
+    cv::transpose(m_workspace->dV, ctV);
+    sumAlongRows(ctH);
+    sumAlongRows(ctV);
     in.copyTo(out);
-    for (int power : {4, 2, 1}) {
-        const float base = static_cast<float>(static_cast<double>(sigmaS) * kSqrt3 * power * kWidth);
-        const float radius = static_cast<float>(static_cast<double>(base) * kSqrt3);
+    for (int i : {2, 1, 0}) {
+        const float radius = static_cast<float>(static_cast<double>(roundWidth(sigmaS, i)) * std::sqrt(3.0));
         boxPass(out, ctH, radius);
         cv::transpose(out, turned);
         boxPass(turned, ctV, radius);
@@ -162,43 +188,16 @@ bool DomainTransformFilter::filterNC(const cv::Mat& in, cv::Mat& out, float sigm
 }
 
 bool DomainTransformFilter::boxPass(cv::Mat& image, const cv::Mat& ct, float radius) {
+    if (!oneDistanceAPixel(image, ct)) fail("ERROR - DomainTransformFilter::boxPass - ct does not fit the image");
+    if (image.empty()) return true;
     const int cols = image.cols, channels = image.channels();
-    std::vector<float> sums((static_cast<std::size_t>(cols) + 1) * channels);
-    for (int y = 0; y < image.rows; ++y) {
-        float* row = image.ptr<float>(y);
-        const float* e = ct.ptr<float>(y);
-        for (int i = 0; i < cols * channels; ++i) sums[i + channels] = sums[i] + row[i];
-
-        const auto firstAbove = [&](int from, float bound) {
-            while (from < cols && !(e[from] > bound)) ++from;
-            return from;
-        };
-        int lower = 0, upper = 0;
-        for (int x = 0; x < cols; ++x) {
-            lower = firstAbove(lower, e[x] - radius);
-            upper = firstAbove(upper, e[x] + radius);
-            if (x == 0 && lower == cols) lower = 0;
-            if (x == 0 && upper == cols) upper = 0;
-            for (int c = 0; c < channels; ++c) {
-                row[x * channels + c] =
-                    (sums[upper * channels + c] - sums[lower * channels + c]) / static_cast<float>(upper - lower);
-            }
-        }
-    }
-    return true;
-}
-
-bool DomainTransformFilter::filterPair(cv::Mat& first, cv::Mat& second) {
-    if (first.type() != CV_16UC1 || second.type() != CV_16UC1)
-        fail("ERROR - DomainTransformFilter::filterPair - first.type()!=CV_16UC1 || second.type()!=CV_16UC1");
-    if (first.size() != second.size()) fail("ERROR - DomainTransformFilter::filterPair - first.size()!=second.size()");
-    if (first.empty()) return true;
-    cv::Mat planes[] = {first, second};
-    cv::Mat pair;
-    cv::merge(planes, 2, pair);
-    pair.convertTo(pair, CV_32F);
-    filterRF(pair, pair, m_sigmaS, m_sigmaR);
-    pair.convertTo(pair, CV_16U);
-    cv::split(pair, planes);
+    const int strips = stripCount(image.rows, cols * channels);
+    const std::size_t length = (static_cast<std::size_t>(cols) + 1) * channels;
+    std::vector<float>& scratch = m_workspace->scratch;
+    scratch.resize(std::max(scratch.size(), strips * length));
+    parallelStrips(strips, image.rows, [&](int begin, int end, int strip) noexcept {
+        for (int y = begin; y < end; ++y)
+            averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, scratch.data() + strip * length, cols, channels);
+    });
     return true;
 }

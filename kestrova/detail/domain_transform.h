@@ -22,10 +22,11 @@ public:
     /// `in` and `out` may be the same matrix.
     bool filter(const cv::Mat& in, cv::Mat& out, int mode);
 
-    /// The recursive filter, on float images.
+    /// The recursive filter, on float images of any number of channels.
     bool filterRF(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR);
 
-    /// Normalized convolution: means over the pixels within a radius in the transformed domain, on float images.
+    /// Normalized convolution: means over the pixels within a radius in the transformed domain, on float images of up
+    /// to four channels.
     bool filterNC(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR);
 
     /// Mode 0 on two CV_16UC1 planes of one size, in place, as the channels of one image: the same bits as

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kestrova/detail/domain_transform_passes.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
@@ -38,6 +39,7 @@ std::vector<Size> imageSizes() {
         for (int channels : {1, 2, 3}) sizes.push_back({s.height, s.width, channels});
     }
     sizes.push_back({19, 23, 4});
+    sizes.push_back({19, 23, 5});
     sizes.push_back({5, 1000, 2});
     sizes.push_back({1000, 5, 2});
     sizes.push_back({15, 16, 2});
@@ -281,14 +283,24 @@ TEST(DomainTransform, ADistanceActsOnTheStepBeforeTheOneThatItMeasures) {
 }
 
 TEST(DomainTransform, RecursiveFilterIsTheSameBitsAsItsDefinition) {
-    for (const float sigmaS : {4.0f, 8.0f, 32.0f}) {
-        const auto filter = quietFilter(sigmaS);
-        for (const Size& s : imageSizes()) {
-            const cv::Mat in = testImage(s);
-            const cv::Mat expected = reference::filterRF(in, sigmaS, kSigmaR);
+    const auto filter = quietFilter();
+    for (const Size& s : imageSizes()) {
+        const cv::Mat in = testImage(s);
+        cv::Mat out;
+        EXPECT_TRUE(filter->filter(in, out, 0));
+        EXPECT_TRUE(samePixels(reference::filterRF(in, kSigmaS, kSigmaR), out))
+            << s.rows << "x" << s.cols << "x" << s.channels;
+    }
+}
+
+TEST(DomainTransform, RecursiveFilterTakesItsWidthsFromItsArguments) {
+    const auto filter = quietFilter();
+    const cv::Mat in = testImage({64, 48, 2});
+    for (const float sigmaS : {4.0f, 11.3f, 32.0f}) {
+        for (const float sigmaR : {500.0f, 65535.0f}) {
             cv::Mat out;
-            EXPECT_TRUE(filter->filter(in, out, 0));
-            EXPECT_TRUE(samePixels(expected, out)) << s.rows << "x" << s.cols << "x" << s.channels;
+            EXPECT_TRUE(filter->filterRF(in, out, sigmaS, sigmaR));
+            EXPECT_TRUE(samePixels(reference::filterRF(in, sigmaS, sigmaR), out));
         }
     }
 }
@@ -401,20 +413,30 @@ TEST(DomainTransform, EmptyImagesAreLeftAlone) {
         EXPECT_TRUE(filter->filter(empty, out, mode));
         EXPECT_TRUE(out.empty());
     }
-    cv::Mat first(0, 0, CV_16UC1), second(0, 0, CV_16UC1);
+    cv::Mat none(0, 5, CV_32FC2), noDistances(0, 5, CV_32FC1), noColumns(5, 0, CV_32FC1);
+    EXPECT_TRUE(filter->recursivePass(none, noDistances, 3.0f));
+    EXPECT_TRUE(filter->recursivePass(noColumns, noColumns, 3.0f));
+    EXPECT_TRUE(filter->boxPass(none, noDistances, 3.0f));
+    EXPECT_TRUE(filter->boxPass(noColumns, noColumns, 3.0f));
+    cv::Mat d, first(0, 0, CV_16UC1), second(0, 0, CV_16UC1);
+    EXPECT_TRUE(filter->diffX(noColumns, d) && filter->diffY(noColumns, d) && filter->sumAbs(noColumns, d));
+    EXPECT_TRUE(filter->diffX(none, d) && filter->diffY(none, d) && filter->sumAbs(none, d));
     EXPECT_TRUE(filter->filterPair(first, second));
 }
 
 TEST(DomainTransform, NormalizedConvolutionIsTheSameBitsAsItsDefinition) {
-    for (const float sigmaS : {2.0f, 8.0f}) {
-        const auto filter = quietFilter(sigmaS);
-        for (const Size& s : imageSizes()) {
-            const cv::Mat in = testImage(s);
-            cv::Mat out;
-            EXPECT_TRUE(filter->filter(in, out, 1));
-            EXPECT_TRUE(samePixels(reference::filterNC(in, sigmaS, kSigmaR), out));
-        }
+    const auto filter = quietFilter();
+    for (const Size& s : imageSizes()) {
+        if (s.channels > 4) continue;
+        const cv::Mat in = testImage(s);
+        cv::Mat out;
+        EXPECT_TRUE(filter->filter(in, out, 1));
+        EXPECT_TRUE(samePixels(reference::filterNC(in, kSigmaS, kSigmaR), out));
     }
+    const cv::Mat in = testImage({64, 48, 3});
+    cv::Mat out;
+    EXPECT_TRUE(filter->filterNC(in, out, 2.0f, 500.0f));
+    EXPECT_TRUE(samePixels(reference::filterNC(in, 2.0f, 500.0f), out));
 }
 
 TEST(DomainTransform, BoxPassAveragesWithinTheRadius) {
@@ -457,7 +479,22 @@ TEST(DomainTransform, FilterRefusesWhatIsNotFloat) {
     const char* text = "ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F";
     EXPECT_FAILURE(filter->filter(in, out, 0), text);
     EXPECT_FAILURE(filter->filter(in, out, 1), text);
+    EXPECT_FAILURE(filter->filter(randomPlane(4, 5, CV_32FC(5)), out, 1),
+                   "ERROR - DomainTransformFilter::filterNC - in.channels()>4");
     EXPECT_TRUE(out.empty());
+}
+
+TEST(DomainTransform, PassesRefuseDistancesThatDoNotFit) {
+    const auto filter = quietFilter();
+    cv::Mat image = testImage({4, 5, 2});
+    const cv::Mat before = image.clone();
+    for (const cv::Mat& wrong : {cv::Mat(4, 4, CV_32FC1), cv::Mat(3, 5, CV_32FC1), cv::Mat(4, 5, CV_32FC2)}) {
+        EXPECT_FAILURE(filter->recursivePass(image, wrong, 2.0f),
+                       "ERROR - DomainTransformFilter::recursivePass - D does not fit the image");
+        EXPECT_FAILURE(filter->boxPass(image, wrong, 2.0f),
+                       "ERROR - DomainTransformFilter::boxPass - ct does not fit the image");
+    }
+    EXPECT_TRUE(samePixels(before, image));
 }
 
 TEST(DomainTransform, PairIsTheSameBitsAsInterleavingConvertingAndFiltering) {
@@ -465,6 +502,7 @@ TEST(DomainTransform, PairIsTheSameBitsAsInterleavingConvertingAndFiltering) {
         const auto filter = quietFilter(sigmaS);
         for (const double contrast : {65535.0, 3000.0}) {
             for (const cv::Size& s : testSizes()) {
+                if (sigmaS != kSigmaS && s.width > 64) continue;
                 const cv::Mat first = randomPlane(s.height, s.width, CV_16UC1, 65535 - contrast, 65535, 5);
                 const cv::Mat second = randomPlane(s.height, s.width, CV_16UC1, 0, contrast, 6);
                 cv::Mat expectedFirst = first.clone(), expectedSecond = second.clone();
@@ -489,6 +527,19 @@ TEST(DomainTransform, PairDoesNotDependOnThreads) {
         EXPECT_TRUE(samePixels(expectedFirst, actualFirst));
         EXPECT_TRUE(samePixels(expectedSecond, actualSecond));
     });
+}
+
+TEST(DomainTransform, PairKeepsItsScratch) {
+    const auto filter = quietFilter();
+    cv::Mat first = randomPlane(200, 300, CV_16UC1, 5), second = randomPlane(200, 300, CV_16UC1, 6);
+    filter->filterPair(first, second);
+    const DomainTransformFilter::Workspace& w = *filter->m_workspace;
+    const std::vector<const void*> before = {w.pair.data, w.sumX.data,      w.sumY.data,
+                                             w.V.data,    w.scratch.data(), w.tables[0].data()};
+    filter->filterPair(first, second);
+    const std::vector<const void*> after = {w.pair.data, w.sumX.data,      w.sumY.data,
+                                            w.V.data,    w.scratch.data(), w.tables[0].data()};
+    EXPECT_EQ(before, after);
 }
 
 TEST(DomainTransform, PairRefusesPlanesThatDoNotFit) {

@@ -58,14 +58,14 @@ private:
     int m_nPlanes = 0;
     std::vector<cv::Mat> m_in;
     std::vector<cv::Mat> m_out;
-    int m_bInterleaved = 0;  ///< always 0: planes of one channel each
-    int m_copyKind = 0;      ///< always 0: planar
+    [[maybe_unused]] int m_bInterleaved = 0;  ///< always 0: planes of one channel each
+    [[maybe_unused]] int m_copyKind = 0;      ///< always 0: planar
     std::vector<cv::Mat> m_block;
     std::vector<cv::Mat> m_stripe;
     int m_imageW = 0;
     int m_imageH = 0;
     int m_border = 0;
-    float m_spare = -0.05f;  ///< read by nothing
+    [[maybe_unused]] float m_spare = -0.05f;  ///< read by nothing
     int m_blendMode = 0;
     int m_blockW = 0;  ///< without border
     int m_blockH = 0;

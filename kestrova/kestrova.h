@@ -11,5 +11,6 @@
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/tprogress.h"
 #include "kestrova/image/tpimage.h"
+#include "kestrova/mask/tdrawmask.h"
 #include "kestrova/resample/chroma_upsize.h"
 #include "kestrova/resample/resample.h"

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <vector>
 
 #include "kestrova/curves/table_smoothing.h"
@@ -148,7 +150,7 @@ KESTROVA_KERNEL void locate(const ushort* y0, const ushort* y1, const ushort* dr
 void fetch(const std::uint32_t* nodes, const int* node, int n, Cell* out) {
     constexpr int kOffsets[4] = {0, kNodes, kNodes * kNodes, kNodes * kNodes + kNodes};
     for (int x = 0; x < n; ++x) {
-        for (int edge = 0; edge < 4; ++edge)
+        for (std::size_t edge = 0; edge < 4; ++edge)
             std::memcpy(&out[x].node[2 * edge], nodes + node[x] + kOffsets[edge], 2 * sizeof *nodes);
     }
 }
@@ -235,7 +237,7 @@ bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn
     if (drOut.data == dbOut.data) fail("ERROR - TColorAdjVL::proc - drOut and dbOut are one plane");
     computeLUT16U();
 
-    std::vector<std::uint32_t> nodes(kNodes * kNodes * kNodes);
+    std::vector<std::uint32_t> nodes(std::size(m_lutDr));
     for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = m_lutDr[i] | static_cast<std::uint32_t>(m_lutDb[i]) << 16;
 
     parallelRows(y0.rows, y0.cols, [&](int row) noexcept {

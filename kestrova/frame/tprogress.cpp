@@ -39,7 +39,7 @@ bool TProgress::end() {
     if (m_totals.empty()) return true;
     const std::size_t parent = m_totals.size() - 2;
     const float advance = static_cast<float>(m_totals.at(parent)) * m_weights.at(parent + 1);
-    m_values.at(parent) = truncated(advance + static_cast<float>(m_values[parent]));
+    m_values.at(parent) = truncated(static_cast<double>(advance + static_cast<float>(m_values[parent])));
     m_totals.pop_back();
     m_values.pop_back();
     m_weights.pop_back();
@@ -69,7 +69,7 @@ bool TProgress::progress() {
         share *= m_weights.at(i);
         sum += static_cast<float>(m_values.at(i)) / static_cast<float>(m_totals[i]) * share;
     }
-    const int thousandths = truncated(sum * 1000.0f);
+    const int thousandths = truncated(static_cast<double>(sum * 1000.0f));
     if (!m_func_p || !m_user_p) return true;
     return m_func_p(thousandths > 1000 ? 1000 : thousandths, m_user_p);
 }

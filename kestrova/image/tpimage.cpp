@@ -5,6 +5,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/image/roi.h"
 #include "kestrova/primitives/copy.h"
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/resample/resample.h"
@@ -169,14 +170,7 @@ cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale
         w = half(w);
         h = half(h);
     }
-    if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
-    if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
-    if (x >= in.cols || y >= in.rows) fail("ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
-    const auto cut = [scale](int from, int count, int end) {
-        return cv::Range(from, static_cast<int>(std::min<long long>(1LL * count * scale + from, end)));
-    };
-    const cv::Mat region = in(cut(y, h, in.rows), cut(x, w, in.cols));
-
+    const cv::Mat region = regionOf(in, x, y, w, h, scale);
     const cv::Mat source = bSmooth && !region.empty() ? smoothed(region, scale) : region;
     if (scale == 1) return bSmooth ? source : copyOf(source);
     cv::Mat out(h, w, in.type());

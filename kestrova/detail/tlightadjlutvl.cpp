@@ -85,3 +85,8 @@ void TLightAdjLUTvl::mapPixel(ushort& y, ushort& dr, ushort& db) {
     }
     TPImage::RGB2YdRdB(rgb[0], rgb[1], rgb[2], y, dr, db);
 }
+
+const ushort* TLightAdjLUTvl::table() {
+    computeLUT16U(true);
+    return m_lutY_p;
+}

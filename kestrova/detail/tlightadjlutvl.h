@@ -16,6 +16,9 @@ public:
 
     void mapPixel(ushort& y, ushort& dr, ushort& db) override;
 
+    /// The 65536 entries of the table, computed anew, for work that does more with a row than look it up.
+    const ushort* table();
+
 private:
     float m_curve[64];   ///< the tone curve at i / 63, values 0..1
     float m_bright;      ///< offset on the square root of luminance

@@ -9,18 +9,17 @@ constexpr int kBias = 32768;  // zero detail
 
 // The three weights of a tonal zone, by i, the high byte of luminance, are
 //     shadows     S(i) = max(255 - 3 i, 0), 1 more for i < 8
-//     midtones    M(i) = min(3 i, 256), 1 more for i from 78 to 84, for i < 128; M(255 - i) above
+//     midtones    M(i) = min(3 i, 256), from i = 78 min(3 i + 1, 256); above i = 127 M(255 - i)
 //     highlights  H(i) = S(255 - i)
 // so that with j = min(i, 255 - i) one end of the scale, shadows below 128 and highlights above, weighs S(j), the
 // midtones M(j), and the other end nothing. The sum is 256, for j from 8 to 77 it is 255: a blend needs no clamp.
 // All in 16 bits, for as many pixels in a vector.
 inline ushort blendZones(ushort y, ushort end, ushort mid) {
-    const ushort i = y >> 8, fromTop = 255 - i;
+    const ushort i = y >> 8, fromTop = static_cast<ushort>(255 - i);
     const ushort j = i < fromTop ? i : fromTop;
-    const ushort j3 = 3 * j;
-    ushort endWeight = j3 < 255 ? 255 - j3 : 0;
-    endWeight += j < 8;
-    ushort midWeight = j3 + (j >= 78);
+    const ushort j3 = static_cast<ushort>(3 * j);
+    ushort endWeight = static_cast<ushort>((j3 < 255 ? 255 - j3 : 0) + (j < 8));
+    ushort midWeight = static_cast<ushort>(j3 + (j >= 78));
     midWeight = midWeight < 256 ? midWeight : 256;
     const int blend = static_cast<short>(end - kBias) * static_cast<short>(endWeight) +
                       static_cast<short>(mid - kBias) * static_cast<short>(midWeight);

@@ -1,0 +1,139 @@
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <streambuf>
+
+#include "bench/support/bench.h"
+#include "kestrova/detail/tvelline.h"
+
+namespace {
+
+// The engine prints a line on every call.
+class Silence {
+public:
+    Silence() : m_before(std::cout.rdbuf(&m_nowhere)) {}
+    ~Silence() { std::cout.rdbuf(m_before); }
+
+private:
+    struct Nowhere : std::streambuf {
+        int overflow(int c) override { return traits_type::not_eof(c); }
+    };
+    Nowhere m_nowhere;
+    std::streambuf* m_before;
+};
+
+struct Engine : TVelline {
+    using TVelline::addEdges;
+    using TVelline::mixSMH;
+    using TVelline::modYWithC;
+};
+
+// A picture-like plane: waves of growing length around `middle`, with noise on top.
+cv::Mat wavePlane(int rows, int cols, double middle, double swing, double noise, unsigned seed) {
+    cv::Mat plane(rows, cols, CV_16UC1);
+    for (int y = 0; y < rows; ++y) {
+        const double wave = std::sin(y * 0.013 + seed) * 0.5;
+        ushort* row = plane.ptr<ushort>(y);
+        for (int x = 0; x < cols; ++x) {
+            seed = seed * 1664525u + 1013904223u;
+            const double grain = (seed >> 16) / 65536.0 + (seed & 0xffff) / 65536.0 - 1.0;
+            const double v = middle + swing * (wave + std::sin(x * 0.007) * 0.5) + noise * grain;
+            row[x] = cv::saturate_cast<ushort>(v);
+        }
+    }
+    return plane;
+}
+
+cv::Mat luminancePlane(int rows, int cols) { return wavePlane(rows, cols, 32768, 32000, 1000, 1); }
+cv::Mat detailPlane(int rows, int cols, unsigned seed) { return wavePlane(rows, cols, 32768, 1500, 2000, seed); }
+cv::Mat chromaPlane(int rows, int cols, unsigned seed) { return wavePlane(rows, cols, 32768, 9000, 500, seed); }
+
+std::shared_ptr<Engine> preparedEngine(int rows, int cols) {
+    auto engine = std::make_shared<Engine>();
+    engine->m_Y = luminancePlane(rows, cols);
+    engine->m_DS = detailPlane(rows, cols, 2);
+    engine->m_DM = detailPlane(rows, cols, 3);
+    engine->m_DL = detailPlane(rows, cols, 4);
+    engine->m_Dr = chromaPlane(rows, cols, 5);
+    engine->m_Db = chromaPlane(rows, cols, 6);
+    const float k[] = {0.2f, 0.5f, -0.3f, 0.1f, 0.6f, 0.4f, -0.4f, 0.8f, 0.3f};
+    const float t[] = {0.1f, 0.05f, -0.2f, 0.15f, -0.1f, 0.3f, 0.2f, 0.05f, 0.1f};
+    std::copy_n(k, 9, engine->m_k);
+    std::copy_n(t, 9, engine->m_t);
+    engine->m_light[0] = 0.2f;
+    engine->m_mix[0] = 0.3f;
+    engine->m_bRoiChanged = true;
+    return engine;
+}
+
+}  // namespace
+
+KESTROVA_BENCH(tvelline) {
+    for (const BenchSize& s : kBenchSizes) {
+        const int rows = s.rows, cols = s.cols;
+        const std::size_t pixels = static_cast<std::size_t>(rows) * cols;
+        const std::string size = std::string("/") + s.name;
+        const cv::Rect all(0, 0, cols, rows);
+
+        benchRow("TVelline::proc/one scale's slider" + size, pixels * 12, [=] {
+            auto engine = preparedEngine(rows, cols);
+            const Silence silence;
+            engine->proc(all, 1, cv::Mat());
+            return [=, move = 0]() mutable {
+                const Silence quiet;
+                engine->m_k[4] = ++move % 2 ? 0.5f : 0.6f;
+                engine->m_bChangedM = true;
+                engine->proc(all, 1, cv::Mat());
+            };
+        });
+        benchRow("TVelline::proc/light slider" + size, pixels * 22, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=, move = 0]() mutable {
+                const Silence quiet;
+                engine->m_light[0] = ++move % 2 ? 0.1f : 0.2f;
+                engine->m_bChangedY = true;
+                engine->proc(all, 1, cv::Mat());
+            };
+        });
+        benchRow("TVelline::proc/cold" + size, pixels * 22, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=] {
+                const Silence quiet;
+                for (cv::Mat* cache : {&engine->m_rY, &engine->m_rDS, &engine->m_rDM, &engine->m_rDL, &engine->m_roiY})
+                    cache->release();
+                engine->m_bRoiChanged = true;
+                engine->proc(all, 1, cv::Mat());
+            };
+        });
+        benchRow("TVelline::proc/cold at step 3" + size, pixels * 14, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=] {
+                const Silence quiet;
+                engine->m_bRoiChanged = true;
+                engine->proc(cv::Rect(0, 0, cols / 3, rows / 3), 3, cv::Mat());
+            };
+        });
+        benchRow("TVelline::setup" + size, pixels * 5, [=] {
+            auto engine = preparedEngine(rows, cols);
+            const cv::Mat halfDr = chromaPlane(rows / 2, cols / 2, 7), halfDb = chromaPlane(rows / 2, cols / 2, 8);
+            return [=] {
+                const Silence quiet;
+                const int threads = omp_get_max_threads();
+                engine->setup(engine->m_Y, engine->m_DS, engine->m_DM, engine->m_DL, halfDr, halfDb, nullptr);
+                omp_set_num_threads(threads);
+            };
+        });
+        benchRow("TVelline::addEdges" + size, pixels * 10, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=] { engine->addEdges(engine->m_DS, engine->m_DM, engine->m_DL, engine->m_Y); };
+        });
+        benchRow("TVelline::mixSMH" + size, pixels * 10, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=] { engine->mixSMH(engine->m_Y, engine->m_DS, engine->m_DM, engine->m_DL); };
+        });
+        benchRow("TVelline::modYWithC" + size, pixels * 8, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=] { engine->modYWithC(engine->m_Dr, engine->m_Db, 0.3f, 0.1f, -0.2f, engine->m_Y); };
+        });
+    }
+}

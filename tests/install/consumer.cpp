@@ -1,12 +1,49 @@
-// A small host against the installed library: every exported header, and one call into each room.
+// A small host against the installed library: develops a picture of a few pixels and paints a mask over it.
 #include <kestrova/kestrova.h>
 
 #include <cstdio>
+#include <vector>
+
+namespace {
+
+struct Negative : TLutY16U {
+    void mapPixel(unsigned short& y, unsigned short&, unsigned short&) override {
+        y = static_cast<unsigned short>(65535 - y);
+    }
+};
+
+}  // namespace
 
 int main() {
-    TProgress progress;
-    if (!progress.prog(1, 2)) return 1;
-    if (!TSize(0, 1).isEmpty()) return 1;
-    std::puts(Kestrova::traceMsg("consumer", 1, "ok").c_str());
-    return 0;
+    try {
+        std::vector<unsigned char> pixels(4 * 16 * 12, 128);
+        TPImage picture;
+        picture.convertFrom(pixels.data(), 16, 12, 4 * 16);
+        const cv::Mat noDetail(picture.m_Y.size(), CV_16UC1, cv::Scalar(32768));
+
+        TProgress progress;
+        TVelline engine;
+        if (!engine.setup(picture.m_Y, noDetail, noDetail, noDetail, picture.m_Dr, picture.m_Db, &progress)) return 1;
+        engine.proc(cv::Rect(0, 0, 16, 12), 1, cv::Mat());
+
+        TColorAdjVL colour;
+        cv::Mat dr, db;
+        colour.proc(picture.m_Y, engine.getRoiY(), noDetail, noDetail, dr, db);
+
+        TDrawMask mask;
+        mask.setInImage(&picture);
+        mask.setValue(0);
+        mask.proc();
+        if (mask.getMaskRoi(cv::Rect(0, 0, 16, 12), 1).at<unsigned char>(0, 0) != 0) return 1;
+
+        Negative negative;
+        negative.proc(picture.m_Y, true);
+
+        picture.convertTo(pixels.data(), 4 * 16);
+        std::puts(Kestrova::traceMsg("consumer", 1, "ok").c_str());
+        return 0;
+    } catch (const char* text) {
+        std::puts(text);
+        return 1;
+    }
 }

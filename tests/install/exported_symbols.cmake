@@ -6,7 +6,15 @@ execute_process(COMMAND "${NM}" --dynamic --defined-only --demangle "${LIBRARY}"
 # One operation of each documented class, and each documented function.
 set(interface
   "Kestrova::toQDebug(" "Kestrova::m_tDebug_p" "TProgress::progress()" "TSize::isEmpty() const" "TPoint::TPoint("
-  "TRect::origin() const" "TUpdateRect::setChanged(" "TImRegion::TImRegion(")
+  "TRect::origin() const" "TUpdateRect::setChanged(" "TImRegion::TImRegion("
+  "TPImage::MatRoi(" "TPImage::m_count" "TPImage::m_lutFullToEdge_p" "TPImage::m_lutEdgeToFull_p"
+  "downSize2X(" "downSizeNX(" "upSize2X(" "upSizeNX(" "extendBorder(" "upSize2XGuidedByYSimple("
+  "TSpline::cubic_nak(" "TSpline::neville(" "TLut1D::apply(" "TLut1D::curve(" "TLut8U::setupLinearThreshold("
+  "TLut16U::setupLinearThreshold(" "TLutY16U::applyYLUT(" "TLutYDrDb::applyCLUT("
+  "vtable for TLutY16U" "typeinfo for TLutY16U" "vtable for TLutYDrDb" "typeinfo for TLutYDrDb"
+  "TVelline::proc(" "TVelline::mixSMH(" "TVelline::computeYCurve(" "TVelline::merge2("
+  "TColorAdjVL::proc(" "TColorAdjVL::mix(" "TColorAdjVL::get3DLUTIdx("
+  "TMaskParam::TMaskParam(" "TMaskCmd::" "TDrawMask::proc()" "TDrawMask::checkBoundary(")
 foreach(name ${interface})
   string(FIND "${listing}" " ${name}" at)
   if(at EQUAL -1)

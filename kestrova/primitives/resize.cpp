@@ -7,263 +7,234 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/resize_axis.h"
+#include "kestrova/primitives/resize_kernels.h"
 
-// A plane is resized in tiles of kTile columns. Each source row that a tile needs is filtered horizontally once, into a
-// window of the last four such rows, and each destination row is a sum of up to four rows of the window. Tables and
-// window of a tile live on the stack, in the first levels of cache. Where columns and row fall on whole pixels, pixels
-// are copied without arithmetic.
+// A plane is resized in tiles of kTile columns. Each source row that a tile needs is filtered horizontally once,
+// into a window of the last four such rows, and each destination row is a sum of up to four rows of the window. Tables
+// and window of a tile live on the stack, in the first levels of cache. Where columns and row fall on whole pixels,
+// pixels are copied without arithmetic.
 
 namespace {
 
-constexpr int kTile = 1024;
+constexpr int kTile = 4096;
 constexpr int kMaxTaps = 4;
 
 // The longest period worth a loop for each of its phases: beyond it a phase is too short.
 constexpr int kLongestPeriod = 32;
 
-// Taps of an axis at one position. A whole position takes its one pixel on every tap, in equal shares: the sum is
-// exactly that pixel, and no infinity beside it spoils it.
-struct Taps {
-    int index[kMaxTaps];
-    double weight[kMaxTaps];
-    bool inside;
+// How the source is read: where, by how many taps, and with weights in units of 2^-bits (of 1 where sums are double).
+struct Sampling {
+    ResizeAxis x, y;
+    int taps, xBits, yBits;
 };
 
-Taps tapsAt(const ResizeAxis& axis, const SourcePosition& position, int count) {
-    Taps taps;
-    const bool whole = position.fraction == 0;
-    const int first = position.pixel - (count == 4 ? 1 : 0);
-    taps.inside = axis.inside(first, count);
-    for (int k = 0; k < count; ++k) {
-        taps.index[k] = axis.clamp(whole ? position.pixel : first + k);
-        taps.weight[k] = 1.0 / count;
-    }
-    if (!whole && count == 2) linearWeights(position.fraction, taps.weight);
-    if (!whole && count == 4) cubicWeights(position.fraction, taps.weight);
-    return taps;
+// The weights of `taps` taps at a position; at a whole pixel all of it lies on tap `leadOf(taps)`.
+template <class W>
+void setWeights(double fraction, int taps, int bits, W* weights) {
+    double w[kMaxTaps] = {1};
+    if (taps == 2) linearWeights(fraction, w);
+    if (taps == 4) cubicWeights(fraction, w);
+    for (int k = 0; k < taps; ++k) weights[k] = static_cast<W>(w[k] * (1 << bits));
 }
 
-// The columns of one tile: tap k of column x is pixel index[k][x] with weight[k][x].
+// How many taps stand before the pixel that a position falls on.
+int leadOf(int taps) { return taps == 4 ? 1 : 0; }
+
+// The columns of one tile: column x is read from pixel first[x] on, tap k with weight[k][x]. A column on a whole pixel
+// is a copy of it: no infinity beside that pixel may reach it through a weight of 0.
+template <class W>
 struct Columns {
+    const ResizeAxis& axis;
     int count;
-    int taps;                    // 1 if all columns fall on whole pixels
-    int insideBegin, insideEnd;  // where no tap is clamped
-    int index[kMaxTaps][kTile];
-    double weight[kMaxTaps][kTile];
+    int taps = 1;  // 1 if all columns are whole
+    W unit;
+    int insideBegin = 0, insideEnd = 0;  // where all taps lie in the source
+    int period = 0;                      // of the weights, if it is worth a loop for each phase
+    std::ptrdiff_t advance;              // in the source, of one period
+    int wholes = 0;
+    int wholeColumn[kTile];  // those in [insideBegin, insideEnd)
+    int first[kTile];
+    W weight[kMaxTaps][kTile];
 
-    bool whole(int x) const { return index[0][x] == index[taps - 1][x]; }
+    Columns(const Sampling& sampling, int begin, int n)
+        : axis(sampling.x), count(n), unit(static_cast<W>(1 << sampling.xBits)), advance(axis.advance()) {
+        for (int x = 0; x < n && taps == 1; ++x)
+            if (axis.at(begin + x).fraction != 0) taps = sampling.taps;
+        for (int x = 0; x < n; ++x) {
+            const SourcePosition position = axis.at(begin + x);
+            first[x] = position.pixel - leadOf(taps);
+            W w[kMaxTaps];
+            setWeights(position.fraction, taps, sampling.xBits, w);
+            for (int k = 0; k < taps; ++k) weight[k][x] = w[k];
+            if (!axis.inside(first[x], taps)) continue;
+            if (insideEnd == 0) insideBegin = x;
+            insideEnd = x + 1;
+            if (whole(x)) wholeColumn[wholes++] = x;
+        }
+        if (axis.period() <= kLongestPeriod && 2 * axis.period() <= insideEnd - insideBegin)
+            period = static_cast<int>(axis.period());
+    }
+
+    int lead() const { return leadOf(taps); }
+    bool whole(int x) const { return weight[lead()][x] == unit; }
 };
 
-void setColumns(Columns& columns, const ResizeAxis& axis, int firstColumn, int count, int fullTaps) {
-    columns.count = count;
-    columns.taps = 1;
-    for (int x = 0; x < count && columns.taps == 1; ++x)
-        if (axis.at(firstColumn + x).fraction != 0) columns.taps = fullTaps;
-    columns.insideBegin = columns.insideEnd = 0;
-    for (int x = 0; x < count; ++x) {
-        const Taps taps = tapsAt(axis, axis.at(firstColumn + x), columns.taps);
-        for (int k = 0; k < columns.taps; ++k) {
-            columns.index[k][x] = taps.index[k];
-            columns.weight[k][x] = taps.weight[k];
-        }
-        if (taps.inside) {
-            if (columns.insideEnd == 0) columns.insideBegin = x;
-            columns.insideEnd = x + 1;
+template <class T, class W>
+void filterEdge(const T* row, const Columns<W>& c, int begin, int end, W* out) {
+    for (int x = begin; x < end; ++x) {
+        if (c.whole(x)) {
+            out[x] = c.unit * static_cast<W>(row[c.axis.clamp(c.first[x] + c.lead())]);
+        } else {
+            out[x] = 0;
+            for (int k = 0; k < c.taps; ++k)
+                out[x] += c.weight[k][x] * static_cast<W>(row[c.axis.clamp(c.first[x] + k)]);
         }
     }
 }
 
-// ---- Row kernels
-
-template <class T>
-inline double weighted(double weight, T pixel) {
-    return weight * static_cast<double>(pixel);
-}
-
-template <class T>
-KESTROVA_KERNEL void gatherRow(const T* __restrict row, const int* __restrict index, T* __restrict out,
-                               int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = row[index[x]];
-}
-
-template <class T>
-KESTROVA_KERNEL void strideRow(const T* __restrict row, std::ptrdiff_t advance, T* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = row[x * advance];
-}
-
-template <class T>
-KESTROVA_KERNEL void filterRow1(const T* __restrict row, const int* __restrict index, double* __restrict out,
-                                int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = row[index[x]];
-}
-
-template <class T>
-KESTROVA_KERNEL void filterRow2(const T* __restrict row, const int* __restrict i0, const int* __restrict i1,
-                                const double* __restrict w0, const double* __restrict w1, double* __restrict out,
-                                int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = weighted(w0[x], row[i0[x]]) + weighted(w1[x], row[i1[x]]);
-}
-
-template <class T>
-KESTROVA_KERNEL void filterRow4(const T* __restrict row, const int* __restrict i0, const int* __restrict i1,
-                                const int* __restrict i2, const int* __restrict i3, const double* __restrict w0,
-                                const double* __restrict w1, const double* __restrict w2, const double* __restrict w3,
-                                double* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x)
-        out[x] = weighted(w0[x], row[i0[x]]) + weighted(w1[x], row[i1[x]]) + weighted(w2[x], row[i2[x]]) +
-                 weighted(w3[x], row[i3[x]]);
-}
-
-// One phase of a periodic pattern: the weights are the same for every `period`-th column.
-template <class T>
-KESTROVA_KERNEL void filterPhase1(const T* __restrict row, std::ptrdiff_t advance, double* __restrict out,
-                                  std::ptrdiff_t period, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x * period] = row[x * advance];
-}
-
-template <class T>
-KESTROVA_KERNEL void filterPhase2(const T* __restrict row, std::ptrdiff_t advance, double w0, double w1,
-                                  double* __restrict out, std::ptrdiff_t period, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const T* p = row + x * advance;
-        out[x * period] = weighted(w0, p[0]) + weighted(w1, p[1]);
+template <class T, class W>
+void filterByTable(const T* row, const Columns<W>& c, W* out) {
+    const int b = c.insideBegin, n = c.insideEnd - b;
+    const auto& w = c.weight;
+    if (c.taps == 2) resize_kernels::table2(row, c.first + b, w[0] + b, w[1] + b, out + b, n);
+    if (c.taps == 4) resize_kernels::table4(row, c.first + b, w[0] + b, w[1] + b, w[2] + b, w[3] + b, out + b, n);
+    for (int k = 0; k < c.wholes; ++k) {
+        const int x = c.wholeColumn[k];
+        out[x] = c.unit * static_cast<W>(row[c.first[x] + c.lead()]);
     }
 }
 
-template <class T>
-KESTROVA_KERNEL void filterPhase4(const T* __restrict row, std::ptrdiff_t advance, double w0, double w1, double w2,
-                                  double w3, double* __restrict out, std::ptrdiff_t period, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const T* p = row + x * advance;
-        out[x * period] = weighted(w0, p[0]) + weighted(w1, p[1]) + weighted(w2, p[2]) + weighted(w3, p[3]);
+// Column x and every period-th one after it, side by side; returns their number.
+template <class T, class W>
+int filterPhase(const T* row, const Columns<W>& c, int x, W* out) {
+    const int n = (c.insideEnd - x + c.period - 1) / c.period;
+    const T* p = row + c.first[x];
+    const auto& w = c.weight;
+    if (c.whole(x))
+        resize_kernels::phase1(p + c.lead(), c.advance, c.unit, out, n);
+    else if (c.taps == 2)
+        resize_kernels::phase2(p, c.advance, w[0][x], w[1][x], out, n);
+    else
+        resize_kernels::phase4(p, c.advance, w[0][x], w[1][x], w[2][x], w[3][x], out, n);
+    return n;
+}
+
+template <class T, class W>
+void filterPhases(const T* row, const Columns<W>& c, W* out) {
+    const int begin = c.insideBegin;
+    if (c.period == 1) {
+        filterPhase(row, c, begin, out + begin);
+        return;
+    }
+    W phase[kTile];
+    if (c.period == 2) {
+        W *even = phase, *odd = phase + kTile / 2;
+        const int evens = filterPhase(row, c, begin, even), odds = filterPhase(row, c, begin + 1, odd);
+        resize_kernels::interleave(even, odd, out + begin, odds);
+        if (evens > odds) out[begin + 2 * odds] = even[odds];
+        return;
+    }
+    for (int x = begin; x < begin + c.period; ++x) {
+        const int n = filterPhase(row, c, x, phase);
+        resize_kernels::spread(phase, out + x, c.period, n);
     }
 }
 
-// Halves go up. What lies less than 2^-30 below a half is a half: sums carry noise of some 2^-34, from weights such as
-// 1/18, while bilinear sums by factors up to 40 that are not halves miss them by 2^-24 or more.
-constexpr double kHalfUp = 0.5 + 0x1p-30;
-
-template <class T>
-T rounded(double v) {
-    constexpr double top = static_cast<T>(-1);
-    v += kHalfUp;
-    v = v > 0 ? v : 0;
-    v = v < top ? v : top;
-    return static_cast<T>(static_cast<int>(v));
-}
-template <>
-float rounded<float>(double v) {
-    return static_cast<float>(v);
+template <class T, class W>
+void filterRow(const T* row, const Columns<W>& c, W* out) {
+    filterEdge(row, c, 0, c.insideBegin, out);
+    if (c.period > 0)
+        filterPhases(row, c, out);
+    else
+        filterByTable(row, c, out);
+    filterEdge(row, c, c.insideEnd, c.count, out);
 }
 
-template <class T>
-KESTROVA_KERNEL void sumRows1(const double* __restrict a, T* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = rounded<T>(a[x]);
-}
-
-template <class T>
-KESTROVA_KERNEL void sumRows2(const double* __restrict a, const double* __restrict b, double wa, double wb,
-                              T* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = rounded<T>(wa * a[x] + wb * b[x]);
+template <class T, class W>
+void copyRow(const T* row, const Columns<W>& c, T* out) {
+    const int b = c.insideBegin, n = c.insideEnd - b;
+    for (int x = 0; x < b; ++x) out[x] = row[c.axis.clamp(c.first[x])];
+    if (c.period == 1)
+        resize_kernels::stride(row + c.first[b], c.advance, out + b, n);
+    else
+        resize_kernels::gather(row, c.first + b, out + b, n);
+    for (int x = c.insideEnd; x < c.count; ++x) out[x] = row[c.axis.clamp(c.first[x])];
 }
 
 template <class T>
-KESTROVA_KERNEL void sumRows4(const double* __restrict a, const double* __restrict b, const double* __restrict c,
-                              const double* __restrict d, double wa, double wb, double wc, double wd, T* __restrict out,
-                              int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = rounded<T>(wa * a[x] + wb * b[x] + wc * c[x] + wd * d[x]);
-}
-
-// ---- Driver
-
-template <class T>
-void filterColumns(const T* row, const Columns& c, int from, int to, double* out) {
-    const int* i[kMaxTaps];
-    const double* w[kMaxTaps];
-    for (int k = 0; k < c.taps; ++k) i[k] = c.index[k] + from, w[k] = c.weight[k] + from;
-    const int n = to - from;
-    out += from;
-    if (c.taps == 1) filterRow1(row, i[0], out, n);
-    if (c.taps == 2) filterRow2(row, i[0], i[1], w[0], w[1], out, n);
-    if (c.taps == 4) filterRow4(row, i[0], i[1], i[2], i[3], w[0], w[1], w[2], w[3], out, n);
-}
-
-template <class T>
-void filterPhases(const T* row, const Columns& c, const ResizeAxis& axis, double* out) {
-    const int period = static_cast<int>(axis.period());
-    const std::ptrdiff_t advance = static_cast<std::ptrdiff_t>(axis.advance());
-    for (int x = c.insideBegin; x < c.insideBegin + period; ++x) {
-        const int n = (c.insideEnd - x + period - 1) / period;
-        const T* p = row + c.index[0][x];
-        if (c.whole(x))
-            filterPhase1(p, advance, out + x, period, n);
-        else if (c.taps == 2)
-            filterPhase2(p, advance, c.weight[0][x], c.weight[1][x], out + x, period, n);
-        else
-            filterPhase4(p, advance, c.weight[0][x], c.weight[1][x], c.weight[2][x], c.weight[3][x], out + x, period,
-                         n);
+struct Plane {
+    T* data;
+    int step;
+    T* row(int y) const {
+        using Byte = std::conditional_t<std::is_const_v<T>, const uchar, uchar>;
+        return reinterpret_cast<T*>(reinterpret_cast<Byte*>(data) + static_cast<std::ptrdiff_t>(y) * step);
     }
-}
-
-template <class T>
-void filterRow(const T* row, const Columns& c, const ResizeAxis& axis, double* out) {
-    const bool phases =
-        axis.period() > 0 && axis.period() <= kLongestPeriod && c.insideEnd - c.insideBegin >= 2 * axis.period();
-    if (!phases) return filterColumns(row, c, 0, c.count, out);
-    filterColumns(row, c, 0, c.insideBegin, out);
-    filterPhases(row, c, axis, out);
-    filterColumns(row, c, c.insideEnd, c.count, out);
-}
-
-template <class T>
-void copyColumns(const T* row, const Columns& c, const ResizeAxis& axis, T* out) {
-    if (axis.period() != 1) return gatherRow(row, c.index[0], out, c.count);
-    gatherRow(row, c.index[0], out, c.insideBegin);
-    strideRow(row + c.index[0][c.insideBegin], axis.advance(), out + c.insideBegin, c.insideEnd - c.insideBegin);
-    gatherRow(row, c.index[0] + c.insideEnd, out + c.insideEnd, c.count - c.insideEnd);
-}
-
-template <class T>
-T* rowOf(T* data, int step, int y) {
-    using Byte = std::conditional_t<std::is_const_v<T>, const uchar, uchar>;
-    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(data) + static_cast<std::ptrdiff_t>(y) * step);
-}
+};
 
 // The source rows that a destination row is summed from, filtered horizontally. They follow one another, so that the
 // last four of them are all there is to keep.
-template <class T>
+template <class T, class W>
 class Window {
 public:
-    Window(const T* src, int srcStep, const Columns& columns, const ResizeAxis& axis)
-        : m_src(src), m_srcStep(srcStep), m_columns(columns), m_axis(axis), m_held{-1, -1, -1, -1} {}
+    Window(Plane<const T> src, const Columns<W>& columns) : m_src(src), m_columns(columns), m_held{-1, -1, -1, -1} {}
 
-    const double* row(int y) {
+    const W* row(int y) {
         const int slot = y % kMaxTaps;
-        if (m_held[slot] != y) filterRow(rowOf(m_src, m_srcStep, y), m_columns, m_axis, m_rows[slot]);
+        if (m_held[slot] != y) filterRow(m_src.row(y), m_columns, m_rows[slot]);
         m_held[slot] = y;
         return m_rows[slot];
     }
 
 private:
-    const T* m_src;
-    int m_srcStep;
-    const Columns& m_columns;
-    const ResizeAxis& m_axis;
+    Plane<const T> m_src;
+    const Columns<W>& m_columns;
     int m_held[kMaxTaps];
-    double m_rows[kMaxTaps][kTile];
+    W m_rows[kMaxTaps][kTile];
 };
 
-template <class T>
-void sumRows(Window<T>& window, const Taps& taps, int count, T* out, int n) {
-    const double* row[kMaxTaps];
-    for (int k = 0; k < count; ++k) row[k] = window.row(taps.index[k]);
-    const double* w = taps.weight;
-    if (count == 1) sumRows1(row[0], out, n);
-    if (count == 2) sumRows2(row[0], row[1], w[0], w[1], out, n);
-    if (count == 4) sumRows4(row[0], row[1], row[2], row[3], w[0], w[1], w[2], w[3], out, n);
+template <class T, class W>
+void sumRows(Window<T, W>& window, const Sampling& s, const SourcePosition& position, T* out, int n) {
+    if (position.fraction == 0) return resize_kernels::sumRows1(window.row(s.y.clamp(position.pixel)), s.xBits, out, n);
+    const int bits = s.xBits + s.yBits;
+    const W* row[kMaxTaps];
+    W w[kMaxTaps];
+    setWeights(position.fraction, s.taps, s.yBits, w);
+    for (int k = 0; k < s.taps; ++k) row[k] = window.row(s.y.clamp(position.pixel - leadOf(s.taps) + k));
+    if (s.taps == 2)
+        resize_kernels::sumRows2(row[0], row[1], w[0], w[1], bits, out, n);
+    else
+        resize_kernels::sumRows4(row[0], row[1], row[2], row[3], w[0], w[1], w[2], w[3], bits, out, n);
+}
+
+// Sums are of type W.
+template <class W, class T>
+void resizeTiles(Plane<const T> src, Plane<T> dst, const IppiRect& roi, const Sampling& s) {
+    parallelStrips(stripCount(roi.height, roi.width), roi.height, [&](int firstRow, int endRow, int) noexcept {
+        for (int x = 0, n; x < roi.width; x += n) {
+            n = std::min(kTile, roi.width - x);
+            const Columns<W> columns(s, roi.x + x, n);
+            Window<T, W> window(src, columns);
+            for (int y = roi.y + firstRow; y < roi.y + endRow; ++y) {
+                T* out = dst.row(y) + roi.x + x;
+                const SourcePosition position = s.y.at(y);
+                if (columns.taps > 1 || position.fraction != 0)
+                    sumRows(window, s, position, out, n);
+                else if (y > roi.y + firstRow && s.y.at(y - 1).pixel == position.pixel)
+                    std::copy_n(dst.row(y - 1) + roi.x + x, n, out);
+                else
+                    copyRow(src.row(s.y.clamp(position.pixel)), columns, out);
+            }
+        }
+    });
+}
+
+// The bits of the weights along an axis if they are multiples of a power of two, else -1.
+int weightBits(const ResizeAxis& axis, int taps) {
+    const int bits = axis.fractionBits();
+    if (bits < 1 || taps == 1) return taps == 1 ? 0 : bits;
+    return taps == 2 ? bits : 3 * bits + 1;
 }
 
 template <class T>
@@ -292,24 +263,21 @@ IppStatus resize(const T* src, IppiSize srcSize, int srcStep, IppiRect srcROI, T
         default: return ippStsInterpolationErr;
     }
 
-    const ResizeAxis xAxis(xFactor, xShift, taps == 1, left, right), yAxis(yFactor, yShift, taps == 1, top, bottom);
-    const int strips = stripCount(dstROI.height, dstROI.width);
-    parallelStrips(strips, dstROI.height, [&](int firstRow, int endRow, int) noexcept {
-        for (int x = 0; x < dstROI.width; x += kTile) {
-            Columns columns;
-            setColumns(columns, xAxis, dstROI.x + x, std::min(kTile, dstROI.width - x), taps);
-            Window<T> window(src, srcStep, columns, xAxis);
-            for (int y = dstROI.y + firstRow; y < dstROI.y + endRow; ++y) {
-                T* out = rowOf(dst, dstStep, y) + dstROI.x + x;
-                const SourcePosition position = yAxis.at(y);
-                const Taps rows = tapsAt(yAxis, position, position.fraction == 0 ? 1 : taps);
-                if (columns.taps == 1 && position.fraction == 0)
-                    copyColumns(rowOf(src, srcStep, rows.index[0]), columns, xAxis, out);
-                else
-                    sumRows(window, rows, position.fraction == 0 ? 1 : taps, out, columns.count);
-            }
+    Sampling s = {ResizeAxis(xFactor, xShift, taps == 1, left, right),
+                  ResizeAxis(yFactor, yShift, taps == 1, top, bottom), taps, 0, 0};
+    const Plane<const T> source = {src, srcStep};
+    const Plane<T> target = {dst, dstStep};
+    if constexpr (std::is_integral_v<T>) {
+        // Cubic weights add up to 1.5625 in magnitude at most, in both directions together: such sums fit in an int.
+        constexpr int kBitsThatFit = 30 - 8 * size;
+        const int xBits = weightBits(s.x, taps), yBits = weightBits(s.y, taps);
+        if (xBits >= 0 && yBits >= 0 && xBits + yBits <= kBitsThatFit) {
+            s.xBits = xBits, s.yBits = yBits;
+            resizeTiles<int>(source, target, dstROI, s);
+            return ippStsNoErr;
         }
-    });
+    }
+    resizeTiles<double>(source, target, dstROI, s);
     return ippStsNoErr;
 }
 

@@ -11,8 +11,8 @@
 /// Nearest takes the pixel that holds the position, a position between two the one to the right or below. Linear and
 /// cubic are separable; cubic is the convolution of R. G. Keys, "Cubic Convolution Interpolation for Digital Image
 /// Processing" (1981), with a = -1/2: four samples weighted -1/16, 9/16, 9/16, -1/16 half-way between two pixels. On
-/// whole pixels every form copies the pixel. Sums are in double and rounded once; integer results are the exact ones
-/// rounded to nearest, halves up, and saturated.
+/// whole pixels every form copies the pixel. Integer results are the exact sums rounded to nearest, halves up, and
+/// saturated; float sums are taken in double, along the rows first, and rounded once.
 ///
 /// Refused, with a negative status and nothing written: null planes, sizes, regions or steps that do not fit (a region
 /// of the destination may not begin at negative coordinates), factors that are not positive and finite, shifts that are

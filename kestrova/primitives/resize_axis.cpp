@@ -38,8 +38,8 @@ ResizeAxis::ResizeAxis(double factor, double shift, bool nearest, int begin, int
     const std::int64_t offset = (s.under - 2 * s.over) * f.under - s.under * f.over;
     const std::int64_t unit = 2 * s.under * f.over;
     const std::int64_t common = std::gcd(std::gcd(slope, offset), unit);
-    const bool fitsForAnyInt = slope / common < std::int64_t{1} << 30 && unit / common < std::int64_t{1} << 60;
-    if (!fitsForAnyInt) return;
+    const bool fitsForEveryInt = slope / common < std::int64_t{1} << 30;
+    if (!fitsForEveryInt) return;
     m_slope = slope / common;
     m_offset = offset / common;
     m_unit = unit / common;
@@ -67,6 +67,12 @@ SourcePosition ResizeAxis::at(int d) const {
     if (pixel < m_begin - 1) return {m_begin - 1, 0};
     if (pixel >= m_end) return {m_end, 0};
     return {static_cast<int>(pixel), fraction};
+}
+
+int ResizeAxis::fractionBits() const {
+    int bits = 0;
+    while (std::int64_t{1} << bits < m_unit) ++bits;
+    return std::int64_t{1} << bits == m_unit ? bits : -1;
 }
 
 void linearWeights(double fraction, double weights[2]) {

@@ -29,6 +29,9 @@ public:
     std::int64_t period() const { return m_period; }
     std::int64_t advance() const { return m_advance; }
 
+    /// Fractions are multiples of 2^-bits; -1 if they are not known to be.
+    int fractionBits() const;
+
     int clamp(int pixel) const { return pixel < m_begin ? m_begin : pixel >= m_end ? m_end - 1 : pixel; }
     bool inside(int first, int count) const { return first >= m_begin && first + count <= m_end; }
 

@@ -36,7 +36,8 @@ public:
 
     /// Moves to the next block and fills its buffers; false, and nothing touched, when there is none. `*blocks` share
     /// the buffers, one plane each, and are to be filtered in place. `*roi` is what was copied from the input, in
-    /// picture coordinates, border included; the rest of the buffers repeats its outermost pixels.
+    /// picture coordinates, border included; the rest of the buffers repeats its outermost pixels. Throws
+    /// "BlockProcessor::convertBlockDuplicatedBorder roiSize<1" if the picture is empty.
     bool nextBlock(cv::Rect* roi, std::vector<cv::Mat>* blocks);
 
     /// Takes the current block into the stripe and, if that makes it full, the stripe into the output.

@@ -84,11 +84,13 @@ void passRows(cv::Mat& image, const Weights& weights, std::vector<float>& scratc
 /// the way down for the way up.
 template <class Weights>
 void passColumns(cv::Mat& image, const Weights& weights, std::vector<float>& scratch, cv::Mat& V) {
-    const int rows = image.rows, channels = image.channels();
+    constexpr int kGroup = 16;  // columns whose floats fill a cache line: threads share none
+    const int rows = image.rows, cols = image.cols, channels = image.channels();
+    const int groups = (cols + kGroup - 1) / kGroup;
     V.create(image.size(), CV_32FC1);
-    scratch.resize(std::max(scratch.size(), static_cast<std::size_t>(image.cols)));
-    parallelStrips(stripCount(image.cols, rows * channels), image.cols, [&](int begin, int end, int) noexcept {
-        const int n = end - begin;
+    scratch.resize(std::max(scratch.size(), static_cast<std::size_t>(cols)));
+    parallelStrips(stripCount(groups, kGroup * rows * channels), groups, [&](int first, int last, int) noexcept {
+        const int begin = first * kGroup, n = std::min(last * kGroup, cols) - begin;
         const auto pixels = [&](int y) { return image.ptr<float>(y) + static_cast<std::ptrdiff_t>(begin) * channels; };
         const auto v = [&](int y) { return V.ptr<float>(y) + begin; };
         for (int y = 1; y < rows; ++y) {

@@ -15,6 +15,19 @@ inline W weighted(W weight, T pixel) {
     return weight * static_cast<W>(pixel);
 }
 
+// Constant advances are vectorised; with others too few pixels of a row are touched to need it.
+template <class Out, class Sum>
+inline void atEvery(std::ptrdiff_t advance, Out* __restrict out, int n, const Sum& sum) {
+    if (advance == 1)
+        for (int x = 0; x < n; ++x) out[x] = sum(x);
+    else if (advance == 2)
+        for (int x = 0; x < n; ++x) out[x] = sum(2 * x);
+    else if (advance == 3)
+        for (int x = 0; x < n; ++x) out[x] = sum(3 * x);
+    else
+        for (int x = 0; x < n; ++x) out[x] = sum(x * advance);
+}
+
 // ---- Copies: all columns fall on whole pixels
 
 template <class T>
@@ -24,7 +37,7 @@ KESTROVA_KERNEL void gather(const T* __restrict row, const int* __restrict first
 
 template <class T>
 KESTROVA_KERNEL void stride(const T* __restrict p, std::ptrdiff_t advance, T* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = p[x * advance];
+    atEvery(advance, out, n, [=](std::ptrdiff_t x) { return p[x]; });
 }
 
 // ---- Along a row: each column with weights of its own
@@ -50,29 +63,21 @@ KESTROVA_KERNEL void table4(const T* __restrict row, const int* __restrict first
 
 // ---- Along a row: one phase of a periodic pattern, columns with the same weights every `advance` pixels
 
-template <class W, class Sum>
-inline void forPhase(std::ptrdiff_t advance, W* __restrict out, int n, const Sum& sum) {
-    if (advance == 1)
-        for (int x = 0; x < n; ++x) out[x] = sum(x);
-    else
-        for (int x = 0; x < n; ++x) out[x] = sum(x * advance);
-}
-
 template <class T, class W>
 KESTROVA_KERNEL void phase1(const T* __restrict p, std::ptrdiff_t advance, W w0, W* __restrict out, int n) noexcept {
-    forPhase(advance, out, n, [=](std::ptrdiff_t x) { return weighted(w0, p[x]); });
+    atEvery(advance, out, n, [=](std::ptrdiff_t x) { return weighted(w0, p[x]); });
 }
 
 template <class T, class W>
 KESTROVA_KERNEL void phase2(const T* __restrict p, std::ptrdiff_t advance, W w0, W w1, W* __restrict out,
                             int n) noexcept {
-    forPhase(advance, out, n, [=](std::ptrdiff_t x) { return weighted(w0, p[x]) + weighted(w1, p[x + 1]); });
+    atEvery(advance, out, n, [=](std::ptrdiff_t x) { return weighted(w0, p[x]) + weighted(w1, p[x + 1]); });
 }
 
 template <class T, class W>
 KESTROVA_KERNEL void phase4(const T* __restrict p, std::ptrdiff_t advance, W w0, W w1, W w2, W w3, W* __restrict out,
                             int n) noexcept {
-    forPhase(advance, out, n, [=](std::ptrdiff_t x) {
+    atEvery(advance, out, n, [=](std::ptrdiff_t x) {
         return weighted(w0, p[x]) + weighted(w1, p[x + 1]) + weighted(w2, p[x + 2]) + weighted(w3, p[x + 3]);
     });
 }

@@ -148,7 +148,8 @@ testing::AssertionResult agree(const cv::Mat& expected, const cv::Mat& actual) {
 const Resize kGrids[] = {
     {{1}, {1}, {0}, {0}, 0},               // identity
     {{1, 2}, {1, 2}, {1, 4}, {1, 4}, 0},   // whole pixels
-    {{1, 3}, {1, 3}, {1, 6}, {1, 6}, 0},   // half-way
+    {{1, 2}, {1, 2}, {0}, {0}, 0},         // half-way, two pixels on
+    {{1, 3}, {1, 3}, {1, 6}, {1, 6}, 0},   // half-way, three pixels on
     {{2}, {2}, {-1, 2}, {-1, 2}, 0},       // whole and half-way in turn
     {{2}, {2}, {0}, {0}, 0},               // quarters
     {{6}, {6}, {-1, 6}, {-1, 6}, 0},       // eighteenths

@@ -8,3 +8,13 @@
 #else
 #define KESTROVA_KERNEL
 #endif
+
+/// Before the loop of a kernel that may run in place: each element depends on its own position alone, so planes that
+/// coincide are no reason not to vectorise.
+#if defined(__clang__)
+#define KESTROVA_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define KESTROVA_INDEPENDENT _Pragma("GCC ivdep")
+#else
+#define KESTROVA_INDEPENDENT
+#endif

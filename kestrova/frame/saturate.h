@@ -25,3 +25,8 @@ inline uchar sat8(float v) { return static_cast<uchar>(roundClamped(v, 255.0f));
 inline uchar sat8(double v) { return static_cast<uchar>(roundClamped(v, 255.0)); }
 inline ushort sat16(float v) { return static_cast<ushort>(roundClamped(v, 65535.0f)); }
 inline ushort sat16(double v) { return static_cast<ushort>(roundClamped(v, 65535.0)); }
+
+/// `v` rounded to the nearest integer, ties to even; |v| is at most 2^22 (float) or 2^31 - 1 (double). Where the range
+/// is known, `clamp16(nearest(v))` gives `sat16(v)` at a lower price: its clamp is one of integers.
+inline int nearest(float v) { return static_cast<int>((v + 0x1.8p23f) - 0x1.8p23f); }
+inline int nearest(double v) { return static_cast<int>((v + 0x1.8p52) - 0x1.8p52); }

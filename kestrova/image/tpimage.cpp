@@ -5,6 +5,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/image/pixel_count.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/primitives/copy.h"
 #include "kestrova/primitives/neighbourhood.h"
@@ -146,9 +147,7 @@ void TPImage::copyTo(TPImage& dst, bool withY) const {
     m_mask.copyTo(dst.m_mask);
 }
 
-bool TPImage::bEmpty() const {
-    return static_cast<int>(static_cast<unsigned>(m_Y.cols) * static_cast<unsigned>(m_Y.rows)) < 1;
-}
+bool TPImage::bEmpty() const { return noPixels(width(), height()); }
 
 int TPImage::width() const { return m_Y.cols; }
 int TPImage::height() const { return m_Y.rows; }

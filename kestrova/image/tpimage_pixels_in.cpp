@@ -1,9 +1,12 @@
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/image/pixel_count.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/image/ydrdb.h"
 
@@ -15,62 +18,75 @@ using namespace ydrdb;
 
 namespace {
 
-constexpr int kZero = 32768;  // no colour difference
+inline float luminance(int r, int g, int b) {
+    return static_cast<float>(r) * kRed + static_cast<float>(g) * kGreen + static_cast<float>(b) * kBlue;
+}
+
+// Halved towards zero: within 1..65535 for all c and y.
+inline ushort difference(int c, int y) { return static_cast<ushort>((c - y) / 2 + kZero); }
+
+inline ushort difference15(int c, int y) { return static_cast<ushort>(std::min(c - (y >> 1) + kZero, 65535)); }
 
 KESTROVA_KERNEL void luminanceRow(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = sat16(r[x] * kRed + g[x] * kGreen + b[x] * kBlue);
+    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(r[x], g[x], b[x])));
 }
 
 KESTROVA_KERNEL void luminanceRow15(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = sat16((r[x] * kRed + g[x] * kGreen + b[x] * kBlue) * 2.0f);
+    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(r[x], g[x], b[x]) * 2.0f));
 }
 
-KESTROVA_KERNEL void luminanceRowPacked(const uchar* bgra, ushort* __restrict y, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const int b = bgra[4 * x] * 256, g = bgra[4 * x + 1] * 256, r = bgra[4 * x + 2] * 256;
-        y[x] = sat16(static_cast<float>(r) * kRed + static_cast<float>(g) * kGreen + static_cast<float>(b) * kBlue);
-    }
-}
-
-KESTROVA_KERNEL void luminanceRowPacked(const ushort* bgra, ushort* __restrict y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = sat16(bgra[4 * x + 2] * kRed + bgra[4 * x + 1] * kGreen + bgra[4 * x] * kBlue);
-}
-
-// The differences of every other pixel, halved towards zero: their sums with kZero lie within 1..65535.
+// Every other pixel.
 KESTROVA_KERNEL void chromaRow(const ushort* r, const ushort* b, const ushort* y, ushort* __restrict dr,
                                ushort* __restrict db, int n) noexcept {
     for (int j = 0; j < n; ++j) {
-        dr[j] = static_cast<ushort>((r[2 * j] - y[2 * j]) / 2 + kZero);
-        db[j] = static_cast<ushort>((b[2 * j] - y[2 * j]) / 2 + kZero);
+        dr[j] = difference(r[2 * j], y[2 * j]);
+        db[j] = difference(b[2 * j], y[2 * j]);
     }
 }
 
 KESTROVA_KERNEL void chromaRow15(const ushort* r, const ushort* b, const ushort* y, ushort* __restrict dr,
                                  ushort* __restrict db, int n) noexcept {
     for (int j = 0; j < n; ++j) {
-        dr[j] = static_cast<ushort>(std::min(r[2 * j] - (y[2 * j] >> 1) + kZero, 65535));
-        db[j] = static_cast<ushort>(std::min(b[2 * j] - (y[2 * j] >> 1) + kZero, 65535));
+        dr[j] = difference15(r[2 * j], y[2 * j]);
+        db[j] = difference15(b[2 * j], y[2 * j]);
     }
+}
+
+// A packed pixel of bytes, read as one little-endian word; each component times 256.
+struct PackedPixel {
+    std::uint32_t bgra;
+    explicit PackedPixel(const uchar* at) { std::memcpy(&bgra, at, sizeof bgra); }
+    int b() const { return static_cast<int>(bgra << 8 & 0xff00); }
+    int g() const { return static_cast<int>(bgra & 0xff00); }
+    int r() const { return static_cast<int>(bgra >> 8 & 0xff00); }
+};
+
+KESTROVA_KERNEL void luminanceRowPacked(const uchar* bgra, ushort* __restrict y, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const PackedPixel p(bgra + 4 * x);
+        y[x] = clamp16(nearest(luminance(p.r(), p.g(), p.b())));
+    }
+}
+
+KESTROVA_KERNEL void luminanceRowPacked(const ushort* bgra, ushort* __restrict y, int n) noexcept {
+    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(bgra[4 * x + 2], bgra[4 * x + 1], bgra[4 * x])));
 }
 
 KESTROVA_KERNEL void chromaRowPacked(const uchar* bgra, const ushort* y, ushort* __restrict dr, ushort* __restrict db,
                                      int n) noexcept {
     for (int j = 0; j < n; ++j) {
-        dr[j] = static_cast<ushort>((bgra[8 * j + 2] * 256 - y[2 * j]) / 2 + kZero);
-        db[j] = static_cast<ushort>((bgra[8 * j] * 256 - y[2 * j]) / 2 + kZero);
+        const PackedPixel p(bgra + 8 * j);
+        dr[j] = difference(p.r(), y[2 * j]);
+        db[j] = difference(p.b(), y[2 * j]);
     }
 }
 
 KESTROVA_KERNEL void chromaRowPacked(const ushort* bgra, const ushort* y, ushort* __restrict dr, ushort* __restrict db,
                                      int n) noexcept {
     for (int j = 0; j < n; ++j) {
-        dr[j] = static_cast<ushort>((bgra[8 * j + 2] - y[2 * j]) / 2 + kZero);
-        db[j] = static_cast<ushort>((bgra[8 * j] - y[2 * j]) / 2 + kZero);
+        dr[j] = difference(bgra[8 * j + 2], y[2 * j]);
+        db[j] = difference(bgra[8 * j], y[2 * j]);
     }
-}
-
-bool noPixels(int width, int height) {
-    return static_cast<int>(static_cast<unsigned>(width) * static_cast<unsigned>(height)) < 1;
 }
 
 // Fills the planes of `image`: `luminance(row, y)` writes a row of luminance, `chroma(row, y, dr, db, n)` a row of n

@@ -1,3 +1,6 @@
+#include <cstdint>
+#include <cstring>
+
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
@@ -12,22 +15,25 @@ using namespace ydrdb;
 
 namespace {
 
-constexpr int kZero = 32768;  // no colour difference
+// Green from what red and blue leave of luminance.
+inline ushort greenOf(float rest) { return clamp16(nearest(static_cast<double>(rest) * kGreenBack)); }
 
 // Red or blue is the difference's own plane where a conversion runs in place.
 KESTROVA_KERNEL void rgbRow(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
                             int n) noexcept {
+    KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {
         const int red = clamp16(y[x] + 2 * (dr[x] - kZero)), blue = clamp16(y[x] + 2 * (db[x] - kZero));
         r[x] = static_cast<ushort>(red);
         b[x] = static_cast<ushort>(blue);
         const float t = y[x] - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
-        g[x] = sat16(static_cast<double>(t) * kGreenBack);
+        g[x] = greenOf(t);
     }
 }
 
 KESTROVA_KERNEL void rgbRow15(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
                               int n) noexcept {
+    KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {
         const int luminance = y[x] >> 1;
         const int red = clamp16(dr[x] - kZero + luminance), blue = clamp16(db[x] - kZero + luminance);
@@ -35,36 +41,43 @@ KESTROVA_KERNEL void rgbRow15(const ushort* y, const ushort* dr, const ushort* d
         b[x] = static_cast<ushort>(blue);
         const float t =
             static_cast<float>(luminance) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
-        g[x] = sat16(static_cast<double>(t) * kGreenBack);
+        g[x] = greenOf(t);
     }
 }
 
 KESTROVA_KERNEL void rgbRow8(const ushort* y, const ushort* dr, const ushort* db, uchar* r, uchar* g, uchar* b,
                              int n) noexcept {
+    KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {
-        const int luminance = y[x] >> 1;
-        const float red = static_cast<float>(luminance - kZero + dr[x]) * 2.0f;
-        const float blue = static_cast<float>(luminance - kZero + db[x]) * 2.0f;
-        const float t = y[x] - red * kRed - blue * kBlue;
-        g[x] = static_cast<uchar>(sat16(static_cast<double>(t) * kGreenBack) >> 8);
-        r[x] = static_cast<uchar>(sat16(red) >> 8);
-        b[x] = static_cast<uchar>(sat16(blue) >> 8);
+        const int red = 2 * ((y[x] >> 1) + dr[x] - kZero), blue = 2 * ((y[x] >> 1) + db[x] - kZero);
+        const float t = y[x] - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
+        g[x] = static_cast<uchar>(greenOf(t) >> 8);
+        r[x] = static_cast<uchar>(clamp16(red) >> 8);
+        b[x] = static_cast<uchar>(clamp16(blue) >> 8);
     }
+}
+
+// The byte that v / 256 rounds to, in the low bits of a word whose next 16 bits are 0; v within +-2^22. Where the last
+// bit of a float is worth 256 the adder rounds, to even as it should; what is below 0 falls below the zero.
+inline std::uint32_t roundedByte(float v) {
+    constexpr int kZeroBits = 0x4f000000;
+    const float sum = v + 0x1p31f;
+    int bits;
+    std::memcpy(&bits, &sum, sizeof bits);
+    return static_cast<std::uint32_t>(clampInt(bits, kZeroBits, kZeroBits + 255));
 }
 
 KESTROVA_KERNEL void packedRow(const ushort* y, const ushort* dr, const ushort* db, uchar* __restrict bgra,
                                int n) noexcept {
     for (int x = 0; x < n; ++x) {
         const float luminance = y[x];
-        const float red = static_cast<float>(dr[x] - kZero) * 2.0f + luminance;
-        const float blue = static_cast<float>(db[x] - kZero) * 2.0f + luminance;
+        const float red = static_cast<float>(y[x] + 2 * (dr[x] - kZero));
+        const float blue = static_cast<float>(y[x] + 2 * (db[x] - kZero));
         float t = luminance - red * kRed;
         t = t - blue * kBlue;
         t = t * kGreenBackFloat;
-        bgra[4 * x] = sat8(blue * 0x1p-8f);
-        bgra[4 * x + 1] = sat8(t * 0x1p-8f);
-        bgra[4 * x + 2] = sat8(red * 0x1p-8f);
-        bgra[4 * x + 3] = 255;
+        const std::uint32_t pixel = 0xff000000u | roundedByte(red) << 16 | roundedByte(t) << 8 | roundedByte(blue);
+        std::memcpy(bgra + 4 * x, &pixel, sizeof pixel);
     }
 }
 
@@ -98,10 +111,12 @@ template <class Row>
 void forEnlargedRows(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int rows, const Row& row) {
     const int strips = stripCount(rows, Y.cols);
     std::vector<ChromaRows> chroma = ChromaRows::forStrips(strips, Y, {Dr, Db});
+    cv::Mat enlarged(2 * strips, Y.cols, CV_16UC1);
     parallelStrips(strips, rows, [&](int first, int end, int strip) noexcept {
+        ushort* const out[] = {enlarged.ptr<ushort>(2 * strip), enlarged.ptr<ushort>(2 * strip + 1)};
         for (int r = first; r < end; ++r) {
-            chroma[strip].compute(r);
-            row(r, chroma[strip].row(0), chroma[strip].row(1));
+            chroma[strip].compute(r, out);
+            row(r, out[0], out[1]);
         }
     });
 }

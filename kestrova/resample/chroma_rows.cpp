@@ -8,6 +8,10 @@
 
 namespace {
 
+// Rows begin on a cache line, with room for an element before them and one behind.
+constexpr std::size_t kAlignment = 64 / sizeof(ushort);
+std::size_t paddedRow(int elements) { return cv::alignSize(kAlignment + elements + 1, kAlignment); }
+
 ushort distance(ushort a, ushort b) { return static_cast<ushort>(a > b ? a - b : b - a); }
 
 // The first of four candidates whose guide value is nearest to c, as 0..3.
@@ -30,12 +34,10 @@ KESTROVA_KERNEL void chooseOfFour(const ushort* c, const ushort* g0, const ushor
 KESTROVA_KERNEL void takeOfFour(const ushort* choice, const ushort* v0, const ushort* v1, const ushort* v2,
                                 const ushort* v3, ushort* __restrict out, int n) noexcept {
     for (int j = 0; j < n; ++j) {
-        const ushort c = choice[j];
-        ushort v = v0[j];
-        v = c == 1 ? v1[j] : v;
-        v = c == 2 ? v2[j] : v;
-        v = c == 3 ? v3[j] : v;
-        out[j] = v;
+        const ushort a = v0[j], b = v1[j], c = v2[j], d = v3[j];
+        const bool odd = choice[j] & 1, high = choice[j] & 2;
+        const ushort low = odd ? b : a, up = odd ? d : c;
+        out[j] = high ? up : low;
     }
 }
 
@@ -77,26 +79,25 @@ std::vector<ChromaRows> ChromaRows::forStrips(int strips, const cv::Mat& guide, 
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)
     : m_guide(guide), m_lows(lows), m_n((guide.cols + 1) / 2) {
     const std::size_t planes = lows.size();
-    m_scratch.resize((4 * (2 + planes) + 2 + 2 * planes) * (m_n + 2));
+    m_scratch.resize(kAlignment + 4 * (2 + planes) * paddedRow(m_n) + 2 * paddedRow(m_n));
+    m_free = cv::alignPtr(m_scratch.data(), kAlignment * sizeof(ushort));
     for (Row& row : m_low) row = newRow();
     for (Row& row : m_diagonal) row = newRow();
-    m_choice = takeScratch(m_n);
-    m_cross = takeScratch(m_n);
-    for (std::size_t p = 0; p < planes; ++p) m_out.push_back(takeScratch(2 * m_n));
+    m_choice = takeRow(m_n);
+    m_cross = takeRow(m_n);
 }
 
-// With room for one element before and one behind.
-ushort* ChromaRows::takeScratch(int elements) {
-    ushort* block = m_scratch.data() + m_taken + 1;
-    m_taken += elements + 2;
-    return block;
+ushort* ChromaRows::takeRow(int elements) {
+    ushort* row = m_free + kAlignment;
+    m_free += paddedRow(elements);
+    return row;
 }
 
 ChromaRows::Row ChromaRows::newRow() {
     Row row;
-    row.guideEven = takeScratch(m_n);
-    row.guideOdd = takeScratch(m_n);
-    for (std::size_t p = 0; p < m_lows.size(); ++p) row.values.push_back(takeScratch(m_n));
+    row.guideEven = takeRow(m_n);
+    row.guideOdd = takeRow(m_n);
+    for (std::size_t p = 0; p < m_lows.size(); ++p) row.values.push_back(takeRow(m_n));
     return row;
 }
 
@@ -145,44 +146,48 @@ const ChromaRows::Row& ChromaRows::diagonalRow(int k) noexcept {
     return row;
 }
 
-void ChromaRows::computeEven(int k) noexcept {
+void ChromaRows::computeEven(int k, ushort* const out[]) noexcept {
     const Row &up = diagonalRow(k - 1), &down = diagonalRow(k), &self = lowRow(k);
     chooseOfFour(self.guideOdd, up.guideOdd, self.guideEven, self.guideEven + 1, down.guideOdd, m_choice, m_n);
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const ushort* low = self.values[p];
         takeOfFour(m_choice, up.values[p], low, low + 1, down.values[p], m_cross, m_n);
-        m_cross[m_n - 1] = m_guide.cols > 2 ? m_cross[m_n - 1] : m_lows[p].ptr<ushort>(k)[m_lows[p].cols - 1];
-        joinColumns(low, m_cross, m_out[p], m_n);
+        if (m_guide.cols <= 2) m_cross[0] = m_lows[p].ptr<ushort>(k)[m_lows[p].cols - 1];
+        join(low, m_cross, out[p]);
     }
 }
 
-void ChromaRows::computeOdd(int k) noexcept {
+void ChromaRows::computeOdd(int k, ushort* const out[]) noexcept {
     const Row &up = lowRow(k), &down = lowRow(k + 1), &self = diagonalRow(k);
     chooseOfFour(self.guideEven, up.guideEven, self.guideOdd - 1, self.guideOdd, down.guideEven, m_choice, m_n);
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const ushort* diagonal = self.values[p];
         takeOfFour(m_choice, up.values[p], diagonal - 1, diagonal, down.values[p], m_cross, m_n);
-        joinColumns(m_cross, diagonal, m_out[p], m_n);
+        join(m_cross, diagonal, out[p]);
     }
 }
 
-void ChromaRows::computeLast() noexcept {
+// The side columns repeat their inner neighbours.
+void ChromaRows::join(const ushort* even, const ushort* odd, ushort* out) const noexcept {
+    const int width = m_guide.cols;
+    joinColumns(even, odd, out, width / 2);
+    out[0] = odd[0];
+    if (width > 1) out[width - 1] = out[width - 2];
+}
+
+void ChromaRows::repeatLastRow(ushort* const out[]) const noexcept {
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const ushort* low = m_lows[p].ptr<ushort>(m_lows[p].rows - 1);
-        joinColumns(low, low, m_out[p], m_n);
+        joinColumns(low, low, out[p], m_guide.cols / 2);
+        out[p][m_guide.cols - 1] = low[m_n - 1];
     }
 }
 
-void ChromaRows::compute(int y) noexcept {
-    const int width = m_guide.cols;
-    if (m_guide.rows < 3) return computeLast();
+void ChromaRows::compute(int y, ushort* const out[]) noexcept {
+    if (m_guide.rows < 3) return repeatLastRow(out);
     const int inner = clampInt(y, 1, m_guide.rows - 2);
     if (inner % 2 == 0)
-        computeEven(inner / 2);
+        computeEven(inner / 2, out);
     else
-        computeOdd(inner / 2);
-    for (ushort* out : m_out) {
-        out[0] = out[1];
-        if (width > 1) out[width - 1] = out[width - 2];
-    }
+        computeOdd(inner / 2, out);
 }

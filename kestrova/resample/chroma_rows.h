@@ -27,10 +27,8 @@ public:
     ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows);
     ChromaRows(ChromaRows&&) = default;
 
-    /// Enlarges row `y`, which is cheap if the row before was the last one.
-    void compute(int y) noexcept;
-    /// The pixels of that row of plane `p`.
-    const ushort* row(int p) const noexcept { return m_out[p]; }
+    /// Writes row `y` of each plane p to `out[p]`; cheap if the row before was the last one.
+    void compute(int y, ushort* const out[]) noexcept;
 
 private:
     // Rows 2k and 2k + 1 of the guide, their even and odd columns apart, each with what the planes hold there: the low
@@ -42,22 +40,22 @@ private:
         std::vector<ushort*> values;
     };
 
-    ushort* takeScratch(int elements);
+    ushort* takeRow(int elements);
     Row newRow();
     void split(Row& row, int y) noexcept;
     const Row& lowRow(int k) noexcept;
     const Row& diagonalRow(int k) noexcept;
-    void computeEven(int k) noexcept;
-    void computeOdd(int k) noexcept;
-    void computeLast() noexcept;
+    void computeEven(int k, ushort* const out[]) noexcept;
+    void computeOdd(int k, ushort* const out[]) noexcept;
+    void join(const ushort* even, const ushort* odd, ushort* out) const noexcept;
+    void repeatLastRow(ushort* const out[]) const noexcept;
 
     cv::Mat m_guide;
     std::vector<cv::Mat> m_lows;
     int m_n;  // columns of half the width, rounded up
     std::vector<ushort> m_scratch;
-    std::size_t m_taken = 0;
+    ushort* m_free;
     std::array<Row, 2> m_low, m_diagonal;  // row k in slot k % 2
     ushort* m_choice;
     ushort* m_cross;
-    std::vector<ushort*> m_out;
 };

@@ -1,7 +1,5 @@
 #include "kestrova/resample/chroma_upsize.h"
 
-#include <cstring>
-
 #include "kestrova/frame/parallel.h"
 #include "kestrova/resample/chroma_rows.h"
 
@@ -11,10 +9,9 @@ void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out) {
     out.create(guide.size(), CV_16UC1);
     if (guide.empty()) return;
     parallelStrips(strips, guide.rows, [&](int first, int end, int strip) noexcept {
-        ChromaRows& rows = chroma[strip];
         for (int y = first; y < end; ++y) {
-            rows.compute(y);
-            std::memcpy(out.ptr(y), rows.row(0), guide.cols * sizeof(ushort));
+            ushort* const row = out.ptr<ushort>(y);
+            chroma[strip].compute(y, &row);
         }
     });
 }

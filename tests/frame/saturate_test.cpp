@@ -43,6 +43,23 @@ TEST(SaturateTest, FarAndUndefinedValuesAreClamped) {
     EXPECT_EQ(sat16(1e300), 65535);
 }
 
+TEST(SaturateTest, NearestRoundsTiesToEvenOverItsRange) {
+    for (int i = -4 * 65600; i <= 4 * 65600; ++i) {
+        const float v = static_cast<float>(i) * 0.25f;
+        ASSERT_EQ(nearest(v), std::nearbyint(v)) << v;
+        ASSERT_EQ(nearest(static_cast<double>(v)), std::nearbyint(v)) << v;
+        ASSERT_EQ(clamp16(nearest(v)), sat16(v)) << v;
+    }
+    for (float v : {0x1p22f, 0x1p22f - 0.5f, 0x1p22f - 1.5f, 0.49999997f}) {
+        EXPECT_EQ(nearest(v), std::nearbyint(v)) << v;
+        EXPECT_EQ(nearest(-v), std::nearbyint(-v)) << v;
+    }
+    for (double v : {2147483647.0, 2147483646.5, 0.49999999999999994}) {
+        EXPECT_EQ(nearest(v), std::nearbyint(v)) << v;
+        EXPECT_EQ(nearest(-v), std::nearbyint(-v)) << v;
+    }
+}
+
 TEST(SaturateTest, ClampsIntegers) {
     EXPECT_EQ(clamp16(-1), 0);
     EXPECT_EQ(clamp16(65536), 65535);

@@ -28,11 +28,11 @@ inline ushort difference(int c, int y) { return static_cast<ushort>((c - y) / 2 
 inline ushort difference15(int c, int y) { return static_cast<ushort>(std::min(c - (y >> 1) + kZero, 65535)); }
 
 KESTROVA_KERNEL void luminanceRow(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(r[x], g[x], b[x])));
+    for (int x = 0; x < n; ++x) y[x] = sat16(luminance(r[x], g[x], b[x]));
 }
 
 KESTROVA_KERNEL void luminanceRow15(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(r[x], g[x], b[x]) * 2.0f));
+    for (int x = 0; x < n; ++x) y[x] = sat16(luminance(r[x], g[x], b[x]) * 2.0f);
 }
 
 // Every other pixel.
@@ -64,12 +64,12 @@ struct PackedPixel {
 KESTROVA_KERNEL void luminanceRowPacked(const uchar* bgra, ushort* __restrict y, int n) noexcept {
     for (int x = 0; x < n; ++x) {
         const PackedPixel p(bgra + 4 * x);
-        y[x] = clamp16(nearest(luminance(p.r(), p.g(), p.b())));
+        y[x] = sat16(luminance(p.r(), p.g(), p.b()));
     }
 }
 
 KESTROVA_KERNEL void luminanceRowPacked(const ushort* bgra, ushort* __restrict y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = clamp16(nearest(luminance(bgra[4 * x + 2], bgra[4 * x + 1], bgra[4 * x])));
+    for (int x = 0; x < n; ++x) y[x] = sat16(luminance(bgra[4 * x + 2], bgra[4 * x + 1], bgra[4 * x]));
 }
 
 KESTROVA_KERNEL void chromaRowPacked(const uchar* bgra, const ushort* y, ushort* __restrict dr, ushort* __restrict db,

@@ -16,7 +16,7 @@ struct ToFloat {
 
 template <class Element>
 struct Rounded {
-    Element operator()(float v) const { return static_cast<Element>(roundClamped(v, kTop)); }
+    Element operator()(float v) const { return static_cast<Element>(roundClamped(v, Element(-1))); }
     static constexpr float kTop = static_cast<float>(Element(-1));
 };
 

@@ -6,7 +6,7 @@ JOBS := $(shell nproc)
 
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
-PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev
+PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 

@@ -7,6 +7,7 @@
 #include "kestrova/curves/tspline.h"
 #include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/detail/tvelline.h"
+#include "kestrova/filters/twls_filter.h"
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/tprogress.h"

@@ -9,5 +9,7 @@
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/primitives/resize.h"
 #include "kestrova/primitives/small_matrix.h"
+#include "kestrova/primitives/sparse_solver.h"
 #include "kestrova/primitives/tables.h"
 #include "kestrova/primitives/types.h"
+#include "kestrova/primitives/vector_math.h"

@@ -14,6 +14,7 @@ set(interface
   "vtable for TLutY16U" "typeinfo for TLutY16U" "vtable for TLutYDrDb" "typeinfo for TLutYDrDb"
   "TVelline::proc(" "TVelline::mixSMH(" "TVelline::computeYCurve(" "TVelline::merge2("
   "TColorAdjVL::proc(" "TColorAdjVL::mix(" "TColorAdjVL::get3DLUTIdx("
+  "TWLSFilter::Proc(" "TWLSFilter::freemem()" "pardisoSolver("
   "TMaskParam::TMaskParam(" "TMaskCmd::" "TDrawMask::proc()" "TDrawMask::checkBoundary(")
 foreach(name ${interface})
   string(FIND "${listing}" " ${name}" at)
@@ -24,7 +25,7 @@ endforeach()
 
 # Every exported symbol begins with a name of the library's own.
 string(REPLACE "\n" ";" lines "${listing}")
-set(own "(Kestrova|T[A-Z][A-Za-z0-9]+)::|(down|up)Size[2N]X|extendBorder\\(")
+set(own "(Kestrova|T[A-Z][A-Za-z0-9]+)::|(down|up)Size[2N]X|(extendBorder|pardisoSolver)\\(")
 set(own "${own}|(vtable|typeinfo|typeinfo name) for T[A-Z][A-Za-z0-9]+$")
 foreach(line ${lines})
   if(line AND NOT line MATCHES "^[0-9a-f]+ [A-Za-z] (${own})")

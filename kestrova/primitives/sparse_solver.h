@@ -1,0 +1,25 @@
+#pragma once
+
+/// A direct solver for sparse symmetric positive-definite systems A x = b in single precision.
+///
+/// The matrix is given as its upper triangle in compressed sparse rows, counted from 1: row i holds the entries
+/// ia[i] .. ia[i+1] - 1 of the values `a` and the columns `ja`, its diagonal among them. Columns may stand in any
+/// order; those named twice are added, explicit zeros are accepted.
+///
+/// One `phase` a call, in the order 11 (analysis of the pattern), 22 (factorisation), 33 (solution), -1 (release).
+/// `pt` holds 64 pointers, all null before phase 11; it keeps the solver's state between the phases. `*error` tells
+/// the outcome:
+///
+///      0  done
+///     -1  the arguments are refused: a null pointer, n or nrhs < 1, a matrix type other than 2, a malformed pattern,
+///         a phase out of order
+///     -2  there is not enough memory
+///     -4  the factorisation met a value or a pivot that is not positive or not finite, or the solution is not finite
+///
+/// Phase 33 solves for `nrhs` right-hand sides, one after another in `b`, and refines each by at most iparm[7] steps
+/// with residuals in double; iparm[6] receives how many were taken. The solutions go to `b` if iparm[5] is 1, else to
+/// `x`; nothing is written unless all are found. iparm[27] must be 1, single precision; maxfct and mnum must be 1.
+/// `perm` and `msglvl` and the rest of `iparm` are not looked at. Any number of threads gives the same bits.
+void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, const int* phase, const int* n,
+             const float* a, const int* ia, const int* ja, const int* perm, const int* nrhs, int* iparm,
+             const int* msglvl, float* b, float* x, int* error);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <sstream>
+#include <type_traits>
 
 namespace {
 
@@ -22,10 +23,26 @@ struct Random {
 double element(const cv::Mat& plane, int y, int x) {
     switch (plane.depth()) {
         case CV_8U: return plane.ptr<uchar>(y)[x];
+        case CV_8S: return plane.ptr<schar>(y)[x];
         case CV_16U: return plane.ptr<ushort>(y)[x];
+        case CV_16S: return plane.ptr<short>(y)[x];
         case CV_32S: return plane.ptr<int>(y)[x];
         case CV_32F: return plane.ptr<float>(y)[x];
-        default: return plane.ptr<double>(y)[x];
+        case CV_64F: return plane.ptr<double>(y)[x];
+        default: CV_Error(cv::Error::StsUnsupportedFormat, "no planes of half floats");
+    }
+}
+
+template <class Pixel>
+void fill(cv::Mat& plane, double low, double high, Random& random) {
+    const int width = plane.cols * plane.channels();
+    for (int y = 0; y < plane.rows; ++y) {
+        for (int x = 0; x < width; ++x) {
+            if (std::is_integral_v<Pixel>)
+                plane.ptr<Pixel>(y)[x] = static_cast<Pixel>(std::floor(low + random.unit() * (high - low + 1)));
+            else
+                plane.ptr<Pixel>(y)[x] = static_cast<Pixel>(low + random.unit() * (high - low));
+        }
     }
 }
 
@@ -48,6 +65,8 @@ std::string neighbourhood(const cv::Mat& expected, const cv::Mat& actual, int ro
 cv::Mat randomPlane(int rows, int cols, int type, std::uint32_t seed) {
     switch (CV_MAT_DEPTH(type)) {
         case CV_8U: return randomPlane(rows, cols, type, 0, 255, seed);
+        case CV_8S: return randomPlane(rows, cols, type, -128, 127, seed);
+        case CV_16S: return randomPlane(rows, cols, type, -32768, 32767, seed);
         case CV_16U: return randomPlane(rows, cols, type, 0, 65535, seed);
         default: return randomPlane(rows, cols, type, -1000, 1000, seed);
     }
@@ -56,17 +75,15 @@ cv::Mat randomPlane(int rows, int cols, int type, std::uint32_t seed) {
 cv::Mat randomPlane(int rows, int cols, int type, double low, double high, std::uint32_t seed) {
     cv::Mat plane(rows, cols, type);
     Random random(seed);
-    const int width = cols * plane.channels();
-    for (int y = 0; y < rows; ++y) {
-        for (int x = 0; x < width; ++x) {
-            switch (plane.depth()) {
-                case CV_8U: plane.ptr<uchar>(y)[x] = static_cast<uchar>(low + random.unit() * (high - low + 1)); break;
-                case CV_16U: plane.ptr<ushort>(y)[x] = static_cast<ushort>(low + random.unit() * (high - low + 1)); break;
-                case CV_32S: plane.ptr<int>(y)[x] = static_cast<int>(low + random.unit() * (high - low + 1)); break;
-                case CV_32F: plane.ptr<float>(y)[x] = static_cast<float>(low + random.unit() * (high - low)); break;
-                default: plane.ptr<double>(y)[x] = low + random.unit() * (high - low);
-            }
-        }
+    switch (plane.depth()) {
+        case CV_8U: fill<uchar>(plane, low, high, random); break;
+        case CV_8S: fill<schar>(plane, low, high, random); break;
+        case CV_16U: fill<ushort>(plane, low, high, random); break;
+        case CV_16S: fill<short>(plane, low, high, random); break;
+        case CV_32S: fill<int>(plane, low, high, random); break;
+        case CV_32F: fill<float>(plane, low, high, random); break;
+        case CV_64F: fill<double>(plane, low, high, random); break;
+        default: CV_Error(cv::Error::StsUnsupportedFormat, "no planes of half floats");
     }
     return plane;
 }

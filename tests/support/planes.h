@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-/// A plane of pseudo-random pixels over the whole range of its type (floats: -1000..1000), the same for the same seed
-/// on every machine.
+/// A plane of pseudo-random pixels over the whole range of its type (ints and floats: -1000..1000), the same for the
+/// same seed on every machine. Every depth but half floats, which are refused.
 cv::Mat randomPlane(int rows, int cols, int type, std::uint32_t seed = 1);
 
 /// The same over [low, high].

@@ -232,9 +232,11 @@ bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn
         if (plane->type() != CV_16UC1) fail("ERROR - TColorAdjVL::proc - type() != CV_16UC1");
         if (plane->size() != y0.size()) fail("ERROR - TColorAdjVL::proc - size() != y0.size()");
     }
+    static constexpr char kOnePlane[] = "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane";
+    if (&drOut == &dbOut) fail(kOnePlane);
     drOut.create(y0.size(), CV_16UC1);
     dbOut.create(y0.size(), CV_16UC1);
-    if (drOut.data == dbOut.data) fail("ERROR - TColorAdjVL::proc - drOut and dbOut are one plane");
+    if (drOut.data == dbOut.data) fail(kOnePlane);  // both have fitted, and are as they were
     computeLUT16U();
 
     std::vector<std::uint32_t> nodes(std::size(m_lutDr));

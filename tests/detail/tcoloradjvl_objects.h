@@ -1,9 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 
 #include "kestrova/detail/tcoloradjvl.h"
 #include "tests/support/printed.h"
+
+/// Rounded to nearest, ties to even, then clamped to 16 bits, in the plain.
+inline ushort naiveSat16(double v) { return static_cast<ushort>(std::clamp(std::nearbyint(v), 0.0, 65535.0)); }
 
 /// Rebuilds the tables without the time line.
 inline void rebuildQuietly(TColorAdjVL& adjust) {

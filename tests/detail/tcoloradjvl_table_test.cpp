@@ -9,8 +9,6 @@
 #include <vector>
 
 #include "kestrova/curves/table_smoothing.h"
-#include "kestrova/frame/saturate.h"
-#include "kestrova/primitives/tables.h"
 #include "tests/detail/tcoloradjvl_objects.h"
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
@@ -36,7 +34,10 @@ Tables referenceTables(const TColorAdjVL& o) {
 
     for (int i = 0; i < 33; ++i) {
         uchar* row = &out.rows[i * 256];
-        ippiImageRamp_8u_C1R(row, 256, {256, 1}, 0.0f, g, ippAxsHorizontal);
+        for (int n = 0; n < 256; ++n) {
+            const float v = g * static_cast<float>(n);
+            row[n] = static_cast<uchar>(v >= 254.5f ? 255 : v < 0 ? 0 : static_cast<int>(v + 0.5f));
+        }
         int T = static_cast<int>((static_cast<float>(i) * o.m_vibSlope + 64.0f) * (o.m_vibScale * o.m_vibrance));
         if (g > 1) T = static_cast<int>(static_cast<float>(T) / g);
         T = std::min(std::max(T, -256), 255);
@@ -52,9 +53,9 @@ Tables referenceTables(const TColorAdjVL& o) {
                 const float B = static_cast<float>((Db - 32768) * 2 + Y);
                 const float t = static_cast<float>(Y) - R * 0.299f - B * 0.114f;
                 const double G = static_cast<double>(t) * 1.7036;
-                float r = static_cast<float>(sat16(R)) * 1.5259022e-5f;
-                float gr = static_cast<float>(sat16(G)) * 1.5259022e-5f;
-                float b = static_cast<float>(sat16(B)) * 1.5259022e-5f;
+                float r = static_cast<float>(naiveSat16(R)) * 1.5259022e-5f;
+                float gr = static_cast<float>(naiveSat16(G)) * 1.5259022e-5f;
+                float b = static_cast<float>(naiveSat16(B)) * 1.5259022e-5f;
                 float tr, tg, tb, weight;
                 if (w >= 0) {
                     tr = 1.5f * r + 0.4f, tg = 1.35f * gr + 0.28f, tb = b, weight = w;
@@ -74,16 +75,16 @@ Tables referenceTables(const TColorAdjVL& o) {
                 b = (1 - weight) * b + weight * tb;
                 const float R1 = 65535.0f * r, G1 = 65535.0f * gr, B1 = 65535.0f * b;
                 const float Y1 = 0.587f * G1 + 0.299f * R1 + 0.114f * B1;
-                const float u = static_cast<float>(sat16((R1 - Y1) * 0.5f + 32768.0f) - 32768);
-                const float v = static_cast<float>(sat16((B1 - Y1) * 0.5f + 32768.0f) - 32768);
+                const float u = static_cast<float>(naiveSat16((R1 - Y1) * 0.5f + 32768.0f) - 32768);
+                const float v = static_cast<float>(naiveSat16((B1 - Y1) * 0.5f + 32768.0f) - 32768);
                 const int m = static_cast<int>(sqrtf(2.0f * (u * u + v * v)) * 0.00390625f);
                 const int s = row[std::min(std::max(m, 0), 255)];
                 float f = static_cast<float>(s + 4) / static_cast<float>(m + 4);
                 if (s == 0) f = 0;
                 if (f > 4) f = 4;
                 const int node = (i * 33 + j) * 33 + k;
-                out.dr[node] = sat16(f * u + 32768.0f);
-                out.db[node] = sat16(f * v + 32768.0f);
+                out.dr[node] = naiveSat16(f * u + 32768.0f);
+                out.db[node] = naiveSat16(f * v + 32768.0f);
             }
         }
     }
@@ -231,6 +232,16 @@ TEST(TColorAdjVLTableTest, GainAboveOneDividesTheVibranceThreshold) {
     rebuildQuietly(adjust);
     const int flat[] = {2, 2, 2, 2, 2, 3};
     for (int n = 0; n < 6; ++n) EXPECT_EQ(adjust.m_satLUT_p[0][n], flat[n]);
+}
+
+TEST(TColorAdjVLTableTest, VibranceIsScaledBeforeItMeetsTheNode) {
+    // 80 * (0.9f * 0.75f) stays below 54 in float, 80 * 0.9f * 0.75f does not.
+    ASSERT_EQ(static_cast<int>(80.0f * (0.9f * 0.75f)), 53);
+    ASSERT_EQ(static_cast<int>(80.0f * 0.9f * 0.75f), 54);
+    TColorAdjVL adjust;
+    setParameters(adjust, 0, 0, 0, 0.75f);
+    rebuildQuietly(adjust);
+    expectReferenceTables(adjust);
 }
 
 TEST(TColorAdjVLTableTest, VibranceBeyondTheRowTakesTheWholeRow) {

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <utility>
 
-#include "kestrova/frame/saturate.h"
 #include "tests/detail/tcoloradjvl_objects.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
@@ -40,8 +40,8 @@ void referencePixels(const TColorAdjVL& o, const cv::Mat& y0, const cv::Mat& y1,
             const int y = y1.at<ushort>(row, col);
             float ratio = static_cast<float>(y + 1024) / static_cast<float>(y0.at<ushort>(row, col) + 1025);
             ratio = std::min(std::max(ratio, 0.5f), 1.2f);
-            const int dr = sat16(static_cast<float>(drIn.at<ushort>(row, col) - 32768) * ratio + 32768.0f);
-            const int db = sat16(static_cast<float>(dbIn.at<ushort>(row, col) - 32768) * ratio + 32768.0f);
+            const int dr = naiveSat16(static_cast<float>(drIn.at<ushort>(row, col) - 32768) * ratio + 32768.0f);
+            const int db = naiveSat16(static_cast<float>(dbIn.at<ushort>(row, col) - 32768) * ratio + 32768.0f);
             const int i = y >> 11, j = dr >> 11, k = db >> 11;
             const float fi = static_cast<float>(y - (i << 11)) * inv;
             const float fj = static_cast<float>(dr - (j << 11)) * inv;
@@ -50,7 +50,7 @@ void referencePixels(const TColorAdjVL& o, const cv::Mat& y0, const cv::Mat& y1,
                 const ushort* n = lut + (i * 33 + j) * 33 + k;
                 const float first = mixed(mixed(n[0], n[1], fk), mixed(n[33], n[34], fk), fj);
                 const float second = mixed(mixed(n[1089], n[1090], fk), mixed(n[1122], n[1123], fk), fj);
-                return sat16(mixed(first, second, fi));
+                return naiveSat16(mixed(first, second, fi));
             };
             drOut.at<ushort>(row, col) = lookUp(o.m_lutDr);
             dbOut.at<ushort>(row, col) = lookUp(o.m_lutDb);
@@ -374,6 +374,8 @@ TEST(TColorAdjVLTest, PlanesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
     const cv::Mat small(4, 7, CV_16UC1, cv::Scalar(1)), empty;
     cv::Mat dr(2, 2, CV_16UC1, cv::Scalar(7)), db(2, 2, CV_16UC1, cv::Scalar(7));
     const cv::Mat sevens = dr.clone();
+    cv::Mat both(5, 7, CV_16UC1, cv::Scalar(3)), alias = both;
+    const cv::Mat threes = both.clone();
     const std::string text = printed([&] {
         for (int which = 0; which < 4; ++which) {
             const auto plane = [&](int n, const cv::Mat& bad) { return n == which ? bad : good; };
@@ -384,12 +386,26 @@ TEST(TColorAdjVLTest, PlanesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
             EXPECT_FAILURE(call(small), "ERROR - TColorAdjVL::proc - size() != y0.size()");
         }
         EXPECT_FAILURE(adjust.proc(empty, empty, empty, empty, dr, db), "ERROR - TColorAdjVL::proc - y0.empty()");
-        EXPECT_FAILURE(adjust.proc(good, good, good, good, dr, dr),
-                       "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane");
+        for (const auto& [drOut, dbOut] : {std::pair(&dr, &dr), std::pair(&both, &both), std::pair(&both, &alias)}) {
+            EXPECT_FAILURE(adjust.proc(good, good, good, good, *drOut, *dbOut),
+                           "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane");
+        }
     });
     EXPECT_EQ(text, "");
     EXPECT_TRUE(adjust.m_bChanged) << "the tables are still to be rebuilt";
+    EXPECT_TRUE(samePixels(sevens, dr));
     EXPECT_TRUE(samePixels(sevens, db));
+    EXPECT_TRUE(samePixels(threes, both));
+}
+
+TEST(TColorAdjVLTest, OutputsOverOneBufferThatDoNotFitGetPlanesOfTheirOwn) {
+    TColorAdjVL adjust;
+    const Planes in({7, 5});
+    cv::Mat wantedDr, wantedDb, dr(2, 2, CV_16UC1), db = dr;
+    procQuietly(adjust, in.y0, in.y1, in.dr, in.db, wantedDr, wantedDb);
+    procQuietly(adjust, in.y0, in.y1, in.dr, in.db, dr, db);
+    EXPECT_TRUE(samePixels(wantedDr, dr));
+    EXPECT_TRUE(samePixels(wantedDb, db));
 }
 
 TEST(TColorAdjVLTest, ParametersPullMidGreyTowardsTheirColours) {

@@ -6,7 +6,7 @@
 
 /// Smoothing of tables by a recursive Gaussian: repeated first-order filters in both directions, after L. Alvarez and
 /// L. Mazorra, "Signal and image restoration using shock filters and anisotropic diffusion", SIAM J. Numer. Anal. 31
-/// (1994).
+/// (1994). Internal.
 
 /// Smooths `n` floats in place, in `steps` runs there and back. Leaves them as they are if `data` is null, `n` < 1,
 /// `sigma` not above 0, or `steps` < 1.

@@ -201,11 +201,10 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& out
     if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
         fail("ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1");
     if (inDr.size != inDb.size) fail("ERROR - TLutYDrDb::applyCLUT - inDr.size != inDb.size");
-    const cv::Mat dr = inDr, db = inDb;  // an output may be one of the inputs
-    outDr.create(dr.size(), CV_8UC1);
-    outDb.create(dr.size(), CV_8UC1);
-    parallelRows(dr.rows, dr.cols, [&](int r) noexcept {
-        applyCRow(m_CLUT_p[0], dr.ptr(r), db.ptr(r), outDr.ptr(r), outDb.ptr(r), dr.cols);
+    outDr.create(inDr.size(), CV_8UC1);
+    outDb.create(inDr.size(), CV_8UC1);
+    parallelRows(inDr.rows, inDr.cols, [&](int r) noexcept {
+        applyCRow(m_CLUT_p[0], inDr.ptr(r), inDb.ptr(r), outDr.ptr(r), outDb.ptr(r), inDr.cols);
     });
 }
 
@@ -217,7 +216,7 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat
     if (inY.size != inDr.size || inDb.size != inDr.size)
         fail("ERROR - TLutYDrDb::applyCLUT - inY.size != inDr.size || inDb.size != inDr.size");
     if (!inY.empty() && inY.elemSize() < 2) fail("ERROR - TLutYDrDb::applyCLUT - inY.elemSize()<2");
-    const cv::Mat y = inY, dr = inDr, db = inDb;  // an output may be one of the inputs
+    const cv::Mat y = inY, dr = inDr, db = inDb;  // an output may take the place of an input
     outDr.create(dr.size(), CV_8UC1);
     outDb.create(dr.size(), CV_8UC1);
     const int shift = 16 - m_NC, last = numCLUT() - 1;

@@ -278,6 +278,19 @@ TEST(TLutYDrDbTest, SeveralTablesAreChosenAndMixedByLuminance) {
     }
 }
 
+TEST(TLutYDrDbTest, AChromaOutputMayTakeThePlaceOfTheLuminance) {
+    Ruled lut(identityRule, 2);
+    fillChromaTables(lut);
+    const cv::Mat y = luminanceOfBands({33, 17}, 3);
+    const cv::Mat dr = randomPlane(17, 33, CV_8UC1, 4), db = randomPlane(17, 33, CV_8UC1, 5);
+    cv::Mat expectedDr, expectedDb;
+    lut.applyCLUT(y, dr, db, expectedDr, expectedDb);
+    cv::Mat yThenDr = y.clone(), outDb;
+    lut.applyCLUT(yThenDr, dr, db, yThenDr, outDb);
+    EXPECT_TRUE(samePixels(expectedDr, yThenDr));
+    EXPECT_TRUE(samePixels(expectedDb, outDb));
+}
+
 TEST(TLutYDrDbTest, EveryLuminanceFollowsTheDivisionInIntegers) {
     for (int nc : {1, 3, 5}) {
         Ruled lut(identityRule, nc);

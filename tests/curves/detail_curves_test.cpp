@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <tuple>
@@ -64,15 +66,17 @@ NaiveCurve naiveFinish(float K, float T, float kMin, float kMax, int threshold, 
     return curve;
 }
 
+float naiveDamped(float t) { return static_cast<float>(static_cast<double>(t) * 0.4); }
+
+float naiveThreshold16(float t, float baseT) {
+    const float bt = baseT < 0 ? naiveDamped(baseT) : baseT;
+    if (t >= 0) return (1.5f - bt) * t * 0.6666667f + bt;
+    return naiveDamped(t) * (bt + 1.5f) * 0.6666667f + bt;
+}
+
 NaiveCurve naive16(float k, float t, float baseK, float baseT, float kMin, float kMax, int threshold, float blur) {
     const float K = (k >= 0 ? 1.5f - baseK : baseK + 1.5f) * k * 0.6666667f + baseK;
-    float bt = baseT;
-    if (bt < 0) bt = static_cast<float>(static_cast<double>(bt) * 0.4);
-    float T;
-    if (t >= 0)
-        T = (1.5f - bt) * t * 0.6666667f + bt;
-    else
-        T = static_cast<float>(static_cast<double>(t) * 0.4) * (bt + 1.5f) * 0.6666667f + bt;
+    const float T = naiveThreshold16(t, baseT);
     return naiveFinish<ushort>(K, T, kMin, kMax, threshold, blur);
 }
 
@@ -259,6 +263,25 @@ TEST(TLut16UTest, TheDampingOfDeadZonesIsInDoubleAndNotIn8Bits) {
         EXPECT_EQ(drawDetailCurve(DetailCurve{0, t, 0, 0, 0, 6, 32000, 1}, wide), static_cast<float>(-n)) << t;
     }
     EXPECT_GT(differing, 0);
+}
+
+TEST(TLut16UTest, TheThresholdIsMultipliedInItsOrder) {
+    ushort table[65536];
+    int differing = 0;
+    for (const float baseT : {0.3f, -0.7f}) {
+        const float bt = baseT < 0 ? naiveDamped(baseT) : baseT;
+        for (float t = -1.5f; t <= 1.5f; t += 0x1p-10f) {
+            // Another order gives another half width now and then.
+            const float other =
+                t >= 0 ? (1.5f - bt) * (t * 0.6666667f) + bt : naiveDamped(t) * ((bt + 1.5f) * 0.6666667f) + bt;
+            const int n = static_cast<int>(20000 * naiveThreshold16(t, baseT));
+            if (n == static_cast<int>(20000 * other)) continue;
+            ++differing;
+            const float sigma = drawDetailCurve(DetailCurve{0, t, 0, baseT, 0, 6, 20000, 1}, table);
+            EXPECT_EQ(sigma, static_cast<float>(std::abs(n))) << t << ' ' << baseT;
+        }
+    }
+    EXPECT_GT(differing, 1);
 }
 
 TEST(TLut16UTest, TheFullPositiveThresholdReachesOneAndAHalfTimesTheWidth) {

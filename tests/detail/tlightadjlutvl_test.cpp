@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <type_traits>
 #include <vector>
@@ -33,9 +34,27 @@ const Sliders kSliders[] = {{0, 0, 0, 0, 0, 0},
                             {0, 0, -1, 1, 0, 0},
                             {0, 0, 0, 0, 1, 1},
                             {0, 0, 0, 0, -1, -1},
+                            {0.5f, 1, -1, 0, -1, 0},
                             {0.3f, 0.6f, -0.4f, 0.7f, 0.5f, -0.2f},
                             {-0.8f, -0.3f, 0.9f, 0.2f, -0.6f, 0.9f},
                             {1, 1, 1, 1, 1, 1}};
+
+// Sliders anywhere in their ranges.
+std::vector<Sliders> scatteredSliders(int count) {
+    const cv::Mat v = randomPlane(count, 6, CV_32FC1, -1, 1, 11);
+    std::vector<Sliders> all;
+    for (int i = 0; i < count; ++i) {
+        const float* p = v.ptr<float>(i);
+        all.push_back({p[0], p[1], p[2], p[3], p[4], p[5]});
+    }
+    return all;
+}
+
+std::vector<Sliders> namedAndScatteredSliders(int count) {
+    std::vector<Sliders> all = scatteredSliders(count);
+    all.insert(all.end(), std::begin(kSliders), std::end(kSliders));
+    return all;
+}
 
 void setup(TLightAdjLUTvl& light, const Sliders& s) {
     light.setupCurve(s.brightness, s.contrast, s.highlights, s.shadows, s.whites, s.blacks);
@@ -132,7 +151,7 @@ struct NaiveLight {
 };
 
 TEST(TLightAdjLUTvlTest, EveryMemberIsDerivedAsInThePlain) {
-    for (const Sliders& s : kSliders) {
+    for (const Sliders& s : namedAndScatteredSliders(500)) {
         TLightAdjLUTvl light;
         setup(light, s);
         const NaiveLight expected(s);
@@ -165,11 +184,11 @@ TEST(TLightAdjLUTvlTest, ParametersOfZeroGiveTheReferenceCurve) {
 }
 
 TEST(TLightAdjLUTvlTest, EveryPixelIsMappedAsInThePlain) {
-    for (const Sliders& s : kSliders) {
+    for (const Sliders& s : namedAndScatteredSliders(40)) {
         TLightAdjLUTvl light;
         setup(light, s);
         const NaiveLight expected(s);
-        for (int i = 0; i < 65536; i += 7) {
+        for (int i = 0; i < 65536; i += 29) {
             const ushort scattered = static_cast<ushort>(i * 40503u);
             for (const auto& [dr, db] :
                  {std::pair<int, int>(0x7FFF, 0x7FFF), std::pair<int, int>(scattered, scattered ^ 0x5A5A)}) {
@@ -233,6 +252,22 @@ TEST(TLightAdjLUTvlTest, AStrongGainIsBroughtBackWithItsHue) {
     EXPECT_GT(b, 0.05f * 1.5f);
     EXPECT_GT(r, g);
     EXPECT_GT(g, b);
+}
+
+TEST(TLightAdjLUTvlTest, AColourWhoseLeastComponentReachesOneIsWhite) {
+    // No curve of the sliders lifts so far; one of 3 everywhere does, by a gain of some 5.
+    TLightAdjLUTvl light;
+    setup(light, {0, 0, 0, 0, 0, 0});
+    std::fill_n(light.m_curve, 64, 3.0f);
+    ushort y, dr, db;
+    TPImage::RGB2YdRdB(0.7f, 0.5f, 0.3f, y, dr, db);
+    ASSERT_GT(dr, 32768 + 5000);
+    light.mapPixel(y, dr, db);
+    ushort whiteY, whiteDr, whiteDb;
+    TPImage::RGB2YdRdB(1.0f, 1.0f, 1.0f, whiteY, whiteDr, whiteDb);
+    EXPECT_EQ(y, whiteY);
+    EXPECT_EQ(dr, whiteDr);
+    EXPECT_EQ(db, whiteDb);
 }
 
 TEST(TLightAdjLUTvlTest, AGainAboveEightIsLimited) {

@@ -6,11 +6,11 @@
 /// here makes a border of its own. The cell of the mask at `anchor` lies on the output pixel. A mask side that is not
 /// positive gives -33, an anchor outside the mask -34.
 
-/// Mean of the mask window, at a cost that does not depend on the window's height and hardly on its width. Source and
-/// destination do not overlap. Integers: the exact mean rounded to nearest, halves up; a mask has at most 2^32 cells,
-/// else -33. Floats: see box_filter.cpp for the order of the sum, which does not depend on threads; its error is that
-/// of a sum in double, without drift over the plane, and a value that is not finite reaches only the windows it lies
-/// in.
+/// Mean of the mask window. The cost does not depend on the window's height, and grows with the logarithm of its width.
+/// Source and destination do not overlap. Integers: the exact mean rounded to nearest, halves up; a mask has fewer than
+/// 2^32 cells, else -33. Floats: summed in double in an order that does not depend on threads, with an error of at most
+/// 4 B 2^-53, B = max(32, mask height), of the largest sum of |v| under this window and the B above it, before the mean
+/// is rounded to float: nothing drifts over the plane. A value that is not finite reaches only the windows it lies in.
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,
                                IppiSize maskSize, IppiPoint anchor);
 IppStatus ippiFilterBox_16u_C1R(const ushort* src, int srcStep, ushort* dst, int dstStep, IppiSize dstSize,

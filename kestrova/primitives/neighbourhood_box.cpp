@@ -93,15 +93,16 @@ struct MeanOfWords {
     }
 };
 
-/// The same for larger sums: (n + 1/2) / area is further from a whole number than it is rounded by, as 2^32 cells give
-/// it a distance of 2^-33, and values below 2^16 errors below 2^-35.
+/// The same for larger sums: (n + 1/2) / area is at least 2^-33 away from a whole number, as there are at most 2^32
+/// cells, and is rounded by less than 2^-35, being below 2^16.
 template <class Element>
 struct MeanOfLargeWords {
     double half, reciprocal;
 
     explicit MeanOfLargeWords(std::uint64_t area)
-        : half(static_cast<double>(area / 2) + 0.5), reciprocal(1 / static_cast<double>(area)) {}
-    Element operator()(std::uint64_t sum) const {
+        : half(std::floor(static_cast<double>(area) / 2) + 0.5), reciprocal(1 / static_cast<double>(area)) {}
+    template <class Sum>
+    Element operator()(Sum sum) const {
         return static_cast<Element>(static_cast<int>((static_cast<double>(sum) + half) * reciprocal));
     }
 };
@@ -123,6 +124,7 @@ template <class Sum, class Element, class Rows, class Mean>
 IppStatus filter(const Rows& source, Plane<Element> dst, IppiSize size, const Window& window, const Strips& strips,
                  Mean mean) {
     constexpr int kScratchRows = 3;
+    const int tile = std::max(kTile, window.width);
     const auto scratch = allocateScratch<Sum>(static_cast<std::size_t>(kScratchRows) * strips.count(), window.columns);
     if (!scratch) return ippStsNoMemErr;
     parallelStrips(strips.count(), strips.count(), [&](int s, int, int) noexcept {
@@ -135,7 +137,9 @@ IppStatus filter(const Rows& source, Plane<Element> dst, IppiSize size, const Wi
             if (anew || slideRow(columns, rows.row(y + window.below()), rows.row(y - 1 - window.above), window.columns))
                 sumColumns(rows, y, window, columns);
             rows.keep(y);
-            sumAcross(columns, window.width, halves, otherHalves, dst.row(y), size.width, mean);
+            for (int x = 0; x < size.width; x += tile)
+                sumAcross(columns + x, window.width, halves, otherHalves, dst.row(y) + x,
+                          std::min(tile, size.width - x), mean);
         }
     });
     return ippStsNoErr;
@@ -148,9 +152,12 @@ IppStatus filter(const Rows& rows, Plane<Element> dst, IppiSize size, const Wind
     if constexpr (std::is_floating_point_v<Element>) {
         return filter<double>(rows, dst, size, window, strips, MeanOfFloats(area));
     } else {
-        const bool fits = area * std::numeric_limits<Element>::max() + area / 2 < std::uint64_t{1} << 31;
-        if (fits) return filter<std::uint32_t>(rows, dst, size, window, strips, MeanOfWords<Element>(area));
-        return filter<std::uint64_t>(rows, dst, size, window, strips, MeanOfLargeWords<Element>(area));
+        const std::uint64_t largestSum = area * std::numeric_limits<Element>::max() + area / 2;
+        if (largestSum >> 31 == 0)
+            return filter<std::uint32_t>(rows, dst, size, window, strips, MeanOfWords<Element>(area));
+        const MeanOfLargeWords<Element> mean(area);
+        if (largestSum >> 32 == 0) return filter<std::uint32_t>(rows, dst, size, window, strips, mean);
+        return filter<std::uint64_t>(rows, dst, size, window, strips, mean);
     }
 }
 

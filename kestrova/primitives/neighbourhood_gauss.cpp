@@ -56,20 +56,20 @@ KESTROVA_KERNEL void joinColumns(const Sum* __restrict sums, int columns, Elemen
 template <class Gauss, class Element>
 IppStatus filter(Plane<const Element> src, Plane<Element> dst, IppiSize size) {
     using Sum = std::conditional_t<std::is_floating_point_v<Element>, double, int>;
-    constexpr int kRadius = Gauss::kRadius, kSide = 2 * kRadius + 1;
-    if (const IppStatus status = checkWindow({kSide, kSide}, {kRadius, kRadius}, size)) return status;
-    const Window window({kSide, kSide}, {kRadius, kRadius}, size);
-    const Strips strips(size, 1);
-    const auto scratch = allocateScratch<Sum>(static_cast<std::size_t>(kRadius + 1) * strips.count(), window.columns);
+    constexpr int kRadius = Gauss::kRadius;
+    const int strips = stripCount(size.height, size.width);
+    const auto scratch = allocateScratch<Sum>(static_cast<std::size_t>(kRadius + 1) * strips, kTile + 2 * kRadius);
     if (!scratch) return ippStsNoMemErr;
-    const SourceRows<Element> rows(src, window);
-    parallelStrips(strips.count(), size.height, [&](int first, int end, int s) noexcept {
-        Sum* sums = scratch.get() + static_cast<std::ptrdiff_t>(kRadius + 1) * s * window.columns;
+    parallelStrips(strips, size.height, [&](int first, int end, int s) noexcept {
+        Sum* sums = scratch.get() + static_cast<std::ptrdiff_t>(kRadius + 1) * s * (kTile + 2 * kRadius);
         for (int y = first; y < end; ++y) {
-            const Element* windowRows[kSide];
-            for (int i = 0; i < kSide; ++i) windowRows[i] = rows.row(y - kRadius + i);
-            weighColumns<Gauss>(windowRows, sums, window.columns);
-            joinColumns<Gauss>(sums, window.columns, dst.row(y), size.width);
+            for (int x = 0; x < size.width; x += kTile) {
+                const Element* rows[2 * kRadius + 1];
+                for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = src.row(y - kRadius + i) + x - kRadius;
+                const int n = std::min(kTile, size.width - x);
+                weighColumns<Gauss>(rows, sums, n + 2 * kRadius);
+                joinColumns<Gauss>(sums, n + 2 * kRadius, dst.row(y) + x, n);
+            }
         }
     });
     return ippStsNoErr;

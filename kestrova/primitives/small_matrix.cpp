@@ -8,18 +8,26 @@
 
 namespace {
 
-/// The elements of a matrix of floats, strides in bytes.
-template <class Float, class Byte>
-struct Elements {
+/// A matrix of floats, strides in bytes.
+template <class Byte>
+struct Strided {
     Byte* first;
     std::ptrdiff_t rowStride, columnStride;
 
-    Float& at(int row, int column) const {
-        return *reinterpret_cast<Float*>(first + row * rowStride + column * columnStride);
+    Byte* element(int row, int column) const { return first + row * rowStride + column * columnStride; }
+};
+
+struct Source : Strided<const char> {
+    double at(int row, int column) const {
+        return static_cast<double>(*reinterpret_cast<const float*>(element(row, column)));
     }
 };
-using Source = Elements<const float, const char>;
-using Destination = Elements<float, char>;
+
+struct Destination : Strided<char> {
+    void set(int row, int column, double value) const {
+        *reinterpret_cast<float*>(element(row, column)) = static_cast<float>(value);
+    }
+};
 
 /// Whether rounding may have made all of a sum of `terms` terms whose sizes add up to `magnitude`.
 bool isNoise(double sum, double magnitude, int terms) { return !(std::abs(sum) > terms * 0x1p-52 * magnitude); }
@@ -27,7 +35,7 @@ bool isNoise(double sum, double magnitude, int terms) { return !(std::abs(sum) >
 IppStatus invert1(Source src, Destination dst) {
     const double element = src.at(0, 0);
     if (isNoise(element, std::abs(element), 1)) return ippStsSingularErr;
-    dst.at(0, 0) = static_cast<float>(1 / element);
+    dst.set(0, 0, 1 / element);
     return ippStsNoErr;
 }
 
@@ -46,8 +54,7 @@ IppStatus invert3(Source src, Destination dst) {
         {ei, c * h - b * i, b * f - c * e}, {fg, a * i - c * g, c * d - a * f}, {dh, b * g - a * h, a * e - b * d}};
     const double scale = 1 / determinant;
     for (int row = 0; row < 3; ++row)
-        for (int column = 0; column < 3; ++column)
-            dst.at(row, column) = static_cast<float>(adjugate[row][column] * scale);
+        for (int column = 0; column < 3; ++column) dst.set(row, column, adjugate[row][column] * scale);
     return ippStsNoErr;
 }
 
@@ -64,7 +71,7 @@ IppStatus invertByElimination(Source src, Destination dst, int order) {
     const auto at = [&](int row, int column) -> Tracked& { return rows[row * width + column]; };
     for (int r = 0; r < order; ++r) {
         for (int c = 0; c < order; ++c) {
-            at(r, c) = {src.at(r, c), std::abs(static_cast<double>(src.at(r, c)))};
+            at(r, c) = {src.at(r, c), std::abs(src.at(r, c))};
             at(r, order + c) = {r == c ? 1.0 : 0.0, 0.0};
         }
     }
@@ -87,7 +94,7 @@ IppStatus invertByElimination(Source src, Destination dst, int order) {
         }
     }
     for (int r = 0; r < order; ++r)
-        for (int c = 0; c < order; ++c) dst.at(r, c) = static_cast<float>(at(r, order + c).value);
+        for (int c = 0; c < order; ++c) dst.set(r, c, at(r, order + c).value);
     return ippStsNoErr;
 }
 
@@ -99,8 +106,8 @@ IppStatus ippmInvert_m_32f(const float* src, int srcStride1, int srcStride2, flo
     if (order < 1) return ippStsSizeErr;
     for (int stride : {srcStride1, srcStride2, dstStride1, dstStride2})
         if (stride <= 0 || stride % static_cast<int>(sizeof(float)) != 0) return ippStsStepErr;
-    const Source from{reinterpret_cast<const char*>(src), srcStride1, srcStride2};
-    const Destination to{reinterpret_cast<char*>(dst), dstStride1, dstStride2};
+    const Source from{{reinterpret_cast<const char*>(src), srcStride1, srcStride2}};
+    const Destination to{{reinterpret_cast<char*>(dst), dstStride1, dstStride2}};
     switch (order) {
         case 1: return invert1(from, to);
         case 3: return invert3(from, to);

@@ -48,7 +48,8 @@ Element rampValue(float offset, float slope, float i) {
     constexpr Element kTop = std::numeric_limits<Element>::max();
     const float v = slope * i + offset;
     if (v >= kTop - 0.5f) return kTop;
-    return v >= 0.0f ? static_cast<Element>(v + 0.5f) : Element(0);
+    const float up = v + 0.5f;
+    return v >= 0.0f ? static_cast<Element>(up) : Element(0);
 }
 
 template <class Element>

@@ -26,6 +26,9 @@ inline IppStatus checkWindow(IppiSize mask, IppiPoint anchor, IppiSize region) {
     return ippStsNoErr;
 }
 
+/// So many columns at a time are worked on where sums are kept between two passes: they stay in the first-level cache.
+constexpr int kTile = 1024;
+
 /// `rows` rows of `columns` elements that nobody has set; null if there is no memory.
 template <class Element>
 std::unique_ptr<Element[]> allocateScratch(std::size_t rows, int columns) {

@@ -1,5 +1,7 @@
 #include "kestrova/primitives/convert.h"
 
+#include <limits>
+
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
@@ -16,16 +18,17 @@ struct ToFloat {
 
 template <class Element>
 struct Rounded {
-    Element operator()(float v) const { return static_cast<Element>(roundClamped(v, Element(-1))); }
-    static constexpr float kTop = static_cast<float>(Element(-1));
+    Element operator()(float v) const {
+        return static_cast<Element>(roundClamped(v, std::numeric_limits<Element>::max()));
+    }
 };
 
 template <class Element>
 struct Truncated {
     Element operator()(float v) const {
+        constexpr float kTop = std::numeric_limits<Element>::max();
         v = v > 0.0f ? v : 0.0f;
-        v = v < Rounded<Element>::kTop ? v : Rounded<Element>::kTop;
-        return static_cast<Element>(static_cast<int>(v));
+        return static_cast<Element>(static_cast<int>(v < kTop ? v : kTop));
     }
 };
 

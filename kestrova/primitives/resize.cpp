@@ -106,10 +106,9 @@ void filterByTable(const T* row, const Columns<W>& c, W* out) {
     }
 }
 
-// Column x and every period-th one after it, side by side; returns their number.
+// n columns from x on, one period apart, side by side in `out`.
 template <class T, class W>
-int filterPhase(const T* row, const Columns<W>& c, int x, W* out) {
-    const int n = (c.insideEnd - x + c.period - 1) / c.period;
+void filterPhase(const T* row, const Columns<W>& c, int x, int n, W* out) {
     const T* p = row + c.first[x];
     const auto& w = c.weight;
     if (c.whole(x))
@@ -118,27 +117,29 @@ int filterPhase(const T* row, const Columns<W>& c, int x, W* out) {
         resize_kernels::phase2(p, c.advance, w[0][x], w[1][x], out, n);
     else
         resize_kernels::phase4(p, c.advance, w[0][x], w[1][x], w[2][x], w[3][x], out, n);
-    return n;
 }
 
 template <class T, class W>
 void filterPhases(const T* row, const Columns<W>& c, W* out) {
-    const int begin = c.insideBegin;
+    const int begin = c.insideBegin, n = c.insideEnd - begin;
     if (c.period == 1) {
-        filterPhase(row, c, begin, out + begin);
+        filterPhase(row, c, begin, n, out + begin);
         return;
     }
     W phase[kTile];
     if (c.period == 2) {
-        W *even = phase, *odd = phase + kTile / 2;
-        const int evens = filterPhase(row, c, begin, even), odds = filterPhase(row, c, begin + 1, odd);
-        resize_kernels::interleave(even, odd, out + begin, odds);
-        if (evens > odds) out[begin + 2 * odds] = even[odds];
+        const int odds = n / 2, evens = n - odds;
+        W* odd = phase + evens;
+        filterPhase(row, c, begin, evens, phase);
+        filterPhase(row, c, begin + 1, odds, odd);
+        resize_kernels::interleave(phase, odd, out + begin, odds);
+        if (evens > odds) out[begin + 2 * odds] = phase[odds];
         return;
     }
-    for (int x = begin; x < begin + c.period; ++x) {
-        const int n = filterPhase(row, c, x, phase);
-        resize_kernels::spread(phase, out + x, c.period, n);
+    for (int k = 0; k < c.period; ++k) {
+        const int columns = (n - k + c.period - 1) / c.period;
+        filterPhase(row, c, begin + k, columns, phase);
+        resize_kernels::spread(phase, out + begin + k, c.period, columns);
     }
 }
 

@@ -85,7 +85,7 @@ KESTROVA_KERNEL void phase4(const T* __restrict p, std::ptrdiff_t advance, W w0,
 // a0 b0 a1 b1 ..., n of each
 template <class W>
 KESTROVA_KERNEL void interleave(const W* __restrict a, const W* __restrict b, W* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
+    for (std::ptrdiff_t x = 0; x < n; ++x) {
         out[2 * x] = a[x];
         out[2 * x + 1] = b[x];
     }
@@ -111,12 +111,15 @@ constexpr double kHalfUp = 0.5 + 0x1p-30;
 
 template <class T>
 inline T rounded(double sum, int) {
-    if constexpr (std::is_floating_point_v<T>) return static_cast<T>(sum);
-    constexpr double top = static_cast<T>(-1);
-    double v = sum + kHalfUp;
-    v = v > 0 ? v : 0;
-    v = v < top ? v : top;
-    return static_cast<T>(static_cast<int>(v));
+    if constexpr (std::is_floating_point_v<T>) {
+        return static_cast<T>(sum);
+    } else {
+        constexpr double top = static_cast<T>(-1);
+        double v = sum + kHalfUp;
+        v = v > 0 ? v : 0;
+        v = v < top ? v : top;
+        return static_cast<T>(static_cast<int>(v));
+    }
 }
 
 template <class T, class W>

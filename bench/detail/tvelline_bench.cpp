@@ -62,6 +62,7 @@ std::shared_ptr<Engine> preparedEngine(int rows, int cols) {
     std::copy_n(t, 9, engine->m_t);
     engine->m_light[0] = 0.2f;
     engine->m_mix[0] = 0.3f;
+    engine->m_maxPlainLevel = cols > 4800 ? 3 : 1;
     engine->m_bRoiChanged = true;
     return engine;
 }
@@ -105,14 +106,17 @@ KESTROVA_BENCH(tvelline) {
                 engine->proc(all, 1, cv::Mat());
             };
         });
-        benchRow("TVelline::proc/cold at step 3" + size, pixels * 14, [=] {
-            auto engine = preparedEngine(rows, cols);
-            return [=] {
-                const Silence quiet;
-                engine->m_bRoiChanged = true;
-                engine->proc(cv::Rect(0, 0, cols / 3, rows / 3), 3, cv::Mat());
-            };
-        });
+        for (int step : {2, 3, 4}) {
+            benchRow("TVelline::proc/one scale's slider at step " + std::to_string(step) + size, pixels * 2, [=] {
+                auto engine = preparedEngine(rows, cols);
+                const cv::Rect view(0, 0, cols / step, rows / step);
+                return [=] {
+                    const Silence quiet;
+                    engine->m_bChangedM = true;
+                    engine->proc(view, step, cv::Mat());
+                };
+            });
+        }
         benchRow("TVelline::setup" + size, pixels * 5, [=] {
             auto engine = preparedEngine(rows, cols);
             const cv::Mat halfDr = chromaPlane(rows / 2, cols / 2, 7), halfDb = chromaPlane(rows / 2, cols / 2, 8);

@@ -51,18 +51,21 @@ public:
     /// planes too up to `m_maxPlainLevel`; beyond it they are low-passed first (`TPImage::MatRoi`). Prints one line to
     /// standard output. Always true.
     ///
-    /// `rYE16U` joins the small scale before its curves if it has the size of the rectangle planes and then counts as
-    /// new on every call; any other size is ignored, an empty plane included. It has the form of a detail plane.
+    /// `rYE16U`, in the form of a detail plane, joins the small scale before its curves if it has the size of the
+    /// rectangle planes, and then counts as new on every call; any other size is ignored, an empty plane included.
     ///
     /// A rectangle that reaches beyond the picture is cut there: at step 1 the result is smaller, at a larger step it
     /// is width x height all the same, its last column repeated.
     ///
-    /// Throws "ERROR - TVelline::proc - ..." before it changes anything if a plane that it needs is empty or not of
-    /// the size of m_Y, "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1" if m_Y is not CV_16UC1, the failures of
-    /// `TPImage::MatRoi` and `modYWithC` on other types. The flags stay set then, and the next `proc` does the work.
+    /// Throws "ERROR - TVelline::proc - ..." before it changes anything if a plane that it needs is empty or not of the
+    /// size of m_Y. Once rectangle and step are stored, and still before any pixel is written, it throws the failures
+    /// of `TPImage::MatRoi`, also on a rectangle or step that makes no sense, the one of `modYWithC` on chroma types,
+    /// "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1" and "ERROR - TVelline::proc - detail.type()!=CV_16UC1".
+    /// The flags stay set then, and the next `proc` does the work.
     bool proc(cv::Rect roi, int level, cv::Mat rYE16U);
 
-    /// The luminance that the last `proc` rendered. The next `proc` that changes it writes into the same pixels.
+    /// The luminance that the last `proc` rendered. The next `proc` that changes it writes into the same pixels, unless
+    /// the host handed them back in as a plane of the picture.
     cv::Mat& getRoiY();
 
 protected:

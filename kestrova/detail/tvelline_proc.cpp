@@ -20,7 +20,6 @@ namespace {
 struct Scale {
     cv::Mat TVelline::*full;
     cv::Mat TVelline::*cache;
-    bool TVelline::*changed;
     float kMin, kMax;
     int threshold;
     float blurScale;
@@ -28,10 +27,12 @@ struct Scale {
 
 constexpr int kScales = 3;
 constexpr Scale kScale[kScales] = {
-    {&TVelline::m_DS, &TVelline::m_rDS, &TVelline::m_bChangedS, 0.0f, 5.0f, 9830, 0.35f},
-    {&TVelline::m_DM, &TVelline::m_rDM, &TVelline::m_bChangedM, 0.0f, 4.0f, 8191, 0.35f},
-    {&TVelline::m_DL, &TVelline::m_rDL, &TVelline::m_bChangedL, 0.0f, 3.5f, 7372, 0.35f},
+    {&TVelline::m_DS, &TVelline::m_rDS, 0.0f, 5.0f, 9830, 0.35f},
+    {&TVelline::m_DM, &TVelline::m_rDM, 0.0f, 4.0f, 8191, 0.35f},
+    {&TVelline::m_DL, &TVelline::m_rDL, 0.0f, 3.5f, 7372, 0.35f},
 };
+
+bool sameSize(const cv::Mat& a, const cv::Mat& b) { return a.rows == b.rows && a.cols == b.cols; }
 
 bool atLeastAsLarge(const cv::Mat& plane, const cv::Mat& other) {
     return plane.rows >= other.rows && plane.cols >= other.cols;
@@ -75,7 +76,7 @@ Sampled sample(const TVelline& engine, const cv::Mat& full, bool bSmooth) {
 // replaces if nobody else sees them, else others.
 cv::Mat resultPlane(const Sampled& sampled, const cv::Mat& cache) {
     if (sampled.bNew) return sampled.plane;
-    const bool bFits = cache.size() == sampled.plane.size() && cache.type() == CV_16UC1;
+    const bool bFits = sameSize(cache, sampled.plane) && cache.type() == CV_16UC1;
     const bool bUnseen = cache.u != nullptr && cache.u->refcount == 1;
     return bFits && bUnseen ? cache : cv::Mat(sampled.plane.size(), CV_16UC1);
 }
@@ -122,7 +123,7 @@ public:
     Detail(const TVelline& engine, const Scale& scale, const cv::Mat* extra) {
         Sampled detail = sample(engine, engine.*scale.full, engine.m_level > engine.m_maxPlainLevel);
         if (detail.plane.type() != CV_16UC1) fail("ERROR - TVelline::proc - detail.type()!=CV_16UC1");
-        if (extra && !extra->empty() && extra->size() == detail.plane.size()) {
+        if (extra && !extra->empty() && sameSize(*extra, detail.plane)) {
             if (extra->type() == CV_16UC1) {
                 m_extra = *extra;
             } else {
@@ -187,7 +188,7 @@ bool TVelline::proc(cv::Rect roi, int level, cv::Mat rYE16U) {
     const bool bLuminance = m_bRoiChanged || m_bChangedY || roi != m_roi || level != m_level;
     const bool bMixed = neq(m_mix[0], 0.0f) || neq(m_mix[1], 0.0f) || neq(m_mix[2], 0.0f);
     // A plane of the current size is taken to be new on every call.
-    const bool bNewExtra = rYE16U.size() == m_rDS.size();
+    const bool bNewExtra = sameSize(rYE16U, m_rDS);
     const bool bStale[kScales] = {bLuminance || m_bChangedS || bNewExtra, bLuminance || m_bChangedM,
                                   bLuminance || m_bChangedL};
     const bool bAnyStale = bStale[0] || bStale[1] || bStale[2];

@@ -340,6 +340,25 @@ TEST(TVellineProcTest, AScaleWithoutWorkStaysAsSampled) {
     EXPECT_TRUE(samePixels(engine.m_DL(roi).clone(), engine.m_rDL));
 }
 
+TEST(TVellineProcTest, AbsurdParametersRunThroughTheCurves) {
+    for (float v : {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 40.0f, -40.0f}) {
+        for (int i : {0, 4, 8}) {
+            TVelline engine = engineOf(20, 30);
+            engine.m_k[i] = v;
+            expectReference(engine, {0, 0, 30, 20}, 1);
+            engine.m_k[i] = 0.5f;
+            engine.m_t[i] = v;
+            engine.m_bChangedY = true;
+            expectReference(engine, {0, 0, 30, 20}, 1);
+        }
+        TVelline engine = engineOf(20, 30);
+        std::fill_n(engine.m_light, 6, v);
+        expectReference(engine, {0, 0, 30, 20}, 1);
+        std::fill_n(engine.m_mix, 3, v);
+        render(engine, {0, 0, 15, 20}, 1);
+    }
+}
+
 TEST(TVellineProcTest, AMixCountsFromAHundredthOn) {
     const auto luminance = [](float a, float b, float c) {
         TVelline engine = engineOf(20, 30);

@@ -148,6 +148,15 @@ TEST(TVellineTest, ShortSetupLeavesPlanesThatFit) {
     EXPECT_EQ(engine.m_maxPlainLevel, 4);
 }
 
+TEST(TVellineTest, ShortSetupReplacesAPlaneOfMoreDimensions) {
+    TVelline engine;
+    const int sizes[] = {5, 7, 1};
+    engine.m_DS = cv::Mat(3, sizes, CV_16UC1);
+    EXPECT_TRUE(engine.setup(cv::Mat(5, 7, CV_16UC1), nullptr));
+    EXPECT_EQ(engine.m_DS.dims, 2);
+    EXPECT_EQ(engine.m_DS.size(), cv::Size(7, 5));
+}
+
 TEST(TVellineTest, ShortSetupDoesNotUseItsProgress) {
     TProgress progress([](int, void*) -> bool { throw 1; }, &progress);
     TVelline engine;

@@ -634,6 +634,7 @@ TEST(TVellineProcTest, RefusesRectanglesAndStepsThatTheSamplingRefuses) {
 TEST(TVellineProcTest, RendersWhatTheLongSetupPrepared) {
     const cv::Mat halfDr = randomPlane(20, 30, CV_16UC1, 5), halfDb = randomPlane(20, 30, CV_16UC1, 6);
     TVelline engine = engineOf(40, 60);
+    const KeepThreadSettings keep;
     testing::internal::CaptureStdout();
     ASSERT_TRUE(engine.setup(engine.m_Y, engine.m_DS, engine.m_DM, engine.m_DL, halfDr, halfDb, nullptr));
     testing::internal::GetCapturedStdout();

@@ -10,6 +10,7 @@
 #include "kestrova/resample/chroma_upsize.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
+#include "tests/support/threads.h"
 
 namespace {
 
@@ -17,15 +18,10 @@ namespace {
 class TVellineSetupTest : public testing::Test {
 protected:
     void SetUp() override { testing::internal::CaptureStdout(); }
-    void TearDown() override {
-        testing::internal::GetCapturedStdout();
-        omp_set_num_threads(m_threads);
-        omp_set_dynamic(m_dynamic);
-        omp_set_max_active_levels(m_levels);
-    }
+    void TearDown() override { testing::internal::GetCapturedStdout(); }
 
 private:
-    const int m_threads = omp_get_max_threads(), m_dynamic = omp_get_dynamic(), m_levels = omp_get_max_active_levels();
+    KeepThreadSettings m_keep;
 };
 
 struct Picture {

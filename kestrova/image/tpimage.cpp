@@ -42,10 +42,12 @@ constexpr Primitives<float> kOfFloats = {ippiCopyReplicateBorder_32f_C1R, ippiCo
 cv::Mat copyOf(const cv::Mat& region) {
     cv::Mat copy(region.size(), region.type());
     const std::size_t bytes = region.cols * region.elemSize();
-    parallelRows(region.rows, static_cast<int>(bytes),
-                 [&](int r) noexcept { std::memcpy(copy.ptr(r), region.ptr(r), bytes); });
+    parallelRows(region.rows, region.cols, [&](int r) noexcept { std::memcpy(copy.ptr(r), region.ptr(r), bytes); });
     return copy;
 }
+
+// The largest for which the cells of the mask can be counted in 32 bits.
+constexpr int kMaxRadius = 32767;
 
 // Radius and number of box means before a reduction by `scale`: from 5 on the passes go 1, 2, 3 while the radius
 // stands, which grows with the region too.
@@ -67,6 +69,7 @@ struct Smoothing {
 template <class Pixel>
 cv::Mat smoothed(const Primitives<Pixel>& of, const cv::Mat& region, int scale) {
     const Smoothing s(region, scale);
+    if (s.radius > kMaxRadius) fail("ERROR - TPImage::MatRoi - scale is too large to smooth");
     const int side = 2 * s.radius + 1;
     const IppiSize mask = {side, side};
     const IppiPoint anchor = {s.radius, s.radius};

@@ -103,7 +103,7 @@ void fill(TPImage& image, int width, int height, const Luminance& luminance, con
     image.m_Y.create(height, width, CV_16UC1);
 
     const int regular = std::max(width / 2, 1);
-    parallelRows(image.hHeight(), 2 * width, [&](int k) noexcept {
+    parallelRows(image.hHeight(), width, [&](int k) noexcept {
         ushort* y = image.m_Y.ptr<ushort>(2 * k);
         luminance(2 * k, y);
         ushort *dr = image.m_Dr.ptr<ushort>(k), *db = image.m_Db.ptr<ushort>(k);

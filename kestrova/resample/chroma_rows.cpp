@@ -35,9 +35,8 @@ KESTROVA_KERNEL void takeOfFour(const ushort* choice, const ushort* v0, const us
                                 const ushort* v3, ushort* __restrict out, int n) noexcept {
     for (int j = 0; j < n; ++j) {
         const ushort a = v0[j], b = v1[j], c = v2[j], d = v3[j];
-        const bool odd = choice[j] & 1, high = choice[j] & 2;
-        const ushort low = odd ? b : a, up = odd ? d : c;
-        out[j] = high ? up : low;
+        const ushort ofFirstTwo = choice[j] & 1 ? b : a, ofLastTwo = choice[j] & 1 ? d : c;
+        out[j] = choice[j] & 2 ? ofLastTwo : ofFirstTwo;
     }
 }
 
@@ -79,25 +78,25 @@ std::vector<ChromaRows> ChromaRows::forStrips(int strips, const cv::Mat& guide, 
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)
     : m_guide(guide), m_lows(lows), m_n((guide.cols + 1) / 2) {
     const std::size_t planes = lows.size();
-    m_scratch.resize(kAlignment + 4 * (2 + planes) * paddedRow(m_n) + 2 * paddedRow(m_n));
+    m_scratch.resize(kAlignment + (4 * (2 + planes) + 2) * paddedRow(m_n));
     m_free = cv::alignPtr(m_scratch.data(), kAlignment * sizeof(ushort));
     for (Row& row : m_low) row = newRow();
     for (Row& row : m_diagonal) row = newRow();
-    m_choice = takeRow(m_n);
-    m_cross = takeRow(m_n);
+    m_choice = takeRow();
+    m_cross = takeRow();
 }
 
-ushort* ChromaRows::takeRow(int elements) {
+ushort* ChromaRows::takeRow() {
     ushort* row = m_free + kAlignment;
-    m_free += paddedRow(elements);
+    m_free += paddedRow(m_n);
     return row;
 }
 
 ChromaRows::Row ChromaRows::newRow() {
     Row row;
-    row.guideEven = takeRow(m_n);
-    row.guideOdd = takeRow(m_n);
-    for (std::size_t p = 0; p < m_lows.size(); ++p) row.values.push_back(takeRow(m_n));
+    row.guideEven = takeRow();
+    row.guideOdd = takeRow();
+    for (std::size_t p = 0; p < m_lows.size(); ++p) row.values.push_back(takeRow());
     return row;
 }
 

@@ -40,7 +40,7 @@ private:
         std::vector<ushort*> values;
     };
 
-    ushort* takeRow(int elements);
+    ushort* takeRow();
     Row newRow();
     void split(Row& row, int y) noexcept;
     const Row& lowRow(int k) noexcept;

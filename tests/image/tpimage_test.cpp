@@ -335,6 +335,13 @@ TEST(MatRoiTest, AbsurdRectanglesAreCutOff) {
     EXPECT_EQ(TPImage::MatRoi(in, 3, 4, 2, 2, INT_MAX, false, false).size(), cv::Size(2, 2));
 }
 
+TEST(MatRoiTest, AbsurdScalesAreNotSmoothed) {
+    const cv::Mat in = randomPlane(20, 30, CV_16UC1);
+    for (int scale : {98303, 1 << 30, INT_MAX})
+        EXPECT_FAILURE(TPImage::MatRoi(in, 3, 4, 2, 2, scale, false, true),
+                       "ERROR - TPImage::MatRoi - scale is too large to smooth");
+}
+
 TEST(MatRoiTest, RectanglesWithoutPixels) {
     const cv::Mat in = randomPlane(20, 30, CV_16UC1);
     for (bool smooth : {false, true}) {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <kestrova/kestrova.h>
+
+/// A luminance plane taken apart: what the detail engine renders from. All planes are CV_16UC1 of the picture's size.
+/// A detail plane holds half of the luminance difference that it stands for, zero at 32768, so that at every pixel
+/// luminance = base + 2 (small + medium + large - 3 x 32768), exactly.
+struct DetailPlanes {
+    cv::Mat base;
+    cv::Mat small;
+    cv::Mat medium;
+    cv::Mat large;
+};
+
+/// Takes the luminance Y (CV_16UC1) apart. The scales follow the size of the picture: what is small detail in it stays
+/// small detail when the same picture comes at twice the resolution. Cancels through `progress`.
+DetailPlanes computeDetailPlanes(const cv::Mat& Y, TProgress& progress);

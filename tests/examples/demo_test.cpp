@@ -1,0 +1,29 @@
+#include <QDateTime>
+#include <QFileInfo>
+#include <QImageReader>
+
+#include "program.h"
+
+namespace {
+
+class DemoTest : public ProgramTest {};
+
+}  // namespace
+
+TEST_F(DemoTest, DevelopsThePhotographOnceAndSaysWhereThePicturesAre) {
+    const QStringList arguments = {QFileInfo(KESTROVA_DEVELOP).path(), scratch("out")};
+    const QString before = scratch("out/before.jpg"), after = scratch("out/after.jpg");
+
+    const Outcome first = runProgram(KESTROVA_DEMO, arguments);
+    EXPECT_EQ(first.code, 0) << first.err.toStdString();
+    EXPECT_TRUE(first.out.contains(before.toUtf8())) << first.out.toStdString();
+    EXPECT_TRUE(first.out.contains(after.toUtf8())) << first.out.toStdString();
+    EXPECT_EQ(QImageReader(after).size(), QImageReader(before).size());
+    EXPECT_NE(bytesOf(after), bytesOf(before));
+
+    const QDateTime written = QFileInfo(after).lastModified();
+    const Outcome second = runProgram(KESTROVA_DEMO, arguments);
+    EXPECT_EQ(second.code, 0);
+    EXPECT_EQ(second.err, "");
+    EXPECT_EQ(QFileInfo(after).lastModified(), written);
+}

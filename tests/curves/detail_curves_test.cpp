@@ -330,7 +330,7 @@ TEST(TLut16UTest, AHalfWidthBeyondTheTableEndsAtItsEnds) {
     EXPECT_EQ(narrow[1], 128);
 }
 
-TEST(TLut16UTest, InfinitiesAndNotANumbersGiveATableAllTheSame) {
+TEST(TLut16UTest, InfinitiesAndNotANumbersStillGiveATable) {
     const float odd[] = {kNaN, kInf, -kInf, 1e30f};
     for (float v : odd) {
         for (int which = 0; which < 7; ++which) {

@@ -295,13 +295,17 @@ TEST(TLightAdjLUTvlTest, TheTableIsTheSameForEveryNumberOfThreads) {
             naive.mapPixel(y, dr, db);
             samples.push_back(y);
         }
-        const cv::Mat expected = naiveLookUp(ramp, naiveEnlarge16(samples));
+        const std::vector<int> expectedTable = naiveEnlarge16(samples);
+        const cv::Mat expected = naiveLookUp(ramp, expectedTable);
         withThreadCounts([&](int) {
             TLightAdjLUTvl light;
             setup(light, s);
             cv::Mat plane = ramp.clone();
             EXPECT_TRUE(light.proc(plane, true));
             ASSERT_TRUE(samePixels(expected, plane));
+            TLightAdjLUTvl other;
+            setup(other, s);
+            ASSERT_EQ(tableOf(other.table()), expectedTable);
         });
     }
 }

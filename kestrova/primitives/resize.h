@@ -3,10 +3,10 @@
 #include "kestrova/primitives/types.h"
 
 /// Resampling of a plane by any factor. A pixel is a unit square: the centre xd + 0.5 of a destination pixel
-/// corresponds to the source position (xd + 0.5 - xShift) / xFactor, in y likewise. `src` and `dst` point at pixel (0,
-/// 0) of their planes, coordinates are those of the planes, and `dstROI` is the rectangle that is written: a picture
-/// made in tiles is the picture made at once. Samples come from `srcROI` (clipped to `srcSize`), its edge pixels being
-/// repeated outwards.
+/// corresponds to the source position (xd + 0.5 - xShift) / xFactor, in y likewise. `src` and `dst` point at the first
+/// pixels of their planes, coordinates are those of the planes, and `dstROI` is the rectangle that is written: a
+/// picture made in tiles is the picture made at once. Samples come from `srcROI` (clipped to `srcSize`), its edge
+/// pixels being repeated outwards.
 ///
 /// Nearest takes the pixel that holds the position, a position between two the one to the right or below. Linear and
 /// cubic are separable; cubic is the convolution of R. G. Keys, "Cubic Convolution Interpolation for Digital Image

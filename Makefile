@@ -13,7 +13,7 @@ BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 help: ## List these targets
 	@grep -hE '^[a-z]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z]+):.*## (.*)/  make \1\t\2/' | expand -t 16
 
-demo: ## Build the example host, develop the bundled photograph and say where the pictures are
+demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
 	@cmake/packages.sh $(PACKAGES) qt6-base-dev
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples

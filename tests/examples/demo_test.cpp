@@ -10,7 +10,7 @@ class DemoTest : public ProgramTest {};
 
 }  // namespace
 
-TEST_F(DemoTest, DevelopsThePhotographOnceAndSaysWhereThePicturesAre) {
+TEST_F(DemoTest, DevelopsAndPaintsThePhotographOnceAndSaysWhereThePicturesAre) {
     const QStringList arguments = {QFileInfo(KESTROVA_DEVELOP).path(), scratch("out")};
     const QString before = scratch("out/before.jpg"), after = scratch("out/after.jpg");
 
@@ -20,6 +20,8 @@ TEST_F(DemoTest, DevelopsThePhotographOnceAndSaysWhereThePicturesAre) {
     EXPECT_TRUE(first.out.contains(after.toUtf8())) << first.out.toStdString();
     EXPECT_EQ(QImageReader(after).size(), QImageReader(before).size());
     EXPECT_NE(bytesOf(after), bytesOf(before));
+    EXPECT_EQ(QImageReader(scratch("out/painted.jpg")).size(), QImageReader(before).size());
+    EXPECT_EQ(QImageReader(scratch("out/mask.png")).size(), QSize(2656, 1494));
 
     const QDateTime written = QFileInfo(after).lastModified();
     const Outcome second = runProgram(KESTROVA_DEMO, arguments);

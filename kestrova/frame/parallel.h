@@ -42,3 +42,22 @@ void parallelRows(int rows, int cols, const Row& row) {
         for (int r = first; r < end; ++r) row(r);
     });
 }
+
+/// How many workers `parallelTasks` gives to `tasks` tasks; scratch is allocated one a worker.
+inline int workerCount(int tasks) {
+    const int threads = omp_in_parallel() ? 1 : omp_get_max_threads();
+    return threads < tasks ? threads : tasks;
+}
+
+/// Calls `task(i, worker)` for each i in [0, tasks), handed out one at a time: for tasks of unequal cost. The results
+/// of a task must not depend on the worker.
+template <class Task>
+void parallelTasks(int workers, int tasks, const Task& task) {
+    static_assert(noexcept(task(0, 0)), "no throw may cross the boundary of a parallel region");
+    if (workers <= 1) {
+        for (int i = 0; i < tasks; ++i) task(i, 0);
+        return;
+    }
+#pragma omp parallel for schedule(dynamic, 1) num_threads(workers)
+    for (int i = 0; i < tasks; ++i) task(i, omp_get_thread_num());
+}

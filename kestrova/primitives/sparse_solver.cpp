@@ -1,97 +1,62 @@
 #include "kestrova/primitives/sparse_solver.h"
 
-#include <Eigen/SparseCholesky>
-#include <cmath>
+#include <algorithm>
 #include <memory>
 #include <new>
-#include <vector>
+
+#include "kestrova/primitives/sparse_cholesky.h"
 
 namespace {
-
-using Matrix = Eigen::SparseMatrix<float, Eigen::ColMajor, std::ptrdiff_t>;
-using Vector = Eigen::VectorXd;
-
-struct Solver {
-    Matrix lower;
-    Eigen::SimplicialLLT<Matrix, Eigen::Lower> factor;
-    bool factorised = false;
-};
 
 enum Phase { kAnalyse = 11, kFactorise = 22, kSolve = 33, kRelease = -1 };
 enum Error { kDone = 0, kRefused = -1, kNoMemory = -2, kNotPositiveDefinite = -4 };
 
-bool wellFormed(int n, const int* ia, const int* ja) {
-    if (ia[0] != 1) return false;
-    for (int i = 0; i < n; ++i) {
-        if (ia[i + 1] < ia[i]) return false;
+/// Rows that start at 1 and go on in order, columns from the diagonal to the last, every diagonal there.
+bool wellFormed(const SparseRows& rows) {
+    if (rows.ia[0] != 1) return false;
+    for (int i = 0; i < rows.n; ++i) {
+        if (rows.ia[i + 1] < rows.ia[i]) return false;
         bool diagonal = false;
-        for (int k = ia[i] - 1; k < ia[i + 1] - 1; ++k) {
-            if (ja[k] <= i || ja[k] > n) return false;
-            diagonal = diagonal || ja[k] == i + 1;
+        for (int k = rows.ia[i] - 1; k < rows.ia[i + 1] - 1; ++k) {
+            if (rows.ja[k] <= i || rows.ja[k] > rows.n) return false;
+            diagonal = diagonal || rows.ja[k] == i + 1;
         }
         if (!diagonal) return false;
     }
     return true;
 }
 
-/// The lower triangle without explicit zeros beside the diagonal, columns named twice added.
-Matrix lowerTriangle(int n, const float* a, const int* ia, const int* ja) {
-    std::vector<Eigen::Triplet<float, std::ptrdiff_t>> entries;
-    entries.reserve(static_cast<std::size_t>(ia[n]) - 1);
-    for (int i = 0; i < n; ++i) {
-        for (int k = ia[i] - 1; k < ia[i + 1] - 1; ++k) {
-            if (a[k] != 0 || ja[k] == i + 1) entries.emplace_back(ja[k] - 1, i, a[k]);
-        }
+Error factorise(std::unique_ptr<SparseCholesky>& solver, const SparseRows& rows) {
+    if (!solver->setValues(rows)) {  // an entry that was 0 in the analysis
+        solver.reset();
+        solver = std::make_unique<SparseCholesky>(rows);
+        solver->setValues(rows);
     }
-    Matrix lower(n, n);
-    lower.setFromTriplets(entries.begin(), entries.end());
-    return lower;
+    return solver->factorise() ? kDone : kNotPositiveDefinite;
 }
 
-bool finite(const Matrix& matrix) {
-    for (std::ptrdiff_t k = 0; k < matrix.nonZeros(); ++k) {
-        if (!std::isfinite(matrix.valuePtr()[k])) return false;
-    }
-    return true;
-}
-
-Error factorise(Solver& solver) {
-    solver.factorised = false;
-    if (!finite(solver.lower)) return kNotPositiveDefinite;
-    solver.factor.factorize(solver.lower);
-    if (solver.factor.info() != Eigen::Success) return kNotPositiveDefinite;
-    solver.factorised = true;
-    return kDone;
-}
-
-/// Solves for one right-hand side and refines; the number of steps taken goes to `taken`.
-Vector solveOne(const Solver& solver, const float* b, int maxSteps, int& taken) {
-    const Vector rhs = Eigen::Map<const Eigen::VectorXf>(b, solver.lower.rows()).cast<double>();
-    const Eigen::SparseMatrix<double, Eigen::ColMajor, std::ptrdiff_t> a = solver.lower.cast<double>();
-    const auto correction = [&](const Vector& r) -> Vector {
-        return solver.factor.solve(r.cast<float>().eval()).cast<double>();
-    };
-    Vector x = correction(rhs);
-    double last = x.lpNorm<Eigen::Infinity>();
-    for (taken = 0; taken < maxSteps; ++taken) {
-        const Vector d = correction(rhs - a.selfadjointView<Eigen::Lower>() * x);
-        const double size = d.lpNorm<Eigen::Infinity>();
-        if (!(size < 0.5 * last)) break;
-        x += d;
-        last = size;
-    }
-    return x;
-}
-
-Error solve(const Solver& solver, int n, int nrhs, int* iparm, float* b, float* x) {
-    Eigen::MatrixXf solutions(n, nrhs);
+Error solve(const SparseCholesky& solver, int nrhs, int* iparm, float* b, float* x) {
+    const auto n = static_cast<std::size_t>(solver.rows());
+    SolverArray<float> solutions(n * static_cast<std::size_t>(nrhs));
     for (int r = 0; r < nrhs; ++r) {
-        const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(r) * n;
-        solutions.col(r) = solveOne(solver, b + offset, iparm[7], iparm[6]).cast<float>();
+        const std::size_t begin = n * static_cast<std::size_t>(r);
+        if (!solver.solve(b + begin, solutions.data() + begin, iparm[7], &iparm[6])) return kNotPositiveDefinite;
     }
-    if (!solutions.allFinite()) return kNotPositiveDefinite;
-    Eigen::Map<Eigen::MatrixXf>(iparm[5] == 1 ? b : x, n, nrhs) = solutions;
+    std::copy(solutions.begin(), solutions.end(), iparm[5] == 1 ? b : x);
     return kDone;
+}
+
+Error run(int phase, std::unique_ptr<SparseCholesky>& solver, const SparseRows& rows, int nrhs, int* iparm, float* b,
+          float* x) {
+    if (phase == kAnalyse) {
+        if (solver || !wellFormed(rows)) return kRefused;
+        solver = std::make_unique<SparseCholesky>(rows);
+        return kDone;
+    }
+    if (!solver || rows.n != solver->rows()) return kRefused;
+    if (phase == kFactorise) return wellFormed(rows) ? factorise(solver, rows) : kRefused;
+    if (phase == kSolve && solver->factorised()) return solve(*solver, nrhs, iparm, b, x);
+    return kRefused;
 }
 
 }  // namespace
@@ -99,39 +64,16 @@ Error solve(const Solver& solver, int n, int nrhs, int* iparm, float* b, float* 
 void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, const int* phase, const int* n,
              const float* a, const int* ia, const int* ja, const int*, const int* nrhs, int* iparm, const int*,
              float* b, float* x, int* error) {
-    *error = kRefused;
-    if (*phase == kRelease) {
-        delete static_cast<Solver*>(pt[0]);
-        pt[0] = nullptr;
-        *error = kDone;
-        return;
-    }
-    if (*maxfct != 1 || *mnum != 1 || *mtype != 2 || *n < 1 || *nrhs < 1 || iparm[27] != 1) return;
-    if (!a || !ia || !ja || !b || !x) return;
-    auto* solver = static_cast<Solver*>(pt[0]);
+    std::unique_ptr<SparseCholesky> solver(static_cast<SparseCholesky*>(pt[0]));
+    pt[0] = nullptr;
+    *error = kDone;
+    if (*phase == kRelease) return;
+    const bool served = *maxfct == 1 && *mnum == 1 && *mtype == 2 && *n >= 1 && *nrhs >= 1 && iparm[27] == 1;
     try {
-        switch (*phase) {
-            case kAnalyse: {
-                if (solver || !wellFormed(*n, ia, ja)) return;
-                auto fresh = std::make_unique<Solver>();
-                fresh->lower = lowerTriangle(*n, a, ia, ja);
-                fresh->factor.analyzePattern(fresh->lower);
-                pt[0] = fresh.release();
-                *error = kDone;
-                return;
-            }
-            case kFactorise:
-                if (!solver || *n != solver->lower.rows() || !wellFormed(*n, ia, ja)) return;
-                solver->lower = lowerTriangle(*n, a, ia, ja);
-                *error = factorise(*solver);
-                return;
-            case kSolve:
-                if (!solver || *n != solver->lower.rows() || !solver->factorised) return;
-                *error = solve(*solver, *n, *nrhs, iparm, b, x);
-                return;
-            default: return;
-        }
+        *error = served && a && ia && ja && b && x ? run(*phase, solver, SparseRows{*n, a, ia, ja}, *nrhs, iparm, b, x)
+                                                   : kRefused;
     } catch (const std::bad_alloc&) {
         *error = kNoMemory;
     }
+    pt[0] = solver.release();
 }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "kestrova/filters/pardiso_solver.h"
+#include "kestrova/primitives/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/failures.h"
 #include "tests/support/threads.h"
@@ -366,6 +367,40 @@ TEST(TWLSFilter, LeavesThePlaneWhereTheSolverHasNoMemory) {
         const int result = filter.Proc(plane.data(), w, h, 1, 1, guide.data(), false);
         return result == 1 && plane == Plane(w * h, 0.5f);
     });
+}
+
+TEST(TWLSFilter, LeavesThePlaneWhereverTheSolverRunsOutOfMemory) {
+    Plane guide = noise(9, 8, 2);
+    const Plane input = noise(9, 8);
+    static int left;
+    Plane plane;
+    for (int allowed = 0;; ++allowed) {
+        ASSERT_LT(allowed, 5000);
+        plane = input;
+        TWLSFilter filter;
+        left = allowed;
+        refuseAllocation = [](std::size_t) { return left-- == 0; };
+        EXPECT_EQ(filter.Proc(plane.data(), 9, 8, 1, 1, guide.data(), false), 1);
+        refuseAllocation = nullptr;
+        if (left >= 0) break;
+        EXPECT_EQ(plane, input) << allowed;
+    }
+    EXPECT_NE(plane, input);
+}
+
+TEST(PardisoSolver, AnswersOneWhereThereIsNoMemoryAndItsCoreZero) {
+    SparseSystem system = gridSystem(7, 6, 0.1f, 10.0f, 1);
+    std::vector<float> b(42, 1.0f), work(42);
+    const auto run = [&](auto* solver) {
+        refuseAllocation = [](std::size_t) { return true; };
+        const int result =
+            solver(system.n, system.a.data(), system.ia.data(), system.ja.data(), b.data(), work.data(), 1, 2);
+        refuseAllocation = nullptr;
+        return result;
+    };
+    EXPECT_EQ(run(pardisoSolver), 1);
+    EXPECT_EQ(run(pardisoSolverIC), 0);
+    EXPECT_EQ(b, std::vector<float>(42, 1.0f));
 }
 
 TEST(PardisoSolver, AnswersZeroWhenSolvedAndItsCoreOne) {

@@ -7,13 +7,14 @@
 #include <thread>
 #include <vector>
 
+#include "kestrova/primitives/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/threads.h"
 
 namespace {
 
 constexpr int kAnalyse = 11, kFactorise = 22, kSolve = 33, kRelease = -1;
-constexpr int kDone = 0, kRefused = -1, kNotPositiveDefinite = -4;
+constexpr int kDone = 0, kRefused = -1, kNoMemory = -2, kNotPositiveDefinite = -4;
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
@@ -63,6 +64,33 @@ void expectDenseSolution(const SparseSystem& system, const char* what, std::uint
     double size = 0;
     for (double v : expected) size = std::fmax(size, std::fabs(v));
     for (int i = 0; i < system.n; ++i) ASSERT_NEAR(x[i], expected[i], size * 0x1p-23) << what << ", row " << i;
+}
+
+/// Lets the allocation after `allowed` further ones of this thread fail, while it lives.
+class LittleMemory {
+public:
+    explicit LittleMemory(int allowed) {
+        left = allowed;
+        refuseAllocation = [](std::size_t) { return left-- == 0; };
+    }
+    ~LittleMemory() { refuseAllocation = nullptr; }
+    static bool refused() { return left < 0; }
+
+private:
+    static inline int left = 0;
+};
+
+/// Has each allocation of the phase fail in turn; the phase must tell it, and work once nothing fails any more.
+template <class Phase>
+void expectMemoryErrors(const Phase& phase) {
+    int error = kNoMemory;
+    for (int allowed = 0; allowed < 5000; ++allowed) {
+        const LittleMemory little(allowed);
+        error = phase();
+        if (!LittleMemory::refused()) break;
+        ASSERT_EQ(error, kNoMemory) << "allocation " << allowed;
+    }
+    EXPECT_EQ(error, kDone);
 }
 
 }  // namespace
@@ -341,4 +369,58 @@ TEST(SparseSolver, SolutionRefusesARightHandSideThatIsNotFiniteAndLeavesIt) {
     b[7] = kNan;
     EXPECT_EQ(phases.solve(system, b), kNotPositiveDefinite);
     EXPECT_EQ(b[0], 1.0f);
+}
+
+TEST(SparseSolver, EachPhaseTellsThatMemoryRanOutWhereverItDoes) {
+    const SparseSystem grid = gridSystem(40, 37, 0.5f, 2.0f, 3), random = randomSystem(120, 2.0, 4);
+    for (const SparseSystem* system : {&grid, &random}) {
+        const std::vector<float> rhs = randomVector(system->n, 5);
+        expectMemoryErrors([&] { return Phases().analyse(*system); });
+        Phases phases;
+        ASSERT_EQ(phases.analyse(*system), kDone);
+        expectMemoryErrors([&] { return phases.factorise(*system); });
+        std::vector<float> b = rhs;
+        expectMemoryErrors([&] {
+            b = rhs;
+            const int error = phases.solve(*system, b);
+            EXPECT_EQ(b == rhs, error != kDone);
+            return error;
+        });
+        EXPECT_EQ(b, solved(*system, rhs));
+    }
+}
+
+TEST(SparseSolver, AMatrixThatIsSingularToItsPrecisionIsRefusedNotSolvedByChance) {
+    SparseSystem grid = gridSystem(32, 32, 1.0f, 1.0f, 3);  // one plus a Laplacian; without the one it is singular
+    for (int i = 0; i < grid.n; ++i) grid.a[grid.ia[i] - 1] -= 1.0f;
+    Phases phases;
+    ASSERT_EQ(phases.analyse(grid), kDone);
+    std::vector<float> b = randomVector(grid.n, 1);
+    const std::vector<float> before = b;
+    int error = phases.factorise(grid);
+    if (error == kDone) error = phases.solve(grid, b);
+    EXPECT_EQ(error, kNotPositiveDefinite);
+    EXPECT_EQ(b, before);
+}
+
+TEST(SparseSolver, ValuesMayFillPlacesThatWereZeroInTheAnalysis) {
+    SparseSystem zeros = gridSystem(6, 5, 0.5f, 2.0f, 3), full = zeros;
+    zeros.forEach([&, k = 0](int i, int j, double) mutable {
+        if (i != j && i % 3 == 0) zeros.a[k] = 0;
+        ++k;
+    });
+    const std::vector<float> rhs = randomVector(full.n, 5);
+    Phases phases;
+    ASSERT_EQ(phases.analyse(zeros), kDone);
+    ASSERT_EQ(phases.factorise(full), kDone);
+    std::vector<float> b = rhs;
+    ASSERT_EQ(phases.solve(full, b), kDone);
+    EXPECT_EQ(b, solved(full, rhs));
+}
+
+TEST(SparseSolver, LeavesTheTreatmentOfDenormalsOfTheCallingThread) {
+    const SparseSystem system = gridSystem(40, 40, 0.5f, 2.0f, 3);
+    solved(system, randomVector(system.n, 1));
+    volatile float tiny = 0x1p-126f;
+    EXPECT_GT(tiny * 0.5f, 0.0f);
 }

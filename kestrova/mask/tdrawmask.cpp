@@ -30,6 +30,7 @@ struct TDrawMask::Command {
 /// Where the planes of the running stroke differ from those of a fresh one, so that beginning the next stroke costs as
 /// much as undoing the last one and not a sweep over the whole mask.
 struct TDrawMask::StrokeArea {
+    const uchar* stroke = nullptr;  ///< whose planes: copies may share a mask and have a stroke of their own each
     cv::Rect touched;
     bool valid = false;  ///< false if the mask has changed elsewhere as well
 };
@@ -57,10 +58,15 @@ void TDrawMask::setInImage(TPImage* image) {
 void TDrawMask::setInImage(const cv::Mat& y, const cv::Mat& dr, const cv::Mat& db) {
     const bool hadPicture = !m_inY.empty();
     if (hadPicture && m_inY.size() == y.size()) return;
-    if (y.type() != CV_8UC1 || dr.type() != CV_16UC1 || db.type() != CV_16UC1)
-        fail("ERROR - TDrawMask::setInImage - y.type() != CV_8UC1 || dr.type() != CV_16UC1 || db.type() != CV_16UC1");
-    if (y.empty() || dr.size() != y.size() || db.size() != y.size())
-        fail("ERROR - TDrawMask::setInImage - y.empty() || dr.size() != y.size() || db.size() != y.size()");
+    if (y.empty()) fail("Error - TFDrawMask::resetMask - ippStsError");
+    if (y.type() != CV_8UC1) fail("ERROR - TDrawMask::setInImage - y.type() != CV_8UC1");
+    for (const cv::Mat* chroma : {&dr, &db}) {
+        if (chroma->empty()) continue;
+        if (chroma->type() != CV_16UC1)
+            fail("ERROR - TDrawMask::setInImage - dr.type() != CV_16UC1 || db.type() != CV_16UC1");
+        if (chroma->size() != y.size())
+            fail("ERROR - TDrawMask::setInImage - dr.size() != y.size() || db.size() != y.size()");
+    }
 
     m_inY = y;
     m_inDr = dr;
@@ -183,6 +189,7 @@ void TDrawMask::emptyCmdStack() {
 }
 
 bool TDrawMask::resetMask(cv::Mat& mask, uchar value) {
+    m_strokeArea->valid = false;
     const IppiSize size{mask.cols, mask.rows};
     if (ippiSet_8u_C1R(value, mask.data, static_cast<int>(mask.step), size) != ippStsNoErr)
         fail("Error - TFDrawMask::resetMask - ippStsError");
@@ -200,7 +207,6 @@ bool TDrawMask::invertMask() {
 void TDrawMask::fillMask(uchar value) {
     resetMask(m_mask, value);
     m_dirty = true;
-    m_strokeArea->valid = false;
 }
 
 void TDrawMask::detachStroke() {
@@ -210,7 +216,7 @@ void TDrawMask::detachStroke() {
 }
 
 void TDrawMask::beginStroke() {
-    if (m_strokeArea->valid && m_stroke.size() == m_mask.size() && m_maskAtStart.size() == m_mask.size()) {
+    if (m_strokeArea->valid && m_strokeArea->stroke == m_stroke.data) {
         const cv::Rect& touched = m_strokeArea->touched;
         if (!touched.empty()) {
             m_stroke(touched).setTo(0);
@@ -220,6 +226,7 @@ void TDrawMask::beginStroke() {
         m_stroke.create(m_mask.size(), CV_8UC1);
         resetMask(m_stroke, 0);
         m_mask.copyTo(m_maskAtStart);
+        m_strokeArea->stroke = m_stroke.data;
         m_strokeArea->valid = true;
     }
     m_strokeArea->touched = cv::Rect();

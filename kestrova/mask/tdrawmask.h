@@ -62,15 +62,18 @@ public:
 class KESTROVA_EXPORT TDrawMask {
 public:
     TDrawMask();
+    TDrawMask(const TDrawMask&) = default;
+    TDrawMask& operator=(const TDrawMask&) = default;
 
     /// Binds a picture: its luminance, halved by `downSize2X`, its colour planes and its mask, of which the mask
     /// becomes a copy. Commands of an earlier picture are dropped. Throws if `image` is null or empty, with nothing
     /// changed.
     void setInImage(TPImage* image);
 
-    /// Binds planes at mask size: `y` CV_8UC1, `dr` and `db` CV_16UC1, shared. The mask becomes 255 everywhere, and
-    /// commands of an earlier picture are dropped. Planes of the size that is bound already change nothing at all.
-    /// Throws if types or sizes do not fit or the planes are empty, with nothing changed.
+    /// Binds planes at mask size: `y` CV_8UC1, `dr` and `db` CV_16UC1, shared; `dr` and `db` may be empty where no dot
+    /// has a tolerance. The mask becomes 255 everywhere, and commands of an earlier picture are dropped. Planes of the
+    /// size that is bound already change nothing at all. Throws "Error - TFDrawMask::resetMask - ippStsError" if `y` is
+    /// empty, and a text if types or sizes do not fit, with nothing changed.
     void setInImage(const cv::Mat& y, const cv::Mat& dr, const cv::Mat& db);
 
     /// Begins a stroke; the two numbers are kept with the command and read by nothing.
@@ -96,7 +99,8 @@ public:
 
     /// Replays what is pending; always true. Throws "Error - TFDrawMask::resetMask - ippStsError" while no picture is
     /// bound, "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle." for such a dot, and refuses
-    /// a soft dot whose outer radius is 8000 mask pixels or more. What was replayed before stays, a later call resumes.
+    /// a soft dot whose outer radius is 8000 mask pixels or more, and a tolerance where the picture's planes are not of
+    /// the mask's size. What was replayed before stays, a later call resumes.
     bool proc();
 
     /// The mask (CV_8UC1) for a rectangle `r` of the picture at sampling step `step`, as `TPImage::MatRoi` samples a

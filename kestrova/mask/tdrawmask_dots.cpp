@@ -190,6 +190,8 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
     if (tolerant) {
         if (m_inY.size() != m_mask.size() || m_inDr.size() != m_mask.size() || m_inDb.size() != m_mask.size())
             fail("ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
+        if (m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1)
+            fail("ERROR - TDrawMask::drawStrokeDot - m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1");
         // A centre beyond the picture's edge takes the colour of the nearest pixel.
         const int y = clampInt(p.y, 0, m_mask.rows - 1), x = clampInt(p.x, 0, m_mask.cols - 1);
         colour.y = static_cast<float>(m_inY.ptr<uchar>(y)[x]) * kByteToUnit;

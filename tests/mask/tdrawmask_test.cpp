@@ -105,13 +105,29 @@ TEST_F(TDrawMaskTest, BindingAPictureOfAnotherSizeDropsTheCommands) {
 }
 
 TEST_F(TDrawMaskTest, PlanesThatDoNotFitAreRefusedWithNothingChanged) {
-    const cv::Mat y(5, 6, CV_8UC1), c(5, 6, CV_16UC1), other(5, 7, CV_16UC1);
-    EXPECT_FAILURE(mask.setInImage(c, c, c),
-                   "ERROR - TDrawMask::setInImage - y.type() != CV_8UC1 || dr.type() != CV_16UC1 || db.type() != "
-                   "CV_16UC1");
-    EXPECT_FAILURE(mask.setInImage(y, c, other),
-                   "ERROR - TDrawMask::setInImage - y.empty() || dr.size() != y.size() || db.size() != y.size()");
+    const cv::Mat y(5, 6, CV_8UC1), c(5, 6, CV_16UC1), other(5, 7, CV_16UC1), none;
+    const char* chromaType = "ERROR - TDrawMask::setInImage - dr.type() != CV_16UC1 || db.type() != CV_16UC1";
+    const char* chromaSize = "ERROR - TDrawMask::setInImage - dr.size() != y.size() || db.size() != y.size()";
+    EXPECT_FAILURE(mask.setInImage(none, c, c), "Error - TFDrawMask::resetMask - ippStsError");
+    EXPECT_FAILURE(mask.setInImage(c, c, c), "ERROR - TDrawMask::setInImage - y.type() != CV_8UC1");
+    EXPECT_FAILURE(mask.setInImage(y, y, c), chromaType);
+    EXPECT_FAILURE(mask.setInImage(y, c, y), chromaType);
+    EXPECT_FAILURE(mask.setInImage(y, c, other), chromaSize);
+    EXPECT_FAILURE(mask.setInImage(y, other, c), chromaSize);
     EXPECT_EQ(mask.m_inY.data, planes.y.data);
+    EXPECT_TRUE(samePixels(filled(255), mask.m_mask));
+}
+
+TEST_F(TDrawMaskTest, PictureWithoutColourTakesDotsWithoutTolerance) {
+    TDrawMask grey;
+    grey.setInImage(planes.y, cv::Mat(), cv::Mat());
+    grey.setValue(0);
+    grey.drawStart(0, 1);
+    grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.0f);
+    grey.proc();
+    EXPECT_EQ(grey.m_mask.at<uchar>(20, 20), 255);
+    grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.5f);
+    EXPECT_FAILURE(grey.proc(), "ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
 }
 
 TEST_F(TDrawMaskTest, PictureIsBoundAtHalfSizeWithItsOwnMask) {
@@ -334,6 +350,18 @@ TEST_F(TDrawMaskTest, ResetRestoresThePicturesOwnMask) {
     EXPECT_TRUE(samePixels(image.m_mask, mask.m_mask));
 }
 
+TEST_F(TDrawMaskTest, ResetWithoutAPicturesOwnMaskLeavesNone) {
+    mask.setValue(3);
+    mask.reset();
+    EXPECT_TRUE(mask.m_mask.empty());
+    EXPECT_TRUE(mask.m_cmdStack.empty());
+    EXPECT_TRUE(mask.getMaskRoi(cv::Rect(0, 0, 4, 4), 1).empty());
+    EXPECT_TRUE(mask.bdirty()) << "nothing was fetched";
+    mask.drawStart(0, 1);
+    mask.drawADot(cv::Point(10, 10), 255, 8);
+    EXPECT_FAILURE(mask.proc(), "Error - TFDrawMask::resetMask - ippStsError");
+}
+
 TEST_F(TDrawMaskTest, GetMaskRoiClonesTheWholeMaskForStepsBelowOne) {
     mask.setValue(3);
     mask.proc();
@@ -490,7 +518,7 @@ TEST_F(TDrawMaskTest, OddParametersAreHarmless) {
     EXPECT_TRUE(mask.proc());
 }
 
-TEST_F(TDrawMaskTest, ToleranceWithPlanesOfAnotherSizeIsRefused) {
+TEST_F(TDrawMaskTest, ToleranceWithPlanesOfAnotherSizeOrTypeIsRefused) {
     TPImage image(40, 30);
     image.m_Y.setTo(1000);
     image.m_mask.setTo(255);
@@ -499,6 +527,12 @@ TEST_F(TDrawMaskTest, ToleranceWithPlanesOfAnotherSizeIsRefused) {
     mask.drawStart(0, 1);
     mask.drawADot(cv::Point(20, 20), 0, 8, 4, 1.0f, 0.5f);
     EXPECT_FAILURE(mask.proc(), "ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
+    image.m_Dr = cv::Mat(15, 20, CV_8UC1, cv::Scalar(0));
+    mask.setInImage(&image);
+    mask.drawStart(0, 1);
+    mask.drawADot(cv::Point(20, 20), 0, 8, 4, 1.0f, 0.5f);
+    EXPECT_FAILURE(mask.proc(),
+                   "ERROR - TDrawMask::drawStrokeDot - m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1");
 }
 
 TEST_F(TDrawMaskTest, CopiesShareCommandsAndPlanesAndOutliveEachOther) {
@@ -536,6 +570,62 @@ TEST_F(TDrawMaskTest, StrokesOfACopyAreSeenByTheNextStrokeOfTheOther) {
     EXPECT_EQ(mask.m_mask.at<uchar>(20, 45), 200) << "planes are shared";
     EXPECT_EQ(mask.m_stroke.at<uchar>(20, 45), 0) << "a stroke begins with no coverage";
     EXPECT_EQ(mask.m_maskAtStart.at<uchar>(20, 45), 200);
+}
+
+TEST_F(TDrawMaskTest, CopiesWithStrokesOfTheirOwnBeginEachWithNoCoverage) {
+    mask.setValue(0);
+    mask.proc();
+    TDrawMask copy(mask);
+    stroke(40, 40, 20, 255);
+    mask.proc();
+    copy.setDirty(false);
+    copy.drawStart(0, 1);
+    copy.drawADot(cv::Point(90, 40), 200, 16);
+    copy.drawEnd();
+    copy.proc();
+    EXPECT_NE(copy.m_stroke.data, mask.m_stroke.data);
+    stroke(60, 70, 10, 100);
+    mask.proc();
+    EXPECT_EQ(mask.m_stroke.at<uchar>(20, 20), 0);
+    EXPECT_TRUE(samePixels(cv::Mat(mask.m_maskAtStart(cv::Rect(0, 0, kCols, 25))),
+                           cv::Mat(mask.m_mask(cv::Rect(0, 0, kCols, 25)))))
+        << "a stroke starts from the mask as it is";
+}
+
+TEST_F(TDrawMaskTest, StrokeStartsFromAMaskThatWasFilledDirectly) {
+    mask.setValue(0);
+    stroke(40, 40, 20, 255);
+    mask.proc();
+    EXPECT_TRUE(mask.resetMask(mask.m_mask, 70));
+    stroke(20, 20, 6, 200);
+    mask.proc();
+    EXPECT_TRUE(samePixels(filled(70), mask.m_maskAtStart));
+}
+
+TEST_F(TDrawMaskTest, MovedObjectStaysWhatItWas) {
+    mask.setValue(9);
+    mask.updateLUT(6, 3);
+    TDrawMask other = std::move(mask);
+    EXPECT_EQ(mask.m_cmdStack, other.m_cmdStack);
+    EXPECT_EQ(mask.m_profile_p, other.m_profile_p);
+    other = TDrawMask();
+    EXPECT_TRUE(mask.proc());
+    EXPECT_TRUE(samePixels(filled(9), mask.m_mask));
+    EXPECT_EQ(mask.m_profile_p[0], 1.0f);
+}
+
+TEST_F(TDrawMaskTest, ProfileIsAGaussianThatStartsAtOneAndWouldEndAtZero) {
+    const int outer = 57, inner = 20;
+    mask.updateLUT(outer, inner);
+    const float e = std::exp(-2.0f);
+    for (int i = 0; i < 8000; ++i) {
+        float expected = i < inner ? 1.0f : 0.0f;
+        if (i >= inner && i < outer) {
+            const float t = (float)(i - inner) / (float)(outer - inner);
+            expected = (std::exp(-2 * t * t) - e) * (1 / (1 - e));
+        }
+        ASSERT_EQ(mask.m_profile_p[i], expected) << i;
+    }
 }
 
 TEST_F(TDrawMaskTest, CopyBuildsAProfileOfItsOwnForOtherRadii) {

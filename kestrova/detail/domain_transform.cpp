@@ -134,8 +134,10 @@ void DomainTransformFilter::Workspace::measure(const cv::Mat& in, float ratio) {
         };
         for (int y = begin; y < end; ++y) {
             if (y == in.rows - 1) {
-                std::fill_n(dH.ptr<float>(y), cols, 1.0f);
-                std::fill_n(dV.ptr<float>(y), cols, 1.0f);
+                for (cv::Mat* D : {&dH, &dV}) {
+                    std::fill_n(D->ptr<float>(y), cols, 0.0f);
+                    distanceRow(D->ptr<float>(y), ratio, cols);
+                }
                 continue;
             }
             const float* row = in.ptr<float>(y);

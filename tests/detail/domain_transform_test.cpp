@@ -305,6 +305,18 @@ TEST(DomainTransform, RecursiveFilterTakesItsWidthsFromItsArguments) {
     }
 }
 
+TEST(DomainTransform, NoRangeLeavesNoNumberWhereTheImageIsFlat) {
+    const auto filter = quietFilter(kSigmaS, 0.0f);
+    const cv::Mat in = testImage({6, 7, 2});
+    cv::Mat out;
+    filter->filter(in, out, 0);
+    const cv::Mat expected = reference::filterRF(in, kSigmaS, 0.0f);
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x)
+            for (int c = 0; c < 2; ++c)
+                EXPECT_EQ(std::isnan(at(out, y, x, c)), std::isnan(at(expected, y, x, c))) << x << ", " << y;
+}
+
 TEST(DomainTransform, RecursiveFilterFollowsEdgesOfModerateContrast) {
     const auto filter = quietFilter();
     const cv::Mat in = randomPlane(40, 70, CV_32FC2, 32000, 33000, 6);

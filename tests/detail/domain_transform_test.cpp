@@ -305,16 +305,23 @@ TEST(DomainTransform, RecursiveFilterTakesItsWidthsFromItsArguments) {
     }
 }
 
-TEST(DomainTransform, NoRangeLeavesNoNumberWhereTheImageIsFlat) {
-    const auto filter = quietFilter(kSigmaS, 0.0f);
+TEST(DomainTransform, DistancesOfTheLastRowAndColumnAreThoseOfAFlatStep) {
     const cv::Mat in = testImage({6, 7, 2});
-    cv::Mat out;
-    filter->filter(in, out, 0);
-    const cv::Mat expected = reference::filterRF(in, kSigmaS, 0.0f);
-    for (int y = 0; y < in.rows; ++y)
-        for (int x = 0; x < in.cols; ++x)
-            for (int c = 0; c < 2; ++c)
-                EXPECT_EQ(std::isnan(at(out, y, x, c)), std::isnan(at(expected, y, x, c))) << x << ", " << y;
+    for (const float sigmaR : {kSigmaR, 0.0f}) {
+        const auto filter = quietFilter(kSigmaS, sigmaR);
+        cv::Mat out;
+        filter->filter(in, out, 0);
+        const cv::Mat dH = reference::distances(in, 0, 1, kSigmaS, sigmaR);
+        const cv::Mat dV = reference::distances(in, 1, 0, kSigmaS, sigmaR);
+        for (int y = 0; y < in.rows; ++y) {
+            for (int x = 0; x < in.cols; ++x) {
+                const float h = at(filter->m_workspace->dH, y, x, 0), v = at(filter->m_workspace->dV, y, x, 0);
+                const bool noNumber = sigmaR == 0 && (y == in.rows - 1 || x == in.cols - 1);  // infinity times 0
+                EXPECT_TRUE(noNumber ? std::isnan(h) : h == at(dH, y, x, 0)) << x << ", " << y;
+                EXPECT_TRUE(noNumber ? std::isnan(v) : v == at(dV, y, x, 0)) << x << ", " << y;
+            }
+        }
+    }
 }
 
 TEST(DomainTransform, RecursiveFilterFollowsEdgesOfModerateContrast) {

@@ -1,10 +1,10 @@
 #include "program.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
 #include <string>
-#include <string_view>
 
 #include "refusal.h"
 
@@ -14,9 +14,10 @@ constexpr int kDone = 0;
 constexpr int kRefused = 2;
 constexpr int kCancelled = 130;
 
-int refuse(const char* name, std::string_view reason) {
-    reason = reason.substr(0, reason.find('\n'));
-    std::fprintf(stderr, "%s: %.*s\n", name, static_cast<int>(reason.size()), reason.data());
+/// Some failures have several lines: the user gets one.
+int refuse(const char* name, std::string reason) {
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
+    std::fprintf(stderr, "%s: %s\n", name, reason.c_str());
     return kRefused;
 }
 

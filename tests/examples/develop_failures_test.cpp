@@ -41,10 +41,11 @@ protected:
     }
 
     /// Expects exit code 2, a one-line reason that holds `reason`, and everything in the directory as it was.
-    void expectRefusal(const QStringList& arguments, const QByteArray& reason) const {
+    void expectRefusal(const QStringList& arguments, const QByteArray& reason,
+                       const QProcessEnvironment& environment = programEnvironment()) const {
         SCOPED_TRACE(arguments.join(' ').toStdString());
         const QStringList before = files();
-        const Outcome run = runProgram(KESTROVA_DEVELOP, arguments);
+        const Outcome run = runProgram(KESTROVA_DEVELOP, arguments, environment);
         EXPECT_EQ(run.code, 2);
         EXPECT_TRUE(run.err.startsWith("kestrova-develop: ")) << run.err.toStdString();
         EXPECT_TRUE(run.err.contains(reason)) << run.err.toStdString();
@@ -235,6 +236,25 @@ TEST_F(DevelopFailuresTest, TargetsOfAnotherKindAreRefused) {
 TEST_F(DevelopFailuresTest, WhatJpegCannotHoldIsRefused) {
     QImage(70000, 1, QImage::Format_RGB32).save(scratch("long.png"));
     expectRefusal({scratch("long.png"), scratch("long.jpg"), "--quiet"}, "long.jpg: ");
+}
+
+TEST_F(DevelopFailuresTest, WhateverTheLibraryThrowsEndsWithOneLine) {
+    const struct {
+        const char* failure;
+        const char* reason;
+    } cases[] = {{"text", ": ERROR - some text\n"},
+                 {"traced", ": ERROR - some text\n"},
+                 {"code", ": the library failed with code 0\n"},
+                 {"opencv", "first line"},
+                 {"memory", ": there is not enough memory\n"},
+                 {"other", ": unknown failure\n"}};
+    QProcessEnvironment environment = programEnvironment();
+    environment.insert("LD_PRELOAD", KESTROVA_FAILING_LIBRARY);
+    environment.insert("ASAN_OPTIONS", "verify_asan_link_order=0");
+    for (const auto& c : cases) {
+        environment.insert("KESTROVA_FAILURE", c.failure);
+        expectRefusal({in, out, "--quiet"}, c.reason, environment);
+    }
 }
 
 TEST_F(DevelopFailuresTest, InterruptsCancelAndLeaveTheTargetAsItWas) {

@@ -12,9 +12,9 @@ QProcessEnvironment programEnvironment() {
     return environment;
 }
 
-Outcome runProgram(const QString& program, const QStringList& arguments) {
+Outcome runProgram(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment) {
     QProcess process;
-    process.setProcessEnvironment(programEnvironment());
+    process.setProcessEnvironment(environment);
     process.start(program, arguments);
     Outcome run;
     const int patience = 300000;

@@ -19,7 +19,8 @@ struct Outcome {
 QProcessEnvironment programEnvironment();
 
 /// Runs `program` to its end.
-Outcome runProgram(const QString& program, const QStringList& arguments);
+Outcome runProgram(const QString& program, const QStringList& arguments,
+                   const QProcessEnvironment& environment = programEnvironment());
 
 /// Tests of a program have a scratch directory each, and the bundled photographs.
 class ProgramTest : public testing::Test {

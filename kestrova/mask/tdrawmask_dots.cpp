@@ -203,27 +203,34 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
 
     touch(p, radius);
     const std::size_t width = 2 * static_cast<std::size_t>(radius) + 1;
+    const int firstRow = m_maskY, endRow = m_maskY + rows;
+    const auto coverRowOf = [&](int y, int reach, const float* middle) noexcept {
+        const int x0 = std::max(p.x - reach, 0);
+        const int n = std::min(p.x + reach, m_mask.cols - 1) - x0 + 1;
+        if (y < firstRow || y >= endRow || n < 1) return;
+        const float* row = middle + (x0 - p.x);
+        uchar* stroke = m_stroke.ptr<uchar>(y) + x0;
+        if (tolerant)
+            coverRowWithin(colour, row, m_inY.ptr<uchar>(y) + x0, m_inDr.ptr<ushort>(y) + x0,
+                           m_inDb.ptr<ushort>(y) + x0, stroke, n);
+        else
+            coverRow(row, stroke, n);
+    };
+    // The rows at equal distance above and below the centre share their weights.
+    const int nearest = std::max({firstRow - p.y, p.y - (endRow - 1), 0});
+    const int distances = std::max(p.y - firstRow, endRow - 1 - p.y) - nearest + 1;
     const int cols = std::min(p.x + radius, m_mask.cols - 1) - m_maskX + 1;
-    const int strips = stripCount(rows, cols);
+    const int strips = stripCount(distances, 2 * cols);
     std::vector<float> scratch(static_cast<std::size_t>(strips) * width);
-    parallelStrips(strips, rows, [&](int first, int end, int strip) noexcept {
+    parallelStrips(strips, distances, [&](int first, int end, int strip) noexcept {
         float* const middle = scratch.data() + static_cast<std::size_t>(strip) * width + radius;
-        for (int y = m_maskY + first; y < m_maskY + end; ++y) {
-            const int reach = weights.reach(y - p.y);
+        for (int dy = nearest + first; dy < nearest + end; ++dy) {
+            const int reach = weights.reach(dy);
             if (reach < 0) continue;
-            weights.half(y - p.y, reach + 1, middle);
+            weights.half(dy, reach + 1, middle);
             for (int dx = 1; dx <= reach; ++dx) middle[-dx] = middle[dx];
-
-            const int x0 = std::max(p.x - reach, 0);
-            const int n = std::min(p.x + reach, m_mask.cols - 1) - x0 + 1;
-            if (n < 1) continue;
-            const float* row = middle + (x0 - p.x);
-            uchar* stroke = m_stroke.ptr<uchar>(y) + x0;
-            if (tolerant)
-                coverRowWithin(colour, row, m_inY.ptr<uchar>(y) + x0, m_inDr.ptr<ushort>(y) + x0,
-                               m_inDb.ptr<ushort>(y) + x0, stroke, n);
-            else
-                coverRow(row, stroke, n);
+            coverRowOf(p.y + dy, reach, middle);
+            if (dy > 0) coverRowOf(p.y - dy, reach, middle);
         }
     });
 }

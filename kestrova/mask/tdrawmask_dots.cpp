@@ -89,10 +89,11 @@ struct SmoothStepWeights {
     }
 };
 
+// Weights lie within a rounding of 0..1, and so do the sums within one of 0..255: `nearest` is all that `sat8` does.
 KESTROVA_KERNEL void coverRow(const float* weights, uchar* stroke, int n) noexcept {
     for (int x = 0; x < n; ++x) {
         const double kept = 1.0f - weights[x];
-        stroke[x] = sat8(kept * stroke[x] + static_cast<double>(weights[x]) * 255.0);
+        stroke[x] = clamp8(nearest(kept * stroke[x] + static_cast<double>(weights[x]) * 255.0));
     }
 }
 

@@ -24,8 +24,8 @@ float chromaSigmaS(const cv::Mat& picture) {
     return std::clamp(static_cast<float>(meanSide * 0.0078125), 4.0f, 32.0f);
 }
 
-// Into `chroma` itself where no copy of the engine shares its pixels.
-void enlargeChroma(const cv::Mat& guide, const cv::Mat& half, cv::Mat& chroma) {
+// Into `chroma` itself where nobody else shares its pixels: no copy of the engine and, held here by value, not `half`.
+void enlargeChroma(const cv::Mat& guide, cv::Mat half, cv::Mat& chroma) {
     const bool bShared = chroma.u == nullptr || chroma.u->refcount > 1;
     cv::Mat full = bShared ? cv::Mat() : chroma;
     upSize2XGuidedByYSimple(guide, half, full);

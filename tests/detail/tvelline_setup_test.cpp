@@ -172,6 +172,24 @@ TEST_F(TVellineSetupTest, TakesAnotherPictureOnTheSameObject) {
     EXPECT_TRUE(samePixels(db, engine.m_Db));
 }
 
+TEST_F(TVellineSetupTest, TakesItsOwnPlanes) {
+    for (const cv::Size& size : {cv::Size(1, 1), cv::Size(71, 45), cv::Size(523, 601)}) {
+        const Picture p = picture(size.height, size.width);
+        TVelline engine;
+        EXPECT_TRUE(setUp(engine, p));
+        Picture own = p;
+        own.halfDr = engine.m_Dr.clone();  // larger than half: the corner counts
+        own.halfDb = engine.m_Db.clone();
+        TVelline expected;
+        EXPECT_TRUE(setUp(expected, own));
+        EXPECT_TRUE(engine.setup(engine.m_Y, engine.m_DS, engine.m_DM, engine.m_DL, engine.m_Dr, engine.m_Db, nullptr));
+        EXPECT_EQ(engine.m_Y.data, p.Y.data);
+        EXPECT_EQ(engine.m_DL.data, p.DL.data);
+        EXPECT_TRUE(samePixels(expected.m_Dr, engine.m_Dr));
+        EXPECT_TRUE(samePixels(expected.m_Db, engine.m_Db));
+    }
+}
+
 TEST_F(TVellineSetupTest, ACopyKeepsItsChromaWhenTheOtherTakesAnotherPicture) {
     TVelline engine;
     EXPECT_TRUE(setUp(engine, picture(9, 12)));

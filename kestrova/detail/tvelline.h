@@ -53,15 +53,16 @@ public:
     ///
     /// `rYE16U`, in the form of a detail plane, joins the small scale before its curves if it has the size of the
     /// rectangle planes, and then counts as new on every call; any other size is ignored, an empty plane included.
+    /// Planes of other single-channel types are added by their numbers, biased at 32768 all the same.
     ///
     /// A rectangle that reaches beyond the picture is cut there: at step 1 the result is smaller, at a larger step it
-    /// is width x height all the same, its last column repeated.
+    /// is width x height all the same, the last whole column and row within the picture repeated.
     ///
     /// Throws "ERROR - TVelline::proc - ..." before it changes anything if a plane that it needs is empty or not of the
     /// size of m_Y. Once rectangle and step are stored, and still before any pixel is written, it throws the failures
     /// of `TPImage::MatRoi`, also on a rectangle or step that makes no sense, the one of `modYWithC` on chroma types,
-    /// "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1" and "ERROR - TVelline::proc - detail.type()!=CV_16UC1".
-    /// The flags stay set then, and the next `proc` does the work.
+    /// "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1" and, for details and the extra plane, further "ERROR -
+    /// TVelline::proc - ..." texts. The flags stay set then, and the next `proc` does the work.
     bool proc(cv::Rect roi, int level, cv::Mat rYE16U);
 
     /// The luminance that the last `proc` rendered. The next `proc` that changes it writes into the same pixels, unless

@@ -124,6 +124,7 @@ public:
         Sampled detail = sample(engine, engine.*scale.full, engine.m_level > engine.m_maxPlainLevel);
         if (detail.plane.type() != CV_16UC1) fail("ERROR - TVelline::proc - detail.type()!=CV_16UC1");
         if (extra && !extra->empty() && sameSize(*extra, detail.plane)) {
+            if (extra->channels() != 1) fail("ERROR - TVelline::proc - rYE16U.channels()!=1");
             if (extra->type() == CV_16UC1) {
                 m_extra = *extra;
             } else {
@@ -195,11 +196,11 @@ bool TVelline::proc(cv::Rect roi, int level, cv::Mat rYE16U) {
     if (bAnyStale) requirePlanes(*this, bLuminance && bMixed, bStale);
 
     setRoi(roi, level);
-    m_bChangedS = m_bChangedS || bNewExtra;
     std::optional<Luminance> luminance;
     if (bLuminance) luminance.emplace(*this, bMixed);
     std::cout << "tvelline -- proc ------- rYE16U size: " << rYE16U.rows << "X" << rYE16U.cols
               << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
+    m_bChangedS = m_bChangedS || bNewExtra;
     if (!bAnyStale) return true;
 
     std::optional<Detail> details[kScales];

@@ -71,8 +71,8 @@ void setParameters(TVelline& engine) {
     const float t[] = {0, 0, -0.2f, 0, 0, 0, 0, 0.05f, 0};
     std::copy_n(k, 9, engine.m_k);
     std::copy_n(t, 9, engine.m_t);
-    engine.m_light[0] = 0.3f;
-    engine.m_light[3] = -0.5f;
+    const float light[] = {0.3f, 0.2f, -0.4f, -0.5f, 0.25f, -0.35f};
+    std::copy_n(light, 6, engine.m_light);
     engine.m_mix[0] = 0.4f;
     engine.m_mix[2] = -0.2f;
 }
@@ -269,9 +269,6 @@ TEST(TVellineProcTest, AnExtraPlaneCountsOnTheFirstCall) {
 TEST(TVellineProcTest, AnExtraPlaneSaturatesAndPassesThroughTheCurves) {
     TVelline engine = engineOf(20, 30);
     expectReference(engine, {0, 0, 30, 20}, 1, randomPlane(20, 30, CV_16UC1, 9));
-    setParameters(engine);
-    engine.m_bChangedS = true;
-    ReferenceEngine reference;
     TVelline other = engineOf(20, 30);
     setParameters(other);
     expectReference(other, {0, 0, 30, 20}, 1, asSubPlane(randomPlane(20, 30, CV_16UC1, 9)));
@@ -284,6 +281,16 @@ TEST(TVellineProcTest, AnExtraPlaneOfAnotherTypeIsAddedAsItsNumbers) {
             expectReference(engine, {1, 2, 10, 8}, level, randomPlane(8, 10, type, 9));
         }
     }
+}
+
+TEST(TVellineProcTest, AnExtraPlaneOfSeveralChannelsIsRefused) {
+    TVelline engine = engineOf(20, 30);
+    testing::internal::CaptureStdout();
+    EXPECT_FAILURE(engine.proc({1, 2, 10, 8}, 1, cv::Mat(8, 10, CV_16UC2)),
+                   "ERROR - TVelline::proc - rYE16U.channels()!=1");
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(engine.m_rDS.empty() && engine.m_bRoiChanged && engine.m_bChangedS);
+    render(engine, {1, 2, 10, 8}, 1, cv::Mat(10, 8, CV_16UC2));
 }
 
 TEST(TVellineProcTest, AnExtraPlaneOfTheOldSizeIsIgnoredInANewRectangle) {
@@ -312,6 +319,19 @@ TEST(TVellineProcTest, ARectangleBeyondThePictureIsSmallerAtStepOneAlone) {
     EXPECT_EQ(engine.getRoiY().size(), cv::Size(30, 20));
 }
 
+TEST(TVellineProcTest, AnEmptyRectangleIsRenderedAtStepOneAlone) {
+    for (const cv::Size& size : {cv::Size(0, 5), cv::Size(6, 0), cv::Size(0, 0)}) {
+        TVelline engine = engineOf(20, 30);
+        setParameters(engine);
+        render(engine, {2, 3, 6, 5}, 1);
+        render(engine, {{2, 3}, size}, 1);
+        EXPECT_TRUE(engine.m_rY.empty() && engine.m_rDS.empty() && engine.getRoiY().empty());
+        EXPECT_FALSE(engine.m_bRoiChanged || engine.m_bChangedS);
+        EXPECT_FAILURE(engine.proc({{2, 3}, size}, 2, cv::Mat()), "downSizeNX - out is not allocated");
+        expectReference(engine, {2, 3, 6, 5}, 2);
+    }
+}
+
 TEST(TVellineProcTest, NeutralParametersAndDetailLeaveTheLuminance) {
     TVelline engine = engineOf(20, 30);
     for (cv::Mat* detail : {&engine.m_DS, &engine.m_DM, &engine.m_DL}) detail->setTo(32768);
@@ -338,6 +358,22 @@ TEST(TVellineProcTest, AScaleWithoutWorkStaysAsSampled) {
     EXPECT_TRUE(samePixels(engine.m_DS(roi).clone(), engine.m_rDS));
     EXPECT_FALSE(samePixels(engine.m_DM(roi).clone(), engine.m_rDM));
     EXPECT_TRUE(samePixels(engine.m_DL(roi).clone(), engine.m_rDL));
+}
+
+// Every detail value once, so that the width of a step or a dead zone shows to the level.
+TEST(TVellineProcTest, EachScaleHasItsOwnRangeOfSlopesAndThresholds) {
+    cv::Mat allValues(256, 256, CV_16UC1);
+    for (int i = 0; i < 65536; ++i) allValues.at<ushort>(i / 256, i % 256) = static_cast<ushort>(i);
+    const std::pair<float, float> strengthsAndThresholds[] = {{1.0f, 0.0f}, {-1.0f, 0.0f}, {0.0f, 1.0f}};
+    for (const auto& [k, t] : strengthsAndThresholds) {
+        TVelline engine = engineOf(256, 256);
+        engine.m_DS = engine.m_DM = engine.m_DL = allValues;
+        for (int s : {0, 1, 2}) {
+            engine.m_k[3 * s] = k;
+            engine.m_t[3 * s] = t;
+        }
+        expectReference(engine, {0, 0, 256, 256}, 1);
+    }
 }
 
 TEST(TVellineProcTest, AbsurdParametersRunThroughTheCurves) {
@@ -469,16 +505,19 @@ TEST(TVellineProcTest, WhatACopyRendersLeavesTheOtherAlone) {
     EXPECT_TRUE(samePixels(of, copy.getRoiY()));
 }
 
-TEST(TVellineProcTest, AResultHandedBackInAsThePictureIsNotOverwritten) {
-    TVelline engine = engineOf(20, 30);
-    setParameters(engine);
+TEST(TVellineProcTest, AResultHandedBackInAsAPlaneOfThePictureIsNotOverwritten) {
     const cv::Rect all(0, 0, 30, 20);
-    render(engine, all, 1);
-    engine.m_Y = engine.getRoiY();
-    const cv::Mat before = engine.m_Y.clone();
-    engine.m_bChangedY = true;
-    expectReference(engine, all, 1);
-    EXPECT_TRUE(samePixels(before, engine.m_Y));
+    for (cv::Mat TVelline::*plane :
+         {&TVelline::m_Y, &TVelline::m_DS, &TVelline::m_DM, &TVelline::m_DL, &TVelline::m_Dr, &TVelline::m_Db}) {
+        TVelline engine = engineOf(20, 30);
+        setParameters(engine);
+        render(engine, all, 1);
+        engine.*plane = engine.getRoiY();
+        const cv::Mat before = (engine.*plane).clone();
+        engine.m_bChangedY = true;
+        expectReference(engine, all, 1);
+        EXPECT_TRUE(samePixels(before, engine.*plane));
+    }
 }
 
 TEST(TVellineProcTest, AResultHandedBackInAsTheExtraPlaneIsReadBeforeItIsWritten) {
@@ -587,9 +626,29 @@ TEST(TVellineProcTest, ChromaOfAnotherTypeIsATracedFailure) {
         testing::internal::CaptureStdout();
         EXPECT_TRACED_FAILURE(engine.proc({0, 0, 6, 5}, level, cv::Mat()),
                               " - 374 - TVelline::modYWithC : bad dr type - ");
-        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
         EXPECT_TRUE(engine.m_bChangedY);
     }
+}
+
+TEST(TVellineProcTest, TheLineStandsBetweenLuminanceAndDetail) {
+    TVelline engine = engineOf(20, 30);
+    render(engine, {0, 0, 6, 5}, 1);
+    const cv::Mat extra = detailPlane(5, 6, 9);
+    const auto printedByFailure = [&] {
+        testing::internal::CaptureStdout();
+        EXPECT_THROW(engine.proc({0, 0, 6, 5}, 1, extra), char*);
+        return testing::internal::GetCapturedStdout();
+    };
+    engine.m_DL = cv::Mat(20, 30, CV_8UC1, cv::Scalar(1));
+    engine.m_bChangedL = true;
+    EXPECT_EQ(printedByFailure(), "tvelline -- proc ------- rYE16U size: 5X6  m_rDS size: 5X6\n");
+    EXPECT_TRUE(engine.m_bChangedS && engine.m_bChangedL);
+    engine.m_bChangedS = false;
+    engine.m_Y = cv::Mat(20, 30, CV_8UC1, cv::Scalar(1));
+    engine.m_bChangedY = true;
+    EXPECT_EQ(printedByFailure(), "");
+    EXPECT_FALSE(engine.m_bChangedS);
 }
 
 TEST(TVellineProcTest, FailuresOfTheSamplingPassThroughAndLeaveTheFlags) {

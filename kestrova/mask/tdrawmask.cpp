@@ -39,6 +39,7 @@ TDrawMask::TDrawMask() { detachStroke(); }
 
 void TDrawMask::setInImage(TPImage* image) {
     if (!image) fail("ERROR - TDrawMask::setInImage - image is null");
+    if (image->m_mask.type() != CV_8UC1) fail("ERROR - TDrawMask::setInImage - image->m_mask.type() != CV_8UC1");
     cv::Mat halfY((image->m_Y.rows + 1) / 2, (image->m_Y.cols + 1) / 2, CV_16UC1);
     downSize2X(image->m_Y, halfY, 4);
 

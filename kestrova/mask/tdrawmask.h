@@ -66,8 +66,8 @@ public:
     TDrawMask& operator=(const TDrawMask&) = default;
 
     /// Binds a picture: its luminance, halved by `downSize2X`, its colour planes and its mask, of which the mask
-    /// becomes a copy. Commands of an earlier picture are dropped. Throws if `image` is null or empty, with nothing
-    /// changed.
+    /// becomes a copy. Commands of an earlier picture are dropped. Throws if `image` is null or empty
+    /// or its mask is not CV_8UC1, with nothing changed.
     void setInImage(TPImage* image);
 
     /// Binds planes at mask size: `y` CV_8UC1, `dr` and `db` CV_16UC1, shared; `dr` and `db` may be empty where no dot

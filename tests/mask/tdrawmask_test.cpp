@@ -167,10 +167,13 @@ TEST_F(TDrawMaskTest, PictureOfTheSameSizeIsBoundAnew) {
     EXPECT_EQ(mask.m_mask.at<uchar>(0, 0), 20);
 }
 
-TEST_F(TDrawMaskTest, NullOrEmptyPictureIsRefusedWithNothingChanged) {
+TEST_F(TDrawMaskTest, NullEmptyOrMisfitPictureIsRefusedWithNothingChanged) {
     TPImage empty;
     EXPECT_FAILURE(mask.setInImage(nullptr), "ERROR - TDrawMask::setInImage - image is null");
     EXPECT_FAILURE(mask.setInImage(&empty), "ERROR - downSize2X - outHalf must be allocated!");
+    TPImage wordMask(8, 6);
+    wordMask.m_mask = cv::Mat(3, 4, CV_16UC1, cv::Scalar(0));
+    EXPECT_FAILURE(mask.setInImage(&wordMask), "ERROR - TDrawMask::setInImage - image->m_mask.type() != CV_8UC1");
     EXPECT_EQ(mask.m_inY.data, planes.y.data);
 }
 

@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <string>
 
-/// A row of the table: what `prepare` returns, measured with 1 thread and with all, beside a plain copy of as many bytes
-/// as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it runs
-/// when the row runs. Reported: milliseconds, bytes per second, and "copies", the ratio to the time of that copy in the
-/// same run.
+/// A row of the table: what `prepare` returns, measured with 1 thread and with all, beside a plain copy of as many
+/// bytes as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it
+/// runs when the row runs. Reported: milliseconds, bytes per second, and "copies", the ratio to the time of that copy
+/// in the same run.
 template <class Prepare>
 void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare);
 
@@ -32,29 +32,33 @@ constexpr BenchSize kBenchSizes[] = {{"1920x1080", 1920, 1080}, {"6000x4000", 60
 namespace bench_detail {
 /// Seconds of a plain copy that reads half and writes half of `bytesMoved`, with the current number of threads.
 double copySeconds(std::size_t bytesMoved);
-}
+}  // namespace bench_detail
 
 template <class Prepare>
 void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare) {
     const int all = omp_get_num_procs();
     for (int threads : {1, all}) {
         const std::string row = name + "/threads:" + std::to_string(threads);
-        benchmark::RegisterBenchmark(row.c_str(), [=](benchmark::State& state) {
-            omp_set_num_threads(threads);
-            cv::setNumThreads(threads);
-            auto work = prepare();
-            work();
-            const double copy = bench_detail::copySeconds(bytesMoved);
-            double total = 0;
-            for (auto _ : state) {
-                const double start = omp_get_wtime();
+        benchmark::RegisterBenchmark(
+            row.c_str(),
+            [=](benchmark::State& state) {
+                omp_set_num_threads(threads);
+                cv::setNumThreads(threads);
+                auto work = prepare();
                 work();
-                const double seconds = omp_get_wtime() - start;
-                state.SetIterationTime(seconds);
-                total += seconds;
-            }
-            state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytesMoved));
-            state.counters["copies"] = total / static_cast<double>(state.iterations()) / copy;
-        })->UseManualTime()->Unit(benchmark::kMillisecond);
+                const double copy = bench_detail::copySeconds(bytesMoved);
+                double total = 0;
+                for (auto _ : state) {
+                    const double start = omp_get_wtime();
+                    work();
+                    const double seconds = omp_get_wtime() - start;
+                    state.SetIterationTime(seconds);
+                    total += seconds;
+                }
+                state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytesMoved));
+                state.counters["copies"] = total / static_cast<double>(state.iterations()) / copy;
+            })
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
     }
 }

@@ -16,7 +16,8 @@ TEST(ParallelTest, EveryRowIsVisitedOnce) {
         for (int rows : {0, 1, 2, 5, 64, 1001}) {
             std::vector<std::atomic<int>> visits(rows);
             parallelRows(rows, kCols, [&](int r) noexcept { ++visits[r]; });
-            for (int r = 0; r < rows; ++r) ASSERT_EQ(visits[r], 1) << threads << " threads, row " << r << " of " << rows;
+            for (int r = 0; r < rows; ++r)
+                ASSERT_EQ(visits[r], 1) << threads << " threads, row " << r << " of " << rows;
         }
     });
 }

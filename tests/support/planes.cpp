@@ -53,7 +53,8 @@ std::string neighbourhood(const cv::Mat& expected, const cv::Mat& actual, int ro
     for (const cv::Mat* plane : {&expected, &actual}) {
         text << (plane == &expected ? "expected around it:\n" : "actual around it:\n");
         for (int y = std::max(row - 2, 0); y <= std::min(row + 2, expected.rows - 1); ++y) {
-            for (int x = std::max(col - 3, 0); x <= std::min(col + 3, width - 1); ++x) text << ' ' << element(*plane, y, x);
+            for (int x = std::max(col - 3, 0); x <= std::min(col + 3, width - 1); ++x)
+                text << ' ' << element(*plane, y, x);
             text << '\n';
         }
     }
@@ -96,16 +97,16 @@ cv::Mat asSubPlane(const cv::Mat& plane) {
 }
 
 const std::vector<cv::Size>& testSizes() {
-    static const std::vector<cv::Size> sizes = {{1, 1}, {2, 1}, {1, 2}, {2, 2},  {3, 3},   {7, 1},    {1, 7},
+    static const std::vector<cv::Size> sizes = {{1, 1}, {2, 1}, {1, 2}, {2, 2},   {3, 3},   {7, 1},    {1, 7},
                                                 {7, 5}, {8, 6}, {5, 8}, {33, 17}, {64, 48}, {301, 227}};
     return sizes;
 }
 
 testing::AssertionResult closePixels(const cv::Mat& expected, const cv::Mat& actual, double tolerance) {
     if (expected.size() != actual.size() || expected.type() != actual.type())
-        return testing::AssertionFailure() << "size or type differ: expected " << expected.cols << "x" << expected.rows
-                                           << " type " << expected.type() << ", actual " << actual.cols << "x"
-                                           << actual.rows << " type " << actual.type();
+        return testing::AssertionFailure()
+               << "size or type differ: expected " << expected.cols << "x" << expected.rows << " type "
+               << expected.type() << ", actual " << actual.cols << "x" << actual.rows << " type " << actual.type();
     const int width = expected.cols * expected.channels();
     double worst = -1;
     int worstRow = 0, worstCol = 0, firstRow = -1, firstCol = -1;

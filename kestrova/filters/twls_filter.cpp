@@ -28,6 +28,8 @@ struct TWLSFilter::Buffers {
     std::size_t used = 0;
 };
 
+TWLSFilter::TWLSFilter() = default;
+TWLSFilter& TWLSFilter::operator=(const TWLSFilter&) = default;
 TWLSFilter::~TWLSFilter() { freemem(); }
 
 void TWLSFilter::freemem() {

@@ -10,13 +10,16 @@
 /// The output u of the plane b minimises, over all pixels and all pairs of neighbours,
 ///     sum (u - b)^2 + sum lambda / (|difference of the guide|^alpha + eps) * (difference of u)^2.
 ///
+/// Weights reach lambda / eps where the guide is constant; from some 1e7 on single precision cannot hold the system any
+/// more, and it is refused.
+///
 /// One object serves one `Proc` at a time. Assignment shares the buffers; they go when the last object that shares them
 /// does. There is no copy constructor.
 class KESTROVA_EXPORT TWLSFilter {
 public:
-    TWLSFilter() = default;
+    TWLSFilter();
     TWLSFilter(const TWLSFilter&) = delete;
-    TWLSFilter& operator=(const TWLSFilter&) = default;
+    TWLSFilter& operator=(const TWLSFilter&);
     ~TWLSFilter();
 
     /// Smooths `inOut`, w x h floats with contiguous rows, in place. `guide` is a plane of the same size. With
@@ -64,5 +67,6 @@ private:
 /// leaves the solutions in `b`; `x` is a work vector of the same size. The upper triangle of A, n by n, stands in
 /// compressed sparse rows counted from 1: values `a`, row starts `ia`, columns `ja`; `mtype` is 2.
 /// 0 when solved; 1 when there was not enough memory, `b` being unchanged. Throws "pardisoSolverIC - 11" where the
-/// matrix is malformed, "pardisoSolverIC - 22" where it is not positive definite or not finite or `b` is not finite.
+/// matrix is malformed, "pardisoSolverIC - 22" where it is not positive definite to its precision or not finite or `b`
+/// is not finite.
 KESTROVA_EXPORT int pardisoSolver(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype);

@@ -85,7 +85,7 @@ bool joined(Run& run, const Run& child) {
     both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
     const double share = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
     const int pivots = both.pivots();
-    if (!(pivots <= 8 || (pivots <= 16 && share < 0.4) || (pivots <= 48 && share < 0.15) || share < 0.05)) return false;
+    if (!(pivots <= 4 || (pivots <= 16 && share < 0.3) || share < 0.05)) return false;
     run = both;
     return true;
 }

@@ -14,7 +14,8 @@
 ///     -1  the arguments are refused: a null pointer, n or nrhs < 1, a matrix type other than 2, a malformed pattern,
 ///         a phase out of order
 ///     -2  there is not enough memory
-///     -4  the factorisation met a value or a pivot that is not positive or not finite, or the solution is not finite
+///     -4  the factorisation met a value that is not finite or a pivot that is not positive, or the solution is not
+///         finite or its refinement gains nothing: the matrix is singular to its precision
 ///
 /// Phase 33 solves for `nrhs` right-hand sides, one after another in `b`, and refines each by at most iparm[7] steps
 /// with residuals in double; iparm[6] receives how many were taken. The solutions go to `b` if iparm[5] is 1, else to

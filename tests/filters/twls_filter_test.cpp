@@ -185,6 +185,22 @@ TEST(TWLSFilter, LambdaOfTenThousandIsSolvedWhereTheGuideVaries) {
     expectSmoothed(15, 14, 1e4f, 1.2f, steps(15, 14, 30.0f), false, "steps");
 }
 
+TEST(TWLSFilter, RefusesASystemWhoseDiagonalCannotHoldTheOneAnyMore) {
+    const Plane guide(8 * 8, 0.5f);
+    const SparseSystem system = expectedSystem(8, 8, 1e4f, 1.2f, guide);
+    std::vector<double> rowSums(64);
+    system.forEach([&](int i, int j, double v) {
+        rowSums[i] += v;
+        if (i != j) rowSums[j] += v;
+    });
+    ASSERT_EQ(rowSums, std::vector<double>(64, 0.0)) << "singular: weights of 1e8 swallow the 1";
+    Plane plane = noise(8, 8), used = guide;
+    const Plane before = plane;
+    TWLSFilter filter;
+    EXPECT_FAILURE(filter.Proc(plane.data(), 8, 8, 1e4f, 1.2f, used.data(), false), "pardisoSolverIC - 22");
+    EXPECT_EQ(plane, before);
+}
+
 TEST(TWLSFilter, AConstantPlaneStaysConstant) {
     Plane plane(40 * 30, 0.75f), guide = noise(40, 30);
     TWLSFilter filter;

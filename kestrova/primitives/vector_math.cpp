@@ -3,6 +3,7 @@
 #include <omp.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 
 #include "kestrova/frame/kernel.h"
@@ -10,8 +11,8 @@
 void* mkl_malloc(std::size_t size, int alignment) {
     const bool powerOfTwo = alignment > 0 && (alignment & (alignment - 1)) == 0;
     const std::size_t unit = powerOfTwo && alignment >= 16 ? static_cast<std::size_t>(alignment) : 64;
-    const std::size_t rounded = (size + unit - 1) / unit * unit;
-    return rounded == 0 || rounded < size ? nullptr : std::aligned_alloc(unit, rounded);
+    if (size == 0 || size > PTRDIFF_MAX) return nullptr;
+    return std::aligned_alloc(unit, (size + unit - 1) / unit * unit);
 }
 
 void mkl_free(void* block) { std::free(block); }

@@ -65,13 +65,20 @@ void runBesideTheModel(const Planes& planes, unsigned seed, int commands) {
             mask.proc();
             model.proc();
             ASSERT_TRUE(samePixels(model.mask(), mask.m_mask)) << "command " << i;
+            const int x = below(kCols), y = below(kRows), step = below(5);
+            const int w = 1 + below(2 * kCols - x) / std::max(step, 1),
+                      h = 1 + below(2 * kRows - 1 - y) / std::max(step, 1);
+            const cv::Mat expected =
+                step == 0 ? model.mask() : TPImage::MatRoi(model.mask(), x, y, w, h, step, true, false);
+            ASSERT_TRUE(samePixels(expected, mask.getMaskRoi(cv::Rect(x, y, w, h), step))) << "command " << i;
+            ASSERT_FALSE(mask.bdirty());
         }
     }
 }
 
 TEST(TDrawMaskModelTest, RandomCommandsGiveTheModelsPixels) {
     const Planes planes;
-    for (unsigned seed : {1u, 2u, 3u}) runBesideTheModel(planes, seed, 500);
+    for (unsigned seed : {1u, 2u, 3u}) runBesideTheModel(planes, seed, 800);
 }
 
 TEST(TDrawMaskModelTest, RandomCommandsGiveTheModelsPixelsWithAnyNumberOfThreads) {

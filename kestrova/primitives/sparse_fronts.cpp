@@ -67,34 +67,11 @@ SolverArray<int> postorder(const SolverArray<int>& parent) {
     return order;
 }
 
-/// Pivots of one structure, on the way to a front.
-struct Run {
-    int first, last;
-    std::int64_t rows;
-    int below;
-    std::int64_t zeros;  ///< entries that joining of runs has added
-
-    int pivots() const { return last - first + 1; }
-    std::int64_t entries() const { return trapezoid(pivots() + below, pivots()); }
-};
-
-/// Joins a run with the child run before it where the larger front pays for the zeros that it stores.
-bool joined(Run& run, const Run& child) {
-    Run both = run;
-    both.first = child.first;
-    both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
-    const double share = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
-    const int pivots = both.pivots();
-    if (!(pivots <= 4 || (pivots <= 16 && share < 0.3) || share < 0.05)) return false;
-    run = both;
-    return true;
-}
-
 }  // namespace
 
 double multiplications(const Front& front) {
     double sum = 0;
-    for (double m = front.order(), j = 0; j < front.pivots; ++j) sum += (m - j) * (m - j + 1) / 2;
+    for (int j = 0; j < front.pivots; ++j) sum += static_cast<double>(triangle(front.order() - j));
     return sum;
 }
 
@@ -123,7 +100,7 @@ void FrontTree::findColumns(const SparseRows& matrix) {
 
 /// Column by column: the structure of a column is that of the matrix together with that of its children in the tree. A
 /// column whose only child has the same structure joins that child's run.
-void FrontTree::findFronts() {
+SolverArray<FrontTree::Run> FrontTree::findRuns() {
     SolverArray<Run> runs;
     SolverArray<int> mark(static_cast<std::size_t>(n), -1);       // last run that holds the row
     SolverArray<int> headChild(static_cast<std::size_t>(n), -1);  // runs whose first row below is this one
@@ -134,7 +111,7 @@ void FrontTree::findFronts() {
             Run& last = runs[id - 1];
             const auto within = [&](int row) { return mark[row] == id - 1; };
             if (last.below > 0 && rows[last.rows] == j && headChild[j] < 0 &&
-                std::all_of(&columnRows[0] + columns[j], &columnRows[0] + columns[j + 1], within)) {
+                std::all_of(columnRows.begin() + columns[j], columnRows.begin() + columns[j + 1], within)) {
                 last.last = j;
                 ++last.rows;
                 --last.below;
@@ -161,9 +138,24 @@ void FrontTree::findFronts() {
         runs.push_back({j, j, begin, static_cast<int>(static_cast<std::int64_t>(rows.size()) - begin), 0});
         nextChild.push_back(-1);
     }
+    return runs;
+}
 
+/// Joins a run with the child run before it where the larger front pays for the zeros that it stores.
+bool FrontTree::joined(Run& run, const Run& child) {
+    Run both = run;
+    both.first = child.first;
+    both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
+    const double share = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
+    const int pivots = both.pivots();
+    if (!(pivots <= 4 || (pivots <= 16 && share < 0.3) || share < 0.05)) return false;
+    run = both;
+    return true;
+}
+
+void FrontTree::findFronts() {
     SolverArray<Run> kept;
-    for (Run run : runs) {
+    for (Run run : findRuns()) {
         while (!kept.empty() && kept.back().below > 0 && rows[kept.back().rows] >= run.first &&
                rows[kept.back().rows] <= run.last && joined(run, kept.back())) {
             kept.pop_back();

@@ -59,6 +59,19 @@ struct FrontTree {
     SolverArray<int> levels;             ///< where each level begins in `top`, and the end
 
 private:
+    /// Pivots of one structure, on the way to a front.
+    struct Run {
+        int first, last;
+        std::int64_t rows;
+        int below;
+        std::int64_t zeros;  ///< entries that joining of runs has added
+
+        int pivots() const { return last - first + 1; }
+        std::int64_t entries() const { return trapezoid(pivots() + below, pivots()); }
+    };
+
+    SolverArray<Run> findRuns();
+    static bool joined(Run& run, const Run& child);
     void findColumns(const SparseRows& matrix);
     void findFronts();
     void linkFronts();

@@ -19,7 +19,7 @@ namespace {
 
 /// Eight floats side by side, at any address.
 typedef float Lane __attribute__((vector_size(32), aligned(4), may_alias));
-constexpr int kLane = 8;
+constexpr std::int64_t kLane = 8;
 static_assert(kChunk == 2 * kLane && kPanel == kChunk);
 
 constexpr int kTile = 4;  ///< columns of a tile; with 16 rows eight lanes of sums

@@ -22,7 +22,7 @@ struct FrontMatrix {
 constexpr int kBlock = 64;
 constexpr int kPanel = 16;
 /// Rows that a kernel holds in registers.
-constexpr int kChunk = 16;
+constexpr std::int64_t kChunk = 16;
 
 /// Floats that the rows of a block of pivots take, packed by chunks, in a front of the given order.
 inline std::int64_t packedSize(std::int64_t order) { return (order + kChunk - 1) / kChunk * kChunk * kBlock; }

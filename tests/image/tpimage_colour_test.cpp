@@ -26,7 +26,7 @@ const float k299 = fromBits(0x3e991687u), k587 = fromBits(0x3f1645a2u), k114 = f
 const double k17036 = fromBits(std::uint64_t{0x3ffb41f212d77319});
 const float k17035775 = fromBits(0x3fda0ed4u);
 
-// Values about 0..1 with its borders, beyond them, and between.
+// Values about 0..1 with its borders, beyond them, and between; then random ones within, at the border and beyond.
 const std::vector<float> kComponents = {-70000.0f, -1.5f, -0.5f, -0.0f, 0.0f, 1e-6f, 0.1f,    0.25f,
                                         0.5f,      0.75f, 0.99f, 1.0f,  1.2f, 2.0f,  70000.0f};
 
@@ -43,6 +43,8 @@ void forColours(const Work& work) {
     for (int i = 0; i < 20000; ++i) {
         const float r = next(), g = next(), b = next();
         work(r, g, b);
+        work(r, 1.0f, b);
+        work(3.0f * r - 1.0f, 3.0f * g - 1.0f, 3.0f * b - 1.0f);
     }
 }
 
@@ -152,6 +154,30 @@ TEST(TPImageColourTest, YuvInOfAllDepthsIsGamutStepAndStatedSum) {
         ASSERT_EQ(u16, rounded(((r - yf) * 0.5f + 1.0f) * 32768.0f, 65535)) << colour;
         ASSERT_EQ(v16, rounded(((b - yf) * 0.5f + 1.0f) * 32768.0f, 65535)) << colour;
     });
+}
+
+TEST(TPImageColourTest, TheByteDifferencesStepAtTheStatedThresholds) {
+    const auto difference = [](float c, float weight, float inverse) {
+        float d = (c - c * weight) * 128.0f;
+        d = d * inverse;
+        return rounded(d + 128.0f, 255);
+    };
+    for (int code = 128; code < 255; ++code)
+        for (bool red : {true, false}) {
+            const float weight = red ? k299 : k114, inverse = fromBits(red ? 0x3fb698a7u : 0x3f907833u);
+            float below = 0.0f, above = 1.0f;
+            for (int i = 0; i < 40; ++i) {
+                const float middle = 0.5f * (below + above);
+                (difference(middle, weight, inverse) > code ? above : below) = middle;
+            }
+            float c = below;
+            for (int i = 0; i < 8; ++i) c = std::nextafter(c, 0.0f);
+            for (int i = 0; i < 16; ++i, c = std::nextafter(c, 2.0f)) {
+                unsigned char y, u, v;
+                TPImage::RGB2YUV(red ? c : 0.0f, 0.0f, red ? 0.0f : c, y, u, v);
+                ASSERT_EQ(red ? u : v, difference(c, weight, inverse)) << c;
+            }
+        }
 }
 
 TEST(TPImageColourTest, AColourAboveOneIsCompressedTowardsItsMinimum) {

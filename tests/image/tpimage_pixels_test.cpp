@@ -5,6 +5,7 @@
 
 #include "kestrova/image/tpimage.h"
 #include "kestrova/resample/chroma_upsize.h"
+#include "kestrova/resample/resample.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
@@ -35,6 +36,16 @@ uchar rounded8(double v) { return static_cast<uchar>(std::fmin(std::fmax(std::ne
 int clamped(int v) { return std::min(std::max(v, 0), 65535); }
 int halfOf(int n) { return (n + 1) / 2; }
 
+const std::vector<cv::Size>& sizes() {
+    static const std::vector<cv::Size> all = [] {
+        std::vector<cv::Size> list = testSizes();
+        for (int height = 1; height <= 5; ++height)
+            for (int width = 1; width <= 5; ++width) list.emplace_back(width, height);
+        return list;
+    }();
+    return all;
+}
+
 // Step by step with whole planes, as a picture comes in.
 struct PicturePlanes {
     cv::Mat Y, Dr, Db;
@@ -59,6 +70,15 @@ cv::Mat everyOther(const cv::Mat& plane) {
         for (int x = 0; x < half.cols; ++x) half.at<ushort>(y, x) = plane.at<ushort>(2 * y, 2 * x);
     if (half.cols > plane.cols / 2 && half.cols > 1) half.col(half.cols - 2).copyTo(half.col(half.cols - 1));
     return half;
+}
+
+TEST(TPImagePixelsTest, EveryOtherPixelIsTheReductionByTwo) {
+    for (const cv::Size& size : sizes()) {
+        const cv::Mat plane = randomPlane(size.height, size.width, CV_16UC1);
+        cv::Mat reduced(halfOf(size.height), halfOf(size.width), CV_16UC1, cv::Scalar(0));
+        downSize2X(plane, reduced, 4);
+        EXPECT_TRUE(samePixels(reduced, everyOther(plane))) << size;
+    }
 }
 
 PicturePlanes pictureOf(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, bool fifteenBits) {
@@ -96,16 +116,6 @@ struct ThreePlanes {
         step = static_cast<int>(mat[0].step);
     }
 };
-
-const std::vector<cv::Size>& sizes() {
-    static const std::vector<cv::Size> all = [] {
-        std::vector<cv::Size> list = testSizes();
-        for (int height = 1; height <= 5; ++height)
-            for (int width = 1; width <= 5; ++width) list.emplace_back(width, height);
-        return list;
-    }();
-    return all;
-}
 
 TEST(TPImagePixelsTest, PlanarInIsThePlanesStepByStep) {
     for (const cv::Size& size : sizes()) {
@@ -510,6 +520,14 @@ TEST(TPImagePixelsTest, PackedOutIsEnlargedChromaConvertedInFloat) {
         image.convertTo(out.ptr(), static_cast<int>(out.step));
         EXPECT_TRUE(samePixels(packedOf(enlarged(image)), out)) << size;
     }
+}
+
+// Few greens are near enough to half a byte for the last bit of their factor to show.
+TEST(TPImagePixelsTest, PackedOutKeepsTheLastBitOfGreensFactor) {
+    const TPImage image = randomImage({1024, 512});
+    cv::Mat out(512, 1024, CV_8UC4);
+    image.convertTo(out.ptr(), static_cast<int>(out.step));
+    EXPECT_TRUE(samePixels(packedOf(enlarged(image)), out));
 }
 
 TEST(TPImagePixelsTest, APartOfThePictureIsItsTopLeft) {

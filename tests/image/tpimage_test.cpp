@@ -162,7 +162,10 @@ TEST(TPImageTest, ReleaseLetsGoOfThePlanesOnly) {
 
 TEST(TPImageTest, CloneIsPrivateAndLeavesLuminanceOutOnRequest) {
     const TPImage image = randomImage(7, 5);
+    const int count = TPImage::m_count;
     const TPImage whole = image.clone(true), chroma = image.clone(false);
+    EXPECT_EQ(whole.uid(), (count + 1) << 9);
+    EXPECT_EQ(chroma.uid(), (count + 2) << 9);
     for (std::size_t p = 0; p < 4; ++p) {
         EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(whole)[p]));
         EXPECT_NE(planesOf(image)[p].data, planesOf(whole)[p].data);
@@ -170,7 +173,6 @@ TEST(TPImageTest, CloneIsPrivateAndLeavesLuminanceOutOnRequest) {
         EXPECT_TRUE(samePixels(planesOf(image)[p], planesOf(chroma)[p]));
     }
     EXPECT_TRUE(chroma.bEmpty());
-    EXPECT_NE(whole.uid(), image.uid());
 }
 
 TEST(TPImageTest, CopyToIsPrivateAndKeepsTheIdentity) {
@@ -291,18 +293,21 @@ TEST(MatRoiTest, AtScaleOneStillSmoothsByOneBoxOfThree) {
     }
 }
 
-TEST(MatRoiTest, TheRadiusGrowsWithTheRegionFromScaleFiveOn) {
-    // A side of 4000 gives 3, more than the 2 of scale 5; scale 4 keeps 1. What is far inside depends on its
-    // surroundings alone.
-    cv::Mat in(4000, 4001, CV_8UC1, cv::Scalar(0));
+TEST(MatRoiTest, TheRadiusGrowsWithTheShorterSideOfTheRegionFromScaleFiveOn) {
+    // A shorter side of 4000 gives 3, more than the 2 of scale 5; 3999, cut off at an edge, does not, and scale 4 keeps
+    // 1. What is far inside depends on its surroundings alone.
+    struct Rule {
+        int x, y, scale, radius, passes;
+    };
+    cv::Mat in(4001, 4001, CV_8UC1, cv::Scalar(0));
     randomPlane(120, 160, CV_8UC1).copyTo(in(cv::Rect(2000, 2000, 160, 120)));
-    for (const cv::Vec3i& rule : {cv::Vec3i(5, 3, 1), cv::Vec3i(4, 1, 2)}) {
-        const int scale = rule[0], w = 160 / scale, h = 120 / scale, at = 2000 / scale;
-        const cv::Mat roi = TPImage::MatRoi(in, 0, 0, 4000 / scale, 4000 / scale, scale, false, true);
+    for (const Rule& rule : {Rule{0, 0, 5, 3, 1}, Rule{2, 0, 5, 2, 1}, Rule{0, 2, 5, 2, 1}, Rule{0, 0, 4, 1, 2}}) {
+        const int side = 4000 / rule.scale, w = 150 / rule.scale, h = 110 / rule.scale, at = 2000 / rule.scale;
+        const cv::Mat roi = TPImage::MatRoi(in, rule.x, rule.y, side, side, rule.scale, false, true);
         const cv::Rect inside(2, 2, w - 4, h - 4);
-        EXPECT_TRUE(samePixels(naiveRoi(in, 2000, 2000, w, h, scale, rule[1], rule[2])(inside),
-                               roi(cv::Rect(at, at, w, h))(inside)))
-            << scale;
+        const cv::Mat expected = naiveRoi(in, 2000 + rule.x, 2000 + rule.y, w, h, rule.scale, rule.radius, rule.passes);
+        EXPECT_TRUE(samePixels(expected(inside), roi(cv::Rect(at, at, w, h))(inside)))
+            << rule.x << ' ' << rule.y << ' ' << rule.scale;
     }
 }
 

@@ -75,7 +75,9 @@ public:
 
     /// Pixels in. The planes get the size of the picture, chroma is formed from every other pixel of every other row,
     /// `m_mask` becomes 255. A picture without pixels changes nothing; null pointers and steps shorter than a row are
-    /// failures, and leave the image as it was. The packed forms add 1 to the identity, the planar ones do not.
+    /// failures, and leave the image as it was; so are half-size planes that were released ("ERROR - downSize2X -
+    /// outHalf must be allocated!") or have another size while `m_Y` has its own. The packed forms add 1 to the
+    /// identity, the planar ones do not.
     void convertFrom(const unsigned char* src, int width, int height, int step);
     void convertFrom(const unsigned short* src, int width, int height, int step);
     void convertFrompRGB(unsigned short* const planes[3], int width, int height, int step);
@@ -89,9 +91,11 @@ public:
     void convertTopRGB(unsigned short* const planes[3], int step) const;
     void convertTopRGB15U(unsigned short* const planes[3], int step) const;
     /// The cheap preview: `hWidth()` by `hHeight()` bytes a plane, luminance reduced instead of chroma enlarged.
+    /// Failures as above; an empty image fails with "ERROR - downSize2X - outHalf must be allocated!".
     void convertToHalfpRGB(unsigned char* const planes[3], int step) const;
 
-    /// Luminance of three `CV_16UC1` planes of one size; `Y` is created with that size as `CV_16UC1`.
+    /// Luminance of three `CV_16UC1` planes of one size; `Y` is created with that size as `CV_16UC1`. Other types and a
+    /// green or blue plane smaller than the red one are failures.
     static void PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
     /// The same of planes on the 15-bit scale; `Y` is on the 16-bit scale.
     static void PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
@@ -99,13 +103,14 @@ public:
     /// Full-size planes to full-size planes. All are `CV_16UC1` (outputs of the 8-bit form `CV_8UC1`), allocated by
     /// the caller, and at least as large as `Y`. In the 16- and 15-bit forms R may be Dr and B may be Db, and green
     /// comes from the clamped red and blue; in the 8-bit form from the unclamped ones, and Y loses its lowest bit.
+    /// Other types and smaller planes are failures before anything is written; an empty `Y` asks nothing.
     static void YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B);
     void YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
     void YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
 
-    /// Full-size `Y` with half-size `Dr`, `Db`, all `CV_16UC1` ("ERROR TPImage::YDrDbToQImage - input type"), to the
-    /// top left `width` by `height` packed 8-bit pixels, alpha 255. All in float, from unclamped red and blue, divided
-    /// by 256 with rounding.
+    /// Full-size `Y` with half-size `Dr`, `Db`, all `CV_16UC1` ("ERROR TPImage::YDrDbToQImage - input type", also for
+    /// planes never created), to the top left `width` by `height` packed 8-bit pixels, alpha 255. All in float, from
+    /// unclamped red and blue, divided by 256 with rounding.
     static void YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, unsigned char* dst, int width,
                               int height, int step);
 

@@ -2,6 +2,15 @@
 
 #include "tests/primitives/region.h"
 
+/// Pixels of which two in three are +-2^40, so that large ones cancel out and a sum in double shows its order.
+inline cv::Mat cancellingFloats(int rows, int cols) {
+    cv::Mat plane = randomPlane(rows, cols, CV_32FC1);
+    const cv::Mat kinds = randomPlane(rows, cols, CV_8UC1, 0, 2, 7);
+    plane.setTo(0x1p40, kinds == 0);
+    plane.setTo(-0x1p40, kinds == 1);
+    return plane;
+}
+
 /// A region in the middle of pixels that a mask covers, for filters that read around their region.
 struct Surrounded {
     cv::Mat frame;

@@ -64,7 +64,7 @@ TEST(FilterGaussTest, FloatsAreSummedInTheDocumentedOrder) {
     for (const Gauss& gauss : kGausses) {
         const int r = gauss.radius;
         for (cv::Size size : testSizes()) {
-            const Surrounded src = surrounded(size, gauss, CV_32FC1);
+            const Surrounded src(cancellingFloats(size.height + 2 * r, size.width + 2 * r), size, {r, r});
             const auto pixel = [&](const cv::Mat& frame, int y, int x) {
                 const auto column = [&](int j) {
                     double sum = 0;

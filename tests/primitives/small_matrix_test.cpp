@@ -72,6 +72,9 @@ TEST(InvertTest, ASingularMatrixIsReportedAndTheDestinationLeftAlone) {
         {0, 0, 0, 0, 0, 0, 0, 0, 0},
         {1, 2, 3, 4, 5, 6, 7, 8, 9},
         {0.1f, 0.2f, 0.3f, 0.1f, 0.2f, 0.3f, 0.7f, 0.8f, 0.95f},
+        // the third row is the sum of the others, the determinant in double 2^-54
+        {0x1.a3b888p-1f, 0x1.d7582p-2f, 0x1.66a818p-1f, 0x1.b4e44p-4f, 0x1.af7bdp-1f, 0x1.9cc178p-1f, 0x1.da551p-1f,
+         0x1.4d93fp+0f, 0x1.81b4c8p+0f},
         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
         {std::nanf(""), 0, 0, 0, 1, 0, 0, 0, 1},
         {std::numeric_limits<float>::infinity(), 0, 0, 0, 1, 0, 0, 0, 1},

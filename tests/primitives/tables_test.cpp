@@ -111,6 +111,14 @@ TEST(LutLinearTest, DrawsTheLinesBetweenLevels) {
                 {0, 32768 - 10000, 32768 - 5000, 32768, 32768 + 5000, 32768 + 10000, 65535});
 }
 
+TEST(LutLinearTest, TheTermsAreAddedInTheirOrder) {
+    // Entry 36576 is half a unit up, which slope * (i - level) would round the other way.
+    expectCurve({22410, 9810}, {-2792, 58008});
+    EXPECT_EQ(curveEntry(36576, {22410, 9810}, {-2792, 58008}), 14251);
+    EXPECT_EQ(curveEntry(11088, {19082, 1445}, {9413, 11423}), 4385);
+    expectCurve({19082, 1445}, {9413, 11423});
+}
+
 TEST(LutLinearTest, OutsideTheLevelsEntriesStay) {
     expectCurve({7, 9}, {1000, 1010});
     EXPECT_EQ(curveEntry(999, {7, 9}, {1000, 1010}), 999);

@@ -254,6 +254,35 @@ TEST(ResampleTest, RowsBeyondTheInputRepeatItsLastRow) {
     }
 }
 
+// Two columns too many after a resize, one after a pyramid step, which takes no more.
+TEST(ResampleTest, ColumnsBeyondTheInputRepeatTheLastRegularOneInEveryFunction) {
+    const cv::Mat in = randomPlane(12, 12, CV_16UC1);
+    const auto expectRepeated = [](const cv::Mat& out, int additional) {
+        for (int y = 0; y < out.rows; ++y)
+            for (int i = 1; i <= additional; ++i)
+                EXPECT_EQ(out.at<ushort>(y, out.cols - i), out.at<ushort>(y, out.cols - additional - 1)) << out.size();
+    };
+    for (int interp : {kNearest, kLinear, kCubic}) {
+        cv::Mat half = filled({8, 6}, CV_16UC1), twice = filled({26, 24}, CV_16UC1);
+        downSize2X(in, half, interp);
+        upSize2X(in, twice, interp);
+        expectRepeated(half, 2);
+        expectRepeated(twice, 2);
+        for (int n : {3, 4, 5}) {
+            cv::Mat reduced = filled({12 / n + 2, 12 / n}, CV_16UC1), enlarged = filled({12 * n + 2, 12 * n}, CV_16UC1);
+            downSizeNX(in, reduced, n, interp);
+            upSizeNX(in, enlarged, n, interp);
+            expectRepeated(reduced, 2);
+            expectRepeated(enlarged, 2);
+        }
+    }
+    cv::Mat half = filled({7, 6}, CV_16UC1), twice = filled({25, 24}, CV_16UC1);
+    downSize2X(in, half, 257);
+    upSize2X(in, twice, 257);
+    expectRepeated(half, 1);
+    expectRepeated(twice, 1);
+}
+
 TEST(ResampleTest, AnOutputThatIsTooSmallGetsTheUpperLeftPart) {
     const cv::Mat in = randomPlane(20, 20, CV_8UC1);
     cv::Mat whole = filled({40, 40}, CV_8UC1), part = filled({23, 11}, CV_8UC1);

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/plane.h"
 #include "kestrova/primitives/resize_axis.h"
 #include "kestrova/primitives/resize_kernels.h"
 
@@ -163,16 +164,6 @@ void copyRow(const T* row, const Columns<W>& c, T* out) {
         resize_kernels::gather(row, c.first + b, out + b, n);
     for (int x = c.insideEnd; x < c.count; ++x) out[x] = row[c.axis.clamp(c.first[x])];
 }
-
-template <class T>
-struct Plane {
-    T* data;
-    int step;
-    T* row(int y) const {
-        using Byte = std::conditional_t<std::is_const_v<T>, const uchar, uchar>;
-        return reinterpret_cast<T*>(reinterpret_cast<Byte*>(data) + static_cast<std::ptrdiff_t>(y) * step);
-    }
-};
 
 // The source rows that a destination row is summed from, filtered horizontally. They follow one another, so that the
 // last four of them are all there is to keep.

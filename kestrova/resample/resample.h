@@ -11,6 +11,7 @@
 ///
 /// `interp` is 1 nearest, 2 linear, 4 cubic (Keys, a = -1/2; what is used as a rule). Any other code leaves the output
 /// unwritten but for those additional columns, without a message. Integer results are rounded to nearest, halves up.
+/// Input and output do not overlap.
 ///
 /// With pixel centres counted from 0, output pixel x takes the input at
 ///     downSize2X: 2 x                          downSizeNX: n x + n/2 - 1
@@ -19,7 +20,8 @@
 /// than that of pixel centres for n above 2; this is meant.
 
 /// Of `downSize2X` and `upSize2X` alone: a step of the Gaussian pyramid (`cv::pyrDown`, `cv::pyrUp`) with mirrored
-/// edges. P. J. Burt and E. H. Adelson, "The Laplacian Pyramid as a Compact Image Code" (1983).
+/// edges. P. J. Burt and E. H. Adelson, "The Laplacian Pyramid as a Compact Image Code" (1983). Types and sizes are
+/// those that OpenCV takes; others make it throw its `cv::Exception`.
 constexpr int kPyramidStep = 257;
 
 /// Reduces `in` by 2 into `outHalf`.

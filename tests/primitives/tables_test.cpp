@@ -224,6 +224,12 @@ TEST(ImageRampTest, SlopeTwoAroundTheMiddle) {
     for (int i = 49152; i < 65536; ++i) ASSERT_EQ(table[i], 65535);
 }
 
+TEST(ImageRampTest, TheHalfIsAddedInFloat) {
+    uchar byte = 9;
+    ippiImageRamp_8u_C1R(&byte, 1, {1, 1}, 0x1.fffffep-2f, 0, ippAxsHorizontal);  // just below a half; the sum is 1
+    EXPECT_EQ(byte, 1);
+}
+
 TEST(ImageRampTest, WithinHalfOfTheTopItIsTheTop) {
     uchar bytes[2];
     ippiImageRamp_8u_C1R(bytes, 2, {2, 1}, 254.5f, -0.001f, ippAxsHorizontal);

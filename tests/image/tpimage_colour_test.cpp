@@ -45,6 +45,7 @@ void forColours(const Work& work) {
         work(r, g, b);
         work(r, 1.0f, b);
         work(3.0f * r - 1.0f, 3.0f * g - 1.0f, 3.0f * b - 1.0f);
+        work(0.3f * r, 2.0f * g, 3.0f * b);
     }
 }
 

@@ -522,12 +522,17 @@ TEST(TPImagePixelsTest, PackedOutIsEnlargedChromaConvertedInFloat) {
     }
 }
 
-// Few greens are near enough to half a byte for the last bit of their factor to show.
-TEST(TPImagePixelsTest, PackedOutKeepsTheLastBitOfGreensFactor) {
-    const TPImage image = randomImage({1024, 512});
-    cv::Mat out(512, 1024, CV_8UC4);
-    image.convertTo(out.ptr(), static_cast<int>(out.step));
-    EXPECT_TRUE(samePixels(packedOf(enlarged(image)), out));
+// Few greens are so near to a byte's threshold that their last bit shows.
+TEST(TPImagePixelsTest, BytesKeepTheLastBitOfGreen) {
+    const cv::Size size(1024, 512);
+    const TPImage image = randomImage(size);
+    cv::Mat packed(size, CV_8UC4);
+    image.convertTo(packed.ptr(), static_cast<int>(packed.step));
+    const PicturePlanes full = enlarged(image);
+    EXPECT_TRUE(samePixels(packedOf(full), packed));
+    ThreePlanes<uchar> out(size.height, size.width);
+    image.YDRDB2RGB8U(full.Y, full.Dr, full.Db, out.mat[0], out.mat[1], out.mat[2]);
+    expectPlanes<uchar>(planesOf<uchar>(full.Y, full.Dr, full.Db, rgb8Of), out.mat);
 }
 
 TEST(TPImagePixelsTest, APartOfThePictureIsItsTopLeft) {

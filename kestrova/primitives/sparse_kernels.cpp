@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "kestrova/frame/kernel.h"
@@ -15,17 +16,25 @@
 #define KESTROVA_INLINE inline
 #endif
 
+// Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace {
 
-/// Eight floats side by side, at any address.
-typedef float Lane __attribute__((vector_size(32), aligned(4), may_alias));
+/// Eight floats side by side.
+typedef float Lane __attribute__((vector_size(32)));
 constexpr std::int64_t kLane = 8;
 static_assert(kChunk == 2 * kLane && kPanel == kChunk);
 
 constexpr int kTile = 4;  ///< columns of a tile; with 16 rows eight lanes of sums
 
-KESTROVA_INLINE Lane& lane(float* p) { return *reinterpret_cast<Lane*>(p); }
-KESTROVA_INLINE const Lane& lane(const float* p) { return *reinterpret_cast<const Lane*>(p); }
+/// Lanes stand at any address.
+KESTROVA_INLINE Lane lane(const float* p) {
+    Lane value;
+    std::memcpy(&value, p, sizeof value);
+    return value;
+}
+KESTROVA_INLINE void setLane(float* p, Lane value) { std::memcpy(p, &value, sizeof value); }
 
 /// Chunk q of the packed rows: element (row, pivot) stands at pivot * kChunk + row.
 KESTROVA_INLINE float* chunk(float* packed, std::int64_t q) { return packed + q * kChunk * kBlock; }
@@ -53,8 +62,8 @@ KESTROVA_INLINE void eliminateTile(const FrontMatrix& front, std::int64_t base, 
         const std::int64_t row = base + q * kChunk;
         if (whole && row >= tile + kTile - 1 && row + kChunk <= front.order) {
             for (int c = 0; c < kTile; ++c) {
-                lane(columns[c] + row) -= sum[c][0];
-                lane(columns[c] + row + kLane) -= sum[c][1];
+                setLane(columns[c] + row, lane(columns[c] + row) - sum[c][0]);
+                setLane(columns[c] + row + kLane, lane(columns[c] + row + kLane) - sum[c][1]);
             }
             continue;
         }
@@ -62,8 +71,8 @@ KESTROVA_INLINE void eliminateTile(const FrontMatrix& front, std::int64_t base, 
             const std::int64_t column = tile + c;
             if (column < first || column >= last) continue;
             float values[kChunk];
-            lane(values) = sum[c][0];
-            lane(values + kLane) = sum[c][1];
+            setLane(values, sum[c][0]);
+            setLane(values + kLane, sum[c][1]);
             const std::int64_t end = std::min(row + kChunk, front.order);
             for (std::int64_t i = std::max(row, column); i < end; ++i) columns[c][i] -= values[i - row];
         }
@@ -88,12 +97,12 @@ KESTROVA_INLINE bool factorDiagonal(float* block, int pivots, float* inverse) {
         const float root = std::sqrt(pivot);
         inverse[j] = 1 / root;
         for (int i = 0; i < j; ++i) column[i] = 0;
-        lane(column) *= inverse[j];
-        lane(column + kLane) *= inverse[j];
+        setLane(column, lane(column) * inverse[j]);
+        setLane(column + kLane, lane(column + kLane) * inverse[j]);
         column[j] = root;
         for (int c = j + 1; c < pivots; ++c) {
-            lane(block + c * kChunk) -= lane(column) * column[c];
-            lane(block + c * kChunk + kLane) -= lane(column + kLane) * column[c];
+            setLane(block + c * kChunk, lane(block + c * kChunk) - lane(column) * column[c]);
+            setLane(block + c * kChunk + kLane, lane(block + c * kChunk + kLane) - lane(column + kLane) * column[c]);
         }
     }
     return true;
@@ -103,11 +112,11 @@ KESTROVA_INLINE bool factorDiagonal(float* block, int pivots, float* inverse) {
 KESTROVA_INLINE void solveChunk(float* rows, const float* block, int pivots, const float* inverse) {
     for (int j = 0; j < pivots; ++j) {
         Lane low = lane(rows + j * kChunk) * inverse[j], high = lane(rows + j * kChunk + kLane) * inverse[j];
-        lane(rows + j * kChunk) = low;
-        lane(rows + j * kChunk + kLane) = high;
+        setLane(rows + j * kChunk, low);
+        setLane(rows + j * kChunk + kLane, high);
         for (int c = j + 1; c < pivots; ++c) {
-            lane(rows + c * kChunk) -= low * block[j * kChunk + c];
-            lane(rows + c * kChunk + kLane) -= high * block[j * kChunk + c];
+            setLane(rows + c * kChunk, lane(rows + c * kChunk) - low * block[j * kChunk + c]);
+            setLane(rows + c * kChunk + kLane, lane(rows + c * kChunk + kLane) - high * block[j * kChunk + c]);
         }
     }
 }
@@ -134,8 +143,8 @@ KESTROVA_KERNEL bool factorBlock(const FrontMatrix& front, int begin, int end, f
                 const float* column = front.column(panel + j) + row;
                 const int top = diagonal ? pivots : 0;
                 if (count == kChunk && top == 0) {
-                    lane(rows + j * kChunk) = lane(column);
-                    lane(rows + j * kChunk + kLane) = lane(column + kLane);
+                    setLane(rows + j * kChunk, lane(column));
+                    setLane(rows + j * kChunk + kLane, lane(column + kLane));
                     continue;
                 }
                 for (int i = 0; i < kChunk; ++i) rows[j * kChunk + i] = i >= top && i < count ? column[i] : 0.0f;

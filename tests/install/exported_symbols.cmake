@@ -25,7 +25,9 @@ endforeach()
 
 # Every exported symbol begins with a name of the library's own.
 string(REPLACE "\n" ";" lines "${listing}")
-set(own "(Kestrova|T[A-Z][A-Za-z0-9]+)::|(down|up)Size[2N]X|(extendBorder|pardisoSolver)\\(")
+set(own "(Kestrova|T[A-Z][A-Za-z0-9]+|BilateralFilter|LocalLaplacian|ConvPyr)::|(down|up)Size[2N]X")
+set(own "${own}|(extendBorder|filterGuidedByRGB|tFilterBox|blendAlpha|blendC|extremeSharpen)\\(")
+set(own "${own}|(RGBtoYCM|YCMtoRGB|pardisoSolver)\\(")
 set(own "${own}|(vtable|typeinfo|typeinfo name) for T[A-Z][A-Za-z0-9]+$")
 foreach(line ${lines})
   if(line AND NOT line MATCHES "^[0-9a-f]+ [A-Za-z] (${own})")

@@ -7,6 +7,7 @@
 #include "kestrova/curves/tspline.h"
 #include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/detail/tvelline.h"
+#include "kestrova/filters/conv_pyr.h"
 #include "kestrova/filters/twls_filter.h"
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"
@@ -14,4 +15,5 @@
 #include "kestrova/image/tpimage.h"
 #include "kestrova/mask/tdrawmask.h"
 #include "kestrova/resample/chroma_upsize.h"
+#include "kestrova/resample/guided_upsize.h"
 #include "kestrova/resample/resample.h"

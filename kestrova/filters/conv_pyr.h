@@ -1,0 +1,47 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include "kestrova/export.h"
+
+/// A filter of large support from three small kernels, after Z. Farbman, R. Fattal and D. Lischinski, "Convolution
+/// Pyramids" (SIGGRAPH Asia 2011). The plane is analysed down to a single cell with the first kernel; on the way back
+/// up each level adds the coarser result, enlarged by zeros and filtered with the second kernel, and its own analysis
+/// signal, filtered with the third:
+///     down[l+1] = every second row and column of k1 * down[l]
+///     up[l]     = k2 * (up[l+1] with zeros in between) + k3 * down[l]
+/// The coefficients make the filter; the paper gives those of gradient integration, boundary interpolation and wide
+/// Gaussians: five or seven taps in k1 and k2, three or five in k3.
+///
+/// A kernel is one row or column of coefficients, used on both axes as in `cv::sepFilter2D`: correlated, about its
+/// middle tap (the one after the middle, for an even number). Outside the plane given, also a part of a larger one,
+/// the signal is zero at every level. Sums are of single precision, in the order of the taps, along x first, and not
+/// fused: the same bits with any number of threads and on every instruction set.
+///
+/// Kernels share their pixels with the caller's and are copied by reference. A kernel or a depth that
+/// `cv::sepFilter2D` refuses makes it throw its `cv::Exception` before anything is written.
+class KESTROVA_EXPORT ConvPyr {
+public:
+    ConvPyr(const cv::Mat& k1, const cv::Mat& k2, const cv::Mat& k3);
+    ConvPyr(const ConvPyr&) = default;
+    ConvPyr& operator=(const ConvPyr&) = default;
+
+    /// Runs the pyramid on `in`, one channel of a depth that `cv::sepFilter2D` takes to float; it has
+    /// floor(log2(longer side)) + 1 levels. `out` is made `CV_32FC1` of the size of `in`; it may be `in`. Always true.
+    /// Throws "ERROR - ConvPyr::proc - in.channels() != 1" and "ERROR - ConvPyr::proc - in is empty".
+    bool proc(const cv::Mat& in, cv::Mat& out);
+
+protected:
+    /// One step of analysis: the even rows and columns of `src` filtered with `m_k1`. `dst` is made `CV_32FC1` of half
+    /// the size of `src`, rounded up. Always true; raises `m_level`.
+    bool pyrDown(const cv::Mat& src, cv::Mat& dst);
+    /// One step of synthesis: `low`, `CV_32FC1` of half the size of `src` rounded up, enlarged by zeros and filtered
+    /// with `m_k2`, added to `src` filtered with `m_k3`. `dst` is made `CV_32FC1` of the size of `src`. Always true;
+    /// lowers `m_level`.
+    bool pyrUp(const cv::Mat& low, const cv::Mat& src, cv::Mat& dst);
+
+    cv::Mat m_k1;     ///< analysis kernel, applied before each decimation
+    cv::Mat m_k2;     ///< synthesis kernel, applied after each enlarging by zeros
+    cv::Mat m_k3;     ///< kernel of the analysis signal of a level, and of the coarsest level
+    int m_level = 0;  ///< depth: as many `pyrDown` as there were, less the `pyrUp`
+};

@@ -1,15 +1,12 @@
 #include "kestrova/filters/twls_filter.h"
 
 #include <gtest/gtest.h>
-#include <omp.h>
-#include <sys/resource.h>
 
 #include <climits>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -92,30 +89,6 @@ void expectSmoothed(int w, int h, float lambda, float alpha, Plane guide, bool l
 }
 
 std::string sizeName(int w, int h) { return std::to_string(w) + "x" + std::to_string(h); }
-
-/// Runs `work` in a child process that may take `bytes` of address space more than it has, on one thread; success is
-/// that `work` answers true.
-template <class Work>
-void withLittleMemory(std::size_t bytes, const Work& work) {
-#ifdef __SANITIZE_ADDRESS__
-    (void)bytes, (void)work;
-    GTEST_SKIP() << "the sanitizer's own address space leaves no limit to set";
-#else
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto child = [&] {
-        omp_set_num_threads(1);
-        long pages = 0;
-        std::FILE* statm = std::fopen("/proc/self/statm", "r");
-        if (!statm || std::fscanf(statm, "%ld", &pages) != 1) std::exit(2);
-        std::fclose(statm);
-        const rlim_t limit = static_cast<rlim_t>(pages) * 4096 + bytes;
-        const rlimit limits{limit, limit};
-        if (setrlimit(RLIMIT_AS, &limits) != 0) std::exit(3);
-        std::exit(work() ? 0 : 1);
-    };
-    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
-#endif
-}
 
 }  // namespace
 
@@ -345,63 +318,6 @@ TEST(TWLSFilter, PassesTheTextsOfTheSolverOn) {
     EXPECT_EQ(filter.Proc(plane.data(), 5, 5, 1.0f, 1.0f, guide.data(), false), 1) << "usable afterwards";
     plane[3] = kNan;
     EXPECT_FAILURE(filter.Proc(plane.data(), 5, 5, 1.0f, 1.0f, guide.data(), false), "pardisoSolverIC - 22");
-}
-
-TEST(TWLSFilter, FailsWhereThereIsNoMemoryForItsBuffers) {
-    withLittleMemory(1 << 20, [] {
-        TWLSFilter filter;
-        filter.realloc(2, 3);
-        float pixel = 0;
-        try {
-            filter.Proc(&pixel, 1000, 1000, 1, 1, &pixel, false);
-        } catch (char* text) {
-            return std::string(text) == "TWLSFilter::realloc - failed" && !filter.m_dx_p && !filter.m_a_p &&
-                   filter.getWidth() == 2;
-        }
-        return false;
-    });
-}
-
-TEST(TWLSFilter, FailsWhereOnlyTheLaterBuffersAreNotToBeHad) {
-    withLittleMemory(20 << 20, [] {
-        TWLSFilter filter;
-        float pixel = 0;
-        try {
-            filter.Proc(&pixel, 1000, 1000, 1, 1, &pixel, false);
-        } catch (char* text) {
-            return std::string(text) == "TWLSFilter::realloc - failed" && !filter.m_dx_p && !filter.m_a_p;
-        }
-        return false;
-    });
-}
-
-TEST(TWLSFilter, LeavesThePlaneWhereTheSolverHasNoMemory) {
-    withLittleMemory(20 << 20, [] {
-        constexpr int w = 512, h = 512;  // buffers of 11 MB; the factor alone takes more than the rest
-        Plane plane(w * h, 0.5f), guide(w * h, 0.25f);
-        TWLSFilter filter;
-        const int result = filter.Proc(plane.data(), w, h, 1, 1, guide.data(), false);
-        return result == 1 && plane == Plane(w * h, 0.5f);
-    });
-}
-
-TEST(TWLSFilter, LeavesThePlaneWhereverTheSolverRunsOutOfMemory) {
-    Plane guide = noise(9, 8, 2);
-    const Plane input = noise(9, 8);
-    static int left;
-    Plane plane;
-    for (int allowed = 0;; ++allowed) {
-        ASSERT_LT(allowed, 5000);
-        plane = input;
-        TWLSFilter filter;
-        left = allowed;
-        refuseAllocation = [](std::size_t) { return left-- == 0; };
-        EXPECT_EQ(filter.Proc(plane.data(), 9, 8, 1, 1, guide.data(), false), 1);
-        refuseAllocation = nullptr;
-        if (left >= 0) break;
-        EXPECT_EQ(plane, input) << allowed;
-    }
-    EXPECT_NE(plane, input);
 }
 
 TEST(PardisoSolver, AnswersOneWhereThereIsNoMemoryAndItsCoreZero) {

@@ -12,6 +12,7 @@
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/tprogress.h"
+#include "kestrova/image/timage.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/mask/tdrawmask.h"
 #include "kestrova/resample/chroma_upsize.h"

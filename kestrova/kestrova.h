@@ -3,6 +3,7 @@
 /// The whole exported interface of kestrova.
 
 #include "kestrova/curves/tlut1d.h"
+#include "kestrova/curves/tlut_tables.h"
 #include "kestrova/curves/tlut_y.h"
 #include "kestrova/curves/tspline.h"
 #include "kestrova/detail/tcoloradjvl.h"
@@ -17,5 +18,6 @@
 #include "kestrova/image/tpimage.h"
 #include "kestrova/mask/tdrawmask.h"
 #include "kestrova/resample/chroma_upsize.h"
+#include "kestrova/resample/free_filters.h"
 #include "kestrova/resample/guided_upsize.h"
 #include "kestrova/resample/resample.h"

@@ -10,6 +10,7 @@
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/filters/conv_pyr.h"
 #include "kestrova/filters/tguidedfilter.h"
+#include "kestrova/filters/bilateral_filter.h"
 #include "kestrova/filters/twls_filter.h"
 #include "kestrova/frame/geometry.h"
 #include "kestrova/frame/kestrova.h"

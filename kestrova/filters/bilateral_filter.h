@@ -1,0 +1,102 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <memory>
+
+#include "kestrova/export.h"
+
+class TProgress;
+
+/// Edge-preserving smoothing by a cross-bilateral filter on a coarse grid over x, y and the value of a guide: pixels
+/// are summed up in the grid's cells, the grid is blurred along its three axes, and each pixel is read back at its
+/// position and guide value by trilinear interpolation.
+///
+/// J. Chen, S. Paris, F. Durand, "Real-time Edge-Aware Image Processing with the Bilateral Grid", SIGGRAPH 2007; the
+/// blur is the recursive Gaussian of L. Alvarez and L. Mazorra, "Signal and Image Restoration Using Shock Filters and
+/// Anisotropic Diffusion", SIAM Journal on Numerical Analysis 31 (1994), with a sigma of 0.85 cells. Unlike the paper,
+/// pixels are read back half a cell lower along the guide's axis than they were put in; this is meant.
+///
+/// One object serves one `proc` at a time. It keeps its grids for the next plane of the same size. Assignment shares
+/// them; they go when the last object that shares them does. There is no copy constructor.
+class KESTROVA_EXPORT BilateralFilter {
+public:
+    BilateralFilter();
+    BilateralFilter(const BilateralFilter&) = delete;
+    BilateralFilter& operator=(const BilateralFilter&);
+    /// Lets go of the grids without a look at their guards: a destructor that throws would end the host.
+    ~BilateralFilter();
+
+    /// Smooths `inOut`, CV_8UC1 or CV_16UC1, in place, along the edges of `edge`: a plane of the same size and one
+    /// channel of any depth, with values within +-2^31. An empty `edge` makes `inOut` its own guide.
+    ///
+    /// `sampling`: pixels per cell in x and y, from 2 on; the spatial sigma is 0.85 of it. 8 to 64 make sense.
+    /// `range`: guide levels per cell, from 1 on; the sigma among values is 0.85 of it. Some 5 to 20 percent of the
+    /// guide's span make sense. Where the span takes more than 248 cells, `range` is overridden by trunc(span / 248).
+    /// A span of up to 495 levels in so many cells still overruns the axis: its upper end falls into the cells next
+    /// to its own.
+    ///
+    /// True when done; false as soon as `progress`, which may be null, answers false to one of the steps 0 to 4 of 4.
+    /// `inOut` is written between steps 3 and 4 only.
+    ///
+    /// With `sampling` below 2 the grids of the call before are used with their own sampling and range. Throws, before
+    /// `inOut` is written, "ERROR - bool BilateralFilter::proc - inOut.size !=  edge.size"; "ERROR -
+    /// BilateralFilter::alloc()" where there is no memory for the grids, which are gone then; the text of a damaged
+    /// guard where the grids are replaced; and a text for planes of other types, a range below 1, a guide that is not
+    /// finite, and a sampling below 2 where there are no grids or they do not fit the planes.
+    bool proc(const cv::Mat& edge, cv::Mat& inOut, int sampling, int range, TProgress* progress);
+
+    /// The cells of each grid, INT_MAX where there are more.
+    int getGridSize() const;
+
+    /// Moves pixels of `inOut` to the values of `guide`, both CV_8UC1 or both CV_16UC1 and of one size, in place: a
+    /// pixel that is nearer its local maximum, over a disc of `radius` pixels, goes down to a guide value above its
+    /// local minimum; a pixel nearer its local minimum goes up to a guide value below its local maximum; others stay,
+    /// and so do those nearer than `radius` to the plane's border. A radius below 1 changes nothing, whatever the
+    /// planes. Always true. Throws, before anything is written, "ERROR - BilateralFilter::gradientGuide - in image
+    /// type" and a text for planes of different sizes.
+    static bool gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int radius);
+
+private:
+    /// Geometry and grids for planes of `width` x `height` guided by `edge`; false if `sampling` is below 2.
+    bool setup(const cv::Mat& edge, int width, int height, int sampling, int range, bool mode16);
+    /// Provides the grids for the extents at hand, each with a guard behind its last cell.
+    void alloc();
+    /// Lets go of the grids. Throws "BilateralFilter::dealloc() - != 0x6d6d6d6d" where a guard is damaged, that of the
+    /// weights first; the damaged grid stays then.
+    void dealloc();
+    /// Sets all cells of the grids, if there are any.
+    void gridInit(float weight, float value);
+    /// Sums the pixels up in the grids, blurs them and divides values by weights.
+    void buildGrid(cv::Mat& inOut, const cv::Mat& edge);
+    /// Blurs both grids along z, x and y.
+    void filterGrids();
+    /// Reads the pixels back.
+    void interpGrid(cv::Mat& inOut, const cv::Mat& edge);
+    /// A cell of the weights, of the values.
+    float* gridPtr(int x, int y, int z);
+    float* gridDPtr(int x, int y, int z);
+    /// The recursive Gaussian, forth and back `steps` times, over `n` elements at distances of `stride`. A negative
+    /// `steps` filters nothing and scales by the reciprocal.
+    static void iir(float* data, int n, int stride, float sigma, int steps);
+    /// Trilinear interpolation between p[x + 2 y + 4 z], along z first, by `w`, then x, by `u`, then y, by `v`.
+    /// Overwrites the first four.
+    static float interp8Points(float* p, float u, float v, float w);
+
+    bool m_mode16 = false;         ///< planes of 16 bits, else of 8
+    int m_gridW = 0;               ///< cells in x, padding included
+    int m_gridH = 0;               ///< cells in y
+    int m_gridZ = 0;               ///< cells along the guide's values, at most 252
+    float* m_weights_p = nullptr;  ///< cell (x, y, z) is element (m_gridW * y + x) * m_gridZ + z
+    float* m_values_p = nullptr;   ///< sums of values, after `buildGrid` the filtered values
+    int m_padXY = 1;               ///< cells of padding at each side
+    int m_padZ = 1;                ///< cells of padding at each end
+    int m_min = 0;                 ///< smallest guide value, truncated
+    int m_width = 0;               ///< of the planes
+    int m_height = 0;              ///< of the planes
+    int m_sampling = 0;            ///< pixels per cell
+    int m_range = 0;               ///< guide levels per cell
+    int m_ready = 1;
+    std::shared_ptr<float> m_weights;  ///< keep the grids for all objects that share them
+    std::shared_ptr<float> m_values;
+};

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,15 +49,6 @@ std::shared_ptr<TWLSFilter> assembled(Size size) {
     return filter;
 }
 
-double memoryMiB(const char* field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        double kilobytes = 0;
-        if (word == field && status >> kilobytes) return kilobytes / 1024;
-    }
-    return 0;
-}
-
 /// Measures `work` and its peak of memory.
 template <class Prepare>
 void row(const std::string& name, Size size, const std::vector<int>& teams, const Prepare& prepare) {
@@ -69,10 +59,10 @@ void row(const std::string& name, Size size, const std::vector<int>& teams, cons
                                      [=](benchmark::State& state) {
                                          omp_set_num_threads(threads);
                                          auto work = prepare();
-                                         std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
-                                         const double before = memoryMiB("VmRSS:");
-                                         for (auto _ : state) state.SetIterationTime(work());
-                                         state.counters["MiB"] = memoryMiB("VmHWM:") - before;
+                                         const double peak = peakBytes([&] {
+                                             for (auto _ : state) state.SetIterationTime(work());
+                                         });
+                                         state.counters["MiB"] = peak / 0x1p20;
                                      })
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);

@@ -2,7 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <vector>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "kestrova/frame/parallel.h"
 
@@ -19,6 +25,25 @@ double bench_detail::copySeconds(std::size_t bytesMoved) {
         benchmark::DoNotOptimize(to.data());
     }
     return best;
+}
+
+static double statusBytes(const char* field) {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        double kilobytes = 0;
+        if (word == field && status >> kilobytes) return kilobytes * 1024;
+    }
+    return 0;
+}
+
+double peakBytes(const std::function<void()>& work) {
+#ifdef __GLIBC__
+    malloc_trim(0);  // what earlier work let go of is not held
+#endif
+    std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
+    const double before = statusBytes("VmRSS:");
+    work();
+    return statusBytes("VmHWM:") - before;
 }
 
 int main(int argc, char** argv) {

@@ -7,14 +7,19 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 /// A row of the table: what `prepare` returns, measured with 1 thread and with all, beside a plain copy of as many
 /// bytes as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it
 /// runs when the row runs. Reported: milliseconds, bytes per second, and "copies", the ratio to the time of that copy
-/// in the same run.
+/// in the same run; where `pixels` is given, also "bytes/pixel", the peak of memory that the work's first run adds to
+/// the planes prepared, its outputs included.
 template <class Prepare>
-void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare);
+void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels = 0);
+
+/// Bytes of memory that the process holds at the peak of `work` beyond what it held before (Linux; 0 elsewhere).
+double peakBytes(const std::function<void()>& work);
 
 /// Registers the rows that its body adds: `KESTROVA_BENCH(resample) { for (...) benchRow(...); }`
 #define KESTROVA_BENCH(room)                                       \
@@ -35,7 +40,7 @@ double copySeconds(std::size_t bytesMoved);
 }  // namespace bench_detail
 
 template <class Prepare>
-void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare) {
+void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels) {
     const int all = omp_get_num_procs();
     for (int threads : {1, all}) {
         const std::string row = name + "/threads:" + std::to_string(threads);
@@ -45,7 +50,7 @@ void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& pr
                 omp_set_num_threads(threads);
                 cv::setNumThreads(threads);
                 auto work = prepare();
-                work();
+                const double peak = peakBytes([&] { work(); });
                 const double copy = bench_detail::copySeconds(bytesMoved);
                 double total = 0;
                 for (auto _ : state) {
@@ -57,6 +62,7 @@ void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& pr
                 }
                 state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytesMoved));
                 state.counters["copies"] = total / static_cast<double>(state.iterations()) / copy;
+                if (pixels > 0) state.counters["bytes/pixel"] = peak / static_cast<double>(pixels);
             })
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);

@@ -5,7 +5,7 @@
 #include "kestrova/export.h"
 
 /// A filter of large support from three small kernels, after Z. Farbman, R. Fattal and D. Lischinski, "Convolution
-/// Pyramids" (SIGGRAPH Asia 2011). The plane is analysed down to a single cell with the first kernel; on the way back
+/// Pyramids" (SIGGRAPH Asia 2011). The plane is analysed down to a cell or two with the first kernel; on the way back
 /// up each level adds the coarser result, enlarged by zeros and filtered with the second kernel, and its own analysis
 /// signal, filtered with the third:
 ///     down[l+1] = every second row and column of k1 * down[l]
@@ -28,16 +28,19 @@ public:
 
     /// Runs the pyramid on `in`, one channel of a depth that `cv::sepFilter2D` takes to float; it has
     /// floor(log2(longer side)) + 1 levels. `out` is made `CV_32FC1` of the size of `in`; it may be `in`. Always true.
-    /// Throws "ERROR - ConvPyr::proc - in.channels() != 1" and "ERROR - ConvPyr::proc - in is empty".
+    /// Throws "ERROR - ConvPyr::proc - in.channels() != 1", and the `cv::Exception` of an empty plane for an empty
+    /// `in`.
     bool proc(const cv::Mat& in, cv::Mat& out);
 
 protected:
     /// One step of analysis: the even rows and columns of `src` filtered with `m_k1`. `dst` is made `CV_32FC1` of half
     /// the size of `src`, rounded up. Always true; raises `m_level`.
+    /// Throws "ERROR - ConvPyr::pyrDown - src.channels() != 1".
     bool pyrDown(const cv::Mat& src, cv::Mat& dst);
     /// One step of synthesis: `low`, `CV_32FC1` of half the size of `src` rounded up, enlarged by zeros and filtered
     /// with `m_k2`, added to `src` filtered with `m_k3`. `dst` is made `CV_32FC1` of the size of `src`. Always true;
-    /// lowers `m_level`.
+    /// lowers `m_level`. Throws "ERROR - ConvPyr::pyrUp - src.channels() != 1" and
+    /// "ERROR - ConvPyr::pyrUp - low is not CV_32FC1 of half the size of src".
     bool pyrUp(const cv::Mat& low, const cv::Mat& src, cv::Mat& dst);
 
     cv::Mat m_k1;     ///< analysis kernel, applied before each decimation

@@ -1,0 +1,324 @@
+#include "kestrova/filters/conv_pyr.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "tests/support/failures.h"
+#include "tests/support/planes.h"
+#include "tests/support/threads.h"
+
+namespace {
+
+// ---- Reference: whole planes, every row and column and every zero
+
+float at(const cv::Mat& m, int y, int x) {
+    if (y < 0 || y >= m.rows || x < 0 || x >= m.cols) return 0;
+    switch (m.depth()) {
+        case CV_8U: return m.at<uchar>(y, x);
+        case CV_16U: return m.at<ushort>(y, x);
+        case CV_16S: return m.at<short>(y, x);
+        default: return m.at<float>(y, x);
+    }
+}
+
+cv::Mat filtered(const cv::Mat& in, const cv::Mat& kernel) {
+    const int taps = static_cast<int>(kernel.total()), anchor = taps / 2;
+    const float* k = kernel.ptr<float>();
+    cv::Mat along(in.size(), CV_32FC1), out(in.size(), CV_32FC1);
+    const auto filter = [&](cv::Mat& to, const auto& pixel) {
+        for (int y = 0; y < in.rows; ++y) {
+            for (int x = 0; x < in.cols; ++x) {
+                float sum = 0;
+                for (int i = 0; i < taps; ++i) sum += k[i] * pixel(y, x, i - anchor);
+                to.at<float>(y, x) = sum;
+            }
+        }
+    };
+    filter(along, [&](int y, int x, int d) { return at(in, y, x + d); });
+    filter(out, [&](int y, int x, int d) { return at(along, y + d, x); });
+    return out;
+}
+
+cv::Mat filteredByOpenCV(const cv::Mat& in, const cv::Mat& kernel) {
+    cv::Mat out;
+    cv::sepFilter2D(in.clone(), out, CV_32F, kernel, kernel, {-1, -1}, 0, cv::BORDER_CONSTANT);
+    return out;
+}
+
+using Filter = cv::Mat (*)(const cv::Mat&, const cv::Mat&);
+
+cv::Mat decimated(const cv::Mat& m) {
+    cv::Mat out(m.rows / 2 + m.rows % 2, m.cols / 2 + m.cols % 2, CV_32FC1);
+    for (int y = 0; y < out.rows; ++y)
+        for (int x = 0; x < out.cols; ++x) out.at<float>(y, x) = m.at<float>(2 * y, 2 * x);
+    return out;
+}
+
+cv::Mat withZeros(const cv::Mat& low, cv::Size size) {
+    cv::Mat out(size, CV_32FC1, cv::Scalar(0));
+    for (int y = 0; y < low.rows; ++y)
+        for (int x = 0; x < low.cols; ++x) out.at<float>(2 * y, 2 * x) = low.at<float>(y, x);
+    return out;
+}
+
+struct Kernels {
+    cv::Mat k1, k2, k3;
+};
+
+cv::Mat synthesised(const cv::Mat& low, const cv::Mat& src, const Kernels& k, Filter filter) {
+    return filter(src, k.k3) + filter(withZeros(low, src.size()), k.k2);
+}
+
+cv::Mat reference(const cv::Mat& in, const Kernels& k, Filter filter = filtered) {
+    int levels = 1;
+    for (int m = std::max(in.rows, in.cols); m >= 2; m >>= 1) ++levels;
+    std::vector<cv::Mat> down = {in};
+    for (int l = 1; l < levels; ++l) down.push_back(decimated(filter(down.back(), k.k1)));
+    cv::Mat up = filter(down.back(), k.k3);
+    for (int l = levels - 1; l > 0; --l) up = synthesised(up, down[static_cast<std::size_t>(l - 1)], k, filter);
+    return up;
+}
+
+cv::Mat kernel(const std::vector<float>& taps) { return cv::Mat(taps, true).reshape(1, 1); }
+
+// Sums of the wide Gaussian of the pyramid.
+const Kernels kGauss = {kernel({0.1507f, 0.6836f, 1.0334f, 0.6836f, 0.1507f}),
+                        kernel({0.0075f, 0.0341f, 0.0516f, 0.0341f, 0.0075f}), kernel({0.0312f, 0.7753f, 0.0312f})};
+const Kernels kUneven = {kernel({0.3f, -0.7f, 1.1f, 0.2f, -0.4f, 0.5f, 0.13f}), kernel({0.9f, -0.3f, 0.21f, 0.6f}),
+                         kernel({-0.25f, 0.8f, 0.33f, 0.1f, 0.77f, -0.6f, 0.4f, 0.05f, 0.3f, -0.1f, 0.02f})};
+const Kernels kSingle = {kernel({0.7f}), kernel({1.3f}), kernel({-0.6f})};
+const Kernels kPairs = {kernel({0.5f, 0.6f}), kernel({0.4f, 0.7f}), kernel({0.2f, 0.9f})};
+
+ConvPyr pyramid(const Kernels& k) { return {k.k1, k.k2, k.k3}; }
+
+cv::Mat processed(const cv::Mat& in, const Kernels& k) {
+    cv::Mat out;
+    EXPECT_TRUE(pyramid(k).proc(in, out));
+    return out;
+}
+
+// ---- Results
+
+TEST(ConvPyrTest, RunsThePyramidOnEveryDepthAndSize) {
+    for (int type : {CV_8UC1, CV_16UC1, CV_16SC1, CV_32FC1}) {
+        for (const cv::Size& size : testSizes()) {
+            const cv::Mat in = randomPlane(size.height, size.width, type);
+            EXPECT_TRUE(samePixels(reference(in, kGauss), processed(in, kGauss))) << size << type;
+        }
+    }
+}
+
+TEST(ConvPyrTest, TakesKernelsOfAnyLength) {
+    for (const Kernels& k : {kUneven, kSingle, kPairs, Kernels{kPairs.k1, kUneven.k3, kSingle.k1}}) {
+        for (const cv::Size& size :
+             {cv::Size(1, 1), cv::Size(2, 1), cv::Size(5, 7), cv::Size(33, 18), cv::Size(64, 64)}) {
+            const cv::Mat in = randomPlane(size.height, size.width, CV_32FC1);
+            EXPECT_TRUE(samePixels(reference(in, k), processed(in, k))) << size;
+        }
+    }
+}
+
+TEST(ConvPyrTest, TakesAKernelLongerThanThePlane) {
+    const Kernels k = {randomPlane(1, 40, CV_32FC1, -1, 1), randomPlane(1, 31, CV_32FC1, -1, 1, 2),
+                       randomPlane(1, 25, CV_32FC1, -1, 1, 3)};
+    const cv::Mat in = randomPlane(6, 9, CV_32FC1);
+    EXPECT_TRUE(samePixels(reference(in, k), processed(in, k)));
+}
+
+// Sums of small binary fractions are exact, in any order.
+TEST(ConvPyrTest, FiltersAsSepFilter2DDoes) {
+    const Kernels k = {kernel({0.25f, 0.5f, -0.25f}), kernel({0.5f, 0.25f, -0.5f, 1.0f}), kernel({-0.5f, 1.0f, 0.25f})};
+    for (const cv::Size& size : {cv::Size(5, 5), cv::Size(16, 9), cv::Size(3, 30)}) {
+        const cv::Mat in = randomPlane(size.height, size.width, CV_8UC1);
+        cv::Mat low = randomPlane((size.height + 1) / 2, (size.width + 1) / 2, CV_8UC1, 2), up, down;
+        low.convertTo(low, CV_32F);
+        ConvPyr pyr = pyramid(k);
+        pyr.pyrDown(in, down);
+        pyr.pyrUp(low, in, up);
+        EXPECT_TRUE(samePixels(decimated(filteredByOpenCV(in, k.k1)), down));
+        EXPECT_TRUE(samePixels(synthesised(low, in, k, filteredByOpenCV), up));
+    }
+}
+
+// OpenCV's sums of other fractions have an order and a fusing of their own on each processor: of the size of the sums
+// remain some roundings for each level.
+TEST(ConvPyrTest, StaysWithinRoundingsOfSepFilter2D) {
+    const cv::Mat in = randomPlane(97, 131, CV_32FC1, 0, 1);
+    const cv::Mat expected = reference(in, kGauss, filteredByOpenCV);
+    double most = 0;
+    cv::minMaxIdx(cv::abs(expected), nullptr, &most);
+    EXPECT_TRUE(closePixels(expected, processed(in, kGauss), 30 * 0x1p-24 * most));
+}
+
+TEST(ConvPyrTest, FiltersASinglePixelOnceWithTheThirdKernel) {
+    const cv::Mat in(1, 1, CV_32FC1, cv::Scalar(3));
+    EXPECT_EQ(processed(in, kGauss).at<float>(0, 0), 0.7753f * (0.7753f * 3.0f));
+}
+
+TEST(ConvPyrTest, ReadsKernelsAsRowsOrColumnsOfAnyDepth) {
+    const cv::Mat in = randomPlane(20, 30, CV_32FC1);
+    const cv::Mat expected = processed(in, kGauss);
+    cv::Mat k1, wide(3, 7, CV_32FC1, cv::Scalar(9));
+    kGauss.k1.convertTo(k1, CV_64F);
+    cv::Mat k3 = wide.col(4);
+    cv::Mat(kGauss.k3.t()).copyTo(k3);
+    EXPECT_TRUE(samePixels(expected, processed(in, {k1, kGauss.k2.t(), k3})));
+}
+
+TEST(ConvPyrTest, HasZeroOutsideThePlaneGivenAlsoWithinALargerOne) {
+    const cv::Mat in = randomPlane(40, 50, CV_16UC1);
+    EXPECT_TRUE(samePixels(processed(in, kGauss), processed(asSubPlane(in), kGauss)));
+    cv::Mat larger(60, 70, CV_32FC1, cv::Scalar(-5)), out = larger(cv::Rect(7, 9, 50, 40));
+    pyramid(kGauss).proc(asSubPlane(in), out);
+    EXPECT_TRUE(samePixels(processed(in, kGauss), larger(cv::Rect(7, 9, 50, 40))));
+    EXPECT_EQ(cv::countNonZero(larger != -5.0f), cv::countNonZero(out != -5.0f)) << "wrote beside the plane";
+}
+
+TEST(ConvPyrTest, GivesTheSameBitsWithAnyNumberOfThreads) {
+    const cv::Mat in = randomPlane(301, 403, CV_32FC1);
+    for (const Kernels& k : {kGauss, kUneven, kSingle}) {
+        const cv::Mat expected = reference(in, k);
+        withThreadCounts([&](int threads) { EXPECT_TRUE(samePixels(expected, processed(in, k))) << threads; });
+    }
+}
+
+// ---- Levels
+
+TEST(ConvPyrTest, HalvesRoundedUpAndKeepsTheEvenRowsAndColumns) {
+    ConvPyr pyr = pyramid(kGauss);
+    cv::Mat plane = randomPlane(3, 1000, CV_16UC1);
+    for (const auto& [rows, cols] : std::vector<std::pair<int, int>>{
+             {2, 500}, {1, 250}, {1, 125}, {1, 63}, {1, 32}, {1, 16}, {1, 8}, {1, 4}, {1, 2}, {1, 1}, {1, 1}}) {
+        const cv::Mat expected = decimated(filtered(plane, kGauss.k1));
+        cv::Mat half;
+        EXPECT_TRUE(pyr.pyrDown(plane, half));
+        EXPECT_EQ(half.size(), cv::Size(cols, rows));
+        EXPECT_TRUE(samePixels(expected, half));
+        plane = half;
+    }
+}
+
+TEST(ConvPyrTest, ReachesTheLastRowAndColumnOfAnOddPlane) {
+    const Kernels identity = {kSingle.k1, kernel({1}), kernel({0})};
+    const cv::Mat low = randomPlane(3, 3, CV_32FC1), src(5, 5, CV_32FC1, cv::Scalar(7));
+    cv::Mat up;
+    pyramid(identity).pyrUp(low, src, up);
+    EXPECT_TRUE(samePixels(withZeros(low, {5, 5}), up));
+    EXPECT_EQ(up.at<float>(4, 4), low.at<float>(2, 2));
+}
+
+TEST(ConvPyrTest, AddsTheFilteredLevelToTheFilteredEnlargement) {
+    for (const cv::Size& size : testSizes()) {
+        const cv::Mat src = randomPlane(size.height, size.width, CV_8UC1);
+        const cv::Mat low = randomPlane((size.height + 1) / 2, (size.width + 1) / 2, CV_32FC1);
+        cv::Mat up;
+        EXPECT_TRUE(pyramid(kGauss).pyrUp(low, asSubPlane(src), up));
+        EXPECT_TRUE(samePixels(synthesised(low, src, kGauss, filtered), up)) << size;
+    }
+}
+
+TEST(ConvPyrTest, CountsItsDepthAndComesBack) {
+    ConvPyr pyr = pyramid(kGauss);
+    EXPECT_EQ(pyr.m_level, 0);
+    cv::Mat half, out;
+    pyr.pyrDown(randomPlane(8, 8, CV_32FC1), half);
+    EXPECT_EQ(pyr.m_level, 1);
+    pyr.proc(randomPlane(8, 8, CV_32FC1), out);
+    EXPECT_EQ(pyr.m_level, 1);
+    pyr.pyrUp(half, randomPlane(8, 8, CV_32FC1), out);
+    EXPECT_EQ(pyr.m_level, 0);
+}
+
+// ---- Planes
+
+TEST(ConvPyrTest, WritesIntoAPlaneThatFitsAndReplacesOneThatDoesNot) {
+    const cv::Mat in = randomPlane(9, 12, CV_8UC1);
+    cv::Mat fits(9, 12, CV_32FC1), other(9, 12, CV_64FC1);
+    const uchar* before = fits.data;
+    pyramid(kGauss).proc(in, fits);
+    pyramid(kGauss).proc(in, other);
+    EXPECT_EQ(fits.data, before);
+    EXPECT_TRUE(samePixels(reference(in, kGauss), fits));
+    EXPECT_TRUE(samePixels(fits, other));
+}
+
+TEST(ConvPyrTest, MayWriteOverItsInput) {
+    for (int type : {CV_8UC1, CV_32FC1}) {
+        for (int side : {1, 40}) {
+            const cv::Mat in = randomPlane(side, side, type), expected = reference(in, kGauss);
+            cv::Mat same = in.clone();
+            pyramid(kGauss).proc(same, same);
+            EXPECT_TRUE(samePixels(expected, same));
+        }
+    }
+    const cv::Mat in = randomPlane(20, 30, CV_32FC1), low = randomPlane(10, 15, CV_32FC1);
+    cv::Mat larger(24, 30, CV_32FC1), shifted = larger.rowRange(4, 24);
+    in.copyTo(larger.rowRange(0, 20));
+    pyramid(kGauss).proc(larger.rowRange(0, 20), shifted);
+    EXPECT_TRUE(samePixels(reference(in, kGauss), larger.rowRange(4, 24)));
+    cv::Mat down = in.clone(), up = in.clone(), fromLow = low.clone();
+    pyramid(kGauss).pyrDown(down, down);
+    pyramid(kGauss).pyrUp(low, up, up);
+    pyramid(kGauss).pyrUp(fromLow, in, fromLow);
+    EXPECT_TRUE(samePixels(decimated(filtered(in, kGauss.k1)), down));
+    EXPECT_TRUE(samePixels(synthesised(low, in, kGauss, filtered), up));
+    EXPECT_TRUE(samePixels(up, fromLow));
+}
+
+TEST(ConvPyrTest, SharesKernelsWithTheCallerAndWithCopies) {
+    const Kernels k = {kGauss.k1.clone(), kGauss.k2.clone(), kGauss.k3.clone()};
+    ConvPyr pyr = pyramid(k);
+    pyr.m_level = 3;
+    const ConvPyr copy(pyr);
+    ConvPyr assigned = pyramid(kUneven);
+    assigned = pyr;
+    for (const ConvPyr* p : {&std::as_const(pyr), &copy, &std::as_const(assigned)}) {
+        EXPECT_EQ(p->m_k1.data, k.k1.data);
+        EXPECT_EQ(p->m_k2.data, k.k2.data);
+        EXPECT_EQ(p->m_k3.data, k.k3.data);
+        EXPECT_EQ(p->m_level, 3);
+    }
+}
+
+// ---- Failures
+
+TEST(ConvPyrTest, ThrowsWhatSepFilter2DThrowsBeforeAnythingIsWritten) {
+    const cv::Mat in = randomPlane(8, 8, CV_32FC1), two(3, 3, CV_32FC1, cv::Scalar(1)), none;
+    cv::Mat out = cv::Mat(8, 8, CV_32FC1, cv::Scalar(5));
+    const cv::Mat before = out.clone();
+    for (const cv::Mat& bad : {none, two, cv::Mat(1, 3, CV_32FC2, cv::Scalar(1))}) {
+        EXPECT_THROW(pyramid({bad, kGauss.k2, kGauss.k3}).proc(in, out), cv::Exception);
+        EXPECT_THROW(pyramid({kGauss.k1, bad, kGauss.k3}).proc(in, out), cv::Exception);
+        EXPECT_THROW(pyramid({kGauss.k1, kGauss.k2, bad}).proc(in, out), cv::Exception);
+    }
+    for (int type : {CV_8SC1, CV_32SC1, CV_64FC1})
+        EXPECT_THROW(pyramid(kGauss).proc(randomPlane(8, 8, type), out), cv::Exception);
+    EXPECT_THROW(pyramid(kGauss).proc(none, out), cv::Exception);
+    EXPECT_TRUE(samePixels(before, out));
+}
+
+TEST(ConvPyrTest, NeedsNoPyramidKernelsForASinglePixel) {
+    const cv::Mat in(1, 1, CV_8UC1, cv::Scalar(4)), none;
+    EXPECT_TRUE(samePixels(filtered(in, kGauss.k3), processed(in, {none, none, kGauss.k3})));
+}
+
+TEST(ConvPyrTest, RefusesPlanesOfSeveralChannelsAndLevelsThatDoNotFit) {
+    cv::Mat out;
+    const cv::Mat two(8, 8, CV_32FC2, cv::Scalar(1)), src = randomPlane(8, 7, CV_32FC1);
+    EXPECT_FAILURE(pyramid(kGauss).proc(two, out), "ERROR - ConvPyr::proc - in.channels() != 1");
+    EXPECT_FAILURE(pyramid(kGauss).pyrDown(two, out), "ERROR - ConvPyr::pyrDown - src.channels() != 1");
+    EXPECT_FAILURE(pyramid(kGauss).pyrUp(src, two, out), "ERROR - ConvPyr::pyrUp - src.channels() != 1");
+    for (const cv::Mat& low : {randomPlane(4, 3, CV_32FC1), randomPlane(5, 4, CV_32FC1), randomPlane(4, 4, CV_8UC1)}) {
+        EXPECT_FAILURE(pyramid(kGauss).pyrUp(low, src, out),
+                       "ERROR - ConvPyr::pyrUp - low is not CV_32FC1 of half the size of src");
+    }
+    EXPECT_TRUE(out.empty());
+}
+
+}  // namespace

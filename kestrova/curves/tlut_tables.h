@@ -33,7 +33,7 @@ protected:
     ushort* m_table_p;
 
 private:
-    std::shared_ptr<void> m_owner;  ///< keeps the table for all objects that share it
+    std::shared_ptr<ushort> m_owner;  ///< keeps the table for all objects that share it
 };
 
 /// Up to 32 tables.
@@ -61,7 +61,7 @@ protected:
     ushort* m_tables_p[32];  ///< the first `m_num`; the others are never set
 
 private:
-    std::shared_ptr<void> m_owners[32];  ///< keep the tables for all objects that share them
+    std::shared_ptr<ushort> m_owners[32];  ///< keep the tables for all objects that share them
 };
 
 /// Up to 16 tables over two 8-bit coordinates. How they are indexed and what they mean is the derived class's own.
@@ -90,5 +90,5 @@ private:
     /// A hook that does nothing.
     void computeLUT();
 
-    std::shared_ptr<void> m_owners[16];  ///< keep the tables for all objects that share them
+    std::shared_ptr<ushort> m_owners[16];  ///< keep the tables for all objects that share them
 };

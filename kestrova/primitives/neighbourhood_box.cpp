@@ -2,8 +2,10 @@
 #include <cstdint>
 #include <limits>
 #include <type_traits>
+#include <vector>
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/primitives/box_mirrored.h"
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/primitives/window.h"
 
@@ -192,7 +194,55 @@ IppStatus filterBoxInPlace(Plane<Element> srcDst, IppiSize size, IppiSize mask, 
     return filter(rows, srcDst, size, window, strips);
 }
 
+int mirrored(int i, int n) {
+    if (n == 1) return 0;
+    const int period = 2 * (n - 1), phase = std::abs(i) % period;
+    return phase < n ? phase : period - phase;
+}
+
+/// Mirrored columns have the sums of their originals, so that rows without margins are summed.
+template <class Element>
+void filterMirrored(Plane<const Element> src, Plane<Element> dst, IppiSize size, int radius) {
+    const int side = 2 * radius + 1, covered = size.width + 2 * radius;
+    const MeanOfWords<Element> mean(static_cast<std::uint64_t>(side) * side);
+    std::vector<int> left(radius), right(radius);
+    for (int i = 0; i < radius; ++i) {
+        left[i] = mirrored(i - radius, size.width);
+        right[i] = mirrored(size.width + i, size.width);
+    }
+    const int strips = stripCount(size.height, size.width);
+    std::vector<std::uint32_t> scratch(std::size_t{3} * covered * strips);
+    parallelStrips(strips, size.height, [&](int first, int end, int s) noexcept {
+        std::uint32_t* const columns = &scratch[std::size_t{3} * covered * s];
+        std::uint32_t *const own = columns + radius, *const beyond = own + size.width;
+        std::uint32_t *const halves = columns + covered, *const otherHalves = halves + covered;
+        const auto row = [&](int y) { return src.row(mirrored(y, size.height)); };
+        for (int y = first; y < end; ++y) {
+            if (y == first)
+                for (int i = -radius; i <= radius; ++i) addRow(own, row(y + i), size.width);
+            else
+                slideRow(own, row(y + radius), row(y - 1 - radius), size.width);
+            for (int i = 0; i < radius; ++i) {
+                columns[i] = own[left[i]];
+                beyond[i] = own[right[i]];
+            }
+            for (int x = 0; x < size.width; x += kTile)
+                sumAcross(columns + x, side, halves, otherHalves, dst.row(y) + x, std::min(kTile, size.width - x),
+                          mean);
+        }
+    });
+}
+
 }  // namespace
+
+void filterBoxMirrored(const uchar* src, std::size_t srcStep, uchar* dst, std::size_t dstStep, IppiSize size,
+                       int radius) {
+    filterMirrored<uchar>({src, static_cast<int>(srcStep)}, {dst, static_cast<int>(dstStep)}, size, radius);
+}
+void filterBoxMirrored(const ushort* src, std::size_t srcStep, ushort* dst, std::size_t dstStep, IppiSize size,
+                       int radius) {
+    filterMirrored<ushort>({src, static_cast<int>(srcStep)}, {dst, static_cast<int>(dstStep)}, size, radius);
+}
 
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,
                                IppiSize maskSize, IppiPoint anchor) {

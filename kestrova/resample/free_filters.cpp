@@ -1,0 +1,114 @@
+#include "kestrova/resample/free_filters.h"
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace {
+
+constexpr float kPer255 = 0x1.010102p-8f;
+
+// The low bits of trunc(v), of which an `int` beyond its range, as well as not-a-number, has none.
+template <class Element>
+Element lowBits(float v) {
+    const bool bInRange = v > -0x1p31f && v < 0x1p31f;
+    return static_cast<Element>(static_cast<int>(bInRange ? v : 0.0f));
+}
+
+template <class Element>
+KESTROVA_KERNEL void blendRow(const Element* in0, const Element* in1, const uchar* alpha, Element* out, int n,
+                              float perAlpha) noexcept {
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) {
+        const float w = static_cast<float>(alpha[x]) * perAlpha;
+        const float mix = (1.0f - w) * static_cast<float>(in0[x]) + w * static_cast<float>(in1[x]);
+        if constexpr (std::is_same_v<Element, float>)
+            out[x] = mix;
+        else
+            out[x] = lowBits<Element>(mix);
+    }
+}
+
+template <class Element>
+void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float perAlpha) {
+    parallelRows(out.rows, out.cols, [&](int y) noexcept {
+        blendRow(in0.ptr<Element>(y), in1.ptr<Element>(y), alpha.ptr(y), out.ptr<Element>(y), out.cols, perAlpha);
+    });
+}
+
+KESTROVA_KERNEL void scaleRow(const uchar* src, uchar* dst, int n, float k) noexcept {
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) dst[x] = sat8(static_cast<float>(src[x]) * k);
+}
+
+// out[x] for 0 < x < n - 1.
+KESTROVA_KERNEL void sharpenRow(const ushort* __restrict above, const ushort* __restrict centre,
+                                const ushort* __restrict below, ushort* __restrict out, int n) noexcept {
+    const auto lowest = [&](int x) { return std::min(std::min(above[x], centre[x]), below[x]); };
+    const auto highest = [&](int x) { return std::max(std::max(above[x], centre[x]), below[x]); };
+    for (int x = 1; x < n - 1; ++x) {
+        const ushort lo = std::min(std::min(lowest(x - 1), lowest(x)), lowest(x + 1));
+        const ushort hi = std::max(std::max(highest(x - 1), highest(x)), highest(x + 1));
+        const ushort v = centre[x];
+        out[x] = static_cast<ushort>(hi - v) < static_cast<ushort>(v - lo) ? hi : lo;
+    }
+}
+
+bool overlap(const cv::Mat& a, const cv::Mat& b) {
+    const auto end = [](const cv::Mat& m) { return m.ptr(m.rows - 1) + m.cols * m.elemSize(); };
+    return a.data < end(b) && b.data < end(a);
+}
+
+}  // namespace
+
+void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k) {
+    if (in0.type() != in1.type()) fail("ERROR - blendAlpha - in0.type()!=in1.type()");
+    if (in0.size != in1.size) fail("ERROR - blendAlpha - in0.size() !=in1.size()");
+    const int type = in0.type();
+    if (type != CV_8UC1 && type != CV_16UC1 && type != CV_32FC1) fail("ERROR - blendAlpha - in0 type");
+    if (alpha.type() != CV_8UC1) fail("ERROR - blendAlpha - alpha.type()!=CV_8UC1");
+    if (alpha.size != in0.size) fail("ERROR - blendAlpha - alpha.size()!=in0.size()");
+
+    const cv::Mat from0 = in0, from1 = in1, mask = alpha;  // the output may take the place of one
+    out.create(from0.rows, from0.cols, type);
+    const float perAlpha = k * kPer255;
+    switch (type) {
+        case CV_8UC1: return blend<uchar>(from0, from1, mask, out, perAlpha);
+        case CV_16UC1: return blend<ushort>(from0, from1, mask, out, perAlpha);
+        default: return blend<float>(from0, from1, mask, out, perAlpha);
+    }
+}
+
+void blendC(const uchar* src, int srcStep, uchar* dst, int dstStep, int width, int height, float k) {
+    if (width < 1 || height < 1) return;
+    if (!src || !dst) fail("ERROR - blendC - !src || !dst");
+    parallelRows(height, width, [&](int y) noexcept {
+        scaleRow(src + static_cast<std::ptrdiff_t>(srcStep) * y, dst + static_cast<std::ptrdiff_t>(dstStep) * y, width,
+                 k);
+    });
+}
+
+void extremeSharpen(const cv::Mat& in, cv::Mat& out) {
+    if (in.type() != CV_16UC1) fail("ERROR - extremeSharpen - in.type()!=CV_16UC1");
+    cv::Mat from = in;
+    out.create(from.rows, from.cols, CV_16UC1);
+    if (from.empty()) return;
+    if (overlap(from, out)) from = from.clone();
+    const int right = from.cols - 1, bottom = from.rows - 1;
+    parallelRows(from.rows, from.cols, [&](int y) noexcept {
+        const ushort* const centre = from.ptr<ushort>(y);
+        ushort* const to = out.ptr<ushort>(y);
+        if (y == 0 || y == bottom) {
+            std::memcpy(to, centre, from.cols * sizeof(ushort));
+            return;
+        }
+        to[0] = centre[0];
+        sharpenRow(from.ptr<ushort>(y - 1), centre, from.ptr<ushort>(y + 1), to, from.cols);
+        to[right] = centre[right];
+    });
+}

@@ -136,6 +136,39 @@ public:
     cv::Mat m_mask;  ///< `CV_8UC1`, hWidth by hHeight; no conversion out reads it
     int m_uid;
 
+protected:
+    /// Edge maps, for classes built on `TPImage`: one byte a pixel (`CV_8UC1`, full size, 128 neutral) of what a
+    /// half-size plane cannot carry of a full-size one, so that a picture can be processed at half size and its detail
+    /// put back afterwards. A residual r, at half the scale of luminance, is kept as its signed square root
+    /// 128 +- 0.7071 sqrt(|r|): small ones exactly, large ones coarsely. Planes of luminance are `CV_16UC1`; a half-size
+    /// plane is enlarged by a step of the Gaussian pyramid (`upSize2X` with `kPyramidStep`) and must have a size that
+    /// this takes. Other types, and tables that are not there, are failures before anything is written.
+
+    /// Provides the two tables, on the first call: before it there are none. Any thread may call it, at any time.
+    static void provideEdgeTables();
+    /// Fills the tables anew; no other thread may use them meanwhile. Throws "ERROR - TPImage::computeLUT: LUT is not
+    /// allocated." if they are not there.
+    static void computeLUT();
+    /// Residuals about 32768 to edges; `out` is created with the size of `in`. Throws "ERROR -
+    /// TPImage::applyFullToEdgeLUT: LUT is NULL." if the table is not there.
+    static void applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& out);
+    /// The edges of `full` over the enlarged `half`: the residual, halved and truncated. An empty `half` stands for
+    /// `full` reduced by a step of the pyramid to (rows / 2 + 1) by (cols / 2 + 1), from which only planes with both
+    /// sides odd can be enlarged again; OpenCV throws for others. `edge` is created with the size of `full`.
+    static void fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge);
+    /// full = enlarged `half` + `gain` times the residual. The residual is half of the detail: a gain of 2 restores it.
+    /// Gains within 0.01 of 1 are taken as 1. `full` is created with the size of `edge`.
+    static void edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full, float gain);
+    /// The same over the enlarged `halfNew`, the gain varying with what became of the gradients of `halfOld`: it is
+    /// `gain` where they stayed, and goes to 0 where they were flattened, by
+    ///
+    ///     (smooth(grad new . grad old) + 65535 epsilon) / (smooth(|grad old|^2) + 65535 epsilon)
+    ///
+    /// with forward differences, smoothed over 5 by 5. It is stored in bytes, 1 as 43 (so 1.008) and at most 5.98, and
+    /// below 0 as 0.
+    static void edgeToFull(const cv::Mat& edge, const cv::Mat& halfOld, const cv::Mat& halfNew, cv::Mat& full,
+                           float epsilon, float gain);
+
 private:
     static int m_count;  // live objects
     static unsigned char* m_lutFullToEdge_p;

@@ -101,6 +101,10 @@ KESTROVA_BENCH(tables) {
         auto lut = std::make_shared<TLut16U>();
         return [=] { lut->setupLinearThreshold(0.3f, 0, 0, 0); };
     });
+    benchRow("TLut16U::setupLightAdjust", 2 * kTableBytes, [] {
+        auto lut = std::make_shared<TLut16U>();
+        return [=] { lut->setupLightAdjust(0.1f, 0.2f, 0.3f, -0.4f); };
+    });
     benchRow("TLut8U::setupLinearThreshold", 512, [] {
         auto lut = std::make_shared<TLut8U>();
         return [=] { lut->setupLinearThreshold(0.3f, 0.5f, 0, 0); };

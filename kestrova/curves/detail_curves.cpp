@@ -13,9 +13,6 @@ namespace {
 constexpr int kEntries16 = 65536;
 constexpr float kTwoThirds = 0x1.555556p-1f;
 
-// Slope of the line for K in -1..1; steeper than 1 above 0, flatter below.
-float slopeOf(float K, const DetailCurve& curve) { return (K >= 0 ? curve.kMax - 1.0f : 1.0f - curve.kMin) * K + 1.0f; }
-
 // Half width of the centre for T in -1..1: a step above 0, a dead zone below. A table of 2 `middle` entries has room
 // for middle - 1 levels, and not-a-number is no width.
 int halfWidthOf(float T, float slope, int middle, const DetailCurve& curve) {
@@ -52,7 +49,7 @@ float drawDetailCurve(const DetailCurve& curve, uchar* table) {
     const float k = curve.k, t = curve.t, baseK = curve.baseK, baseT = curve.baseT;
     const float K = (k >= 0 ? 1.0f - baseK : baseK + 1.0f) * k + baseK;
     const float T = (t >= 0 ? 1.0f - baseT : baseT + 1.0f) * t + baseT;
-    const float slope = slopeOf(K, curve);
+    const float slope = lineSlope(K, curve.kMin, curve.kMax);
     const int n = halfWidthOf(T, slope, 128, curve);
     ippiImageRamp_8u_C1R(table, 256, {256, 1}, (1.0f - slope) * 128.0f, slope, ippAxsHorizontal);
     shapeCentre(table, 128, n);
@@ -65,7 +62,7 @@ float drawDetailCurve(const DetailCurve& curve, ushort* table) {
     const float K = (k >= 0 ? 1.5f - baseK : baseK + 1.5f) * k * kTwoThirds + baseK;
     const float T = t >= 0 ? (1.5f - baseT) * t * kTwoThirds + baseT  //
                            : damped(t) * (baseT + 1.5f) * kTwoThirds + baseT;
-    const float slope = slopeOf(K, curve);
+    const float slope = lineSlope(K, curve.kMin, curve.kMax);
     const int n = halfWidthOf(T, slope, 32768, curve);
     ippiImageRamp_16u_C1R(table, kEntries16 * 2, {kEntries16, 1}, (1.0f - slope) * 32768.0f, slope, ippAxsHorizontal);
     shapeCentre(table, 32768, n);

@@ -16,6 +16,9 @@ struct DetailCurve {
     float blurScale;
 };
 
+/// Slope of the line through the middle for K in -1..1: `kMax` at 1, 1 at 0, `kMin` at -1.
+inline float lineSlope(float K, float kMin, float kMax) { return (K >= 0 ? kMax - 1.0f : 1.0f - kMin) * K + 1.0f; }
+
 /// Draws the curve of `TLut8U` into 256 entries, or that of `TLut16U` into 65536: all but the smoothing. Returns the
 /// sigma to smooth the table with, in 2 steps, or 0 if it is finished as it is.
 float drawDetailCurve(const DetailCurve& curve, uchar* table);

@@ -78,9 +78,9 @@ public:
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 
     /// Builds the table of a light adjustment instead: a straight line, raised by 0.4 `brightness` of full scale and
-    /// turned about the middle by `contrast` (its slope as in `setKRange`), through a tone curve that `shadows` moves at
-    /// a quarter of the scale and `highlights` at three quarters. All range over -1..1, and 0 changes nothing. The curve
-    /// is a spline through five points, sampled at 64 and read linearly.
+    /// turned about the middle by `contrast` (its slope as in `setKRange`), through a tone curve that `shadows` moves
+    /// at a quarter of the scale and `highlights` at three quarters. All range over -1..1, and 0 changes nothing. The
+    /// curve is a spline through five points, sampled at 64 and read linearly.
     void setupLightAdjust(float brightness, float contrast, float shadows, float highlights);
 
 protected:

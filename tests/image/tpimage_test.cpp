@@ -191,11 +191,6 @@ TEST(TPImageTest, CopyToIsPrivateAndKeepsTheIdentity) {
     EXPECT_EQ(chroma.width(), 9);
 }
 
-TEST(TPImageTest, TheEdgeTablesStartAsNull) {
-    EXPECT_EQ(TPImage::m_lutFullToEdge_p, nullptr);
-    EXPECT_EQ(TPImage::m_lutEdgeToFull_p, nullptr);
-}
-
 // A rectangle, step by step.
 
 cv::Mat naiveBox(const cv::Mat& in, int radius) {

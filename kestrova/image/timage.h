@@ -139,6 +139,8 @@ protected:
     TUpdateRect m_updateRect;
 
 private:
+    void initView(IMTYPE type, const TSize& size, void* data, int step, bool swapRB);
+
     std::shared_ptr<void> m_blocks[2];  // keep the planes for all images that share them
 };
 

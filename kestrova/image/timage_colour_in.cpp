@@ -1,0 +1,116 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/image/timage.h"
+#include "kestrova/image/timage_planes.h"
+#include "kestrova/image/ydrdb.h"
+
+// Interleaved colour to Y, C, M. Bytes are read as the words that they stand for, 257 times as much, and a host's
+// B, G, R, A in the order R, G, B, A: neither a copy in words nor one in the other order is made.
+
+using namespace ydrdb;
+
+namespace {
+
+// A pixel in words.
+struct Pixel {
+    int r, g, b, a;
+};
+
+struct Rgba16 {
+    using Element = ushort;
+    static Pixel at(const ushort* row, std::ptrdiff_t x) {
+        std::uint32_t rg, ba;
+        std::memcpy(&rg, row + 4 * x, sizeof rg);
+        std::memcpy(&ba, row + 4 * x + 2, sizeof ba);
+        return {static_cast<int>(rg & 0xffffu), static_cast<int>(rg >> 16), static_cast<int>(ba & 0xffffu),
+                static_cast<int>(ba >> 16)};
+    }
+};
+
+template <int redShift, int blueShift>
+struct Packed8 {
+    using Element = uchar;
+    static Pixel at(const uchar* row, std::ptrdiff_t x) {
+        std::uint32_t p;
+        std::memcpy(&p, row + 4 * x, sizeof p);
+        const auto word = [p](int shift) { return static_cast<int>(p >> shift & 0xffu) * 257; };
+        return {word(redShift), word(8), word(blueShift), word(24)};
+    }
+};
+using Rgba8 = Packed8<0, 16>;
+using Bgra8 = Packed8<16, 0>;
+
+// A mean difference of four pixels over 512, about 128.
+inline uchar difference(int colourSum, int luminanceSum) { return clamp8((colourSum - luminanceSum) / 2048 + 128); }
+
+// A row of blocks of 2 by 2 pixels.
+template <class Format>
+KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
+                              const typename Format::Element* __restrict lower, ushort* __restrict yUpper,
+                              ushort* __restrict yLower, uchar* __restrict c0, uchar* __restrict c1,
+                              uchar* __restrict m, int n) noexcept {
+    const auto luminance = [](const Pixel& p) {
+        const float v =
+            static_cast<float>(p.r) * kRed + static_cast<float>(p.g) * kGreen + static_cast<float>(p.b) * kBlue;
+        return sat16(v);
+    };
+    for (std::ptrdiff_t j = 0; j < n; ++j) {
+        const Pixel p = Format::at(upper, 2 * j), q = Format::at(upper, 2 * j + 1);
+        const Pixel s = Format::at(lower, 2 * j), t = Format::at(lower, 2 * j + 1);
+        const ushort yp = luminance(p), yq = luminance(q), ys = luminance(s), yt = luminance(t);
+        yUpper[2 * j] = yp;
+        yUpper[2 * j + 1] = yq;
+        yLower[2 * j] = ys;
+        yLower[2 * j + 1] = yt;
+        const int sum = yp + yq + ys + yt;
+        c0[j] = difference(p.r + q.r + s.r + t.r, sum);
+        c1[j] = difference(p.b + q.b + s.b + t.b, sum);
+        m[j] = static_cast<uchar>((p.a + q.a + s.a + t.a) >> 10);
+    }
+}
+
+// `in` is interleaved in the order of `Format`.
+template <class Format>
+void toYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
+    const TSize size = in.size(), half = TImage::dec2Size(size);
+    if (!size.isEmpty() && (y.type() != TImage::IM_Y16U || c.type() != TImage::IM_C8U || m.type() != TImage::IM_M8U))
+        fail("ERROR - TImage::rgba16uToYCM - y.type()!=IM_Y16U || c.type()!=IM_C8U || m.type()!=IM_M8U");
+    y.resize(size);
+    c.resize(half);
+    m.resize(half);
+    if (size.isEmpty()) return;
+    if (y.size() != size || c.size() != half || m.size() != half)
+        fail("ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
+    const auto pixels = planeOf<typename Format::Element>(in);
+    const auto luminance = planeOf<ushort>(y);
+    const auto c0 = planeOf<uchar>(c, 0), c1 = planeOf<uchar>(c, 1), alpha = planeOf<uchar>(m);
+    parallelRows(size.height / 2, 2 * size.width, [&](int i) noexcept {
+        blockRow<Format>(pixels.row(2 * i), pixels.row(2 * i + 1), luminance.row(2 * i), luminance.row(2 * i + 1),
+                         c0.row(i), c1.row(i), alpha.row(i), size.width / 2);
+    });
+}
+
+}  // namespace
+
+void TImage::rgba8uToYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
+    if (!in.m_size.isEmpty() && in.m_type != IM_RGBA8U) fail("ERROR - TImage::rgba8uToYCM - in.type()!=IM_RGBA8U");
+    toYCM<Rgba8>(in, y, c, m);
+}
+
+void TImage::rgba16uToYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
+    if (!in.m_size.isEmpty() && in.m_type != IM_RGBA16U) fail("ERROR - TImage::rgba16uToYCM - in.type()!=IM_RGBA16U");
+    toYCM<Rgba16>(in, y, c, m);
+}
+
+void TImage::bgra8uToTImage(const unsigned char* src, int step, int width, int height, TImage& y, TImage& c,
+                            TImage& m) {
+    // Only ever read: the view is const.
+    const TImage view(TSize(width, height), const_cast<unsigned char*>(src), step, false);
+    toYCM<Bgra8>(view, y, c, m);
+}

@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <cstddef>
+
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/image/timage.h"
+#include "kestrova/image/timage_planes.h"
+#include "kestrova/image/ydrdb.h"
+
+// The halved luminance, and the colour that follows a change of it.
+
+using namespace ydrdb;
+
+namespace {
+
+constexpr float kPer255 = 0x1.010102p-8f;
+constexpr float kDifferenceScale = 0x1.00ccccp+7f;  // 128.4
+
+// The mean of 2 by 2 words takes two bits, the step to bytes eight more.
+constexpr int kMeanToByte = 10;
+
+KESTROVA_KERNEL void halfRow(const ushort* upper, const ushort* lower, uchar* __restrict half, int n) noexcept {
+    for (std::ptrdiff_t j = 0; j < n; ++j) {
+        const int sum = upper[2 * j] + upper[2 * j + 1] + lower[2 * j] + lower[2 * j + 1];
+        half[j] = static_cast<uchar>(sum >> kMeanToByte);
+    }
+}
+
+// The columns and rows that an odd size adds repeat the last ones.
+void halfRowToTheEnd(Plane<const ushort> y, const TSize& size, int i, uchar* half, int n) noexcept {
+    const ushort* upper = y.row(2 * i);
+    const ushort* lower = y.row(std::min(2 * i + 1, size.height - 1));
+    const int blocks = std::min(n, size.width / 2);
+    halfRow(upper, lower, half, blocks);
+    if (blocks < n) half[blocks] = static_cast<uchar>((upper[2 * blocks] + lower[2 * blocks]) * 2 >> kMeanToByte);
+}
+
+// The colour (c0, c1) under the half luminances `before` and `after`.
+KESTROVA_KERNEL void updateRow(const uchar* __restrict before, const uchar* __restrict after, const uchar* c0,
+                               const uchar* c1, float k, uchar* out0, uchar* out1, int n) noexcept {
+    KESTROVA_INDEPENDENT
+    for (int j = 0; j < n; ++j) {
+        const float a = before[j], e = after[j];
+        const float yf = a * kPer255;
+        const float r = (static_cast<float>(c0[j]) - 128.0f) * 0x1p-7f + yf;
+        const float b = (static_cast<float>(c1[j]) - 128.0f) * 0x1p-7f + yf;
+        const float g = (yf - r * kRed - b * kBlue) * kGreenBackFloatExact;
+        const float ratio = (k + e) / (a + k);
+        const float r2 = ratio * r, b2 = ratio * b, g2 = ratio * g;
+        const float y2 = g2 * kGreen + r2 * kRed + b2 * kBlue;
+        out0[j] = sat8((r2 - y2) * kDifferenceScale + 128.0f);
+        out1[j] = sat8((b2 - y2) * kDifferenceScale + 128.0f);
+    }
+}
+
+bool smaller(const TSize& size, const TSize& than) { return size.width < than.width || size.height < than.height; }
+
+}  // namespace
+
+cv::Mat TImage::halfY8U() const {
+    if (m_type != IM_Y16U) throw 0;
+    const TSize size = dec2Size(m_size);
+    cv::Mat half(size.height, size.width, CV_8UC1);
+    if (half.empty()) return half;
+    const Plane<const ushort> y = planeOf<ushort>(*this);
+    const int blocks = m_size.width / 2;
+    parallelRows(m_size.height / 2, m_size.width,
+                 [&](int i) noexcept { halfRow(y.row(2 * i), y.row(2 * i + 1), half.ptr(i), blocks); });
+    return half;
+}
+
+void TImage::updateCfromYChange(const TImage& yOld, const TImage& cOld, const TImage& yNew, TImage& cNew, float k) {
+    if (yOld.m_type != IM_Y16U || yNew.m_type != IM_Y16U) throw 0;
+    const TSize half = dec2Size(yOld.m_size);
+    if (half.isEmpty()) return;
+    if (cOld.m_type != IM_C8U || cNew.m_type != IM_C8U)
+        fail("ERROR - TImage::updateCfromYChange - cOld.type()!=IM_C8U || cNew.type()!=IM_C8U");
+    if (smaller(cOld.m_size, half) || smaller(dec2Size(yNew.m_size), half) || smaller(cNew.m_size, half))
+        fail("ERROR - TImage::updateCfromYChange - cOld, yNew or cNew is smaller than yOld needs");
+
+    const auto before = planeOf<ushort>(yOld), after = planeOf<ushort>(yNew);
+    const auto c0 = planeOf<uchar>(cOld, 0), c1 = planeOf<uchar>(cOld, 1);
+    const auto out0 = planeOf<uchar>(cNew, 0), out1 = planeOf<uchar>(cNew, 1);
+    const float k255 = k * 255.0f;
+    const int strips = stripCount(half.height, half.width);
+    cv::Mat rows(2 * strips, half.width, CV_8UC1);
+    parallelStrips(strips, half.height, [&](int first, int end, int strip) noexcept {
+        uchar* const a = rows.ptr(2 * strip);
+        uchar* const e = rows.ptr(2 * strip + 1);
+        for (int i = first; i < end; ++i) {
+            halfRowToTheEnd(before, yOld.m_size, i, a, half.width);
+            halfRowToTheEnd(after, yNew.m_size, i, e, half.width);
+            updateRow(a, e, c0.row(i), c1.row(i), k255, out0.row(i), out1.row(i), half.width);
+        }
+    });
+}

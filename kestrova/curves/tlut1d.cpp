@@ -6,6 +6,7 @@
 #include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/lookup_row.h"
 #include "kestrova/primitives/primitives.h"
@@ -15,11 +16,6 @@ namespace {
 void checkTypes(int inType, int outType) {
     const auto known = [](int type) { return type == CV_8UC1 || type == CV_16UC1; };
     if (!known(inType) || !known(outType)) fail("ERROR - TLut1D::TLut1D - type");
-}
-
-bool overlap(const cv::Mat& a, const cv::Mat& b) {
-    const auto end = [](const cv::Mat& m) { return m.ptr(m.rows - 1) + m.cols * m.elemSize(); };
-    return a.data < end(b) && b.data < end(a);
 }
 
 // `in` as a plane of `type` that may be read while `out` is written: itself where that is so, else a copy.

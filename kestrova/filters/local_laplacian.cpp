@@ -1,0 +1,146 @@
+#include "kestrova/filters/local_laplacian.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <new>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "kestrova/curves/table_smoothing.h"
+#include "kestrova/filters/local_laplacian_stages.h"
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/overlap.h"
+#include "kestrova/frame/saturate.h"
+#include "kestrova/primitives/primitives.h"
+
+namespace {
+
+constexpr int kEntries = 65536;
+constexpr int kMiddle = 32768;
+
+int saturated(long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); }
+
+// Truncated towards zero; not-a-number is 0.
+int saturated(float v) {
+    if (std::isnan(v)) return 0;
+    return v >= 0x1p31f ? INT_MAX : v < -0x1p31f ? INT_MIN : static_cast<int>(v);
+}
+
+// The levels of a pyramid down to a single pixel.
+int levelsOf(cv::Size size) {
+    int levels = 1;
+    for (int longer = std::max(size.width, size.height); longer > 1; longer = (longer + 1) / 2) ++levels;
+    return levels;
+}
+
+// Levels beyond a single pixel are all alike: equal channels, whose Laplacian coefficients are zero, are interpolated
+// and added.
+template <class References>
+void collapseSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
+    constexpr int kZero = 32767;
+    const int coefficient = interpolated(kZero, kZero, choiceAt<References>(g.at<ushort>(0, 0)).part) - kZero;
+    ushort& pixel = result.at<ushort>(0, 0);
+    pixel = clamp16(saturated(pixel + static_cast<long long>(count) * coefficient));
+}
+
+template <class References>
+void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
+    constexpr int K = References::kCount;
+    const int planes = std::min(levels, levelsOf(in.size())), top = planes - 1;
+    const RemappedPlane<K> remappedIn = remapped<References>(in, remap);
+    std::vector<cv::Mat> gaussian(planes);
+    std::vector<StoredPlane<K>> pyramid(planes);
+    gaussian[0] = in;
+    for (int l = 1; l < planes; ++l) {
+        cv::pyrDown(gaussian[l - 1], gaussian[l]);
+        pyramid[l] = l == 1 ? reduced(remappedIn) : reduced(pyramid[l - 1]);
+    }
+
+    cv::Mat result;
+    const auto collapse = [&](int l, const auto& remappedLevel, cv::Mat finer) {
+        if (l < top) {
+            collapseLevel<References>(gaussian[l], remappedLevel, pyramid[l + 1], result, finer);
+        } else {
+            collapseTop<References>(gaussian[l], remappedLevel, finer);
+            if (levels > planes) collapseSinglePixels<References>(gaussian[l], levels - planes, finer);
+        }
+        result = finer;
+    };
+    for (int l = top; l > 0; --l) collapse(l, pyramid[l], cv::Mat(gaussian[l].size(), CV_16UC1));
+
+    out.create(in.rows, in.cols, CV_16UC1);
+    const bool bInPlace = in.data == out.data && in.step == out.step;
+    const bool bDirect = bInPlace || !overlap(in, out);
+    collapse(0, remappedIn, bDirect ? out : cv::Mat(in.size(), CV_16UC1));
+    if (!bDirect) result.copyTo(out);
+}
+
+}  // namespace
+
+LocalLaplacian::LocalLaplacian() {
+    int step;
+    m_remap_p = ippiMalloc_16u_C1(kEntries, 1, &step);
+    if (!m_remap_p) fail("ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p");
+    m_owner = {m_remap_p, ippiFree};
+}
+
+LocalLaplacian::LocalLaplacian(const LocalLaplacian&) = default;
+LocalLaplacian& LocalLaplacian::operator=(const LocalLaplacian&) = default;
+LocalLaplacian::~LocalLaplacian() = default;
+
+template <class References>
+bool LocalLaplacian::proc(const cv::Mat& in, cv::Mat& out, float alpha, float blur, int levels) {
+    if (in.type() != CV_16UC1) fail("ERROR - LocalLaplacian::proc - in.type()!=CV_16UC1");
+    if (in.rows < 1 || in.cols < 1) fail("ERROR - LocalLaplacian::proc - in.empty()");
+    if (levels < 1) fail("ERROR - LocalLaplacian::proc - levels<1");
+    m_alpha = alpha;
+    m_blur = blur;
+    m_levels = levels;
+    bool bMemory = true;
+    try {
+        calRemapLut();
+        filter<References>(in, out, m_remap_p, levels);
+    } catch (const std::bad_alloc&) {
+        bMemory = false;
+    } catch (const cv::Exception& e) {
+        if (e.code != cv::Error::StsNoMem) throw;
+        bMemory = false;
+    }
+    if (!bMemory) fail("ERROR - LocalLaplacian::proc - not enough memory");
+    return true;
+}
+
+bool LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float alpha, float blur, int levels) {
+    return proc<TenReferences>(in, out, alpha, blur, levels);
+}
+bool LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float alpha, float blur, int levels) {
+    return proc<SixteenReferences>(in, out, alpha, blur, levels);
+}
+bool LocalLaplacian::proc24K(const cv::Mat& in, cv::Mat& out, float alpha, float blur, int levels) {
+    return proc<TwentyFourReferences>(in, out, alpha, blur, levels);
+}
+
+void LocalLaplacian::calRemapLut() {
+    const long long t = saturated(m_alpha * 32768.0f);
+    const long long a = std::abs(t), h = a / 2, peak = t >= 0 ? h : -h;
+    const int levels[] = {0,       saturated(kMiddle - a), saturated(kMiddle - h),
+                          kMiddle, saturated(kMiddle + h), saturated(kMiddle + a),
+                          65535};
+    const int values[] = {kMiddle, kMiddle, saturated(kMiddle + peak), kMiddle, saturated(kMiddle - peak),
+                          kMiddle, kMiddle};
+    const IppiSize row = {kEntries, 1};
+    constexpr int kStep = kEntries * int(sizeof(ushort));
+    ippiImageRamp_16u_C1R(m_remap_p, kStep, row, 0.0f, 1.0f, ippAxsHorizontal);
+    if (ippiLUT_Linear_16u_C1IR(m_remap_p, kStep, row, values, levels, 7) == ippStsNoMemErr) throw std::bad_alloc();
+    const float sigma = static_cast<float>(a) * m_blur;
+    if (sigma > 1) smoothLUT16U(m_remap_p, kEntries, sigma, 2);
+}
+
+int LocalLaplacian::clamp(int v, int lo, int hi) { return v < lo ? lo : std::min(v, hi); }
+
+int LocalLaplacian::levelJ(int a, int b, float f) {
+    const float octaves = std::log(static_cast<float>(std::min(a, b)) * f) / std::log(2.0f);
+    const int n = std::max(saturated(octaves + 0.5f), 1);
+    return saturated(n + 1LL);
+}

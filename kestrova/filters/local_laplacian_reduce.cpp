@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <climits>
+#include <opencv2/core.hpp>
+
+#include "kestrova/filters/local_laplacian_stages.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace {
+
+constexpr int kTableRows = 256, kTableCols = 256;
+constexpr int kTile = 64;  // output columns at a time: five rows of sums stay in the first cache
+
+// Entries of the halves of differences d: d / 2 rounded to nearest, ties to even.
+int offsetIndex(int d) {
+    const int half = d >> 1;
+    return std::min(32768 + half + (d & half & 1), 65535);
+}
+
+template <class References>
+void fillEntries(ushort* table, int first, int end, const ushort* remap) noexcept {
+    constexpr int kStride = kLanes<References::kCount>;
+    for (int k = 0; k < References::kCount; ++k) {
+        for (int y = first; y < end; ++y) {
+            const int offset = 2 * remap[offsetIndex(y - k * References::kStep)] - 65536;
+            table[y * kStride + k] = clamp16(y + offset);
+        }
+    }
+}
+
+// The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x.
+template <int K, class Row>
+KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* __restrict sums) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const std::ptrdiff_t centre = 2 * (first + x);
+        const ushort *a = pixel(centre - 2), *b = pixel(centre - 1), *c = pixel(centre), *d = pixel(centre + 1),
+                     *e = pixel(centre + 2);
+        int* const sum = sums + x * K;
+        for (int k = 0; k < K; ++k) sum[k] = a[k] + e[k] + 4 * (b[k] + d[k]) + 6 * c[k];
+    }
+}
+
+int mirrored(long long i, int n) { return cv::borderInterpolate(static_cast<int>(i), n, cv::BORDER_REFLECT_101); }
+
+// The same at a column near an edge, which mirrors the row.
+template <int K, class Row>
+void sumAcrossEdge(Row pixel, int cols, int column, int* sums) noexcept {
+    constexpr int kTaps[] = {1, 4, 6, 4, 1};
+    std::fill_n(sums, K, 0);
+    for (int tap = 0; tap < 5; ++tap) {
+        const ushort* p = pixel(mirrored(2LL * column + tap - 2, cols));
+        for (int k = 0; k < K; ++k) sums[k] += kTaps[tap] * p[k];
+    }
+}
+
+template <int K, class Row>
+void sumTile(Row pixel, int cols, int first, int n, int* sums) noexcept {
+    const int innerFirst = std::clamp(1, first, first + n);
+    const int innerEnd = std::clamp((cols - 1) / 2, innerFirst, first + n);
+    for (int x = first; x < innerFirst; ++x) sumAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
+    sumAcross<K>(pixel, innerFirst, innerEnd - innerFirst, sums + (innerFirst - first) * K);
+    for (int x = innerEnd; x < first + n; ++x) sumAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
+}
+
+KESTROVA_KERNEL void sumDown(const int* __restrict a, const int* __restrict b, const int* __restrict c,
+                             const int* __restrict d, const int* __restrict e, ushort* __restrict out, int n) noexcept {
+    for (int i = 0; i < n; ++i) out[i] = static_cast<ushort>((a[i] + e[i] + 4 * (b[i] + d[i]) + 6 * c[i] + 128) >> 8);
+}
+
+// Rows of one tile: each source row is summed along once and kept for the five rows below that it serves.
+template <int K, class Plane>
+void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int endRow, int first, int n) noexcept {
+    alignas(64) int ring[5][kTile * K + kLanes<K>];
+    const auto sumsOf = [&](long long sourceRow) { return ring[(sourceRow + 5) % 5]; };
+    long long next = 2LL * firstRow - 2;
+    for (int y = firstRow; y < endRow; ++y) {
+        const long long centre = 2LL * y;
+        for (; next <= centre + 2; ++next)
+            sumTile<K>(plane.row(mirrored(next, plane.rows)), plane.cols, first, n, sumsOf(next));
+        sumDown(sumsOf(centre - 2), sumsOf(centre - 1), sumsOf(centre), sumsOf(centre + 1), sumsOf(centre + 2),
+                out.at(y) + static_cast<std::ptrdiff_t>(first) * K, n * K);
+    }
+}
+
+template <int K, class Plane>
+StoredPlane<K> reducedPlane(const Plane& plane) {
+    StoredPlane<K> out((plane.rows + 1) / 2, (plane.cols + 1) / 2);
+    const int cost = out.cols > INT_MAX / K ? INT_MAX : out.cols * K;
+    parallelStrips(stripCount(out.rows, cost), out.rows, [&](int firstRow, int endRow, int) noexcept {
+        for (int x = 0; x < out.cols; x += kTile)
+            reduceTile<K>(plane, out, firstRow, endRow, x, std::min(kTile, out.cols - x));
+    });
+    return out;
+}
+
+}  // namespace
+
+template <class References>
+RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort* remap) {
+    constexpr int K = References::kCount;
+    const std::shared_ptr<ushort[]> table(new ushort[65536 * kLanes<K>]());
+    parallelRows(kTableRows, kTableCols * K, [&](int row) noexcept {
+        fillEntries<References>(table.get(), row * kTableCols, (row + 1) * kTableCols, remap);
+    });
+    return {picture, picture.rows, picture.cols, table};
+}
+
+template <int K>
+StoredPlane<K> reduced(const RemappedPlane<K>& plane) {
+    return reducedPlane<K>(plane);
+}
+template <int K>
+StoredPlane<K> reduced(const StoredPlane<K>& plane) {
+    return reducedPlane<K>(plane);
+}
+
+template RemappedPlane<10> remapped<TenReferences>(const cv::Mat&, const ushort*);
+template RemappedPlane<16> remapped<SixteenReferences>(const cv::Mat&, const ushort*);
+template RemappedPlane<24> remapped<TwentyFourReferences>(const cv::Mat&, const ushort*);
+template StoredPlane<10> reduced(const RemappedPlane<10>&);
+template StoredPlane<16> reduced(const RemappedPlane<16>&);
+template StoredPlane<24> reduced(const RemappedPlane<24>&);
+template StoredPlane<10> reduced(const StoredPlane<10>&);
+template StoredPlane<16> reduced(const StoredPlane<16>&);
+template StoredPlane<24> reduced(const StoredPlane<24>&);

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <cstddef>
+
+/// Whether the memory spanned by two planes, neither of them empty, has a part in common.
+inline bool overlap(const cv::Mat& a, const cv::Mat& b) {
+    const auto end = [](const cv::Mat& m) {
+        return m.ptr(m.rows - 1) + static_cast<std::size_t>(m.cols) * m.elemSize();
+    };
+    return a.data < end(b) && b.data < end(a);
+}

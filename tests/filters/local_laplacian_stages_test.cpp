@@ -1,0 +1,46 @@
+#include "kestrova/filters/local_laplacian_stages.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "tests/filters/local_laplacian_reference.h"
+#include "tests/support/planes.h"
+#include "tests/support/threads.h"
+
+namespace {
+
+/// The pixels of a plane of K channels.
+template <int K, class Plane>
+cv::Mat pixelsOf(const Plane& plane) {
+    cv::Mat pixels(plane.rows, plane.cols, CV_16UC(K));
+    for (int y = 0; y < plane.rows; ++y) {
+        for (int x = 0; x < plane.cols; ++x) std::copy_n(plane.row(y)(x), K, pixels.ptr<ushort>(y) + x * K);
+    }
+    return pixels;
+}
+
+template <class References>
+void expectReduction(cv::Size size) {
+    constexpr int K = References::kCount;
+    const std::vector<ushort> remap = expectedRemap(-0.3f, 0.1f);
+    const RemappedPlane<K> finest = remapped<References>(randomPlane(size.height, size.width, CV_16UC1), remap.data());
+    cv::Mat expected = pixelsOf<K>(finest);
+    StoredPlane<K> plane = reduced(finest);
+    for (int level = 1; level < 4; ++level) {
+        cv::pyrDown(expected, expected);
+        ASSERT_TRUE(samePixels(expected, pixelsOf<K>(plane))) << K << " channels, " << size << ", level " << level;
+        plane = reduced(plane);
+    }
+}
+
+}  // namespace
+
+TEST(LocalLaplacianStages, ReductionEqualsThatOfWholePlanes) {
+    for (cv::Size size : testSizes()) {
+        expectReduction<TenReferences>(size);
+        expectReduction<SixteenReferences>(size);
+        expectReduction<TwentyFourReferences>(size);
+    }
+}

@@ -24,9 +24,9 @@ public:
     ushort* ptr();
     /// Entry i = i.
     void setLinear();
-    /// Replaces each pixel v of the first plane by table[v], in place. The plane is taken to hold 16-bit values,
-    /// whatever the image's kind; its stamp stays. Throws "ERROR - TLutY::apply - image.pstep()<2" for kinds of 8-bit
-    /// planes, "ERROR - TLutY::apply - !m_table_p" without a table.
+    /// Replaces each pixel v of the first plane by table[v], in place. Of an interleaved image, as many words of each
+    /// row are replaced as it has pixels; the stamp stays. Throws "ERROR - TLutY::apply - !m_table_p" without a table,
+    /// "ERROR - TLutY::apply - image not of 16-bit words" for planes of bytes and for views at odd addresses.
     void apply(TImage& image);
 
 protected:
@@ -49,8 +49,8 @@ public:
     ushort* ptr(int i);
     /// Entry i = i in every table.
     void setLinear();
-    /// As `TLutY::apply`, with table 0. Throws "ERROR - TLutC::apply - image.pstep()<2" for kinds of 8-bit planes,
-    /// "ERROR - TLutC::apply - m_num<1 || !m_tables_p[0]" without a table.
+    /// As `TLutY::apply`, with table 0. Throws "ERROR - TLutC::apply - m_num<1 || !m_tables_p[0]" without a table,
+    /// "ERROR - TLutC::apply - image not of 16-bit words".
     void apply(TImage& image);
     /// Computes `in.halfY8U()` and drops it; `out` stays as it is. This is the whole of the operation, and it is meant.
     /// Throws `int` 0 if `in` is no 16-bit plane.

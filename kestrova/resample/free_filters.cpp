@@ -1,6 +1,6 @@
 #include "kestrova/resample/free_filters.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
@@ -46,14 +46,25 @@ KESTROVA_KERNEL void scaleRow(const uchar* src, uchar* dst, int n, float k) noex
     for (int x = 0; x < n; ++x) dst[x] = sat8(static_cast<float>(src[x]) * k);
 }
 
+ushort lowest(ushort a, ushort b, ushort c) {
+    const ushort lower = b < a ? b : a;
+    return c < lower ? c : lower;
+}
+ushort highest(ushort a, ushort b, ushort c) {
+    const ushort higher = a < b ? b : a;
+    return higher < c ? c : higher;
+}
+
 // out[x] for 0 < x < n - 1.
 KESTROVA_KERNEL void sharpenRow(const ushort* __restrict above, const ushort* __restrict centre,
                                 const ushort* __restrict below, ushort* __restrict out, int n) noexcept {
-    const auto lowest = [&](int x) { return std::min(std::min(above[x], centre[x]), below[x]); };
-    const auto highest = [&](int x) { return std::max(std::max(above[x], centre[x]), below[x]); };
     for (int x = 1; x < n - 1; ++x) {
-        const ushort lo = std::min(std::min(lowest(x - 1), lowest(x)), lowest(x + 1));
-        const ushort hi = std::max(std::max(highest(x - 1), highest(x)), highest(x + 1));
+        const ushort lo =
+            lowest(lowest(above[x - 1], above[x], above[x + 1]), lowest(centre[x - 1], centre[x], centre[x + 1]),
+                   lowest(below[x - 1], below[x], below[x + 1]));
+        const ushort hi =
+            highest(highest(above[x - 1], above[x], above[x + 1]), highest(centre[x - 1], centre[x], centre[x + 1]),
+                    highest(below[x - 1], below[x], below[x + 1]));
         const ushort v = centre[x];
         out[x] = static_cast<ushort>(hi - v) < static_cast<ushort>(v - lo) ? hi : lo;
     }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/primitives/box_means.h"
 #include "kestrova/primitives/box_mirrored.h"
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/primitives/window.h"
@@ -15,13 +16,11 @@
 /// sum, being serial, takes 0.55 ns at any width.
 ///
 /// Integers are summed exactly: neither order nor split matters. Floats are summed in double. Their column sums begin
-/// anew, from the top of the window down, at every `floatBlock`-th row of the region and after a value that is not
+/// anew, from the top of the window down, at every `boxBlockRows`-th row of the region and after a value that is not
 /// finite has left the window, so that the order does not depend on the split either. An error of rounding is at most
-/// 2^-53 of a column's sum of sizes, and a column collects fewer than 4 `floatBlock` of them before it begins anew.
+/// 2^-53 of a column's sum of sizes, and a column collects fewer than 4 `boxBlockRows` of them before it begins anew.
 
 namespace {
-
-int floatBlock(const Window& window) { return std::max(window.height, 32); }
 
 template <class Sum, class Element>
 KESTROVA_KERNEL void addRow(Sum* __restrict sums, const Element* __restrict row, int n) noexcept {
@@ -136,7 +135,7 @@ IppStatus filter(const Rows& source, Plane<Element> dst, IppiSize size, const Wi
         auto rows = source.strip(strips, s);
         const int first = strips.first(s);
         for (int y = first; y < strips.end(s); ++y) {
-            const bool anew = y == first || (std::is_floating_point_v<Element> && y % floatBlock(window) == 0);
+            const bool anew = y == first || (std::is_floating_point_v<Element> && y % boxBlockRows(window.height) == 0);
             if (anew || slideRow(columns, rows.row(y + window.below()), rows.row(y - 1 - window.above), window.columns))
                 sumColumns(rows, y, window, columns);
             rows.keep(y);
@@ -172,7 +171,7 @@ IppStatus checkMask(IppiSize mask, IppiPoint anchor, IppiSize region) {
 
 template <class Element>
 Strips stripsOf(IppiSize size, const Window& window) {
-    return Strips(size, std::is_floating_point_v<Element> ? floatBlock(window) : 1);
+    return Strips(size, std::is_floating_point_v<Element> ? boxBlockRows(window.height) : 1);
 }
 
 template <class Element>
@@ -242,6 +241,12 @@ void filterBoxMirrored(const uchar* src, std::size_t srcStep, uchar* dst, std::s
 void filterBoxMirrored(const ushort* src, std::size_t srcStep, ushort* dst, std::size_t dstStep, IppiSize size,
                        int radius) {
     filterMirrored<ushort>({src, static_cast<int>(srcStep)}, {dst, static_cast<int>(dstStep)}, size, radius);
+}
+
+void boxMeansAcross(const double* columns, int maskWidth, int maskHeight, double* scratch, double* otherScratch,
+                    float* means, int n) noexcept {
+    const std::uint64_t area = static_cast<std::uint64_t>(maskWidth) * static_cast<std::uint64_t>(maskHeight);
+    sumAcross(columns, maskWidth, scratch, otherScratch, means, n, MeanOfFloats(area));
 }
 
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,

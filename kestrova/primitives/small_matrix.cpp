@@ -6,6 +6,8 @@
 #include <memory>
 #include <new>
 
+#include "kestrova/primitives/invert3.h"
+
 namespace {
 
 /// A matrix of floats, strides in bytes.
@@ -29,9 +31,6 @@ struct Destination : Strided<char> {
     }
 };
 
-/// Whether rounding may have made all of a sum of `terms` terms whose sizes add up to `magnitude`.
-bool isNoise(double sum, double magnitude, int terms) { return !(std::abs(sum) > terms * 0x1p-52 * magnitude); }
-
 IppStatus invert1(Source src, Destination dst) {
     const double element = src.at(0, 0);
     if (isNoise(element, std::abs(element), 1)) return ippStsSingularErr;
@@ -39,22 +38,12 @@ IppStatus invert1(Source src, Destination dst) {
     return ippStsNoErr;
 }
 
-/// The adjugate over the determinant. Products of two elements are exact in double.
 IppStatus invert3(Source src, Destination dst) {
-    const double a = src.at(0, 0), b = src.at(0, 1), c = src.at(0, 2);
-    const double d = src.at(1, 0), e = src.at(1, 1), f = src.at(1, 2);
-    const double g = src.at(2, 0), h = src.at(2, 1), i = src.at(2, 2);
-    const double ei = e * i - f * h, fg = f * g - d * i, dh = d * h - e * g;
-    const double determinant = a * ei + b * fg + c * dh;
-    const double magnitude = std::abs(a) * (std::abs(e * i) + std::abs(f * h)) +
-                             std::abs(b) * (std::abs(f * g) + std::abs(d * i)) +
-                             std::abs(c) * (std::abs(d * h) + std::abs(e * g));
-    if (isNoise(determinant, magnitude, 4)) return ippStsSingularErr;
-    const double adjugate[3][3] = {
-        {ei, c * h - b * i, b * f - c * e}, {fg, a * i - c * g, c * d - a * f}, {dh, b * g - a * h, a * e - b * d}};
-    const double scale = 1 / determinant;
+    const Inverse3 inverse(src.at(0, 0), src.at(0, 1), src.at(0, 2), src.at(1, 0), src.at(1, 1), src.at(1, 2),
+                           src.at(2, 0), src.at(2, 1), src.at(2, 2));
+    if (inverse.singular) return ippStsSingularErr;
     for (int row = 0; row < 3; ++row)
-        for (int column = 0; column < 3; ++column) dst.set(row, column, adjugate[row][column] * scale);
+        for (int column = 0; column < 3; ++column) dst.set(row, column, inverse.element(row, column));
     return ippStsNoErr;
 }
 

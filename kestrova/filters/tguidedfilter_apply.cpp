@@ -1,0 +1,118 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+
+#include "kestrova/filters/tguidedfilter.h"
+#include "kestrova/frame/failure.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace {
+
+template <class Pixel>
+struct Scale;
+template <>
+struct Scale<uchar> {
+    static constexpr float kFull = 255.0f;
+    static uchar round(float v) { return sat8(v); }
+};
+template <>
+struct Scale<ushort> {
+    static constexpr float kFull = 65535.0f;
+    static ushort round(float v) { return sat16(v); }
+};
+
+template <class Pixel>
+KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 1>& guide, const std::array<const float*, 2>& model,
+                              Pixel* q, int n) noexcept {
+    const Pixel* I = guide[0];
+    const float *a = model[0], *b = model[1];
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x)
+        q[x] = Scale<Pixel>::round(static_cast<float>(I[x]) * a[x] + b[x] * Scale<Pixel>::kFull);
+}
+
+template <class Pixel>
+KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 3>& guide, const std::array<const float*, 4>& model,
+                              Pixel* q, int n) noexcept {
+    const Pixel *I0 = guide[0], *I1 = guide[1], *I2 = guide[2];
+    const float *a0 = model[0], *a1 = model[1], *a2 = model[2], *b = model[3];
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) {
+        const float slopes =
+            (static_cast<float>(I0[x]) * a0[x] + static_cast<float>(I1[x]) * a1[x]) + static_cast<float>(I2[x]) * a2[x];
+        q[x] = Scale<Pixel>::round(slopes + b[x] * Scale<Pixel>::kFull);
+    }
+}
+
+/// How many pixels a cell of the model serves along one direction. In single precision: for more than 2^24 pixels it
+/// may come out one too small, and the last cell then serves all that is left.
+int blockSize(int pixels, int cells) {
+    return static_cast<int>(std::ceil(static_cast<float>(pixels) / static_cast<float>(cells)));
+}
+
+/// out[x] = cells[min(x / block, count - 1)]
+void spreadRow(const float* cells, int count, int block, float* out, int n) noexcept {
+    int x = 0;
+    for (int cell = 0; cell < count && x < n; ++cell) {
+        const int end = cell < count - 1 ? std::min(x + block, n) : n;
+        for (const float value = cells[cell]; x < end; ++x) out[x] = value;
+    }
+}
+
+template <class Pixel, std::size_t kGuides>
+void applyBlocks(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
+    const int rows = q.rows, cols = q.cols, modelRows = model[0].rows, modelCols = model[0].cols;
+    const int sx = blockSize(cols, modelCols), sy = blockSize(rows, modelRows);
+    const bool asTheyStand = sx == 1 && cols <= modelCols;
+    const int strips = stripCount(rows, cols);
+    const auto width = static_cast<std::ptrdiff_t>(cols);
+    const std::unique_ptr<float[]> scratch(
+        asTheyStand ? nullptr : new float[static_cast<std::size_t>(strips) * (kGuides + 1) * cols]);
+    parallelStrips(strips, rows, [&](int first, int end, int strip) noexcept {
+        std::array<const float*, kGuides + 1> coefficients{};
+        int current = -1;
+        for (int y = first; y < end; ++y) {
+            const int cell = std::min(y / sy, modelRows - 1);
+            for (std::size_t k = 0; k <= kGuides && cell != current; ++k) {
+                coefficients[k] = model[k].template ptr<float>(cell);
+                if (asTheyStand) continue;
+                float* spread = scratch.get() + (strip * static_cast<std::ptrdiff_t>(kGuides + 1) + k) * width;
+                spreadRow(coefficients[k], modelCols, sx, spread, cols);
+                coefficients[k] = spread;
+            }
+            current = cell;
+            std::array<const Pixel*, kGuides> pixels;
+            for (std::size_t k = 0; k < kGuides; ++k) pixels[k] = guide[k].template ptr<Pixel>(y);
+            applyRow<Pixel>(pixels, coefficients, q.ptr<Pixel>(y), cols);
+        }
+    });
+}
+
+template <std::size_t kGuides>
+void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
+    const int depth = guide[0].depth();
+    if (depth != CV_8U && depth != CV_16U) return guide[0].copyTo(q);  // a copy is meant
+    if (guide[0].empty()) fail("ERROR - TGuidedFilter::proc - guide[0].empty()");
+    if (guide[0].channels() != 1) fail("ERROR - TGuidedFilter::proc - guide[0].channels()!=1");
+    for (const cv::Mat& plane : guide) {
+        if (plane.type() != guide[0].type()) fail("ERROR - TGuidedFilter::proc - guide types differ");
+        if (plane.size() != guide[0].size()) fail("ERROR - TGuidedFilter::proc - guide sizes differ");
+    }
+    for (const cv::Mat& plane : model)
+        if (plane.empty() || plane.size() != model[0].size())
+            fail("ERROR - TGuidedFilter::proc - there is no model of a guide like this");
+    q.create(guide[0].size(), guide[0].type());
+    depth == CV_8U ? applyBlocks<uchar>(guide, model, q) : applyBlocks<ushort>(guide, model, q);
+}
+
+}  // namespace
+
+void TGuidedFilter::gFc1_applyLoop(const cv::Mat& I, cv::Mat& q) const { applyLoop<1>({I}, {m_a0, m_b}, q); }
+
+void TGuidedFilter::gFc3_applyLoop(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
+    if (guide.size() != 3) fail("ERROR - TGuidedFilter::proc - input vector size is not correct.");
+    applyLoop<3>({guide[0], guide[1], guide[2]}, {m_a0, m_a1, m_a2, m_b}, q);
+}

@@ -1,0 +1,93 @@
+#include <memory>
+
+#include "kestrova/filters/tguidedfilter.h"
+#include "kestrova/frame/failure.h"
+#include "kestrova/primitives/arithmetic.h"
+#include "kestrova/primitives/memory.h"
+#include "kestrova/primitives/resize.h"
+
+// The model applied to planes of floats, its coefficients resized to their size.
+
+namespace {
+
+int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
+
+void checkGuide(const cv::Mat& I, const cv::Mat& first) {
+    if (I.type() != CV_32FC1) fail("ERROR - TGuidedFilter::apply - guide.type()!=CV_32FC1");
+    if (I.empty()) fail("ERROR - TGuidedFilter::apply - guide.empty()");
+    if (I.size() != first.size()) fail("ERROR - TGuidedFilter::apply - guide sizes differ");
+}
+
+void checkModel(const cv::Mat& coefficients, const cv::Mat& first) {
+    if (coefficients.empty() || coefficients.size() != first.size())
+        fail("ERROR - TGuidedFilter::apply - there is no model of a guide like this");
+}
+
+/// Resizes planes of coefficients to the size of the guide.
+class Resizer {
+public:
+    Resizer(cv::Size from, cv::Size to, int interpolation)
+        : m_from{0, 0, from.width, from.height}, m_to{0, 0, to.width, to.height}, m_interpolation(interpolation) {
+        int bytes = 0;
+        ippiResizeGetBufSize(m_from, m_to, 1, m_interpolation, &bytes);
+        m_buffer.reset(ippsMalloc_8u(bytes));
+        if (!m_buffer) fail("ERROR - TGuidedFilter::apply - no memory for the resize");
+    }
+
+    void resize(const cv::Mat& plane, cv::Mat& out) const {
+        out.create(m_to.height, m_to.width, CV_32FC1);
+        const double xFactor = static_cast<double>(m_to.width) / static_cast<double>(m_from.width);
+        const double yFactor = static_cast<double>(m_to.height) / static_cast<double>(m_from.height);
+        if (ippiResizeSqrPixel_32f_C1R(plane.ptr<float>(), {m_from.width, m_from.height}, stepOf(plane), m_from,
+                                       out.ptr<float>(), stepOf(out), m_to, xFactor, yFactor, 0.0, 0.0, m_interpolation,
+                                       m_buffer.get()) != ippStsNoErr)
+            fail("ERROR - TGuidedFilter::apply - the model cannot be resized");
+    }
+
+private:
+    struct Free {
+        void operator()(uchar* block) const { ippsFree(block); }
+    };
+    IppiRect m_from, m_to;
+    int m_interpolation;
+    std::unique_ptr<uchar, Free> m_buffer;
+};
+
+void multiply(const cv::Mat& factor, cv::Mat& product) {
+    ippiMul_32f_C1IR(factor.ptr<float>(), stepOf(factor), product.ptr<float>(), stepOf(product),
+                     {product.cols, product.rows});
+}
+
+void add(const cv::Mat& term, cv::Mat& sum) {
+    ippiAdd_32f_C1IR(term.ptr<float>(), stepOf(term), sum.ptr<float>(), stepOf(sum), {sum.cols, sum.rows});
+}
+
+}  // namespace
+
+void TGuidedFilter::gFc1_apply(const cv::Mat& I, cv::Mat& q) const {
+    checkGuide(I, I);
+    checkModel(m_a0, m_a0);
+    checkModel(m_b, m_a0);
+    const Resizer resizer(m_a0.size(), I.size(), IPPI_INTER_CUBIC);
+    cv::Mat term;
+    resizer.resize(m_a0, term);
+    multiply(I, term);
+    resizer.resize(m_b, q);  // after the last use of the guide, which may be this plane
+    add(term, q);
+}
+
+void TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
+    if (guide.size() != 3) fail("ERROR - TGuidedFilter::apply - guide.size()!=3");
+    for (const cv::Mat& plane : guide) checkGuide(plane, guide[0]);
+    const cv::Mat* slopes[] = {&m_a0, &m_a1, &m_a2};
+    for (const cv::Mat* slope : slopes) checkModel(*slope, m_a0);
+    checkModel(m_b, m_a0);
+    const Resizer resizer(m_a0.size(), guide[0].size(), IPPI_INTER_NN);
+    cv::Mat terms[3];
+    for (int k = 0; k < 3; ++k) {
+        resizer.resize(*slopes[k], terms[k]);
+        multiply(guide[static_cast<std::size_t>(k)], terms[k]);
+    }
+    resizer.resize(m_b, q);  // after the last use of the guide, which may hold this plane
+    for (const cv::Mat& term : terms) add(term, q);
+}

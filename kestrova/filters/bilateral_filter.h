@@ -60,6 +60,8 @@ public:
 private:
     /// Geometry and grids for planes of `width` x `height` guided by `edge`; false if `sampling` is below 2.
     bool setup(const cv::Mat& edge, int width, int height, int sampling, int range, bool mode16);
+    /// Throws unless the grids at hand can take a plane guided by `guide`.
+    void checkOldGrids(const cv::Mat& guide) const;
     /// Provides the grids for the extents at hand, each with a guard behind its last cell.
     void alloc();
     /// Lets go of the grids. Throws "BilateralFilter::dealloc() - != 0x6d6d6d6d" where a guard is damaged, that of the
@@ -69,10 +71,14 @@ private:
     void gridInit(float weight, float value);
     /// Sums the pixels up in the grids, blurs them and divides values by weights.
     void buildGrid(cv::Mat& inOut, const cv::Mat& edge);
+    template <class Pixel>
+    void splat(const cv::Mat& plane, const cv::Mat& guide);
     /// Blurs both grids along z, x and y.
     void filterGrids();
     /// Reads the pixels back.
     void interpGrid(cv::Mat& inOut, const cv::Mat& edge);
+    template <class Pixel>
+    void readBack(cv::Mat& plane, const cv::Mat& guide) const;
     /// A cell of the weights, of the values.
     float* gridPtr(int x, int y, int z);
     float* gridDPtr(int x, int y, int z);

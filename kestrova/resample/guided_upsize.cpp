@@ -6,21 +6,11 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/resample/resample.h"
+#include "kestrova/resample/unit_plane.h"
 
 namespace {
 
 constexpr int kNearest = 1, kLinear = 2, kCubic = 4;
-
-bool hasUnitScale(const cv::Mat& plane) { return plane.type() == CV_8UC1 || plane.type() == CV_16UC1; }
-
-/// The plane as floats on the scale 0..1. Types without that scale give zeros: with such a guide the filter copies the
-/// guide, whatever the model.
-cv::Mat unitPlane(const cv::Mat& plane) {
-    if (!hasUnitScale(plane)) return cv::Mat::zeros(plane.size(), CV_32FC1);
-    cv::Mat unit;
-    plane.convertTo(unit, CV_32FC1, plane.depth() == CV_8U ? 1.0 / 255 : 1.0 / 65535);
-    return unit;
-}
 
 // A guide narrower than the factor has no column for the first of the small plane.
 void checkWidth(const cv::Mat& guide, int n, const char* failure) {

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test bench asan tidy format
+.PHONY: help demo test docs bench asan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -22,8 +22,16 @@ demo: ## Build the example hosts, develop and paint the bundled photograph, say 
 test: ## Build everything and run every test
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests examples kestrova_examples_tests
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
+	@cmake/packages.sh doxygen graphviz
+	@mkdir -p build/docs
+	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
+	 KESTROVA_HEADERS="$$(grep -l 'KESTROVA_EXPORT ' $$(git ls-files 'kestrova/*.h' ':!kestrova/export.h') | tr '\n' ' ')" \
+	 doxygen docs/Doxyfile
+	@echo 'the documentation: build/docs/html/index.html'
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	@cmake/packages.sh $(BENCH_PACKAGES)
@@ -34,7 +42,7 @@ bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests examples kestrova_examples_tests
+	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
 
 tidy: ## Run clang-tidy over the library

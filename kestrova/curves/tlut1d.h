@@ -15,6 +15,7 @@ class KESTROVA_EXPORT TLut1D {
 public:
     /// Types are `CV_8UC1` or `CV_16UC1`; any other pair throws "ERROR - TLut1D::TLut1D - type".
     explicit TLut1D(int inType = 0, int outType = 0);
+    /// Shares the table of `other`; types and table are taken over.
     TLut1D(const TLut1D& other);
     TLut1D& operator=(const TLut1D& other);
     ~TLut1D();
@@ -30,6 +31,7 @@ public:
     void apply(cv::Mat inOut);
 
 protected:
+    /// The table, for the type that it writes.
     uchar* lut8U();
     ushort* lut16U();
     /// A hook that does nothing.
@@ -47,6 +49,7 @@ private:
 /// at the middle, a step that lifts small detail or a dead zone that removes it.
 class KESTROVA_EXPORT TLut8U : public TLut1D {
 public:
+    /// The four values as in `setKRange`; the table is undefined.
     explicit TLut8U(float kMin = 0.0f, float kMax = 6.0f, int threshold = 32, float blurScale = 0.35f);
 
     /// Slopes at K = -1 and K = +1, full-scale half width of the centre in table levels, and sigma of the smoothing per
@@ -59,16 +62,17 @@ public:
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 
 protected:
-    float m_kMin;
-    float m_kMax;
-    int m_threshold;
-    float m_blurScale;
+    float m_kMin;       ///< slope at K = -1
+    float m_kMax;       ///< slope at K = +1
+    int m_threshold;    ///< full-scale half width of the centre, in table levels
+    float m_blurScale;  ///< sigma of the smoothing per level of half width
 };
 
 /// The same for 16-bit detail planes, zero at 32768. The formulas differ on purpose: slopes and thresholds range over
 /// -1.5..1.5, and dead zones are damped by 0.4.
 class KESTROVA_EXPORT TLut16U : public TLut1D {
 public:
+    /// The four values as in `setKRange`; the table is undefined.
     explicit TLut16U(float kMin = 0.0f, float kMax = 6.0f, int threshold = 8191, float blurScale = 0.35f);
 
     /// As `TLut8U::setKRange`.
@@ -84,9 +88,9 @@ public:
     void setupLightAdjust(float brightness, float contrast, float shadows, float highlights);
 
 protected:
-    float m_kMin;
-    float m_kMax;
-    int m_threshold;
-    float m_blurScale;
+    float m_kMin;       ///< slope at K = -1
+    float m_kMax;       ///< slope at K = +1
+    int m_threshold;    ///< full-scale half width of the centre, in table levels
+    float m_blurScale;  ///< sigma of the smoothing per level of half width
     float m_curve[64];  ///< the tone curve of the last `setupLightAdjust` at i / 63, values 0..1
 };

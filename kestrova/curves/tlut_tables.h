@@ -15,7 +15,9 @@ class TImage;
 /// One table.
 class KESTROVA_EXPORT TLutY {
 public:
+    /// One table.
     TLutY();
+    /// Shares the table of `other`.
     TLutY(const TLutY& other);
     TLutY& operator=(const TLutY& other);
     ~TLutY();
@@ -30,7 +32,7 @@ public:
     void apply(TImage& image);
 
 protected:
-    ushort* m_table_p;
+    ushort* m_table_p;  ///< 65536 entries
 
 private:
     std::shared_ptr<ushort> m_owner;  ///< keeps the table for all objects that share it
@@ -41,6 +43,7 @@ class KESTROVA_EXPORT TLutC {
 public:
     /// min(n, 32) tables; none if `n` < 1.
     explicit TLutC(int n);
+    /// Shares the tables of `other`.
     TLutC(const TLutC& other);
     TLutC& operator=(const TLutC& other);
     ~TLutC();
@@ -69,6 +72,7 @@ class KESTROVA_EXPORT TLut2D {
 public:
     /// min(n, 16) tables; none if `n` < 1.
     explicit TLut2D(int n = 16);
+    /// Shares the tables of `other`.
     TLut2D(const TLut2D& other);
     TLut2D& operator=(const TLut2D& other);
 

@@ -20,7 +20,9 @@ public:
     bool proc(cv::Mat& inOutY16U, bool update);
 
 protected:
+    /// Without a table.
     TLutY16U();
+    /// Shares the table of `other`.
     TLutY16U(const TLutY16U& other);
     TLutY16U& operator=(const TLutY16U& other);
     ~TLutY16U();
@@ -48,6 +50,7 @@ class KESTROVA_EXPORT TLutYDrDb {
 public:
     /// 1 << `nc` chroma tables, at most 32; none if `nc` is negative.
     explicit TLutYDrDb(int nc = 4);
+    /// Shares the tables of `other`.
     TLutYDrDb(const TLutYDrDb& other);
     TLutYDrDb& operator=(const TLutYDrDb& other);
 
@@ -59,6 +62,7 @@ public:
     /// Sets the number of chroma tables to 1 << min(nc, 5) and allocates what is missing. Tables beyond that number are
     /// released; their pointers stay in the slots, stale, and are never used again. Returns `numCLUT()`.
     int setupCLUT(int nc);
+    /// The number of chroma tables, 0 to 32.
     int numCLUT();
     /// Computes all tables anew. Without a Y table there is one chroma table at most.
     void computeLUT();

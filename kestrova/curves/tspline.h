@@ -23,6 +23,7 @@ public:
     /// Moves control point `i`. The coefficients stay as they are until `update`; the knots that `value` searches are
     /// the new ones at once. Throws if there is no such point, as the two below.
     void setCtrPoint(int i, float x, float y);
+    /// The abscissa and the ordinate of control point `i`.
     float ctrPx(int i) const;
     float ctrPy(int i) const;
 
@@ -40,6 +41,7 @@ private:
     /// Solves a tridiagonal system by Crout's factorisation, without pivoting. `rhs` receives the solution, `diag` and
     /// `sup` are overwritten.
     static void tridiagonal(int n, float* sub, float* diag, float* sup, float* rhs);
+    /// As `value`.
     static float spline_eval(int n, float* x, float* y, float* b, float* c, float* d, float t);
     /// Newton's divided differences, in a new array that the caller releases with `delete[]`.
     static float* divdiff(int n, float* x, float* y);

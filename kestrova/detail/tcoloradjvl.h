@@ -15,10 +15,10 @@ public:
     /// `maxSatGain` is the gain of chroma at saturation 1, `vibScale` scales vibrance.
     TColorAdjVL(float warmScale = 0.25f, float coolScale = 0.6f, float tintPosScale = 0.2f, float tintNegScale = 0.9f,
                 float maxSatGain = 4.0f, float vibScale = 0.9f);
-    TColorAdjVL(const TColorAdjVL& other);
-    ~TColorAdjVL();
     /// Copies parameters and tables; the saturation rows too, so that the two objects share nothing.
+    TColorAdjVL(const TColorAdjVL& other);
     TColorAdjVL& operator=(const TColorAdjVL& other);
+    ~TColorAdjVL();
 
     /// Writes the adjusted chroma of a picture whose luminance went from `y0` to `y1`; always true. All planes are
     /// CV_16UC1 of one size, zero chroma is 32768. `drOut` and `dbOut` are created unless they fit; each may be the
@@ -52,12 +52,12 @@ protected:
     int m_shift;               ///< bits of a 16-bit value below a grid step
     float m_gridStep;          ///< 16-bit value of a grid step: node n stands at trunc(n * m_gridStep)
     float m_vibSlope;          ///< growth of the vibrance threshold per node of Y
-    float m_warmScale;
-    float m_coolScale;
-    float m_tintPosScale;
-    float m_tintNegScale;
-    float m_maxSatGain;
-    float m_vibScale;
-    ushort m_lutDr[35937];  ///< Dr at each node
-    ushort m_lutDb[35937];  ///< Db at each node
+    float m_warmScale;         ///< as given to the constructor, and the five below
+    float m_coolScale;         ///< scale of temperatures below 0
+    float m_tintPosScale;      ///< scale of tints above 0
+    float m_tintNegScale;      ///< scale of tints below 0
+    float m_maxSatGain;        ///< gain of chroma at saturation 1
+    float m_vibScale;          ///< scale of vibrance
+    ushort m_lutDr[35937];     ///< Dr at each node
+    ushort m_lutDb[35937];     ///< Db at each node
 };

@@ -116,13 +116,13 @@ public:
     float m_light[6];  ///< brightness, contrast, highlights, shadows, whites, blacks
     float m_mix[3];    ///< weights of red, green and blue in `modYWithC`
 
-    // What the host changed since the last `proc`, which clears them: a row of m_k or m_t, or m_light or m_mix.
+    /// What the host changed since the last `proc`, which clears them: a row of m_k or m_t, or m_light or m_mix.
     bool m_bChangedS;
     bool m_bChangedM;
     bool m_bChangedL;
     bool m_bChangedY;
 
-    // The picture: luminance, three detail planes, smoothed chroma, all of full size.
+    /// The picture: luminance, three detail planes, smoothed chroma, all of full size.
     cv::Mat m_Y;
     cv::Mat m_DS;
     cv::Mat m_DM;
@@ -130,8 +130,8 @@ public:
     cv::Mat m_Dr;
     cv::Mat m_Db;
 
-    // The current rectangle, its sampling step, and its caches: luminance under mix and light, the three scales after
-    // their curves, the finished luminance. Each is valid while its flags are clear.
+    /// The current rectangle, its sampling step, and its caches: luminance under mix and light, the three scales after
+    /// their curves, the finished luminance. Each is valid while its flags are clear.
     cv::Rect m_roi;
     int m_level;
     bool m_bRoiChanged;

@@ -23,6 +23,7 @@ class KESTROVA_EXPORT BilateralFilter {
 public:
     BilateralFilter();
     BilateralFilter(const BilateralFilter&) = delete;
+    /// Shares the grids.
     BilateralFilter& operator=(const BilateralFilter&);
     /// Lets go of the grids without a look at their guards: a destructor that throws would end the host.
     ~BilateralFilter();

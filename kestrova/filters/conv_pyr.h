@@ -22,7 +22,9 @@
 /// `cv::sepFilter2D` refuses makes it throw its `cv::Exception` before anything is written.
 class KESTROVA_EXPORT ConvPyr {
 public:
+    /// `k1` filters before a reduction, `k2` after an enlargement, `k3` each level itself.
     ConvPyr(const cv::Mat& k1, const cv::Mat& k2, const cv::Mat& k3);
+    /// Shares the kernels.
     ConvPyr(const ConvPyr&) = default;
     ConvPyr& operator=(const ConvPyr&) = default;
 

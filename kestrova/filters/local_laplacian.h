@@ -20,6 +20,7 @@ class KESTROVA_EXPORT LocalLaplacian {
 public:
     /// Throws "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p" if there is no memory for the table.
     LocalLaplacian();
+    /// Shares the table.
     LocalLaplacian(const LocalLaplacian&);
     LocalLaplacian& operator=(const LocalLaplacian&);
     ~LocalLaplacian();

@@ -19,6 +19,7 @@ class KESTROVA_EXPORT TWLSFilter {
 public:
     TWLSFilter();
     TWLSFilter(const TWLSFilter&) = delete;
+    /// Shares the buffers.
     TWLSFilter& operator=(const TWLSFilter&);
     ~TWLSFilter();
 
@@ -34,7 +35,9 @@ public:
     /// Lets go of the buffers. The size stays, and so does the value of `m_dy_p`; a later `Proc` provides new ones.
     void freemem();
 
+    /// Columns of the buffers, or of those that there were last.
     int getWidth() const { return m_width; }
+    /// Rows of them.
     int getHeight() const { return m_height; }
 
 private:
@@ -45,6 +48,7 @@ private:
     static void addConst(int n, float value, float* y);
     /// band = -lambda / (|to - from|^alpha + m_eps) over n floats; overwrites as many of `m_diag_p`.
     void weights(int n, const float* to, const float* from, float lambda, float alpha, float* band);
+    /// The main diagonal, and the matrix of all three.
     void setDiagonal();
     void assemble();
 

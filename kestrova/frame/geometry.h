@@ -4,48 +4,60 @@
 
 /// The plain value classes of the interface: 32-bit signed pixels, fields open to the host.
 
+/// The size of an image or of a rectangle.
 class KESTROVA_EXPORT TSize {
 public:
+    /// That size, 0 by 0 by default.
     TSize(int width = 0, int height = 0);
+    /// Compares both sides.
     bool operator==(const TSize& other) const;
     bool operator!=(const TSize& other) const;
     /// True if either side is below 1.
     bool isEmpty() const;
 
-    int width;
-    int height;
+    int width;   ///< columns
+    int height;  ///< rows
 };
 
+/// A point of an image, counted from its top left.
 class KESTROVA_EXPORT TPoint {
 public:
+    /// That point, the top left by default.
     TPoint(int x = 0, int y = 0);
+    /// Compares both coordinates.
     bool operator==(const TPoint& other) const;
     bool operator!=(const TPoint& other) const;
 
-    int x;
-    int y;
+    int x;  ///< column
+    int y;  ///< row
 };
 
+/// A rectangle of an image.
 class KESTROVA_EXPORT TRect {
 public:
+    /// From its top left and its size; empty by default.
     TRect(int x = 0, int y = 0, int width = 0, int height = 0);
     TRect(const TPoint& origin, const TSize& size);
+    /// Compares all four fields.
     bool operator==(const TRect& other) const;
     bool operator!=(const TRect& other) const;
+    /// The top left, and the size.
     TPoint origin() const;
     TSize size() const;
 
-    int x;
-    int y;
-    int width;
-    int height;
+    int x;       ///< first column
+    int y;       ///< first row
+    int width;   ///< columns
+    int height;  ///< rows
 };
 
 /// How a host learns that an image has changed: it keeps a copy and compares. Another stamp means a change since, the
 /// rectangle says where. A stamp is a plain `rand()`; that two may collide is accepted.
 class KESTROVA_EXPORT TUpdateRect {
 public:
+    /// An empty rectangle with a new stamp.
     TUpdateRect();
+    /// Where the last change was.
     const TRect& rect() const;
     /// A new stamp; the rectangle stays.
     void setChanged();
@@ -54,15 +66,16 @@ public:
     /// Compares rectangle and stamp.
     bool operator==(const TUpdateRect& other) const;
 
-    int m_stamp;
-    TRect m_rect;
+    int m_stamp;   ///< of the last change
+    TRect m_rect;  ///< where it was
 };
 
 /// Five words that an image carries along and that nothing in the library reads.
 class KESTROVA_EXPORT TImRegion {
 public:
+    /// All words 0.
     TImRegion();
 
-    TRect m_rect;
-    int m_value;
+    TRect m_rect;  ///< four of the words
+    int m_value;   ///< the fifth
 };

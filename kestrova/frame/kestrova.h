@@ -8,8 +8,11 @@
 /// itself never traces; a failure is a thrown text and does not pass through the hook.
 class KESTROVA_EXPORT Kestrova {
 public:
+    /// Nothing: an object has no state, and all that is useful is static.
     Kestrova() {}
+    /// Nothing.
     Kestrova(const Kestrova&) {}
+    /// Nothing.
     Kestrova& operator=(const Kestrova&) { return *this; }
 
     /// Installs `func`, replacing the hook before it; null switches tracing off. To be called before work starts:
@@ -24,5 +27,5 @@ public:
     /// ends in a blank, a dash and a blank.
     static std::string traceMsg(const char* where, int line, const char* msg);
 
-    static void (*m_tDebug_p)(const char*);
+    static void (*m_tDebug_p)(const char*);  ///< the hook; null while there is none
 };

@@ -11,6 +11,7 @@
 /// and return false. A callback with a null user pointer is never called: this rule is meant.
 class KESTROVA_EXPORT TProgress {
 public:
+    /// One level of 100 steps, none done. `func` is the host's callback, `user` what it gets as its second argument.
     TProgress(bool (*func)(int, void*) = nullptr, void* user = nullptr);
 
     /// Opens a sub-task that takes up `weight` (0..1) of the level above: 100 steps, none done.
@@ -33,12 +34,13 @@ public:
     void reset();
 
 protected:
+    /// Reports the whole to the host; its answer, true without a callback.
     bool progress();
 
 public:
-    bool (*m_func_p)(int progress, void* user);
-    void* m_user_p;
-    std::vector<float> m_weights;
-    std::vector<int> m_totals;
-    std::vector<int> m_values;
+    bool (*m_func_p)(int progress, void* user);  ///< the host's callback
+    void* m_user_p;                              ///< its second argument
+    std::vector<float> m_weights;                ///< the share of each level in the one above, outermost first
+    std::vector<int> m_totals;                   ///< steps of each level
+    std::vector<int> m_values;                   ///< steps done of each level
 };

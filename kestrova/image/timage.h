@@ -24,6 +24,7 @@
 /// The copy constructor and `copyFrom` copy pixels, assignment shares them. One object serves one thread at a time.
 class KESTROVA_EXPORT TImage {
 public:
+    /// What an image holds.
     enum IMTYPE {
         IM_Y16U,     ///< one plane of 16 bits
         IM_C8U,      ///< two planes of 8 bits
@@ -65,6 +66,7 @@ public:
     char* dataPtr(int row, int col, int plane);
     const char* dataPtr(int row, int col, int plane) const;
 
+    /// What the image holds, and its size in pixels.
     IMTYPE type() const;
     const TSize& size() const;
     /// Bytes from row to row, 0 if empty.
@@ -73,6 +75,7 @@ public:
     int pstep() const;
     /// The stamp of the last change, and where it was.
     const TUpdateRect& updateRect() const;
+    /// A new stamp, and with `rect` a new rectangle.
     void setChanged();
     void setChanged(const TRect& rect);
 
@@ -129,14 +132,14 @@ protected:
     /// Lets go of the pixels and renews the stamp; a view stays as it is.
     void free();
 
-    IMTYPE m_type;
-    int m_bOwner;  ///< 1: the pixels are the image's; 0: it is a view
-    TSize m_size;
-    char* m_data[4];  ///< as many planes as the kind has, the others null
-    int m_step;
-    int m_pstep;
-    TImRegion m_region;
-    TUpdateRect m_updateRect;
+    IMTYPE m_type;             ///< what it holds
+    int m_bOwner;              ///< 1: the pixels are the image's; 0: it is a view
+    TSize m_size;              ///< in pixels
+    char* m_data[4];           ///< as many planes as the kind has, the others null
+    int m_step;                ///< bytes from row to row
+    int m_pstep;               ///< bytes from pixel to pixel in a plane
+    TImRegion m_region;        ///< carried along; read by nothing
+    TUpdateRect m_updateRect;  ///< the last change
 
 private:
     void initView(IMTYPE type, const TSize& size, void* data, int step, bool swapRB);

@@ -51,6 +51,7 @@ public:
 
     /// True if `m_Y` has no pixels.
     bool bEmpty() const;
+    /// The size of `m_Y`, and the one that the half-size planes have for it.
     int width() const;
     int height() const;
     int hWidth() const;
@@ -134,15 +135,17 @@ public:
     cv::Mat m_Dr;    ///< red difference, `CV_16UC1`, zero at 32768, hWidth by hHeight
     cv::Mat m_Db;    ///< blue difference, likewise
     cv::Mat m_mask;  ///< `CV_8UC1`, hWidth by hHeight; no conversion out reads it
-    int m_uid;
+    int m_uid;       ///< identity, as `uid`
 
 protected:
-    /// Edge maps, for classes built on `TPImage`: one byte a pixel (`CV_8UC1`, full size, 128 neutral) of what a
+    /// @name Edge maps
+    /// For classes built on `TPImage`: one byte a pixel (`CV_8UC1`, full size, 128 neutral) of what a
     /// half-size plane cannot carry of a full-size one, so that a picture can be processed at half size and its detail
     /// put back afterwards. A residual r, at half the scale of luminance, is kept as its signed square root
-    /// 128 +- 0.7071 sqrt(|r|): small ones exactly, large ones coarsely. Planes of luminance are `CV_16UC1`; a half-size
-    /// plane is enlarged by a step of the Gaussian pyramid (`upSize2X` with `kPyramidStep`) and must have a size that
-    /// this takes. Other types, and tables that are not there, are failures before anything is written.
+    /// 128 +- 0.7071 sqrt(|r|): small ones exactly, large ones coarsely. Planes of luminance are `CV_16UC1`; a
+    /// half-size plane is enlarged by a step of the Gaussian pyramid (`upSize2X` with `kPyramidStep`) and must have a
+    /// size that this takes. Other types, and tables that are not there, are failures before anything is written.
+    /// @{
 
     /// Provides the two tables, on the first call: before it there are none. Any thread may call it, at any time.
     static void provideEdgeTables();
@@ -168,6 +171,8 @@ protected:
     /// below 0 as 0.
     static void edgeToFull(const cv::Mat& edge, const cv::Mat& halfOld, const cv::Mat& halfNew, cv::Mat& full,
                            float epsilon, float gain);
+
+    /// @}
 
 private:
     static int m_count;  // live objects

@@ -12,18 +12,21 @@ class TPImage;
 /// The parameters of one command of a mask: of a fill (the value alone), of the start of a stroke, or of a dot.
 class KESTROVA_EXPORT TMaskParam {
 public:
+    /// All 0.
     TMaskParam();
+    /// Those of a dot.
     TMaskParam(int x, int y, uchar value, int outerR, int innerR, float opacity, float tolerance);
+    /// Those of a stroke's start.
     TMaskParam(int startValue, float startScale);
     ~TMaskParam() {}
 
-    uchar m_value = 0;      ///< what the dot or the fill writes: 0 erases, 255 paints full
-    int m_outerR = 0;       ///< outer radius in mask pixels
-    int m_innerR = 0;       ///< radius up to which the dot has full strength, in mask pixels
-    float m_opacity = 0;    ///< strength, 0..1
-    float m_tolerance = 0;  ///< colour tolerance; 0 or below means none
-    int m_x = 0;            ///< centre in mask pixels
-    int m_y = 0;
+    uchar m_value = 0;       ///< what the dot or the fill writes: 0 erases, 255 paints full
+    int m_outerR = 0;        ///< outer radius in mask pixels
+    int m_innerR = 0;        ///< radius up to which the dot has full strength, in mask pixels
+    float m_opacity = 0;     ///< strength, 0..1
+    float m_tolerance = 0;   ///< colour tolerance; 0 or below means none
+    int m_x = 0;             ///< column of the centre in mask pixels
+    int m_y = 0;             ///< row of it
     int m_startValue = 0;    ///< as given to `drawStart`; read by nothing
     float m_startScale = 0;  ///< as given to `drawStart`; read by nothing
 };
@@ -31,6 +34,7 @@ public:
 /// One command of a mask.
 class KESTROVA_EXPORT TMaskCmd {
 public:
+    /// What the command does.
     enum DrawType {
         DrawSetValue = 0,     ///< fills the mask
         DrawInvert = 1,       ///< inverts the mask
@@ -39,9 +43,10 @@ public:
         DrawStrokeEnd = 4,    ///< closes the group for undo
     };
 
+    /// Takes no part in the ownership of `param`.
     TMaskCmd(DrawType type, TMaskParam* param);
 
-    DrawType m_type;
+    DrawType m_type;        ///< what it does
     TMaskParam* m_param_p;  ///< null for `DrawInvert` and `DrawStrokeEnd`
 };
 
@@ -61,7 +66,9 @@ public:
 /// included. One object serves one thread.
 class KESTROVA_EXPORT TDrawMask {
 public:
+    /// Without a picture, a mask and commands.
     TDrawMask();
+    /// Shares commands and planes.
     TDrawMask(const TDrawMask&) = default;
     TDrawMask& operator=(const TDrawMask&) = default;
 
@@ -110,45 +117,55 @@ public:
 
     /// True if the mask has changed since it was last fetched.
     bool bdirty();
+    /// Sets that flag.
     void setDirty(bool dirty);
 
 protected:
+    /// True if commands are pending.
     bool bNeedUpdate();
+    /// Drops all commands.
     void emptyCmdStack();
+    /// Fills `mask`, and inverts `m_mask`; always true. Throw where there is no plane.
     bool resetMask(cv::Mat& mask, uchar value);
     bool invertMask();
 
+    /// Replays a dot: the `first` of a stroke begins the coverage plane anew.
     void drawStrokeDot(bool first, TMaskParam* param);
+    /// Makes the profile valid for the two radii.
     void updateLUT(int outerR, int innerR);
+    /// A soft dot by the profile.
     void drawMaskDotLUT(cv::Point p, int outerR, int innerR, float tolerance);
     /// A soft dot with a smooth step for a profile. Called by nothing.
     void drawMaskDot(cv::Point p, int outerR, int innerR, float tolerance);
+    /// A hard dot.
     void drawDumbDot(cv::Point p, int radius);
+    /// Clips the patch of a dot to the mask.
     void checkBoundary(cv::Point& p, int radius);
+    /// Blends the dot's patch of the mask from its start and its coverage.
     bool renderStroke(uchar value, float opacity, cv::Point p, int radius);
 
-    int m_reserved0 = 0;
-    int m_reserved1 = 0;
+    int m_reserved0 = 0;                ///< read by nothing
+    int m_reserved1 = 0;                ///< read by nothing
     std::vector<TMaskCmd*> m_cmdStack;  ///< the commands, oldest first
     int m_cmdIdx = -1;                  ///< the last command that has been replayed
     float* m_profile_p = nullptr;       ///< strength of a soft dot by distance from its centre
-    int m_outerR = 0;                   ///< the radii that the profile is valid for
-    int m_innerR = 0;
-    cv::Mat m_inY;
-    cv::Mat m_inDr;
-    cv::Mat m_inDb;
-    cv::Mat m_mask;
-    cv::Mat m_baseMask;     ///< the picture's own mask, which `reset` restores
-    cv::Mat m_stroke;       ///< coverage of the running stroke
-    cv::Mat m_maskAtStart;  ///< the mask as it was when the stroke began
-    int m_patchX0 = 0;      ///< first column and end column of the dot's clipped patch
-    int m_patchX1 = 0;
-    int m_patchY0 = 0;
-    int m_patchY1 = 0;
-    int m_maskX = 0;  ///< where the clipped patch falls in the mask
-    int m_maskY = 0;
-    bool m_firstDot = false;
-    bool m_dirty = false;
+    int m_outerR = 0;                   ///< the outer radius that the profile is valid for
+    int m_innerR = 0;                   ///< the inner one
+    cv::Mat m_inY;                      ///< the picture's luminance at mask size, CV_8UC1
+    cv::Mat m_inDr;                     ///< its red difference, CV_16UC1
+    cv::Mat m_inDb;                     ///< its blue difference, CV_16UC1
+    cv::Mat m_mask;                     ///< the mask, CV_8UC1
+    cv::Mat m_baseMask;                 ///< the picture's own mask, which `reset` restores
+    cv::Mat m_stroke;                   ///< coverage of the running stroke
+    cv::Mat m_maskAtStart;              ///< the mask as it was when the stroke began
+    int m_patchX0 = 0;                  ///< first column of the dot's clipped patch
+    int m_patchX1 = 0;                  ///< its end column
+    int m_patchY0 = 0;                  ///< its first row
+    int m_patchY1 = 0;                  ///< its end row
+    int m_maskX = 0;                    ///< the column of the mask where the clipped patch begins
+    int m_maskY = 0;                    ///< the row of it
+    bool m_firstDot = false;            ///< the next dot begins a stroke
+    bool m_dirty = false;               ///< the mask has changed since it was last fetched
 
 private:
     struct Command;

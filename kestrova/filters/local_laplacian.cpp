@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <limits>
 #include <new>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/filters/local_laplacian_stages.h"
 #include "kestrova/frame/failure.h"
@@ -18,6 +20,7 @@ namespace {
 
 constexpr int kEntries = 65536;
 constexpr int kMiddle = 32768;
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 int saturated(long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); }
 
@@ -26,6 +29,8 @@ int saturated(float v) {
     if (std::isnan(v)) return 0;
     return v >= 0x1p31f ? INT_MAX : v < -0x1p31f ? INT_MIN : static_cast<int>(v);
 }
+
+[[noreturn]] void failWithoutMemory() { fail("ERROR - LocalLaplacian::proc - not enough memory"); }
 
 // The levels of a pyramid down to a single pixel.
 int levelsOf(cv::Size size) {
@@ -78,11 +83,20 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
 
 }  // namespace
 
+struct LocalLaplacian::RemapTable {
+    const std::shared_ptr<void> owner = newTable16U(kEntries);
+    ushort* const entries = static_cast<ushort*>(owner.get());
+    // What the entries are built from; at first, and while they are being built, nothing equals it.
+    float alpha = kNan, blur = kNan;
+};
+
 LocalLaplacian::LocalLaplacian() {
-    int step;
-    m_remap_p = ippiMalloc_16u_C1(kEntries, 1, &step);
-    if (!m_remap_p) fail("ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p");
-    m_owner = {m_remap_p, ippiFree};
+    try {
+        m_table = std::make_shared<RemapTable>();
+    } catch (const std::bad_alloc&) {
+        fail("ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p");
+    }
+    m_remap_p = m_table->entries;
 }
 
 LocalLaplacian::LocalLaplacian(const LocalLaplacian&) = default;
@@ -97,17 +111,15 @@ bool LocalLaplacian::proc(const cv::Mat& in, cv::Mat& out, float alpha, float bl
     m_alpha = alpha;
     m_blur = blur;
     m_levels = levels;
-    bool bMemory = true;
     try {
         calRemapLut();
         filter<References>(in, out, m_remap_p, levels);
     } catch (const std::bad_alloc&) {
-        bMemory = false;
+        failWithoutMemory();
     } catch (const cv::Exception& e) {
         if (e.code != cv::Error::StsNoMem) throw;
-        bMemory = false;
+        failWithoutMemory();
     }
-    if (!bMemory) fail("ERROR - LocalLaplacian::proc - not enough memory");
     return true;
 }
 
@@ -122,6 +134,8 @@ bool LocalLaplacian::proc24K(const cv::Mat& in, cv::Mat& out, float alpha, float
 }
 
 void LocalLaplacian::calRemapLut() {
+    if (m_table->alpha == m_alpha && m_table->blur == m_blur) return;
+    m_table->alpha = kNan;
     const long long t = saturated(m_alpha * 32768.0f);
     const long long a = std::abs(t), h = a / 2, peak = t >= 0 ? h : -h;
     const int levels[] = {0,       saturated(kMiddle - a), saturated(kMiddle - h),
@@ -135,6 +149,8 @@ void LocalLaplacian::calRemapLut() {
     if (ippiLUT_Linear_16u_C1IR(m_remap_p, kStep, row, values, levels, 7) == ippStsNoMemErr) throw std::bad_alloc();
     const float sigma = static_cast<float>(a) * m_blur;
     if (sigma > 1) smoothLUT16U(m_remap_p, kEntries, sigma, 2);
+    m_table->alpha = m_alpha;
+    m_table->blur = m_blur;
 }
 
 int LocalLaplacian::clamp(int v, int lo, int hi) { return v < lo ? lo : std::min(v, hi); }

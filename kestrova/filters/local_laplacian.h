@@ -14,8 +14,8 @@
 /// Laplacian pyramid, and every node of the output's pyramid is interpolated between those of the two references around
 /// the node's Gaussian value. The brightest values lie above the top reference and are extrapolated.
 ///
-/// One object serves one call at a time. Assignment and copies share the remap table, which every call builds anew for
-/// itself: objects that share it count as one. It goes with the last of them.
+/// One object serves one call at a time. Assignment and copies share the remap table, which every call makes its own:
+/// objects that share it count as one. It goes with the last of them.
 class KESTROVA_EXPORT LocalLaplacian {
 public:
     /// Throws "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p" if there is no memory for the table.
@@ -55,14 +55,17 @@ public:
     static int levelJ(int a, int b, float f);
 
 private:
+    /// Owns the table for all objects that share it.
+    struct RemapTable;
+
     template <class References>
     bool proc(const cv::Mat& in, cv::Mat& out, float alpha, float blur, int levels);
-    /// Builds the table from `m_alpha` and `m_blur`.
+    /// Builds the table from `m_alpha` and `m_blur`, unless it is of these two already.
     void calRemapLut();
 
     float m_alpha = 0.15f;  ///< size of the remap curve, in parts of 32768; positive softens, negative boosts
     float m_blur = 0.3f;    ///< sigma of the table's smoothing per unit of that size
     int m_levels = 2;       ///< levels of the pyramid
     ushort* m_remap_p;      ///< 65536 offsets to add, halved and biased by 32768, for halved differences, biased alike
-    std::shared_ptr<void> m_owner;  ///< keeps the table for all objects that share it
+    std::shared_ptr<RemapTable> m_table;
 };

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <climits>
+#include <cstdint>
+#include <cstring>
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -11,14 +13,15 @@
 namespace {
 
 constexpr int kBias = 32767;  // zero of a Laplacian level
-constexpr int kTile = 256;    // columns at a time: the sums that they are enlarged from stay in the first cache
+constexpr int kTile =
+    1024;  // columns at a time: their sums stay in the caches, and rows are long enough to be fetched ahead
 
-// Pairs of channels, one for each pixel of a tile, and the part of the higher one.
+// What the pixels of a tile are interpolated from: the chosen channel and the next one, side by side.
 struct Pairs {
     alignas(64) int index[kTile];
     alignas(64) float part[kTile];
-    alignas(64) int low[kTile], high[kTile];
-    alignas(64) int raisedLow[kTile], raisedHigh[kTile];
+    alignas(64) ushort taken[2 * kTile];
+    alignas(64) int raised[2 * kTile];
 };
 
 template <class References>
@@ -31,13 +34,8 @@ KESTROVA_KERNEL void choose(const ushort* g, int n, int* __restrict index, float
 }
 
 template <class Row>
-void take(Row pixel, std::ptrdiff_t first, int n, const int* index, int* __restrict low,
-          int* __restrict high) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const ushort* const p = pixel(first + x) + index[x];
-        low[x] = p[0];
-        high[x] = p[1];
-    }
+void take(Row pixel, std::ptrdiff_t first, int n, const int* index, ushort* pairs) noexcept {
+    for (int x = 0; x < n; ++x) std::memcpy(pairs + 2 * x, pixel(first + x) + index[x], 2 * sizeof(ushort));
 }
 
 // The Gaussian taps 1 6 1 or 4 4 down the columns.
@@ -49,17 +47,26 @@ KESTROVA_KERNEL void raiseOddRow(const ushort* here, const ushort* below, int* _
     for (int i = 0; i < n; ++i) sums[i] = 4 * (here[i] + below[i]);
 }
 
-// The same along a row of sums of K channels, for the chosen channels alone. `sums` begins at the tile's first column.
+// Two sums side by side in one integer; those of an enlarging are far from 32 bits, so that nothing is carried over.
+std::uint64_t sumPair(const int* p) {
+    std::uint64_t pair;
+    std::memcpy(&pair, p, sizeof pair);
+    return pair;
+}
+constexpr std::uint64_t inBoth(std::uint64_t v) { return v << 32 | v; }
+
+// The same along a row of sums of K channels, for the pairs alone. `sums` begins at the tile's first column.
 template <int K>
-void raiseChosen(const int* sums, int n, const int* index, int* __restrict low, int* __restrict high) noexcept {
+void raisePairs(const int* sums, int n, const int* index, int* raised) noexcept {
     for (int x = 0; x < n; x += 2, sums += K) {
         const int* const p = sums + index[x];
-        low[x] = (p[-K] + 6 * p[0] + p[K] + 32) >> 6;
-        high[x] = (p[1 - K] + 6 * p[1] + p[1 + K] + 32) >> 6;
+        const std::uint64_t even =
+            (sumPair(p - K) + 6 * sumPair(p) + sumPair(p + K) + inBoth(32)) >> 6 & inBoth(0xffff);
+        std::memcpy(raised + 2 * x, &even, sizeof even);
         if (x + 1 == n) break;
         const int* const q = sums + index[x + 1];
-        low[x + 1] = (4 * (q[0] + q[K]) + 32) >> 6;
-        high[x + 1] = (4 * (q[1] + q[1 + K]) + 32) >> 6;
+        const std::uint64_t odd = (4 * (sumPair(q) + sumPair(q + K)) + inBoth(32)) >> 6 & inBoth(0xffff);
+        std::memcpy(raised + 2 * x + 2, &odd, sizeof odd);
     }
 }
 
@@ -72,13 +79,13 @@ KESTROVA_KERNEL void raise(const int* sums, int n, int* __restrict raised) noexc
 }
 
 KESTROVA_KERNEL void interpolate(const Pairs& pairs, int n, ushort* __restrict out) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = interpolated(pairs.low[x], pairs.high[x], pairs.part[x]);
+    for (int x = 0; x < n; ++x) out[x] = interpolated(pairs.taken[2 * x], pairs.taken[2 * x + 1], pairs.part[x]);
 }
 
 KESTROVA_KERNEL void interpolateOnto(const Pairs& pairs, const int* raised, int n, ushort* __restrict out) noexcept {
     for (int x = 0; x < n; ++x) {
-        const int low = clamp16(pairs.low[x] - pairs.raisedLow[x] + kBias);
-        const int high = clamp16(pairs.high[x] - pairs.raisedHigh[x] + kBias);
+        const int low = clamp16(pairs.taken[2 * x] - pairs.raised[2 * x] + kBias);
+        const int high = clamp16(pairs.taken[2 * x + 1] - pairs.raised[2 * x + 1] + kBias);
         out[x] = clamp16(interpolated(low, high, pairs.part[x]) + raised[x] - kBias);
     }
 }
@@ -126,7 +133,7 @@ void collapseTop(const cv::Mat& g, const Plane& remapped, cv::Mat& result) {
         for (int x = 0; x < g.cols; x += kTile) {
             const int n = std::min(kTile, g.cols - x);
             choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
-            take(remapped.row(y), x, n, pairs.index, pairs.low, pairs.high);
+            take(remapped.row(y), x, n, pairs.index, pairs.taken);
             interpolate(pairs, n, result.ptr<ushort>(y) + x);
         }
     });
@@ -150,13 +157,15 @@ void collapseLevel(const cv::Mat& g, const Plane& remapped, const StoredPlane<Re
             const int first = x / 2 - 1, width = (n + 1) / 2 + 2;
             for (int y = firstRow; y < endRow; ++y) {
                 choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
-                take(remapped.row(y), x, n, pairs.index, pairs.low, pairs.high);
+                take(remapped.row(y), x, n, pairs.index, pairs.taken);
                 if (y == g.rows - 1 && lastRemapped.pixels()) {
-                    take(StoredRow<K>{lastRemapped.pixels()}, x, n, pairs.index, pairs.raisedLow, pairs.raisedHigh);
+                    ushort last[2 * kTile];
+                    take(StoredRow<K>{lastRemapped.pixels()}, x, n, pairs.index, last);
+                    std::copy_n(last, 2 * n, pairs.raised);
                     std::copy_n(lastResult.pixels() + x, n, raised);
                 } else {
                     sumDown<K>(remappedAt, rows, cols, y, first, width, remappedSums);
-                    raiseChosen<K>(remappedSums + K, n, pairs.index, pairs.raisedLow, pairs.raisedHigh);
+                    raisePairs<K>(remappedSums + K, n, pairs.index, pairs.raised);
                     sumDown<1>(resultAt, rows, cols, y, first, width, resultSums);
                     raise(resultSums + 1, n, raised);
                 }

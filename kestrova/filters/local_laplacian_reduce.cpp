@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <opencv2/core.hpp>
 
 #include "kestrova/filters/local_laplacian_stages.h"
@@ -7,10 +8,20 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
+#if defined(__GNUC__)
+#define KESTROVA_INLINE inline __attribute__((always_inline))
+#else
+#define KESTROVA_INLINE inline
+#endif
+
+// Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 namespace {
 
 constexpr int kTableRows = 256, kTableCols = 256;
-constexpr int kTile = 64;  // output columns at a time: five rows of sums stay in the first cache
+constexpr std::size_t kFewPixels = 16384;  // pictures for which filling the entries of their own values alone is faster
+constexpr int kTile = 64;                  // output columns at a time: five rows of sums stay in the first cache
 
 // Entries of the halves of differences d: d / 2 rounded to nearest, ties to even.
 int offsetIndex(int d) {
@@ -29,15 +40,38 @@ void fillEntries(ushort* table, int first, int end, const ushort* remap) noexcep
     }
 }
 
-// The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x.
+/// Eight channels side by side.
+typedef int Lane __attribute__((vector_size(32)));
+constexpr int kLane = 8;
+
+KESTROVA_INLINE Lane lane(const ushort* p) {
+    ushort __attribute__((vector_size(16))) narrow;
+    std::memcpy(&narrow, p, sizeof narrow);
+    return __builtin_convertvector(narrow, Lane);
+}
+KESTROVA_INLINE void setLane(int* p, Lane value) { std::memcpy(p, &value, sizeof value); }
+
+// The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x. What the last lane of a
+// pixel holds beyond its channels, the next pixel overwrites.
 template <int K, class Row>
-KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* __restrict sums) noexcept {
+KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* sums) noexcept {
+    if (n < 1) return;
+    constexpr int kCount = kLanes<K> / kLane;
+    Lane a[kCount], b[kCount], c[kCount];
+    for (int i = 0; i < kCount; ++i) {
+        a[i] = lane(pixel(2 * first - 2) + i * kLane);
+        b[i] = lane(pixel(2 * first - 1) + i * kLane);
+        c[i] = lane(pixel(2 * first) + i * kLane);
+    }
     for (int x = 0; x < n; ++x) {
-        const std::ptrdiff_t centre = 2 * (first + x);
-        const ushort *a = pixel(centre - 2), *b = pixel(centre - 1), *c = pixel(centre), *d = pixel(centre + 1),
-                     *e = pixel(centre + 2);
-        int* const sum = sums + x * K;
-        for (int k = 0; k < K; ++k) sum[k] = a[k] + e[k] + 4 * (b[k] + d[k]) + 6 * c[k];
+        const ushort *odd = pixel(2 * (first + x) + 1), *even = pixel(2 * (first + x) + 2);
+        for (int i = 0; i < kCount; ++i) {
+            const Lane d = lane(odd + i * kLane), e = lane(even + i * kLane);
+            setLane(sums + x * K + i * kLane, a[i] + e + 4 * (b[i] + d) + 6 * c[i]);
+            a[i] = c[i];
+            b[i] = d;
+            c[i] = e;
+        }
     }
 }
 
@@ -99,10 +133,17 @@ StoredPlane<K> reducedPlane(const Plane& plane) {
 template <class References>
 RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort* remap) {
     constexpr int K = References::kCount;
-    const std::shared_ptr<ushort[]> table(new ushort[65536 * kLanes<K>]());
-    parallelRows(kTableRows, kTableCols * K, [&](int row) noexcept {
-        fillEntries<References>(table.get(), row * kTableCols, (row + 1) * kTableCols, remap);
-    });
+    const std::shared_ptr<ushort[]> table(new ushort[std::size_t(kTableRows) * kTableCols * kLanes<K>]);
+    if (picture.total() < kFewPixels) {
+        for (int y = 0; y < picture.rows; ++y) {
+            const ushort* const row = picture.ptr<ushort>(y);
+            for (int x = 0; x < picture.cols; ++x) fillEntries<References>(table.get(), row[x], row[x] + 1, remap);
+        }
+    } else {
+        parallelRows(kTableRows, kTableCols * K, [&](int row) noexcept {
+            fillEntries<References>(table.get(), row * kTableCols, (row + 1) * kTableCols, remap);
+        });
+    }
     return {picture, picture.rows, picture.cols, table};
 }
 

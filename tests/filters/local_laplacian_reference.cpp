@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "kestrova/curves/table_smoothing.h"
 
@@ -79,7 +81,9 @@ cv::Mat expectedLaplacian(const cv::Mat& in, int k, int step, float perStep, con
 }
 
 cv::Mat expectedLaplacian(int k, const cv::Mat& in, float alpha, float blur, int levels) {
-    const std::vector<ushort> remap = expectedRemap(alpha, blur);
+    static std::map<std::pair<float, float>, std::vector<ushort>> tables;
+    std::vector<ushort>& remap = tables[{alpha, blur}];
+    if (remap.empty()) remap = expectedRemap(alpha, blur);
     if (k == 10) return expectedLaplacian(in, 10, 6553, 0.00015260186f, remap, levels);
     if (k == 16) return expectedLaplacian(in, 16, 4095, 0.00024420026f, remap, levels);
     return expectedLaplacian(in, 24, 2730, 0.00036630037f, remap, levels);

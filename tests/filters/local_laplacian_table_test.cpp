@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "kestrova/filters/local_laplacian.h"
@@ -40,6 +41,22 @@ TEST(LocalLaplacianTable, EqualsItsDefinition) {
         for (float blur : {0.0f, 0.1f, 0.3f, 1.0f, 5.0f})
             EXPECT_EQ(remapOf(alpha, blur), expectedRemap(alpha, blur)) << alpha << ", " << blur;
     }
+}
+
+TEST(LocalLaplacianTable, IsBuiltAnewForOtherParametersAlone) {
+    LocalLaplacian filter;
+    const auto build = [&](float alpha, float blur) {
+        filter.m_alpha = alpha;
+        filter.m_blur = blur;
+        filter.calRemapLut();
+        return std::vector<ushort>(filter.m_remap_p, filter.m_remap_p + 65536);
+    };
+    for (auto [alpha, blur] : {std::pair{0.2f, 0.3f}, {0.2f, 0.4f}, {-0.2f, 0.4f}, {0.2f, 0.3f}, {kNan, 0.3f}})
+        EXPECT_EQ(build(alpha, blur), remapOf(alpha, blur)) << alpha << ", " << blur;
+    build(0.2f, 0.3f);
+    filter.m_remap_p[7] = 1;
+    EXPECT_EQ(build(0.2f, 0.3f)[7], 1);
+    EXPECT_NE(build(0.3f, 0.3f)[7], 1);
 }
 
 TEST(LocalLaplacianTable, AlphaOfOneHalfDrawsTheZigzagOfTheDocumentedLevels) {

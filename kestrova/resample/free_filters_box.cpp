@@ -35,22 +35,27 @@ bool blurPlane(const TImage& in, TImage& out, int plane, const Reduction& reduct
                TProgress* progress) {
     const cv::Mat whole = in.toMat(plane), target = out.toMat(plane);
     const bool bReduced = reduction.factor > 1;
-    // Straight into the output, where it cannot be stopped after the last write and no longer reads the input.
+    // Written at once, without a plane between, where nobody can stop the passes and none reads what it overwrites.
     const bool bFits = !target.empty() && target.size() == whole.size();
     const bool bDirect = bFits && (bReduced || (!progress && target.data != whole.data));
-    cv::Mat result = bDirect ? target : cv::Mat();
 
     cv::Mat current = whole, work[2];
-    if (bReduced) cv::resize(whole, current, reduction.size, 0, 0, cv::INTER_LINEAR);
+    if (bReduced)
+        cv::resize(whole, current, reduction.size, 0, 0, cv::INTER_LINEAR);
+    else if (bDirect)
+        work[(iterations - 1) % 2] = target;
     for (int i = 0; i < iterations; ++i) {
-        const bool bLast = i == iterations - 1;
-        cv::Mat& blurred = bLast && !bReduced ? result : work[i % 2];
+        cv::Mat& blurred = work[i % 2];
         blurOnce(current, blurred, reduction.radius);
         current = blurred;
         if (progress && progress->prog()) return true;
     }
-    if (bReduced) cv::resize(current, result, whole.size(), 0, 0, cv::INTER_LINEAR);
-    if (!bDirect) out.fromMat(result, plane);
+    if (bReduced) {
+        cv::Mat enlarged = bDirect ? target : cv::Mat();
+        cv::resize(current, enlarged, whole.size(), 0, 0, cv::INTER_LINEAR);
+        current = enlarged;
+    }
+    if (!bDirect) out.fromMat(current, plane);
     return false;
 }
 

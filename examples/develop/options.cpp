@@ -29,6 +29,10 @@ away from it.
   --small-shadows k[,t]     --small-midtones k[,t]
   --medium-shadows k[,t]    --medium-midtones k[,t]
   --large-shadows k[,t]     --large-midtones k[,t]
+The scales are taken apart by edge-aware filters, so that edges get no halo:
+  --detail filter           guided (if not given); bilateral: a grid for small and medium detail, crisper at faint
+                            edges; laplacian: a local Laplacian pyramid for large detail, deeper; wls: least squares,
+                            for pictures of up to 4 megapixels, slow
 
 Light, a curve beneath the detail:
   --light name=v,...        brightness, contrast, highlights, shadows, whites, blacks, each from -1 to 1; for instance
@@ -119,6 +123,13 @@ void takeLight(std::string_view list, float (&light)[6]) {
     }
 }
 
+DetailFilter detailFilter(std::string_view name) {
+    static constexpr std::string_view kNames[] = {"guided", "bilateral", "laplacian", "wls"};
+    const auto* found = std::find(std::begin(kNames), std::end(kNames), name);
+    if (found == std::end(kNames)) throw Refusal(quoted(name) + " is not one of guided, bilateral, laplacian, wls");
+    return static_cast<DetailFilter>(found - kNames);
+}
+
 void takeStrengthAndThreshold(std::string_view list, int index, Settings& settings) {
     const auto values = numbers(list, 1, 2, -1.5f, 1.5f);
     settings.strengths[index] = values[0];
@@ -134,6 +145,7 @@ void takeView(std::string_view list, Settings& settings) {
 std::vector<Option> optionsInto(Options& o) {
     Settings& s = o.settings;
     std::vector<Option> options = {
+        {"--detail", [&s](auto v) { s.detail = detailFilter(v); }},
         {"--light", [&s](auto v) { takeLight(v, s.light); }},
         {"--mix",
          [&s](auto v) {

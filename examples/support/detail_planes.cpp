@@ -4,62 +4,87 @@
 #include <cmath>
 
 #include "refusal.h"
+#include "smoothing.h"
 
 namespace {
 
-constexpr int kCubic = 4;
 constexpr int kZeroDetail = 32768;
 
-// A blur through h halvings has a sigma of some 4/3 x 2^h pixels. That of the small scale is about 1/1200 of the mean
-// side of the picture, and each scale is four times as coarse as the one before.
-constexpr double kSigmaWithoutHalving = 4.0 / 3;
-constexpr double kSmallSigmaOfSide = 1.0 / 1200;
-constexpr int kHalvingsToNextScale = 2;
+enum Scale { small, medium, large };
 
-int halvingsOfSmallScale(const cv::Mat& Y) {
+// The radius of the small scale is 1/1000 of the mean side of the picture, 4 pixels at 16 megapixels: hair and grain.
+// Each scale is four times as coarse as the one before: 16 pixels for leaves and folds, 64 for light and shade.
+int radiusOf(Scale scale, const cv::Mat& Y) {
+    constexpr double kSmallRadiusOfSide = 1.0 / 1000;
     const double meanSide = std::sqrt(static_cast<double>(Y.rows) * Y.cols);
-    return std::max(0, static_cast<int>(std::lround(std::log2(meanSide * kSmallSigmaOfSide / kSigmaWithoutHalving))));
+    return std::max(1, static_cast<int>(std::lround(meanSide * kSmallRadiusOfSide))) << 2 * scale;
 }
 
-/// Mean of 3x3 pixels; the plane's edge is continued outwards.
-cv::Mat smooth(const cv::Mat& plane) { return TPImage::MatRoi(plane, 0, 0, plane.cols, plane.rows, 1, false, true); }
-
-/// Half the size. Two means of 3x3 leave at most a ninth of what is too fine for the smaller grid.
-cv::Mat halve(const cv::Mat& plane) {
-    return TPImage::MatRoi(smooth(plane), 0, 0, plane.cols / 2, plane.rows / 2, 2, false, true);
+/// How far a filter of that radius may reduce its plane: the window keeps a radius of 4 pixels or more.
+int reductionFor(int radius) {
+    constexpr int kLeastRadius = 16;
+    int n = 1;
+    while (radius / (2 * n) >= kLeastRadius) n *= 2;
+    return n;
 }
 
-/// A pyramid level as a blurred plane at full size. Without the means the coarse grid would show through the cubic.
-cv::Mat enlarge(const cv::Mat& level, int halvings) {
-    cv::Mat plane = smooth(smooth(level));
-    for (; halvings > 0; --halvings) {
-        cv::Mat twice(2 * plane.rows, 2 * plane.cols, plane.type());
-        upSize2X(plane, twice, kCubic);
-        plane = twice;
+// What counts as detail rather than an edge is a question of amplitude; larger scales hold larger ones.
+constexpr float kAmplitude[] = {0.025f, 0.03f, 0.04f};
+
+cv::Mat guided(const cv::Mat& Y, Scale scale) {
+    const int radius = radiusOf(scale, Y);
+    return smoothGuidedReduced(Y, radius, kAmplitude[scale] * kAmplitude[scale], reductionFor(radius));
+}
+
+// The grid is read half a cell of luminance lower than it is written, which darkens texture; on the negative the same
+// brightens it. The mean of both does neither.
+cv::Mat bilateral(const cv::Mat& Y, Scale scale) {
+    const int sampling = std::max(2, radiusOf(scale, Y));
+    const cv::Mat darker = smoothBilateral(Y, sampling, kAmplitude[scale]);
+    cv::Mat negative, brighter, mean;
+    cv::bitwise_not(Y, negative);
+    cv::bitwise_not(smoothBilateral(negative, sampling, kAmplitude[scale]), brighter);
+    cv::addWeighted(darker, 0.5, brighter, 0.5, 0, mean);
+    return mean;
+}
+
+cv::Mat laplacian(const cv::Mat& Y) {
+    constexpr float kLargest = 0.08f, kBlur = 0.3f;
+    const int radius = radiusOf(large, Y), n = reductionFor(radius);
+    const int levels = 1 + static_cast<int>(std::lround(std::log2(radius / n)));
+    return smoothLaplacianReduced(Y, kLargest, kBlur, levels, n);
+}
+
+cv::Mat leastSquares(const cv::Mat& Y, Scale scale) {
+    constexpr float kLambdaOfUnitArea = 0.004f, kAlpha = 1.2f;
+    const auto radius = static_cast<float>(radiusOf(scale, Y));
+    return smoothLeastSquares(Y, kLambdaOfUnitArea * radius * radius, kAlpha);
+}
+
+cv::Mat smoothed(const cv::Mat& Y, Scale scale, DetailFilter filter) {
+    switch (filter) {
+        case DetailFilter::guided: break;
+        case DetailFilter::bilateral:
+            if (scale != large) return bilateral(Y, scale);
+            break;
+        case DetailFilter::laplacian:
+            if (scale == large) return laplacian(Y);
+            break;
+        case DetailFilter::wls: return leastSquares(Y, scale);
     }
-    return plane;
+    return guided(Y, scale);
 }
 
-/// The plane continued to the right and below by its own edge, to sides that `halvings` divide without a rest, with at
-/// least one pixel of the coarsest level to spare: so no resize meets an edge inside the picture.
-cv::Mat continued(const cv::Mat& plane, int halvings) {
-    const int unit = 1 << halvings;
-    const auto missing = [unit](int side) { return 2 * unit - (side - 1) % unit - 1; };
-    cv::Mat out;
-    cv::copyMakeBorder(plane, out, 0, missing(plane.rows), 0, missing(plane.cols), cv::BORDER_REPLICATE);
-    return out;
-}
-
-/// Moves half of what `rest` has above `blurred` into a detail plane. The division cuts towards zero, so `rest` keeps
-/// the odd unit and stays between its old value and the blurred one.
-cv::Mat takeDetail(cv::Mat& rest, const cv::Mat& blurred) {
+/// Moves half of what `rest` has above `smooth` into a detail plane. The division cuts towards zero, so `rest` keeps
+/// the odd unit and stays between its old value and the smooth one.
+cv::Mat takeDetail(cv::Mat& rest, const cv::Mat& smooth) {
     cv::Mat detail(rest.size(), CV_16UC1);
     for (int y = 0; y < rest.rows; ++y) {
-        const auto* b = blurred.ptr<ushort>(y);
+        const auto* s = smooth.ptr<ushort>(y);
         auto* r = rest.ptr<ushort>(y);
         auto* d = detail.ptr<ushort>(y);
         for (int x = 0; x < rest.cols; ++x) {
-            const int half = (r[x] - b[x]) / 2;
+            const int half = (r[x] - s[x]) / 2;
             d[x] = static_cast<ushort>(half + kZeroDetail);
             r[x] = static_cast<ushort>(r[x] - 2 * half);
         }
@@ -69,18 +94,15 @@ cv::Mat takeDetail(cv::Mat& rest, const cv::Mat& blurred) {
 
 }  // namespace
 
-DetailPlanes computeDetailPlanes(const cv::Mat& Y, TProgress& progress) {
+DetailPlanes computeDetailPlanes(const cv::Mat& Y, DetailFilter filter, TProgress& progress) {
     DetailPlanes planes;
     planes.base = Y.clone();
-
-    const int finest = halvingsOfSmallScale(Y);
-    cv::Mat level = continued(Y, finest + 2 * kHalvingsToNextScale);
-    int halvings = 0, done = 0;
-    for (cv::Mat* detail : {&planes.small, &planes.medium, &planes.large}) {
-        for (const int wanted = finest + done * kHalvingsToNextScale; halvings < wanted; ++halvings)
-            level = halve(level);
-        *detail = takeDetail(planes.base, enlarge(level, halvings));
-        proceed(progress.prog(++done, 3));
-    }
+    // Each scale smooths what the finer ones have left: their detail no longer counts against an edge.
+    planes.small = takeDetail(planes.base, smoothed(planes.base, small, filter));
+    proceed(progress.prog(1, 3));
+    planes.medium = takeDetail(planes.base, smoothed(planes.base, medium, filter));
+    proceed(progress.prog(2, 3));
+    planes.large = takeDetail(planes.base, smoothed(planes.base, large, filter));
+    proceed(progress.prog(3, 3));
     return planes;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "detail_planes.h"
 #include "refusal.h"
 
 namespace {
@@ -24,9 +23,9 @@ cv::Rect rectangleOf(const Settings& settings, const TPImage& picture) {
 }
 
 /// A prepared engine for the picture: once per picture, the long part of the work.
-TVelline prepareEngine(const TPImage& picture, TProgress& progress) {
+TVelline prepareEngine(const TPImage& picture, DetailFilter filter, TProgress& progress) {
     progress.start(0.25f);
-    const DetailPlanes detail = computeDetailPlanes(picture.m_Y, progress);
+    const DetailPlanes detail = computeDetailPlanes(picture.m_Y, filter, progress);
     proceed(progress.end());
 
     TVelline engine;
@@ -82,7 +81,7 @@ void adjustColour(const Settings& settings, const cv::Mat& before, const cv::Mat
 
 Developed develop(const TPImage& picture, const Settings& settings, TProgress& progress) {
     const cv::Rect view = rectangleOf(settings, picture);
-    TVelline engine = prepareEngine(picture, progress);
+    TVelline engine = prepareEngine(picture, settings.detail, progress);
 
     setParameters(engine, settings);
     engine.proc(view, settings.step, cv::Mat());

@@ -4,8 +4,11 @@
 
 #include <optional>
 
+#include "detail_planes.h"
+
 /// What the user wants of a picture. All zero is neutral: the picture as it is.
 struct Settings {
+    DetailFilter detail = DetailFilter::guided;
     float strengths[9] = {};   ///< in the engine's order: 3 x scale + zone
     float thresholds[9] = {};  ///< likewise
     float light[6] = {};       ///< brightness, contrast, highlights, shadows, whites, blacks

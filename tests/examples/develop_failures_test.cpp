@@ -11,27 +11,11 @@
 
 namespace {
 
-const QStringList kOptions = {"--small",
-                              "--small-shadows",
-                              "--small-midtones",
-                              "--medium",
-                              "--medium-shadows",
-                              "--medium-midtones",
-                              "--large",
-                              "--large-shadows",
-                              "--large-midtones",
-                              "--light",
-                              "--mix",
-                              "--temperature",
-                              "--tint",
-                              "--saturation",
-                              "--vibrance",
-                              "--view",
-                              "--step",
-                              "--quality",
-                              "--quiet",
-                              "--help",
-                              "--version"};
+const QStringList kOptions = {
+    "--small",       "--small-shadows", "--small-midtones", "--medium",   "--medium-shadows", "--medium-midtones",
+    "--large",       "--large-shadows", "--large-midtones", "--detail",   "--light",          "--mix",
+    "--temperature", "--tint",          "--saturation",     "--vibrance", "--view",           "--step",
+    "--quality",     "--quiet",         "--help",           "--version"};
 
 class DevelopFailuresTest : public ProgramTest {
 protected:
@@ -155,6 +139,8 @@ TEST_F(DevelopFailuresTest, ListsOfTheWrongLengthAreRefused) {
 }
 
 TEST_F(DevelopFailuresTest, LightTakesNamedParametersOnly) {
+    expectOptionsRefused({"--detail", "median"},
+                         "--detail: \"median\" is not one of guided, bilateral, laplacian, wls");
     expectOptionsRefused({"--light", "0.5"}, "--light: \"0.5\" is not of the form name=value");
     expectOptionsRefused({"--light", "gamma=0.5"}, "--light: \"gamma\" is not a parameter of light");
     expectOptionsRefused({"--light", "brightness=0.5,"}, "is not of the form name=value");

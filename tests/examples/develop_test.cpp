@@ -3,6 +3,7 @@
 #include <QColorSpace>
 #include <QFile>
 #include <QImageWriter>
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <vector>
@@ -308,6 +309,35 @@ TEST_F(DevelopTest, EachScaleBoostsAndSoftensItsOwnDetail) {
         EXPECT_GT(detailOf(developed(in, {scale.option, "0.5"}), scale.distance), 1.1 * before);
         EXPECT_LT(detailOf(developed(in, {scale.option, "-1"}), scale.distance), 0.95 * before);
     }
+}
+
+// The two halves are flat: whatever the scales make of them is a halo. Every scale at 0.5 more than doubles its detail,
+// and still the halo stays within a sixteenth of the step, where blurs would leave more than half of it.
+TEST_F(DevelopTest, StrongSettingsShowNoHaloWhateverTakesTheScalesApart) {
+    QImage step(300, 200, QImage::Format_RGB32);
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 300; ++x) step.setPixel(x, y, x < 150 ? qRgb(64, 64, 64) : qRgb(192, 192, 192));
+    const QString in = saved(step, "in.png");
+    for (const char* detail : {"guided", "bilateral", "laplacian", "wls"}) {
+        const QImage out = developed(in, {"--detail", detail, "--small", "0.5", "--medium", "0.5", "--large", "0.5"});
+        int halo = 0;
+        for (int x = 0; x < 300; ++x)
+            halo = std::max(halo, std::abs(qGray(out.pixel(x, 100)) - qGray(step.pixel(x, 100))));
+        EXPECT_LE(halo, 128 / 16) << detail;
+    }
+}
+
+TEST_F(DevelopTest, EveryDetailFilterGivesGreyPhotographsBackExactlyAndBoostsInItsOwnWay) {
+    const QImage grey = crop().convertToFormat(QImage::Format_Grayscale8).convertToFormat(QImage::Format_RGB32);
+    const QString in = saved(grey, "in.png");
+    std::vector<QImage> boosted;
+    for (const char* detail : {"guided", "bilateral", "laplacian", "wls"}) {
+        EXPECT_EQ(developed(in, {"--detail", detail}), grey) << detail;
+        boosted.push_back(developed(in, {"--detail", detail, "--medium", "0.4", "--large", "0.4"}));
+        EXPECT_GT(contrastOf(boosted.back()), 1.01 * contrastOf(grey)) << detail;
+        for (std::size_t other = 0; other + 1 < boosted.size(); ++other) EXPECT_NE(boosted.back(), boosted[other]);
+    }
+    EXPECT_EQ(developed(in, {"--medium", "0.4", "--large", "0.4"}), boosted[0]);
 }
 
 TEST_F(DevelopTest, ThresholdsLiftAndRemoveFaintDetail) {

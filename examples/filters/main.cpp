@@ -1,66 +1,123 @@
 #include <QColorSpace>
 #include <QFile>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "gradients.h"
 #include "image_files.h"
 #include "pixels.h"
 #include "program.h"
 #include "refusal.h"
+#include "smoothing.h"
 
 namespace {
 
-const char* const kHelp = R"(Usage: kestrova-filters FILTER IN OUT [--PARAMETER VALUE...]
+const char* const kHelp = R"(kestrova-filters runs one of the library's edge-aware filters on a photograph.
 
-Runs one of the library's edge-preserving filters on the luminance of the photograph IN and writes OUT (.png, .jpg or
-.jpeg). The colours stay.
+Usage: kestrova-filters FILTER IN OUT [--PARAMETER VALUE...]
 
-  wls       weighted least squares with a direct solver: even surfaces, crisp edges; pictures up to 4 megapixels
-              --lambda V   smoothness, from 0 (1)
-              --alpha V    how much an edge holds, 0 to 4 (1.2)
+IN is a PNG or JPEG file of 8 or 16 bits, OUT a .png, .jpg or .jpeg file. Luminance changes, colours stay.
+Amplitudes are parts of the full scale, from black to white; what stands in brackets holds without the parameter.
 
-  --help    this text
+  guided      guided filter: means where a window is even, the picture itself where it has contrast
+                --radius V      half the window, 0 to 500 pixels (8)
+                --eps V         variance that counts as even, 0.000001 to 1 (0.001); 0.001 is an amplitude of 0.03
+                --reduce V      estimates on a picture smaller by 1, 2, 4, 8 or 16 (1): faster for large radii
+  rgb-guided  the same guided by red, green and blue: edges of colour alone stay, too
+                --radius V, --eps V as above
 
-Exit code 0 if the picture is written, 2 with a line on standard error if not.
+  bilateral   bilateral grid: means of pixels near in place and alike in luminance
+                --sampling V    pixels per cell of the grid, 2 to 1000 (8)
+                --range V       luminance per cell, 0.001 to 1 (0.1)
+
+  laplacian   local Laplacian pyramid: flattens faint detail of every size, or lifts it
+                --amplitude V   of the detail, 0 to 0.4 to flatten it, -0.4 to 0 to double it (0.1)
+                --blur V        of the bounds of that amplitude, 0 to 1 (0.3)
+                --levels V      octaves of detail, 1 to 12 (5)
+
+  wls         weighted least squares with a direct solver: even surfaces, crisp edges; pictures up to 4 megapixels
+                --lambda V      smoothness, 0 to 10000 (1)
+                --alpha V       how much an edge holds, 0 to 4 (1.2)
+
+  pyramid     convolution pyramid: takes faint gradients away and puts the picture together again, with flat surfaces
+                --threshold V   difference of neighbours that counts as faint, 0 to 1 (0.005)
+
+  --help      this text
+
+OUT is replaced in one step when all is done. Exit status: 0 when the picture is written, 2 with a one-line reason on
+standard error when not.
+
+Example: kestrova-filters bilateral in.jpg out.png --sampling 16 --range 0.05
 )";
 
-/// The parameters of a filter by name, with the values that hold unless the user says otherwise.
-using Parameters = std::map<std::string, float>;
+struct Parameter {
+    double value, least, greatest;
+    bool whole = false;
+};
+using Parameters = std::map<std::string, Parameter>;
 
-/// The smoother needs some 450 bytes a pixel, and its work grows faster than the picture.
-void smoothByLeastSquares(cv::Mat& y, const Parameters& parameters) {
-    constexpr int kMostPixels = 4'000'000;
-    if (y.total() > kMostPixels) throw Refusal("the picture has more than 4 megapixels, too many for wls");
-    cv::Mat guide = y.clone();
-    TWLSFilter filter;
-    filter.Proc(y.ptr<float>(), y.cols, y.rows, parameters.at("lambda"), parameters.at("alpha"), guide.ptr<float>(),
-                true);
-}
+float real(const Parameters& parameters, const char* name) { return static_cast<float>(parameters.at(name).value); }
+int whole(const Parameters& parameters, const char* name) { return static_cast<int>(parameters.at(name).value); }
 
 struct Filter {
-    void (*run)(cv::Mat& y, const Parameters& parameters);  ///< on luminance, CV_32FC1 in 0..1, in place
-    Parameters parameters, greatest;
+    Parameters parameters;
+    cv::Mat (*run)(const TPImage& picture, const Parameters& parameters);  ///< returns the new luminance
 };
 
 const std::map<std::string, Filter>& filters() {
+    using P = const Parameters&;
+    static const Parameter radius = {8, 0, 500, true}, eps = {0.001, 1e-6, 1};
     static const std::map<std::string, Filter> all = {
-        {"wls", {smoothByLeastSquares, {{"lambda", 1.0f}, {"alpha", 1.2f}}, {{"lambda", 1e4f}, {"alpha", 4.0f}}}},
+        {"guided",
+         {{{"radius", radius}, {"eps", eps}, {"reduce", {1, 1, 16, true}}},
+          [](const TPImage& picture, P p) {
+              const int n = whole(p, "reduce");
+              if ((n & (n - 1)) != 0) throw Refusal("--reduce is one of 1, 2, 4, 8 and 16");
+              return smoothGuidedReduced(picture.m_Y, whole(p, "radius"), real(p, "eps"), n);
+          }}},
+        {"rgb-guided",
+         {{{"radius", radius}, {"eps", eps}},
+          [](const TPImage& picture, P p) {
+              return smoothGuidedByColour(picture, whole(p, "radius"), real(p, "eps"));
+          }}},
+        {"bilateral",
+         {{{"sampling", {8, 2, 1000, true}}, {"range", {0.1, 0.001, 1}}},
+          [](const TPImage& picture, P p) {
+              return smoothBilateral(picture.m_Y, whole(p, "sampling"), real(p, "range"));
+          }}},
+        {"laplacian",
+         {{{"amplitude", {0.1, -0.4, 0.4}}, {"blur", {0.3, 0, 1}}, {"levels", {5, 1, 12, true}}},
+          [](const TPImage& picture, P p) {
+              return smoothLaplacian(picture.m_Y, real(p, "amplitude"), real(p, "blur"), whole(p, "levels"));
+          }}},
+        {"wls",
+         {{{"lambda", {1, 0, 1e4}}, {"alpha", {1.2, 0, 4}}},
+          [](const TPImage& picture, P p) {
+              return smoothLeastSquares(picture.m_Y, real(p, "lambda"), real(p, "alpha"));
+          }}},
+        {"pyramid",
+         {{{"threshold", {0.005, 0, 1}}},
+          [](const TPImage& picture, P p) { return withoutFaintGradients(picture.m_Y, real(p, "threshold")); }}},
     };
     return all;
 }
 
-float number(const std::string& text, float greatest) {
+double number(const std::string& text, const Parameter& bounds) {
     std::size_t used = 0;
-    float value = -1;
+    double value = NAN;
     try {
-        value = std::stof(text, &used);
+        value = std::stod(text, &used);
     } catch (const std::exception&) {
     }
-    if (used != text.size() || !(value >= 0 && value <= greatest))
-        throw Refusal("'" + text + "' is no number from 0 to " + std::to_string(static_cast<int>(greatest)));
-    return value;
+    const bool fits = used == text.size() && value >= bounds.least && value <= bounds.greatest;
+    if (fits && (!bounds.whole || value == std::floor(value))) return value;
+    char range[64];
+    std::snprintf(range, sizeof range, "no %snumber from %g to %g", bounds.whole ? "whole " : "", bounds.least,
+                  bounds.greatest);
+    throw Refusal("'" + text + "' is " + range);
 }
 
 /// The photograph with its luminance replaced by `y` (CV_16UC1).
@@ -76,28 +133,29 @@ QImage withLuminance(const TPImage& picture, const cv::Mat& y, bool deep) {
 void run(const std::vector<std::string>& words) {
     if (words.size() < 3) throw Refusal("FILTER, IN and OUT are needed, see --help");
     const auto chosen = filters().find(words[0]);
-    if (chosen == filters().end()) throw Refusal("unknown filter '" + words[0] + "'");
-    const Filter& filter = chosen->second;
-    Parameters parameters = filter.parameters;
+    if (chosen == filters().end()) throw Refusal("unknown filter '" + words[0] + "', see --help");
+    Parameters parameters = chosen->second.parameters;
     for (std::size_t i = 3; i < words.size(); i += 2) {
         const std::string name = words[i].substr(0, 2) == "--" ? words[i].substr(2) : "";
-        if (parameters.find(name) == parameters.end()) throw Refusal("unknown parameter '" + words[i] + "'");
+        const auto parameter = parameters.find(name);
+        if (parameter == parameters.end())
+            throw Refusal("unknown parameter '" + words[i] + "' of " + words[0] + ", see --help");
         if (i + 1 == words.size()) throw Refusal(words[i] + " needs a value");
-        parameters[name] = number(words[i + 1], filter.greatest.at(name));
+        try {
+            parameter->second.value = number(words[i + 1], parameter->second);
+        } catch (const Refusal& refusal) {
+            throw Refusal(words[i] + ": " + refusal.what());
+        }
     }
     const QString out = QFile::decodeName(words[2].c_str());
     checkSuffix(out);
 
     const QImage image = readImage(QFile::decodeName(words[1].c_str()));
     const TPImage picture = pictureOf(image);
-    cv::Mat y;
-    picture.m_Y.convertTo(y, CV_32F, 1.0 / 65535);
-    filter.run(y, parameters);
-    cv::Mat filtered;
-    y.convertTo(filtered, CV_16U, 65535);
-
-    QImage result = withLuminance(picture, filtered, isDeep(image));
+    QImage result = withLuminance(picture, chosen->second.run(picture, parameters), isDeep(image));
     result.setColorSpace(image.colorSpace());
+    result.setDotsPerMeterX(image.dotsPerMeterX());
+    result.setDotsPerMeterY(image.dotsPerMeterY());
     writeImage(result, out, 92, [] {});
 }
 

@@ -12,6 +12,7 @@ protected:
         EXPECT_EQ(outcome.code, 2);
         EXPECT_TRUE(outcome.err.startsWith("kestrova-filters: ")) << outcome.err.toStdString();
         EXPECT_TRUE(outcome.err.contains(reason)) << outcome.err.toStdString();
+        EXPECT_EQ(outcome.err.count('\n'), 1) << outcome.err.toStdString();
         EXPECT_FALSE(files().contains("out.png"));
     }
 
@@ -25,42 +26,142 @@ protected:
     }
 };
 
-}  // namespace
-
-TEST_F(FiltersTest, WlsEvensSurfacesAndKeepsTheEdge) {
-    QImage noisyStep(96, 64, QImage::Format_RGB32);
+/// A dark and a bright half with a little noise.
+QImage noisyStep() {
+    QImage image(96, 64, QImage::Format_RGB32);
     unsigned random = 1;
     for (int y = 0; y < 64; ++y) {
         for (int x = 0; x < 96; ++x) {
             random = random * 1664525u + 1013904223u;
             const int grey = (x < 48 ? 60 : 190) + static_cast<int>(random >> 28) - 8;
-            noisyStep.setPixel(x, y, qRgb(grey, grey, grey));
+            image.setPixel(x, y, qRgb(grey, grey, grey));
         }
     }
-    const Outcome outcome =
-        runProgram(KESTROVA_FILTERS, {"wls", saved(noisyStep, "in.png"), scratch("out.png"), "--lambda", "1"});
-    ASSERT_EQ(outcome.code, 0) << outcome.err.toStdString();
-    const QImage smooth(scratch("out.png"));
-    EXPECT_LT(roughness(smooth, 2, 46), roughness(noisyStep, 2, 46) / 4);
-    EXPECT_LT(roughness(smooth, 50, 94), roughness(noisyStep, 50, 94) / 4);
-    EXPECT_GT(qGray(smooth.pixel(50, 32)) - qGray(smooth.pixel(45, 32)), 110) << "of 130";
+    return image;
 }
 
-TEST_F(FiltersTest, ZeroLambdaGivesThePhotographBack) {
+}  // namespace
+
+TEST_F(FiltersTest, EveryFilterEvensSurfacesAndKeepsTheEdge) {
+    const QImage in = noisyStep();
+    const QString path = saved(in, "in.png");
+    for (const QStringList& filter :
+         {QStringList{"guided", "--eps", "0.005"},
+          QStringList{"guided", "--radius", "16", "--eps", "0.005", "--reduce", "2"},
+          QStringList{"rgb-guided", "--eps", "0.005"}, QStringList{"bilateral"}, QStringList{"laplacian"},
+          QStringList{"wls"}, QStringList{"pyramid", "--threshold", "0.1"}}) {
+        SCOPED_TRACE(filter.join(' ').toStdString());
+        const QString out = scratch("out.png");
+        const Outcome outcome = runProgram(KESTROVA_FILTERS, QStringList{filter[0], path, out} + filter.mid(1));
+        ASSERT_EQ(outcome.code, 0) << outcome.err.toStdString();
+        const QImage smooth(out);
+        EXPECT_LT(roughness(smooth, 2, 40), roughness(in, 2, 40) / 3);
+        EXPECT_LT(roughness(smooth, 56, 94), roughness(in, 56, 94) / 3);
+        EXPECT_GT(qGray(smooth.pixel(50, 32)) - qGray(smooth.pixel(45, 32)), 110) << "of 130";
+        EXPECT_NEAR(qGray(smooth.pixel(20, 32)), 60, 6);
+        EXPECT_NEAR(qGray(smooth.pixel(76, 32)), 190, 6);
+    }
+}
+
+TEST_F(FiltersTest, ParametersWithoutEffectGiveThePhotographBack) {
+    const QImage in(photo("u76c0g_bliznaca_srgb8.png"));
+    for (const QStringList& filter :
+         {QStringList{"guided", "--radius", "0"}, QStringList{"rgb-guided", "--eps", "0.000001", "--radius", "1"},
+          QStringList{"laplacian", "--amplitude", "0"}, QStringList{"wls", "--lambda", "0"},
+          QStringList{"pyramid", "--threshold", "0"}}) {
+        SCOPED_TRACE(filter.join(' ').toStdString());
+        const Outcome outcome =
+            runProgram(KESTROVA_FILTERS,
+                       QStringList{filter[0], photo("u76c0g_bliznaca_srgb8.png"), scratch("out.png")} + filter.mid(1));
+        ASSERT_EQ(outcome.code, 0) << outcome.err.toStdString();
+        EXPECT_GT(psnrOfLuminance(QImage(scratch("out.png")), in), filter[0] == "rgb-guided" ? 45 : 60);
+    }
+}
+
+TEST_F(FiltersTest, ParametersChangeTheResultTheirWay) {
+    const QImage in = noisyStep();
+    const QString path = saved(in, "in.png");
+    const auto roughnessAfter = [&](const QStringList& filter) {
+        const Outcome outcome =
+            runProgram(KESTROVA_FILTERS, QStringList{filter[0], path, scratch("out.png")} + filter.mid(1));
+        EXPECT_EQ(outcome.code, 0) << outcome.err.toStdString();
+        return roughness(QImage(scratch("out.png")), 2, 36);
+    };
+    const struct {
+        QStringList smoother, rougher;
+    } pairs[] = {
+        {{"guided", "--radius", "4", "--eps", "0.01"}, {"guided", "--radius", "1", "--eps", "0.01"}},
+        {{"guided", "--eps", "0.01"}, {"guided", "--eps", "0.0001"}},
+        {{"rgb-guided", "--eps", "0.01"}, {"rgb-guided", "--eps", "0.0001"}},
+        {{"bilateral", "--sampling", "6"}, {"bilateral", "--sampling", "2"}},
+        {{"bilateral", "--range", "0.2"}, {"bilateral", "--range", "0.01"}},
+        {{"laplacian", "--amplitude", "0.1"}, {"laplacian", "--amplitude", "-0.1"}},
+        {{"laplacian", "--levels", "4"}, {"laplacian", "--levels", "1", "--amplitude", "0"}},
+        {{"wls", "--lambda", "1"}, {"wls", "--lambda", "0.001"}},
+        {{"pyramid", "--threshold", "0.05"}, {"pyramid", "--threshold", "0.01"}},
+    };
+    for (const auto& pair : pairs) {
+        SCOPED_TRACE(pair.smoother.join(' ').toStdString());
+        EXPECT_LT(roughnessAfter(pair.smoother), 0.9 * roughnessAfter(pair.rougher));
+    }
+}
+
+// The two halves differ by few levels of luminance, and much in colour.
+TEST_F(FiltersTest, AnEdgeOfColourAloneHoldsUnderTheColourGuide) {
+    QImage in(96, 64, QImage::Format_RGB32);
+    for (int y = 0; y < 64; ++y)
+        for (int x = 0; x < 96; ++x) in.setPixel(x, y, x < 48 ? qRgb(180, 66, 66) : qRgb(70, 136, 70));
+    const QString path = saved(in, "in.png");
+    const auto step = [&](const char* filter) {
+        const Outcome outcome = runProgram(KESTROVA_FILTERS, {filter, path, scratch("out.png")});
+        EXPECT_EQ(outcome.code, 0) << outcome.err.toStdString();
+        const QImage out(scratch("out.png"));
+        const auto luminance = [&](int x) {
+            const QRgb p = out.pixel(x, 32);
+            return 0.299 * qRed(p) + 0.587 * qGreen(p) + 0.114 * qBlue(p);
+        };
+        return std::abs(luminance(45) - luminance(50));
+    };
+    EXPECT_GT(step("rgb-guided"), 2 * step("guided"));
+}
+
+TEST_F(FiltersTest, TheDepthOfThePhotographStays) {
     const Outcome outcome =
-        runProgram(KESTROVA_FILTERS, {"wls", photo("u76c0g_bliznaca_srgb8.png"), scratch("out.png"), "--lambda", "0"});
+        runProgram(KESTROVA_FILTERS, {"guided", photo("dandelion_768x512_16bit.png"), scratch("out.png")});
     ASSERT_EQ(outcome.code, 0) << outcome.err.toStdString();
-    EXPECT_GT(psnrOfLuminance(QImage(scratch("out.png")), QImage(photo("u76c0g_bliznaca_srgb8.png"))), 60);
+    EXPECT_EQ(QImage(scratch("out.png")).format(), QImage::Format_RGBX64);
+}
+
+TEST_F(FiltersTest, PicturesOfASinglePixelRowOrColumnAreTaken) {
+    for (const QSize size : {QSize(1, 1), QSize(1, 17), QSize(17, 1)}) {
+        QImage in(size, QImage::Format_RGB32);
+        in.fill(qRgb(90, 90, 90));
+        const QString path = saved(in, "in.png");
+        for (const char* filter : {"guided", "rgb-guided", "bilateral", "laplacian", "wls", "pyramid"}) {
+            const Outcome outcome = runProgram(KESTROVA_FILTERS, {filter, path, scratch("out.png")});
+            EXPECT_EQ(outcome.code, 0) << filter << ": " << outcome.err.toStdString();
+            EXPECT_EQ(QImage(scratch("out.png")), in) << filter << " " << size.width() << "x" << size.height();
+        }
+    }
 }
 
 TEST_F(FiltersTest, ErrorsAreOneLineAndWriteNothing) {
     const QString in = photo("u76c0g_bliznaca_srgb8.png"), out = scratch("out.png");
+    expectRefusal({}, "FILTER, IN and OUT are needed");
     expectRefusal({"wls", in}, "FILTER, IN and OUT are needed");
     expectRefusal({"blur", in, out}, "unknown filter 'blur'");
-    expectRefusal({"wls", in, out, "--radius", "3"}, "unknown parameter '--radius'");
+    expectRefusal({"wls", in, out, "--radius", "3"}, "unknown parameter '--radius' of wls");
+    expectRefusal({"guided", in, out, "radius", "3"}, "unknown parameter 'radius' of guided");
     expectRefusal({"wls", in, out, "--lambda"}, "--lambda needs a value");
-    expectRefusal({"wls", in, out, "--alpha", "nan"}, "'nan' is no number from 0 to 4");
+    expectRefusal({"wls", in, out, "--alpha", "nan"}, "--alpha: 'nan' is no number from 0 to 4");
     expectRefusal({"wls", in, out, "--lambda", "1x"}, "'1x' is no number");
+    expectRefusal({"wls", in, out, "--lambda", ""}, "'' is no number");
+    expectRefusal({"guided", in, out, "--radius", "501"}, "--radius: '501' is no whole number from 0 to 500");
+    expectRefusal({"guided", in, out, "--radius", "2.5"}, "'2.5' is no whole number");
+    expectRefusal({"guided", in, out, "--eps", "0"}, "--eps: '0' is no number from 1e-06 to 1");
+    expectRefusal({"guided", in, out, "--reduce", "3"}, "--reduce is one of 1, 2, 4, 8 and 16");
+    expectRefusal({"bilateral", in, out, "--sampling", "1"}, "'1' is no whole number from 2 to 1000");
+    expectRefusal({"laplacian", in, out, "--amplitude", "-0.5"}, "'-0.5' is no number from -0.4 to 0.4");
     expectRefusal({"wls", scratch("none.png"), out}, "none.png");
     expectRefusal({"wls", in, scratch("out.tga")}, "out.tga");
     expectRefusal({"wls", photo("dandelion_5312x2988.jpg"), out}, "4 megapixels");
@@ -69,5 +170,9 @@ TEST_F(FiltersTest, ErrorsAreOneLineAndWriteNothing) {
 TEST_F(FiltersTest, HelpNamesFiltersAndParameters) {
     const Outcome outcome = runProgram(KESTROVA_FILTERS, {"--help"});
     EXPECT_EQ(outcome.code, 0);
-    for (const char* word : {"wls", "--lambda", "--alpha"}) EXPECT_TRUE(outcome.out.contains(word)) << word;
+    for (const char* word :
+         {"guided", "rgb-guided", "bilateral", "laplacian", "wls", "pyramid", "--radius", "--eps", "--reduce",
+          "--sampling", "--range", "--amplitude", "--blur", "--levels", "--lambda", "--alpha", "--threshold"})
+        EXPECT_TRUE(outcome.out.contains(word)) << word;
+    for (const QByteArray& line : outcome.out.split('\n')) EXPECT_LE(line.size(), 120) << line.toStdString();
 }

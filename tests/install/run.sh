@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer against it through CMake's
-# find_package and through pkg-config.
+# Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer and the tour of the examples
+# against it through CMake's find_package, and the consumer through pkg-config.
 # Usage: run.sh CMAKE BUILD_DIR SOURCE_DIR CXX
 set -eu
 cmake=$1 build=$2 source=$3 cxx=$4
@@ -18,6 +18,7 @@ fi
 "$cmake" -S "$source" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
 "$cmake" --build "$scratch/build" >/dev/null
 "$scratch/build/consumer"
+"$scratch/build/tour"
 
 pc=$(find "$prefix" -name kestrova.pc)
 libdir=$(dirname "$(dirname "$pc")")

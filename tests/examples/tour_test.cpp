@@ -1,0 +1,66 @@
+#include <QRegularExpression>
+#include <QString>
+
+#include "program.h"
+
+namespace {
+
+class TourTest : public ProgramTest {
+protected:
+    void SetUp() override {
+        run = runProgram(KESTROVA_TOUR, {});
+        ASSERT_EQ(run.code, 0) << run.err.toStdString();
+        EXPECT_EQ(run.err, "");
+    }
+
+    /// The number that stands after `text` in what the tour says.
+    double said(const QString& text) const {
+        const auto found =
+            QRegularExpression(QRegularExpression::escape(text) + R"( *(-?[0-9.]+))").match(QString::fromUtf8(run.out));
+        EXPECT_TRUE(found.hasMatch()) << text.toStdString() << " in\n" << run.out.toStdString();
+        return found.captured(1).toDouble();
+    }
+
+    Outcome run;
+};
+
+}  // namespace
+
+TEST_F(TourTest, EverySubsystemHasItsLine) {
+    for (const char* subsystem : {"frame", "pictures", "resizing", "free", "curves", "filters", "detail", "masks"})
+        EXPECT_EQ(run.out.count((QByteArray(subsystem).leftJustified(10) + "| ")), 1) << subsystem;
+}
+
+TEST_F(TourTest, VisitsEveryExportedName) {
+    const QString source = QString::fromUtf8(bytesOf(KESTROVA_TOUR_SOURCE));
+    auto names = QRegularExpression(R"(^ +([A-Za-z]\w+)(?:::)?\*;$)", QRegularExpression::MultilineOption)
+                     .globalMatch(QString::fromUtf8(bytesOf(KESTROVA_EXPORTS)));
+    int count = 0;
+    for (; names.hasNext(); ++count) {
+        const QString name = names.next().captured(1);
+        EXPECT_TRUE(source.contains(QRegularExpression("\\b" + name + "\\b"))) << name.toStdString();
+    }
+    EXPECT_GT(count, 40);
+}
+
+TEST_F(TourTest, WhatItSaysIsSound) {
+    EXPECT_EQ(said("half of a half is"), 250);
+    EXPECT_GT(said("TPImage"), 30);
+    EXPECT_GT(said("guided by Y"), said("plain"));
+    EXPECT_GT(said("by RGB"), 25);
+    EXPECT_NEAR(said("spline of x^2 at 0.6:"), 0.36, 0.0002);
+    EXPECT_EQ(said("2 + 3 ="), 5);
+    EXPECT_NEAR(said("solved x ="), 1.0 / 11, 0.0001);
+    EXPECT_NEAR(said(", y ="), 7.0 / 11, 0.0001);
+    const double weave = said("filters   | weave of"), rim = said("% and rim of");
+    for (const char* filter : {"guided", "bilateral", "local Laplacian", "least squares"}) {
+        SCOPED_TRACE(filter);
+        const auto found = QRegularExpression(QString("\\| weave.*%1 ([0-9.]+) and ([0-9.]+)").arg(filter))
+                               .match(QString::fromUtf8(run.out));
+        EXPECT_LT(found.captured(1).toDouble(), weave / 2);
+        EXPECT_NEAR(found.captured(2).toDouble(), rim, 0.1 * rim);
+    }
+    EXPECT_LT(said("leaves"), rim + 100);
+    EXPECT_GT(said("boosted to"), said("detail    | weave of"));
+    EXPECT_EQ(said("after undo"), 0);
+}

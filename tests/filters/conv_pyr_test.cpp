@@ -156,6 +156,14 @@ TEST(ConvPyrTest, StaysWithinRoundingsOfSepFilter2D) {
     EXPECT_TRUE(closePixels(expected, processed(in, kGauss), 30 * 0x1p-24 * most));
 }
 
+TEST(ConvPyrTest, BeginsItsSumsAtPositiveZero) {
+    const cv::Mat in(12, 12, CV_32FC1, cv::Scalar(-0.0)), zeros = cv::Mat::zeros(6, 6, CV_32FC1);
+    cv::Mat half;
+    pyramid(kGauss).pyrDown(in, half);
+    ASSERT_TRUE(std::signbit(in.at<float>(6, 6)));
+    EXPECT_TRUE(samePixels(zeros, half));
+}
+
 TEST(ConvPyrTest, FiltersASinglePixelOnceWithTheThirdKernel) {
     const cv::Mat in(1, 1, CV_32FC1, cv::Scalar(3));
     EXPECT_EQ(processed(in, kGauss).at<float>(0, 0), 0.7753f * (0.7753f * 3.0f));
@@ -292,10 +300,16 @@ TEST(ConvPyrTest, ThrowsWhatSepFilter2DThrowsBeforeAnythingIsWritten) {
     const cv::Mat in = randomPlane(8, 8, CV_32FC1), two(3, 3, CV_32FC1, cv::Scalar(1)), none;
     cv::Mat out = cv::Mat(8, 8, CV_32FC1, cv::Scalar(5));
     const cv::Mat before = out.clone();
+    const cv::Mat low = randomPlane(4, 4, CV_32FC1);
     for (const cv::Mat& bad : {none, two, cv::Mat(1, 3, CV_32FC2, cv::Scalar(1))}) {
-        EXPECT_THROW(pyramid({bad, kGauss.k2, kGauss.k3}).proc(in, out), cv::Exception);
-        EXPECT_THROW(pyramid({kGauss.k1, bad, kGauss.k3}).proc(in, out), cv::Exception);
-        EXPECT_THROW(pyramid({kGauss.k1, kGauss.k2, bad}).proc(in, out), cv::Exception);
+        ConvPyr first(bad, kGauss.k2, kGauss.k3), second(kGauss.k1, bad, kGauss.k3), third(kGauss.k1, kGauss.k2, bad);
+        for (ConvPyr* pyr : {&first, &second, &third}) {
+            EXPECT_THROW(pyr->proc(in, out), cv::Exception);
+            EXPECT_EQ(pyr->m_level, 0);
+        }
+        EXPECT_THROW(first.pyrDown(in, out), cv::Exception);
+        EXPECT_THROW(second.pyrUp(low, in, out), cv::Exception);
+        EXPECT_THROW(third.pyrUp(low, in, out), cv::Exception);
     }
     for (int type : {CV_8SC1, CV_32SC1, CV_64FC1})
         EXPECT_THROW(pyramid(kGauss).proc(randomPlane(8, 8, type), out), cv::Exception);

@@ -69,14 +69,14 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out) {
 
     std::vector<cv::Mat> down(coarsest + 1), up(coarsest + 1);
     down[0] = in;
+    up[0] = writable(out, in.size(), {in});
+    // The largest plane of the way down lies where the result comes last: touching a new one took a third of the time.
+    if (coarsest > 0) down[1] = up[0](cv::Rect({}, halfSize(down[0])));
     for (std::size_t l = 1; l <= coarsest; ++l) pyrDown(down[l - 1], down[l]);
     up[coarsest].create(down[coarsest].size(), CV_32FC1);
     filterPlane(down[coarsest], m_k3, Grid::kSame, up[coarsest]);
-    for (std::size_t l = coarsest; l > 1; --l) pyrUp(up[l], down[l - 1], up[l - 1]);
-    if (coarsest > 0)
-        pyrUp(up[1], down[0], out);
-    else
-        up[0].copyTo(out);
+    for (std::size_t l = coarsest; l > 0; --l) pyrUp(up[l], down[l - 1], up[l - 1]);
+    up[0].copyTo(out);
     return true;
 }
 

@@ -1,10 +1,12 @@
 #include "kestrova/filters/box_moments.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/primitives/box_means.h"
 
 namespace {
 
@@ -39,52 +41,55 @@ KESTROVA_KERNEL bool slideProduct(double* __restrict sums, const float* entering
 
 }  // namespace
 
-BoxMoments::BoxMoments(std::vector<cv::Mat> planes, std::vector<Moment> moments, int r, BoxBorder border)
-    : m_planes(std::move(planes)), m_moments(std::move(moments)), m_r(r), m_border(border), m_size(m_planes[0].size()) {
-    if (m_border == BoxBorder::kInside) m_size -= cv::Size(2 * r, 2 * r);
+BoxMoments::BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r,
+                       BoxBorder border)
+    : m_planes(std::move(planes)),
+      m_planeSize(planeSize),
+      m_moments(std::move(moments)),
+      m_r(r),
+      m_border(border),
+      m_size(planeSize - (border == BoxBorder::kInside ? cv::Size(2 * r, 2 * r) : cv::Size())) {
+    const std::size_t count = m_moments.size();
+    m_columns.reset(new double[count * static_cast<std::size_t>(columnsCovered())]);
+    m_halves.reset(new double[2 * static_cast<std::size_t>(kStretch + side())]);
+    m_means.reset(new float[count * kStretch]);
+    for (std::size_t k = 0; k < count; ++k) m_stretches.push_back(&m_means[k * kStretch]);
 }
 
-BoxMoments::Scratch BoxMoments::makeScratch() const {
-    const std::size_t moments = m_moments.size();
-    Scratch scratch;
-    scratch.columns.reset(new double[moments * static_cast<std::size_t>(columnsCovered())]);
-    scratch.halves.reset(new double[2 * static_cast<std::size_t>(kStretch + windowSide())]);
-    scratch.means.reset(new float[moments * kStretch]);
-    for (std::size_t k = 0; k < moments; ++k) scratch.stretches.push_back(&scratch.means[k * kStretch]);
-    return scratch;
+int BoxMoments::planeRow(int i) const {
+    return m_border == BoxBorder::kReplicated ? std::clamp(i - m_r, 0, m_planeSize.height - 1) : i;
 }
 
-const float* BoxMoments::row(int plane, int i) const noexcept {
-    const cv::Mat& pixels = m_planes[static_cast<std::size_t>(plane)];
-    return pixels.ptr<float>(m_border == BoxBorder::kReplicated ? std::clamp(i - m_r, 0, pixels.rows - 1) : i);
+void BoxMoments::moveColumns(Moment moment, double* sums, int y) const noexcept {
+    const auto [plane, factor] = moment;
+    const bool isProduct = factor != Moment::kNone;
+    const int n = m_planeSize.width, entering = y + 2 * m_r, leaving = y - 1;
+    if (y % boxBlockRows(side()) != 0) {
+        const bool spoilt = isProduct ? slideProduct(sums, row(plane, entering), row(factor, entering),
+                                                     row(plane, leaving), row(factor, leaving), n)
+                                      : slidePlane(sums, row(plane, entering), row(plane, leaving), n);
+        if (!spoilt) return;
+    }
+    std::fill_n(sums, n, 0.0);
+    for (int i = y; i <= entering; ++i)
+        isProduct ? addProduct(sums, row(plane, i), row(factor, i), n) : addPlane(sums, row(plane, i), n);
 }
 
-void BoxMoments::moveColumns(const Scratch& scratch, int y, bool anew) const noexcept {
-    const int n = m_planes[0].cols, margin = (columnsCovered() - n) / 2;
-    const int entering = y + 2 * m_r, leaving = y - 1;
+void BoxMoments::moveTo(int y) noexcept {
+    const int n = m_planeSize.width, margin = (columnsCovered() - n) / 2;
     for (std::size_t k = 0; k < m_moments.size(); ++k) {
-        const auto [plane, factor] = m_moments[k];
-        const bool isProduct = factor != Moment::kNone;
-        double* all = columns(scratch, static_cast<int>(k));
-        double* sums = all + margin;
-        bool spoilt = anew;
-        if (!anew)
-            spoilt = isProduct ? slideProduct(sums, row(plane, entering), row(factor, entering), row(plane, leaving),
-                                              row(factor, leaving), n)
-                               : slidePlane(sums, row(plane, entering), row(plane, leaving), n);
-        if (spoilt) {
-            std::fill_n(sums, n, 0.0);
-            for (int i = y; i <= entering; ++i)
-                isProduct ? addProduct(sums, row(plane, i), row(factor, i), n) : addPlane(sums, row(plane, i), n);
-        }
-        std::fill_n(all, margin, sums[0]);
+        double* covered = &m_columns[k * static_cast<std::size_t>(columnsCovered())];
+        double* sums = covered + margin;
+        moveColumns(m_moments[k], sums, y);
+        std::fill_n(covered, margin, sums[0]);
         std::fill_n(sums + n, margin, sums[n - 1]);
     }
 }
 
-void BoxMoments::meansAcross(const Scratch& scratch, int x, int n) const noexcept {
-    double *halves = scratch.halves.get(), *otherHalves = halves + kStretch + windowSide();
+const float* const* BoxMoments::means(int x, int n) noexcept {
+    double *halves = m_halves.get(), *otherHalves = halves + kStretch + side();
     for (std::size_t k = 0; k < m_moments.size(); ++k)
-        boxMeansAcross(columns(scratch, static_cast<int>(k)) + x, windowSide(), windowSide(), halves, otherHalves,
-                       &scratch.means[k * kStretch], n);
+        boxMeansAcross(&m_columns[k * static_cast<std::size_t>(columnsCovered()) + static_cast<std::size_t>(x)], side(),
+                       side(), halves, otherHalves, &m_means[k * kStretch], n);
+    return m_stretches.data();
 }

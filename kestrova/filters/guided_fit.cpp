@@ -1,6 +1,7 @@
 #include "kestrova/filters/guided_fit.h"
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/primitives/box_means.h"
 #include "kestrova/primitives/invert3.h"
 
 namespace {
@@ -46,35 +47,57 @@ KESTROVA_KERNEL void solveThreeRow(const Means3& means, float eps, float* __rest
     }
 }
 
-std::vector<cv::Mat> makePlanes(std::size_t count, cv::Size size) {
-    std::vector<cv::Mat> planes(count);
-    for (cv::Mat& plane : planes) plane.create(size, CV_32FC1);
-    return planes;
+std::vector<Moment> momentsOf(int guides) {
+    if (guides == 1) return {{0}, {1}, {0, 1}, {0, 0}};
+    // In the order of `Means3`.
+    return {{0}, {1}, {2}, {3}, {0, 3}, {1, 3}, {2, 3}, {0, 0}, {1, 1}, {2, 2}, {0, 1}, {0, 2}, {1, 2}};
 }
 
 }  // namespace
 
-std::vector<cv::Mat> guided_fit::oneGuide(const cv::Mat& I, const cv::Mat& p, int r, float eps, BoxBorder border) {
-    const BoxMoments moments({I, p}, {{0}, {1}, {0, 1}, {0, 0}}, r, border);
-    std::vector<cv::Mat> fitted = makePlanes(2, moments.size());
-    moments.sweep([&](int y, int x, int n, const float* const* means) noexcept {
-        solveOneRow(means[0], means[1], means[2], means[3], eps, fitted[0].ptr<float>(y, x), fitted[1].ptr<float>(y, x),
-                    n);
-    });
-    return fitted;
+GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border)
+    : m_planes(guide), m_r(r), m_eps(eps), m_border(border), m_fitSize(p.size()), m_keptRows(2 * r + 2) {
+    m_planes.push_back(p);
+    if (border == BoxBorder::kInside) m_fitSize -= cv::Size(2 * r, 2 * r);
 }
 
-std::vector<cv::Mat> guided_fit::threeGuides(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps) {
-    // In the order of `Means3`.
-    const BoxMoments moments(
-        {guide[0], guide[1], guide[2], p},
-        {{0}, {1}, {2}, {3}, {0, 3}, {1, 3}, {2, 3}, {0, 0}, {1, 1}, {2, 2}, {0, 1}, {0, 2}, {1, 2}}, r,
-        BoxBorder::kReplicated);
-    std::vector<cv::Mat> fitted = makePlanes(4, moments.size());
-    moments.sweep([&](int y, int x, int n, const float* const* m) noexcept {
-        const Means3 means{m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12]};
-        solveThreeRow(means, eps, fitted[0].ptr<float>(y, x), fitted[1].ptr<float>(y, x), fitted[2].ptr<float>(y, x),
-                      fitted[3].ptr<float>(y, x), n);
-    });
-    return fitted;
+cv::Size GuidedFit::size() const {
+    return m_border == BoxBorder::kInside ? m_fitSize - cv::Size(2 * m_r, 2 * m_r) : m_fitSize;
+}
+
+GuidedFit::Worker GuidedFit::makeWorker() const {
+    std::vector<KeptRows> planes, fitted;
+    for (const cv::Mat& plane : m_planes)
+        planes.push_back({plane.ptr<float>(), static_cast<std::ptrdiff_t>(plane.step1()), plane.rows});
+    const std::ptrdiff_t perPlane = static_cast<std::ptrdiff_t>(m_keptRows) * m_fitSize.width;
+    std::unique_ptr<float[]> coefficients(new float[perPlane * coefficientCount()]);
+    std::vector<Moment> eachCoefficient;
+    for (int k = 0; k < coefficientCount(); ++k) {
+        fitted.push_back({coefficients.get() + perPlane * k, m_fitSize.width, m_keptRows});
+        eachCoefficient.push_back({k});
+    }
+    return {BoxMoments(planes, m_planes[0].size(), momentsOf(coefficientCount() - 1), m_r, m_border),
+            std::move(coefficients), BoxMoments(fitted, m_fitSize, eachCoefficient, m_r, m_border)};
+}
+
+float* GuidedFit::coefficientRow(const Worker& worker, int k, int y) const {
+    const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(m_keptRows) * k + y % m_keptRows;
+    return worker.coefficients.get() + row * m_fitSize.width;
+}
+
+void GuidedFit::makeCoefficients(Worker& worker, int first, int last) const noexcept {
+    for (; worker.next <= last; ++worker.next) {
+        const int y = worker.next;
+        worker.moments.moveTo(y);
+        for (int x = 0; x < m_fitSize.width && y >= first; x += BoxMoments::kStretch) {
+            const int n = std::min(BoxMoments::kStretch, m_fitSize.width - x);
+            const float* const* m = worker.moments.means(x, n);
+            const auto out = [&](int k) { return coefficientRow(worker, k, y) + x; };
+            if (coefficientCount() == 2)
+                solveOneRow(m[0], m[1], m[2], m[3], m_eps, out(0), out(1), n);
+            else
+                solveThreeRow({m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12]}, m_eps,
+                              out(0), out(1), out(2), out(3), n);
+        }
+    }
 }

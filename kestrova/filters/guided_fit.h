@@ -2,22 +2,77 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "kestrova/filters/box_moments.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/box_means.h"
+#include "kestrova/primitives/window.h"
 
-/// The least-squares fit of a plane to its guide in the window around each pixel: CV_32FC1 planes of one size in, the
-/// coefficients before their box means out.
-namespace guided_fit {
+/// The least-squares fit of a plane to its guide in the window around each pixel, p = a I + b or
+/// p = a0 I0 + a1 I1 + a2 I2 + b, and the box means of its coefficients, in one sweep over CV_32FC1 planes of one size:
+/// of the coefficients only the rows under one window are kept. Where the system of three slopes cannot be solved they
+/// are 0 and b is the mean of p.
+class GuidedFit {
+public:
+    /// The window's area, (2r + 1)^2, has 32 bits.
+    static bool isRadius(int r) { return r >= 0 && r <= 32767; }
 
-/// The window's area, (2r + 1)^2, has 32 bits.
-inline bool isRadius(int r) { return r >= 0 && r <= 32767; }
+    /// `guide`: one plane, or three
+    GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border);
 
-/// {a, b} of p = a I + b
-std::vector<cv::Mat> oneGuide(const cv::Mat& I, const cv::Mat& p, int r, float eps, BoxBorder border);
+    /// The size of the planes of means.
+    cv::Size size() const;
 
-/// {a0, a1, a2, b} of p = a0 I0 + a1 I1 + a2 I2 + b, with replicated borders. Where the system cannot be solved the
-/// slopes are 0 and b is the mean of p.
-std::vector<cv::Mat> threeGuides(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps);
+    /// Calls `use(y, x, n, means)` for each stretch of pixels, on any thread: means[k][i], i < n, is the mean of slope
+    /// k at (y, x + i), and of b after the slopes.
+    template <class Use>
+    void sweep(const Use& use) const;
 
-}  // namespace guided_fit
+private:
+    /// What one thread works on.
+    struct Worker {
+        BoxMoments moments;
+        std::unique_ptr<float[]> coefficients;  ///< `m_keptRows` rows of each coefficient
+        BoxMoments smoothed;
+        int next = 0;  ///< the first row of coefficients that has not been made
+    };
+
+    int coefficientCount() const { return static_cast<int>(m_planes.size()); }
+    Worker makeWorker() const;
+    float* coefficientRow(const Worker& worker, int k, int y) const;
+    /// Makes the rows of coefficients up to `last`; of those above `first` none will be needed.
+    void makeCoefficients(Worker& worker, int first, int last) const noexcept;
+
+    std::vector<cv::Mat> m_planes;  ///< the guide's, then p
+    int m_r;
+    float m_eps;
+    BoxBorder m_border;
+    cv::Size m_fitSize;  ///< of the planes of coefficients
+    int m_keptRows;      ///< the rows of coefficients under a window, and the one that has just left it
+};
+
+template <class Use>
+void GuidedFit::sweep(const Use& use) const {
+    static_assert(noexcept(use(0, 0, 0, nullptr)), "no throw may cross the boundary of a parallel region");
+    const int block = boxBlockRows(2 * m_r + 1);
+    const Strips strips({size().width, size().height}, block);
+    std::vector<Worker> workers;
+    for (int s = 0; s < strips.count(); ++s) workers.push_back(makeWorker());
+    parallelStrips(strips.count(), strips.count(), [&](int s, int, int) noexcept {
+        Worker& worker = workers[static_cast<std::size_t>(s)];
+        BoxMoments& smoothed = worker.smoothed;
+        const int first = smoothed.firstRowUnder(strips.first(s));
+        worker.next = first / block * block;
+        for (int y = strips.first(s); y < strips.end(s); ++y) {
+            makeCoefficients(worker, first, smoothed.lastRowUnder(y));
+            smoothed.moveTo(y);
+            for (int x = 0; x < size().width; x += BoxMoments::kStretch) {
+                const int n = std::min(BoxMoments::kStretch, size().width - x);
+                use(y, x, n, smoothed.means(x, n));
+            }
+        }
+    });
+}

@@ -14,16 +14,13 @@ void checkEstimate(const cv::Mat* guide, int guides, const cv::Mat& p, int r) {
         if (guide[k].type() != CV_32FC1) fail("ERROR - TGuidedFilter::setup - guide.type()!=CV_32FC1");
         if (guide[k].size() != p.size()) fail("ERROR - TGuidedFilter::setup - guide.size()!=p.size()");
     }
-    if (!guided_fit::isRadius(r)) fail("ERROR - TGuidedFilter::setup - r<0 || r>32767");
+    if (!GuidedFit::isRadius(r)) fail("ERROR - TGuidedFilter::setup - r<0 || r>32767");
 }
 
-/// The box means of each plane of coefficients into a plane of the model.
-void smooth(const std::vector<cv::Mat>& fitted, int r, const std::vector<cv::Mat*>& model) {
-    std::vector<Moment> eachPlane;
-    for (std::size_t k = 0; k < fitted.size(); ++k) eachPlane.push_back({static_cast<int>(k)});
-    const BoxMoments moments(fitted, eachPlane, r, BoxBorder::kReplicated);
-    for (cv::Mat* plane : model) plane->create(moments.size(), CV_32FC1);
-    moments.sweep([&](int y, int x, int n, const float* const* means) noexcept {
+/// The means of the coefficients into the planes of the model.
+void estimate(const GuidedFit& fit, const std::vector<cv::Mat*>& model) {
+    for (cv::Mat* plane : model) plane->create(fit.size(), CV_32FC1);
+    fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
         for (std::size_t k = 0; k < model.size(); ++k)
             std::memcpy(model[k]->ptr<float>(y, x), means[k], sizeof(float) * static_cast<std::size_t>(n));
     });
@@ -49,11 +46,11 @@ void TGuidedFilter::proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
 
 void TGuidedFilter::gFc1_estimate(const cv::Mat& I, const cv::Mat& p, int r, float eps) {
     checkEstimate(&I, 1, p, r);
-    smooth(guided_fit::oneGuide(I, p, r, eps, BoxBorder::kReplicated), r, {&m_a0, &m_b});
+    estimate(GuidedFit({I}, p, r, eps, BoxBorder::kReplicated), {&m_a0, &m_b});
 }
 
 void TGuidedFilter::gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps) {
     if (guide.size() != 3) fail("ERROR - TGuidedFilter::setup - input vector size is not correct.");
     checkEstimate(guide.data(), 3, p, r);
-    smooth(guided_fit::threeGuides(guide, p, r, eps), r, {&m_a0, &m_a1, &m_a2, &m_b});
+    estimate(GuidedFit(guide, p, r, eps, BoxBorder::kReplicated), {&m_a0, &m_a1, &m_a2, &m_b});
 }

@@ -20,7 +20,7 @@ void checkPlanes(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
     if (I.type() != CV_32FC1 || p.type() != CV_32FC1 || q.type() != CV_32FC1)
         fail("ERROR - TGuidedFilter::stripProc - type()!=CV_32FC1");
     if (I.size() != p.size()) fail("ERROR - TGuidedFilter::stripProc - I.size()!=p.size()");
-    if (!guided_fit::isRadius(r)) fail("ERROR - TGuidedFilter::stripProc - r<0 || r>32767");
+    if (!GuidedFit::isRadius(r)) fail("ERROR - TGuidedFilter::stripProc - r<0 || r>32767");
 }
 
 /// q = I * a + b
@@ -77,9 +77,8 @@ void TGuidedFilter::gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q
     if (q.cols > p.cols - m || q.rows > p.rows - m)
         fail("ERROR - TGuidedFilter::gFc1_blkGuide - q is larger than the strip holds whole");
     const cv::Rect needed(0, 0, q.cols + m, q.rows + m);
-    const BoxMoments smoothed(guided_fit::oneGuide(I(needed), p(needed), r, eps, BoxBorder::kInside), {{0}, {1}}, r,
-                              BoxBorder::kInside);
-    smoothed.sweep([&](int y, int x, int n, const float* const* means) noexcept {
+    const GuidedFit fit({I(needed)}, p(needed), r, eps, BoxBorder::kInside);
+    fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
         applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
     });
 }

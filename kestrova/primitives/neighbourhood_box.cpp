@@ -56,6 +56,23 @@ KESTROVA_KERNEL void doubleRow(const Sum* sums, int length, const Sum* columns, 
     }
 }
 
+/// The same twice over, without the sums between: those of `half` columns are of two times `quarter`, and one more if
+/// `kOddHalf`.
+template <bool kOdd, bool kOddHalf, class Sum, class Out, class Finish>
+KESTROVA_KERNEL void quadrupleRow(const Sum* sums, int quarter, const Sum* columns, Out* __restrict out, int n,
+                                  Finish finish) noexcept {
+    const int half = 2 * quarter + kOddHalf;
+    for (int x = 0; x < n; ++x) {
+        Sum left = sums[x] + sums[x + quarter], right = sums[x + half] + sums[x + half + quarter];
+        if constexpr (kOddHalf) {
+            left += columns[x + 2 * quarter];
+            right += columns[x + half + 2 * quarter];
+        }
+        const Sum both = left + right;
+        out[x] = finish(kOdd ? both + columns[x + 2 * half] : both);
+    }
+}
+
 struct Unchanged {
     template <class Sum>
     Sum operator()(Sum sum) const {
@@ -68,16 +85,20 @@ template <class Sum, class Out, class Finish>
 void sumAcross(const Sum* columns, int width, Sum* scratch, Sum* otherScratch, Out* out, int n,
                Finish finish) noexcept {
     if (width == 1) return finishRow(columns, out, n, finish);
-    const int half = width / 2;
+    const int half = width / 2, quarter = half / 2;
+    const bool odd = width % 2, oddHalf = half % 2;
+    if (half == 1)
+        return (odd ? doubleRow<true, Sum, Out, Finish> : doubleRow<false, Sum, Out, Finish>)(columns, half, columns,
+                                                                                              out, n, finish);
     const Sum* sums = columns;
-    if (half > 1) {
-        sumAcross(columns, half, otherScratch, scratch, scratch, n + half, Unchanged{});
+    if (quarter > 1) {
+        sumAcross(columns, quarter, otherScratch, scratch, scratch, n + half + quarter, Unchanged{});
         sums = scratch;
     }
-    if (width % 2)
-        doubleRow<true>(sums, half, columns, out, n, finish);
-    else
-        doubleRow<false>(sums, half, columns, out, n, finish);
+    const auto quadruple =
+        odd ? (oddHalf ? quadrupleRow<true, true, Sum, Out, Finish> : quadrupleRow<true, false, Sum, Out, Finish>)
+            : (oddHalf ? quadrupleRow<false, true, Sum, Out, Finish> : quadrupleRow<false, false, Sum, Out, Finish>);
+    quadruple(sums, quarter, columns, out, n, finish);
 }
 
 /// floor((sum + area / 2) / area) as a product with ceil(2^shift / area), which is exact for sums below 2^31

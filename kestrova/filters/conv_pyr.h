@@ -10,8 +10,10 @@
 /// signal, filtered with the third:
 ///     down[l+1] = every second row and column of k1 * down[l]
 ///     up[l]     = k2 * (up[l+1] with zeros in between) + k3 * down[l]
-/// The coefficients make the filter; the paper gives those of gradient integration, boundary interpolation and wide
-/// Gaussians: five or seven taps in k1 and k2, three or five in k3.
+/// The coefficients make the filter. Five taps, five and three, the paper's: 0.15, 0.5, 0.7, 0.5, 0.15 for k1 and k2
+/// and 0.175, 0.547, 0.175 for k3 recover a picture, but for a constant, from its negative Laplacian; 0.1507, 0.6836,
+/// 1.0334, 0.6836, 0.1507 for k1, 0.0269 times that for k2 and 0.0312, 0.7753, 0.0312 for k3 spread scattered values
+/// smoothly over the plane (those of the values divided by those of the places that have one).
 ///
 /// A kernel is one row or column of coefficients, used on both axes as in `cv::sepFilter2D`: correlated, about its
 /// middle tap (the one after the middle, for an even number). Outside the plane given, also a part of a larger one,

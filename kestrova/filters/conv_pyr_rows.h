@@ -44,9 +44,8 @@ public:
     FilteredRows(const FilteredRows&) = delete;
     FilteredRows(FilteredRows&&) = default;
 
-    /// Floats in a row. On the doubled grid the even columns come first, then as many odd ones.
-    int width() const noexcept { return m_width; }
-    /// Makes row `y`, below the one made before.
+    /// Makes row `y`, below the one made before. On the doubled grid it has as many floats as two rows of the source:
+    /// the even columns, then the odd ones.
     void make(int y, float* out) noexcept;
 
 private:

@@ -103,12 +103,12 @@ void upSizeNXGuidedByRGB(std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Ma
                          int interp, int r, float eps) {
     checkColourGuide(guide);
     if (n < 1) return;
-    if (n == 1 && !useGuide) {
-        low.copyTo(out);
-        return;
-    }
     if (!useGuide) {
-        enlargePlain(guide[0].size(), low, out, [=](const cv::Mat& in, cv::Mat& big) { upSizeNX(in, big, n, interp); });
+        if (n == 1)
+            low.copyTo(out);
+        else
+            enlargePlain(guide[0].size(), low, out,
+                         [=](const cv::Mat& in, cv::Mat& big) { upSizeNX(in, big, n, interp); });
         return;
     }
     checkScale(guide[0], low, "ERROR - upSizeNXGuidedByRGB - low.type() != CV_8UC1 && low.type() != CV_16UC1");

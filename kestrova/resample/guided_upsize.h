@@ -43,7 +43,9 @@ KESTROVA_EXPORT void upSizeNXGuidedByY(cv::Mat guide, const cv::Mat& low, cv::Ma
 /// `guide[0]` and `low` share; n = 1 without is `low.copyTo(out)`; n < 1 leaves `out` untouched, silently.
 /// Throws "ERROR - upSizeNXGuidedByRGB - Guide data need to be RGB..." for other than three planes and
 /// "ERROR - upSizeNXGuidedByRGB - Guide data need to use same data type..." for planes of different types, whatever n
-/// and `useGuide`; "ERROR - upSizeNXGuidedByRGB - interp is not 1, 2 or 4" for other codes where planes are reduced.
+/// and `useGuide`; "ERROR - upSizeNXGuidedByRGB - interp is not 1, 2 or 4" for other codes where planes are reduced;
+/// "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle..." at one size for a second or third
+/// plane smaller than the rectangle shared.
 KESTROVA_EXPORT void upSizeNXGuidedByRGB(std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Mat& out, int n,
                                          bool useGuide, int interp, int r, float eps);
 

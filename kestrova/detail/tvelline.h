@@ -144,7 +144,7 @@ public:
     int m_maxPlainLevel;  ///< the largest step at which detail planes are sampled without filtering
 
 private:
-    void renewRoiY(cv::Size size);
+    KESTROVA_HIDDEN void renewRoiY(cv::Size size);
 
     std::shared_ptr<const void> m_roiYUsers;  ///< one per copy of the engine that shows these pixels of m_roiY
 };

@@ -62,7 +62,7 @@ private:
     /// Geometry and grids for planes of `width` x `height` guided by `edge`; false if `sampling` is below 2.
     bool setup(const cv::Mat& edge, int width, int height, int sampling, int range, bool mode16);
     /// Throws unless the grids at hand can take a plane guided by `guide`.
-    void checkOldGrids(const cv::Mat& guide) const;
+    KESTROVA_HIDDEN void checkOldGrids(const cv::Mat& guide) const;
     /// Provides the grids for the extents at hand, each with a guard behind its last cell.
     void alloc();
     /// Lets go of the grids. Throws "BilateralFilter::dealloc() - != 0x6d6d6d6d" where a guard is damaged, that of the

@@ -56,6 +56,8 @@ void filterPlane(const cv::Mat& source, const cv::Mat& kernel, Grid grid, cv::Ma
 }  // namespace
 
 ConvPyr::ConvPyr(const cv::Mat& k1, const cv::Mat& k2, const cv::Mat& k3) : m_k1(k1), m_k2(k2), m_k3(k3) {}
+ConvPyr::ConvPyr(const ConvPyr&) = default;
+ConvPyr& ConvPyr::operator=(const ConvPyr&) = default;
 
 bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out) {
     std::size_t coarsest = 0;

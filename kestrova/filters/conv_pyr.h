@@ -27,8 +27,8 @@ public:
     /// `k1` filters before a reduction, `k2` after an enlargement, `k3` each level itself.
     ConvPyr(const cv::Mat& k1, const cv::Mat& k2, const cv::Mat& k3);
     /// Shares the kernels.
-    ConvPyr(const ConvPyr&) = default;
-    ConvPyr& operator=(const ConvPyr&) = default;
+    ConvPyr(const ConvPyr&);
+    ConvPyr& operator=(const ConvPyr&);
 
     /// Runs the pyramid on `in`, one channel of a depth that `cv::sepFilter2D` takes to float; it has
     /// floor(log2(longer side)) + 1 levels. `out` is made `CV_32FC1` of the size of `in`; it may be `in`. Always true.

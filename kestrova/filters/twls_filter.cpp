@@ -32,6 +32,9 @@ TWLSFilter::TWLSFilter() = default;
 TWLSFilter& TWLSFilter::operator=(const TWLSFilter&) = default;
 TWLSFilter::~TWLSFilter() { freemem(); }
 
+int TWLSFilter::getWidth() const { return m_width; }
+int TWLSFilter::getHeight() const { return m_height; }
+
 void TWLSFilter::freemem() {
     m_buffers.reset();
     m_dx_p = nullptr;  // m_dy_p keeps its value, as it always did

@@ -36,9 +36,9 @@ public:
     void freemem();
 
     /// Columns of the buffers, or of those that there were last.
-    int getWidth() const { return m_width; }
+    int getWidth() const;
     /// Rows of them.
-    int getHeight() const { return m_height; }
+    int getHeight() const;
 
 private:
     /// Owns the six blocks for all objects that share them.
@@ -47,10 +47,10 @@ private:
     /// y += value over n floats
     static void addConst(int n, float value, float* y);
     /// band = -lambda / (|to - from|^alpha + m_eps) over n floats; overwrites as many of `m_diag_p`.
-    void weights(int n, const float* to, const float* from, float lambda, float alpha, float* band);
+    KESTROVA_HIDDEN void weights(int n, const float* to, const float* from, float lambda, float alpha, float* band);
     /// The main diagonal, and the matrix of all three.
-    void setDiagonal();
-    void assemble();
+    KESTROVA_HIDDEN void setDiagonal();
+    KESTROVA_HIDDEN void assemble();
 
     float m_eps = 0x1.a36e2ep-14f;     ///< 0.0001, added to the gradient term of a weight
     float m_epsLog = 0x1.a36e2ep-14f;  ///< 0.0001, added to the guide before its logarithm

@@ -142,7 +142,7 @@ protected:
     TUpdateRect m_updateRect;  ///< the last change
 
 private:
-    void initView(IMTYPE type, const TSize& size, void* data, int step, bool swapRB);
+    KESTROVA_HIDDEN void initView(IMTYPE type, const TSize& size, void* data, int step, bool swapRB);
 
     std::shared_ptr<void> m_blocks[2];  // keep the planes for all images that share them
 };

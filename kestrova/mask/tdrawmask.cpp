@@ -36,6 +36,9 @@ struct TDrawMask::StrokeArea {
 };
 
 TDrawMask::TDrawMask() { detachStroke(); }
+TDrawMask::TDrawMask(const TDrawMask&) = default;
+TDrawMask& TDrawMask::operator=(const TDrawMask&) = default;
+TDrawMask::~TDrawMask() = default;
 
 void TDrawMask::setInImage(TPImage* image) {
     if (!image) fail("ERROR - TDrawMask::setInImage - image is null");

@@ -69,8 +69,9 @@ public:
     /// Without a picture, a mask and commands.
     TDrawMask();
     /// Shares commands and planes.
-    TDrawMask(const TDrawMask&) = default;
-    TDrawMask& operator=(const TDrawMask&) = default;
+    TDrawMask(const TDrawMask&);
+    TDrawMask& operator=(const TDrawMask&);
+    ~TDrawMask();
 
     /// Binds a picture: its luminance, halved by `downSize2X`, its colour planes and its mask, of which the mask
     /// becomes a copy. Commands of an earlier picture are dropped. Throws if `image` is null or empty
@@ -170,14 +171,14 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
-    void fillMask(uchar value);
-    void detachStroke();
-    void beginStroke();
-    void touch(const cv::Point& p, int radius);
-    void append(TMaskCmd::DrawType type, const TMaskParam* param);
-    void popCommand();
+    KESTROVA_HIDDEN void fillMask(uchar value);
+    KESTROVA_HIDDEN void detachStroke();
+    KESTROVA_HIDDEN void beginStroke();
+    KESTROVA_HIDDEN void touch(const cv::Point& p, int radius);
+    KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param);
+    KESTROVA_HIDDEN void popCommand();
     template <class Weights>
-    void coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights);
+    KESTROVA_HIDDEN void coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights);
 
     std::vector<std::shared_ptr<Command>> m_commands;  ///< owns what `m_cmdStack` points to, shared between copies
     std::shared_ptr<float> m_profile;                  ///< owns `m_profile_p`

@@ -1,13 +1,13 @@
 #!/bin/sh
-# Develops the bundled photograph, paints a mask over it, and says where the pictures are; what is up to date is not
-# made again.
+# Develops the bundled photograph, shows it before and after, paints a mask over it, and says where the pictures are;
+# what is up to date is not made again. docs/before-after.jpg is what it makes under that name.
 # Usage: demo.sh BIN_DIR OUT_DIR
 set -eu
 bin=$1 out=$2
 photo=$(dirname "$0")/photos/dandelion_5312x2988.jpg
 
 mkdir -p "$out"
-before=$out/before.jpg after=$out/after.jpg painted=$out/painted.jpg mask=$out/mask.png
+before=$out/before.jpg after=$out/after.jpg both=$out/before-after.jpg painted=$out/painted.jpg mask=$out/mask.png
 [ "$before" -nt "$photo" ] || cp "$photo" "$before"
 
 # current PICTURE PROGRAM: whether the picture is newer than what makes it
@@ -15,13 +15,17 @@ current() {
     [ "$1" -nt "$2" ] && [ "$1" -nt "$0" ]
 }
 
-current "$after" "$bin/kestrova-develop" ||
-    "$bin/kestrova-develop" "$photo" "$after" \
-        --small 0.15 --medium 0.35 --large 0.15 --large-shadows 0.3 \
-        --light shadows=0.6,highlights=-0.4,contrast=0.3 --saturation 0.1 >"$out/develop.log"
+# develop OUT [OPTION...]: the photograph as the demo shows it
+develop() {
+    current "$1" "$bin/kestrova-develop" || "$bin/kestrova-develop" "$photo" "$@" \
+        --detail laplacian --small 0.2 --medium 0.5 --large 0.8 \
+        --light shadows=0.6,highlights=-0.3,contrast=0.4 --saturation 0.15 >"$out/develop.log"
+}
+develop "$after"
+develop "$both" --view 450,60,2860,2600 --compare 594 --quality 85
 current "$painted" "$bin/kestrova-paint" ||
     "$bin/kestrova-paint" "$photo" "$painted" --mask "$mask" >"$out/paint.log"
 
 echo "before:  $before"
-echo "after:   $after"
+echo "after:   $after, beside it: $both"
 echo "painted: $painted, under the mask $mask"

@@ -51,6 +51,7 @@ What is rendered:
   --step n                  every n-th pixel: w/n by h/n pixels come out (1)
 
 And:
+  --compare n               OUT shows the view of IN and the result side by side, each n pixels wide
   --quality q               of a JPEG, 1 to 100 (92)
   --quiet                   no progress bar on standard error
   --help, --version         say so, and stop
@@ -158,6 +159,7 @@ std::vector<Option> optionsInto(Options& o) {
         {"--vibrance", [&s](auto v) { s.vibrance = unit(v); }},
         {"--view", [&s](auto v) { takeView(v, s); }},
         {"--step", [&s](auto v) { s.step = number(v, 1, 1 << 28); }},
+        {"--compare", [&o](auto v) { o.compare = number(v, 1, 1 << 14); }},
         {"--quality", [&o](auto v) { o.quality = number(v, 1, 100); }},
         {"--quiet", [&o](auto) { o.quiet = true; }, true},
         {"--help", [&o](auto) { o.task = Options::Task::help; }, true},

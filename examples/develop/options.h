@@ -12,6 +12,7 @@ struct Options {
     std::string in;
     std::string out;
     Settings settings;
+    int compare = 0;  ///< width of either picture if both are wanted, side by side
     int quality = 92;
     bool quiet = false;
 };

@@ -20,6 +20,7 @@ TEST_F(DemoTest, DevelopsAndPaintsThePhotographOnceAndSaysWhereThePicturesAre) {
     EXPECT_TRUE(first.out.contains(after.toUtf8())) << first.out.toStdString();
     EXPECT_EQ(QImageReader(after).size(), QImageReader(before).size());
     EXPECT_NE(bytesOf(after), bytesOf(before));
+    EXPECT_EQ(QImageReader(scratch("out/before-after.jpg")).size(), QImageReader(KESTROVA_BEFORE_AFTER).size());
     EXPECT_EQ(QImageReader(scratch("out/painted.jpg")).size(), QImageReader(before).size());
     EXPECT_EQ(QImageReader(scratch("out/mask.png")).size(), QSize(2656, 1494));
 

@@ -15,7 +15,7 @@ const QStringList kOptions = {
     "--small",       "--small-shadows", "--small-midtones", "--medium",   "--medium-shadows", "--medium-midtones",
     "--large",       "--large-shadows", "--large-midtones", "--detail",   "--light",          "--mix",
     "--temperature", "--tint",          "--saturation",     "--vibrance", "--view",           "--step",
-    "--quality",     "--quiet",         "--help",           "--version"};
+    "--compare",     "--quality",       "--quiet",          "--help",     "--version"};
 
 class DevelopFailuresTest : public ProgramTest {
 protected:
@@ -129,6 +129,7 @@ TEST_F(DevelopFailuresTest, NumbersOutOfRangeAreRefused) {
     expectOptionsRefused({"--step", "-2"}, "is not within 1 to");
     expectOptionsRefused({"--step", "99999999999999999999"}, "is not within 1 to");
     expectOptionsRefused({"--quality", "0"}, "--quality: \"0\" is not within 1 to 100");
+    expectOptionsRefused({"--compare", "0"}, "--compare: \"0\" is not within 1 to 16384");
     expectOptionsRefused({"--quality", "101"}, "is not within 1 to 100");
 }
 
@@ -138,9 +139,18 @@ TEST_F(DevelopFailuresTest, ListsOfTheWrongLengthAreRefused) {
     expectOptionsRefused({"--view", "0,0,5"}, "has 3 numbers instead of 4");
 }
 
+TEST_F(DevelopFailuresTest, DetailTakesTheNameOfAFilter) {
+    for (const QString name : {"median", "Guided", "guided,wls", ""})
+        expectOptionsRefused({"--detail=" + name},
+                             ("--detail: \"" + name + "\" is not one of guided, bilateral, laplacian, wls").toUtf8());
+}
+
+TEST_F(DevelopFailuresTest, LeastSquaresRefuseLargePictures) {
+    const QString large = saved(QImage(2001, 2000, QImage::Format_Grayscale8), "large.png");
+    expectRefusal({large, out, "--quiet", "--detail", "wls"}, "more than 4 megapixels, too many for wls");
+}
+
 TEST_F(DevelopFailuresTest, LightTakesNamedParametersOnly) {
-    expectOptionsRefused({"--detail", "median"},
-                         "--detail: \"median\" is not one of guided, bilateral, laplacian, wls");
     expectOptionsRefused({"--light", "0.5"}, "--light: \"0.5\" is not of the form name=value");
     expectOptionsRefused({"--light", "gamma=0.5"}, "--light: \"gamma\" is not a parameter of light");
     expectOptionsRefused({"--light", "brightness=0.5,"}, "is not of the form name=value");

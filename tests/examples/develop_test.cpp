@@ -256,6 +256,17 @@ TEST_F(DevelopTest, KeepsTheColourSpaceAndTheResolution) {
     }
 }
 
+TEST_F(DevelopTest, ComparesThePhotographWithTheResultSideBySide) {
+    const QString in = saved(crop(), "in.png");
+    const QStringList dark = {"--light", "brightness=-0.5", "--view", "20,10,200,100"};
+    const QImage both = developed(in, dark + QStringList{"--compare", "200"}), after = developed(in, dark, "after.png");
+    EXPECT_EQ(both.size(), QSize(404, 100));
+    EXPECT_EQ(both.copy(0, 0, 200, 100), crop().convertToFormat(QImage::Format_RGB32).copy(20, 10, 200, 100));
+    EXPECT_EQ(both.copy(204, 0, 200, 100), after);
+    EXPECT_EQ(both.pixel(202, 50), qRgb(255, 255, 255));
+    EXPECT_EQ(developed(in, {"--compare", "50", "--step", "2"}).size(), QSize(101, 38));
+}
+
 TEST_F(DevelopTest, DevelopsAFileInPlace) {
     const QString path = saved(crop(), "same.png");
     const QImage out = developed(path, {"--saturation", "-1"}, "same.png");

@@ -113,7 +113,8 @@ IppStatus filter(Plane<const Element> src, Plane<Element> dst, IppiSize size, co
     const Strips strips(size, 1);
     const auto ladders = allocateScratch<Element>(static_cast<std::size_t>(rungs) * strips.count(), window.columns);
     if (!ladders) return ippStsNoMemErr;
-    const Job<Element> job{{src, window}, dst, size.width, window, runs.get(), runCount, rungs};
+    const Job<Element> job{
+        SourceRows<Element>(covered(src, window)), dst, size.width, window, runs.get(), runCount, rungs};
     parallelStrips(strips.count(), size.height, [&](int first, int end, int s) noexcept {
         filterStrip<Extreme>(job, ladders.get() + static_cast<std::ptrdiff_t>(rungs) * s * window.columns, first, end);
     });
@@ -139,7 +140,7 @@ IppStatus filter3x3InPlace(Plane<Element> srcDst, IppiSize size) {
     if (const IppStatus status = checkWindow(kMask, kAnchor, size)) return status;
     const Window window(kMask, kAnchor, size);
     const Strips strips(size, 1);
-    const OriginalRows<Element> source({srcDst.elements, srcDst.step}, window, strips);
+    const OriginalRows<Element> source(covered<Element>({srcDst.elements, srcDst.step}, window), window, strips);
     const auto scratch = allocateScratch<Element>(strips.count(), window.columns);
     if (!source.allocated() || !scratch) return ippStsNoMemErr;
     parallelStrips(strips.count(), strips.count(), [&](int s, int, int) noexcept {

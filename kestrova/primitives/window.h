@@ -55,35 +55,41 @@ private:
     int m_rows, m_blockRows, m_blocks, m_count;
 };
 
-/// The rows under the windows, each from its first covered column on, of a plane that is only read.
+/// The plane with its rows from the first covered column on.
 template <class Element>
+Plane<const Element> covered(Plane<const Element> plane, Window window) {
+    return {plane.elements - window.left, plane.step};
+}
+
+/// The rows under the windows of a plane that is only read. `Rows` is the `covered` plane, or stands for it.
+template <class Element, class Rows = Plane<const Element>>
 class SourceRows {
 public:
-    SourceRows(Plane<const Element> plane, Window window) : m_plane{plane.elements - window.left, plane.step} {}
+    explicit SourceRows(Rows rows) : m_rows(rows) {}
 
     SourceRows strip(const Strips&, int) const { return *this; }
-    const Element* row(int y) const { return m_plane.row(y); }
+    const Element* row(int y) const { return m_rows.row(y); }
     void keep(int) {}
 
 private:
-    Plane<const Element> m_plane;
+    Rows m_rows;
 };
 
 /// The same of a plane whose region is being overwritten, from top to bottom in every strip: its rows as they were.
 /// Copies are held of the rows that a strip has passed, as far up as the windows of this row and the one before reach,
 /// and of the rows around the strip, which belong to others: as many as the window is high.
-template <class Element>
+template <class Element, class Rows = Plane<const Element>>
 class OriginalRows {
 public:
-    OriginalRows(Plane<const Element> plane, Window window, const Strips& strips)
-        : m_plane{plane.elements - window.left, plane.step},
+    OriginalRows(Rows rows, Window window, const Strips& strips)
+        : m_rows(rows),
           m_window(window),
           m_copies(allocateScratch<Element>(static_cast<std::size_t>(window.height) * strips.count(), window.columns)) {
         if (!m_copies) return;
         for (int s = 0; s < strips.count(); ++s) {
-            const Strip rows = strip(strips, s);
-            for (int y = rows.first - window.above; y < rows.first; ++y) rows.copy(y);
-            for (int y = rows.end; y < rows.end + window.below(); ++y) rows.copy(y);
+            const Strip own = strip(strips, s);
+            for (int y = own.first - window.above; y < own.first; ++y) own.copy(y);
+            for (int y = own.end; y < own.end + window.below(); ++y) own.copy(y);
         }
     }
 
@@ -95,7 +101,7 @@ public:
         int first, end;
         int next = first;
 
-        const Element* row(int y) const { return y < next || y >= end ? copyOf(y) : all->m_plane.row(y); }
+        const Element* row(int y) const { return y < next || y >= end ? copyOf(y) : all->m_rows.row(y); }
 
         /// To be called before row `y` is overwritten.
         void keep(int y) {
@@ -103,7 +109,7 @@ public:
             next = y + 1;
         }
 
-        void copy(int y) const { std::memcpy(copyOf(y), all->m_plane.row(y), sizeof(Element) * all->m_window.columns); }
+        void copy(int y) const { std::memcpy(copyOf(y), all->m_rows.row(y), sizeof(Element) * all->m_window.columns); }
 
         Element* copyOf(int y) const {
             const int passed = all->m_window.above + 1;
@@ -118,7 +124,7 @@ public:
     }
 
 private:
-    Plane<const Element> m_plane;
+    Rows m_rows;
     Window m_window;
     std::unique_ptr<Element[]> m_copies;
 };

@@ -22,8 +22,8 @@ class TProgress;
 ///
 /// Throws, in this order, "ERROR - tFilterBox - !in_p || !out_p", "tFilterBox - in_p->type() != out_p->type()",
 /// "tFilterBox - type not supported", "ERROR - tFilterBox - image smaller than reduction factor" for an empty image or
-/// one with a side below f, and, after the passes of the first plane, what `TImage::fromMat` throws for an `out_p` of
-/// another size.
+/// one with a side below f, "ERROR - tFilterBox - in_p has no pixels" where there was no memory for them, and, after
+/// the passes of the first plane, what `TImage::fromMat` throws for an `out_p` of another size.
 KESTROVA_EXPORT bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int iterations, TProgress* progress);
 
 /// Mixes two planes of one type and size, `CV_8UC1`, `CV_16UC1` or `CV_32FC1`, under `alpha`, `CV_8UC1` of that size:
@@ -31,9 +31,10 @@ KESTROVA_EXPORT bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, i
 /// truncated and their low 8 or 16 bits stored; nothing is clamped, which shows for `k` outside 0..1. `out` may be one
 /// of the inputs.
 ///
-/// Throws, in this order, "ERROR - blendAlpha - in0.type()!=in1.type()", "ERROR - blendAlpha - in0.size()
-/// !=in1.size()", "ERROR - blendAlpha - in0 type", "ERROR - blendAlpha - alpha.type()!=CV_8UC1", "ERROR - blendAlpha -
-/// alpha.size()!=in0.size()"; `out` is then as it was.
+/// Throws, in this order, and leaves `out` as it was,
+/// "ERROR - blendAlpha - in0.type()!=in1.type()", "ERROR - blendAlpha - in0.size() !=in1.size()",
+/// "ERROR - blendAlpha - in0 type", "ERROR - blendAlpha - alpha.type()!=CV_8UC1",
+/// "ERROR - blendAlpha - alpha.size()!=in0.size()".
 KESTROVA_EXPORT void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k);
 
 /// Scales a plane of bytes: dst = src k, rounded to nearest, ties to even, and clamped to 0..255. Steps are bytes

@@ -35,27 +35,20 @@ bool blurPlane(const TImage& in, TImage& out, int plane, const Reduction& reduct
                TProgress* progress) {
     const cv::Mat whole = in.toMat(plane), target = out.toMat(plane);
     const bool bReduced = reduction.factor > 1;
-    // Written at once, without a plane between, where nobody can stop the passes and none reads what it overwrites.
-    const bool bFits = !target.empty() && target.size() == whole.size();
-    const bool bDirect = bFits && (bReduced || (!progress && target.data != whole.data));
+    // Written at once, without a plane between, where nobody can stop the passes.
+    const bool bDirect = !target.empty() && target.size() == whole.size() && (bReduced || !progress);
+    cv::Mat result = bDirect ? target : cv::Mat();
 
-    cv::Mat current = whole, work[2];
-    if (bReduced)
-        cv::resize(whole, current, reduction.size, 0, 0, cv::INTER_LINEAR);
-    else if (bDirect)
-        work[(iterations - 1) % 2] = target;
+    cv::Mat current = whole;
+    if (bReduced) cv::resize(whole, current, reduction.size, 0, 0, cv::INTER_LINEAR);
+    cv::Mat& blurred = bReduced ? current : result;
     for (int i = 0; i < iterations; ++i) {
-        cv::Mat& blurred = work[i % 2];
         blurOnce(current, blurred, reduction.radius);
         current = blurred;
         if (progress && progress->prog()) return true;
     }
-    if (bReduced) {
-        cv::Mat enlarged = bDirect ? target : cv::Mat();
-        cv::resize(current, enlarged, whole.size(), 0, 0, cv::INTER_LINEAR);
-        current = enlarged;
-    }
-    if (!bDirect) out.fromMat(current, plane);
+    if (bReduced) cv::resize(current, result, whole.size(), 0, 0, cv::INTER_LINEAR);
+    if (!bDirect) out.fromMat(result, plane);
     return false;
 }
 
@@ -72,6 +65,7 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int iterations, T
         const Reduction reduction(in_p->size(), radius);
         if (reduction.size.empty()) fail("ERROR - tFilterBox - image smaller than reduction factor");
         const int planes = type == TImage::IM_C8U ? 2 : 1;
+        if (in_p->toMat(0).empty() || in_p->toMat(planes - 1).empty()) fail("ERROR - tFilterBox - in_p has no pixels");
         for (int plane = 0; plane < planes; ++plane)
             if (blurPlane(*in_p, *out_p, plane, reduction, iterations, progress)) return true;
     }

@@ -43,6 +43,13 @@ cv::Mat filtered(const cv::Mat& src, int radius) {
 }
 
 template <class Element>
+cv::Mat filteredInPlace(const cv::Mat& src, int radius) {
+    cv::Mat plane = asSubPlane(src);
+    filterBoxMirrored(plane.ptr<Element>(), plane.step, plane.ptr<Element>(), plane.step, {src.cols, src.rows}, radius);
+    return plane;
+}
+
+template <class Element>
 void expectMeans(int type) {
     for (const cv::Size& size : testSizes()) {
         for (int radius : {0, 1, 2, 3, 7, 16, 53, 90}) {
@@ -51,6 +58,7 @@ void expectMeans(int type) {
             const cv::Mat expected = means<Element>(src, radius);
             EXPECT_TRUE(samePixels(expected, filtered<Element>(src, radius))) << size << radius;
             EXPECT_TRUE(samePixels(expected, filtered<Element>(asSubPlane(src), radius))) << size << radius;
+            EXPECT_TRUE(samePixels(expected, filteredInPlace<Element>(src, radius))) << size << radius;
         }
     }
 }
@@ -63,9 +71,19 @@ TEST(BoxMirroredTest, WhiteStaysWhiteUnderTheLargestWindow) {
     EXPECT_TRUE(samePixels(white, filtered<ushort>(white, 90)));
 }
 
+// Strips lower than the window, whose rows above and below belong to others.
+TEST(BoxMirroredTest, InPlaceStripsMayBeLowerThanTheWindow) {
+    const cv::Mat src = randomPlane(12, 4000, CV_8UC1), expected = means<uchar>(src, 7);
+    withThreadCounts(
+        [&](int threads) { EXPECT_TRUE(samePixels(expected, filteredInPlace<uchar>(src, 7))) << threads; });
+}
+
 TEST(BoxMirroredTest, ThreadsGiveTheSameBits) {
     const cv::Mat src = randomPlane(130, 1300, CV_16UC1), expected = means<ushort>(src, 4);
-    withThreadCounts([&](int threads) { EXPECT_TRUE(samePixels(expected, filtered<ushort>(src, 4))) << threads; });
+    withThreadCounts([&](int threads) {
+        EXPECT_TRUE(samePixels(expected, filtered<ushort>(src, 4))) << threads;
+        EXPECT_TRUE(samePixels(expected, filteredInPlace<ushort>(src, 4))) << threads;
+    });
 }
 
 }  // namespace

@@ -322,6 +322,17 @@ TEST(FilterBoxOfImageTest, FailsForAnOutputOfAnotherSizeAfterThePassesOfTheFirst
     }
 }
 
+TEST(FilterBoxOfImageTest, FailsForAnImageThatGotNoMemory) {
+    for (int plane : {0, 1}) {
+        TImage in = randomImage(TImage::IM_C8U, {9, 9});
+        TImage out = in;
+        in.m_data[plane] = nullptr;
+        EXPECT_FAILURE(tFilterBox(&in, &out, 3, 1, nullptr), "ERROR - tFilterBox - in_p has no pixels");
+        EXPECT_FALSE(
+            tFilterBox(&out, &in, 3, 1, nullptr));  // as little comes of it as of every copy into such an image
+    }
+}
+
 TEST(FilterBoxOfImageTest, FailsWithoutAnImage) {
     TImage image(TImage::IM_Y16U, TSize(3, 3));
     EXPECT_FAILURE(tFilterBox(nullptr, &image, 1, 1, nullptr), "ERROR - tFilterBox - !in_p || !out_p");

@@ -42,3 +42,11 @@ inline int nearest(double v) {
     std::memcpy(&bits, &sum, sizeof bits);
     return static_cast<std::int32_t>(bits);
 }
+
+/// The same in float, for `v` within +-2^22.
+inline int nearestFloat(float v) {
+    const float sum = v + 0x1.8p23f;
+    std::int32_t bits;
+    std::memcpy(&bits, &sum, sizeof bits);
+    return bits - 0x4b400000;
+}

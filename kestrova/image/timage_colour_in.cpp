@@ -25,11 +25,8 @@ struct Pixel {
 struct Rgba16 {
     using Element = ushort;
     static Pixel at(const ushort* row, std::ptrdiff_t x) {
-        std::uint32_t rg, ba;
-        std::memcpy(&rg, row + 4 * x, sizeof rg);
-        std::memcpy(&ba, row + 4 * x + 2, sizeof ba);
-        return {static_cast<int>(rg & 0xffffu), static_cast<int>(rg >> 16), static_cast<int>(ba & 0xffffu),
-                static_cast<int>(ba >> 16)};
+        const ushort* const p = row + 4 * x;
+        return {p[0], p[1], p[2], p[3]};
     }
 };
 
@@ -46,8 +43,15 @@ struct Packed8 {
 using Rgba8 = Packed8<0, 16>;
 using Bgra8 = Packed8<16, 0>;
 
-// A mean difference of four pixels over 512, about 128.
-inline uchar difference(int colourSum, int luminanceSum) { return clamp8((colourSum - luminanceSum) / 2048 + 128); }
+inline void putPair(int first, int second, ushort* out) {
+    const unsigned pair = static_cast<unsigned>(first) | static_cast<unsigned>(second) << 16;
+    std::memcpy(out, &pair, sizeof pair);
+}
+
+// A mean difference of four pixels over 512, about 128. The quotient is truncated, and within +-127: nothing to clamp.
+inline uchar difference(int colourSum, int luminanceSum) {
+    return static_cast<uchar>((colourSum - luminanceSum) / 2048 + 128);
+}
 
 // A row of blocks of 2 by 2 pixels.
 template <class Format>
@@ -55,19 +59,18 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
                               const typename Format::Element* __restrict lower, ushort* __restrict yUpper,
                               ushort* __restrict yLower, uchar* __restrict c0, uchar* __restrict c1,
                               uchar* __restrict m, int n) noexcept {
+    // The weights add up to 1: at most 65535.
     const auto luminance = [](const Pixel& p) {
         const float v =
             static_cast<float>(p.r) * kRed + static_cast<float>(p.g) * kGreen + static_cast<float>(p.b) * kBlue;
-        return sat16(v);
+        return nearestFloat(v);
     };
     for (std::ptrdiff_t j = 0; j < n; ++j) {
         const Pixel p = Format::at(upper, 2 * j), q = Format::at(upper, 2 * j + 1);
         const Pixel s = Format::at(lower, 2 * j), t = Format::at(lower, 2 * j + 1);
-        const ushort yp = luminance(p), yq = luminance(q), ys = luminance(s), yt = luminance(t);
-        yUpper[2 * j] = yp;
-        yUpper[2 * j + 1] = yq;
-        yLower[2 * j] = ys;
-        yLower[2 * j + 1] = yt;
+        const int yp = luminance(p), yq = luminance(q), ys = luminance(s), yt = luminance(t);
+        putPair(yp, yq, yUpper + 2 * j);
+        putPair(ys, yt, yLower + 2 * j);
         const int sum = yp + yq + ys + yt;
         c0[j] = difference(p.r + q.r + s.r + t.r, sum);
         c1[j] = difference(p.b + q.b + s.b + t.b, sum);

@@ -13,94 +13,133 @@
 #include "kestrova/image/ydrdb.h"
 
 // Y, C, M to interleaved colour. C and M are enlarged row by row as `ippiResizeSqrPixel_8u_C1R` does by 2 with cubic
-// interpolation, and never stored.
+// interpolation, and never stored: rows of the half planes are enlarged along the row once, and each row of the picture
+// is a sum of four of them.
 //
 // Pixels 2k and 2k + 1 lie at k - 1/4 and k + 1/4 between the half-size ones: with a = -1/2 the weights of the four
-// about the latter are -9, 111, 29 and -3 parts in 128, those about the former the same turned round. The sums are
-// exact, so that it does not matter which direction comes first.
+// about the latter are -9, 111, 29 and -3 parts in 128, those about the former the same turned round.
 
 using namespace ydrdb;
 
 namespace {
 
-constexpr int kOuter = -9, kNear = 111, kFar = 29, kEnd = -3;
-constexpr int kWeightBits = 7;
+constexpr int kTaps = 4;
+
+// 128 times what lies next to `nearest`, a quarter of a pixel on the side of `towards`.
+template <class Sum>
+inline Sum weighted(Sum across, Sum nearest, Sum towards, Sum beyond) {
+    return -9 * across + 111 * nearest + 29 * towards - 3 * beyond;
+}
 
 // How far the taps along a row reach beyond it.
 constexpr int kReach = 2;
 
-// Down the columns. About a zero at 128 the sums fit in 16 bits: (9 + 111 + 29 + 3) 128 < 2^15.
-KESTROVA_KERNEL void sumColumns(const uchar* outer, const uchar* near, const uchar* far, const uchar* end,
-                                short* __restrict sums, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const int sum = kOuter * outer[x] + kNear * near[x] + kFar * far[x] + kEnd * end[x];
-        sums[x] = static_cast<short>(sum - (128 << kWeightBits));
-    }
-}
-
-// Halves go up.
-inline int roundedByte(int sum) {
-    constexpr int kBits = 2 * kWeightBits;
-    return clampInt(((sum + (1 << (kBits - 1))) >> kBits) + 128, 0, 255);
-}
-
-// Along the row, from sums that are valid `kReach` beyond both ends.
-KESTROVA_KERNEL void enlargeSums(const short* __restrict sums, uchar* __restrict out, int n) noexcept {
+// Along a row, from pixels that are valid `kReach` beyond both ends, to sums about a zero at 128, where they fit in 16
+// bits: (9 + 111 + 29 + 3) 128 < 2^15. They are scaled so that the sums of four rows are pixels.
+KESTROVA_KERNEL void enlargeRow(const uchar* __restrict row, float* __restrict sums, int n) noexcept {
+    constexpr int kZero = 128 * 128;
+    constexpr float kScale = 0x1p-14f;
     for (std::ptrdiff_t k = 0; k < n; ++k) {
-        const int left2 = sums[k - 2], left = sums[k - 1], here = sums[k], right = sums[k + 1], right2 = sums[k + 2];
-        out[2 * k] = static_cast<uchar>(roundedByte(kEnd * left2 + kFar * left + kNear * here + kOuter * right));
-        out[2 * k + 1] = static_cast<uchar>(roundedByte(kOuter * left + kNear * here + kFar * right + kEnd * right2));
+        const int left2 = row[k - 2], left = row[k - 1], here = row[k], right = row[k + 1], right2 = row[k + 2];
+        const short even = static_cast<short>(weighted(right, here, left, left2) - kZero);
+        const short odd = static_cast<short>(weighted(left, here, right, right2) - kZero);
+        sums[2 * k] = static_cast<float>(even) * kScale;
+        sums[2 * k + 1] = static_cast<float>(odd) * kScale;
     }
 }
 
-// Row `r` of a plane enlarged by 2: 2 `half.width` bytes. `sums` points at the first of `half.width` sums.
-void enlargedRow(Plane<const uchar> plane, const TSize& half, int r, short* sums, uchar* out) noexcept {
-    const int k = r / 2, towards = r % 2 == 0 ? -1 : 1;
-    const auto row = [&](int i) { return plane.row(clampInt(i, 0, half.height - 1)); };
-    sumColumns(row(k - towards), row(k), row(k + towards), row(k + 2 * towards), sums, half.width);
-    for (int i = 1; i <= kReach; ++i) {
-        sums[-i] = sums[0];
-        sums[half.width - 1 + i] = sums[half.width - 1];
-    }
-    enlargeSums(sums, out, half.width);
-}
-
-// A pixel in words.
-struct Pixel {
-    std::uint32_t r, g, b, a;
+// The four rows that a row of the picture is a sum of, in the order of `weighted`.
+struct TapRows {
+    const float* sums[kTaps];
 };
 
-// Red and blue are whole numbers within +-2^18, exact in float.
-inline Pixel colourOf(int y, int c0, int c1, int m) {
-    const int red = (c0 - 128) * 512 + y, blue = (c1 - 128) * 512 + y;
-    const float green = (static_cast<float>(y) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue) *
-                        kGreenBackFloatExact;
-    // 255.997 m falls short of 256 m by more than a half from 167 on.
-    const int alpha = 256 * m - (m > 166 ? 1 : 0);
-    return {clamp16(red), sat16(green), clamp16(blue), static_cast<std::uint32_t>(alpha)};
+// The last rows of a half plane, enlarged along the row; `scratch` has `scratchFloats`.
+class Window {
+public:
+    static std::size_t scratchFloats(const TSize& half) {
+        const std::size_t width = static_cast<std::size_t>(half.width);
+        return kTaps * 2 * width + (width + 2 * kReach) / sizeof(float) + 1;
+    }
+
+    Window(Plane<const uchar> plane, const TSize& half, float* scratch)
+        : m_plane(plane),
+          m_half(half),
+          m_sums(scratch),
+          m_pixels(reinterpret_cast<uchar*>(scratch + std::ptrdiff_t{kTaps} * 2 * half.width) + kReach) {}
+
+    // For row `r` of the picture.
+    TapRows at(int r) noexcept {
+        const int k = r / 2, lean = r % 2 == 0 ? -1 : 1;
+        return {{row(k - lean), row(k), row(k + lean), row(k + 2 * lean)}};
+    }
+
+private:
+    const float* row(int k) noexcept {
+        k = clampInt(k, 0, m_half.height - 1);
+        float* const sums = m_sums + std::ptrdiff_t{k % kTaps} * 2 * m_half.width;
+        if (m_held[k % kTaps] != k) {
+            const uchar* const pixels = m_plane.row(k);
+            std::memset(m_pixels - kReach, pixels[0], kReach);
+            std::memcpy(m_pixels, pixels, static_cast<std::size_t>(m_half.width));
+            std::memset(m_pixels + m_half.width, pixels[m_half.width - 1], kReach);
+            enlargeRow(m_pixels, sums, m_half.width);
+            m_held[k % kTaps] = k;
+        }
+        return sums;
+    }
+
+    Plane<const uchar> m_plane;
+    TSize m_half;
+    float* m_sums;
+    uchar* m_pixels;
+    int m_held[kTaps] = {-1, -1, -1, -1};
+};
+
+// A pixel of the enlarged plane. The sum is exact, a multiple of 2^-14 below 2^8; halves go up.
+inline int enlargedPixel(const TapRows& rows, std::ptrdiff_t x) {
+    const float sum = weighted(rows.sums[0][x], rows.sums[1][x], rows.sums[2][x], rows.sums[3][x]);
+    return clampInt(static_cast<int>(sum + 128.5f), 0, 255);
 }
 
-// A word as the byte that stands for it.
-inline std::uint32_t narrowed(std::uint32_t word) {
-    const int s = static_cast<int>(word) - 32768;
-    return static_cast<std::uint32_t>(((s - (s >> 8)) >> 8) + 128);
+// Words of R, G, B; a byte of mask.
+struct Pixel {
+    int r, g, b, mask;
+};
+
+// Red and blue are whole numbers within +-2^18, exact in float; green is within +-2^18, too.
+inline Pixel colourOf(int y, int c0, int c1, int m) {
+    const int zero = y - 128 * 512;
+    const int red = c0 * 512 + zero, blue = c1 * 512 + zero;
+    const float green = (static_cast<float>(y) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue) *
+                        kGreenBackFloatExact;
+    return {clamp16(red), clamp16(nearestFloat(green)), clamp16(blue), m};
 }
+
+// 255.997 m rounded: it falls short of 256 m by more than a half from 167 on.
+inline int alphaWord(int m) { return 256 * m - (m > 166 ? 1 : 0); }
 
 struct Rgba16 {
     using Element = ushort;
     static void put(const Pixel& p, ushort* row, std::ptrdiff_t x) {
-        const std::uint32_t rg = p.r | p.g << 16, ba = p.b | p.a << 16;
+        const unsigned rg = static_cast<unsigned>(p.r) | static_cast<unsigned>(p.g) << 16;
+        const unsigned ba = static_cast<unsigned>(p.b) | static_cast<unsigned>(alphaWord(p.mask)) << 16;
         std::memcpy(row + 4 * x, &rg, sizeof rg);
         std::memcpy(row + 4 * x + 2, &ba, sizeof ba);
     }
 };
 
+// The byte of a word as `ippiScale_16u8u_C4R` has it: with s = w - 32768, ((s - (s >> 8)) >> 8) + 128.
+inline int narrowed(int w) { return (255 * w + 33023) >> 16; }
+
+// The same of `alphaWord`.
+inline int alphaByte(int m) { return m - (m > 128 ? 1 : 0); }
+
 template <int redShift, int blueShift>
 struct Packed8 {
     using Element = uchar;
     static void put(const Pixel& p, uchar* row, std::ptrdiff_t x) {
-        const std::uint32_t pixel =
-            narrowed(p.r) << redShift | narrowed(p.g) << 8 | narrowed(p.b) << blueShift | narrowed(p.a) << 24;
+        const int pixel =
+            narrowed(p.r) << redShift | narrowed(p.g) << 8 | narrowed(p.b) << blueShift | alphaByte(p.mask) << 24;
         std::memcpy(row + 4 * x, &pixel, sizeof pixel);
     }
 };
@@ -108,9 +147,13 @@ using Rgba8 = Packed8<0, 16>;
 using Bgra8 = Packed8<16, 0>;
 
 template <class Format>
-KESTROVA_KERNEL void colourRow(const ushort* __restrict y, const uchar* __restrict c0, const uchar* __restrict c1,
-                               const uchar* __restrict m, typename Format::Element* __restrict out, int n) noexcept {
-    for (std::ptrdiff_t x = 0; x < n; ++x) Format::put(colourOf(y[x], c0[x], c1[x], m[x]), out, x);
+KESTROVA_KERNEL void colourRow(const ushort* __restrict y, TapRows c0, TapRows c1, TapRows m,
+                               typename Format::Element* __restrict out, int n) noexcept {
+    KESTROVA_INDEPENDENT
+    for (std::ptrdiff_t x = 0; x < n; ++x) {
+        const Pixel p = colourOf(y[x], enlargedPixel(c0, x), enlargedPixel(c1, x), enlargedPixel(m, x));
+        Format::put(p, out, x);
+    }
 }
 
 void checkSizes(const TImage& y, const TImage& c, const TImage& m, const TSize& out) {
@@ -131,19 +174,14 @@ void fromYCM(const TImage& y, const TImage& c, const TImage& m, Plane<typename F
     const auto luminance = planeOf<ushort>(y);
     const Plane<const uchar> planes[] = {planeOf<uchar>(c, 0), planeOf<uchar>(c, 1), planeOf<uchar>(m)};
     const int strips = stripCount(size.height, size.width);
-    // For each strip three enlarged rows and the sums that they come from.
-    const std::size_t enlarged = 2 * static_cast<std::size_t>(half.width);
-    const std::size_t sums = static_cast<std::size_t>(half.width) + 2 * kReach;
-    const std::size_t stripBytes = 3 * enlarged + sizeof(short) * sums;
-    const std::unique_ptr<uchar[]> scratch(new (std::nothrow) uchar[stripBytes * static_cast<std::size_t>(strips)]);
+    const std::size_t floats = Window::scratchFloats(half);
+    const std::unique_ptr<float[]> scratch(new (std::nothrow) float[3 * floats * static_cast<std::size_t>(strips)]);
     if (!scratch) throw 0;
     parallelStrips(strips, size.height, [&](int first, int end, int strip) noexcept {
-        uchar* const rows = scratch.get() + stripBytes * static_cast<std::size_t>(strip);
-        short* const sum = reinterpret_cast<short*>(rows + 3 * enlarged) + kReach;
-        for (int r = first; r < end; ++r) {
-            for (std::size_t p = 0; p < 3; ++p) enlargedRow(planes[p], half, r, sum, rows + p * enlarged);
-            colourRow<Format>(luminance.row(r), rows, rows + enlarged, rows + 2 * enlarged, out.row(r), size.width);
-        }
+        float* const own = scratch.get() + 3 * floats * static_cast<std::size_t>(strip);
+        Window c0(planes[0], half, own), c1(planes[1], half, own + floats), mask(planes[2], half, own + 2 * floats);
+        for (int r = first; r < end; ++r)
+            colourRow<Format>(luminance.row(r), c0.at(r), c1.at(r), mask.at(r), out.row(r), size.width);
     });
 }
 

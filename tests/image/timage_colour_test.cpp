@@ -343,6 +343,18 @@ TEST(TImageColour, ScratchThatIsNotToBeHadThrowsZero) {
     });
 }
 
+TEST(TImageColour, ImagesWithoutMemoryAreRefused) {
+    constexpr int kWidth = 1 << 25;
+    const TImage in(TImage::IM_RGBA8U, TSize(kWidth, 2));
+    TImage wide(TImage::IM_RGBA16U, TSize());
+    withLittleMemory(1 << 20, [&] {
+        Ycm out;
+        EXPECT_FAILURE(TImage::rgba8uToYCM(in, out.y, out.c, out.m), "ERROR - TImage - plane==NULL");
+        EXPECT_FAILURE(TImage::rgba8uTo16u(in, wide), "ERROR - TImage - plane==NULL");
+        return !testing::Test::HasFailure();
+    });
+}
+
 TEST(TImageColour, GreyComesBackAsGrey) {
     Ycm ycm;
     const cv::Mat grey(6, 8, CV_16UC4, cv::Scalar(40000, 40000, 40000, 65535));

@@ -75,6 +75,14 @@ TEST(TImage, ImageTooLargeForAnyMemoryHasASizeAndNullPlanes) {
     EXPECT_NE(image.m_data[0], nullptr);
 }
 
+TEST(TImage, CopyOfAnImageThatHadNoMemoryHasPixelsAgain) {
+    TImage image(TImage::IM_Y16U, TSize(3, 3));
+    for (char*& plane : image.m_data) plane = nullptr;
+    image.m_blocks[0].reset();
+    image.copyFrom(randomImage(TImage::IM_Y16U, 3, 3));
+    EXPECT_TRUE(samePixels(randomImage(TImage::IM_Y16U, 3, 3).toMat(0), image.toMat(0)));
+}
+
 TEST(TImage, ResizeToTheSizeHeldKeepsPixelsAndStamp) {
     for (TImage::IMTYPE type : kKinds) {
         TImage image = randomImage(type, 9, 4);
@@ -249,6 +257,22 @@ TEST(TImage, CopyFromTheSameSizeStartsARegionAndARectangleAnew) {
     EXPECT_TRUE(target.updateRect().rect() == TRect());
 }
 
+TEST(TImage, CopyFromLeavesPixelsThatOthersShareAlone) {
+    const TImage source = randomImage(TImage::IM_C8U, 5, 3);
+    TImage first = randomImage(TImage::IM_C8U, 5, 3, 9), second(TImage::IM_C8U, TSize());
+    second = first;
+    first.copyFrom(source);
+    const TImage before = randomImage(TImage::IM_C8U, 5, 3, 9);
+    for (int p : {0, 1}) {
+        EXPECT_TRUE(samePixels(source.toMat(p), first.toMat(p)));
+        EXPECT_TRUE(samePixels(before.toMat(p), second.toMat(p)));
+    }
+    second.copyFrom(first);
+    first = second;
+    first.copyFrom(second);
+    for (int p : {0, 1}) EXPECT_TRUE(samePixels(source.toMat(p), first.toMat(p)));
+}
+
 TEST(TImage, CopyFromItselfKeepsThePixels) {
     TImage image = randomImage(TImage::IM_C8U, 5, 3);
     const cv::Mat first = image.toMat(0).clone(), second = image.toMat(1).clone();
@@ -285,7 +309,8 @@ TEST(TImage, SharedPixelsLiveAsLongAsOneOfTheImages) {
         second.resize(TSize(7, 7));
         EXPECT_TRUE(samePixels(expected, first.toMat(0)));
         first.copyFrom(second);
-        second = second;
+        const TImage& same = second;
+        second = same;
     }
     EXPECT_TRUE(samePixels(expected, last.toMat(0)));
 }

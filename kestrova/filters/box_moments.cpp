@@ -39,6 +39,9 @@ KESTROVA_KERNEL bool slideProduct(double* __restrict sums, const float* entering
     return spoilt != 0;
 }
 
+/// As many sums as fill the cache lines of `n`.
+int wholeLines(int n) { return (n + 7) / 8 * 8; }
+
 }  // namespace
 
 BoxMoments::BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r,
@@ -49,11 +52,11 @@ BoxMoments::BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::ve
       m_r(r),
       m_border(border),
       m_size(planeSize - (border == BoxBorder::kInside ? cv::Size(2 * r, 2 * r) : cv::Size())) {
-    const std::size_t count = m_moments.size();
-    m_columns.reset(new double[count * static_cast<std::size_t>(columnsCovered())]);
-    m_halves.reset(new double[2 * static_cast<std::size_t>(kStretch + side())]);
-    m_means.reset(new float[count * kStretch]);
-    for (std::size_t k = 0; k < count; ++k) m_stretches.push_back(&m_means[k * kStretch]);
+    const int count = static_cast<int>(m_moments.size());
+    m_columns.create(count, wholeLines(columnsCovered()), CV_64FC1);
+    m_scratch.create(2, wholeLines(kStretch + side()), CV_64FC1);
+    m_means.create(count, kStretch, CV_32FC1);
+    for (int k = 0; k < count; ++k) m_stretches.push_back(m_means.ptr<float>(k));
 }
 
 int BoxMoments::planeRow(int i) const {
@@ -78,7 +81,7 @@ void BoxMoments::moveColumns(Moment moment, double* sums, int y) const noexcept 
 void BoxMoments::moveTo(int y) noexcept {
     const int n = m_planeSize.width, margin = (columnsCovered() - n) / 2;
     for (std::size_t k = 0; k < m_moments.size(); ++k) {
-        double* covered = &m_columns[k * static_cast<std::size_t>(columnsCovered())];
+        double* covered = m_columns.ptr<double>(static_cast<int>(k));
         double* sums = covered + margin;
         moveColumns(m_moments[k], sums, y);
         std::fill_n(covered, margin, sums[0]);
@@ -87,9 +90,8 @@ void BoxMoments::moveTo(int y) noexcept {
 }
 
 const float* const* BoxMoments::means(int x, int n) noexcept {
-    double *halves = m_halves.get(), *otherHalves = halves + kStretch + side();
-    for (std::size_t k = 0; k < m_moments.size(); ++k)
-        boxMeansAcross(&m_columns[k * static_cast<std::size_t>(columnsCovered()) + static_cast<std::size_t>(x)], side(),
-                       side(), halves, otherHalves, &m_means[k * kStretch], n);
+    for (int k = 0; k < m_means.rows; ++k)
+        boxMeansAcross(m_columns.ptr<double>(k, x), side(), side(), m_scratch.ptr<double>(0), m_scratch.ptr<double>(1),
+                       m_means.ptr<float>(k), n);
     return m_stretches.data();
 }

@@ -2,7 +2,7 @@
 
 #include <opencv2/core.hpp>
 
-#include <memory>
+#include <algorithm>
 #include <vector>
 
 /// What a box mean is taken of: a plane, or the product of two planes.
@@ -30,8 +30,6 @@ struct KeptRows {
 /// gives on the stored product. The calls after the constructor allocate nothing.
 class BoxMoments {
 public:
-    static constexpr int kStretch = 1024;
-
     BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r, BoxBorder border);
 
     /// The size of the planes of means.
@@ -42,16 +40,26 @@ public:
 
     /// Takes the column sums to row `y` of means: the one after the row before, or a multiple of `boxBlockRows`.
     void moveTo(int y) noexcept;
-    /// means[k][i] is the mean of moment k at column x + i of that row; i < n, n at most `kStretch`.
-    const float* const* means(int x, int n) noexcept;
+    /// Calls `use(x, n, means)` for each stretch of that row: means[k][i] is the mean of moment k at column x + i, i <
+    /// n.
+    template <class Use>
+    void eachStretch(const Use& use) noexcept {
+        for (int x = 0; x < m_size.width; x += kStretch) {
+            const int n = std::min(kStretch, m_size.width - x);
+            use(x, n, means(x, n));
+        }
+    }
 
 private:
+    static constexpr int kStretch = 1024;
+
     int side() const { return 2 * m_r + 1; }
     int columnsCovered() const { return m_size.width + 2 * m_r; }
     /// The row of the planes at row `i` of what all windows cover.
     int planeRow(int i) const;
     const float* row(int plane, int i) const { return m_planes[static_cast<std::size_t>(plane)].row(planeRow(i)); }
     void moveColumns(Moment moment, double* sums, int y) const noexcept;
+    const float* const* means(int x, int n) noexcept;
 
     std::vector<KeptRows> m_planes;
     cv::Size m_planeSize;
@@ -59,8 +67,9 @@ private:
     int m_r;
     BoxBorder m_border;
     cv::Size m_size;
-    std::unique_ptr<double[]> m_columns;  ///< for each moment the sums of the columns under the windows of a row
-    std::unique_ptr<double[]> m_halves;   ///< two stretches of sums across columns
-    std::unique_ptr<float[]> m_means;     ///< for each moment a stretch
+    // Rows of whole cache lines, from whose boundaries on sums across columns are taken.
+    cv::Mat m_columns;  ///< for each moment the sums of the columns under the windows of a row
+    cv::Mat m_scratch;  ///< two rows for `boxMeansAcross`
+    cv::Mat m_means;    ///< for each moment a stretch
     std::vector<const float*> m_stretches;
 };

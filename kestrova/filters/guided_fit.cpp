@@ -1,7 +1,6 @@
 #include "kestrova/filters/guided_fit.h"
 
 #include "kestrova/frame/kernel.h"
-#include "kestrova/primitives/box_means.h"
 #include "kestrova/primitives/invert3.h"
 
 namespace {
@@ -89,15 +88,14 @@ void GuidedFit::makeCoefficients(Worker& worker, int first, int last) const noex
     for (; worker.next <= last; ++worker.next) {
         const int y = worker.next;
         worker.moments.moveTo(y);
-        for (int x = 0; x < m_fitSize.width && y >= first; x += BoxMoments::kStretch) {
-            const int n = std::min(BoxMoments::kStretch, m_fitSize.width - x);
-            const float* const* m = worker.moments.means(x, n);
+        if (y < first) continue;
+        worker.moments.eachStretch([&](int x, int n, const float* const* m) noexcept {
             const auto out = [&](int k) { return coefficientRow(worker, k, y) + x; };
             if (coefficientCount() == 2)
                 solveOneRow(m[0], m[1], m[2], m[3], m_eps, out(0), out(1), n);
             else
                 solveThreeRow({m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12]}, m_eps,
                               out(0), out(1), out(2), out(3), n);
-        }
+        });
     }
 }

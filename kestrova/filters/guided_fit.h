@@ -2,7 +2,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -69,10 +68,7 @@ void GuidedFit::sweep(const Use& use) const {
         for (int y = strips.first(s); y < strips.end(s); ++y) {
             makeCoefficients(worker, first, smoothed.lastRowUnder(y));
             smoothed.moveTo(y);
-            for (int x = 0; x < size().width; x += BoxMoments::kStretch) {
-                const int n = std::min(BoxMoments::kStretch, size().width - x);
-                use(y, x, n, smoothed.means(x, n));
-            }
+            smoothed.eachStretch([&](int x, int n, const float* const* means) noexcept { use(y, x, n, means); });
         }
     });
 }

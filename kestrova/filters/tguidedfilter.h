@@ -16,11 +16,11 @@ struct IppiSize;
 /// the box means of the coefficients. `proc` applies them to a guide that may be larger. Guides have one plane, or
 /// three with one slope each.
 ///
-/// Radius r, 0 or more: the window has 2r + 1 pixels a side, and cost does not depend on it. Sensible are 2 to 16 for
-/// noise and small detail, up to some 1/30 of the longer side for large structure. eps, above 0: variance of the guide
-/// below which the plane is smoothed rather than followed, in squared units of the guide; on the scale 0..1 sensible
-/// are 0.0001 (only faint texture goes) to 0.1 (close to a box mean). With eps 0 a flat window of a single guide gives
-/// 0 / 0.
+/// Radius r, 0 or more: the window has 2r + 1 pixels a side; cost grows with the logarithm of r. Sensible are 2 to 16
+/// for noise and small detail, up to some 1/30 of the longer side for large structure. eps, above 0: variance of the
+/// guide below which the plane is smoothed rather than followed, in squared units of the guide; on the scale 0..1
+/// sensible are 0.0001 (only faint texture goes) to 0.1 (close to a box mean). With eps 0 a flat window of a single
+/// guide gives 0 / 0.
 ///
 /// Copies share the planes of the model, so that a new `setup` of the same size on one changes the other too. `proc`
 /// may run on several threads at once. The number of threads changes no bit of a result.

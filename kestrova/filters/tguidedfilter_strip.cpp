@@ -50,8 +50,8 @@ void TGuidedFilter::stripProc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, in
     gFc1_stripproc(I, p, q, r, eps, checkBlkSz(I.cols, I.rows));
 }
 
-// Strips come one after another and each is split among the threads: the same bits as strips side by side, an even
-// split for any number of threads, and one strip's coefficients in memory.
+// Strips come one after another and each is split among the threads: the same bits as strips side by side, and an even
+// split for any number of threads.
 void TGuidedFilter::gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps, int blkH) const {
     checkPlanes(I, p, q, r);
     if (q.empty()) fail("ERROR - TGuidedFilter::stripProc - q is not allocated");

@@ -65,7 +65,6 @@ void expectStripHeight(cv::Size size, int blkH) {
 TEST(TGuidedFilterStripTest, TakesTheHeightOfTheStripsFromTheSize) {
     expectStripHeight({3757, 599}, 599);
     expectStripHeight({1500, 1500}, 600);
-    expectStripHeight({300, 700}, 700);
 }
 
 TEST(TGuidedFilterStripTest, ALastStripWithoutOutputWritesNothing) {

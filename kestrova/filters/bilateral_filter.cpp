@@ -18,7 +18,6 @@
 namespace {
 
 constexpr std::uint32_t kGuard = 0x6d6d6d6d;
-constexpr int kMaxCellsZ = 252;
 
 /// 1e-20, the weight of a cell before any pixel: no cell is divided by 0.
 constexpr float kStartWeight = 0x1.79ca1p-67f;

@@ -90,6 +90,8 @@ private:
     /// Overwrites the first four.
     static float interp8Points(float* p, float u, float v, float w);
 
+    static constexpr int kMaxCellsZ = 252;  ///< a depth is a byte
+
     bool m_mode16 = false;         ///< planes of 16 bits, else of 8
     int m_gridW = 0;               ///< cells in x, padding included
     int m_gridH = 0;               ///< cells in y

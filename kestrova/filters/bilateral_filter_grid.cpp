@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -11,122 +10,83 @@
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/copy.h"
 
-/// The way into the grid: sums of pixels, blur, division.
+/// The way into the grid: sums of pixels for each cell.
 
 namespace {
 
-/// Rows of a band of cells whose depths in the grid are worked out at a time.
+/// So much of a band is worked on at a time: pixels and depths stay in the first-level cache.
 constexpr int kRowsAtOnce = 16;
-/// A depth is a byte.
-constexpr int kDepths = 256;
+constexpr int kColsAtOnce = 512;
+constexpr int kCellsSideBySide = 8;
 /// Up to here floats hold sums of whole numbers exactly, whatever their order.
 constexpr double kExactSums = 1 << 24;
-/// Neighbours are often of the same depth; apart, their sums need not wait for each other.
-constexpr int kSumsApart = 8;
 
 /// The sum of values in the lower half, their number in the upper.
 using Sum = std::uint64_t;
 constexpr Sum kOne = Sum{1} << 32;
 
-/// Adds to `sums`, [depth][kSumsApart], the pixels of a row of a cell.
+/// Sums of a cell for each depth, a byte. Neighbours are often of the same depth; in `kApart` lines of their own, their
+/// sums need not wait for each other. The lines are longer than 256: at a distance of a power of two they would share
+/// the places of the cache.
+struct CellSums {
+    static constexpr int kApart = 8;
+    Sum sums[kApart][256 + 8] = {};
+};
+
+/// Pixels of some rows of a band and their depths.
 template <class Pixel>
-inline void addExactly(const Pixel* values, const uchar* depths, int n, Sum* sums) {
-    int x = 0;
-    for (; x + kSumsApart <= n; x += kSumsApart) {
-        for (int k = 0; k < kSumsApart; ++k) sums[depths[x + k] * kSumsApart + k] += kOne + values[x + k];
+struct Pixels {
+    const Pixel* values;
+    std::size_t valueStep;
+    const uchar* depths;
+    std::size_t depthStep;
+    int cols, rows;
+};
+
+/// Adds up the pixels of one cell.
+template <class Pixel>
+void addExactly(Pixels<Pixel> pixels, CellSums& to) noexcept {
+    for (int y = 0; y < pixels.rows; ++y, pixels.values += pixels.valueStep, pixels.depths += pixels.depthStep) {
+        const Pixel* values = pixels.values;
+        const uchar* depths = pixels.depths;
+        int x = 0;
+        for (; x + CellSums::kApart <= pixels.cols; x += CellSums::kApart) {
+            for (int k = 0; k < CellSums::kApart; ++k) to.sums[k][depths[x + k]] += kOne + values[x + k];
+        }
+        for (int k = 0; x < pixels.cols; ++x, ++k) to.sums[k][depths[x]] += kOne + values[x];
     }
-    for (int k = 0; x < n; ++x, ++k) sums[depths[x] * kSumsApart + k] += kOne + values[x];
+}
+
+/// Adds pixels to their cells, each cell's in the order of the plane. `sideBySide` cells take turns, so that a sum need
+/// not wait for the one before.
+template <class Pixel>
+void addInOrder(Pixels<Pixel> pixels, int sampling, int sideBySide, float* weights, float* values, int gridZ) noexcept {
+    for (int y = 0; y < pixels.rows; ++y, pixels.values += pixels.valueStep, pixels.depths += pixels.depthStep) {
+        const std::ptrdiff_t span = std::ptrdiff_t{sampling} * sideBySide;
+        for (std::ptrdiff_t first = 0; first < pixels.cols; first += span) {
+            const std::ptrdiff_t end = std::min<std::ptrdiff_t>(pixels.cols, first + span);
+            const std::ptrdiff_t line = first / sampling * gridZ;
+            for (std::ptrdiff_t i = first; i < std::min(first + sampling, end); ++i) {
+                std::ptrdiff_t cell = line;
+                for (std::ptrdiff_t x = i; x < end; x += sampling, cell += gridZ) {
+                    values[cell + pixels.depths[x]] += static_cast<float>(pixels.values[x]);
+                    weights[cell + pixels.depths[x]] += 1.0f;
+                }
+            }
+        }
+    }
 }
 
 /// Adds the sums to the cells of a line along z and clears them.
-KESTROVA_KERNEL void moveSums(Sum* sums, int gridZ, float* weights, float* values) noexcept {
+KESTROVA_KERNEL void moveSums(CellSums& from, int gridZ, float* __restrict weights, float* __restrict values) noexcept {
     for (int z = 0; z < gridZ; ++z) {
         Sum sum = 0;
-        for (int k = 0; k < kSumsApart; ++k) {
-            sum += sums[z * kSumsApart + k];
-            sums[z * kSumsApart + k] = 0;
+        for (auto& line : from.sums) {
+            sum += line[z];
+            line[z] = 0;
         }
-        weights[z] += static_cast<float>(static_cast<std::uint32_t>(sum >> 32));
-        values[z] += static_cast<float>(static_cast<std::uint32_t>(sum));
-    }
-}
-
-/// Coefficients of the recursive Gaussian for lambda = variance / (2 steps).
-struct Recursion {
-    float nu, boundary, post;
-
-    Recursion(float lambda, int steps) {
-        const double a = 2.0f * lambda + 1.0f, b = 4.0f * lambda + 1.0f, c = 2.0f * lambda;
-        nu = static_cast<float>((a - std::sqrt(b)) / c);
-        boundary = 1.0f / (1.0f - nu);
-        post = power(nu / lambda, steps);
-    }
-
-private:
-    static float power(float base, int exponent) {
-        float result = 1.0f;
-        for (unsigned n = exponent < 0 ? 0u - static_cast<unsigned>(exponent) : static_cast<unsigned>(exponent); n;
-             n >>= 1) {
-            if (n & 1) result *= base;
-            base *= base;
-        }
-        return exponent < 0 ? 1.0f / result : result;
-    }
-};
-
-/// So many lines side by side, `lanes` of them without a gap and `batches` of those at distances of `batchStride`;
-/// the elements of a line stand at distances of `stride`.
-struct Lines {
-    int n;
-    std::ptrdiff_t stride;
-    int lanes;
-    int batches;
-    std::ptrdiff_t batchStride;
-};
-
-KESTROVA_KERNEL void blurLines(float* data, Lines lines, Recursion r, int steps) noexcept {
-    const auto scale = [&](int i, float factor) {
-        for (int b = 0; b < lines.batches; ++b) {
-            float* x = data + i * lines.stride + b * lines.batchStride;
-            for (int l = 0; l < lines.lanes; ++l) x[l] *= factor;
-        }
-    };
-    const auto add = [&](int i, int neighbour) {
-        for (int b = 0; b < lines.batches; ++b) {
-            float* __restrict x = data + i * lines.stride + b * lines.batchStride;
-            const float* __restrict before = data + neighbour * lines.stride + b * lines.batchStride;
-            for (int l = 0; l < lines.lanes; ++l) x[l] += r.nu * before[l];
-        }
-    };
-    for (int step = 0; step < steps; ++step) {
-        scale(0, r.boundary);
-        for (int i = 1; i < lines.n; ++i) add(i, i - 1);
-        scale(lines.n - 1, r.boundary);
-        for (int i = lines.n - 2; i >= 0; --i) add(i, i + 1);
-    }
-    for (int i = 0; i < lines.n; ++i) scale(i, r.post);
-}
-
-constexpr float kSigma = 0.85f;
-constexpr int kSteps = 2;
-
-/// Lines along z are blurred side by side, this many at a time, in a tile of their own.
-constexpr int kTileLines = 32;
-
-KESTROVA_KERNEL void transpose(const float* __restrict from, int rows, int cols, int fromStep, float* __restrict to,
-                               int toStep) noexcept {
-    for (int c = 0; c < cols; ++c) {
-        for (int r = 0; r < rows; ++r) to[c * toStep + r] = from[r * fromStep + c];
-    }
-}
-
-void blurAlongZ(float* row, int gridW, int gridZ, Recursion recursion, float* tile) noexcept {
-    for (int x = 0; x < gridW; x += kTileLines) {
-        const int lines = std::min(kTileLines, gridW - x);
-        float* first = row + static_cast<std::ptrdiff_t>(x) * gridZ;
-        transpose(first, lines, gridZ, gridZ, tile, kTileLines);
-        blurLines(tile, {gridZ, kTileLines, lines, 1, 0}, recursion, kSteps);
-        transpose(tile, gridZ, lines, kTileLines, first, gridZ);
+        weights[z] += static_cast<float>(static_cast<int>(sum >> 32));
+        values[z] += static_cast<float>(static_cast<int>(sum));
     }
 }
 
@@ -141,7 +101,7 @@ void inPieces(std::ptrdiff_t total, const Work& work) {
 /// What a strip of bands works with.
 struct Scratch {
     cv::Mat depths;
-    std::vector<Sum> sums;
+    CellSums sums;
 };
 
 }  // namespace
@@ -173,76 +133,53 @@ void BilateralFilter::buildGrid(cv::Mat& inOut, const cv::Mat& edge) {
 }
 
 /// A band of cells, `m_sampling` rows high, fills a row of the grid of its own. A pixel beyond the last depth of its
-/// cell belongs to the next one; the grid is as deep as it may be then.
+/// cell belongs to the next one, so cells of a grid that is as deep as it may be take their pixels strictly in order.
 template <class Pixel>
 void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const double alpha = 1.0 / m_range, beta = static_cast<double>(static_cast<float>(m_padZ) + 1.0f) - m_min * alpha;
     const double largestSum = static_cast<double>(std::numeric_limits<Pixel>::max()) * m_sampling * m_sampling;
-    const bool bExact = largestSum <= kExactSums && m_gridZ < 252;
+    const bool bOverrun = m_gridZ == kMaxCellsZ;
+    const bool bExact = largestSum <= kExactSums && !bOverrun;
     const int pad = m_padXY + 1;
-    const int bands = m_gridH - 2 * pad, cells = m_gridW - 2 * pad;
+    const int bands = m_gridH - 2 * pad;
+    const int rowsAtOnce = std::min({kRowsAtOnce, m_sampling, m_height});
+    const int colsAtOnce = bOverrun ? m_width : std::min(m_width, m_sampling * std::max(kColsAtOnce / m_sampling, 1));
 
     const int strips = bands > 1 ? std::min(bands, stripCount(m_height, m_width)) : 1;
     std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
-    for (Scratch& scratch : scratches) {
-        scratch.depths.create(std::min({kRowsAtOnce, m_sampling, m_height}), m_width, CV_8U);
-        scratch.sums.assign(kDepths * kSumsApart, 0);
-    }
+    for (Scratch& scratch : scratches) scratch.depths.create(rowsAtOnce, colsAtOnce, CV_8U);
+    const auto addTile = [&](const cv::Rect& tile, Scratch& scratch) noexcept {
+        cv::Mat depths = scratch.depths(cv::Rect(0, 0, tile.width, tile.height));
+        guide(tile).convertTo(depths, CV_8U, alpha, beta);
+        Pixels<Pixel> pixels{plane.ptr<Pixel>(tile.y) + tile.x,
+                             plane.step1(),
+                             depths.ptr<uchar>(0),
+                             depths.step1(),
+                             tile.width,
+                             tile.height};
+        const int x = pad + tile.x / m_sampling, y = pad + tile.y / m_sampling;
+        float *weights = gridPtr(x, y, 0), *values = gridDPtr(x, y, 0);
+        if (!bExact) {
+            addInOrder(pixels, m_sampling, bOverrun ? 1 : kCellsSideBySide, weights, values, m_gridZ);
+            return;
+        }
+        for (int left = tile.width; left > 0; left -= m_sampling, weights += m_gridZ, values += m_gridZ) {
+            pixels.cols = std::min(left, m_sampling);
+            addExactly(pixels, scratch.sums);
+            moveSums(scratch.sums, m_gridZ, weights, values);
+            pixels.values += pixels.cols;
+            pixels.depths += pixels.cols;
+        }
+    };
     parallelStrips(strips, bands, [&](int firstBand, int endBand, int strip) noexcept {
-        Scratch& scratch = scratches[static_cast<std::size_t>(strip)];
-        const int end = static_cast<int>(std::min<std::int64_t>(std::int64_t{endBand} * m_sampling, m_height));
-        for (int y = firstBand * m_sampling, next; y < end; y = next) {
-            const int band = y / m_sampling;
-            next = static_cast<int>(
-                std::min<std::int64_t>({end, (band + std::int64_t{1}) * m_sampling, y + scratch.depths.rows}));
-            cv::Mat depths = scratch.depths.rowRange(0, next - y);
-            guide.rowRange(y, next).convertTo(depths, CV_8U, alpha, beta);
-            float *weights = gridPtr(pad, pad + band, 0), *values = gridDPtr(pad, pad + band, 0);
-            for (int c = 0; c < cells; ++c, weights += m_gridZ, values += m_gridZ) {
-                const int x = c * m_sampling, n = std::min(m_sampling, m_width - x);
-                for (int r = y; r < next; ++r) {
-                    const Pixel* pixels = plane.ptr<Pixel>(r) + x;
-                    const uchar* z = depths.ptr<uchar>(r - y) + x;
-                    if (bExact) {
-                        addExactly(pixels, z, n, scratch.sums.data());
-                    } else {
-                        for (int i = 0; i < n; ++i) {
-                            values[z[i]] += static_cast<float>(pixels[i]);
-                            weights[z[i]] += 1.0f;
-                        }
-                    }
+        for (int band = firstBand; band < endBand; ++band) {
+            const int first = band * m_sampling, end = first + std::min(m_sampling, m_height - first);
+            for (int y = first; y < end; y += rowsAtOnce) {
+                for (int x = 0; x < m_width; x += colsAtOnce) {
+                    const cv::Size size(std::min(colsAtOnce, m_width - x), std::min(rowsAtOnce, end - y));
+                    addTile({{x, y}, size}, scratches[static_cast<std::size_t>(strip)]);
                 }
-                if (bExact) moveSums(scratch.sums.data(), m_gridZ, weights, values);
             }
         }
     });
-}
-
-void BilateralFilter::filterGrids() {
-    const Recursion recursion(kSigma * kSigma * 0.25f, kSteps);
-    const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    constexpr int kRowsSideBySide = 4;
-    constexpr int kColumns = 256;
-    const int groups = (m_gridH - 1) / kRowsSideBySide + 1;
-    const int columnGroups = static_cast<int>((rowCells - 1) / kColumns + 1);
-    for (float* grid : {m_weights_p, m_values_p}) {
-        parallelRows(groups, m_gridW * kRowsSideBySide, [&](int group) noexcept {
-            const int y = group * kRowsSideBySide, rows = std::min(kRowsSideBySide, m_gridH - y);
-            float* first = grid + y * rowCells;
-            float tile[kTileLines * 252];
-            for (int r = 0; r < rows; ++r) blurAlongZ(first + r * rowCells, m_gridW, m_gridZ, recursion, tile);
-            blurLines(first, {m_gridW, m_gridZ, m_gridZ, rows, rowCells}, recursion, kSteps);
-        });
-        parallelRows(columnGroups, kColumns * m_gridH, [&](int group) noexcept {
-            const std::ptrdiff_t first = std::ptrdiff_t{group} * kColumns;
-            const int columns = static_cast<int>(std::min<std::ptrdiff_t>(kColumns, rowCells - first));
-            blurLines(grid + first, {m_gridH, rowCells, columns, 1, 0}, recursion, kSteps);
-        });
-    }
-}
-
-void BilateralFilter::iir(float* data, int n, int stride, float sigma, int steps) {
-    if (n < 1) return;
-    const float lambda = static_cast<float>(static_cast<double>(sigma * sigma) / (steps * 2.0));
-    blurLines(data, {n, stride, 1, 1, 0}, Recursion(lambda, steps), steps);
 }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -12,13 +13,10 @@
 /// The way out of the grid: trilinear interpolation. The value of a cell stands side by side with those of its
 /// neighbours in x and y, so that a pixel finds the eight it lies between in one place.
 
-namespace {
+// Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
+#pragma GCC diagnostic ignored "-Wpsabi"
 
-/// The cells along z that a run of pixels lies over.
-struct Run {
-    int begin, end;
-    std::ptrdiff_t cells;
-};
+namespace {
 
 /// Where pixels lie in the grid along x or y.
 struct Position {
@@ -33,11 +31,17 @@ struct Position {
     }
 };
 
-/// Splits positions along z into the nearest cell and what is left, within a half.
-KESTROVA_KERNEL void splitDepths(float* __restrict depths, uchar* __restrict cells, int n) noexcept {
+/// So many pixels at a time are worked on: what stands between the steps stays in the first-level cache.
+constexpr int kBlock = 256;
+
+/// Splits positions along z into the nearest cell, whose corners are found from those of the column, and what is left,
+/// within a half.
+KESTROVA_KERNEL void splitDepths(const float* __restrict depths, const int* __restrict columns, int n,
+                                 int* __restrict corners, float* __restrict fractions) noexcept {
     for (int x = 0; x < n; ++x) {
-        cells[x] = sat8(depths[x]);
-        depths[x] -= static_cast<float>(cells[x]);
+        const int nearest = roundClamped(depths[x], 255);
+        corners[x] = columns[x] + 4 * nearest;
+        fractions[x] = depths[x] - static_cast<float>(nearest);
     }
 }
 
@@ -51,15 +55,54 @@ KESTROVA_KERNEL void gatherCorners(const float* __restrict upper, const float* _
     }
 }
 
-KESTROVA_KERNEL void interpolateAlongZ(const float* __restrict corners, const Run* runs, std::size_t runCount,
-                                       const uchar* __restrict cells, const float* __restrict fractions,
-                                       float* __restrict out) noexcept {
-    for (const Run* run = runs; run != runs + runCount; ++run) {
-        const float* line = corners + 4 * run->cells;
-        for (int x = run->begin; x < run->end; ++x) {
-            const float* near = line + 4 * cells[x];
-            for (int k = 0; k < 4; ++k) out[4 * x + k] = near[k] + (near[k + 4] - near[k]) * fractions[x];
+/// The four corners of a cell, and those of two cells side by side.
+typedef float Corners __attribute__((vector_size(16)));
+typedef float Lanes __attribute__((vector_size(32)));
+constexpr int kLanes = 8;
+
+inline Lanes load(const float* p) {
+    Lanes lanes;
+    std::memcpy(&lanes, p, sizeof lanes);
+    return lanes;
+}
+
+inline Lanes loadPair(const float* p, const float* q) {
+    Corners a, b;
+    std::memcpy(&a, p, sizeof a);
+    std::memcpy(&b, q, sizeof b);
+    return __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
+/// Interpolates between the eight values around each of `n` pixels, a multiple of `kLanes`: the corners at `at` and
+/// those next to them along z; pixels j and j + 4 share a register until the corners of all stand in line.
+KESTROVA_KERNEL void interpolate(const float* corners, const int* at, const float* fx, float fy, const float* fz,
+                                 float* out, int n) noexcept {
+    for (int x = 0; x < n; x += kLanes) {
+        const Lanes z = load(fz + x);
+        const Lanes zs[4] = {__builtin_shufflevector(z, z, 0, 0, 0, 0, 4, 4, 4, 4),
+                             __builtin_shufflevector(z, z, 1, 1, 1, 1, 5, 5, 5, 5),
+                             __builtin_shufflevector(z, z, 2, 2, 2, 2, 6, 6, 6, 6),
+                             __builtin_shufflevector(z, z, 3, 3, 3, 3, 7, 7, 7, 7)};
+        Lanes c[4];
+        for (int j = 0; j < 4; ++j) {
+            const float* p = corners + at[x + j];
+            const float* q = corners + at[x + j + 4];
+            const Lanes near = loadPair(p, q), far = loadPair(p + 4, q + 4);
+            c[j] = near + (far - near) * zs[j];
         }
+        const Lanes t0 = __builtin_shufflevector(c[0], c[1], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Lanes t1 = __builtin_shufflevector(c[2], c[3], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Lanes t2 = __builtin_shufflevector(c[0], c[1], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Lanes t3 = __builtin_shufflevector(c[2], c[3], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Lanes c00 = __builtin_shufflevector(t0, t1, 0, 1, 8, 9, 4, 5, 12, 13);
+        const Lanes c10 = __builtin_shufflevector(t0, t1, 2, 3, 10, 11, 6, 7, 14, 15);
+        const Lanes c01 = __builtin_shufflevector(t2, t3, 0, 1, 8, 9, 4, 5, 12, 13);
+        const Lanes c11 = __builtin_shufflevector(t2, t3, 2, 3, 10, 11, 6, 7, 14, 15);
+        const Lanes xs = load(fx + x);
+        const Lanes upper = c00 + (c10 - c00) * xs;
+        const Lanes lower = c01 + (c11 - c01) * xs;
+        const Lanes result = (lower - upper) * fy + upper;
+        std::memcpy(out + x, &result, sizeof result);
     }
 }
 
@@ -72,21 +115,14 @@ Pixel rounded(float v) {
 }
 
 template <class Pixel>
-KESTROVA_KERNEL void interpolateAcross(const float* __restrict corners, const float* __restrict fx, float fy,
-                                       Pixel* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const float* c = corners + 4 * x;
-        const float upper = c[0] + (c[1] - c[0]) * fx[x];
-        const float lower = c[2] + (c[3] - c[2]) * fx[x];
-        out[x] = rounded<Pixel>((lower - upper) * fy + upper);
-    }
+KESTROVA_KERNEL void roundRow(const float* __restrict values, Pixel* __restrict out, int n) noexcept {
+    for (int x = 0; x < n; ++x) out[x] = rounded<Pixel>(values[x]);
 }
 
 /// What a strip of rows works with.
 struct Scratch {
     cv::Mat depths;
-    std::vector<uchar> cells;
-    std::vector<float> corners, alongZ;
+    std::vector<float> corners;
 };
 
 }  // namespace
@@ -105,23 +141,24 @@ void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
     const auto width = static_cast<std::size_t>(m_width);
 
-    std::vector<float> fx(width);
-    std::vector<Run> runs;
-    for (int x = 0; x < m_width; ++x) {
-        const Position position(x, m_sampling, m_padXY, m_gridW);
-        const std::ptrdiff_t cells = static_cast<std::ptrdiff_t>(m_gridZ) * position.cell;
-        fx[static_cast<std::size_t>(x)] = position.fraction;
-        if (runs.empty() || runs.back().cells != cells) runs.push_back({x, x, cells});
-        runs.back().end = x + 1;
+    // Columns of a block are counted from that of its first pixel.
+    const auto blocks = static_cast<std::size_t>((m_width - 1) / kBlock + 1);
+    std::vector<float> fx(blocks * kBlock);
+    std::vector<int> columns(width);
+    std::vector<std::ptrdiff_t> blockColumn(blocks);
+    for (std::size_t x = 0; x < width; ++x) {
+        const Position position(static_cast<int>(x), m_sampling, m_padXY, m_gridW);
+        const std::ptrdiff_t column = 4 * std::ptrdiff_t{m_gridZ} * position.cell;
+        if (x % kBlock == 0) blockColumn[x / kBlock] = column;
+        columns[x] = static_cast<int>(column - blockColumn[x / kBlock]);
+        fx[x] = position.fraction;
     }
 
     const int strips = stripCount(m_height, m_width);
     std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
     for (Scratch& scratch : scratches) {
         scratch.depths.create(1, m_width, CV_32F);
-        scratch.cells.resize(width);
         scratch.corners.resize(4 * static_cast<std::size_t>(rowCells));
-        scratch.alongZ.resize(4 * width);
     }
     parallelStrips(strips, m_height, [&](int first, int end, int strip) noexcept {
         Scratch& scratch = scratches[static_cast<std::size_t>(strip)];
@@ -133,11 +170,20 @@ void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
                 cornersOf = position.cell;
             }
             guide.row(y).convertTo(scratch.depths, CV_32F, alpha, beta);
-            float* fractions = scratch.depths.ptr<float>();
-            splitDepths(fractions, scratch.cells.data(), m_width);
-            interpolateAlongZ(scratch.corners.data(), runs.data(), runs.size(), scratch.cells.data(), fractions,
-                              scratch.alongZ.data());
-            interpolateAcross(scratch.alongZ.data(), fx.data(), position.fraction, plane.ptr<Pixel>(y), m_width);
+            const float* depths = scratch.depths.ptr<float>(0);
+            for (std::size_t b = 0; b < blocks; ++b) {
+                const std::size_t x = b * kBlock;
+                const int n = static_cast<int>(std::min<std::size_t>(kBlock, width - x));
+                const int whole = (n + kLanes - 1) / kLanes * kLanes;
+                alignas(64) int at[kBlock];
+                alignas(64) float fractions[kBlock], values[kBlock];
+                splitDepths(depths + x, &columns[x], n, at, fractions);
+                std::fill(at + n, at + whole, 0);
+                std::fill(fractions + n, fractions + whole, 0.0f);
+                interpolate(scratch.corners.data() + blockColumn[b], at, &fx[x], position.fraction, fractions, values,
+                            whole);
+                roundRow(values, plane.ptr<Pixel>(y) + x, n);
+            }
         }
     });
 }

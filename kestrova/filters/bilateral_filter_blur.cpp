@@ -20,8 +20,9 @@ struct Recursion {
     float nu, boundary, post;
 
     Recursion(float lambda, int steps) {
-        const double a = 2.0f * lambda + 1.0f, b = 4.0f * lambda + 1.0f, c = 2.0f * lambda;
-        nu = static_cast<float>((a - std::sqrt(b)) / c);
+        const float a = 2.0f * lambda + 1.0f, b = 4.0f * lambda + 1.0f, c = 2.0f * lambda;
+        const double root = std::sqrt(static_cast<double>(b));
+        nu = static_cast<float>((static_cast<double>(a) - root) / static_cast<double>(c));
         boundary = 1.0f / (1.0f - nu);
         post = power(nu / lambda, steps);
     }

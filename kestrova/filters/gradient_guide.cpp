@@ -36,32 +36,56 @@ constexpr auto erode(uchar) { return ippiErode_8u_C1R; }
 constexpr auto erode(ushort) { return ippiErode_16u_C1R; }
 
 template <class Pixel>
-KESTROVA_KERNEL void moveRow(const Pixel* guide, const Pixel* highest, const Pixel* lowest, Pixel* inOut,
+KESTROVA_KERNEL void moveRow(const Pixel* guide, const Pixel* highest, const Pixel* lowest, const Pixel* in, Pixel* out,
                              int n) noexcept {
     KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {
-        const Pixel s = inOut[x], g = guide[x];
+        const Pixel s = in[x], g = guide[x];
         const bool bDown = highest[x] - s <= s - lowest[x];
         const Pixel low = bDown ? lowest[x] : s, high = bDown ? s : highest[x];
-        inOut[x] = g > low && g < high ? g : s;
+        out[x] = g > low && g < high ? g : s;
     }
 }
 
+/// Extremes are worked out for so many rows at a time.
+constexpr int kBandRows = 64;
+
+/// The local extremes of a band.
+struct Extremes {
+    cv::Mat hi, lo;
+};
+
+/// Pixels nearer than `radius` to the border are their own maximum and minimum, and stay.
 template <class Pixel>
 void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
+    const cv::Rect inner(radius, radius, inOut.cols - 2 * radius, inOut.rows - 2 * radius);
     const std::vector<uchar> mask = discMask(radius);
-    const IppiSize region{inOut.cols - 2 * radius, inOut.rows - 2 * radius};
     const IppiSize maskSize{2 * radius + 1, 2 * radius + 1};
     const IppiPoint anchor{radius, radius};
-    const int step = static_cast<int>(inOut.step[0]);
-    cv::Mat hi = inOut.clone(), lo = inOut.clone();
-    const Pixel* from = inOut.ptr<Pixel>(radius) + radius;
-    dilate(Pixel{})(from, step, hi.ptr<Pixel>(radius) + radius, static_cast<int>(hi.step[0]), region, mask.data(),
-                    maskSize, anchor);
-    erode(Pixel{})(from, step, lo.ptr<Pixel>(radius) + radius, static_cast<int>(lo.step[0]), region, mask.data(),
-                   maskSize, anchor);
-    parallelRows(inOut.rows, inOut.cols, [&](int y) noexcept {
-        moveRow(guide.ptr<Pixel>(y), hi.ptr<Pixel>(y), lo.ptr<Pixel>(y), inOut.ptr<Pixel>(y), inOut.cols);
+    const cv::Mat in = inOut.clone();
+    const int step = static_cast<int>(in.step[0]);
+
+    const int bands = (inner.height - 1) / kBandRows + 1;
+    const int workers = stripCount(inner.height, inner.width) == 1 ? 1 : workerCount(bands);
+    std::vector<Extremes> extremes(static_cast<std::size_t>(workers));
+    for (Extremes& own : extremes) {
+        own.hi.create(std::min(kBandRows, inner.height), inner.width, in.type());
+        own.lo.create(own.hi.size(), in.type());
+    }
+    parallelTasks(workers, bands, [&](int band, int worker) noexcept {
+        auto& [hi, lo] = extremes[static_cast<std::size_t>(worker)];
+        const int first = inner.y + band * kBandRows, rows = std::min(kBandRows, inner.y + inner.height - first);
+        const Pixel* from = in.ptr<Pixel>(first) + inner.x;
+        const IppiSize size{inner.width, rows};
+        const int extremesStep = static_cast<int>(hi.step[0]);
+        if (dilate(Pixel{})(from, step, hi.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor) ||
+            erode(Pixel{})(from, step, lo.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor))
+            return;  // no memory: the pixels stay
+        for (int r = 0; r < rows; ++r) {
+            const int y = first + r;
+            moveRow(guide.ptr<Pixel>(y) + inner.x, hi.ptr<Pixel>(r), lo.ptr<Pixel>(r), in.ptr<Pixel>(y) + inner.x,
+                    inOut.ptr<Pixel>(y) + inner.x, inner.width);
+        }
     });
 }
 

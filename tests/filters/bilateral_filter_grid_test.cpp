@@ -106,6 +106,40 @@ TEST(BilateralFilterTest, TheLargestSumsThatFloatsHoldAreExact) {
     EXPECT_TRUE(samePixels(white, filtered(white, white, 16, 1000)));
 }
 
+TEST(BilateralFilterTest, AddsUpInOrderAcrossCellsThatRunIntoEachOther) {
+    // Level 255 is 5 layers beyond the last, so cell x shares sums beyond 2^24 with level 1 of cell x + 1.
+    const cv::Mat plane = randomPlane(90, 200, CV_16UC1, 60001, 65535, 4);
+    cv::Mat guide(plane.size(), CV_8UC1, cv::Scalar(0));
+    const cv::Mat dice = randomPlane(90, 200, CV_8UC1, 0, 9, 5);
+    guide.setTo(255, dice > 0);
+    guide.setTo(1, dice > 5);
+    NaiveBilateral naive(guide, 40, 1);
+    ASSERT_EQ(naive.depth, 252);
+    naive.splat<ushort>(plane, guide);
+    ASSERT_GT(naive.values[naive.index(3, 2, 3)], 0x1p25f);
+    naive.blur();
+    naive.divide();
+    withThreadCounts([&](int threads) {
+        BilateralFilter filter;
+        ASSERT_TRUE(filter.setup(guide, plane.cols, plane.rows, 40, 1, true));
+        filter.gridInit(1e-20f, 0.0f);
+        cv::Mat copy = plane.clone();
+        filter.buildGrid(copy, guide);
+        EXPECT_TRUE(sameCells(naive.values, filter.m_values_p)) << threads << " threads";
+        EXPECT_TRUE(sameCells(naive.weights, filter.m_weights_p)) << threads << " threads";
+    });
+    expectFiltered(plane, guide, 40, 1);
+}
+
+TEST(BilateralFilterTest, LongRowsAndLongColumnsAreFilteredLikeOthers) {
+    for (const cv::Size size : {cv::Size(1100, 43), cv::Size(43, 1100), cv::Size(30000, 1), cv::Size(1, 30000)}) {
+        for (int sampling : {7, 16, 24, 600}) {
+            const cv::Mat plane = scene(size.height, size.width, CV_16UC1, 0.05);
+            expectFiltered(plane, plane, sampling, 5000);
+        }
+    }
+}
+
 TEST(BilateralFilterTest, BuildsBothGridsBitByBit) {
     for (int sampling : {5, 16, 21}) {
         const cv::Mat guide = scene(91, 133, CV_16UC1, 0.05), plane = randomPlane(91, 133, CV_16UC1, 5);

@@ -21,7 +21,10 @@ namespace {
 
 constexpr int kTableRows = 256, kTableCols = 256;
 constexpr std::size_t kFewPixels = 16384;  // pictures for which filling the entries of their own values alone is faster
-constexpr int kTile = 64;                  // output columns at a time: five rows of sums stay in the first cache
+// Output columns at a time: five rows of their sums stay in the second cache, and rows are long enough for the
+// processor to fetch ahead.
+template <int K>
+constexpr int kTile = 12288 / K;
 
 // Entries of the halves of differences d: d / 2 rounded to nearest, ties to even.
 int offsetIndex(int d) {
@@ -49,7 +52,7 @@ KESTROVA_INLINE Lane lane(const ushort* p) {
     std::memcpy(&narrow, p, sizeof narrow);
     return __builtin_convertvector(narrow, Lane);
 }
-KESTROVA_INLINE void setLane(int* p, Lane value) { std::memcpy(p, &value, sizeof value); }
+KESTROVA_INLINE void setLane(int* p, const Lane& value) { std::memcpy(p, &value, sizeof value); }
 
 // The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x. What the last lane of a
 // pixel holds beyond its channels, the next pixel overwrites.
@@ -105,7 +108,7 @@ KESTROVA_KERNEL void sumDown(const int* __restrict a, const int* __restrict b, c
 // Rows of one tile: each source row is summed along once and kept for the five rows below that it serves.
 template <int K, class Plane>
 void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int endRow, int first, int n) noexcept {
-    alignas(64) int ring[5][kTile * K + kLanes<K>];
+    alignas(64) int ring[5][kTile<K> * K + kLanes<K>];
     const auto sumsOf = [&](long long sourceRow) { return ring[(sourceRow + 5) % 5]; };
     long long next = 2LL * firstRow - 2;
     for (int y = firstRow; y < endRow; ++y) {
@@ -122,8 +125,8 @@ StoredPlane<K> reducedPlane(const Plane& plane) {
     StoredPlane<K> out((plane.rows + 1) / 2, (plane.cols + 1) / 2);
     const int cost = out.cols > INT_MAX / K ? INT_MAX : out.cols * K;
     parallelStrips(stripCount(out.rows, cost), out.rows, [&](int firstRow, int endRow, int) noexcept {
-        for (int x = 0; x < out.cols; x += kTile)
-            reduceTile<K>(plane, out, firstRow, endRow, x, std::min(kTile, out.cols - x));
+        for (int x = 0; x < out.cols; x += kTile<K>)
+            reduceTile<K>(plane, out, firstRow, endRow, x, std::min(kTile<K>, out.cols - x));
     });
     return out;
 }

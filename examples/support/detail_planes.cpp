@@ -20,7 +20,8 @@ int radiusOf(Scale scale, const cv::Mat& Y) {
     return std::max(1, static_cast<int>(std::lround(meanSide * kSmallRadiusOfSide))) << 2 * scale;
 }
 
-/// How far a filter of that radius may reduce its plane: the window keeps a radius of 4 pixels or more.
+/// How far a filter of that radius may reduce its plane. At an edge the models of neighbouring cells mix, one of whose
+/// windows in 2 r + 1 misses what lies across: a radius of 16 pixels or more keeps that below what an eye can see.
 int reductionFor(int radius) {
     constexpr int kLeastRadius = 16;
     int n = 1;

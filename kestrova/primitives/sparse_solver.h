@@ -11,15 +11,15 @@
 /// the outcome:
 ///
 ///      0  done
-///     -1  the arguments are refused: a null pointer, n or nrhs < 1, a matrix type other than 2, a malformed pattern,
-///         a phase out of order
+///     -1  the arguments are refused: a null `a`, `ia`, `ja`, `b` or `x`, n or nrhs < 1, a matrix type other than 2, a
+///         malformed pattern, a phase out of order
 ///     -2  there is not enough memory
 ///     -4  the factorisation met a value that is not finite or a pivot that is not positive, or the solution is not
 ///         finite or its refinement gains nothing: the matrix is singular to its precision
 ///
 /// Phase 33 solves for `nrhs` right-hand sides, one after another in `b`, and refines each by at most iparm[7] steps
-/// with residuals in double; iparm[6] receives how many were taken. The solutions go to `b` if iparm[5] is 1, else to
-/// `x`; nothing is written unless all are found. iparm[27] must be 1, single precision; maxfct and mnum must be 1.
+/// with residuals in double; iparm[6] receives how many the last took. The solutions go to `b` if iparm[5] is 1, else
+/// to `x`; nothing is written unless all are found. iparm[27] must be 1, single precision; maxfct and mnum must be 1.
 /// `perm` and `msglvl` and the rest of `iparm` are not looked at. Any number of threads gives the same bits.
 void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, const int* phase, const int* n,
              const float* a, const int* ia, const int* ja, const int* perm, const int* nrhs, int* iparm,

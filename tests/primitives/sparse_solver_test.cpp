@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -56,8 +57,8 @@ std::vector<float> solved(const SparseSystem& system, std::vector<float> b) {
 }
 
 /// The refined solution is right to its rounding to float; the reference's own error in double does not show.
-void expectDenseSolution(const SparseSystem& system, const char* what, std::uint32_t seed = 7) {
-    const std::vector<float> b = randomVector(system.n, seed);
+void expectDenseSolution(const SparseSystem& system, const std::string& what) {
+    const std::vector<float> b = randomVector(system.n, 7);
     const std::vector<double> expected = denseSolve(system, b);
     ASSERT_EQ(expected.size(), b.size()) << what;
     const std::vector<float> x = solved(system, b);
@@ -108,15 +109,14 @@ TEST(SparseSolver, SolvesSmallGridsLikeADenseSolver) {
                         {8, 8},
                         {13, 19},
                         {25, 16}}) {
-        const std::string name = std::to_string(w) + "x" + std::to_string(h);
-        expectDenseSolution(gridSystem(w, h, 0.01f, 100.0f, 3), name.c_str());
+        expectDenseSolution(gridSystem(w, h, 0.01f, 100.0f, 3), std::to_string(w) + "x" + std::to_string(h));
     }
 }
 
 TEST(SparseSolver, SolvesRandomMatricesThatAreNoGrid) {
     for (int n : {1, 2, 3, 10, 50, 150}) {
         for (double perRow : {0.0, 0.5, 2.0, 6.0}) {
-            expectDenseSolution(randomSystem(n, perRow, static_cast<std::uint32_t>(n)), std::to_string(n).c_str());
+            expectDenseSolution(randomSystem(n, perRow, static_cast<std::uint32_t>(n)), std::to_string(n));
         }
     }
     expectDenseSolution(randomSystem(90, 90.0, 5), "dense");

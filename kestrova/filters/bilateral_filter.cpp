@@ -78,7 +78,7 @@ Span guideSpan(const cv::Mat& guide) {
     if (guide.depth() == CV_16U) return spanOf<ushort>(guide);
     Span span{};
     cv::minMaxIdx(guide, &span.min, &span.max);
-    if (!(span.min >= INT_MIN && span.max <= INT_MAX))
+    if (!(span.min >= INT_MIN && span.min <= span.max && span.max <= INT_MAX))
         fail("ERROR - bool BilateralFilter::proc - edge is not finite or beyond int");
     return span;
 }

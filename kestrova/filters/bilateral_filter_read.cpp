@@ -10,8 +10,9 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
-/// The way out of the grid: trilinear interpolation. The value of a cell stands side by side with those of its
-/// neighbours in x and y, so that a pixel finds the eight it lies between in one place.
+/// The way out of the grid: trilinear interpolation. For two rows of the grid at a time, the value of a cell is put
+/// side by side with those of its neighbours in x and y and with the way from each to the next along z, so that a pixel
+/// finds all that it lies between in one place.
 
 // Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
 #pragma GCC diagnostic ignored "-Wpsabi"
@@ -31,6 +32,9 @@ struct Position {
     }
 };
 
+/// Floats of a cell in the list of corners.
+constexpr int kCorner = 8;
+
 /// So many pixels at a time are worked on: what stands between the steps stays in the first-level cache.
 constexpr int kBlock = 256;
 
@@ -40,23 +44,26 @@ KESTROVA_KERNEL void splitDepths(const float* __restrict depths, const int* __re
                                  int* __restrict corners, float* __restrict fractions) noexcept {
     for (int x = 0; x < n; ++x) {
         const int nearest = roundClamped(depths[x], 255);
-        corners[x] = columns[x] + 4 * nearest;
+        corners[x] = columns[x] + kCorner * nearest;
         fractions[x] = depths[x] - static_cast<float>(nearest);
     }
 }
 
+/// The values of cells i, i to the right, and both below, then the differences from them to those next along z.
 KESTROVA_KERNEL void gatherCorners(const float* __restrict upper, const float* __restrict lower, std::ptrdiff_t right,
                                    std::ptrdiff_t n, float* __restrict corners) noexcept {
     for (std::ptrdiff_t i = 0; i < n; ++i) {
-        corners[4 * i] = upper[i];
-        corners[4 * i + 1] = upper[i + right];
-        corners[4 * i + 2] = lower[i];
-        corners[4 * i + 3] = lower[i + right];
+        corners[kCorner * i] = upper[i];
+        corners[kCorner * i + 1] = upper[i + right];
+        corners[kCorner * i + 2] = lower[i];
+        corners[kCorner * i + 3] = lower[i + right];
+        corners[kCorner * i + 4] = upper[i + 1] - upper[i];
+        corners[kCorner * i + 5] = upper[i + 1 + right] - upper[i + right];
+        corners[kCorner * i + 6] = lower[i + 1] - lower[i];
+        corners[kCorner * i + 7] = lower[i + 1 + right] - lower[i + right];
     }
 }
 
-/// The four corners of a cell, and those of two cells side by side.
-typedef float Corners __attribute__((vector_size(16)));
 typedef float Lanes __attribute__((vector_size(32)));
 constexpr int kLanes = 8;
 
@@ -66,15 +73,8 @@ inline Lanes load(const float* p) {
     return lanes;
 }
 
-inline Lanes loadPair(const float* p, const float* q) {
-    Corners a, b;
-    std::memcpy(&a, p, sizeof a);
-    std::memcpy(&b, q, sizeof b);
-    return __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7);
-}
-
-/// Interpolates between the eight values around each of `n` pixels, a multiple of `kLanes`: the corners at `at` and
-/// those next to them along z; pixels j and j + 4 share a register until the corners of all stand in line.
+/// Interpolates between the eight values around each of `n` pixels, a multiple of `kLanes`, whose corners stand at
+/// `at`. Pixels j and j + 4 share a register until each corner of all pixels has one of its own.
 KESTROVA_KERNEL void interpolate(const float* corners, const int* at, const float* fx, float fy, const float* fz,
                                  float* out, int n) noexcept {
     for (int x = 0; x < n; x += kLanes) {
@@ -85,10 +85,10 @@ KESTROVA_KERNEL void interpolate(const float* corners, const int* at, const floa
                              __builtin_shufflevector(z, z, 3, 3, 3, 3, 7, 7, 7, 7)};
         Lanes c[4];
         for (int j = 0; j < 4; ++j) {
-            const float* p = corners + at[x + j];
-            const float* q = corners + at[x + j + 4];
-            const Lanes near = loadPair(p, q), far = loadPair(p + 4, q + 4);
-            c[j] = near + (far - near) * zs[j];
+            const Lanes p = load(corners + at[x + j]), q = load(corners + at[x + j + 4]);
+            const Lanes near = __builtin_shufflevector(p, q, 0, 1, 2, 3, 8, 9, 10, 11);
+            const Lanes difference = __builtin_shufflevector(p, q, 4, 5, 6, 7, 12, 13, 14, 15);
+            c[j] = near + difference * zs[j];
         }
         const Lanes t0 = __builtin_shufflevector(c[0], c[1], 0, 8, 1, 9, 4, 12, 5, 13);
         const Lanes t1 = __builtin_shufflevector(c[2], c[3], 0, 8, 1, 9, 4, 12, 5, 13);
@@ -148,7 +148,7 @@ void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     std::vector<std::ptrdiff_t> blockColumn(blocks);
     for (std::size_t x = 0; x < width; ++x) {
         const Position position(static_cast<int>(x), m_sampling, m_padXY, m_gridW);
-        const std::ptrdiff_t column = 4 * std::ptrdiff_t{m_gridZ} * position.cell;
+        const std::ptrdiff_t column = kCorner * std::ptrdiff_t{m_gridZ} * position.cell;
         if (x % kBlock == 0) blockColumn[x / kBlock] = column;
         columns[x] = static_cast<int>(column - blockColumn[x / kBlock]);
         fx[x] = position.fraction;
@@ -158,7 +158,7 @@ void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
     for (Scratch& scratch : scratches) {
         scratch.depths.create(1, m_width, CV_32F);
-        scratch.corners.resize(4 * static_cast<std::size_t>(rowCells));
+        scratch.corners.resize(kCorner * static_cast<std::size_t>(rowCells));
     }
     parallelStrips(strips, m_height, [&](int first, int end, int strip) noexcept {
         Scratch& scratch = scratches[static_cast<std::size_t>(strip)];

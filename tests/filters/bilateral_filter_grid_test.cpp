@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
 #include "tests/filters/bilateral_reference.h"
+#include "tests/support/failures.h"
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
 
@@ -211,6 +213,19 @@ TEST(BilateralFilterTest, AGuideMayBeOfAnyDepth) {
     for (int depth : {CV_8S, CV_16S, CV_32S, CV_32F, CV_64F})
         expectFiltered(plane, randomPlane(50, 61, depth, -90.7, 110.9, 6), 5, 9);
     expectFiltered(plane, randomPlane(50, 61, CV_32F, 0.5, 20.7, 6), 5, 2);
+}
+
+TEST(BilateralFilterTest, GuideValuesThatAreNotNumbersDoNoHarm) {
+    const cv::Mat plane = scene(50, 61, CV_16UC1, 0.1);
+    cv::Mat guide = randomPlane(50, 61, CV_32FC1, 0, 100, 6);
+    for (int y = 0; y < 50; y += 3) guide.at<float>(y, (7 * y) % 61) = std::numeric_limits<float>::quiet_NaN();
+    const cv::Mat result = filtered(plane, guide, 5, 9);
+    for (int y = 0; y < 50; y += 3) EXPECT_EQ(result.at<ushort>(y, (7 * y) % 61), 0);
+    cv::Mat inOut = plane.clone();
+    guide.setTo(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_FAILURE(BilateralFilter().proc(guide, inOut, 5, 9, nullptr),
+                   "ERROR - bool BilateralFilter::proc - edge is not finite or beyond int");
+    EXPECT_TRUE(samePixels(plane, inOut));
 }
 
 TEST(BilateralFilterTest, AConstantGuideUsesOneLayer) {

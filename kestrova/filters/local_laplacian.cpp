@@ -54,31 +54,41 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
     constexpr int K = References::kCount;
     const int planes = std::min(levels, levelsOf(in.size())), top = planes - 1;
     const RemappedPlane<K> remappedIn = remapped<References>(in, remap);
-    std::vector<cv::Mat> gaussian(planes);
-    std::vector<StoredPlane<K>> pyramid(planes);
+    std::vector<cv::Mat> gaussian(planes), result(planes);
+    std::vector<StoredPlane<K>> pyramid(planes);  // from level 2 on
+    PairPlane chosen;                             // of level 1
     gaussian[0] = in;
     for (int l = 1; l < planes; ++l) {
         cv::pyrDown(gaussian[l - 1], gaussian[l]);
-        pyramid[l] = l == 1 ? reduced(remappedIn) : reduced(pyramid[l - 1]);
+        const cv::Size size = gaussian[l].size();
+        result[l].create(size, CV_16UC1);
+        if (l == 1)
+            chosen = {size.width, std::unique_ptr<ushort[]>(new ushort[2 * gaussian[l].total()])};
+        else
+            pyramid[l] = {size.height, size.width};
     }
+    const bool bFits = out.rows == in.rows && out.cols == in.cols && out.type() == in.type();
+    const bool bDirect = bFits && !overlap(in, out);
+    result[0] = bDirect ? out : cv::Mat(in.size(), CV_16UC1);
 
-    cv::Mat result;
-    const auto collapse = [&](int l, const auto& remappedLevel, cv::Mat finer) {
-        if (l < top) {
-            collapseLevel<References>(gaussian[l], remappedLevel, pyramid[l + 1], result, finer);
-        } else {
-            collapseTop<References>(gaussian[l], remappedLevel, finer);
-            if (levels > planes) collapseSinglePixels<References>(gaussian[l], levels - planes, finer);
-        }
-        result = finer;
-    };
-    for (int l = top; l > 0; --l) collapse(l, pyramid[l], cv::Mat(gaussian[l].size(), CV_16UC1));
-
-    out.create(in.rows, in.cols, CV_16UC1);
-    const bool bInPlace = in.data == out.data && in.step == out.step;
-    const bool bDirect = bInPlace || !overlap(in, out);
-    collapse(0, remappedIn, bDirect ? out : cv::Mat(in.size(), CV_16UC1));
-    if (!bDirect) result.copyTo(out);
+    if (top == 0) {
+        coarsestCoefficients<References>(in, remappedIn, result[0]);
+    } else {
+        finestLevels<References>(remappedIn, gaussian[1], result[0], chosen, pyramid[std::min(2, top)]);
+        for (int l = 3; l <= top; ++l) reduce(pyramid[l - 1], pyramid[l]);
+        if (top > 1) coefficients<References>(gaussian[1], chosen, pyramid[2], result[1]);
+        for (int l = 2; l < top; ++l) coefficients<References>(gaussian[l], pyramid[l], pyramid[l + 1], result[l]);
+        if (top == 1)
+            coarsestCoefficients<References>(gaussian[1], chosen, result[1]);
+        else
+            coarsestCoefficients<References>(gaussian[top], pyramid[top], result[top]);
+    }
+    if (levels > planes) collapseSinglePixels<References>(gaussian[top], levels - planes, result[top]);
+    for (int l = top - 1; l >= 0; --l) addEnlarged(result[l + 1], result[l]);
+    if (bFits && !bDirect)
+        result[0].copyTo(out);
+    else
+        out = result[0];
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ public:
     ///
     /// K = 10, 16 or 24 references: the more, the closer to the exact filter for a small |alpha|, at a cost in
     /// proportion. The references should lie no further apart than |alpha| * 32768 or so: K = 10 serves |alpha| from
-    /// 0.2 up, K = 24 from 0.08. The work planes take some 2/3 K + 2 bytes a pixel.
+    /// 0.2 up, K = 24 from 0.08. The work planes take some K / 6 + 3 bytes a pixel.
     ///
     /// Throws, before `out` is touched,
     ///     "ERROR - LocalLaplacian::proc - in.type()!=CV_16UC1",

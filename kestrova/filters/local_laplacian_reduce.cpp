@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <opencv2/core.hpp>
 
@@ -121,14 +120,9 @@ void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int
 }
 
 template <int K, class Plane>
-StoredPlane<K> reducedPlane(const Plane& plane) {
-    StoredPlane<K> out((plane.rows + 1) / 2, (plane.cols + 1) / 2);
-    const int cost = out.cols > INT_MAX / K ? INT_MAX : out.cols * K;
-    parallelStrips(stripCount(out.rows, cost), out.rows, [&](int firstRow, int endRow, int) noexcept {
-        for (int x = 0; x < out.cols; x += kTile<K>)
-            reduceTile<K>(plane, out, firstRow, endRow, x, std::min(kTile<K>, out.cols - x));
-    });
-    return out;
+void reduceTiles(const Plane& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
+    for (int x = 0; x < coarser.cols; x += kTile<K>)
+        reduceTile<K>(plane, coarser, first, end, x, std::min(kTile<K>, coarser.cols - x));
 }
 
 }  // namespace
@@ -151,20 +145,26 @@ RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort*
 }
 
 template <int K>
-StoredPlane<K> reduced(const RemappedPlane<K>& plane) {
-    return reducedPlane<K>(plane);
+void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
+    reduceTiles<K>(plane, coarser, first, end);
 }
 template <int K>
-StoredPlane<K> reduced(const StoredPlane<K>& plane) {
-    return reducedPlane<K>(plane);
+void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
+    reduceTiles<K>(plane, coarser, first, end);
 }
 
-template RemappedPlane<10> remapped<TenReferences>(const cv::Mat&, const ushort*);
-template RemappedPlane<16> remapped<SixteenReferences>(const cv::Mat&, const ushort*);
-template RemappedPlane<24> remapped<TwentyFourReferences>(const cv::Mat&, const ushort*);
-template StoredPlane<10> reduced(const RemappedPlane<10>&);
-template StoredPlane<16> reduced(const RemappedPlane<16>&);
-template StoredPlane<24> reduced(const RemappedPlane<24>&);
-template StoredPlane<10> reduced(const StoredPlane<10>&);
-template StoredPlane<16> reduced(const StoredPlane<16>&);
-template StoredPlane<24> reduced(const StoredPlane<24>&);
+template <int K>
+void reduce(const StoredPlane<K>& plane, const StoredPlane<K>& coarser) {
+    parallelStrips(stripCount(coarser.rows, costOf(coarser.cols, K)), coarser.rows,
+                   [&](int first, int end, int) noexcept { reduceTiles<K>(plane, coarser, first, end); });
+}
+
+#define KESTROVA_INSTANTIATE(References, K)                                                      \
+    template RemappedPlane<K> remapped<References>(const cv::Mat&, const ushort*);               \
+    template void reduceRows(const RemappedPlane<K>&, const StoredPlane<K>&, int, int) noexcept; \
+    template void reduceRows(const StoredPlane<K>&, const StoredPlane<K>&, int, int) noexcept;   \
+    template void reduce(const StoredPlane<K>&, const StoredPlane<K>&);
+KESTROVA_INSTANTIATE(TenReferences, 10)
+KESTROVA_INSTANTIATE(SixteenReferences, 16)
+KESTROVA_INSTANTIATE(TwentyFourReferences, 24)
+#undef KESTROVA_INSTANTIATE

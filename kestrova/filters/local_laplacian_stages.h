@@ -2,13 +2,15 @@
 
 #include <opencv2/core.hpp>
 
+#include <climits>
 #include <cstddef>
 #include <memory>
 
 /// The stages of the local Laplacian filter. Internal.
 ///
 /// A pixel of the remapped pyramid has K channels, one for each reference, stored side by side. The remapped picture
-/// itself is never formed: a pixel of it depends on the picture's value alone, and is an entry of a table.
+/// itself is never formed: a pixel of it depends on the picture's value alone, and is an entry of a table. The level
+/// below it passes by in bands of rows, and only what is chosen from it is kept; levels from 2 on are stored.
 
 /// K references g_k = k * kStep.
 struct TenReferences {
@@ -28,6 +30,9 @@ struct TwentyFourReferences {
 template <int K>
 constexpr int kLanes = (K + 7) / 8 * 8;
 
+/// The work of a row, to share it out by.
+inline int costOf(int cols, int channels) { return cols > INT_MAX / channels ? INT_MAX : cols * channels; }
+
 /// A row of a stored plane: the address of a pixel's channels.
 template <int K>
 struct StoredRow {
@@ -45,17 +50,19 @@ struct RemappedRow {
     }
 };
 
-/// A plane of K channels, rows without gaps.
+/// A plane of K channels, rows without gaps, or a band of its rows.
 template <int K>
 struct StoredPlane {
     StoredPlane() = default;
-    StoredPlane(int rows, int cols)
-        : rows(rows), cols(cols), pixels(new ushort[std::size_t(rows) * std::size_t(cols) * K + kLanes<K>]) {}
+    StoredPlane(int rows, int cols, int bandRows)
+        : rows(rows), cols(cols), pixels(new ushort[std::size_t(bandRows) * std::size_t(cols) * K + kLanes<K>]) {}
+    StoredPlane(int rows, int cols) : StoredPlane(rows, cols, rows) {}
 
     StoredRow<K> row(int y) const { return {at(y)}; }
-    ushort* at(int y) const { return pixels.get() + static_cast<std::ptrdiff_t>(y) * cols * K; }
+    ushort* at(int y) const { return pixels.get() + static_cast<std::ptrdiff_t>(y - first) * cols * K; }
 
-    int rows = 0, cols = 0;
+    int rows = 0, cols = 0;  ///< of the whole plane
+    int first = 0;           ///< the row that the band begins at
     std::unique_ptr<ushort[]> pixels;
 };
 
@@ -74,11 +81,15 @@ struct RemappedPlane {
 template <class References>
 RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort* remap);
 
-/// The next coarser level, the same bits as `cv::pyrDown`.
+/// Rows [first, end) of the next coarser level, the same bits as `cv::pyrDown`.
 template <int K>
-StoredPlane<K> reduced(const RemappedPlane<K>& plane);
+void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept;
 template <int K>
-StoredPlane<K> reduced(const StoredPlane<K>& plane);
+void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept;
+
+/// All of its rows.
+template <int K>
+void reduce(const StoredPlane<K>& plane, const StoredPlane<K>& coarser);
 
 /// What is chosen at a Gaussian value: the channels `index` and `index` + 1, and the part of the latter.
 struct Choice {
@@ -99,12 +110,33 @@ inline ushort interpolated(int low, int high, float part) {
         static_cast<int>((1.0f - part) * static_cast<float>(low) + part * static_cast<float>(high)));
 }
 
-/// The coarsest level of the output: the remapped values chosen by the Gaussian level `g`. `result` has its size.
-template <class References, class Plane>
-void collapseTop(const cv::Mat& g, const Plane& remapped, cv::Mat& result);
+/// The channels chosen at each pixel of a plane, two side by side.
+struct PairPlane {
+    struct Row {
+        const ushort* pairs;
+    };
+    Row row(int y) const { return {at(y)}; }
+    ushort* at(int y) const { return pixels.get() + static_cast<std::ptrdiff_t>(y) * cols * 2; }
 
-/// A finer level of the output: the chosen Laplacian coefficients, remapped less coarser remapped, on top of the
-/// coarser level of the output. `result` has the size of `g`, and may be `g`. Enlarges as `cv::pyrUp` does.
+    int cols = 0;
+    std::unique_ptr<ushort[]> pixels;
+};
+
+/// From the remapped picture alone, its next level passing by in bands: the finest coefficients of the output, what is
+/// chosen from the next level by `half`, the Gaussian level 1, and, unless `quarter` has no rows, remapped level 2.
+template <class References>
+void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::Mat& half, cv::Mat& coefficients,
+                  const PairPlane& chosen, const StoredPlane<References::kCount>& quarter);
+
+/// The coefficients of the output at a level: remapped values less enlarged coarser ones (as `cv::pyrUp` enlarges),
+/// chosen and interpolated by the Gaussian level `g`. `Plane` is a `StoredPlane` or a `PairPlane`.
 template <class References, class Plane>
-void collapseLevel(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
-                   const cv::Mat& coarserResult, cv::Mat& result);
+void coefficients(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
+                  cv::Mat& out);
+
+/// The same at the coarsest level, where the remapped values themselves are the coefficients.
+template <class References, class Plane>
+void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out);
+
+/// A level of the output in place of its coefficients: these on top of the enlarged coarser level of the output.
+void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut);

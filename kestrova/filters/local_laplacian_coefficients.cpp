@@ -1,0 +1,269 @@
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "kestrova/filters/local_laplacian_stages.h"
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace {
+
+constexpr int kBias = 32767;  // zero of a Laplacian level
+constexpr int kTile =
+    1024;  // columns at a time: their sums stay in the caches, and rows are long enough to be fetched ahead
+
+// What the pixels of a tile are interpolated from: the chosen channel and the next one, side by side.
+struct Pairs {
+    alignas(64) int index[kTile];
+    alignas(64) float part[kTile];
+    alignas(64) ushort taken[2 * kTile];
+    alignas(64) int raised[2 * kTile];
+};
+
+template <class References>
+KESTROVA_KERNEL void choose(const ushort* g, int n, int* __restrict index, float* __restrict part) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const Choice choice = choiceAt<References>(g[x]);
+        index[x] = choice.index;
+        part[x] = choice.part;
+    }
+}
+
+template <class Row>
+void take(Row pixel, std::ptrdiff_t first, int n, const int* index, ushort* pairs) noexcept {
+    for (int x = 0; x < n; ++x) std::memcpy(pairs + 2 * x, pixel(first + x) + index[x], 2 * sizeof(ushort));
+}
+
+void take(PairPlane::Row row, std::ptrdiff_t first, int n, const int*, ushort* pairs) noexcept {
+    std::copy_n(row.pairs + 2 * first, 2 * n, pairs);
+}
+
+// The Gaussian taps 1 6 1 or 4 4 down the columns.
+KESTROVA_KERNEL void raiseEvenRow(const ushort* above, const ushort* here, const ushort* below, int* __restrict sums,
+                                  int n) noexcept {
+    for (int i = 0; i < n; ++i) sums[i] = above[i] + 6 * here[i] + below[i];
+}
+KESTROVA_KERNEL void raiseOddRow(const ushort* here, const ushort* below, int* __restrict sums, int n) noexcept {
+    for (int i = 0; i < n; ++i) sums[i] = 4 * (here[i] + below[i]);
+}
+
+// Two sums side by side in one integer; those of an enlarging are far from 32 bits, so that nothing is carried over.
+std::uint64_t sumPair(const int* p) {
+    std::uint64_t pair;
+    std::memcpy(&pair, p, sizeof pair);
+    return pair;
+}
+constexpr std::uint64_t inBoth(std::uint64_t v) { return v << 32 | v; }
+
+// The same along a row of sums of K channels, for the pairs alone. `sums` begins at the tile's first column.
+template <int K>
+void raisePairs(const int* sums, int n, const int* index, int* raised) noexcept {
+    for (int x = 0; x < n; x += 2, sums += K) {
+        const int* const p = sums + index[x];
+        const std::uint64_t even =
+            (sumPair(p - K) + 6 * sumPair(p) + sumPair(p + K) + inBoth(32)) >> 6 & inBoth(0xffff);
+        std::memcpy(raised + 2 * x, &even, sizeof even);
+        if (x + 1 == n) break;
+        const int* const q = sums + index[x + 1];
+        const std::uint64_t odd = (4 * (sumPair(q) + sumPair(q + K)) + inBoth(32)) >> 6 & inBoth(0xffff);
+        std::memcpy(raised + 2 * x + 2, &odd, sizeof odd);
+    }
+}
+
+// The same for one channel; writes an even number of columns.
+KESTROVA_KERNEL void raise(const int* sums, int n, int* __restrict raised) noexcept {
+    for (int c = 0; c < (n + 1) / 2; ++c) {
+        raised[2 * c] = (sums[c - 1] + 6 * sums[c] + sums[c + 1] + 32) >> 6;
+        raised[2 * c + 1] = (4 * (sums[c] + sums[c + 1]) + 32) >> 6;
+    }
+}
+
+KESTROVA_KERNEL void interpolate(const Pairs& pairs, int n, ushort* __restrict out) noexcept {
+    for (int x = 0; x < n; ++x) out[x] = interpolated(pairs.taken[2 * x], pairs.taken[2 * x + 1], pairs.part[x]);
+}
+
+KESTROVA_KERNEL void interpolateDifferences(const Pairs& pairs, int n, ushort* __restrict out) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const int low = clamp16(pairs.taken[2 * x] - pairs.raised[2 * x] + kBias);
+        const int high = clamp16(pairs.taken[2 * x + 1] - pairs.raised[2 * x + 1] + kBias);
+        out[x] = interpolated(low, high, pairs.part[x]);
+    }
+}
+
+template <class Raised>
+KESTROVA_KERNEL void addRow(const Raised* raised, int n, ushort* __restrict inOut) noexcept {
+    for (int x = 0; x < n; ++x) inOut[x] = clamp16(inOut[x] + raised[x] - kBias);
+}
+
+// Sums down the columns for row `y` of twice as many, over `n` columns of K channels from column `first` on, which may
+// lie one before the plane and reach one beyond: the first row and column are mirrored, the last ones repeated.
+template <int K, class At>
+void sumDown(const At& at, int rows, int cols, int y, int first, int n, int* sums) noexcept {
+    const int here = y / 2, below = std::min(here + 1, rows - 1);
+    const int above = here > 0 ? here - 1 : std::min(1, rows - 1);
+    const int inner = std::max(first, 0), innerEnd = std::min(first + n, cols);
+    const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(inner) * K;
+    int* const out = sums + (inner - first) * K;
+    const int length = (innerEnd - inner) * K;
+    if (y % 2 == 0)
+        raiseEvenRow(at(above) + start, at(here) + start, at(below) + start, out, length);
+    else
+        raiseOddRow(at(here) + start, at(below) + start, out, length);
+    if (first < 0) std::copy_n(cols > 1 ? out + K : out, K, sums);
+    if (innerEnd < first + n) std::copy_n(out + length - K, K, out + length);
+}
+
+// Where the rows are odd in number, `cv::pyrUp` makes the last one by taps that depend on its vector width. It is
+// asked for that row itself; the last two rows of the source are all that it looks at.
+struct LastRow {
+    template <class At>
+    LastRow(const At& at, int rows, int cols, int channels, int outRows, int outCols) {
+        if (outRows % 2 == 0 || outRows == 1) return;
+        const std::size_t step = static_cast<std::size_t>(at(rows - 1) - at(rows - 2)) * sizeof(ushort);
+        const cv::Mat source(2, cols, CV_16UC(channels), const_cast<ushort*>(at(rows - 2)), step);
+        cv::pyrUp(source, three, {outCols, 3});
+    }
+    const ushort* pixels() const { return three.empty() ? nullptr : three.ptr<ushort>(2); }
+    cv::Mat three;
+};
+
+template <class References, class Plane>
+void coefficientRows(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
+                     const LastRow& last, cv::Mat& out, int firstRow, int endRow) noexcept {
+    constexpr int K = References::kCount;
+    const auto at = [&](int y) noexcept { return coarser.at(y); };
+    Pairs pairs;
+    alignas(64) int sums[(kTile / 2 + 2) * K];
+    for (int x = 0; x < g.cols; x += kTile) {
+        const int n = std::min(kTile, g.cols - x);
+        for (int y = firstRow; y < endRow; ++y) {
+            choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
+            take(remapped.row(y), x, n, pairs.index, pairs.taken);
+            if (y == g.rows - 1 && last.pixels()) {
+                ushort raised[2 * kTile];
+                take(StoredRow<K>{last.pixels()}, x, n, pairs.index, raised);
+                std::copy_n(raised, 2 * n, pairs.raised);
+            } else {
+                sumDown<K>(at, coarser.rows, coarser.cols, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
+                raisePairs<K>(sums + K, n, pairs.index, pairs.raised);
+            }
+            interpolateDifferences(pairs, n, out.ptr<ushort>(y) + x);
+        }
+    }
+}
+
+template <class References>
+void chooseRow(const ushort* g, StoredRow<References::kCount> row, int cols, ushort* chosen) noexcept {
+    int index[kTile];
+    float part[kTile];
+    for (int x = 0; x < cols; x += kTile) {
+        const int n = std::min(kTile, cols - x);
+        choose<References>(g + x, n, index, part);
+        take(row, x, n, index, chosen + 2 * static_cast<std::ptrdiff_t>(x));
+    }
+}
+
+// Bands of level 1, and the rows around them that the coefficients and the reduction look at.
+constexpr int kBandRows = 32, kMargin = 2;
+
+template <int K>
+LastRow lastRowOf(const StoredPlane<K>& plane, int outRows, int outCols) {
+    return {[&](int y) { return plane.at(y); }, plane.rows, plane.cols, K, outRows, outCols};
+}
+
+}  // namespace
+
+template <class References>
+void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::Mat& half, cv::Mat& coefficients,
+                  const PairPlane& chosen, const StoredPlane<References::kCount>& quarter) {
+    constexpr int K = References::kCount;
+    const int rows = half.rows, cols = half.cols, strips = stripCount(rows, costOf(cols, K));
+    std::vector<StoredPlane<K>> bands;
+    for (int s = 0; s < strips; ++s) bands.emplace_back(rows, cols, std::min(kBandRows + 2 * kMargin, rows));
+
+    // What the last row of the coefficients is enlarged from is computed ahead.
+    bands[0].first = std::max(rows - 2, 0);
+    reduceRows(remapped, bands[0], bands[0].first, rows);
+    const LastRow last = lastRowOf(bands[0], remapped.rows, remapped.cols);
+
+    parallelStrips(strips, rows, [&](int firstRow, int endRow, int s) noexcept {
+        StoredPlane<K>& band = bands[s];
+        int ready = std::max(firstRow - kMargin, 0);  // the end of the rows in the band
+        band.first = ready;
+        for (int y = firstRow; y < endRow; y += kBandRows) {
+            const int end = std::min(y + kBandRows, endRow), bandEnd = std::min(end + kMargin, rows);
+            const int kept = std::max(y - kMargin, 0);
+            std::copy(band.at(kept), band.at(ready), band.pixels.get());
+            band.first = kept;
+            reduceRows(remapped, band, ready, bandEnd);
+            ready = bandEnd;
+
+            coefficientRows<References>(remapped.picture, remapped, band, last, coefficients, 2 * y,
+                                        std::min(2 * end, remapped.rows));
+            for (int r = y; r < end; ++r) chooseRow<References>(half.ptr<ushort>(r), band.row(r), cols, chosen.at(r));
+            if (quarter.rows > 0) reduceRows(band, quarter, (y + 1) / 2, (end + 1) / 2);
+        }
+    });
+}
+
+template <class References, class Plane>
+void coefficients(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
+                  cv::Mat& out) {
+    const LastRow last = lastRowOf(coarser, g.rows, g.cols);
+    parallelStrips(stripCount(g.rows, costOf(g.cols, 4)), g.rows, [&](int first, int end, int) noexcept {
+        coefficientRows<References>(g, remapped, coarser, last, out, first, end);
+    });
+}
+
+template <class References, class Plane>
+void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out) {
+    parallelRows(g.rows, g.cols, [&](int y) noexcept {
+        Pairs pairs;
+        for (int x = 0; x < g.cols; x += kTile) {
+            const int n = std::min(kTile, g.cols - x);
+            choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
+            take(remapped.row(y), x, n, pairs.index, pairs.taken);
+            interpolate(pairs, n, out.ptr<ushort>(y) + x);
+        }
+    });
+}
+
+void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut) {
+    const int rows = coarserResult.rows, cols = coarserResult.cols;
+    const auto at = [&](int y) noexcept { return coarserResult.ptr<ushort>(y); };
+    const LastRow last(at, rows, cols, 1, inOut.rows, inOut.cols);
+    parallelRows(inOut.rows, inOut.cols, [&](int y) noexcept {
+        alignas(64) int sums[kTile / 2 + 2], raised[kTile];
+        for (int x = 0; x < inOut.cols; x += kTile) {
+            const int n = std::min(kTile, inOut.cols - x);
+            ushort* const out = inOut.ptr<ushort>(y) + x;
+            if (y == inOut.rows - 1 && last.pixels()) {
+                addRow(last.pixels() + x, n, out);
+            } else {
+                sumDown<1>(at, rows, cols, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
+                raise(sums + 1, n, raised);
+                addRow(raised, n, out);
+            }
+        }
+    });
+}
+
+#define KESTROVA_INSTANTIATE(References)                                                                             \
+    template void finestLevels<References>(const RemappedPlane<References::kCount>&, const cv::Mat&, cv::Mat&,       \
+                                           const PairPlane&, const StoredPlane<References::kCount>&);                \
+    template void coefficients<References>(const cv::Mat&, const PairPlane&, const StoredPlane<References::kCount>&, \
+                                           cv::Mat&);                                                                \
+    template void coefficients<References>(const cv::Mat&, const StoredPlane<References::kCount>&,                   \
+                                           const StoredPlane<References::kCount>&, cv::Mat&);                        \
+    template void coarsestCoefficients<References>(const cv::Mat&, const RemappedPlane<References::kCount>&,         \
+                                                   cv::Mat&);                                                        \
+    template void coarsestCoefficients<References>(const cv::Mat&, const PairPlane&, cv::Mat&);                      \
+    template void coarsestCoefficients<References>(const cv::Mat&, const StoredPlane<References::kCount>&, cv::Mat&);
+KESTROVA_INSTANTIATE(TenReferences)
+KESTROVA_INSTANTIATE(SixteenReferences)
+KESTROVA_INSTANTIATE(TwentyFourReferences)
+#undef KESTROVA_INSTANTIATE

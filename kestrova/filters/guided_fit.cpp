@@ -1,5 +1,8 @@
 #include "kestrova/filters/guided_fit.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "kestrova/frame/kernel.h"
 #include "kestrova/primitives/invert3.h"
 
@@ -23,15 +26,17 @@ struct Means3 {
     const float *m00, *m11, *m22, *m01, *m02, *m12;
 };
 
+double wide(float v) { return static_cast<double>(v); }
+
 KESTROVA_KERNEL void solveThreeRow(const Means3& means, float eps, float* __restrict a0, float* __restrict a1,
                                    float* __restrict a2, float* __restrict b, int n) noexcept {
     const Means3 m = means;
     for (int x = 0; x < n; ++x) {
         const float m0 = m.m0[x], m1 = m.m1[x], m2 = m.m2[x], mp = m.mp[x];
         const float c0 = m.m0p[x] - m0 * mp, c1 = m.m1p[x] - m1 * mp, c2 = m.m2p[x] - m2 * mp;
-        const double v00 = (m.m00[x] - m0 * m0) + eps, v11 = (m.m11[x] - m1 * m1) + eps,
-                     v22 = (m.m22[x] - m2 * m2) + eps;
-        const double v01 = m.m01[x] - m0 * m1, v02 = m.m02[x] - m0 * m2, v12 = m.m12[x] - m1 * m2;
+        const double v00 = wide((m.m00[x] - m0 * m0) + eps), v11 = wide((m.m11[x] - m1 * m1) + eps),
+                     v22 = wide((m.m22[x] - m2 * m2) + eps);
+        const double v01 = wide(m.m01[x] - m0 * m1), v02 = wide(m.m02[x] - m0 * m2), v12 = wide(m.m12[x] - m1 * m2);
         const Inverse3 inverse(v00, v01, v02, v01, v11, v12, v02, v12, v22);
         const auto d = [&](int row, int column) {
             return inverse.singular ? 0.0f : static_cast<float>(inverse.element(row, column));
@@ -55,9 +60,13 @@ std::vector<Moment> momentsOf(int guides) {
 }  // namespace
 
 GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border)
-    : m_planes(guide), m_r(r), m_eps(eps), m_border(border), m_fitSize(p.size()), m_keptRows(2 * r + 2) {
+    : m_planes(guide),
+      m_r(r),
+      m_eps(eps),
+      m_border(border),
+      m_fitSize(border == BoxBorder::kInside ? p.size() - cv::Size(2 * r, 2 * r) : p.size()),
+      m_keptRows(std::min(2 * r + 2, m_fitSize.height)) {
     m_planes.push_back(p);
-    if (border == BoxBorder::kInside) m_fitSize -= cv::Size(2 * r, 2 * r);
 }
 
 cv::Size GuidedFit::size() const {

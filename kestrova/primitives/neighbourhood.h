@@ -10,7 +10,8 @@
 /// Source and destination do not overlap. Integers: the exact mean rounded to nearest, halves up; a mask has fewer than
 /// 2^32 cells, else -33. Floats: summed in double in an order that does not depend on threads, with an error of at most
 /// 4 B 2^-53, B = max(32, mask height), of the largest sum of |v| under this window and the B above it, before the mean
-/// is rounded to float: nothing drifts over the plane. A value that is not finite reaches only the windows it lies in.
+/// is rounded to float: nothing drifts over the plane, and a mask of one pixel copies. A value that is not finite
+/// reaches only the windows it lies in.
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,
                                IppiSize maskSize, IppiPoint anchor);
 IppStatus ippiFilterBox_16u_C1R(const ushort* src, int srcStep, ushort* dst, int dstStep, IppiSize dstSize,

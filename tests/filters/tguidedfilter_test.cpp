@@ -46,6 +46,11 @@ TEST(TGuidedFilterTest, TheModelHasTheBitsOfTheStepsOnStoredPlanes) {
     }
 }
 
+TEST(TGuidedFilterTest, AWindowMayBeMuchLargerThanThePlane) {
+    const cv::Mat I = unitPlane({33, 17}, 1), p = unitPlane({33, 17}, 2);
+    expectModel(estimate1(I, p, 300, kEps), estimated(I, p, 300));
+}
+
 TEST(TGuidedFilterTest, SumsThatCancelShowTheSameOrder) {
     cv::Mat I = randomPlane(150, 90, CV_32FC1, -1, 1), p = randomPlane(150, 90, CV_32FC1, -1, 1, 2);
     I.setTo(0x1p30, randomPlane(150, 90, CV_8UC1, 0, 3, 7) == 0);
@@ -111,19 +116,23 @@ cv::Vec2d directFit(const cv::Mat& I, const cv::Mat& p, int y, int x, int r, dou
 }
 
 TEST(TGuidedFilterTest, FarFromABrightHalfADarkHalfIsExact) {
-    const int rows = 12000, r = 3;
-    cv::Mat I = unitPlane({24, rows}, 1), p = unitPlane({24, rows}, 2);
-    cv::Mat brightI = I.rowRange(0, rows / 2), brightP = p.rowRange(0, rows / 2);
-    brightI += 30000;
-    brightP += 30000;
-    const TGuidedFilter filter = estimated(I, p, r);
-    for (int y : {rows / 2 + 50, rows - 500, rows - 20}) {
-        cv::Vec2d sum;
-        for (int i = y - r; i <= y + r; ++i)
-            for (int j = 12 - r; j <= 12 + r; ++j) sum += directFit(I, p, i, j, r, kEps);
-        // The means are rounded to float and taken from one another: some 2^-24 over a variance of 1/12.
-        EXPECT_NEAR(filter.m_a0.at<float>(y, 12), sum[0] / 49, 1e-5);
-        EXPECT_NEAR(filter.m_b.at<float>(y, 12), sum[1] / 49, 1e-5);
+    const int length = 12000, r = 3;
+    for (bool transposed : {false, true}) {
+        cv::Mat I = unitPlane({24, length}, 1), p = unitPlane({24, length}, 2);
+        cv::Mat brightI = I.rowRange(0, length / 2), brightP = p.rowRange(0, length / 2);
+        brightI += 30000;
+        brightP += 30000;
+        if (transposed) I = I.t(), p = p.t();
+        const TGuidedFilter filter = estimated(I, p, r);
+        for (int along : {length / 2 + 50, length - 500, length - 20}) {
+            const int y = transposed ? 12 : along, x = transposed ? along : 12;
+            cv::Vec2d sum;
+            for (int i = y - r; i <= y + r; ++i)
+                for (int j = x - r; j <= x + r; ++j) sum += directFit(I, p, i, j, r, kEps);
+            // The means are rounded to float and taken from one another: some 2^-24 over a variance of 1/12.
+            EXPECT_NEAR(filter.m_a0.at<float>(y, x), sum[0] / 49, 1e-5);
+            EXPECT_NEAR(filter.m_b.at<float>(y, x), sum[1] / 49, 1e-5);
+        }
     }
 }
 

@@ -231,6 +231,13 @@ TEST(FilterBoxTest, FarFromABrightHalfADarkHalfIsExact) {
     }
 }
 
+TEST(FilterBoxTest, AMaskOfOnePixelCopies) {
+    const Mask mask{{1, 1}, {0, 0}};
+    const Surrounded src = cancelling({40, 70}, mask);
+    EXPECT_TRUE(samePixels(src.region, filtered(ippiFilterBox_32f_C1R, src, mask)));
+    expectInPlace(ippiFilterBox_32f_C1IR, src, mask, src.region.clone());
+}
+
 TEST(FilterBoxTest, AConstantStaysItself) {
     for (float value : {0.1f, 1.0f / 3.0f, 123456.7f, 1e-30f}) {
         const Mask mask{{11, 7}, {5, 3}};

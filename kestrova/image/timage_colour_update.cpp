@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <vector>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
@@ -85,10 +86,11 @@ void TImage::updateCfromYChange(const TImage& yOld, const TImage& cOld, const TI
     const auto out0 = planeOf<uchar>(cNew, 0), out1 = planeOf<uchar>(cNew, 1);
     const float k255 = k * 255.0f;
     const int strips = stripCount(half.height, half.width);
-    cv::Mat rows(2 * strips, half.width, CV_8UC1);
+    const std::size_t width = static_cast<std::size_t>(half.width);
+    std::vector<uchar> rows(2 * width * static_cast<std::size_t>(strips));
     parallelStrips(strips, half.height, [&](int first, int end, int strip) noexcept {
-        uchar* const a = rows.ptr(2 * strip);
-        uchar* const e = rows.ptr(2 * strip + 1);
+        uchar* const a = rows.data() + 2 * width * static_cast<std::size_t>(strip);
+        uchar* const e = a + width;
         for (int i = first; i < end; ++i) {
             halfRowToTheEnd(before, yOld.m_size, i, a, half.width);
             halfRowToTheEnd(after, yNew.m_size, i, e, half.width);

@@ -387,6 +387,23 @@ TEST(TImageColour, WhiteKeepsItsColourAndLosesTheLastStepOfAlpha) {
     EXPECT_TRUE(samePixels(cv::Mat(4, 4, CV_8UC4, cv::Scalar(255, 255, 255, 254)), bytes.toMat(0)));
 }
 
+// A step of a difference is 1/128 of full scale, and truncation costs at most one; luminance keeps all its bits.
+TEST(TImageColour, SmoothPictureComesBackWithinAStepOfItsDifferences) {
+    cv::Mat rgba(240, 320, CV_16UC4);
+    for (int r = 0; r < rgba.rows; ++r)
+        for (int x = 0; x < rgba.cols; ++x)
+            rgba.at<cv::Vec4w>(r, x) = {static_cast<ushort>(20000 + 60 * x), static_cast<ushort>(30000 + 50 * r),
+                                        static_cast<ushort>(40000 - 40 * x + 30 * r), 50000};
+    Ycm ycm;
+    TImage::rgba16uToYCM(imageOf(TImage::IM_RGBA16U, rgba), ycm.y, ycm.c, ycm.m);
+    TImage out(TImage::IM_RGBA16U, TSize(320, 240));
+    TImage::YCMToRgba16u(ycm.y, ycm.c, ycm.m, out);
+    EXPECT_TRUE(closePixels(rgba, out.toMat(0), 512 + 100));  // 100 for the slope within a block
+    Ycm again;
+    TImage::rgba16uToYCM(out, again.y, again.c, again.m);
+    EXPECT_TRUE(closePixels(ycm.y.toMat(0), again.y.toMat(0), 1));
+}
+
 TEST(TImageColour, DepthsAreConvertedThere) {
     for (const cv::Size& s : testSizes()) {
         cv::Mat bytes = asSubPlane(randomPlane(s.height, s.width, CV_8UC4));

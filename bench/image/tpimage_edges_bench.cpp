@@ -51,8 +51,6 @@ KESTROVA_BENCH(tpimageEdges) {
         benchRow("edgeToFull by gradients" + size, pixels * 4, [s] {
             return [p = Scene(s)]() mutable { Edges::edgeToFull(p.edge, p.half, p.changed, p.out, 0.01f, 2.0f); };
         });
-        benchRow("cv::pyrUp 16" + size, pixels * 5 / 2,
-                 [s] { return [p = Scene(s)]() mutable { cv::pyrUp(p.half, p.out, p.out.size()); }; });
         benchRow("cv::pyrUp and add 16" + size, pixels * 13 / 2, [s] {
             return [p = Scene(s)]() mutable {
                 cv::pyrUp(p.half, p.out, p.out.size());

@@ -37,6 +37,10 @@ KESTROVA_BENCH(resample) {
                 row("cv::resize by 2" + form + tail, pixels(half) + pixels(large), half, large, plane.type,
                     [=](const cv::Mat& in, cv::Mat& out) { cv::resize(in, out, out.size(), 0, 0, peer); });
             }
+            row("upSize2X pyramid" + tail, pixels(half) + pixels(large), half, large, plane.type,
+                [](const cv::Mat& in, cv::Mat& out) { upSize2X(in, out, kPyramidStep); });
+            row("cv::pyrUp" + tail, pixels(half) + pixels(large), half, large, plane.type,
+                [](const cv::Mat& in, cv::Mat& out) { cv::pyrUp(in, out, out.size()); });
             // By an even factor pixels are copied, as the nearest form of OpenCV does. Every n-th row is read, its
             // cache lines in full.
             row("downSize2X" + tail, pixels(half) + pixels(large) / 2, large, half, plane.type,

@@ -1,11 +1,13 @@
 #include "kestrova/resample/pyramid_rows.h"
 
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <cstdlib>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
-#include "kestrova/resample/resample.h"
+#include "kestrova/frame/parallel.h"
 
 namespace {
 
@@ -31,17 +33,32 @@ KESTROVA_KERNEL void joinColumns(const int* __restrict sums, ushort* __restrict 
 cv::Mat openCVsLastRow(const cv::Mat& in, cv::Size out) {
     const int above = std::min(in.rows, 2);
     cv::Mat tail(2 * above + out.height - 2 * in.rows, out.width, CV_16UC1);
-    upSize2X(in.rowRange(in.rows - above, in.rows), tail, kPyramidStep);
-    return tail.row(tail.rows - 1);
+    cv::pyrUp(in.rowRange(in.rows - above, in.rows), tail, tail.size(), cv::BORDER_REFLECT_101);
+    const cv::Mat row = tail.row(tail.rows - 1);
+    if (out.width > 2 * in.cols) row.col(out.width - 2).copyTo(row.col(out.width - 1));
+    return row;
 }
 
 bool isStep(int from, int to) { return std::abs(to - 2 * from) == to % 2; }
 
 }  // namespace
 
+bool PyramidRows::fit(const cv::Mat& in, const cv::Mat& out) {
+    return in.type() == CV_16UC1 && out.type() == CV_16UC1 && !in.empty() && isStep(in.cols, out.cols) &&
+           isStep(in.rows, out.rows);
+}
+
 void PyramidRows::check(const cv::Mat& in, const cv::Mat& out) {
     if (out.empty() || in.type() != out.type()) failTraced("upSize2X", 103, "out2X is not allocated");
-    CV_Assert(in.type() == CV_16UC1 && !in.empty() && isStep(in.cols, out.cols) && isStep(in.rows, out.rows));
+    CV_Assert(fit(in, out));
+}
+
+void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
+    const int strips = stripCount(out.rows, out.cols);
+    std::vector<PyramidRows> rows = forStrips(strips, in, out.size());
+    parallelStrips(strips, out.rows, [&](int first, int end, int strip) noexcept {
+        for (int y = first; y < end; ++y) rows[strip].compute(y, out.ptr<ushort>(y));
+    });
 }
 
 std::vector<PyramidRows> PyramidRows::forStrips(int strips, const cv::Mat& in, cv::Size out) {

@@ -4,8 +4,8 @@
 
 #include <vector>
 
-/// `upSize2X` of a 16-bit plane by a step of the Gaussian pyramid, row by row, for work that goes on with the row. The
-/// same bits. Internal.
+/// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
+/// being a copy of the one before. Internal.
 ///
 /// The plane with zeros between its pixels is filtered by 1 4 6 4 1 (over 8, so that the mean stays) in both
 /// directions: even rows and columns take 1 6 1 of the nearest three pixels, odd ones 4 4 of the nearest two. Beyond
@@ -14,9 +14,13 @@
 /// serves one strip.
 class PyramidRows {
 public:
+    /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.
+    static bool fit(const cv::Mat& in, const cv::Mat& out);
     /// Fails as `upSize2X` does if `out` is empty or one of the planes is not `CV_16UC1`; throws OpenCV's exception if
     /// the sizes are not those of a step.
     static void check(const cv::Mat& in, const cv::Mat& out);
+    /// Enlarges the whole of a plane; the planes are checked.
+    static void enlarge(const cv::Mat& in, cv::Mat& out);
     /// One object for each of `strips` strips; the planes are checked.
     static std::vector<PyramidRows> forStrips(int strips, const cv::Mat& in, cv::Size out);
 

@@ -9,6 +9,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
+#include "kestrova/resample/pyramid_rows.h"
 
 namespace {
 
@@ -72,7 +73,9 @@ void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interp) {
 
 void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interp) {
     if (!allocatedLike(in, out2X)) failTraced("upSize2X", 103, "out2X is not allocated");
-    if (interp == kPyramidStep)
+    if (interp == kPyramidStep && PyramidRows::fit(in, out2X))
+        PyramidRows::enlarge(in, out2X);
+    else if (interp == kPyramidStep)
         cv::pyrUp(in, out2X, out2X.size(), cv::BORDER_REFLECT_101);
     else
         resizeBy(in, out2X, 2.0, -0.5, interp, 0, {"ERROR - up2X - ippsMalloc_8u(pBufferSize)", "ERROR - up2X - type"});

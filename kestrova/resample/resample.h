@@ -21,7 +21,8 @@
 
 /// Of `downSize2X` and `upSize2X` alone: a step of the Gaussian pyramid (`cv::pyrDown`, `cv::pyrUp`) with mirrored
 /// edges. P. J. Burt and E. H. Adelson, "The Laplacian Pyramid as a Compact Image Code" (1983). Types and sizes are
-/// those that OpenCV takes; others make it throw its `cv::Exception`.
+/// those that OpenCV takes; others make it throw its `cv::Exception`. In the last row of an odd number, enlarged from 8
+/// or 16 bits, OpenCV writes one row over another in an order that hangs on the processor's vector unit.
 constexpr int kPyramidStep = 257;
 
 /// Reduces `in` by 2 into `outHalf`.

@@ -66,7 +66,8 @@ cv::Mat naiveEdgeToFull(const cv::Mat& edge, const cv::Mat& halfOld, const cv::M
     a.convertTo(weight, CV_8UC1, 42.666666666666664);
     weight = naiveSmooth(weight);
     upSize2X(weight, big, 2);
-    upSize2X(halfNew, full, 257);
+    cv::pyrUp(halfNew, full, full.size(), cv::BORDER_REFLECT_101);
+    if (full.cols > 2 * halfNew.cols) full.col(full.cols - 2).copyTo(full.col(full.cols - 1));
     const float k = gain * 6.0f * 0.00390625f;
     for (int y = 0; y < full.rows; ++y)
         for (int x = 0; x < full.cols; ++x) {

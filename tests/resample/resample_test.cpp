@@ -179,6 +179,24 @@ TEST(ResampleTest, ThePyramidStepIsThatOfOpenCV) {
     }
 }
 
+TEST(ResampleTest, ThePyramidStepUpwardsIsThatOfOpenCVForEverySizeThatItTakes) {
+    for (int type : kTypes) {
+        for (const cv::Size& size : testSizes()) {
+            const cv::Mat in = asSubPlane(randomPlane(size.height, size.width, type));
+            for (int rows : {2 * in.rows - 1, 2 * in.rows, 2 * in.rows + 1})
+                for (int cols : {2 * in.cols - 1, 2 * in.cols, 2 * in.cols + 1}) {
+                    cv::Mat expected;
+                    cv::pyrUp(in, expected, {cols, rows}, cv::BORDER_REFLECT_101);
+                    withThreadCounts([&](int) {
+                        cv::Mat up = asSubPlane(filled({cols, rows}, type));
+                        upSize2X(in, up, 257);
+                        ASSERT_TRUE(samePixels(withRightColumns(expected, cols - 2 * in.cols), up)) << up.size();
+                    });
+                }
+        }
+    }
+}
+
 TEST(ResampleTest, ThePyramidStepWritesIntoTheCallersPlane) {
     const cv::Mat in = randomPlane(8, 8, CV_16UC1);
     cv::Mat out = filled({4, 4}, CV_16UC1);

@@ -42,9 +42,8 @@ int levelsOf(cv::Size size) {
 // Levels beyond a single pixel are all alike: equal channels, whose Laplacian coefficients are zero, are interpolated
 // and added.
 template <class References>
-void collapseSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
-    constexpr int kZero = 32767;
-    const int coefficient = interpolated(kZero, kZero, choiceAt<References>(g.at<ushort>(0, 0)).part) - kZero;
+void addSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
+    const int coefficient = interpolated(kBias, kBias, choiceAt<References>(g.at<ushort>(0, 0)).part) - kBias;
     ushort& pixel = result.at<ushort>(0, 0);
     pixel = clamp16(saturated(pixel + static_cast<long long>(count) * coefficient));
 }
@@ -71,19 +70,21 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
     const bool bDirect = bFits && !overlap(in, out);
     result[0] = bDirect ? out : cv::Mat(in.size(), CV_16UC1);
 
-    if (top == 0) {
+    if (top == 0)
         coarsestCoefficients<References>(in, remappedIn, result[0]);
-    } else {
+    else
         finestLevels<References>(remappedIn, gaussian[1], result[0], chosen, pyramid[std::min(2, top)]);
-        for (int l = 3; l <= top; ++l) reduce(pyramid[l - 1], pyramid[l]);
-        if (top > 1) coefficients<References>(gaussian[1], chosen, pyramid[2], result[1]);
-        for (int l = 2; l < top; ++l) coefficients<References>(gaussian[l], pyramid[l], pyramid[l + 1], result[l]);
-        if (top == 1)
-            coarsestCoefficients<References>(gaussian[1], chosen, result[1]);
-        else
-            coarsestCoefficients<References>(gaussian[top], pyramid[top], result[top]);
+    if (top == 1)
+        coarsestCoefficients<References>(gaussian[1], chosen, result[1]);
+    else if (top > 1)
+        coefficients<References>(gaussian[1], chosen, pyramid[2], result[1]);
+    for (int l = 2; l < top; ++l) {
+        reduce(pyramid[l], pyramid[l + 1]);
+        coefficients<References>(gaussian[l], pyramid[l], pyramid[l + 1], result[l]);
     }
-    if (levels > planes) collapseSinglePixels<References>(gaussian[top], levels - planes, result[top]);
+    if (top > 1) coarsestCoefficients<References>(gaussian[top], pyramid[top], result[top]);
+
+    if (levels > planes) addSinglePixels<References>(gaussian[top], levels - planes, result[top]);
     for (int l = top - 1; l >= 0; --l) addEnlarged(result[l + 1], result[l]);
     if (bFits && !bDirect)
         result[0].copyTo(out);

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr int kBias = 32767;  // zero of a Laplacian level
 constexpr int kTile =
     1024;  // columns at a time: their sums stay in the caches, and rows are long enough to be fetched ahead
 

@@ -26,6 +26,9 @@ struct TwentyFourReferences {
     static constexpr float kPerStep = 0.00036630037f;
 };
 
+/// Zero of a Laplacian level.
+constexpr int kBias = 32767;
+
 /// Kernels load pixels in whole lanes, beyond the K channels of a pixel; every block of pixels has room for that.
 template <int K>
 constexpr int kLanes = (K + 7) / 8 * 8;

@@ -12,8 +12,8 @@ cv::Mat smoothGuided(const cv::Mat& Y, int radius, float eps);
 /// The same guided by the colours of the picture: what differs in colour alone counts as an edge, too.
 cv::Mat smoothGuidedByColour(const TPImage& picture, int radius, float eps);
 
-/// `smoothGuided` with the model estimated on the plane reduced by `n`, a power of two, and applied at full size: next
-/// to as good for large radii, at a fraction of the work. `radius` counts pixels of the full size.
+/// `smoothGuided` with the model estimated on the plane reduced by `n`, a power of two, and applied at full size: much
+/// the same for a radius of many `n`, at a fraction of the work. `radius` counts pixels of the full size.
 cv::Mat smoothGuidedReduced(const cv::Mat& Y, int radius, float eps, int n);
 
 /// Averages pixels that are near in place (`sampling` pixels) and alike in luminance (`range`).
@@ -23,7 +23,7 @@ cv::Mat smoothBilateral(const cv::Mat& Y, int sampling, float range);
 /// negative amplitude doubles them instead. `blur` smooths the way from one to the other.
 cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int levels);
 
-/// The same on the plane reduced by `n`, a power of two; the result is led back along the edges of the full size.
+/// The same on the plane reduced by `n`, a power of two; what it has changed there is enlarged and changed in `Y`.
 cv::Mat smoothLaplacianReduced(const cv::Mat& Y, float amplitude, float blur, int levels, int n);
 
 /// As smooth as `lambda` says, with the less regard for a difference the larger it is: `alpha`. Throws Refusal for

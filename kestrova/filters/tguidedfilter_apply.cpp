@@ -53,13 +53,24 @@ int blockSize(int pixels, int cells) {
     return static_cast<int>(std::ceil(static_cast<float>(pixels) / static_cast<float>(cells)));
 }
 
+template <int kBlock>
+KESTROVA_KERNEL void repeatCells(const float* __restrict cells, int count, float* __restrict out) noexcept {
+    for (int cell = 0; cell < count; ++cell)
+        for (int i = 0; i < kBlock; ++i) out[kBlock * cell + i] = cells[cell];
+}
+
 /// out[x] = cells[min(x / block, count - 1)]
 void spreadRow(const float* cells, int count, int block, float* out, int n) noexcept {
-    int x = 0;
-    for (int cell = 0; cell < count && x < n; ++cell) {
-        const int end = cell < count - 1 ? std::min(x + block, n) : n;
-        for (const float value = cells[cell]; x < end; ++x) out[x] = value;
+    const int whole = std::min(count, n / block);
+    switch (block) {
+        case 2: repeatCells<2>(cells, whole, out); break;
+        case 3: repeatCells<3>(cells, whole, out); break;
+        case 4: repeatCells<4>(cells, whole, out); break;
+        default:
+            for (int cell = 0; cell < whole; ++cell) std::fill_n(out + cell * block, block, cells[cell]);
     }
+    const int done = whole * block;
+    std::fill(out + done, out + n, cells[std::min(whole, count - 1)]);
 }
 
 template <class Pixel, std::size_t kGuides>

@@ -60,7 +60,7 @@ void memoryRow(const std::string& name, const BenchSize& s, const Prepare& prepa
                                      for (auto _ : state) {
                                          auto work = prepare();
                                          malloc_trim(0);
-                           std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
+                                         std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
                                          const double before = memoryMiB("VmRSS:");
                                          work();
                                          state.counters["B/pixel"] =

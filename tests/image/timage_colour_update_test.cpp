@@ -95,6 +95,26 @@ TEST(TImageColourUpdate, EveryDifferenceFollows) {
         }
 }
 
+// Blocks that come out differently if green or luminance is summed in another order, or if the differences are scaled
+// in double.
+TEST(TImageColourUpdate, SumsAreTakenInOrderAndInFloat) {
+    struct Block {
+        int before, after, c0, c1;
+    };
+    const Block blocks[] = {{27, 62, 96, 227}, {135, 112, 148, 160}, {135, 162, 137, 32},
+                            {28, 27, 234, 96}, {28, 67, 160, 11},    {200, 125, 187, 135},
+                            {242, 87, 32, 64}, {135, 182, 87, 96},   {148, 154, 247, 157}};
+    for (const Block& block : blocks) {
+        const auto y = [](int v) { return imageOf(TImage::IM_Y16U, cv::Mat(2, 2, CV_16UC1, cv::Scalar(256 * v))); };
+        const auto c = [](int v) { return cv::Mat(1, 1, CV_8UC1, cv::Scalar(v)); };
+        const TImage yOld = y(block.before), yNew = y(block.after);
+        const TImage cOld = imageOf(TImage::IM_C8U, c(block.c0), c(block.c1));
+        TImage out(TImage::IM_C8U, TSize(1, 1));
+        TImage::updateCfromYChange(yOld, cOld, yNew, out, 0.1f);
+        expectSameColour(updatedImage(yOld, cOld, yNew, 0.1f), out);
+    }
+}
+
 TEST(TImageColourUpdate, GreyStaysGrey) {
     const Ycm old(TSize(64, 48)), changed(TSize(64, 48), 11);
     const cv::Mat grey(24, 32, CV_8UC1, cv::Scalar(128));
@@ -172,6 +192,14 @@ void forColours(const Work& work) {
     for (float r : kComponents)
         for (float g : kComponents)
             for (float b : kComponents) work(r, g, b);
+    // These come out differently where luminance is scaled in float or summed in another order, or where a difference
+    // is scaled in double.
+    work(0x1.f282dap-1f, 0x1.ac5338p-2f, 0x1.cf0802p-1f);
+    work(0x1.c5becep-1f, 0x1.b33fbap-1f, 0x1.e1715p-1f);
+    work(0x1.4715cap-1f, 0x1.3d401p-4f, 0x1.27edap-4f);
+    work(0x1.8b7526p-1f, 0x1.e33c2p-2f, 0x1.377928p-2f);
+    work(0x1.f6bf8p-1f, 0x1.00d638p-1f, 0x1.485bp-8f);
+    work(0x1.c40ee8p-3f, 0x1.b3b994p-2f, 0x1.fe700cp-2f);
     const cv::Mat random = randomPlane(20000, 3, CV_32FC1, -0.2, 1.2);
     for (int i = 0; i < random.rows; ++i) work(random.at<float>(i, 0), random.at<float>(i, 1), random.at<float>(i, 2));
 }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
-#include "kestrova/filters/row_overlap.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
@@ -128,7 +128,7 @@ struct Scratch {
 }  // namespace
 
 void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
-    const cv::Mat guide = bRowsMixed(inOut, edge) ? edge.clone() : edge;
+    const cv::Mat guide = overlapAcrossRows(edge, inOut) ? edge.clone() : edge;
     if (m_mode16)
         readBack<ushort>(inOut, guide);
     else

@@ -9,6 +9,7 @@
 
 #include "kestrova/filters/conv_pyr_rows.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 
 namespace {
@@ -27,8 +28,6 @@ std::vector<float> tapsOf(const cv::Mat& kernel) {
 }
 
 cv::Size halfSize(const cv::Mat& plane) { return {plane.cols / 2 + plane.cols % 2, plane.rows / 2 + plane.rows % 2}; }
-
-bool overlap(const cv::Mat& a, const cv::Mat& b) { return a.datastart < b.dataend && b.datastart < a.dataend; }
 
 /// The plane `dst`, made `CV_32FC1` of `size`; one apart where it lies over a plane that is still to be read.
 cv::Mat writable(cv::Mat& dst, cv::Size size, std::initializer_list<cv::Mat> sources) {

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
-#include "kestrova/filters/row_overlap.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/neighbourhood.h"
 
@@ -99,7 +99,7 @@ bool BilateralFilter::gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int ra
     // No pixel is as far as `radius` from the border: each is its own maximum and minimum.
     if (radius > (std::min(inOut.cols, inOut.rows) - 1) / 2) return true;
 
-    const cv::Mat source = bRowsMixed(inOut, guide) ? guide.clone() : guide;
+    const cv::Mat source = overlapAcrossRows(guide, inOut) ? guide.clone() : guide;
     if (inOut.depth() == CV_8U)
         moveToGuide<uchar>(source, inOut, radius);
     else

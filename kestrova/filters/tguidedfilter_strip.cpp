@@ -6,15 +6,11 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/overlap.h"
 
 namespace {
 
 constexpr int kStripRows = 600;
-
-bool shareMemory(const cv::Mat& a, const cv::Mat& b) {
-    return !a.empty() && !b.empty() && a.ptr() < b.ptr(b.rows - 1) + b.cols * b.elemSize() &&
-           b.ptr() < a.ptr(a.rows - 1) + a.cols * a.elemSize();
-}
 
 void checkPlanes(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
     if (I.type() != CV_32FC1 || p.type() != CV_32FC1 || q.type() != CV_32FC1)
@@ -59,7 +55,7 @@ void TGuidedFilter::gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& 
     if (blkH < 1) fail("ERROR - TGuidedFilter::stripProc - blkH<1");
     const int rows = q.rows, cols = q.cols, m = 4 * r;
     if (rows < m || cols < m) fail("ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
-    const cv::Mat guide = shareMemory(I, q) ? I.clone() : I, plane = shareMemory(p, q) ? p.clone() : p;
+    const cv::Mat guide = overlap(I, q) ? I.clone() : I, plane = overlap(p, q) ? p.clone() : p;
 
     for (int y0 = 0; y0 < rows - m; y0 += std::min(blkH, rows - m - y0)) {
         const int outRows = std::min(blkH, rows - m - y0);

@@ -11,3 +11,8 @@ inline bool overlap(const cv::Mat& a, const cv::Mat& b) {
     };
     return a.data < end(b) && b.data < end(a);
 }
+
+/// Whether writing a row of `out` may change another row of `in`: they overlap other than row upon row.
+inline bool overlapAcrossRows(const cv::Mat& in, const cv::Mat& out) {
+    return overlap(in, out) && (in.data != out.data || in.step[0] != out.step[0]);
+}

@@ -6,6 +6,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
@@ -68,11 +69,6 @@ KESTROVA_KERNEL void sharpenRow(const ushort* __restrict above, const ushort* __
         const ushort v = centre[x];
         out[x] = static_cast<ushort>(hi - v) < static_cast<ushort>(v - lo) ? hi : lo;
     }
-}
-
-bool overlap(const cv::Mat& a, const cv::Mat& b) {
-    const auto end = [](const cv::Mat& m) { return m.ptr(m.rows - 1) + m.cols * m.elemSize(); };
-    return a.data < end(b) && b.data < end(a);
 }
 
 }  // namespace

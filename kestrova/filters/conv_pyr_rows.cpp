@@ -23,7 +23,8 @@ KESTROVA_KERNEL void splitRow(const T* __restrict in, float* __restrict even, fl
 }
 
 template <int kLines, bool kBegin>
-KESTROVA_KERNEL void addLines(const float* const* lines, const float* weights, float* __restrict out, int n) noexcept {
+KESTROVA_KERNEL void addLines(const float* const* lines, const float* weights, float begin, float* __restrict out,
+                              int n) noexcept {
     const float* line[kLines];
     float weight[kLines];
     for (int i = 0; i < kLines; ++i) {
@@ -31,7 +32,7 @@ KESTROVA_KERNEL void addLines(const float* const* lines, const float* weights, f
         weight[i] = weights[i];
     }
     for (int x = 0; x < n; ++x) {
-        float sum = kBegin ? 0.0f : out[x];
+        float sum = kBegin ? begin : out[x];
         for (int i = 0; i < kLines; ++i) sum += weight[i] * line[i][x];
         out[x] = sum;
     }
@@ -40,13 +41,14 @@ KESTROVA_KERNEL void addLines(const float* const* lines, const float* weights, f
 constexpr std::size_t kLinesAtOnce = 5;
 
 template <bool kBegin>
-void addUpTo5Lines(std::size_t count, const float* const* lines, const float* weights, float* out, int n) noexcept {
+void addUpTo5Lines(std::size_t count, const float* const* lines, const float* weights, float begin, float* out,
+                   int n) noexcept {
     switch (count) {
-        case 1: addLines<1, kBegin>(lines, weights, out, n); break;
-        case 2: addLines<2, kBegin>(lines, weights, out, n); break;
-        case 3: addLines<3, kBegin>(lines, weights, out, n); break;
-        case 4: addLines<4, kBegin>(lines, weights, out, n); break;
-        case 5: addLines<5, kBegin>(lines, weights, out, n); break;
+        case 1: addLines<1, kBegin>(lines, weights, begin, out, n); break;
+        case 2: addLines<2, kBegin>(lines, weights, begin, out, n); break;
+        case 3: addLines<3, kBegin>(lines, weights, begin, out, n); break;
+        case 4: addLines<4, kBegin>(lines, weights, begin, out, n); break;
+        case 5: addLines<5, kBegin>(lines, weights, begin, out, n); break;
     }
 }
 
@@ -62,10 +64,11 @@ KESTROVA_KERNEL void addInterleavedRow(const float* __restrict even, const float
 }
 
 void WeightedSum::into(float* out, int n) const noexcept {
-    if (m_lines.empty()) std::fill_n(out, n, 0.0f);
+    if (m_lines.empty()) std::fill_n(out, n, m_begin);
     for (std::size_t i = 0; i < m_lines.size(); i += kLinesAtOnce) {
         const std::size_t count = std::min(m_lines.size() - i, kLinesAtOnce);
-        (i == 0 ? addUpTo5Lines<true> : addUpTo5Lines<false>)(count, m_lines.data() + i, m_weights.data() + i, out, n);
+        (i == 0 ? addUpTo5Lines<true> : addUpTo5Lines<false>)(count, m_lines.data() + i, m_weights.data() + i, m_begin,
+                                                              out, n);
     }
 }
 
@@ -112,7 +115,9 @@ FilteredRows::FilteredRows(const cv::Mat& source, const std::vector<float>& taps
                     m_along.add(tap, m_even.pixels() + offset / 2);
                 else
                     m_alongOdd.add(tap, m_even.pixels() + floorHalf(offset + 1));
+                (even ? m_alongOdd : m_along).addZeros(tap);
         }
+        m_filteredZero += tap * 0.0f;
         ++offset;
     }
 }
@@ -154,10 +159,12 @@ void FilteredRows::make(int y, float* out) noexcept {
     m_across.clear();
     int position = (m_grid == Grid::kHalved ? 2 * y : y) - m_anchor;
     for (float tap : m_taps) {
-        if (m_grid != Grid::kDoubled || isEven(position)) {
-            const int row = m_grid == Grid::kDoubled ? position / 2 : position;
-            if (row >= 0 && row < m_source.rows) m_across.add(tap, filteredLine(row));
-        }
+        const bool between = m_grid == Grid::kDoubled && !isEven(position);
+        const int row = m_grid == Grid::kDoubled ? position / 2 : position;
+        if (between || row < 0 || row >= m_source.rows)
+            m_across.addZeros(tap * m_filteredZero);
+        else
+            m_across.add(tap, filteredLine(row));
         ++position;
     }
     m_across.into(out, m_width);

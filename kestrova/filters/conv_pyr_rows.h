@@ -6,7 +6,7 @@
 #include <vector>
 
 /// A sum of weighted lines in the order of their adding. It begins at +0, which zeros of either sign leave as it is:
-/// lines of zeros may be left out.
+/// lines of zeros need not be read, but for a weight that is not finite.
 class WeightedSum {
 public:
     explicit WeightedSum(std::size_t capacity) {
@@ -16,18 +16,22 @@ public:
     void clear() noexcept {
         m_lines.clear();
         m_weights.clear();
+        m_begin = 0;
     }
     /// Adds up to `capacity` lines.
     void add(float weight, const float* line) noexcept {
         m_weights.push_back(weight);
         m_lines.push_back(line);
     }
+    /// Adds a line of zeros.
+    void addZeros(float weight) noexcept { m_begin += weight * 0.0f; }
     /// Writes the sum over the first `n` elements of the lines.
     void into(float* out, int n) const noexcept;
 
 private:
     std::vector<const float*> m_lines;
     std::vector<float> m_weights;
+    float m_begin = 0;  ///< of the lines of zeros: NaN after one whose weight was not finite
 };
 
 /// Where the filtered plane has its pixels: on those of the source, on every second of them, or on those of the source
@@ -75,6 +79,7 @@ private:
     WeightedSum m_alongOdd;         ///< the same for the odd columns of the doubled grid
     WeightedSum m_across;           ///< over the lines of `m_filtered`
     std::vector<float> m_filtered;  ///< as many rows, filtered along x, as there are taps
+    float m_filteredZero = 0;       ///< a pixel among zeros filtered along x: NaN if a tap is not finite
     int m_next = 0;                 ///< the row of the source below the last that was filtered along x
 };
 

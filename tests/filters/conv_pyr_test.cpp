@@ -164,6 +164,25 @@ TEST(ConvPyrTest, BeginsItsSumsAtPositiveZero) {
     EXPECT_TRUE(samePixels(zeros, half));
 }
 
+// Where a pixel is infinite or none is left to the order of sums, so the pattern of numbers alone is compared.
+TEST(ConvPyrTest, SpreadsCoefficientsThatAreNotFiniteAsSepFilter2DDoes) {
+    const cv::Mat in = randomPlane(9, 11, CV_32FC1, 1, 2), low = randomPlane(5, 6, CV_32FC1, 1, 2);
+    const auto numbers = [](const cv::Mat& m) { return cv::Mat(m == m); };
+    for (float bad : {NAN, INFINITY}) {
+        for (int at : {0, 1, 2, 3}) {
+            cv::Mat taps = kernel({0.5f, 0.25f, 0.125f, 1.0f});
+            taps.at<float>(at) = bad;
+            for (const Kernels& k : {Kernels{taps, taps, taps}, Kernels{taps, taps, kSingle.k1}}) {
+                cv::Mat down, up;
+                pyramid(k).pyrDown(in, down);
+                pyramid(k).pyrUp(low, in, up);
+                EXPECT_TRUE(samePixels(numbers(decimated(filteredByOpenCV(in, k.k1))), numbers(down))) << bad << at;
+                EXPECT_TRUE(samePixels(numbers(synthesised(low, in, k, filteredByOpenCV)), numbers(up))) << bad << at;
+            }
+        }
+    }
+}
+
 TEST(ConvPyrTest, FiltersASinglePixelOnceWithTheThirdKernel) {
     const cv::Mat in(1, 1, CV_32FC1, cv::Scalar(3));
     EXPECT_EQ(processed(in, kPaper).at<float>(0, 0), 0.7753f * (0.7753f * 3.0f));

@@ -5,6 +5,7 @@
 
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/resample/resample.h"
 #include "kestrova/resample/unit_plane.h"
 
@@ -36,9 +37,11 @@ void enlargeGuidedByY(const cv::Mat& guide, const cv::Mat& low, cv::Mat& out, in
 }
 
 template <class Enlarge>
-void enlargePlain(cv::Size size, const cv::Mat& low, cv::Mat& out, const Enlarge& enlarge) {
-    const cv::Mat source = low;  // `out` may be the very object
+void enlargePlain(cv::Size size, const cv::Mat& low, cv::Mat& out, const char* noLow, const Enlarge& enlarge) {
+    if (low.empty()) fail(noLow);
+    cv::Mat source = low;  // `out` may be the very object
     out.create(size, source.type());
+    if (!out.empty() && overlap(source, out)) source = source.clone();
     enlarge(source, out);
 }
 
@@ -73,7 +76,8 @@ void report(const char* line) { std::cout << line << std::endl; }
 
 void upSize2XGuidedByY(cv::Mat guide, const cv::Mat& low, cv::Mat& out, bool useGuide, int interp, int r, float eps) {
     if (!useGuide) {
-        enlargePlain(guide.size(), low, out, [=](const cv::Mat& in, cv::Mat& big) { upSize2X(in, big, interp); });
+        enlargePlain(guide.size(), low, out, "ERROR - upSize2XGuidedByY - low.empty()",
+                     [=](const cv::Mat& in, cv::Mat& big) { upSize2X(in, big, interp); });
         return;
     }
     checkWidth(guide, 2, "ERROR - upSize2XGuidedByY - guide.cols < 2");
@@ -90,7 +94,8 @@ void upSizeNXGuidedByY(cv::Mat guide, const cv::Mat& low, cv::Mat& out, int n, b
         return;
     }
     if (!useGuide) {
-        enlargePlain(guide.size(), low, out, [=](const cv::Mat& in, cv::Mat& big) { upSizeNX(in, big, n, interp); });
+        enlargePlain(guide.size(), low, out, "ERROR - upSizeNXGuidedByY - low.empty()",
+                     [=](const cv::Mat& in, cv::Mat& big) { upSizeNX(in, big, n, interp); });
         return;
     }
     checkWidth(guide, n, "ERROR - upSizeNXGuidedByY - guide.cols < n");
@@ -107,7 +112,7 @@ void upSizeNXGuidedByRGB(std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Ma
         if (n == 1)
             low.copyTo(out);
         else
-            enlargePlain(guide[0].size(), low, out,
+            enlargePlain(guide[0].size(), low, out, "ERROR - upSizeNXGuidedByRGB - low.empty()",
                          [=](const cv::Mat& in, cv::Mat& big) { upSizeNX(in, big, n, interp); });
         return;
     }
@@ -118,6 +123,8 @@ void upSizeNXGuidedByRGB(std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Ma
     }
     if (interp != kNearest && interp != kLinear && interp != kCubic)
         fail("ERROR - upSizeNXGuidedByRGB - interp is not 1, 2 or 4");
+    if (hasUnitScale(guide[0]) && (guide[1].size() != guide[0].size() || guide[2].size() != guide[0].size()))
+        fail("ERROR - upSizeNXGuidedByRGB - Guide data need to have the same size...");
     for (const cv::Mat& plane : guide) checkWidth(plane, n, "ERROR - upSizeNXGuidedByRGB - guide.cols < n");
     std::vector<cv::Mat> unit;
     for (const cv::Mat& plane : guide) {

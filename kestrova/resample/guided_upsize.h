@@ -20,12 +20,13 @@
 /// it, 1e-6 to 1e-2 as a rule. A guide of floats is no guide: `out` is a copy of it, of the first of three; this is
 /// meant.
 ///
-/// Without: `low` is of any type of the plain resampling and of its size; `r` and `eps` are not used.
+/// Without: `low` is of any type of the plain resampling and of its size, and may lie in `out`; `r` and `eps` are not
+/// used.
 ///
 /// Failures of the plain resampling and of `TGuidedFilter` pass through; those of the functions themselves come before
 /// anything is written. Every guided one throws "ERROR - " with its name and " - guide.cols < n" (" - guide.cols < 2")
-/// for a guide narrower than the factor, or " - low.type() != CV_8UC1 && low.type() != CV_16UC1". The functions differ
-/// in details on purpose, as told with each.
+/// for a guide narrower than the factor, or " - low.type() != CV_8UC1 && low.type() != CV_16UC1", every plain one
+/// " - low.empty()". The functions differ in details on purpose, as told with each.
 
 /// Enlarges `low` by 2 into `out`. With `useGuide` the guide is reduced cubically, whatever `interp`, and `out` takes
 /// size and type of `guide`; without, `out` is made the size of `guide` and the type of `low` for
@@ -44,6 +45,7 @@ KESTROVA_EXPORT void upSizeNXGuidedByY(cv::Mat guide, const cv::Mat& low, cv::Ma
 /// Throws "ERROR - upSizeNXGuidedByRGB - Guide data need to be RGB..." for other than three planes and
 /// "ERROR - upSizeNXGuidedByRGB - Guide data need to use same data type..." for planes of different types, whatever n
 /// and `useGuide`; "ERROR - upSizeNXGuidedByRGB - interp is not 1, 2 or 4" for other codes where planes are reduced;
+/// "ERROR - upSizeNXGuidedByRGB - Guide data need to have the same size..." there for planes of different sizes;
 /// "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle..." at one size for a second or third
 /// plane smaller than the rectangle shared.
 KESTROVA_EXPORT void upSizeNXGuidedByRGB(std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Mat& out, int n,

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -182,10 +183,12 @@ public:
     FlushedOutput() : m_before(std::cout.rdbuf(this)) {}
     ~FlushedOutput() override { std::cout.rdbuf(m_before); }
     std::vector<std::string> atFlushes;
+    std::function<void()> onFlush = [] {};
 
 private:
     int sync() override {
         atFlushes.push_back(str());
+        onFlush();
         return 0;
     }
     std::streambuf* m_before;
@@ -197,9 +200,12 @@ TEST(GuidedUpsizeRgbTest, PrintsALineAroundEachHalfOfTheFilterAndFlushesIt) {
                       three = two + "Kestrova::upSizeNXGuidedByRGB: After guidefilter proc...\n";
     Planes guide = colours(20, 30, CV_8UC1);
     cv::Mat out;
+    std::vector<bool> enlargedAtFlushes;
     FlushedOutput output;
+    output.onFlush = [&] { enlargedAtFlushes.push_back(!out.empty()); };
     upSizeNXGuidedByRGB(guide, lowFor(guide, 2, CV_8UC1), out, 2, true, kCubic, kRadius, kEps);
     EXPECT_EQ(output.atFlushes, (std::vector<std::string>{one, two, three}));
+    EXPECT_EQ(enlargedAtFlushes, (std::vector<bool>{false, false, true}));
 }
 
 TEST(GuidedUpsizeRgbTest, PrintsNothingAtOneSizeOrWithoutTheGuide) {
@@ -221,6 +227,20 @@ TEST(GuidedUpsizeRgbTest, HasPrintedTheFirstLineWhereTheFilterRefuses) {
         EXPECT_ANY_THROW(upSizeNXGuidedByRGB(guide, lowFor(guide, 2, CV_8UC1), out, 2, true, kCubic, -1, kEps));
     });
     EXPECT_EQ(lines, "Kestrova::upSizeNXGuidedByRGB: Before guidefilter setup...\n");
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(GuidedUpsizeRgbTest, HasPrintedNothingWhereTheReductionRefuses) {
+    Planes guide = colours(20, 30, CV_64FC1);
+    cv::Mat out, none;
+    EXPECT_EQ(printed([&] {
+                  EXPECT_FAILURE(
+                      upSizeNXGuidedByRGB(guide, randomPlane(10, 15, CV_8UC1), out, 2, true, kCubic, 2, kEps),
+                      "ERROR - downSizeNX - type");
+                  EXPECT_FAILURE(upSizeNXGuidedByRGB(guide, none, out, 2, true, kCubic, 2, kEps),
+                                 "downSizeNX - out is not allocated");
+              }),
+              "");
     EXPECT_TRUE(out.empty());
 }
 
@@ -292,16 +312,43 @@ TEST(GuidedUpsizeRgbTest, RefusesAnythingButThreeGuidePlanesOfOneType) {
     EXPECT_TRUE(samePixels(before, p));
 }
 
+TEST(GuidedUpsizeRgbTest, RefusesGuidePlanesOfDifferentSizesBeforeItPrintsOrWrites) {
+    cv::Mat out;
+    for (std::size_t odd : {1, 2}) {
+        for (const cv::Size& size : {cv::Size(29, 20), cv::Size(31, 20), cv::Size(30, 19), cv::Size(30, 21)}) {
+            Planes guide = colours(20, 30, CV_8UC1);
+            guide[odd] = randomPlane(size.height, size.width, CV_8UC1);
+            EXPECT_EQ(printed([&] {
+                          EXPECT_FAILURE(upSizeNXGuidedByRGB(guide, randomPlane(10, 15, CV_8UC1), out, 2, true, kCubic,
+                                                             kRadius, kEps),
+                                         "ERROR - upSizeNXGuidedByRGB - Guide data need to have the same size...");
+                      }),
+                      "");
+        }
+    }
+    EXPECT_TRUE(out.empty());
+    Planes floats = colours(20, 30, CV_32FC1);
+    floats[1] = randomPlane(21, 33, CV_32FC1);
+    EXPECT_TRUE(samePixels(floats[0], enlarged(floats, lowFor(floats, 2, CV_8UC1), 2)));
+}
+
 TEST(GuidedUpsizeRgbTest, RefusesPlanesThatDoNotFit) {
     cv::Mat out, p = randomPlane(20, 30, CV_8UC1);
-    Planes guide = colours(20, 30, CV_8UC1), narrow = cloned(guide), small = cloned(guide);
-    narrow[2] = randomPlane(20, 2, CV_8UC1);
+    Planes guide = colours(20, 30, CV_8UC1), narrow = colours(20, 2, CV_8UC1), small = cloned(guide);
+    Planes narrowFloats = colours(20, 30, CV_32FC1);
+    narrowFloats[2] = randomPlane(20, 2, CV_32FC1);
     small[1] = randomPlane(19, 30, CV_8UC1);
     const cv::Mat low = lowFor(guide, 3, CV_8UC1);
     const auto run = [&](Planes& planes, const cv::Mat& plane, int n, int interp) {
         upSizeNXGuidedByRGB(planes, plane, out, n, true, interp, kRadius, kEps);
     };
-    EXPECT_FAILURE(run(narrow, low, 3, kCubic), "ERROR - upSizeNXGuidedByRGB - guide.cols < n");
+    const cv::Mat none;
+    EXPECT_FAILURE(upSizeNXGuidedByRGB(guide, none, out, 2, false, kCubic, kRadius, kEps),
+                   "ERROR - upSizeNXGuidedByRGB - low.empty()");
+    EXPECT_FAILURE(run(guide, none, 1, kCubic), "ERROR - TGuidedFilter::setup - p.empty()");
+    EXPECT_FAILURE(filterGuidedByRGB(guide, out, kRadius, kEps), "ERROR - TGuidedFilter::setup - p.empty()");
+    for (Planes* planes : {&narrow, &narrowFloats})
+        EXPECT_FAILURE(run(*planes, low, 3, kCubic), "ERROR - upSizeNXGuidedByRGB - guide.cols < n");
     EXPECT_FAILURE(run(small, p, 1, kCubic),
                    "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle...");
     EXPECT_FAILURE(filterGuidedByRGB(small, p, kRadius, kEps),

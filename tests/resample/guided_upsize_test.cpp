@@ -196,6 +196,28 @@ TEST(GuidedUpsizeTest, EnlargesPlainlyIntoAPlaneThatFits) {
     EXPECT_EQ(fits.data, before);
 }
 
+TEST(GuidedUpsizeTest, EnlargesPlainlyAPlaneThatLiesInTheOutput) {
+    const cv::Mat guide = randomPlane(40, 60, CV_8UC1), half = lowFor(guide, 2, CV_16UC1);
+    cv::Mat expected(guide.size(), CV_16UC1), whole(guide.size(), CV_16UC1);
+    for (int factor : {2, 3}) {
+        const cv::Mat low = lowFor(guide, factor, CV_16UC1);
+        cv::Mat inside = whole(cv::Rect({}, low.size()));
+        low.copyTo(inside);
+        upSizeNX(low, expected, factor, kCubic);
+        upSizeNXGuidedByY(guide, inside, whole, factor, false, kCubic, kRadius, kEps);
+        EXPECT_TRUE(samePixels(expected, whole));
+    }
+    cv::Mat inside = whole(cv::Rect({}, half.size()));
+    half.copyTo(inside);
+    upSize2X(half, expected, kCubic);
+    upSize2XGuidedByY(guide, inside, whole, false, kCubic, kRadius, kEps);
+    EXPECT_TRUE(samePixels(expected, whole));
+    cv::Mat same = randomPlane(40, 60, CV_16UC1);
+    upSizeNX(same, expected, 2, kCubic);
+    upSizeNXGuidedByY(guide, same, same, 2, false, kCubic, kRadius, kEps);
+    EXPECT_TRUE(samePixels(expected, same));
+}
+
 TEST(GuidedUpsizeTest, CopiesForAFactorOfOneAlsoWithTheGuide) {
     const cv::Mat guide = randomPlane(20, 30, CV_8UC1), low = randomPlane(9, 7, CV_64FC3);
     for (bool useGuide : {false, true}) {
@@ -226,6 +248,16 @@ TEST(GuidedUpsizeTest, RefusesAGuideNarrowerThanTheFactor) {
                    "ERROR - upSizeNXGuidedByY - guide.cols < n");
     EXPECT_TRUE(out.empty());
     EXPECT_EQ(enlargedNX(randomPlane(20, 4, CV_8UC1), low, 4).size(), cv::Size(4, 20));
+}
+
+TEST(GuidedUpsizeTest, RefusesToEnlargeAnEmptyPlanePlainly) {
+    const cv::Mat guide = randomPlane(20, 30, CV_8UC1), none;
+    cv::Mat out(3, 4, CV_16UC1, cv::Scalar(9));
+    const cv::Mat before = out.clone();
+    EXPECT_FAILURE(upSize2XGuidedByY(guide, none, out, false, 4, 2, kEps), "ERROR - upSize2XGuidedByY - low.empty()");
+    EXPECT_FAILURE(upSizeNXGuidedByY(guide, none, out, 2, false, 4, 2, kEps),
+                   "ERROR - upSizeNXGuidedByY - low.empty()");
+    EXPECT_TRUE(samePixels(before, out));
 }
 
 TEST(GuidedUpsizeTest, RefusesALowPlaneWithoutAScale) {

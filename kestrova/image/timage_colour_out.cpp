@@ -168,8 +168,9 @@ void checkKinds(const TImage& y, const TImage& c, const TImage& m) {
         fail("ERROR - TImage::YCMToRgba16u - y.type()!=IM_Y16U || c.type()!=IM_C8U || m.type()!=IM_M8U");
 }
 
+// `out`, interleaved in the order of `Format`, gets the size of Y, but only when nothing else is left to fail.
 template <class Format>
-void fromYCM(const TImage& y, const TImage& c, const TImage& m, Plane<typename Format::Element> out) {
+void fromYCM(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
     const TSize size = y.size(), half = c.size();
     const auto luminance = planeOf<ushort>(y);
     const Plane<const uchar> planes[] = {planeOf<uchar>(c, 0), planeOf<uchar>(c, 1), planeOf<uchar>(m)};
@@ -177,27 +178,28 @@ void fromYCM(const TImage& y, const TImage& c, const TImage& m, Plane<typename F
     const std::size_t floats = Window::scratchFloats(half);
     const std::unique_ptr<float[]> scratch(new (std::nothrow) float[3 * floats * static_cast<std::size_t>(strips)]);
     if (!scratch) throw 0;
+    out.resize(size);
+    if (out.size() != size) fail("ERROR - TImage::YCMToRgba8u - out.size()!=imY.size()");
+    const auto pixels = planeOf<typename Format::Element>(out);
     parallelStrips(strips, size.height, [&](int first, int end, int strip) noexcept {
         float* const own = scratch.get() + 3 * floats * static_cast<std::size_t>(strip);
         Window c0(planes[0], half, own), c1(planes[1], half, own + floats), mask(planes[2], half, own + 2 * floats);
         for (int r = first; r < end; ++r)
-            colourRow<Format>(luminance.row(r), c0.at(r), c1.at(r), mask.at(r), out.row(r), size.width);
+            colourRow<Format>(luminance.row(r), c0.at(r), c1.at(r), mask.at(r), pixels.row(r), size.width);
     });
 }
 
 // To an interleaved image of 8 bits, which gets the size of Y.
 template <class Format>
 void toBytes(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
-    const TSize size = y.size();
-    checkSizes(y, c, m, size);
-    if (!size.isEmpty()) {
-        checkKinds(y, c, m);
-        if (out.type() != TImage::IM_RGBA8U) fail("ERROR - TImage::YCMToRgba8u - out.type()!=IM_RGBA8U");
+    checkSizes(y, c, m, y.size());
+    if (y.size().isEmpty()) {
+        out.resize(y.size());
+        return;
     }
-    out.resize(size);
-    if (size.isEmpty()) return;
-    if (out.size() != size) fail("ERROR - TImage::YCMToRgba8u - out.size()!=imY.size()");
-    fromYCM<Format>(y, c, m, planeOf<uchar>(out));
+    checkKinds(y, c, m);
+    if (out.type() != TImage::IM_RGBA8U) fail("ERROR - TImage::YCMToRgba8u - out.type()!=IM_RGBA8U");
+    fromYCM<Format>(y, c, m, out);
 }
 
 }  // namespace
@@ -207,7 +209,7 @@ void TImage::YCMToRgba16u(const TImage& y, const TImage& c, const TImage& m, TIm
     if (y.m_size.isEmpty()) return;
     checkKinds(y, c, m);
     if (out.m_type != IM_RGBA16U) fail("ERROR - TImage::YCMToRgba16u - out.type()!=IM_RGBA16U");
-    fromYCM<Rgba16>(y, c, m, planeOf<ushort>(out));
+    fromYCM<Rgba16>(y, c, m, out);
 }
 
 void TImage::YCMToRgba8u(const TImage& y, const TImage& c, const TImage& m, TImage& out) {

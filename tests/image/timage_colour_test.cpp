@@ -162,6 +162,16 @@ TEST(TImageColour, PictureWithoutPixelsEmptiesTheImages) {
     EXPECT_TRUE(out.y.size() == TSize());
 }
 
+TEST(TImageColour, KindsDoNotMatterWithoutPixels) {
+    for (const auto convert : {TImage::rgba8uToYCM, TImage::rgba16uToYCM})
+        for (TImage::IMTYPE type : kKinds) {
+            TImage y = randomImage(TImage::IM_M8U, 4, 4), c = randomImage(TImage::IM_RGBA8U, 4, 4);
+            TImage m = randomImage(TImage::IM_C8U, 4, 4);
+            convert(TImage(type, TSize()), y, c, m);
+            EXPECT_TRUE(y.size() == TSize() && c.size() == TSize() && m.size() == TSize());
+        }
+}
+
 TEST(TImageColour, OtherKindsAreRefusedOnTheWayInBeforeAnythingIsWritten) {
     const TImage rgba8 = randomImage(TImage::IM_RGBA8U, 6, 4), rgba16 = randomImage(TImage::IM_RGBA16U, 6, 4);
     Ycm out(TSize(2, 2));
@@ -185,10 +195,12 @@ TEST(TImageColour, OtherKindsAreRefusedOnTheWayInBeforeAnythingIsWritten) {
 }
 
 TEST(TImageColour, ImagesThatCannotBeResizedAreRefused) {
-    Ycm out(TSize(2, 2));
-    out.y.m_bOwner = 0;
-    EXPECT_FAILURE(TImage::rgba16uToYCM(randomImage(TImage::IM_RGBA16U, 6, 4), out.y, out.c, out.m),
-                   "ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
+    for (TImage Ycm::*fixed : {&Ycm::y, &Ycm::c, &Ycm::m}) {
+        Ycm out(TSize(2, 2));
+        (out.*fixed).m_bOwner = 0;
+        EXPECT_FAILURE(TImage::rgba16uToYCM(randomImage(TImage::IM_RGBA16U, 6, 4), out.y, out.c, out.m),
+                       "ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
+    }
     cv::Mat pixels(3, 3, CV_8UC4, cv::Scalar::all(9));
     TImage view(TSize(3, 3), pixels.ptr(), static_cast<int>(pixels.step), false);
     EXPECT_FAILURE(TImage::rgba16uTo8u(randomImage(TImage::IM_RGBA16U, 6, 4), view),
@@ -292,6 +304,14 @@ TEST(TImageColour, SizesThatDoNotFitAreRefusedAndNothingIsWritten) {
     EXPECT_FAILURE(TImage::YCMToRgba16u(in.y, c, in.m, out), kSizeText);
     EXPECT_FAILURE(TImage::YCMToRgba16u(in.y, in.c, m, out), kSizeText);
     EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, c, in.m, bytes), kSizeText);
+    // Sizes come before kinds, and before a picture without pixels is let pass.
+    const Ycm empty;
+    TImage nothing(TImage::IM_RGBA16U, TSize());
+    EXPECT_FAILURE(TImage::YCMToRgba16u(in.c, in.c, in.m, small), kSizeText);
+    EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, in.m, m, bytes), kSizeText);
+    EXPECT_FAILURE(TImage::YCMToRgba16u(empty.y, in.c, in.m, nothing), kSizeText);
+    EXPECT_FAILURE(TImage::YCMToRgba16u(empty.y, empty.c, empty.m, out), kSizeText);
+    EXPECT_FAILURE(TImage::YCMToRgba8u(empty.y, in.c, in.m, bytes), kSizeText);
     uchar host[96] = {};
     EXPECT_FAILURE(TImage::timageToBgra8u(in.y, in.c, m, host, 24), kSizeText);
     EXPECT_TRUE(std::all_of(host, host + 96, [](uchar v) { return v == 0; }));
@@ -338,6 +358,21 @@ TEST(TImageColour, ScratchThatIsNotToBeHadThrowsZero) {
             TImage::YCMToRgba16u(y, c, m, out);
         } catch (int thrown) {
             return thrown == 0;
+        }
+        return false;
+    });
+}
+
+TEST(TImageColour, BytesStayAsTheyAreWhereScratchIsNotToBeHad) {
+    constexpr int kWidth = 1 << 25;
+    const TImage y(TImage::IM_Y16U, TSize(kWidth, 1)), c(TImage::IM_C8U, TSize(kWidth / 2, 1));
+    const TImage m(TImage::IM_M8U, TSize(kWidth / 2, 1));
+    TImage out = randomImage(TImage::IM_RGBA8U, 3, 3);
+    withLittleMemory(1 << 20, [&] {
+        try {
+            TImage::YCMToRgba8u(y, c, m, out);
+        } catch (int thrown) {
+            return thrown == 0 && samePixels(randomImage(TImage::IM_RGBA8U, 3, 3).toMat(0), out.toMat(0));
         }
         return false;
     });

@@ -167,7 +167,7 @@ void TImage::copyFrom(const TImage& other) {
     const Kind kind = kindOf(source.m_type);
     // Planes that fit are kept: fresh ones of 96 megabytes cost five times the copy.
     bool fits = m_type == source.m_type && m_size == source.m_size;
-    for (int p = 0; p < kind.planes; ++p) fits = fits && m_blocks[p].use_count() == 1;
+    for (int p = 0; p < kind.planes; ++p) fits = fits && m_data[p] && m_blocks[p].use_count() == 1;
     if (fits) {
         m_region = TImRegion();
         m_updateRect = TUpdateRect();

@@ -41,6 +41,10 @@ TEST(TImagePixels, FromMatRefusesOtherSizesFirstAndThenOtherTypes) {
     EXPECT_FAILURE(y.fromMat(cv::Mat(4, 4, CV_16UC1), 0), size);
     EXPECT_FAILURE(y.fromMat(cv::Mat(3, 4, CV_8UC1), 0), type);
     EXPECT_FAILURE(y.fromMat(cv::Mat(3, 4, CV_32FC1), 0), type);
+    EXPECT_FAILURE(y.fromMat(cv::Mat(3, 4, CV_16SC1), 0), type);
+    EXPECT_FAILURE(y.fromMat(cv::Mat(3, 4, CV_16UC3), 0), type);
+    EXPECT_FAILURE(c.fromMat(cv::Mat(3, 4, CV_8UC3), 0), type);
+    EXPECT_FAILURE(m.fromMat(cv::Mat(3, 4, CV_8UC2), 0), type);
     EXPECT_FAILURE(c.fromMat(cv::Mat(3, 4, CV_16UC1), 0), type);
     EXPECT_FAILURE(m.fromMat(cv::Mat(3, 4, CV_16UC1), 0), type);
     EXPECT_FAILURE(rgba8.fromMat(cv::Mat(3, 4, CV_8UC4), 0), type);
@@ -83,6 +87,12 @@ TEST(TImagePixels, DataPtrGoesBySteps) {
     }
 }
 
+TEST(TImagePixels, OffsetsOfPixelsAreOf32Bits) {
+    uchar pixel[4] = {};
+    TImage view(TSize(1, 1), pixel, 1 << 30, false);
+    EXPECT_EQ(view.dataPtr(4, 1 << 30, 0), reinterpret_cast<char*>(pixel));
+}
+
 TEST(TImagePixels, RedAndBlueChangePlacesInPlace) {
     for (const cv::Size& s : testSizes())
         for (TImage::IMTYPE type : {TImage::IM_RGBA8U, TImage::IM_RGBA16U})
@@ -105,6 +115,16 @@ TEST(TImagePixels, RedAndBlueOfAViewChangePlacesWithinItsRowsAlone) {
     EXPECT_TRUE(samePixels(expected, whole));
 }
 
+TEST(TImagePixels, PixelsWhoseNumberDoesNotFitIn32BitsStayInPlace) {
+    for (const TSize& size : {TSize(1 << 16, 1 << 16), TSize(1 << 16, 1 << 15)}) {
+        uchar pixel[4] = {1, 2, 3, 4};
+        const TImage view(size, pixel, 1 << 18, true);
+        EXPECT_EQ(pixel[0], 1);
+        EXPECT_EQ(pixel[2], 3);
+        EXPECT_TRUE(view.size() == size);
+    }
+}
+
 TEST(TImagePixels, OnlyInterleavedKindsHaveRedAndBlue) {
     for (TImage::IMTYPE type : {TImage::IM_Y16U, TImage::IM_C8U, TImage::IM_M8U}) {
         EXPECT_FAILURE(TImage(type, TSize(2, 2)).swapC4RBCannel(), "ERROR -  TImage::swapC4RBCannel() - wrong type");
@@ -115,6 +135,7 @@ TEST(TImagePixels, OnlyInterleavedKindsHaveRedAndBlue) {
 TEST(TImagePixels, HalfSizesRoundUp) {
     EXPECT_TRUE(TImage::dec2Size(TSize(0, 1)) == TSize(0, 1));
     EXPECT_TRUE(TImage::dec2Size(TSize(5, 4)) == TSize(3, 2));
+    EXPECT_TRUE(TImage::dec2Size(TSize(-5, -4)) == TSize(-2, -2));
     EXPECT_TRUE(TImage::dec2Size(TSize(2147483647, 2147483646)) == TSize(1 << 30, 1073741823));
 }
 

@@ -83,6 +83,13 @@ TEST(TImage, CopyOfAnImageThatHadNoMemoryHasPixelsAgain) {
     EXPECT_TRUE(samePixels(randomImage(TImage::IM_Y16U, 3, 3).toMat(0), image.toMat(0)));
 }
 
+TEST(TImage, CopyIntoAnImageWhosePointersAHostClearedHasPixelsAgain) {
+    TImage image = randomImage(TImage::IM_Y16U, 3, 3, 9);
+    for (char*& plane : image.m_data) plane = nullptr;
+    image.copyFrom(randomImage(TImage::IM_Y16U, 3, 3));
+    EXPECT_TRUE(samePixels(randomImage(TImage::IM_Y16U, 3, 3).toMat(0), image.toMat(0)));
+}
+
 TEST(TImage, ResizeToTheSizeHeldKeepsPixelsAndStamp) {
     for (TImage::IMTYPE type : kKinds) {
         TImage image = randomImage(type, 9, 4);
@@ -101,9 +108,11 @@ TEST(TImage, ResizeToAnotherSizeKeepsTheKindAndRenewsTheStampAlone) {
     for (TImage::IMTYPE type : kKinds) {
         TImage image = randomImage(type, 9, 4);
         image.setChanged(TRect(1, 2, 3, 4));
+        image.m_region.m_value = 5;
         const TUpdateRect before = image.updateRect();
         image.resize(TSize(33, 2));
         EXPECT_EQ(image.type(), type);
+        EXPECT_EQ(image.m_region.m_value, 5);
         EXPECT_TRUE(image.size() == TSize(33, 2));
         EXPECT_EQ(image.step(), (33 * pixelBytesOf(type) + 31) / 32 * 32);
         EXPECT_NE(image.updateRect().m_stamp, before.m_stamp);
@@ -115,8 +124,10 @@ TEST(TImage, ResizeToNothingLeavesAnEmptyImageOfTheSameKindWithANewStamp) {
     for (const TSize& nothing : {TSize(0, 0), TSize(-3, 5)}) {
         TImage image = randomImage(TImage::IM_C8U, 6, 6);
         image.setChanged(TRect(1, 2, 3, 4));
+        image.m_region.m_value = 5;
         const TUpdateRect before = image.updateRect();
         image.resize(nothing);
+        EXPECT_EQ(image.m_region.m_value, 0);
         EXPECT_EQ(image.type(), TImage::IM_C8U);
         EXPECT_TRUE(image.size() == TSize());
         EXPECT_EQ(image.step(), 0);
@@ -141,6 +152,15 @@ TEST(TImage, FreeLetsGoOfPixelsButNotOfTheKindOrTheRectangle) {
     const int again = image.updateRect().m_stamp;
     image.free();
     EXPECT_NE(image.updateRect().m_stamp, again);
+}
+
+TEST(TImage, FreeKeepsTheSizeOfAnImageThatHadNoMemory) {
+    TImage image(TImage::IM_RGBA16U, TSize(1 << 29, 1));
+    const int stamp = image.updateRect().m_stamp;
+    image.free();
+    EXPECT_TRUE(image.size() == TSize(1 << 29, 1));
+    EXPECT_EQ(image.pstep(), 8);
+    EXPECT_NE(image.updateRect().m_stamp, stamp);
 }
 
 TEST(TImage, ViewHoldsTheHostsPixels) {
@@ -244,6 +264,20 @@ TEST(TImage, CopyFromTakesOverTheKind) {
     target.copyFrom(TImage(TImage::IM_C8U, TSize()));
     EXPECT_EQ(target.type(), TImage::IM_C8U);
     EXPECT_TRUE(target.size() == TSize());
+}
+
+TEST(TImage, CopyFromTakesOverTheKindOfAnImageOfTheSameSize) {
+    for (TImage::IMTYPE from : kKinds)
+        for (TImage::IMTYPE to : kKinds) {
+            const TImage source = randomImage(from, 35, 3);
+            TImage target = randomImage(to, 35, 3, 9);
+            target.copyFrom(source);
+            EXPECT_EQ(target.type(), from);
+            EXPECT_EQ(target.pstep(), pixelBytesOf(from));
+            EXPECT_EQ(target.step(), source.step());
+            for (int p = 0; p < 4; ++p) EXPECT_EQ(target.m_data[p] != nullptr, p < planeCountOf(from)) << p;
+            for (int p = 0; p < planeCountOf(from); ++p) EXPECT_TRUE(samePixels(source.toMat(p), target.toMat(p)));
+        }
 }
 
 TEST(TImage, CopyFromTheSameSizeStartsARegionAndARectangleAnew) {

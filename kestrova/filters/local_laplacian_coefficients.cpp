@@ -9,6 +9,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/resample/pyramid_rows.h"
 
 namespace {
 
@@ -73,14 +74,6 @@ void raisePairs(const int* sums, int n, const int* index, int* raised) noexcept 
     }
 }
 
-// The same for one channel; writes an even number of columns.
-KESTROVA_KERNEL void raise(const int* sums, int n, int* __restrict raised) noexcept {
-    for (int c = 0; c < (n + 1) / 2; ++c) {
-        raised[2 * c] = (sums[c - 1] + 6 * sums[c] + sums[c + 1] + 32) >> 6;
-        raised[2 * c + 1] = (4 * (sums[c] + sums[c + 1]) + 32) >> 6;
-    }
-}
-
 KESTROVA_KERNEL void interpolate(const Pairs& pairs, int n, ushort* __restrict out) noexcept {
     for (int x = 0; x < n; ++x) out[x] = interpolated(pairs.taken[2 * x], pairs.taken[2 * x + 1], pairs.part[x]);
 }
@@ -93,48 +86,43 @@ KESTROVA_KERNEL void interpolateDifferences(const Pairs& pairs, int n, ushort* _
     }
 }
 
-template <class Raised>
-KESTROVA_KERNEL void addRow(const Raised* raised, int n, ushort* __restrict inOut) noexcept {
+KESTROVA_KERNEL void addRow(const ushort* raised, int n, ushort* __restrict inOut) noexcept {
     for (int x = 0; x < n; ++x) inOut[x] = clamp16(inOut[x] + raised[x] - kBias);
 }
 
 // Sums down the columns for row `y` of twice as many, over `n` columns of K channels from column `first` on, which may
 // lie one before the plane and reach one beyond: the first row and column are mirrored, the last ones repeated.
-template <int K, class At>
-void sumDown(const At& at, int rows, int cols, int y, int first, int n, int* sums) noexcept {
-    const int here = y / 2, below = std::min(here + 1, rows - 1);
-    const int above = here > 0 ? here - 1 : std::min(1, rows - 1);
-    const int inner = std::max(first, 0), innerEnd = std::min(first + n, cols);
-    const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(inner) * K;
+template <int K>
+void sumDown(const StoredPlane<K>& plane, int y, int first, int n, int* sums) noexcept {
+    const int here = y / 2, below = std::min(here + 1, plane.rows - 1);
+    const int above = here > 0 ? here - 1 : std::min(1, plane.rows - 1);
+    const int inner = std::max(first, 0), innerEnd = std::min(first + n, plane.cols);
+    const auto at = [&](int row) { return plane.row(row)(inner); };
     int* const out = sums + (inner - first) * K;
     const int length = (innerEnd - inner) * K;
     if (y % 2 == 0)
-        raiseEvenRow(at(above) + start, at(here) + start, at(below) + start, out, length);
+        raiseEvenRow(at(above), at(here), at(below), out, length);
     else
-        raiseOddRow(at(here) + start, at(below) + start, out, length);
-    if (first < 0) std::copy_n(cols > 1 ? out + K : out, K, sums);
+        raiseOddRow(at(here), at(below), out, length);
+    if (first < 0) std::copy_n(plane.cols > 1 ? out + K : out, K, sums);
     if (innerEnd < first + n) std::copy_n(out + length - K, K, out + length);
 }
 
-// Where the rows are odd in number, `cv::pyrUp` makes the last one by taps that depend on its vector width. It is
-// asked for that row itself; the last two rows of the source are all that it looks at.
-struct LastRow {
-    template <class At>
-    LastRow(const At& at, int rows, int cols, int channels, int outRows, int outCols) {
-        if (outRows % 2 == 0 || outRows == 1) return;
-        const std::size_t step = static_cast<std::size_t>(at(rows - 1) - at(rows - 2)) * sizeof(ushort);
-        const cv::Mat source(2, cols, CV_16UC(channels), const_cast<ushort*>(at(rows - 2)), step);
-        cv::pyrUp(source, three, {outCols, 3});
-    }
-    const ushort* pixels() const { return three.empty() ? nullptr : three.ptr<ushort>(2); }
+// The last row of a plane enlarged to an odd number of rows, else empty. `cv::pyrUp` makes that row by taps that depend
+// on its vector width, from the last two rows of the plane: it is asked itself.
+template <int K>
+cv::Mat lastRowOf(const StoredPlane<K>& plane, int outRows, int outCols) {
+    if (outRows % 2 == 0 || outRows == 1) return {};
+    const cv::Mat lastTwo(2, plane.cols, CV_16UC(K), plane.at(plane.rows - 2));
     cv::Mat three;
-};
+    cv::pyrUp(lastTwo, three, {outCols, 3});
+    return three.row(2);
+}
 
 template <class References, class Plane>
 void coefficientRows(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
-                     const LastRow& last, cv::Mat& out, int firstRow, int endRow) noexcept {
+                     const cv::Mat& lastRow, cv::Mat& out, int firstRow, int endRow) noexcept {
     constexpr int K = References::kCount;
-    const auto at = [&](int y) noexcept { return coarser.at(y); };
     Pairs pairs;
     alignas(64) int sums[(kTile / 2 + 2) * K];
     for (int x = 0; x < g.cols; x += kTile) {
@@ -142,12 +130,12 @@ void coefficientRows(const cv::Mat& g, const Plane& remapped, const StoredPlane<
         for (int y = firstRow; y < endRow; ++y) {
             choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
             take(remapped.row(y), x, n, pairs.index, pairs.taken);
-            if (y == g.rows - 1 && last.pixels()) {
+            if (y == g.rows - 1 && !lastRow.empty()) {
                 ushort raised[2 * kTile];
-                take(StoredRow<K>{last.pixels()}, x, n, pairs.index, raised);
+                take(StoredRow<K>{lastRow.ptr<ushort>()}, x, n, pairs.index, raised);
                 std::copy_n(raised, 2 * n, pairs.raised);
             } else {
-                sumDown<K>(at, coarser.rows, coarser.cols, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
+                sumDown(coarser, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
                 raisePairs<K>(sums + K, n, pairs.index, pairs.raised);
             }
             interpolateDifferences(pairs, n, out.ptr<ushort>(y) + x);
@@ -169,11 +157,6 @@ void chooseRow(const ushort* g, StoredRow<References::kCount> row, int cols, ush
 // Bands of level 1, and the rows around them that the coefficients and the reduction look at.
 constexpr int kBandRows = 32, kMargin = 2;
 
-template <int K>
-LastRow lastRowOf(const StoredPlane<K>& plane, int outRows, int outCols) {
-    return {[&](int y) { return plane.at(y); }, plane.rows, plane.cols, K, outRows, outCols};
-}
-
 }  // namespace
 
 template <class References>
@@ -187,7 +170,7 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
     // What the last row of the coefficients is enlarged from is computed ahead.
     bands[0].first = std::max(rows - 2, 0);
     reduceRows(remapped, bands[0], bands[0].first, rows);
-    const LastRow last = lastRowOf(bands[0], remapped.rows, remapped.cols);
+    const cv::Mat lastRow = lastRowOf(bands[0], remapped.rows, remapped.cols);
 
     parallelStrips(strips, rows, [&](int firstRow, int endRow, int s) noexcept {
         StoredPlane<K>& band = bands[s];
@@ -201,7 +184,7 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
             reduceRows(remapped, band, ready, bandEnd);
             ready = bandEnd;
 
-            coefficientRows<References>(remapped.picture, remapped, band, last, coefficients, 2 * y,
+            coefficientRows<References>(remapped.picture, remapped, band, lastRow, coefficients, 2 * y,
                                         std::min(2 * end, remapped.rows));
             for (int r = y; r < end; ++r) chooseRow<References>(half.ptr<ushort>(r), band.row(r), cols, chosen.at(r));
             if (quarter.rows > 0) reduceRows(band, quarter, (y + 1) / 2, (end + 1) / 2);
@@ -212,9 +195,9 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
 template <class References, class Plane>
 void coefficients(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
                   cv::Mat& out) {
-    const LastRow last = lastRowOf(coarser, g.rows, g.cols);
+    const cv::Mat lastRow = lastRowOf(coarser, g.rows, g.cols);
     parallelStrips(stripCount(g.rows, costOf(g.cols, 4)), g.rows, [&](int first, int end, int) noexcept {
-        coefficientRows<References>(g, remapped, coarser, last, out, first, end);
+        coefficientRows<References>(g, remapped, coarser, lastRow, out, first, end);
     });
 }
 
@@ -232,21 +215,13 @@ void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out)
 }
 
 void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut) {
-    const int rows = coarserResult.rows, cols = coarserResult.cols;
-    const auto at = [&](int y) noexcept { return coarserResult.ptr<ushort>(y); };
-    const LastRow last(at, rows, cols, 1, inOut.rows, inOut.cols);
-    parallelRows(inOut.rows, inOut.cols, [&](int y) noexcept {
-        alignas(64) int sums[kTile / 2 + 2], raised[kTile];
-        for (int x = 0; x < inOut.cols; x += kTile) {
-            const int n = std::min(kTile, inOut.cols - x);
-            ushort* const out = inOut.ptr<ushort>(y) + x;
-            if (y == inOut.rows - 1 && last.pixels()) {
-                addRow(last.pixels() + x, n, out);
-            } else {
-                sumDown<1>(at, rows, cols, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
-                raise(sums + 1, n, raised);
-                addRow(raised, n, out);
-            }
+    const int cols = inOut.cols, strips = stripCount(inOut.rows, cols);
+    std::vector<PyramidRows> enlarged = PyramidRows::forStrips(strips, coarserResult, inOut.size());
+    cv::Mat raised(strips, cols, CV_16UC1);
+    parallelStrips(strips, inOut.rows, [&](int first, int end, int s) noexcept {
+        for (int y = first; y < end; ++y) {
+            enlarged[s].compute(y, raised.ptr<ushort>(s));
+            addRow(raised.ptr<ushort>(s), cols, inOut.ptr<ushort>(y));
         }
     });
 }

@@ -39,13 +39,13 @@ int levelsOf(cv::Size size) {
     return levels;
 }
 
-// Levels beyond a single pixel are all alike: equal channels, whose Laplacian coefficients are zero, are interpolated
-// and added.
+// Levels beyond a single pixel are all alike: equal channels, whose Laplacian coefficients are zero, are interpolated,
+// which may truncate to one less, and added.
 template <class References>
 void addSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
     const int coefficient = interpolated(kBias, kBias, choiceAt<References>(g.at<ushort>(0, 0)).part) - kBias;
     ushort& pixel = result.at<ushort>(0, 0);
-    pixel = clamp16(saturated(pixel + static_cast<long long>(count) * coefficient));
+    pixel = clamp16(pixel + count * coefficient);
 }
 
 template <class References>
@@ -156,6 +156,7 @@ void LocalLaplacian::calRemapLut() {
                           kMiddle, kMiddle};
     const IppiSize row = {kEntries, 1};
     constexpr int kStep = kEntries * int(sizeof(ushort));
+    // The curve ends below its last level: entry 65535 stays the identity, which is meant.
     ippiImageRamp_16u_C1R(m_remap_p, kStep, row, 0.0f, 1.0f, ippAxsHorizontal);
     if (ippiLUT_Linear_16u_C1IR(m_remap_p, kStep, row, values, levels, 7) == ippStsNoMemErr) throw std::bad_alloc();
     const float sigma = static_cast<float>(a) * m_blur;

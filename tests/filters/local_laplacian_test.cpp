@@ -175,6 +175,20 @@ TEST(LocalLaplacian, ManyLevelsBeyondASinglePixelEqualTheDefinition) {
     }
 }
 
+TEST(LocalLaplacian, LevelsBeyondASinglePixelTakeAwayWhatInterpolationTruncates) {
+    for (int k : kForms) {
+        for (int first : {0, 768, 65436}) {
+            for (int value = first; value < first + 100; ++value) {
+                const cv::Mat in(1, 1, CV_16UC1, cv::Scalar(value));
+                for (int levels : {2, 9})
+                    ASSERT_TRUE(
+                        samePixels(expectedLaplacian(k, in, 0.3f, 0.3f, levels), filtered(k, in, 0.3f, 0.3f, levels)))
+                        << value << ", " << nameOf(k, in.size(), levels);
+            }
+        }
+    }
+}
+
 TEST(LocalLaplacian, AnyNumberOfLevelsEnds) {
     const cv::Mat in = randomPlane(3, 4, CV_16UC1);
     EXPECT_EQ(filtered(10, in, 0.3f, 0.3f, 2147483647).size(), in.size());

@@ -220,6 +220,7 @@ TEST(LocalLaplacianTable, RefusesWhatItCannotFilterBeforeAnythingIsWritten) {
         expectRefusal(randomPlane(4, 5, type), 2, "ERROR - LocalLaplacian::proc - in.type()!=CV_16UC1");
     expectRefusal(cv::Mat(), 2, "ERROR - LocalLaplacian::proc - in.type()!=CV_16UC1");
     expectRefusal(cv::Mat(0, 5, CV_16UC1), 2, "ERROR - LocalLaplacian::proc - in.empty()");
+    expectRefusal(cv::Mat(5, 0, CV_16UC1), 2, "ERROR - LocalLaplacian::proc - in.empty()");
     const int sides[] = {2, 3, 4};
     expectRefusal(cv::Mat(3, sides, CV_16UC1), 2, "ERROR - LocalLaplacian::proc - in.empty()");
     for (int levels : {0, -1, INT_MIN}) expectRefusal(in, levels, "ERROR - LocalLaplacian::proc - levels<1");

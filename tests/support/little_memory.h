@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <opencv2/core/utility.hpp>
 
 /// Runs `work` in a child process that may take `bytes` of address space more than it has, on one thread; success is
 /// that `work` answers true.
@@ -18,6 +19,7 @@ void withLittleMemory(std::size_t bytes, const Work& work) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto child = [&] {
         omp_set_num_threads(1);
+        cv::setNumThreads(1);
         long pages = 0;
         std::FILE* statm = std::fopen("/proc/self/statm", "r");
         if (!statm || std::fscanf(statm, "%ld", &pages) != 1) std::exit(2);

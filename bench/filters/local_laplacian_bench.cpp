@@ -1,9 +1,6 @@
 #include "kestrova/filters/local_laplacian.h"
 
-#include <malloc.h>
-
 #include <cmath>
-#include <fstream>
 #include <memory>
 #include <opencv2/imgproc.hpp>
 #include <string>
@@ -35,15 +32,6 @@ cv::Mat picture(int rows, int cols) {
     return plane;
 }
 
-double memoryBytes(const char* field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        double kilobytes = 0;
-        if (word == field && status >> kilobytes) return kilobytes * 1024;
-    }
-    return 0;
-}
-
 /// A row with 1 thread and one with all; `work(in, out)` has `levels` levels.
 template <class Work>
 void rows(const std::string& name, const BenchSize& size, int levels, const Work& work) {
@@ -56,11 +44,7 @@ void rows(const std::string& name, const BenchSize& size, int levels, const Work
                                          const cv::Mat in = picture(size.rows, size.cols);
                                          cv::Mat out = in.clone();
                                          const double pixels = static_cast<double>(in.total());
-                                         malloc_trim(0);
-                                         std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
-                                         const double before = memoryBytes("VmRSS:");
-                                         work(in, out);
-                                         state.counters["bytes/px"] = (memoryBytes("VmHWM:") - before) / pixels;
+                                         state.counters["bytes/pixel"] = peakBytes([&] { work(in, out); }) / pixels;
                                          const double copy = bench_detail::copySeconds(in.total() * 4);
                                          double total = 0;
                                          for (auto _ : state) {

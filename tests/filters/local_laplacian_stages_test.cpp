@@ -50,3 +50,11 @@ TEST(LocalLaplacianStages, ReductionEqualsThatOfWholePlanes) {
         expectReduction<TwentyFourReferences>(size);
     }
 }
+
+TEST(LocalLaplacianStages, ReductionEqualsThatOfWholePlanesAcrossTiles) {
+    for (cv::Size size : {cv::Size(2457, 5), {4913, 5}, {9824, 3}, {9825, 3}}) {
+        expectReduction<TenReferences>(size);
+        expectReduction<SixteenReferences>(size);
+        expectReduction<TwentyFourReferences>(size);
+    }
+}

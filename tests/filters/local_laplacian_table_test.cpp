@@ -25,6 +25,12 @@ std::vector<ushort> remapOf(float alpha, float blur) {
     return {filter.m_remap_p, filter.m_remap_p + 65536};
 }
 
+cv::Mat everyValue() {
+    cv::Mat every(256, 256, CV_16UC1);
+    for (int i = 0; i < 65536; ++i) every.at<ushort>(i / 256, i % 256) = static_cast<ushort>(i);
+    return every;
+}
+
 }  // namespace
 
 TEST(LocalLaplacianTable, StartsWithTheDocumentedDefaults) {
@@ -109,8 +115,7 @@ TEST(LocalLaplacianTable, SizesBeyondAnIntSaturate) {
 
 TEST(LocalLaplacianTable, RemappedChannelsFollowEveryValueAndReference) {
     const std::vector<ushort> remap = expectedRemap(-0.37f, 0.05f);
-    cv::Mat every(256, 256, CV_16UC1);
-    for (int i = 0; i < 65536; ++i) every.at<ushort>(i / 256, i % 256) = static_cast<ushort>(i);
+    const cv::Mat every = everyValue();
     const auto expectChannels = [&](const auto& plane, int k, int step) {
         for (int i = 0; i < 65536; ++i) {
             const ushort* const pixel = plane.row(i / 256)(i % 256);
@@ -124,6 +129,21 @@ TEST(LocalLaplacianTable, RemappedChannelsFollowEveryValueAndReference) {
     expectChannels(remapped<TenReferences>(every, remap.data()), 10, 6553);
     expectChannels(remapped<SixteenReferences>(every, remap.data()), 16, 4095);
     expectChannels(remapped<TwentyFourReferences>(every, remap.data()), 24, 2730);
+}
+
+TEST(LocalLaplacianTable, AlphaZeroLeavesEveryChannelButAtTheEntryThatStaysTheIdentity) {
+    const std::vector<ushort> remap = expectedRemap(0.0f, 0.3f);
+    const cv::Mat every = everyValue();
+    const auto expectChannels = [&](const auto& plane, int k) {
+        // Half of 65534 is the index of the last entry, half of 65535 is clamped to it.
+        for (int i = 0; i < 65536; ++i) {
+            for (int c = 0; c < k; ++c)
+                ASSERT_EQ(plane.row(i / 256)(i % 256)[c], i == 65534 && c == 0 ? 65535 : i) << i << ", channel " << c;
+        }
+    };
+    expectChannels(remapped<TenReferences>(every, remap.data()), 10);
+    expectChannels(remapped<SixteenReferences>(every, remap.data()), 16);
+    expectChannels(remapped<TwentyFourReferences>(every, remap.data()), 24);
 }
 
 TEST(LocalLaplacianTable, CallsKeepTheirParameters) {

@@ -180,7 +180,7 @@ TEST(LocalLaplacian, LevelsBeyondASinglePixelTakeAwayWhatInterpolationTruncates)
         for (int first : {0, 768, 65436}) {
             for (int value = first; value < first + 100; ++value) {
                 const cv::Mat in(1, 1, CV_16UC1, cv::Scalar(value));
-                for (int levels : {2, 9})
+                for (int levels : {2, 40})
                     ASSERT_TRUE(
                         samePixels(expectedLaplacian(k, in, 0.3f, 0.3f, levels), filtered(k, in, 0.3f, 0.3f, levels)))
                         << value << ", " << nameOf(k, in.size(), levels);

@@ -109,13 +109,12 @@ FilteredRows::FilteredRows(const cv::Mat& source, const std::vector<float>& taps
         switch (grid) {
             case Grid::kSame: m_along.add(tap, m_even.pixels() + offset); break;
             case Grid::kHalved: m_along.add(tap, (even ? m_even : m_odd).pixels() + floorHalf(offset)); break;
-            // From an odd column the pixels lie at odd offsets.
+            // From an odd column the pixels lie at odd offsets. The zeros left out count across the lines.
             case Grid::kDoubled:
                 if (even)
                     m_along.add(tap, m_even.pixels() + offset / 2);
                 else
                     m_alongOdd.add(tap, m_even.pixels() + floorHalf(offset + 1));
-                (even ? m_alongOdd : m_along).addZeros(tap);
         }
         m_filteredZero += tap * 0.0f;
         ++offset;

@@ -326,6 +326,27 @@ TEST(ConvPyrTest, MayWriteOverItsInput) {
     EXPECT_TRUE(samePixels(decimated(filtered(in, kPaper.k1)), down));
     EXPECT_TRUE(samePixels(synthesised(low, in, kPaper, filtered), up));
     EXPECT_TRUE(samePixels(up, fromLow));
+    const cv::Mat bytes = randomPlane(20, 30, CV_8UC1);
+    cv::Mat fromBytes = bytes.clone();
+    pyramid(kPaper).pyrUp(low, fromBytes, fromBytes);
+    EXPECT_TRUE(samePixels(synthesised(low, bytes, kPaper, filtered), fromBytes));
+}
+
+TEST(ConvPyrTest, MayWriteOverRowsThatItStillReads) {
+    const cv::Mat in = randomPlane(20, 30, CV_32FC1), low = randomPlane(10, 15, CV_32FC1);
+    const cv::Mat half = decimated(filtered(in, kPaper.k1)), up = synthesised(low, in, kPaper, filtered);
+    const cv::Rect corner(15, 10, 15, 10);
+    cv::Mat whole = in.clone(), part = whole(corner);
+    pyramid(kPaper).pyrDown(whole, part);
+    EXPECT_TRUE(samePixels(half, whole(corner)));
+    part = whole(cv::Rect({}, low.size()));
+    low.copyTo(part);
+    pyramid(kPaper).pyrUp(part, in, whole);
+    EXPECT_TRUE(samePixels(up, whole));
+    cv::Mat larger(24, 30, CV_32FC1), shifted = larger.rowRange(4, 24);
+    in.copyTo(larger.rowRange(0, 20));
+    pyramid(kPaper).pyrUp(low, larger.rowRange(0, 20), shifted);
+    EXPECT_TRUE(samePixels(up, larger.rowRange(4, 24)));
 }
 
 TEST(ConvPyrTest, SharesKernelsWithTheCallerAndWithCopies) {
@@ -347,7 +368,7 @@ TEST(ConvPyrTest, SharesKernelsWithTheCallerAndWithCopies) {
 
 TEST(ConvPyrTest, ThrowsWhatSepFilter2DThrowsBeforeAnythingIsWritten) {
     const cv::Mat in = randomPlane(8, 8, CV_32FC1), two(3, 3, CV_32FC1, cv::Scalar(1)), none;
-    cv::Mat out = cv::Mat(8, 8, CV_32FC1, cv::Scalar(5));
+    cv::Mat out(3, 5, CV_8UC1, cv::Scalar(5));  // one that a result would replace
     const cv::Mat before = out.clone();
     const cv::Mat low = randomPlane(4, 4, CV_32FC1);
     for (const cv::Mat& bad : {none, two, cv::Mat(1, 3, CV_32FC2, cv::Scalar(1))}) {

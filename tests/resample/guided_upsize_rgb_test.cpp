@@ -132,6 +132,7 @@ TEST(GuidedUpsizeRgbTest, EnlargesPlainlyWithoutTheGuide) {
         EXPECT_TRUE(samePixels(expected, same));
         upSizeNXGuidedByRGB(guide, low, out, 1, false, kLinear, -1, -1.0f);
         EXPECT_TRUE(samePixels(low, out));
+        EXPECT_NE(low.data, out.data);
     }
 }
 
@@ -334,10 +335,12 @@ TEST(GuidedUpsizeRgbTest, RefusesGuidePlanesOfDifferentSizesBeforeItPrintsOrWrit
 
 TEST(GuidedUpsizeRgbTest, RefusesPlanesThatDoNotFit) {
     cv::Mat out, p = randomPlane(20, 30, CV_8UC1);
-    Planes guide = colours(20, 30, CV_8UC1), narrow = colours(20, 2, CV_8UC1), small = cloned(guide);
+    const cv::Mat before = p.clone();
+    Planes guide = colours(20, 30, CV_8UC1), narrow = colours(20, 2, CV_8UC1), flat = cloned(guide), slim = flat;
     Planes narrowFloats = colours(20, 30, CV_32FC1);
     narrowFloats[2] = randomPlane(20, 2, CV_32FC1);
-    small[1] = randomPlane(19, 30, CV_8UC1);
+    flat[1] = randomPlane(19, 30, CV_8UC1);
+    slim[2] = randomPlane(20, 29, CV_8UC1);
     const cv::Mat low = lowFor(guide, 3, CV_8UC1);
     const auto run = [&](Planes& planes, const cv::Mat& plane, int n, int interp) {
         upSizeNXGuidedByRGB(planes, plane, out, n, true, interp, kRadius, kEps);
@@ -349,10 +352,12 @@ TEST(GuidedUpsizeRgbTest, RefusesPlanesThatDoNotFit) {
     EXPECT_FAILURE(filterGuidedByRGB(guide, out, kRadius, kEps), "ERROR - TGuidedFilter::setup - p.empty()");
     for (Planes* planes : {&narrow, &narrowFloats})
         EXPECT_FAILURE(run(*planes, low, 3, kCubic), "ERROR - upSizeNXGuidedByRGB - guide.cols < n");
-    EXPECT_FAILURE(run(small, p, 1, kCubic),
-                   "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle...");
-    EXPECT_FAILURE(filterGuidedByRGB(small, p, kRadius, kEps),
-                   "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle...");
+    for (Planes* planes : {&flat, &slim}) {
+        const char* text = "ERROR - upSizeNXGuidedByRGB - Guide data need to cover the same rectangle...";
+        EXPECT_FAILURE(run(*planes, p, 1, kCubic), text);
+        EXPECT_FAILURE(filterGuidedByRGB(*planes, p, kRadius, kEps), text);
+    }
+    EXPECT_TRUE(samePixels(before, p));
     for (int n : {1, 3})
         EXPECT_FAILURE(run(guide, lowFor(guide, n, CV_32FC1), n, kCubic),
                        "ERROR - upSizeNXGuidedByRGB - low.type() != CV_8UC1 && low.type() != CV_16UC1");

@@ -192,6 +192,7 @@ TEST(GuidedUpsizeTest, EnlargesPlainlyIntoAPlaneThatFits) {
     cv::Mat fits(20, 30, CV_8UC1);
     const uchar* before = fits.data;
     upSize2XGuidedByY(guide, low, fits, false, kCubic, 0, 0.0f);
+    EXPECT_EQ(fits.data, before);
     upSizeNXGuidedByY(guide, low, fits, 2, false, kCubic, 0, 0.0f);
     EXPECT_EQ(fits.data, before);
 }

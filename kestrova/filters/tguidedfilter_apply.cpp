@@ -6,6 +6,7 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
@@ -116,7 +117,11 @@ void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::M
         if (plane.empty() || plane.size() != model[0].size())
             fail("ERROR - TGuidedFilter::proc - there is no model of a guide like this");
     q.create(guide[0].size(), guide[0].type());
-    depth == CV_8U ? applyBlocks<uchar>(guide, model, q) : applyBlocks<ushort>(guide, model, q);
+    const bool apart =
+        std::any_of(guide.begin(), guide.end(), [&](const cv::Mat& I) { return overlapAcrossRows(I, q); });
+    cv::Mat result = apart ? cv::Mat(q.size(), q.type()) : q;
+    depth == CV_8U ? applyBlocks<uchar>(guide, model, result) : applyBlocks<ushort>(guide, model, result);
+    result.copyTo(q);
 }
 
 }  // namespace

@@ -262,6 +262,18 @@ TEST(FilterGuidedByRgbTest, FiltersInPlace) {
     }
 }
 
+TEST(FilterGuidedByRgbTest, MayWriteOverRowsOfTheGuideThatItStillReads) {
+    for (std::size_t plane : {0, 1, 2}) {
+        cv::Mat larger = randomPlane(303, 201, CV_16UC1, 7), p = larger.rowRange(3, 303);
+        Planes guide = colours(300, 201, CV_16UC1);
+        guide[plane] = larger.rowRange(0, 300);
+        const Planes apart = cloned(guide);
+        const cv::Mat expected = byTheFilter(apart, apart, p.clone());
+        filterGuidedByRGB(guide, p, kRadius, kEps);
+        EXPECT_TRUE(samePixels(expected, larger.rowRange(3, 303)));
+    }
+}
+
 TEST(FilterGuidedByRgbTest, FiltersTheRectangleThatTheFirstGuidePlaneShares) {
     Planes guide = {randomPlane(20, 30, CV_8UC1, 1), randomPlane(20, 35, CV_8UC1, 2), randomPlane(26, 30, CV_8UC1, 3)};
     const cv::Mat before = randomPlane(24, 27, CV_8UC1, 7);

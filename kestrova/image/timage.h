@@ -36,8 +36,9 @@ public:
     /// An image of its own with undefined pixels; empty (0 by 0) if a side of `size` is below 1.
     TImage(IMTYPE type, const TSize& size);
     /// A view of the host's pixels as `IM_RGBA8U` or `IM_RGBA16U`, `step` bytes from row to row; it never resizes,
-    /// copies into or frees them. With `swapRB`, red and blue of the host's pixels are exchanged at once. Null pointers
-    /// and steps shorter than a row are failures.
+    /// copies into or frees them. With `swapRB`, red and blue of the host's pixels are exchanged at once. Throws
+    /// "ERROR - TImage::TImage - data==NULL", and texts of the same beginning for a step shorter than a row or, of 16
+    /// bits, odd.
     TImage(const TSize& size, unsigned char* data, int step, bool swapRB);
     TImage(const TSize& size, unsigned short* data, int step, bool swapRB);
     /// Copies the pixels; the copy of a view has pixels of its own.
@@ -59,7 +60,9 @@ public:
     /// "ERROR - TImage::copyFrom - size is not equal" and "ERROR - TImage::copyFrom - type not match".
     void fromMat(const cv::Mat& m, int plane);
     /// A header on the pixels: `CV_16UC1`, `CV_8UC1`, `CV_8UC4` or `CV_16UC4`; of `IM_C8U` the first plane, or with
-    /// `plane` 1 and above the second. It takes no reference: the image must outlive it.
+    /// `plane` 1 and above the second. It takes no reference: the image must outlive it. Empty if the image is, has no
+    /// memory, or is of an unknown kind. As in `fromMat`, a negative `plane` of `IM_C8U` throws
+    /// "ERROR - TImage - plane<0".
     const cv::Mat toMat(int plane) const;
 
     /// The address of a pixel. Nothing is tested; offsets are 32-bit.
@@ -101,16 +104,18 @@ public:
     static void YCMToRgba8u(const TImage& y, const TImage& c, const TImage& m, TImage& out);
     static void YCMToRgba16u(const TImage& y, const TImage& c, const TImage& m, TImage& out);
 
-    /// 8 to 16 bits: 257 times each value. `out` gets the size of `in`.
+    /// 8 to 16 bits: 257 times each value. `out` gets the size of `in`. Throws if an image with pixels is not of its
+    /// kind.
     static void rgba8uTo16u(const TImage& in, TImage& out);
-    /// 16 to 8 bits, white to white and black to black. `out` gets the size of `in`.
+    /// 16 to 8 bits, white to white and black to black. `out` gets the size of `in`. Throws as `rgba8uTo16u` does.
     static void rgba16uTo8u(const TImage& in, TImage& out);
 
     /// The host's packed B, G, R, A of 8 bits, `step` bytes from row to row, as `rgba8uToYCM`. The host's pixels are
-    /// only read.
+    /// only read. A null pointer and a short step throw as for a view.
     static void bgra8uToTImage(const unsigned char* src, int step, int width, int height, TImage& y, TImage& c,
                                TImage& m);
-    /// `YCMToRgba8u` to the host's packed B, G, R, A of the size of `y`.
+    /// `YCMToRgba8u` to the host's packed B, G, R, A of the size of `y`. A null pointer and a short step throw as
+    /// for a view.
     static void timageToBgra8u(const TImage& y, const TImage& c, const TImage& m, unsigned char* dst, int step);
 
     /// The colour that keeps the saturation of a picture whose luminance has been changed: red, green and blue are

@@ -344,6 +344,7 @@ TEST(TImageColour, EmptyYcmIsLetPass) {
     TImage::YCMToRgba16u(in.y, in.c, in.m, words);
     TImage::YCMToRgba8u(in.y, in.c, in.m, bytes);
     TImage::timageToBgra8u(in.y, in.c, in.m, nullptr, 0);
+    TImage::YCMToRgba16u(in.m, in.y, in.c, bytes);
     EXPECT_TRUE(words.size() == TSize());
     EXPECT_TRUE(bytes.size() == TSize());
 }

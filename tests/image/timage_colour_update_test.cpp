@@ -95,15 +95,15 @@ TEST(TImageColourUpdate, EveryDifferenceFollows) {
         }
 }
 
-// Blocks that come out differently if green or luminance is summed in another order, or if the differences are scaled
-// in double.
+// Blocks that come out differently if green or luminance is summed in another order, if the differences are scaled in
+// double, or if the ratio is a product with a reciprocal.
 TEST(TImageColourUpdate, SumsAreTakenInOrderAndInFloat) {
     struct Block {
         int before, after, c0, c1;
     };
-    const Block blocks[] = {{27, 62, 96, 227}, {135, 112, 148, 160}, {135, 162, 137, 32},
-                            {28, 27, 234, 96}, {28, 67, 160, 11},    {200, 125, 187, 135},
-                            {242, 87, 32, 64}, {135, 182, 87, 96},   {148, 154, 247, 157}};
+    const Block blocks[] = {{27, 62, 96, 227},    {135, 112, 148, 160}, {135, 162, 137, 32}, {28, 27, 234, 96},
+                            {28, 67, 160, 11},    {200, 125, 187, 135}, {242, 87, 32, 64},   {135, 182, 87, 96},
+                            {148, 154, 247, 157}, {138, 247, 96, 20},   {105, 47, 32, 44}};
     for (const Block& block : blocks) {
         const auto y = [](int v) { return imageOf(TImage::IM_Y16U, cv::Mat(2, 2, CV_16UC1, cv::Scalar(256 * v))); };
         const auto c = [](int v) { return cv::Mat(1, 1, CV_8UC1, cv::Scalar(v)); };
@@ -181,6 +181,8 @@ TEST(TImageColourUpdate, OtherKindsAndSmallerImagesAreRefused) {
     expectSameColour(randomImage(TImage::IM_C8U, 3, 2), out);
     const Ycm empty;
     TImage::updateCfromYChange(empty.y, empty.c, empty.y, mask, 0.1f);
+    EXPECT_THROW(TImage::updateCfromYChange(empty.m, empty.c, empty.y, mask, 0.1f), int);
+    EXPECT_THROW(TImage::updateCfromYChange(empty.y, empty.c, empty.m, mask, 0.1f), int);
 }
 
 // Components about 0..1 with its borders, and far beyond.

@@ -81,7 +81,7 @@ public:
     /// As `TLut8U::setupLinearThreshold`, with `k` and `t` in -1.5..1.5 and half widths up to 32767.
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 
-    /// Builds the table of a light adjustment instead: a straight line, raised by 0.4 `brightness` of full scale and
+    /// Builds the table of a light adjustment instead: a straight line, raised by 0.2 `brightness` of full scale and
     /// turned about the middle by `contrast` (its slope as in `setKRange`), through a tone curve that `shadows` moves
     /// at a quarter of the scale and `highlights` at three quarters. All range over -1..1, and 0 changes nothing. The
     /// curve is a spline through five points, sampled at 64 and read linearly.

@@ -142,7 +142,7 @@ protected:
     /// For classes built on `TPImage`: one byte a pixel (`CV_8UC1`, full size, 128 neutral) of what a
     /// half-size plane cannot carry of a full-size one, so that a picture can be processed at half size and its detail
     /// put back afterwards. A residual r, at half the scale of luminance, is kept as its signed square root
-    /// 128 +- 0.7071 sqrt(|r|): small ones exactly, large ones coarsely. Planes of luminance are `CV_16UC1`; a
+    /// 128 +- 0.7071 sqrt(|r|): small ones finely, large ones coarsely. Planes of luminance are `CV_16UC1`; a
     /// half-size plane is enlarged by a step of the Gaussian pyramid (`upSize2X` with `kPyramidStep`) and must have a
     /// size that this takes. Other types, and tables that are not there, are failures before anything is written.
     /// @{

@@ -96,7 +96,6 @@ void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& out) {
     checkLuminance(in, "ERROR - TPImage::applyFullToEdgeLUT - in.type()!=CV_16UC1");
     const cv::Mat from = in;
     out.create(from.size(), CV_8UC1);
-    if (from.empty()) return;
     ippiLUTPalette_16u8u_C1R(from.ptr<ushort>(), static_cast<int>(from.step), out.ptr(), static_cast<int>(out.step),
                              {from.cols, from.rows}, m_lutFullToEdge_p, 16);
 }

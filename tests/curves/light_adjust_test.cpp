@@ -98,7 +98,7 @@ TEST(LightAdjustTest, ShadowsMoveTheCurveAtAQuarterAndHighlightsAtThreeQuarters)
         EXPECT_NEAR(const_cast<TLut16U*>(lut)->lut16U()[32768], neutral.lut16U()[32768], 40);
 }
 
-TEST(LightAdjustTest, BrightnessRaisesTheLineByFourTenthsOfTheScale) {
+TEST(LightAdjustTest, BrightnessRaisesTheLineByAFifthOfTheScale) {
     TLut16U lut;
     lut.setupLightAdjust(1, 0, 0, 0);
     EXPECT_NEAR(lut.lut16U()[0], 13107, 1);

@@ -172,7 +172,8 @@ TEST(TPImageEdgesTest, ApplyLooksEveryResidualUp) {
 
 TEST(TPImageEdgesTest, ApplyIntoItsOwnSourceReplacesThePlane) {
     const Edges edges;
-    cv::Mat plane = randomPlane(5, 7, CV_16UC1), expected;
+    // A seed of its own: memory that was free before holds the pixels of other tests.
+    cv::Mat plane = randomPlane(5, 7, CV_16UC1, 4711), expected;
     Edges::applyFullToEdgeLUT(plane, expected);
     Edges::applyFullToEdgeLUT(plane, plane);
     EXPECT_TRUE(samePixels(expected, plane));
@@ -312,11 +313,12 @@ TEST(TPImageEdgesTest, GainsCloseToOneAreOne) {
     const cv::Mat edge = randomPlane(20, 30, CV_8UC1), half(10, 15, CV_16UC1, cv::Scalar(32768));
     cv::Mat one, close, far;
     Edges::edgeToFull(edge, half, one, 1);
-    for (float gain : {1.005f, 0.995f, 1.0099f, 0.9901f}) {
+    // The last are the floats next to 1.01 and 0.99, on either side of 0.01f.
+    for (float gain : {1.005f, 0.995f, 0x1.028f5cp+0f, 0x1.fae148p-1f}) {
         Edges::edgeToFull(edge, half, close, gain);
         EXPECT_TRUE(samePixels(one, close)) << gain;
     }
-    for (float gain : {1.0101f, 0.9899f}) {
+    for (float gain : {1.0101f, 0.9899f, 0x1.028f5ep+0f, 0x1.fae146p-1f}) {
         Edges::edgeToFull(edge, half, far, gain);
         EXPECT_GT(cv::countNonZero(one != far), 0) << gain;
         EXPECT_TRUE(samePixels(naiveEdgeToFull(edge, half, gain), far));
@@ -354,7 +356,7 @@ TEST(TPImageEdgesTest, AGainThatIsNotANumberGivesBlack) {
     EXPECT_EQ(cv::countNonZero(full), 0);
 }
 
-TEST(TPImageEdgesTest, TheResultMayTakeThePlaceOfTheHalfPlane) {
+TEST(TPImageEdgesTest, TheResultMayTakeThePlaceOfAnInput) {
     const Edges edges;
     const cv::Mat edge = randomPlane(6, 8, CV_8UC1), half = randomPlane(3, 4, CV_16UC1);
     const cv::Mat expected = naiveEdgeToFull(edge, half, 2);
@@ -364,6 +366,9 @@ TEST(TPImageEdgesTest, TheResultMayTakeThePlaceOfTheHalfPlane) {
     cv::Mat small = half.clone(), expectedEdge = naiveFullToEdge(expected, half);
     Edges::fullToEdge(expected, small, small);
     EXPECT_TRUE(samePixels(expectedEdge, small));
+    cv::Mat whole = expected.clone();
+    Edges::fullToEdge(whole, half, whole);
+    EXPECT_TRUE(samePixels(expectedEdge, whole));
 }
 
 // ---- Failures
@@ -397,10 +402,13 @@ TEST(TPImageEdgesTest, PlanesWithoutPixelsFailInTheResampling) {
     const cv::Mat half = randomPlane(2, 2, CV_16UC1), none8(0, 0, CV_8UC1), none16(0, 0, CV_16UC1);
     cv::Mat out;
     EXPECT_TRACED_FAILURE(Edges::fullToEdge(none16, half, out), trace);
+    EXPECT_THROW(Edges::fullToEdge(none16, none16, out), cv::Exception);
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, out, 1), trace);
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, half, out, 0, 1), trace);
     EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), none16, out, 1), cv::Exception);
     EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), none16, none16, out, 0, 1), cv::Exception);
+    const cv::Mat noColumns(1, 0, CV_16UC1);
+    EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), noColumns, noColumns, out, 0, 1), cv::Exception);
     Edges::applyFullToEdgeLUT(none16, out);
     EXPECT_TRUE(out.empty());
 }

@@ -109,6 +109,35 @@ TEST(KeptGradientTest, TheResidualFollowsWhatBecameOfTheGradients) {
     }
 }
 
+cv::Mat ramp(int right, int down) {
+    cv::Mat plane(8, 8, CV_16UC1);
+    for (int y = 0; y < plane.rows; ++y)
+        for (int x = 0; x < plane.cols; ++x) plane.at<ushort>(y, x) = static_cast<ushort>(x * right + y * down);
+    return plane;
+}
+
+// Ramps that show it: another order of the sums, a factor in double and one a bit less each give another weight.
+TEST(KeptGradientTest, TheWeightIsFormedInFloatInOrder) {
+    const Edges edges;
+    struct Ramps {
+        int right, down, rightAfter, downAfter;
+        float epsilon;
+    };
+    for (const Ramps& r : {Ramps{2419, 2390, 2480, 161, 476.25f},
+                           {587, 872, 4884, 1865, 0},
+                           {1772, 1140, 3811, 2864, 463.75f},
+                           {2465, 2280, 4795, 3507, 341.25f},
+                           {1061, 333, 2645, 1809, 480.25f},
+                           {525, 1383, 2622, 3415, 339.25f},
+                           {801, 209, 4736, 2585, 396.75f}}) {
+        const cv::Mat edge(16, 16, CV_8UC1, cv::Scalar(140));
+        const cv::Mat before = ramp(r.right, r.down), after = ramp(r.rightAfter, r.downAfter);
+        cv::Mat full;
+        Edges::edgeToFull(edge, before, after, full, r.epsilon, 1);
+        EXPECT_TRUE(samePixels(naiveEdgeToFull(edge, before, after, r.epsilon, 1), full)) << r.right;
+    }
+}
+
 TEST(KeptGradientTest, HalfPlanesOfTruncatedSizeServeAsWell) {
     const Edges edges;
     const cv::Mat edge = randomPlane(21, 31, CV_8UC1);

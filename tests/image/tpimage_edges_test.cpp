@@ -197,6 +197,21 @@ cv::Mat naiveFullToEdge(const cv::Mat& full, const cv::Mat& half) {
     return edge;
 }
 
+cv::Mat naiveEdgeToFull(const cv::Mat& edge, const cv::Mat& half, float gain) {
+    cv::Mat full = naiveUp(half, edge.size());
+    for (int y = 0; y < full.rows; ++y)
+        for (int x = 0; x < full.cols; ++x) {
+            const int residual = TPImage::m_lutEdgeToFull_p[edge.at<uchar>(y, x)];
+            ushort& p = full.at<ushort>(y, x);
+            if (std::fabs(gain - 1.0f) <= 0.01f)
+                p = static_cast<ushort>(std::clamp(p - 32768 + residual, 0, 65535));
+            else
+                p = cv::saturate_cast<ushort>(
+                    static_cast<double>((static_cast<float>(residual) - 32768.0f) * gain + static_cast<float>(p)));
+        }
+    return full;
+}
+
 TEST(TPImageEdgesTest, EdgesAreTheHalvedResidualOverTheEnlargedHalf) {
     const Edges edges;
     for (const cv::Size& size : testSizes()) {
@@ -213,10 +228,15 @@ TEST(TPImageEdgesTest, EdgesAreTheHalvedResidualOverTheEnlargedHalf) {
 
 TEST(TPImageEdgesTest, AHalfPlaneOfTruncatedSizeServesAsWell) {
     const Edges edges;
-    const cv::Mat full = scene({31, 21}), half = randomPlane(10, 15, CV_16UC1);
-    cv::Mat edge;
-    Edges::fullToEdge(full, half, edge);
-    EXPECT_TRUE(samePixels(naiveFullToEdge(full, half), edge));
+    for (const cv::Size& size : {cv::Size(31, 21), cv::Size(3, 3), cv::Size(3, 5), cv::Size(5, 3), cv::Size(33, 3)})
+        for (int rows : {size.height / 2, size.height / 2 + 1}) {
+            const cv::Mat full = scene(size), half = randomPlane(rows, size.width / 2, CV_16UC1);
+            cv::Mat edge, back;
+            Edges::fullToEdge(full, half, edge);
+            EXPECT_TRUE(samePixels(naiveFullToEdge(full, half), edge)) << size << rows;
+            Edges::edgeToFull(edge, half, back, 2);
+            EXPECT_TRUE(samePixels(naiveEdgeToFull(edge, half, 2), back)) << size << rows;
+        }
 }
 
 TEST(TPImageEdgesTest, WithoutAHalfPlaneOddPlanesAreReducedFirst) {
@@ -277,21 +297,6 @@ TEST(TPImageEdgesTest, AFlatPlaneHasNoEdgesAndComesBackUnderAnyGain) {
 }
 
 // ---- And back
-
-cv::Mat naiveEdgeToFull(const cv::Mat& edge, const cv::Mat& half, float gain) {
-    cv::Mat full = naiveUp(half, edge.size());
-    for (int y = 0; y < full.rows; ++y)
-        for (int x = 0; x < full.cols; ++x) {
-            const int residual = TPImage::m_lutEdgeToFull_p[edge.at<uchar>(y, x)];
-            ushort& p = full.at<ushort>(y, x);
-            if (std::fabs(gain - 1.0f) <= 0.01f)
-                p = static_cast<ushort>(std::clamp(p - 32768 + residual, 0, 65535));
-            else
-                p = cv::saturate_cast<ushort>(
-                    static_cast<double>((static_cast<float>(residual) - 32768.0f) * gain + static_cast<float>(p)));
-        }
-    return full;
-}
 
 TEST(TPImageEdgesTest, TheResidualIsAddedUnderAGain) {
     const Edges edges;
@@ -405,8 +410,11 @@ TEST(TPImageEdgesTest, PlanesWithoutPixelsFailInTheResampling) {
     EXPECT_THROW(Edges::fullToEdge(none16, none16, out), cv::Exception);
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, out, 1), trace);
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, half, out, 0, 1), trace);
-    EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), none16, out, 1), cv::Exception);
-    EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), none16, none16, out, 0, 1), cv::Exception);
+    for (int side : {1, 2}) {  // a step from 0 to 1 would do but for the pixels
+        const cv::Mat edge = randomPlane(side, side, CV_8UC1);
+        EXPECT_THROW(Edges::edgeToFull(edge, none16, out, 1), cv::Exception);
+        EXPECT_THROW(Edges::edgeToFull(edge, none16, none16, out, 0, 1), cv::Exception);
+    }
     const cv::Mat noColumns(1, 0, CV_16UC1);
     EXPECT_THROW(Edges::edgeToFull(randomPlane(2, 2, CV_8UC1), noColumns, noColumns, out, 0, 1), cv::Exception);
     Edges::applyFullToEdgeLUT(none16, out);

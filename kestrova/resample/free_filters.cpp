@@ -42,6 +42,12 @@ void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat
     });
 }
 
+// `in`, or a copy where writing a pixel of `out` may change another pixel of `in`.
+cv::Mat safeFrom(const cv::Mat& out, const cv::Mat& in) {
+    const bool bSamePixels = in.data == out.data && in.step[0] == out.step[0] && in.type() == out.type();
+    return !bSamePixels && overlap(in, out) ? in.clone() : in;
+}
+
 KESTROVA_KERNEL void scaleRow(const uchar* src, uchar* dst, int n, float k) noexcept {
     KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) dst[x] = sat8(static_cast<float>(src[x]) * k);
@@ -81,13 +87,15 @@ void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv
     if (alpha.type() != CV_8UC1) fail("ERROR - blendAlpha - alpha.type()!=CV_8UC1");
     if (alpha.size != in0.size) fail("ERROR - blendAlpha - alpha.size()!=in0.size()");
 
-    const cv::Mat from0 = in0, from1 = in1, mask = alpha;  // the output may take the place of one
-    out.create(from0.rows, from0.cols, type);
+    const cv::Mat mask = alpha;  // the output may take its place
+    out.create(in0.rows, in0.cols, type);
+    if (out.empty()) return;
+    const cv::Mat from0 = safeFrom(out, in0), from1 = safeFrom(out, in1), under = safeFrom(out, mask);
     const float perAlpha = k * kPer255;
     switch (type) {
-        case CV_8UC1: return blend<uchar>(from0, from1, mask, out, perAlpha);
-        case CV_16UC1: return blend<ushort>(from0, from1, mask, out, perAlpha);
-        default: return blend<float>(from0, from1, mask, out, perAlpha);
+        case CV_8UC1: return blend<uchar>(from0, from1, under, out, perAlpha);
+        case CV_16UC1: return blend<ushort>(from0, from1, under, out, perAlpha);
+        default: return blend<float>(from0, from1, under, out, perAlpha);
     }
 }
 

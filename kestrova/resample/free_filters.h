@@ -28,8 +28,8 @@ KESTROVA_EXPORT bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, i
 
 /// Mixes two planes of one type and size, `CV_8UC1`, `CV_16UC1` or `CV_32FC1`, under `alpha`, `CV_8UC1` of that size:
 /// out = in0 (1 - w) + in1 w in float, w = k alpha / 255, into `out`, which is created unless it fits. Integers are
-/// truncated and their low 8 or 16 bits stored; nothing is clamped, which shows for `k` outside 0..1. `out` may be one
-/// of the inputs.
+/// truncated and their low 8 or 16 bits stored; nothing is clamped, which shows for `k` outside 0..1. `out` may be or
+/// overlap any of the inputs.
 ///
 /// Throws, in this order, and leaves `out` as it was,
 /// "ERROR - blendAlpha - in0.type()!=in1.type()", "ERROR - blendAlpha - in0.size() !=in1.size()",
@@ -38,13 +38,13 @@ KESTROVA_EXPORT bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, i
 KESTROVA_EXPORT void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k);
 
 /// Scales a plane of bytes: dst = src k, rounded to nearest, ties to even, and clamped to 0..255. Steps are bytes
-/// between rows. A size below 1 does nothing; `dst` may be `src`. In spite of the name nothing is blended.
-/// Throws "ERROR - blendC - !src || !dst".
+/// between rows. A size below 1 does nothing; `dst` may be `src`, but not overlap it otherwise. In spite of the name
+/// nothing is blended. Throws "ERROR - blendC - !src || !dst".
 KESTROVA_EXPORT void blendC(const uchar* src, int srcStep, uchar* dst, int dstStep, int width, int height, float k);
 
 /// Sharpens a plane `CV_16UC1` into `out`, which is created unless it fits: each pixel becomes the nearer of the
 /// minimum and the maximum of its 3 by 3 neighbourhood, the minimum on a tie. The outermost rows and columns are those
-/// of `in`. `out` may be `in`.
+/// of `in`. `out` may be or overlap `in`.
 /// H. P. Kramer and J. B. Bruckner, "Iterations of a Non-linear Transformation for Enhancement of Digital Images"
 /// (1975). Throws "ERROR - extremeSharpen - in.type()!=CV_16UC1".
 KESTROVA_EXPORT void extremeSharpen(const cv::Mat& in, cv::Mat& out);

@@ -171,6 +171,22 @@ TEST(BlendAlphaTest, TheOutputMayBeAnyOfTheInputs) {
     }
 }
 
+TEST(BlendAlphaTest, TheOutputMayOverlapAnyOfTheInputs) {
+    const cv::Rect at(0, 0, 301, 200), beside(3, 1, 301, 200);
+    for (int type : kTypes) {
+        const cv::Mat in0 = randomPlane(200, 301, type, 1), in1 = randomPlane(200, 301, type, 2);
+        const cv::Mat alpha = randomPlane(200, 301, CV_8UC1, 3), expected = blendedLike(in0, in1, alpha, 0.8f);
+        for (int taken : {0, 1, 2}) {
+            cv::Mat frame(210, 310, type), to = frame(beside), from = frame(at);
+            if (taken == 2) from = cv::Mat(200, 301, CV_8UC1, to.data, to.step);
+            const cv::Mat planes[] = {in0, in1, alpha};
+            planes[taken].copyTo(from);
+            blendAlpha(taken == 0 ? from : in0, taken == 1 ? from : in1, taken == 2 ? from : alpha, to, 0.8f);
+            EXPECT_TRUE(samePixels(expected, to)) << taken;
+        }
+    }
+}
+
 TEST(BlendAlphaTest, ThreadsGiveTheSameBits) {
     const cv::Mat in0 = randomPlane(301, 403, CV_32FC1, 1), in1 = randomPlane(301, 403, CV_32FC1, 2);
     const cv::Mat alpha = randomPlane(301, 403, CV_8UC1, 3), expected = blended<float>(in0, in1, alpha, 0.6f);
@@ -197,12 +213,16 @@ TEST(BlendAlphaTest, FailsInOrderAndLeavesTheOutputAsItWas) {
                    "ERROR - blendAlpha - in0.type()!=in1.type()");
     EXPECT_FAILURE(blendAlpha(three, cv::Mat(4, 6, CV_8UC3), words, out, 1),
                    "ERROR - blendAlpha - in0.size() !=in1.size()");
-    EXPECT_FAILURE(blendAlpha(a, wide, a, out, 1), "ERROR - blendAlpha - in0.size() !=in1.size()");
+    const cv::Mat high(5, 5, CV_8UC1, cv::Scalar(4)), turned = a.t();
+    for (const cv::Mat& other : {wide, high, turned})
+        EXPECT_FAILURE(blendAlpha(a, other, a, out, 1), "ERROR - blendAlpha - in0.size() !=in1.size()");
     EXPECT_FAILURE(blendAlpha(three, three, words, out, 1), "ERROR - blendAlpha - in0 type");
     EXPECT_FAILURE(blendAlpha(ints, ints, a, out, 1), "ERROR - blendAlpha - in0 type");
     EXPECT_FAILURE(blendAlpha(a, a, words, out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
     EXPECT_FAILURE(blendAlpha(a, a, cv::Mat(4, 6, CV_16UC1), out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
-    EXPECT_FAILURE(blendAlpha(a, a, wide, out, 1), "ERROR - blendAlpha - alpha.size()!=in0.size()");
+    EXPECT_FAILURE(blendAlpha(a, a, three, out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
+    for (const cv::Mat& other : {wide, high, turned})
+        EXPECT_FAILURE(blendAlpha(a, a, other, out, 1), "ERROR - blendAlpha - alpha.size()!=in0.size()");
     EXPECT_FAILURE(blendAlpha(a, a, cv::Mat(), out, 1), "ERROR - blendAlpha - alpha.size()!=in0.size()");
     EXPECT_EQ(out.data, data);
     EXPECT_TRUE(samePixels(before, out));

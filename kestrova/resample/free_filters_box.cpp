@@ -36,7 +36,7 @@ bool blurPlane(const TImage& in, TImage& out, int plane, const Reduction& reduct
     const cv::Mat whole = in.toMat(plane), target = out.toMat(plane);
     const bool bReduced = reduction.factor > 1;
     // Written at once, without a plane between, where nobody can stop the passes.
-    const bool bDirect = !target.empty() && target.size() == whole.size() && (bReduced || !progress);
+    const bool bDirect = target.size() == whole.size() && (bReduced || !progress);
     cv::Mat result = bDirect ? target : cv::Mat();
 
     cv::Mat current = whole;

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
+#include <limits>
 
 #include "tests/support/planes.h"
 #include "tests/support/threads.h"
@@ -69,6 +69,38 @@ TEST(BoxMirroredTest, WordsGiveTheMeanOverMirroredEdges) { expectMeans<ushort>(C
 TEST(BoxMirroredTest, WhiteStaysWhiteUnderTheLargestWindow) {
     const cv::Mat white(200, 1100, CV_16UC1, cv::Scalar(65535));
     EXPECT_TRUE(samePixels(white, filtered<ushort>(white, 90)));
+}
+
+// A plane as large as the window with a sum of `sum`.
+template <class Element>
+cv::Mat planeOfSum(int type, int radius, std::int64_t sum) {
+    const int side = 2 * radius + 1;
+    cv::Mat plane(side, side, type);
+    std::int64_t pixels = plane.total();
+    for (Element& v : cv::Mat_<Element>(plane)) {
+        v = static_cast<Element>(sum / pixels);
+        sum -= v;
+        --pixels;
+    }
+    return plane;
+}
+
+// The largest sums are the hardest to divide: half of the window below white the mean is white, one more and it is not.
+template <class Element>
+void expectMeansRoundAtTheTop(int type) {
+    const int white = std::numeric_limits<Element>::max();
+    for (int radius = 0; radius <= 90; ++radius) {
+        const std::int64_t side = 2 * radius + 1, area = side * side, full = area * white;
+        const cv::Mat up = planeOfSum<Element>(type, radius, full - area / 2);
+        EXPECT_EQ(filtered<Element>(up, radius).template at<Element>(radius, radius), white) << radius;
+        const cv::Mat down = planeOfSum<Element>(type, radius, full - area / 2 - 1);
+        EXPECT_EQ(filtered<Element>(down, radius).template at<Element>(radius, radius), white - 1) << radius;
+    }
+}
+
+TEST(BoxMirroredTest, MeansRoundAtTheTopUnderEveryWindow) {
+    expectMeansRoundAtTheTop<uchar>(CV_8UC1);
+    expectMeansRoundAtTheTop<ushort>(CV_16UC1);
 }
 
 // Strips lower than the window, whose rows above and below belong to others.

@@ -27,7 +27,8 @@ public:
     /// Entry i = i.
     void setLinear();
     /// Replaces each pixel v of the first plane by table[v], in place. Of an interleaved image, as many words of each
-    /// row are replaced as it has pixels; the stamp stays. Throws "ERROR - TLutY::apply - !m_table_p" without a table,
+    /// row are replaced as it has pixels; the stamp stays. An image without pixels is let pass.
+    /// Throws "ERROR - TLutY::apply - !m_table_p" without a table,
     /// "ERROR - TLutY::apply - image not of 16-bit words" for planes of bytes and for views at odd addresses.
     void apply(TImage& image);
 

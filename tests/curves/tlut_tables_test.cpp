@@ -143,6 +143,9 @@ TYPED_TEST(LutOfImageTest, WhatIsNotOfWordsIsRefusedAndEmptyImagesLetPass) {
         lut.apply(image);
         EXPECT_TRUE(image.size().isEmpty());
     }
+    TImage withoutMemory(TImage::IM_Y16U, TSize(9, 4));
+    withoutMemory.m_data[0] = nullptr;
+    lut.apply(withoutMemory);
 }
 
 TYPED_TEST(LutOfImageTest, CopiesShareTheTableAndTheLastOneReleasesIt) {
@@ -199,6 +202,16 @@ TEST(TLutCTest, BelowOneItHoldsNoneAndApplyFails) {
         lut.setLinear();
         EXPECT_FAILURE(lut.apply(image), "ERROR - TLutC::apply - m_num<1 || !m_tables_p[0]");
     }
+}
+
+TEST(TLutCTest, WithoutItsFirstTableItFails) {
+    TLutC lut(2);
+    lut.m_tables_p[0] = nullptr;
+    EXPECT_EQ(lut.ptr(0), nullptr);
+    lut.setLinear();
+    expectLinear(lut.ptr(1));
+    TImage image(TImage::IM_Y16U, TSize(2, 2));
+    EXPECT_FAILURE(lut.apply(image), "ERROR - TLutC::apply - m_num<1 || !m_tables_p[0]");
 }
 
 TEST(TLutCTest, TheSlotsBeyondItsTablesAreNeverWritten) {

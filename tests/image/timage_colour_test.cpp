@@ -205,6 +205,10 @@ TEST(TImageColour, ImagesThatCannotBeResizedAreRefused) {
     TImage view(TSize(3, 3), pixels.ptr(), static_cast<int>(pixels.step), false);
     EXPECT_FAILURE(TImage::rgba16uTo8u(randomImage(TImage::IM_RGBA16U, 6, 4), view),
                    "ERROR - TImage::rgba16uTo8u - out.size()!=in.size()");
+    cv::Mat pixels16(3, 3, CV_16UC4, cv::Scalar::all(9));
+    TImage view16(TSize(3, 3), pixels16.ptr<ushort>(), static_cast<int>(pixels16.step), false);
+    EXPECT_FAILURE(TImage::rgba8uTo16u(randomImage(TImage::IM_RGBA8U, 6, 4), view16),
+                   "ERROR - TImage::rgba8uTo16u - out.size()!=in.size()");
     const Ycm in(TSize(6, 4));
     EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, in.c, in.m, view), "ERROR - TImage::YCMToRgba8u - out.size()!=imY.size()");
     EXPECT_TRUE(samePixels(cv::Mat(3, 3, CV_8UC4, cv::Scalar::all(9)), pixels));
@@ -461,11 +465,16 @@ TEST(TImageColour, DepthsAreConvertedThere) {
 }
 
 TEST(TImageColour, DepthsOfOtherKindsAreRefused) {
+    const char* const widening = "ERROR - TImage::rgba8uTo16u - in.type()!=IM_RGBA8U || out.type()!=IM_RGBA16U";
+    const char* const narrowing = "ERROR - TImage::rgba16uTo8u - in.type()!=IM_RGBA16U || out.type()!=IM_RGBA8U";
     TImage bytes = randomImage(TImage::IM_RGBA8U, 3, 3), words = randomImage(TImage::IM_RGBA16U, 5, 4);
-    EXPECT_FAILURE(TImage::rgba8uTo16u(words, bytes),
-                   "ERROR - TImage::rgba8uTo16u - in.type()!=IM_RGBA8U || out.type()!=IM_RGBA16U");
-    EXPECT_FAILURE(TImage::rgba16uTo8u(bytes, words),
-                   "ERROR - TImage::rgba16uTo8u - in.type()!=IM_RGBA16U || out.type()!=IM_RGBA8U");
+    const TImage moreBytes(bytes), moreWords(words);
+    EXPECT_FAILURE(TImage::rgba8uTo16u(words, bytes), widening);
+    EXPECT_FAILURE(TImage::rgba8uTo16u(moreWords, words), widening);
+    EXPECT_FAILURE(TImage::rgba8uTo16u(moreBytes, bytes), widening);
+    EXPECT_FAILURE(TImage::rgba16uTo8u(bytes, words), narrowing);
+    EXPECT_FAILURE(TImage::rgba16uTo8u(moreBytes, bytes), narrowing);
+    EXPECT_FAILURE(TImage::rgba16uTo8u(moreWords, words), narrowing);
     EXPECT_TRUE(bytes.size() == TSize(3, 3));
     TImage::rgba8uTo16u(TImage(TImage::IM_RGBA8U, TSize()), words);
     TImage::rgba16uTo8u(TImage(TImage::IM_RGBA16U, TSize()), bytes);

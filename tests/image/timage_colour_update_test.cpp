@@ -202,6 +202,12 @@ void forColours(const Work& work) {
     work(0x1.8b7526p-1f, 0x1.e33c2p-2f, 0x1.377928p-2f);
     work(0x1.f6bf8p-1f, 0x1.00d638p-1f, 0x1.485bp-8f);
     work(0x1.c40ee8p-3f, 0x1.b3b994p-2f, 0x1.fe700cp-2f);
+    // These where the scale of a difference is a neighbouring float, or that of a byte of luminance is rounded to
+    // float.
+    work(0x1.8f65p-3f, 0x1.5b9b5cp-1f, 0x1.7ca696p-1f);
+    work(0x1.51a426p-1f, 0x1.91c4c4p-1f, 0x1.04aff8p-2f);
+    work(0x1.aed47cp-2f, 0x1.d3f888p-1f, 0x1.c55408p-2f);
+    work(0x1.a027ccp-1f, 0x1.5cc7b8p-3f, 0x1.292abep-1f);
     const cv::Mat random = randomPlane(20000, 3, CV_32FC1, -0.2, 1.2);
     for (int i = 0; i < random.rows; ++i) work(random.at<float>(i, 0), random.at<float>(i, 1), random.at<float>(i, 2));
 }

@@ -98,13 +98,15 @@ bool BilateralFilter::proc(const cv::Mat& edge, cv::Mat& inOut, int sampling, in
     if (progress && !progress->prog(0, 4)) return false;
     const cv::Mat guide = edge.data && edge.total() > 0 ? edge : inOut;
     if (guide.size() != inOut.size()) fail("ERROR - bool BilateralFilter::proc - inOut.size !=  edge.size");
-    if (inOut.type() != CV_8UC1 && inOut.type() != CV_16UC1) fail("ERROR - bool BilateralFilter::proc - inOut.type()");
-    if (guide.channels() != 1 || guide.depth() > CV_64F) fail("ERROR - bool BilateralFilter::proc - edge.type()");
+    if ((inOut.type() != CV_8UC1 && inOut.type() != CV_16UC1) || inOut.dims > 2)
+        fail("ERROR - bool BilateralFilter::proc - inOut.type()");
+    if (guide.channels() != 1 || guide.depth() > CV_64F || guide.dims > 2)
+        fail("ERROR - bool BilateralFilter::proc - edge.type()");
     if (inOut.empty()) fail("ERROR - bool BilateralFilter::proc - inOut.empty()");
 
     if (!setup(guide, inOut.cols, inOut.rows, sampling, range, inOut.depth() == CV_16U)) checkOldGrids(guide);
     if (progress && !progress->prog()) return false;
-    if (m_weights_p) gridInit(kStartWeight, 0.0f);
+    gridInit(kStartWeight, 0.0f);
     if (progress && !progress->prog()) return false;
     buildGrid(inOut, guide);
     if (progress && !progress->prog()) return false;

@@ -34,7 +34,7 @@ public:
     /// `sampling`: pixels per cell in x and y, from 2 on; the spatial sigma is 0.85 of it. 8 to 64 make sense.
     /// `range`: guide levels per cell, from 1 on; the sigma among values is 0.85 of it. Some 5 to 20 percent of the
     /// guide's span make sense. Where the span takes more than 248 cells, `range` is overridden by trunc(span / 248).
-    /// A span of up to 495 levels in so many cells still overruns the axis: its upper end falls into the cells next
+    /// That may still be too little for the span, as 1 is for 495 levels: its upper end then falls into the cells next
     /// to its own.
     ///
     /// True when done; false as soon as `progress`, which may be null, answers false to one of the steps 0 to 4 of 4.
@@ -55,7 +55,7 @@ public:
     /// local minimum; a pixel nearer its local minimum goes up to a guide value below its local maximum; others stay,
     /// and so do those nearer than `radius` to the plane's border. A radius below 1 changes nothing, whatever the
     /// planes. Always true. Throws, before anything is written, "ERROR - BilateralFilter::gradientGuide - in image
-    /// type" and a text for planes of different sizes.
+    /// type" and a text for planes of different sizes; and, with some rows moved, one where memory runs out.
     static bool gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int radius);
 
 private:

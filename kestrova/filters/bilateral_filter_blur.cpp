@@ -103,7 +103,7 @@ void blurRowsAlongX(float* first, std::ptrdiff_t rowCells, int rows, int gridW, 
 void BilateralFilter::filterGrids() {
     const Recursion recursion(kSigma * kSigma * 0.25f, kSteps);
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const int rowsAtOnce = std::max(kLinesAlongX / m_gridZ, 1);
+    const int rowsAtOnce = std::clamp(kLinesAlongX / m_gridZ, 1, m_gridH);
     const int rowGroups = (m_gridH - 1) / rowsAtOnce + 1;
     const int columnGroups = static_cast<int>((rowCells - 1) / kLinesAlongY + 1);
 
@@ -127,7 +127,7 @@ void BilateralFilter::filterGrids() {
                 blurRowsAlongX(first, rowCells, rows, m_gridW, m_gridZ, recursion, scratch.alongX.data());
             }
         });
-        parallelRows(columnGroups, kLinesAlongY * m_gridH, [&](int group) noexcept {
+        parallelRows(columnGroups, kLinesAlongY * std::min(m_gridH, 1 << 16), [&](int group) noexcept {
             const std::ptrdiff_t first = std::ptrdiff_t{group} * kLinesAlongY;
             const int lines = static_cast<int>(std::min<std::ptrdiff_t>(kLinesAlongY, rowCells - first));
             blurLines(grid + first, m_gridH, rowCells, lines, recursion, kSteps);

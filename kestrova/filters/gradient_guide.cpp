@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -72,6 +73,7 @@ void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
         own.hi.create(std::min(kBandRows, inner.height), inner.width, in.type());
         own.lo.create(own.hi.size(), in.type());
     }
+    std::atomic<bool> bNoMemory{false};
     parallelTasks(workers, bands, [&](int band, int worker) noexcept {
         auto& [hi, lo] = extremes[static_cast<std::size_t>(worker)];
         const int first = inner.y + band * kBandRows, rows = std::min(kBandRows, inner.y + inner.height - first);
@@ -79,21 +81,25 @@ void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
         const IppiSize size{inner.width, rows};
         const int extremesStep = static_cast<int>(hi.step[0]);
         if (dilate(Pixel{})(from, step, hi.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor) ||
-            erode(Pixel{})(from, step, lo.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor))
-            return;  // no memory: the pixels stay
+            erode(Pixel{})(from, step, lo.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor)) {
+            bNoMemory = true;
+            return;
+        }
         for (int r = 0; r < rows; ++r) {
             const int y = first + r;
             moveRow(guide.ptr<Pixel>(y) + inner.x, hi.ptr<Pixel>(r), lo.ptr<Pixel>(r), in.ptr<Pixel>(y) + inner.x,
                     inOut.ptr<Pixel>(y) + inner.x, inner.width);
         }
     });
+    if (bNoMemory) fail("ERROR - BilateralFilter::gradientGuide - not enough memory");
 }
 
 }  // namespace
 
 bool BilateralFilter::gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
     if (radius < 1) return true;
-    if (guide.type() != inOut.type() || (guide.type() != CV_8UC1 && guide.type() != CV_16UC1))
+    if (guide.type() != inOut.type() || (guide.type() != CV_8UC1 && guide.type() != CV_16UC1) || guide.dims > 2 ||
+        inOut.dims > 2)
         fail("ERROR - BilateralFilter::gradientGuide - in image type");
     if (guide.size() != inOut.size()) fail("ERROR - BilateralFilter::gradientGuide - guide.size() != inOut.size()");
     // No pixel is as far as `radius` from the border: each is its own maximum and minimum.

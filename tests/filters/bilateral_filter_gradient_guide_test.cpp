@@ -158,6 +158,9 @@ TEST(GradientGuideTest, RefusesPlanesThatDoNotFit) {
         cv::Mat plane = randomPlane(9, 9, type);
         EXPECT_FAILURE(BilateralFilter::gradientGuide(plane, plane, 1), kTypeText);
     }
+    const int volume[] = {9, 9, 9};
+    cv::Mat block(3, volume, CV_8UC1);
+    EXPECT_FAILURE(BilateralFilter::gradientGuide(block, block, 1), kTypeText);
     cv::Mat plane = randomPlane(9, 9, CV_8UC1);
     const cv::Mat before = plane.clone();
     EXPECT_FAILURE(BilateralFilter::gradientGuide(randomPlane(9, 9, CV_16UC1), plane, 1), kTypeText);

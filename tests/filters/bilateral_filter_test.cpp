@@ -64,18 +64,22 @@ TEST(BilateralFilterTest, TheGridCoversThePlaneAndTheSpanWithPadding) {
     EXPECT_EQ(filter.getGridSize(), 7 * 7 * 15);
 
     guide.at<uchar>(5, 5) = 120;  // 100 levels: exactly 10 cells
+    filter.m_ready = 0;
     ASSERT_TRUE(filter.setup(guide, 48, 33, 16, 10, true));
     EXPECT_EQ(filter.m_gridZ, 4 + 10);
+    EXPECT_EQ(filter.m_ready, 1);
     EXPECT_TRUE(filter.m_mode16);
 }
 
 TEST(BilateralFilterTest, TheValueAxisIsCappedAt252Cells) {
     cv::Mat guide(4, 4, CV_16UC1, cv::Scalar(0));
     BilateralFilter filter;
-    guide.at<ushort>(0, 0) = 2480;
-    ASSERT_TRUE(filter.setup(guide, 4, 4, 2, 10, true));
-    EXPECT_EQ(filter.m_gridZ, 252);
-    EXPECT_EQ(filter.m_range, 10);
+    for (int span : {2471, 2480}) {  // 248 cells: as deep as may be with the range given
+        guide.at<ushort>(0, 0) = static_cast<ushort>(span);
+        ASSERT_TRUE(filter.setup(guide, 4, 4, 2, 10, true));
+        EXPECT_EQ(filter.m_gridZ, 252);
+        EXPECT_EQ(filter.m_range, 10);
+    }
     guide.at<ushort>(0, 0) = 2481;
     ASSERT_TRUE(filter.setup(guide, 4, 4, 2, 10, true));
     EXPECT_EQ(filter.m_gridZ, 252);
@@ -281,8 +285,12 @@ TEST(BilateralFilterTest, RefusesPlanesThatDoNotFit) {
     const cv::Mat before = plane.clone();
     EXPECT_FAILURE(filter.proc(randomPlane(20, 31, CV_16UC1), plane, 4, 10, nullptr), kSizesText);
     EXPECT_FAILURE(filter.proc(randomPlane(30, 20, CV_16UC1), plane, 4, 10, nullptr), kSizesText);
-    EXPECT_FAILURE(filter.proc(randomPlane(20, 30, CV_16UC3), plane, 4, 10, nullptr),
-                   "ERROR - bool BilateralFilter::proc - edge.type()");
+    const int volume[] = {20, 30, 4};
+    for (const cv::Mat& edge :
+         {randomPlane(20, 30, CV_16UC3), cv::Mat(20, 30, CV_16FC1, cv::Scalar(0)), cv::Mat(3, volume, CV_16UC1)})
+        EXPECT_FAILURE(filter.proc(edge, plane, 4, 10, nullptr), "ERROR - bool BilateralFilter::proc - edge.type()");
+    cv::Mat block(3, volume, CV_16UC1);
+    EXPECT_FAILURE(filter.proc(plane, block, 4, 10, nullptr), "ERROR - bool BilateralFilter::proc - inOut.type()");
     for (int type : {CV_8SC1, CV_16SC1, CV_32FC1, CV_8UC3}) {
         cv::Mat other = randomPlane(20, 30, type);
         EXPECT_FAILURE(filter.proc(plane, other, 4, 10, nullptr), "ERROR - bool BilateralFilter::proc - inOut.type()");
@@ -308,7 +316,7 @@ TEST(BilateralFilterTest, RefusesAGuideThatIsNotFinite) {
     BilateralFilter filter;
     cv::Mat plane = randomPlane(20, 30, CV_16UC1);
     const cv::Mat before = plane.clone();
-    for (float bad : {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), 3e9f}) {
+    for (float bad : {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), 3e9f, -3e9f}) {
         cv::Mat guide = randomPlane(20, 30, CV_32FC1);
         guide.at<float>(7, 7) = bad;
         EXPECT_FAILURE(filter.proc(guide, plane, 4, 10, nullptr),
@@ -342,13 +350,27 @@ TEST(BilateralFilterTest, ASamplingBelowTwoGoesOnWithTheGridsOfBefore) {
     NaiveBilateral grid(first, 6, 3000);
     EXPECT_TRUE(samePixels(grid.run<ushort>(second, second), inOut));
 
-    cv::Mat other = randomPlane(21, 30, CV_16UC1);
-    EXPECT_FAILURE(filter.proc(cv::Mat(), other, 1, 10, nullptr),
-                   "ERROR - bool BilateralFilter::proc - sampling < 2 and inOut of another size than before");
+    for (cv::Mat other : {randomPlane(21, 30, CV_16UC1), randomPlane(20, 29, CV_16UC1)})
+        EXPECT_FAILURE(filter.proc(cv::Mat(), other, 1, 10, nullptr),
+                       "ERROR - bool BilateralFilter::proc - sampling < 2 and inOut of another size than before");
     cv::Mat brighter = second.clone();
     ASSERT_TRUE(filter.proc(cv::Mat(20, 30, CV_16UC1, cv::Scalar(100)), brighter, 6, 3000, nullptr));
-    EXPECT_FAILURE(filter.proc(second, brighter, 1, 10, nullptr),
-                   "ERROR - bool BilateralFilter::proc - sampling < 2 and edge beyond the values of before");
+    EXPECT_TRUE(filter.proc(cv::Mat(20, 30, CV_16UC1, cv::Scalar(3099)), brighter, 1, 10, nullptr));
+    for (const cv::Mat& edge : {cv::Mat(20, 30, CV_16UC1, cv::Scalar(3100)), second})
+        EXPECT_FAILURE(filter.proc(edge, brighter, 1, 10, nullptr),
+                       "ERROR - bool BilateralFilter::proc - sampling < 2 and edge beyond the values of before");
+}
+
+TEST(BilateralFilterTest, ASamplingBelowTwoTakesAnyValuesWithGridsAsDeepAsMayBe) {
+    BilateralFilter filter;
+    const cv::Mat first = randomPlane(20, 30, CV_16UC1, 0, 700, 1), second = randomPlane(20, 30, CV_16UC1, 0, 1000, 2);
+    cv::Mat plane = first.clone();
+    ASSERT_TRUE(filter.proc(cv::Mat(), plane, 6, 1, nullptr));
+    ASSERT_EQ(filter.m_gridZ, 252);
+    cv::Mat inOut = second.clone();
+    ASSERT_TRUE(filter.proc(cv::Mat(), inOut, 1, 0, nullptr));
+    NaiveBilateral grid(first, 6, 1);
+    EXPECT_TRUE(samePixels(grid.run<ushort>(second, second), inOut));
 }
 
 #if !defined(__SANITIZE_ADDRESS__)  // whose allocator ends the process instead

@@ -1,7 +1,6 @@
 #include "kestrova/filters/bilateral_filter.h"
 
 #include <cmath>
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -35,39 +34,6 @@ cv::Mat picture(const BenchSize& size, int type, unsigned seed) {
     return plane;
 }
 
-double memoryKiB(const char* field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        double kilobytes = 0;
-        if (word == field && status >> kilobytes) return kilobytes;
-    }
-    return 0;
-}
-
-/// The peak of memory of one call beyond its planes, in bytes a pixel.
-template <class Prepare>
-void memoryRow(const std::string& name, const BenchSize& size, const Prepare& prepare) {
-    benchmark::RegisterBenchmark((name + "/memory").c_str(),
-                                 [=](benchmark::State& state) {
-                                     omp_set_num_threads(omp_get_num_procs());
-                                     cv::setNumThreads(omp_get_num_procs());
-                                     auto work = prepare();
-                                     std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
-                                     const double before = memoryKiB("VmRSS:");
-                                     for (auto _ : state) work();
-                                     state.counters["bytesPerPixel"] = (memoryKiB("VmHWM:") - before) * 1024 /
-                                                                       (static_cast<double>(size.cols) * size.rows);
-                                 })
-        ->Iterations(1)
-        ->Unit(benchmark::kMillisecond);
-}
-
-template <class Prepare>
-void rows(const std::string& name, const BenchSize& size, std::size_t bytesMoved, const Prepare& prepare) {
-    benchRow(name, bytesMoved, prepare);
-    memoryRow(name, size, prepare);
-}
-
 KESTROVA_BENCH(bilateral) {
     for (const BenchSize& size : kBenchSizes) {
         const std::string at = std::string("/") + size.name;
@@ -76,34 +42,46 @@ KESTROVA_BENCH(bilateral) {
             for (int depth : {CV_8U, CV_16U}) {
                 const int range = depth == CV_8U ? 25 : 6500;
                 const std::string what = "/sampling" + std::to_string(sampling) + (depth == CV_8U ? "/8u" : "/16u");
-                rows("bilateral/proc" + what + at, size, 2 * pixels * (depth == CV_8U ? 1 : 2), [=] {
-                    cv::Mat plane = picture(size, CV_MAKETYPE(depth, 1), 1);
-                    auto filter = std::make_shared<BilateralFilter>();
-                    return [=]() mutable { filter->proc(cv::Mat(), plane, sampling, range, nullptr); };
-                });
+                benchRow(
+                    "bilateral/proc" + what + at, 2 * pixels * (depth == CV_8U ? 1 : 2),
+                    [=] {
+                        cv::Mat plane = picture(size, CV_MAKETYPE(depth, 1), 1);
+                        auto filter = std::make_shared<BilateralFilter>();
+                        return [=]() mutable { filter->proc(cv::Mat(), plane, sampling, range, nullptr); };
+                    },
+                    pixels);
             }
         }
-        rows("bilateral/proc/sampling16/16u/otherGuide" + at, size, 4 * pixels, [=] {
-            cv::Mat plane = picture(size, CV_16UC1, 1);
-            const cv::Mat guide = picture(size, CV_16UC1, 2);
-            auto filter = std::make_shared<BilateralFilter>();
-            return [=]() mutable { filter->proc(guide, plane, 16, 6500, nullptr); };
-        });
-        for (int radius : {2, 8}) {
-            rows("bilateral/gradientGuide/radius" + std::to_string(radius) + "/16u" + at, size, 4 * pixels, [=] {
+        benchRow(
+            "bilateral/proc/sampling16/16u/otherGuide" + at, 4 * pixels,
+            [=] {
                 cv::Mat plane = picture(size, CV_16UC1, 1);
                 const cv::Mat guide = picture(size, CV_16UC1, 2);
-                return [=]() mutable { BilateralFilter::gradientGuide(guide, plane, radius); };
-            });
+                auto filter = std::make_shared<BilateralFilter>();
+                return [=]() mutable { filter->proc(guide, plane, 16, 6500, nullptr); };
+            },
+            pixels);
+        for (int radius : {2, 8}) {
+            benchRow(
+                "bilateral/gradientGuide/radius" + std::to_string(radius) + "/16u" + at, 4 * pixels,
+                [=] {
+                    cv::Mat plane = picture(size, CV_16UC1, 1);
+                    const cv::Mat guide = picture(size, CV_16UC1, 2);
+                    return [=]() mutable { BilateralFilter::gradientGuide(guide, plane, radius); };
+                },
+                pixels);
         }
 #ifdef KESTROVA_HAVE_XIMGPROC
         // A window of 16 pixels about each: what takes pixels of a comparable neighbourhood into account.
-        rows("bilateral/ximgproc_jointBilateralFilter/8u" + at, size, 2 * pixels, [=] {
-            const cv::Mat plane = picture(size, CV_8UC1, 1);
-            return [plane, out = cv::Mat()]() mutable {
-                cv::ximgproc::jointBilateralFilter(plane, plane, out, 17, 25 * 0.85, 16 * 0.85);
-            };
-        });
+        benchRow(
+            "bilateral/ximgproc_jointBilateralFilter/8u" + at, 2 * pixels,
+            [=] {
+                const cv::Mat plane = picture(size, CV_8UC1, 1);
+                return [plane, out = cv::Mat()]() mutable {
+                    cv::ximgproc::jointBilateralFilter(plane, plane, out, 17, 25 * 0.85, 16 * 0.85);
+                };
+            },
+            pixels);
 #endif
     }
 }

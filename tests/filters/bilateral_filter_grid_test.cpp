@@ -110,9 +110,9 @@ TEST(BilateralFilterTest, TheLargestSumsThatFloatsHoldAreExact) {
 
 TEST(BilateralFilterTest, AddsUpInOrderAcrossCellsThatRunIntoEachOther) {
     // Level 255 is 5 layers beyond the last, so cell x shares sums beyond 2^24 with level 1 of cell x + 1.
-    const cv::Mat plane = randomPlane(90, 200, CV_16UC1, 60001, 65535, 4);
+    const cv::Mat plane = randomPlane(90, 700, CV_16UC1, 60001, 65535, 4);
     cv::Mat guide(plane.size(), CV_8UC1, cv::Scalar(0));
-    const cv::Mat dice = randomPlane(90, 200, CV_8UC1, 0, 9, 5);
+    const cv::Mat dice = randomPlane(90, 700, CV_8UC1, 0, 9, 5);
     guide.setTo(255, dice > 0);
     guide.setTo(1, dice > 5);
     NaiveBilateral naive(guide, 40, 1);

@@ -381,6 +381,7 @@ TEST(BilateralFilterTest, GridsThatCannotBeHadAreRefused) {
     EXPECT_EQ(filter.m_weights_p, nullptr);
     EXPECT_EQ(filter.m_values_p, nullptr);
     EXPECT_EQ(filter.getGridSize(), INT_MAX) << "more cells than an int counts";
+    filter.gridInit(1.0f, 2.0f);
     cv::Mat plane = guide.clone();
     EXPECT_TRUE(filter.proc(cv::Mat(), plane, 2, 1000, nullptr));
     EXPECT_TRUE(samePixels(NaiveBilateral::filtered(guide, guide, 2, 1000), plane));

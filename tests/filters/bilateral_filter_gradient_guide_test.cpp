@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <utility>
 
 #include "kestrova/filters/bilateral_filter.h"
 #include "tests/support/failures.h"
@@ -69,7 +70,7 @@ TEST(GradientGuideTest, MovesPixelsOfAllSizesAndTypesWithAnyNumberOfThreads) {
 
 TEST(GradientGuideTest, TheDiscIsThatOfItsRadius) {
     for (int type : {CV_8UC1, CV_16UC1}) {
-        for (int radius : {4, 5, 7, 11}) {
+        for (int radius : {4, 5, 7, 8, 11}) {
             // Few extremes, so that cells at the rim of the disc decide.
             cv::Mat plane(40, 44, type, cv::Scalar(100));
             for (int i = 0; i < 8; ++i) {
@@ -144,13 +145,16 @@ TEST(GradientGuideTest, APlaneGuidedByItselfStays) {
 
 TEST(GradientGuideTest, AGuideThatLiesAcrossThePlaneIsReadBeforeItChanges) {
     const cv::Mat whole = randomPlane(300, 200, CV_16UC1);
-    const cv::Mat expected = naive(whole.rowRange(3, 300), whole.rowRange(0, 297), 2);
-    withThreadCounts([&](int) {
-        const cv::Mat copy = whole.clone();
-        cv::Mat inOut = copy.rowRange(0, 297);
-        ASSERT_TRUE(BilateralFilter::gradientGuide(copy.rowRange(3, 300), inOut, 2));
-        EXPECT_TRUE(samePixels(expected, inOut));
-    });
+    const cv::Range upper(0, 297), lower(3, 300);
+    for (const auto& [planeRows, guideRows] : {std::pair(upper, lower), std::pair(lower, upper)}) {
+        const cv::Mat expected = naive(whole.rowRange(guideRows), whole.rowRange(planeRows), 2);
+        withThreadCounts([&, planeRows = planeRows, guideRows = guideRows](int) {
+            const cv::Mat copy = whole.clone();
+            cv::Mat inOut = copy.rowRange(planeRows);
+            ASSERT_TRUE(BilateralFilter::gradientGuide(copy.rowRange(guideRows), inOut, 2));
+            EXPECT_TRUE(samePixels(expected, inOut));
+        });
+    }
 }
 
 TEST(GradientGuideTest, RefusesPlanesThatDoNotFit) {

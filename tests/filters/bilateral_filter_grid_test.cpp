@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
@@ -198,15 +199,16 @@ TEST(BilateralFilterTest, APlaneWithoutAnEdgePlaneGuidesItself) {
 
 TEST(BilateralFilterTest, AnEdgePlaneThatLiesAcrossThePlaneIsReadBeforeItChanges) {
     const cv::Mat whole = scene(90, 70, CV_16UC1, 0.1);
-    const cv::Mat plane = whole.rowRange(0, 80), guide = whole.rowRange(7, 87);
-    const cv::Mat expected = NaiveBilateral::filtered(plane, guide, 8, 4000);
-    withThreadCounts([&](int) {
+    const cv::Range upper(0, 80), lower(7, 87);
+    for (const auto& [planeRows, guideRows] : {std::pair(upper, lower), std::pair(lower, upper)}) {
+        const cv::Mat expected =
+            NaiveBilateral::filtered(whole.rowRange(planeRows), whole.rowRange(guideRows), 8, 4000);
         const cv::Mat copy = whole.clone();
-        cv::Mat inOut = copy.rowRange(0, 80);
+        cv::Mat inOut = copy.rowRange(planeRows);
         BilateralFilter filter;
-        ASSERT_TRUE(filter.proc(copy.rowRange(7, 87), inOut, 8, 4000, nullptr));
+        ASSERT_TRUE(filter.proc(copy.rowRange(guideRows), inOut, 8, 4000, nullptr));
         EXPECT_TRUE(samePixels(expected, inOut));
-    });
+    }
 }
 
 TEST(BilateralFilterTest, AGuideMayBeOfAnyDepth) {

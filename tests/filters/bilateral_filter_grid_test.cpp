@@ -189,7 +189,7 @@ TEST(BilateralFilterTest, APlaneWithoutAnEdgePlaneGuidesItself) {
         const cv::Mat expected = NaiveBilateral::filtered(plane, plane, 6, range);
         EXPECT_TRUE(samePixels(expected, filtered(plane, cv::Mat(), 6, range)));
         EXPECT_TRUE(samePixels(expected, filtered(plane, cv::Mat(0, 5, CV_32FC3), 6, range)));
-        EXPECT_TRUE(samePixels(expected, filtered(plane, randomPlane(60, 83, type).rowRange(9, 9), 6, range)));
+        EXPECT_TRUE(samePixels(expected, filtered(plane, cv::Mat(0, 83, type, plane.data), 6, range)));
         cv::Mat inOut = plane.clone();
         BilateralFilter filter;
         ASSERT_TRUE(filter.proc(inOut, inOut, 6, range, nullptr));

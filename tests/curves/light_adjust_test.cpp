@@ -28,6 +28,7 @@ const Light kLights[] = {{0, 0, 0, 0},
                          {0.3f, 0.2f, -0.4f, 0.7f, 0.1f, 4},
                          {-0.13f, -0.61f, 0.91f, -0.35f, 0.2f, 2},
                          {0, -2, 0, 0},
+                         {0, 0, 0.42f, -0.58f},
                          {3, 5, 40, -40}};
 
 std::vector<float> naiveCurve(const Light& light) {

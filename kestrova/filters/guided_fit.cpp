@@ -65,8 +65,11 @@ GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r,
       m_eps(eps),
       m_border(border),
       m_fitSize(border == BoxBorder::kInside ? p.size() - cv::Size(2 * r, 2 * r) : p.size()),
-      m_keptRows(std::min(2 * r + 2, m_fitSize.height)) {
+      m_keptRows(std::min(2 * r + 2, m_fitSize.height)),
+      m_blockRows(boxBlockRows(2 * r + 1)),
+      m_strips({size().width, size().height}, m_blockRows) {
     m_planes.push_back(p);
+    for (int s = 0; s < m_strips.count(); ++s) m_workers.push_back(makeWorker());
 }
 
 cv::Size GuidedFit::size() const {

@@ -19,7 +19,7 @@ public:
     /// The window's area, (2r + 1)^2, has 32 bits.
     static bool isRadius(int r) { return r >= 0 && r <= 32767; }
 
-    /// `guide`: one plane, or three
+    /// `guide`: one plane, or three. Allocates all that `sweep` works on.
     GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border);
 
     /// The size of the planes of means.
@@ -28,7 +28,7 @@ public:
     /// Calls `use(y, x, n, means)` for each stretch of pixels, on any thread: means[k][i], i < n, is the mean of slope
     /// k at (y, x + i), and of b after the slopes.
     template <class Use>
-    void sweep(const Use& use) const;
+    void sweep(const Use& use);
 
 private:
     /// What one thread works on.
@@ -51,21 +51,20 @@ private:
     BoxBorder m_border;
     cv::Size m_fitSize;  ///< of the planes of coefficients
     int m_keptRows;      ///< the rows of coefficients under a window, and the one that has just left it
+    int m_blockRows;     ///< column sums of coefficients begin anew every so many rows
+    Strips m_strips;
+    std::vector<Worker> m_workers;  ///< one a strip
 };
 
 template <class Use>
-void GuidedFit::sweep(const Use& use) const {
+void GuidedFit::sweep(const Use& use) {
     static_assert(noexcept(use(0, 0, 0, nullptr)), "no throw may cross the boundary of a parallel region");
-    const int block = boxBlockRows(2 * m_r + 1);
-    const Strips strips({size().width, size().height}, block);
-    std::vector<Worker> workers;
-    for (int s = 0; s < strips.count(); ++s) workers.push_back(makeWorker());
-    parallelStrips(strips.count(), strips.count(), [&](int s, int, int) noexcept {
-        Worker& worker = workers[static_cast<std::size_t>(s)];
+    parallelStrips(m_strips.count(), m_strips.count(), [&](int s, int, int) noexcept {
+        Worker& worker = m_workers[static_cast<std::size_t>(s)];
         BoxMoments& smoothed = worker.smoothed;
-        const int first = smoothed.firstRowUnder(strips.first(s));
-        worker.next = first / block * block;
-        for (int y = strips.first(s); y < strips.end(s); ++y) {
+        const int first = smoothed.firstRowUnder(m_strips.first(s));
+        worker.next = first / m_blockRows * m_blockRows;
+        for (int y = m_strips.first(s); y < m_strips.end(s); ++y) {
             makeCoefficients(worker, first, smoothed.lastRowUnder(y));
             smoothed.moveTo(y);
             smoothed.eachStretch([&](int x, int n, const float* const* means) noexcept { use(y, x, n, means); });

@@ -12,6 +12,7 @@
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/filters/local_laplacian_stages.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/primitives/primitives.h"
@@ -29,8 +30,6 @@ int saturated(float v) {
     if (std::isnan(v)) return 0;
     return v >= 0x1p31f ? INT_MAX : v < -0x1p31f ? INT_MIN : static_cast<int>(v);
 }
-
-[[noreturn]] void failWithoutMemory() { fail("ERROR - LocalLaplacian::proc - not enough memory"); }
 
 // The levels of a pyramid down to a single pixel.
 int levelsOf(cv::Size size) {
@@ -122,15 +121,10 @@ bool LocalLaplacian::proc(const cv::Mat& in, cv::Mat& out, float alpha, float bl
     m_alpha = alpha;
     m_blur = blur;
     m_levels = levels;
-    try {
+    orFailWithoutMemory("ERROR - LocalLaplacian::proc - not enough memory", [&] {
         calRemapLut();
         filter<References>(in, out, m_remap_p, levels);
-    } catch (const std::bad_alloc&) {
-        failWithoutMemory();
-    } catch (const cv::Exception& e) {
-        if (e.code != cv::Error::StsNoMem) throw;
-        failWithoutMemory();
-    }
+    });
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include "kestrova/filters/guided_fit.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 
 namespace {
 
@@ -17,12 +18,21 @@ void checkEstimate(const cv::Mat* guide, int guides, const cv::Mat& p, int r) {
     if (!GuidedFit::isRadius(r)) fail("ERROR - TGuidedFilter::setup - r<0 || r>32767");
 }
 
-/// The means of the coefficients into the planes of the model.
-void estimate(const GuidedFit& fit, const std::vector<cv::Mat*>& model) {
-    for (cv::Mat* plane : model) plane->create(fit.size(), CV_32FC1);
-    fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
-        for (std::size_t k = 0; k < model.size(); ++k)
-            std::memcpy(model[k]->ptr<float>(y, x), means[k], sizeof(float) * static_cast<std::size_t>(n));
+/// The means of the coefficients into the planes of the model, which stay as they are where there is no memory.
+void estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps,
+              const std::vector<cv::Mat*>& model) {
+    orFailWithoutMemory("ERROR - TGuidedFilter::setup - not enough memory", [&] {
+        GuidedFit fit(guide, p, r, eps, BoxBorder::kReplicated);
+        std::vector<cv::Mat> planes;
+        for (const cv::Mat* plane : model) {
+            planes.push_back(*plane);
+            planes.back().create(fit.size(), CV_32FC1);
+        }
+        fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
+            for (std::size_t k = 0; k < planes.size(); ++k)
+                std::memcpy(planes[k].ptr<float>(y, x), means[k], sizeof(float) * static_cast<std::size_t>(n));
+        });
+        for (std::size_t k = 0; k < planes.size(); ++k) *model[k] = planes[k];
     });
 }
 
@@ -46,11 +56,11 @@ void TGuidedFilter::proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
 
 void TGuidedFilter::gFc1_estimate(const cv::Mat& I, const cv::Mat& p, int r, float eps) {
     checkEstimate(&I, 1, p, r);
-    estimate(GuidedFit({I}, p, r, eps, BoxBorder::kReplicated), {&m_a0, &m_b});
+    estimate({I}, p, r, eps, {&m_a0, &m_b});
 }
 
 void TGuidedFilter::gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps) {
     if (guide.size() != 3) fail("ERROR - TGuidedFilter::setup - input vector size is not correct.");
     checkEstimate(guide.data(), 3, p, r);
-    estimate(GuidedFit(guide, p, r, eps, BoxBorder::kReplicated), {&m_a0, &m_a1, &m_a2, &m_b});
+    estimate(guide, p, r, eps, {&m_a0, &m_a1, &m_a2, &m_b});
 }

@@ -23,7 +23,8 @@ struct IppiSize;
 /// guide gives 0 / 0.
 ///
 /// Copies share the planes of the model, so that a new `setup` of the same size on one changes the other too. `proc`
-/// may run on several threads at once. The number of threads changes no bit of a result.
+/// may run on several threads at once. The number of threads changes no bit of a result. Where there is no memory a
+/// text is thrown, and the model and the output are as they were.
 class KESTROVA_EXPORT TGuidedFilter {
 public:
     /// Fits the model. `guide`: 1 or 3 CV_32FC1 planes; `p`: a CV_32FC1 plane of their size; one scale for all, 0..1 if

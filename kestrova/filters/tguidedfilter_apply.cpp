@@ -6,6 +6,7 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
@@ -103,10 +104,10 @@ void applyBlocks(const std::array<cv::Mat, kGuides>& guide, const std::array<cv:
     });
 }
 
+bool isInteger(const cv::Mat& guide) { return guide.depth() == CV_8U || guide.depth() == CV_16U; }
+
 template <std::size_t kGuides>
-void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
-    const int depth = guide[0].depth();
-    if (depth != CV_8U && depth != CV_16U) return guide[0].copyTo(q);  // a copy is meant
+void checkApply(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model) {
     if (guide[0].empty()) fail("ERROR - TGuidedFilter::proc - guide[0].empty()");
     if (guide[0].channels() != 1) fail("ERROR - TGuidedFilter::proc - guide[0].channels()!=1");
     for (const cv::Mat& plane : guide) {
@@ -116,12 +117,30 @@ void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::M
     for (const cv::Mat& plane : model)
         if (plane.empty() || plane.size() != model[0].size())
             fail("ERROR - TGuidedFilter::proc - there is no model of a guide like this");
+}
+
+template <std::size_t kGuides>
+void applyInteger(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model,
+                  cv::Mat& q) {
     q.create(guide[0].size(), guide[0].type());
     const bool apart =
         std::any_of(guide.begin(), guide.end(), [&](const cv::Mat& I) { return overlapAcrossRows(I, q); });
     cv::Mat result = apart ? cv::Mat(q.size(), q.type()) : q;
-    depth == CV_8U ? applyBlocks<uchar>(guide, model, result) : applyBlocks<ushort>(guide, model, result);
+    q.depth() == CV_8U ? applyBlocks<uchar>(guide, model, result) : applyBlocks<ushort>(guide, model, result);
     result.copyTo(q);
+}
+
+template <std::size_t kGuides>
+void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
+    if (isInteger(guide[0])) checkApply(guide, model);
+    orFailWithoutMemory("ERROR - TGuidedFilter::proc - not enough memory", [&] {
+        cv::Mat result = q;  // `q` stays as it is where there is no memory
+        if (isInteger(guide[0]))
+            applyInteger(guide, model, result);
+        else
+            guide[0].copyTo(result);  // a copy is meant
+        q = result;
+    });
 }
 
 }  // namespace

@@ -41,8 +41,9 @@ void TGuidedFilter::calcov2(cv::Mat& out, const cv::Mat& X, const cv::Mat& Y, co
     ippiMul_32f_C1R(X.ptr<float>(), stepOf(X), Y.ptr<float>(), stepOf(Y), tmpWide.ptr<float>(), stepOf(tmpWide),
                     wideRoi);
     float* result = out.ptr<float>(at.y, at.x);
-    ippiFilterBox_32f_C1R(tmpWide.ptr<float>(anchor.y, anchor.x), stepOf(tmpWide), result, stepOf(out), innerRoi, mask,
-                          anchor);
+    if (ippiFilterBox_32f_C1R(tmpWide.ptr<float>(anchor.y, anchor.x), stepOf(tmpWide), result, stepOf(out), innerRoi,
+                              mask, anchor) == ippStsNoMemErr)
+        fail("ERROR - TGuidedFilter::calcov2 - not enough memory");
     ippiMul_32f_C1R(meanX.ptr<float>(), stepOf(meanX), meanY.ptr<float>(), stepOf(meanY), tmpInner.ptr<float>(),
                     stepOf(tmpInner), innerRoi);
     ippiSub_32f_C1IR(tmpInner.ptr<float>(), stepOf(tmpInner), result, stepOf(out), innerRoi);

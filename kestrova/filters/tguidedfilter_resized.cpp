@@ -1,7 +1,9 @@
 #include <memory>
+#include <new>
 
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
@@ -9,6 +11,8 @@
 // The model applied to planes of floats, its coefficients resized to their size.
 
 namespace {
+
+constexpr const char* kNoMemory = "ERROR - TGuidedFilter::apply - not enough memory";
 
 int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
 
@@ -31,7 +35,7 @@ public:
         int bytes = 0;
         ippiResizeGetBufSize(m_from, m_to, 1, m_interpolation, &bytes);
         m_buffer.reset(ippsMalloc_8u(bytes));
-        if (!m_buffer) fail("ERROR - TGuidedFilter::apply - no memory for the resize");
+        if (!m_buffer) throw std::bad_alloc();
     }
 
     void resize(const cv::Mat& plane, cv::Mat& out) const {
@@ -68,12 +72,15 @@ void TGuidedFilter::gFc1_apply(const cv::Mat& I, cv::Mat& q) const {
     checkGuide(I, I);
     checkModel(m_a0, m_a0);
     checkModel(m_b, m_a0);
-    const Resizer resizer(m_a0.size(), I.size(), IPPI_INTER_CUBIC);
-    cv::Mat term;
-    resizer.resize(m_a0, term);
-    multiply(I, term);
-    resizer.resize(m_b, q);  // after the last use of the guide, which may be this plane
-    add(term, q);
+    orFailWithoutMemory(kNoMemory, [&] {
+        const Resizer resizer(m_a0.size(), I.size(), IPPI_INTER_CUBIC);
+        cv::Mat term, result = q;
+        resizer.resize(m_a0, term);
+        multiply(I, term);
+        resizer.resize(m_b, result);  // after the last use of the guide, which may be this plane
+        add(term, result);
+        q = result;
+    });
 }
 
 void TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
@@ -82,12 +89,15 @@ void TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& q) co
     const cv::Mat* slopes[] = {&m_a0, &m_a1, &m_a2};
     for (const cv::Mat* slope : slopes) checkModel(*slope, m_a0);
     checkModel(m_b, m_a0);
-    const Resizer resizer(m_a0.size(), guide[0].size(), IPPI_INTER_NN);
-    cv::Mat terms[3];
-    for (int k = 0; k < 3; ++k) {
-        resizer.resize(*slopes[k], terms[k]);
-        multiply(guide[static_cast<std::size_t>(k)], terms[k]);
-    }
-    resizer.resize(m_b, q);  // after the last use of the guide, which may hold this plane
-    for (const cv::Mat& term : terms) add(term, q);
+    orFailWithoutMemory(kNoMemory, [&] {
+        const Resizer resizer(m_a0.size(), guide[0].size(), IPPI_INTER_NN);
+        cv::Mat terms[3], result = q;
+        for (int k = 0; k < 3; ++k) {
+            resizer.resize(*slopes[k], terms[k]);
+            multiply(guide[static_cast<std::size_t>(k)], terms[k]);
+        }
+        resizer.resize(m_b, result);  // after the last use of the guide, which may hold this plane
+        for (const cv::Mat& term : terms) add(term, result);
+        q = result;
+    });
 }

@@ -6,11 +6,13 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 
 namespace {
 
 constexpr int kStripRows = 600;
+constexpr const char* kNoMemory = "ERROR - TGuidedFilter::stripProc - not enough memory";
 
 void checkPlanes(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
     if (I.type() != CV_32FC1 || p.type() != CV_32FC1 || q.type() != CV_32FC1)
@@ -55,7 +57,11 @@ void TGuidedFilter::gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& 
     if (blkH < 1) fail("ERROR - TGuidedFilter::stripProc - blkH<1");
     const int rows = q.rows, cols = q.cols, m = 4 * r;
     if (rows < m || cols < m) fail("ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
-    const cv::Mat guide = overlap(I, q) ? I.clone() : I, plane = overlap(p, q) ? p.clone() : p;
+    cv::Mat guide, plane;
+    orFailWithoutMemory(kNoMemory, [&] {
+        guide = overlap(I, q) ? I.clone() : I;
+        plane = overlap(p, q) ? p.clone() : p;
+    });
 
     for (int y0 = 0; y0 < rows - m; y0 += std::min(blkH, rows - m - y0)) {
         const int outRows = std::min(blkH, rows - m - y0);
@@ -73,8 +79,10 @@ void TGuidedFilter::gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q
     if (q.cols > p.cols - m || q.rows > p.rows - m)
         fail("ERROR - TGuidedFilter::gFc1_blkGuide - q is larger than the strip holds whole");
     const cv::Rect needed(0, 0, q.cols + m, q.rows + m);
-    const GuidedFit fit({I(needed)}, p(needed), r, eps, BoxBorder::kInside);
-    fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
-        applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
+    orFailWithoutMemory(kNoMemory, [&] {
+        GuidedFit fit({I(needed)}, p(needed), r, eps, BoxBorder::kInside);
+        fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
+            applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
+        });
     });
 }

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <new>
+#include <opencv2/core.hpp>
+
+#include "kestrova/frame/failure.h"
+
+/// Calls `work`; throws `text`, a literal, where it finds no memory.
+template <class Work>
+void orFailWithoutMemory(const char* text, const Work& work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+    } catch (const cv::Exception& e) {
+        if (e.code != cv::Error::StsNoMem) throw;
+    }
+    fail(text);
+}

@@ -5,6 +5,7 @@
 #include "kestrova/curves/tspline.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/primitives/tables.h"
 
 namespace {
@@ -12,7 +13,6 @@ namespace {
 constexpr int kEntries = 65536;
 constexpr int kNodes = 64;
 constexpr float kPer63 = 0x1.041042p-6f;
-constexpr float kPer65535 = 0x1.0001p-16f;
 
 void sampleToneCurve(float shadows, float highlights, float* curve) {
     TSpline spline(5);

@@ -5,12 +5,12 @@
 #include <cmath>
 
 #include "kestrova/curves/tspline.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/tpimage.h"
 
 namespace {
 
 constexpr int kNodes = 64;
-constexpr float kPer65535 = 0x1.0001p-16f;
 constexpr float kPer63 = 0x1.041042p-6f;
 
 // The tone curve that all parameters 0 give: the line over nodes 9 to 54.

@@ -5,9 +5,10 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/timage.h"
 #include "kestrova/image/timage_planes.h"
+#include "kestrova/image/ycm.h"
 #include "kestrova/image/ydrdb.h"
 
 // The halved luminance, and the colour that follows a change of it.
@@ -15,9 +16,6 @@
 using namespace ydrdb;
 
 namespace {
-
-constexpr float kPer255 = 0x1.010102p-8f;
-constexpr float kDifferenceScale = 0x1.00ccccp+7f;  // 128.4
 
 // The mean of 2 by 2 words takes two bits, the step to bytes eight more.
 constexpr int kMeanToByte = 10;
@@ -44,15 +42,13 @@ KESTROVA_KERNEL void updateRow(const uchar* __restrict before, const uchar* __re
     KESTROVA_INDEPENDENT
     for (int j = 0; j < n; ++j) {
         const float a = before[j], e = after[j];
-        const float yf = a * kPer255;
-        const float r = (static_cast<float>(c0[j]) - 128.0f) * 0x1p-7f + yf;
-        const float b = (static_cast<float>(c1[j]) - 128.0f) * 0x1p-7f + yf;
-        const float g = (yf - r * kRed - b * kBlue) * kGreenBackFloatExact;
+        float r, g, b;
+        ycm::toRGB(a * kPer255, c0[j], c1[j], r, g, b);
         const float ratio = (k + e) / (a + k);
         const float r2 = ratio * r, b2 = ratio * b, g2 = ratio * g;
         const float y2 = g2 * kGreen + r2 * kRed + b2 * kBlue;
-        out0[j] = sat8((r2 - y2) * kDifferenceScale + 128.0f);
-        out1[j] = sat8((b2 - y2) * kDifferenceScale + 128.0f);
+        out0[j] = ycm::toDifference(r2, y2);
+        out1[j] = ycm::toDifference(b2, y2);
     }
 }
 

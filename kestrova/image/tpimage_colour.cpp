@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/image/ydrdb.h"
 
@@ -8,8 +9,6 @@ using namespace ydrdb;
 
 namespace {
 
-constexpr float kPer255 = 0x1.010102p-8f;
-constexpr float kPer65535 = 0x1.0001p-16f;
 constexpr float kRedRange = 0x1.66e978p-1f;      // 0.701, the greatest R - Y
 constexpr float kBlueRange = 0x1.c5a1cap-1f;     // 0.886, the greatest B - Y
 constexpr float kRedRangeInv = 0x1.6d314ep+0f;   // 1 / 0.701

@@ -9,10 +9,9 @@
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 
 namespace {
-
-constexpr float kPer255 = 0x1.010102p-8f;
 
 // The low bits of trunc(v), of which an `int` beyond its range, as well as not-a-number, has none.
 template <class Element>

@@ -2,6 +2,7 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/unit_scale.h"
 
 namespace {
 
@@ -23,8 +24,8 @@ cv::Mat scaled(const cv::Mat& plane, float scale) {
 
 cv::Mat unitPlane(const cv::Mat& plane) {
     switch (plane.type()) {
-        case CV_8UC1: return scaled<uchar>(plane, 1.0f / 255);
-        case CV_16UC1: return scaled<ushort>(plane, 1.0f / 65535);
+        case CV_8UC1: return scaled<uchar>(plane, kPer255);
+        case CV_16UC1: return scaled<ushort>(plane, kPer65535);
         default: return cv::Mat::zeros(plane.size(), CV_32FC1);
     }
 }

@@ -214,4 +214,11 @@ inline cv::Mat unitPlane(cv::Size size, std::uint32_t seed) {
     return randomPlane(size.height, size.width, CV_32FC1, 0, 1, seed);
 }
 
+/// Noise with a few values so large that sums which they have left show it until they begin anew.
+inline cv::Mat tracedPlane(cv::Size size, std::uint32_t seed) {
+    cv::Mat plane = randomPlane(size.height, size.width, CV_32FC1, -1, 1, seed);
+    plane.setTo(0x1p40, randomPlane(size.height, size.width, CV_8UC1, 0, 60, seed + 7) == 0);
+    return plane;
+}
+
 }  // namespace guided_reference

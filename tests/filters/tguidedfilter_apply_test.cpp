@@ -151,6 +151,25 @@ TEST(TGuidedFilterApplyTest, TheOutputMayBeAPlaneOfTheGuide) {
     }
 }
 
+TEST(TGuidedFilterApplyTest, TheOutputMayRunOverAPlaneOfTheGuide) {
+    const TGuidedFilter filter = anyModel({75, 60});
+    for (int type : {CV_8UC1, CV_16UC1}) {
+        for (cv::Point shift : {cv::Point(0, 1), cv::Point(3, 0), cv::Point(2, 2)}) {
+            const cv::Mat frame = randomPlane(122, 153, type);
+            const cv::Rect at(0, 0, 150, 120);
+            const std::vector<cv::Mat> guide = {randomPlane(120, 150, type, 2), frame(at), frame(at + shift)};
+            for (const std::vector<cv::Mat>& planes : {guide, {guide[1]}}) {
+                const cv::Mat before = frame.clone(), result = expected(filter, planes);
+                cv::Mat q = frame(at + shift);
+                filter.proc(planes, q);
+                EXPECT_TRUE(samePixels(result, q));
+                EXPECT_EQ(q.data, guide[2].data);
+                before.copyTo(frame);
+            }
+        }
+    }
+}
+
 TEST(TGuidedFilterApplyTest, LeavesTheModelAsItIs) {
     const TGuidedFilter filter = anyModel({9, 7});
     const cv::Mat a0 = filter.m_a0.clone(), b = filter.m_b.clone();
@@ -228,6 +247,19 @@ TEST(TGuidedFilterApplyTest, TheFloatFormOfThreePlanesTakesTheNearestCoefficient
         filter.gFc3_apply(guide, inPlace);
         EXPECT_TRUE(samePixels(expected, inPlace));
     }
+}
+
+TEST(TGuidedFilterApplyTest, SlopesOfAnotherSizeThatAFormerSetupLeftAreRefused) {
+    const cv::Mat before = unitPlane({8, 6}, 1), I = unitPlane({9, 6}, 1), words = randomPlane(6, 9, CV_16UC1);
+    TGuidedFilter filter;
+    filter.setup({before, before, before}, before, 1, 0.01f);
+    filter.setup({I}, I, 1, 0.01f);
+    cv::Mat q;
+    EXPECT_FAILURE(filter.proc({words, words, words}, q),
+                   "ERROR - TGuidedFilter::proc - there is no model of a guide like this");
+    EXPECT_FAILURE(filter.gFc3_apply({I, I, I}, q),
+                   "ERROR - TGuidedFilter::apply - there is no model of a guide like this");
+    EXPECT_TRUE(q.empty());
 }
 
 TEST(TGuidedFilterApplyTest, TheFloatFormsRefuseWhatDoesNotFit) {

@@ -48,6 +48,13 @@ TEST(TGuidedFilterRgbTest, AnyNumberOfThreadsGivesTheSameModel) {
     }
 }
 
+TEST(TGuidedFilterRgbTest, ValuesThatHaveLeftTheWindowLeaveTheSameTrace) {
+    const cv::Size size(90, 150);
+    const std::vector<cv::Mat> guide = {tracedPlane(size, 1), tracedPlane(size, 2), tracedPlane(size, 3)};
+    const cv::Mat p = tracedPlane(size, 4);
+    for (int r : {0, 1, 3, 20}) expectModel(estimate3(guide, p, r, kEps), estimated(guide, p, r));
+}
+
 TEST(TGuidedFilterRgbTest, ALinearFunctionOfTheGuideIsFound) {
     const std::vector<cv::Mat> guide = unitPlanes({60, 50});
     const cv::Mat p = 0.5 * guide[0] - 0.25 * guide[1] + 0.125 * guide[2] + 0.3;

@@ -46,7 +46,7 @@ TEST(TGuidedFilterStripTest, HasTheBitsOfTheStepsOnStoredPlanes) {
 }
 
 TEST(TGuidedFilterStripTest, AnyNumberOfThreadsGivesTheSame) {
-    const cv::Mat I = unitPlane({301, 350}, 1), p = unitPlane({301, 350}, 2);
+    const cv::Mat I = tracedPlane({301, 350}, 1), p = tracedPlane({301, 350}, 2);
     for (int r : {2, 20}) {
         const cv::Mat expected = strippedReference(I, p, r, 150);
         withThreadCounts([&](int) { EXPECT_TRUE(samePixels(expected, stripped(I, p, r, 150))); });
@@ -56,15 +56,17 @@ TEST(TGuidedFilterStripTest, AnyNumberOfThreadsGivesTheSame) {
 /// What `stripProc` gives, beside the reference with the strip height stated.
 void expectStripHeight(cv::Size size, int blkH) {
     SCOPED_TRACE(testing::Message() << size << " blkH " << blkH);
-    const cv::Mat I = unitPlane(size, 1), p = unitPlane(size, 2);
-    cv::Mat q = plane(size.height, size.width);
+    const cv::Mat I = tracedPlane(size, 1);
+    cv::Mat p, q = plane(size.height, size.width);
+    cv::flip(I, p, -1);
     kFilter.stripProc(I, p, q, 1, kEps);
     EXPECT_TRUE(samePixels(strippedReference(I, p, 1, blkH), q));
 }
 
 TEST(TGuidedFilterStripTest, TakesTheHeightOfTheStripsFromTheSize) {
     expectStripHeight({3757, 599}, 599);
-    expectStripHeight({1500, 1500}, 600);
+    expectStripHeight({599, 3757}, 600);
+    expectStripHeight({598, 3757}, 3757);
 }
 
 TEST(TGuidedFilterStripTest, ALastStripWithoutOutputWritesNothing) {
@@ -129,9 +131,12 @@ TEST(TGuidedFilterStripTest, OneStripTakesAnyOutputThatItHoldsWhole) {
         kFilter.gFc1_blkGuide(I, p, q, 2, kEps);
         EXPECT_TRUE(samePixels(expected, q));
     }
-    cv::Mat tooLarge = plane(33, 42), empty(0, 42, CV_32FC1);
-    EXPECT_FAILURE(kFilter.gFc1_blkGuide(I, p, tooLarge, 2, kEps),
-                   "ERROR - TGuidedFilter::gFc1_blkGuide - q is larger than the strip holds whole");
+    for (cv::Size size : {cv::Size(42, 33), cv::Size(43, 32)}) {
+        cv::Mat tooLarge = plane(size.height, size.width);
+        EXPECT_FAILURE(kFilter.gFc1_blkGuide(I, p, tooLarge, 2, kEps),
+                       "ERROR - TGuidedFilter::gFc1_blkGuide - q is larger than the strip holds whole");
+    }
+    cv::Mat empty(0, 42, CV_32FC1);
     kFilter.gFc1_blkGuide(I, p, empty, 2, kEps);
 }
 
@@ -147,8 +152,10 @@ TEST(TGuidedFilterStripTest, RefusesWhatDoesNotFitBeforeItWrites) {
     EXPECT_FAILURE(kFilter.stripProc(I, I, none, 1, kEps), "ERROR - TGuidedFilter::stripProc - q is not allocated");
     for (int r : {-1, 32768})
         EXPECT_FAILURE(kFilter.stripProc(I, I, q, r, kEps), "ERROR - TGuidedFilter::stripProc - r<0 || r>32767");
-    EXPECT_FAILURE(kFilter.stripProc(I, I, q, 6, kEps),
-                   "ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
+    cv::Mat wide = plane(20, 30);
+    for (cv::Mat* either : {&q, &wide})
+        EXPECT_FAILURE(kFilter.stripProc(*either, *either, *either, 6, kEps),
+                       "ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
     EXPECT_FAILURE(kFilter.gFc1_stripproc(I, I, q, 1, kEps, 0), "ERROR - TGuidedFilter::stripProc - blkH<1");
     EXPECT_TRUE(samePixels(plane(30, 20), q));
 }
@@ -213,12 +220,17 @@ TEST(TGuidedFilterStripTest, TheCovarianceStepRefusesRegionsThatDoNotFit) {
     expectRefused(larger, [](CovarianceStep& s) { s.meanY = s.meanY.rowRange(0, 17); });
     expectRefused(larger, [](CovarianceStep& s) { s.out = s.out.rowRange(0, 18); });
     expectRefused(windows, [](CovarianceStep& s) { s.mask.width = 6; });
+    expectRefused(windows, [](CovarianceStep& s) { s.mask.height = 4; });
     expectRefused(empty, [](CovarianceStep& s) { s.innerRoi.width = 0; });
     expectRefused(empty, [](CovarianceStep& s) { s.wideRoi.height = -1; });
-    expectRefused("ERROR - TGuidedFilter::calcov2 - the anchor is outside the mask",
-                  [](CovarianceStep& s) { s.anchor.y = 3; });
-    expectRefused("ERROR - TGuidedFilter::calcov2 - type()!=CV_32FC1",
-                  [](CovarianceStep& s) { s.X = cv::Mat(20, 30, CV_16UC1); });
+    const char* anchor = "ERROR - TGuidedFilter::calcov2 - the anchor is outside the mask";
+    expectRefused(anchor, [](CovarianceStep& s) { s.anchor.y = 3; });
+    expectRefused(anchor, [](CovarianceStep& s) { s.anchor.x = 5; });
+    expectRefused(anchor, [](CovarianceStep& s) { s.anchor.y = -1; });
+    expectRefused(anchor, [](CovarianceStep& s) { s.anchor.x = -1; });
+    const char* type = "ERROR - TGuidedFilter::calcov2 - type()!=CV_32FC1";
+    expectRefused(type, [](CovarianceStep& s) { s.X = cv::Mat(20, 30, CV_16UC1); });
+    expectRefused(type, [](CovarianceStep& s) { s.Y = cv::Mat(20, 30, CV_32FC2); });
 }
 
 }  // namespace

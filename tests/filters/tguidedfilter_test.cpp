@@ -57,6 +57,12 @@ TEST(TGuidedFilterTest, SumsThatCancelShowTheSameOrder) {
     for (int r : {0, 3, 20}) expectModel(estimate1(I, p, r, kEps), estimated(I, p, r));
 }
 
+TEST(TGuidedFilterTest, ValuesThatHaveLeftTheWindowLeaveTheSameTrace) {
+    const cv::Mat I = tracedPlane({90, 150}, 1), p = tracedPlane({90, 150}, 2);
+    for (int r : {0, 1, 3, 20})
+        withThreadCounts([&](int) { expectModel(estimate1(I, p, r, kEps), estimated(I, p, r)); });
+}
+
 TEST(TGuidedFilterTest, AValueThatIsNotFiniteReachesTheSamePixels) {
     cv::Mat I = unitPlane({80, 120}, 1), p = unitPlane({80, 120}, 2);
     I.at<float>(30, 40) = std::numeric_limits<float>::infinity();
@@ -183,6 +189,8 @@ TEST(TGuidedFilterTest, SetupRefusesPlanesThatDoNotFitAndKeepsItsModel) {
     EXPECT_FAILURE(filter.setup({plane, plane, words}, plane, 1, kEps), guideType);
     const char* size = "ERROR - TGuidedFilter::setup - guide.size()!=p.size()";
     EXPECT_FAILURE(filter.setup({plane.t()}, plane, 1, kEps), size);
+    EXPECT_FAILURE(filter.setup({plane.rowRange(0, 5)}, plane, 1, kEps), size);
+    EXPECT_FAILURE(filter.setup({plane.colRange(0, 7)}, plane, 1, kEps), size);
     EXPECT_FAILURE(filter.setup({plane, plane.t(), plane}, plane, 1, kEps), size);
     EXPECT_FAILURE(filter.setup({plane}, words, 1, kEps), "ERROR - TGuidedFilter::setup - p.type()!=CV_32FC1");
     EXPECT_FAILURE(filter.setup({plane}, cv::Mat(0, 0, CV_32FC1), 1, kEps), "ERROR - TGuidedFilter::setup - p.empty()");

@@ -109,6 +109,16 @@ TEST(InvertTest, AlmostSingularCovariancesOfEqualPlanesAreInverted) {
     }
 }
 
+TEST(InvertTest, TheLeastDeterminantOfFloatsIsNotSingular) {
+    constexpr float kUnit = 0x1p-23f;
+    const std::vector<float> m = {1 + kUnit, 1, 0, 1, 1 - kUnit, 0, 0, 0, 1};  // determinant -kUnit^2
+    const std::vector<float> expected = {
+        -0x1p46f * (1 - kUnit), 0x1p46f, 0, 0x1p46f, -0x1p46f * (1 + kUnit), 0, 0, 0, 1};
+    std::vector<float> inverse(9);
+    ASSERT_EQ(invert(m, inverse, 3), ippStsNoErr);
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(inverse[i], expected[i]) << i;
+}
+
 TEST(InvertTest, StridesReachAnyLayout) {
     const std::vector<float> m = {2, 0, 1, 1, 1, 0, 0, 3, 1};
     std::vector<float> inverse(9);

@@ -1,8 +1,5 @@
 #include "kestrova/filters/tguidedfilter.h"
 
-#include <malloc.h>
-
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,41 +39,6 @@ std::vector<cv::Mat> inWords(const std::vector<cv::Mat>& planes) {
     return words;
 }
 
-double memoryMiB(const char* field) {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        double kilobytes = 0;
-        if (word == field && status >> kilobytes) return kilobytes / 1024;
-    }
-    return 0;
-}
-
-// Peak of memory beyond what the planes of the caller hold, in bytes a pixel.
-template <class Prepare>
-void memoryRow(const std::string& name, const BenchSize& s, const Prepare& prepare) {
-    benchmark::RegisterBenchmark((name + "/memory").c_str(),
-                                 [=](benchmark::State& state) {
-                                     omp_set_num_threads(omp_get_num_procs());
-                                     for (auto _ : state) {
-                                         auto work = prepare();
-                                         malloc_trim(0);
-                                         std::ofstream("/proc/self/clear_refs") << 5;  // the peak begins anew
-                                         const double before = memoryMiB("VmRSS:");
-                                         work();
-                                         state.counters["B/pixel"] =
-                                             (memoryMiB("VmHWM:") - before) * 1048576 / (double(s.rows) * s.cols);
-                                     }
-                                 })
-        ->Iterations(1)
-        ->Unit(benchmark::kMillisecond);
-}
-
-template <class Prepare>
-void row(const std::string& name, const BenchSize& s, std::size_t bytes, const Prepare& prepare) {
-    benchRow(name, bytes, prepare);
-    memoryRow(name, s, prepare);
-}
-
 }  // namespace
 
 KESTROVA_BENCH(guidedFilter) {
@@ -87,25 +49,34 @@ KESTROVA_BENCH(guidedFilter) {
             const std::size_t floats = 4 * pixels * (guides + 1), words = 2 * pixels * (guides + 1);
             for (int r : {8, 64}) {
                 const std::string at = planes + "/r:" + std::to_string(r) + "/" + s.name;
-                row("TGuidedFilter::setup" + at, s, 2 * floats, [=] {
-                    return [=, filter = TGuidedFilter(), guide = pictures(s, guides), p = picture(s, 9)]() mutable {
-                        filter.setup(guide, p, r, kEps);
-                    };
-                });
-                row("TGuidedFilter::setup + proc" + at, s, 2 * floats + words, [=] {
-                    const std::vector<cv::Mat> guide = pictures(s, guides);
-                    return [=, filter = TGuidedFilter(), full = inWords(guide), p = picture(s, 9),
-                            q = cv::Mat()]() mutable {
-                        filter.setup(guide, p, r, kEps);
-                        filter.proc(full, q);
-                    };
-                });
+                benchRow(
+                    "TGuidedFilter::setup" + at, 2 * floats,
+                    [=] {
+                        return [=, filter = TGuidedFilter(), guide = pictures(s, guides), p = picture(s, 9)]() mutable {
+                            filter.setup(guide, p, r, kEps);
+                        };
+                    },
+                    pixels);
+                benchRow(
+                    "TGuidedFilter::setup + proc" + at, 2 * floats + words,
+                    [=] {
+                        const std::vector<cv::Mat> guide = pictures(s, guides);
+                        return [=, filter = TGuidedFilter(), full = inWords(guide), p = picture(s, 9),
+                                q = cv::Mat()]() mutable {
+                            filter.setup(guide, p, r, kEps);
+                            filter.proc(full, q);
+                        };
+                    },
+                    pixels);
 #ifdef KESTROVA_HAVE_XIMGPROC
-                row("ximgproc::guidedFilter" + at, s, 2 * floats, [=] {
-                    cv::Mat guide, q;
-                    cv::merge(pictures(s, guides), guide);
-                    return [=, p = picture(s, 9)]() mutable { cv::ximgproc::guidedFilter(guide, p, q, r, kEps); };
-                });
+                benchRow(
+                    "ximgproc::guidedFilter" + at, 2 * floats,
+                    [=] {
+                        cv::Mat guide, q;
+                        cv::merge(pictures(s, guides), guide);
+                        return [=, p = picture(s, 9)]() mutable { cv::ximgproc::guidedFilter(guide, p, q, r, kEps); };
+                    },
+                    pixels);
 #endif
             }
             for (int n : {1, 2}) {
@@ -120,22 +91,28 @@ KESTROVA_BENCH(guidedFilter) {
         }
         for (int r : {8, 64}) {
             const std::string at = "/r:" + std::to_string(r) + "/" + s.name;
-            row("TGuidedFilter::stripProc" + at, s, 12 * pixels, [=] {
-                return [=, filter = TGuidedFilter(), I = picture(s, 1), p = picture(s, 9),
-                        q = picture(s, 8)]() mutable { filter.stripProc(I, p, q, r, kEps); };
-            });
+            benchRow(
+                "TGuidedFilter::stripProc" + at, 12 * pixels,
+                [=] {
+                    return [=, filter = TGuidedFilter(), I = picture(s, 1), p = picture(s, 9),
+                            q = picture(s, 8)]() mutable { filter.stripProc(I, p, q, r, kEps); };
+                },
+                pixels);
         }
 #ifdef KESTROVA_HAVE_XIMGPROC
         for (int guides : {1, 3}) {
-            row("ximgproc::fastGlobalSmootherFilter/guides:" + std::to_string(guides) + "/" + s.name, s,
-                (2 + guides) * 4 * pixels, [=] {
+            benchRow(
+                "ximgproc::fastGlobalSmootherFilter/guides:" + std::to_string(guides) + "/" + s.name,
+                (2 + guides) * 4 * pixels,
+                [=] {
                     cv::Mat guide, guide8u, q;
                     cv::merge(pictures(s, guides), guide);
                     guide.convertTo(guide8u, CV_8U, 255);
                     return [=, p = picture(s, 9)]() mutable {
                         cv::ximgproc::fastGlobalSmootherFilter(guide8u, p, q, 100, 10);
                     };
-                });
+                },
+                pixels);
         }
 #endif
     }

@@ -34,9 +34,9 @@ public:
 
     /// Applies the model to 1 or 3 planes, CV_8UC1 or CV_16UC1 and of any size; each coefficient serves a block of
     /// pixels. `q` gets size and type of `guide[0]`, the values rounded to nearest, ties to even, and saturated; it may
-    /// be a plane of the guide. For any other depth of `guide[0]` `q` is a copy of it: this is meant. Throws
-    /// "ERROR - TGuidedFilter::proc - input vector size is not correct." for another number of planes, and a text for
-    /// planes that do not fit each other or a model that is missing.
+    /// be a plane of the guide, or run over one. For any other depth of `guide[0]` `q` is a copy of it: this is meant.
+    /// Throws "ERROR - TGuidedFilter::proc - input vector size is not correct." for another number of planes, and a
+    /// text for planes that do not fit each other or a model that is missing.
     void proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
     /// The whole filter in strips, apart from the model. `I`, `p`, `q`: CV_32FC1 planes of one size, at least 4r pixels
@@ -64,7 +64,7 @@ protected:
     void gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps, int blkH) const;
 
     /// The filter on one strip, without borders: q(y, x) is the result at (y + 2r, x + 2r) of `I` and `p`, which are
-    /// at least 4r larger than `q`.
+    /// at least 4r larger than `q` and share no pixels with it.
     void gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps) const;
 
     /// The height of a strip: h if w * h, a 32-bit signed product that wraps, is below 2250000 or h below 600, else

@@ -147,7 +147,7 @@ Surrounded cancelling(cv::Size size, Mask mask) {
 
 cv::Mat slidingMeans(const Surrounded& src, Mask mask) {
     cv::Mat means(src.region.size(), CV_32FC1);
-    const int block = mask.size.height == 1 ? 1 : std::max(mask.size.height, 32);
+    const int block = mask.size.height == 1 ? 1 : std::max(2 * mask.size.height, 64);
     const double reciprocal = 1 / (double(mask.size.width) * mask.size.height);
     std::vector<double> columns(src.frame.cols);
     for (int y = 0; y < means.rows; ++y) {

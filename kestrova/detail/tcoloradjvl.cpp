@@ -15,6 +15,7 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/ydrdb.h"
 #include "kestrova/primitives/tables.h"
 
@@ -22,8 +23,6 @@ namespace {
 
 constexpr int kNodes = 33;
 constexpr int kNeutral = 32768;
-
-constexpr float kToUnit = 0x1.0001p-16f;  // 1 / 65535
 
 inline float mixed(float a, float b, float f) { return (1.0f - f) * a + b * f; }
 inline float mixed(float a, float b, float c, float d, float fy, float fx) {
@@ -64,9 +63,9 @@ KESTROVA_KERNEL void makeColors(float y, float dr, const float* db, NodeRow& nod
     for (int k = 0; k < kNodes; ++k) {
         const float blue = (db[k] - kNeutral) * 2.0f + y;
         const float green = y - red * ydrdb::kRed - blue * ydrdb::kBlue;
-        nodes.r[k] = sat16(red) * kToUnit;
-        nodes.g[k] = sat16(static_cast<double>(green) * ydrdb::kGreenBack) * kToUnit;
-        nodes.b[k] = sat16(blue) * kToUnit;
+        nodes.r[k] = sat16(red) * kPer65535;
+        nodes.g[k] = sat16(static_cast<double>(green) * ydrdb::kGreenBack) * kPer65535;
+        nodes.b[k] = sat16(blue) * kPer65535;
     }
 }
 

@@ -40,7 +40,7 @@ TLightAdjLUTvl::~TLightAdjLUTvl() = default;
 
 void TLightAdjLUTvl::setupCurve(float brightness, float contrast, float highlights, float shadows, float whites,
                                 float blacks) {
-    const double bright = brightness;
+    const auto bright = static_cast<double>(brightness);
     m_bright = static_cast<float>(0.343 * (bright * bright * bright));
     const float c = contrast * contrast * contrast;
     m_contrast = c > 0 ? 2.0f * c + 1.0f : 1.0f / (1.0f - 5.0f * c);

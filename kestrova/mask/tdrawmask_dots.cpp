@@ -8,13 +8,12 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/unit_scale.h"
 #include "kestrova/mask/tdrawmask.h"
 
 namespace {
 
 constexpr int kProfileSize = 8000;
-constexpr float kByteToUnit = 0x1.010102p-8f;  // 0.003921569
-constexpr float kWordToUnit = 0x1.0001p-16f;   // 1.5259022e-5
 
 inline float distance(float dx, float dy) { return std::sqrt(dx * dx + dy * dy); }
 
@@ -92,12 +91,16 @@ struct SmoothStepWeights {
 // Weights lie within a rounding of 0..1, and so do the sums within one of 0..255: `nearest` is all that `sat8` does.
 KESTROVA_KERNEL void coverRow(const float* weights, uchar* stroke, int n) noexcept {
     for (int x = 0; x < n; ++x) {
-        const double kept = 1.0f - weights[x];
+        const auto kept = static_cast<double>(1.0f - weights[x]);
         stroke[x] = clamp8(nearest(kept * stroke[x] + static_cast<double>(weights[x]) * 255.0));
     }
 }
 
 // How far the colour of a pixel may be from the colour under the brush's centre.
+// On the scale 0..1, rounded to float.
+inline double unit(uchar v) { return static_cast<double>(static_cast<float>(v) * kPer255); }
+inline double unit(ushort v) { return static_cast<double>(static_cast<float>(v) * kPer65535); }
+
 struct ColourTolerance {
     double y, dr, db;
     float kY, kC;
@@ -106,9 +109,9 @@ struct ColourTolerance {
 KESTROVA_KERNEL void coverRowWithin(const ColourTolerance& centre, const float* weights, const uchar* y,
                                     const ushort* dr, const ushort* db, uchar* stroke, int n) noexcept {
     for (int x = 0; x < n; ++x) {
-        const double dY = std::fabs(static_cast<double>(static_cast<float>(y[x]) * kByteToUnit) - centre.y);
-        const double dDr = std::fabs(static_cast<double>(static_cast<float>(dr[x]) * kWordToUnit) - centre.dr);
-        const double dDb = std::fabs(static_cast<double>(static_cast<float>(db[x]) * kWordToUnit) - centre.db);
+        const double dY = std::fabs(unit(y[x]) - centre.y);
+        const double dDr = std::fabs(unit(dr[x]) - centre.dr);
+        const double dDb = std::fabs(unit(db[x]) - centre.db);
         const float s = static_cast<float>(dY) * centre.kY + static_cast<float>(dDr + dDb) * centre.kC;
         float q = static_cast<float>(static_cast<double>(s) / (static_cast<double>(weights[x]) + 0.1));
         q = q < 1.0f ? q : 1.0f;
@@ -195,9 +198,9 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
             fail("ERROR - TDrawMask::drawStrokeDot - m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1");
         // A centre beyond the picture's edge takes the colour of the nearest pixel.
         const int y = clampInt(p.y, 0, m_mask.rows - 1), x = clampInt(p.x, 0, m_mask.cols - 1);
-        colour.y = static_cast<float>(m_inY.ptr<uchar>(y)[x]) * kByteToUnit;
-        colour.dr = static_cast<float>(m_inDr.ptr<ushort>(y)[x]) * kWordToUnit;
-        colour.db = static_cast<float>(m_inDb.ptr<ushort>(y)[x]) * kWordToUnit;
+        colour.y = unit(m_inY.ptr<uchar>(y)[x]);
+        colour.dr = unit(m_inDr.ptr<ushort>(y)[x]);
+        colour.db = unit(m_inDb.ptr<ushort>(y)[x]);
         colour.kY = tolerance * 0.5f * 3.0f;
         colour.kC = tolerance * 6.0f;
     }
@@ -262,7 +265,7 @@ void TDrawMask::drawDumbDot(cv::Point p, int radius) {
 
 bool TDrawMask::renderStroke(uchar value, float opacity, cv::Point p, int radius) {
     touch(p, radius);
-    const float scale = opacity * kByteToUnit;
+    const float scale = opacity * kPer255;
     // The last row and column of the dot are left out on purpose: a later dot of the stroke shows them.
     const int y0 = std::max(p.y - radius, 0), y1 = std::min(p.y + radius, m_mask.rows);
     const int x0 = std::max(p.x - radius, 0), x1 = std::min(p.x + radius, m_mask.cols);

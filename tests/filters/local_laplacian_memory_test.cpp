@@ -11,11 +11,13 @@
 
 namespace {
 
-/// What `malloc` still gives, taken in blocks of `bytes` and released again.
+/// What `malloc` still gives, taken in ever smaller blocks down to `bytes` and released again: where small blocks run
+/// out, the address space may still hold a larger one.
 class AllMemory {
 public:
     explicit AllMemory(std::size_t bytes) {
-        while (void* block = std::malloc(bytes)) *static_cast<void**>(block) = m_last, m_last = block;
+        for (std::size_t size = 1 << 20; size >= bytes; size /= 2)
+            while (void* block = std::malloc(size)) *static_cast<void**>(block) = m_last, m_last = block;
     }
     ~AllMemory() {
         while (m_last) {

@@ -9,6 +9,7 @@
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/curves/tlut1d.h"
 #include "kestrova/curves/tspline.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

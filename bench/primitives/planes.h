@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "bench/support/bench.h"
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// A plane with `margin` pixels around the region that is worked on. Words and bytes are random; floats are 1, so that
 /// work in place can be repeated.

@@ -5,6 +5,7 @@
 
 #include "bench/support/bench.h"
 #include "kestrova/frame/parallel.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "bench/support/bench.h"
+#include "tests/support/rooms.h"
 
 #include <algorithm>
 #include <cstring>

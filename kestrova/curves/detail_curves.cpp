@@ -8,6 +8,10 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/primitives.h"
 
+namespace kestrova::curves {
+
+using namespace frame;
+
 namespace {
 
 constexpr int kEntries16 = 65536;
@@ -89,3 +93,5 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves) {
     });
     smoothLUTs16U(tables, kEntries16, 2);
 }
+
+}  // namespace kestrova::curves

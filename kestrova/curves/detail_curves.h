@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+namespace kestrova::curves {
+
 /// The curves of `setupLinearThreshold`, drawn, and several of them in one go. Internal.
 
 /// All that a curve depends on: the arguments of `setupLinearThreshold`, then those of `setKRange`.
@@ -40,3 +42,5 @@ private:
     std::unique_ptr<ushort[]> m_entries;
     std::vector<const ushort*> m_table;
 };
+
+}  // namespace kestrova::curves

@@ -8,6 +8,9 @@
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/primitives/tables.h"
 
+using namespace kestrova::curves;
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kEntries = 65536;

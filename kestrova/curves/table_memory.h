@@ -5,6 +5,8 @@
 
 #include "kestrova/primitives/memory.h"
 
+namespace kestrova::curves {
+
 /// Tables of one row that release themselves with their last owner. Internal.
 
 inline std::shared_ptr<void> ownTable(void* table) {
@@ -21,3 +23,5 @@ inline std::shared_ptr<void> newTable16U(int entries) {
     int step;
     return ownTable(ippiMalloc_16u_C1(entries, 1, &step));
 }
+
+}  // namespace kestrova::curves

@@ -8,6 +8,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/primitives.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 double intPow(double x, int e) {

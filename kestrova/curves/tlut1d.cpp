@@ -8,8 +8,12 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/primitives/lookup_row.h"
 #include "kestrova/primitives/primitives.h"
+#include "kestrova/rows/lookup_row.h"
+
+using namespace kestrova::curves;
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 

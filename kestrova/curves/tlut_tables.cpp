@@ -9,6 +9,8 @@
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/tables.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kEntries = 65536;

@@ -4,6 +4,8 @@
 
 #include "kestrova/frame/failure.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 using Floats = std::vector<float>;

@@ -10,6 +10,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 inline ushort crossOver(ushort older, ushort newer, float weight) {

@@ -13,7 +13,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 
-using namespace domain_transform;
+using namespace kestrova::frame;
+using namespace kestrova::detail::domain_transform;
 
 namespace {
 

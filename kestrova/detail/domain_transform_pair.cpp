@@ -11,7 +11,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
-using namespace domain_transform;
+using namespace kestrova::frame;
+using namespace kestrova::detail::domain_transform;
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "kestrova/frame/kernel.h"
 
-namespace domain_transform {
+namespace kestrova::detail::domain_transform {
 
 float roundWidth(float sigma, int i) {
     static const double s = std::sqrt(3.0), k = 1.0 / std::sqrt(64.0 - 1.0);
@@ -108,4 +108,4 @@ KESTROVA_KERNEL void drawRow(const float* neighbours, float* pixels, const float
     }
 }
 
-}  // namespace domain_transform
+}  // namespace kestrova::detail::domain_transform

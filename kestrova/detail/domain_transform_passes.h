@@ -11,7 +11,7 @@
 #include "kestrova/frame/parallel.h"
 
 /// The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns.
-namespace domain_transform {
+namespace kestrova::detail::domain_transform {
 
 /// The width of a round: sigma sqrt(3) 2^i / sqrt(4^3 - 1), i = 2, 1, 0.
 float roundWidth(float sigma, int i);
@@ -65,10 +65,10 @@ struct TableWeights {
 template <class Weights>
 void passRows(cv::Mat& image, const Weights& weights, std::vector<float>& scratch) {
     const int cols = image.cols, channels = image.channels();
-    const int strips = stripCount(image.rows, cols * channels);
+    const int strips = frame::stripCount(image.rows, cols * channels);
     const std::size_t length = static_cast<std::size_t>(kRowsAtOnce + 1) * cols;
     scratch.resize(std::max(scratch.size(), strips * length));
-    parallelStrips(strips, image.rows, [&](int begin, int end, int strip) noexcept {
+    frame::parallelStrips(strips, image.rows, [&](int begin, int end, int strip) noexcept {
         float* spare = scratch.data() + strip * length;
         float* w = spare + cols;
         for (int y = begin; y < end; y += kRowsAtOnce) {
@@ -89,7 +89,8 @@ void passColumns(cv::Mat& image, const Weights& weights, std::vector<float>& scr
     const int groups = (cols + kGroup - 1) / kGroup;
     V.create(image.size(), CV_32FC1);
     scratch.resize(std::max(scratch.size(), static_cast<std::size_t>(cols)));
-    parallelStrips(stripCount(groups, kGroup * rows * channels), groups, [&](int first, int last, int) noexcept {
+    const int strips = frame::stripCount(groups, kGroup * rows * channels);
+    frame::parallelStrips(strips, groups, [&](int first, int last, int) noexcept {
         const int begin = first * kGroup, n = std::min(last * kGroup, cols) - begin;
         const auto pixels = [&](int y) { return image.ptr<float>(y) + static_cast<std::ptrdiff_t>(begin) * channels; };
         const auto v = [&](int y) { return V.ptr<float>(y) + begin; };
@@ -101,7 +102,7 @@ void passColumns(cv::Mat& image, const Weights& weights, std::vector<float>& scr
     });
 }
 
-}  // namespace domain_transform
+}  // namespace kestrova::detail::domain_transform
 
 /// What a filter keeps from call to call.
 struct DomainTransformFilter::Workspace {

@@ -19,6 +19,9 @@
 #include "kestrova/image/ydrdb.h"
 #include "kestrova/primitives/tables.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+
 namespace {
 
 constexpr int kNodes = 33;

@@ -8,6 +8,8 @@
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/tpimage.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kNodes = 64;

@@ -6,6 +6,9 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/parallel.h"
 
+using namespace kestrova::detail;
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr float kZero = 0.01f;  // less than this counts as zero, and as no change

@@ -15,6 +15,11 @@
 #include "kestrova/image/tpimage.h"
 #include "kestrova/primitives/tables.h"
 
+using namespace kestrova::curves;
+using namespace kestrova::detail;
+using namespace kestrova::frame;
+using namespace kestrova::image;
+
 namespace {
 
 struct Scale {

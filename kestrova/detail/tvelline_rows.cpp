@@ -3,6 +3,10 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
 
+namespace kestrova::detail {
+
+using namespace frame;
+
 namespace {
 
 constexpr int kBias = 32768;  // zero detail
@@ -85,3 +89,5 @@ KESTROVA_KERNEL void deinterleaveRow(const ushort* pairs, ushort* first, ushort*
         second[x] = pairs[2 * x + 1];
     }
 }
+
+}  // namespace kestrova::detail

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+namespace kestrova::detail {
+
 /// Row kernels of the detail engine. Rows have `n` pixels. Internal.
 
 /// Colour mixed into luminance is y + (db kb + dr kr) + k0.
@@ -42,3 +44,5 @@ void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y
 /// Two planes' rows to one of pairs, and back.
 void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept;
 void deinterleaveRow(const ushort* pairs, ushort* first, ushort* second, int n) noexcept;
+
+}  // namespace kestrova::detail

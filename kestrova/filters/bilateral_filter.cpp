@@ -15,6 +15,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/tprogress.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr std::uint32_t kGuard = 0x6d6d6d6d;

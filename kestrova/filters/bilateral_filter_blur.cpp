@@ -7,6 +7,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 
+using namespace kestrova::frame;
+
 /// The recursive Gaussian along the three axes of the grid. It runs along lines in strict order, but lines are
 /// independent: many stand side by side, if need be in a tile of their own.
 

@@ -10,6 +10,8 @@
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/copy.h"
 
+using namespace kestrova::frame;
+
 /// The way into the grid: sums of pixels for each cell.
 
 namespace {

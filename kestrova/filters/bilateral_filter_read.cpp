@@ -10,6 +10,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
+using namespace kestrova::frame;
+
 /// The way out of the grid: trilinear interpolation. For two rows of the grid at a time, the value of a cell is put
 /// side by side with those of its neighbours in x and y and with the way from each to the next along z, so that a pixel
 /// finds all that it lies between in one place.

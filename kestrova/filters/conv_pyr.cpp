@@ -12,6 +12,9 @@
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 
+using namespace kestrova::filters;
+using namespace kestrova::frame;
+
 namespace {
 
 // OpenCV refuses a depth or a kernel on a single pixel just as on a plane.

@@ -4,6 +4,8 @@
 
 #include "kestrova/frame/kernel.h"
 
+namespace kestrova::filters {
+
 // ---- Row kernels
 
 namespace {
@@ -168,3 +170,5 @@ void FilteredRows::make(int y, float* out) noexcept {
     }
     m_across.into(out, m_width);
 }
+
+}  // namespace kestrova::filters

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <vector>
 
+namespace kestrova::filters {
+
 /// A sum of weighted lines in the order of their adding. It begins at +0, which zeros of either sign leave as it is:
 /// lines of zeros need not be read, but for a weight that is not finite.
 class WeightedSum {
@@ -85,3 +87,5 @@ private:
 
 /// out[x] += the elements of `even` and `odd` in turn, over `n` elements of `out`
 void addInterleavedRow(const float* even, const float* odd, float* out, int n) noexcept;
+
+}  // namespace kestrova::filters

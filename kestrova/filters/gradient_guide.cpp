@@ -12,6 +12,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/neighbourhood.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 /// A disc of 127 in a square of 2 radius + 1 cells; the central row and column are full.

@@ -4,7 +4,12 @@
 #include <utility>
 
 #include "kestrova/frame/kernel.h"
-#include "kestrova/primitives/invert3.h"
+#include "kestrova/rows/invert3.h"
+
+namespace kestrova::filters {
+
+using namespace frame;
+using namespace rows;
 
 namespace {
 
@@ -67,7 +72,7 @@ GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r,
       m_fitSize(border == BoxBorder::kInside ? p.size() - cv::Size(2 * r, 2 * r) : p.size()),
       m_keptRows(std::min(2 * r + 2, m_fitSize.height)),
       m_blockRows(boxBlockRows(2 * r + 1)),
-      m_strips({size().width, size().height}, m_blockRows) {
+      m_strips(size().height, size().width, m_blockRows) {
     m_planes.push_back(p);
     for (int s = 0; s < m_strips.count(); ++s) m_workers.push_back(makeWorker());
 }
@@ -111,3 +116,5 @@ void GuidedFit::makeCoefficients(Worker& worker, int first, int last) const noex
         });
     }
 }
+
+}  // namespace kestrova::filters

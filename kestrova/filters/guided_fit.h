@@ -5,10 +5,12 @@
 #include <memory>
 #include <vector>
 
-#include "kestrova/filters/box_moments.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/primitives/box_means.h"
-#include "kestrova/primitives/window.h"
+#include "kestrova/rows/box_means.h"
+#include "kestrova/rows/box_moments.h"
+#include "kestrova/rows/window.h"
+
+namespace kestrova::filters {
 
 /// The least-squares fit of a plane to its guide in the window around each pixel, p = a I + b or
 /// p = a0 I0 + a1 I1 + a2 I2 + b, and the box means of its coefficients, in one sweep over CV_32FC1 planes of one size:
@@ -20,7 +22,7 @@ public:
     static bool isRadius(int r) { return r >= 0 && r <= 32767; }
 
     /// `guide`: one plane, or three. Allocates all that `sweep` works on.
-    GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border);
+    GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, rows::BoxBorder border);
 
     /// The size of the planes of means.
     cv::Size size() const;
@@ -33,9 +35,9 @@ public:
 private:
     /// What one thread works on.
     struct Worker {
-        BoxMoments moments;
+        rows::BoxMoments moments;
         std::unique_ptr<float[]> coefficients;  ///< `m_keptRows` rows of each coefficient
-        BoxMoments smoothed;
+        rows::BoxMoments smoothed;
         int next = 0;  ///< the first row of coefficients that has not been made
     };
 
@@ -48,20 +50,20 @@ private:
     std::vector<cv::Mat> m_planes;  ///< the guide's, then p
     int m_r;
     float m_eps;
-    BoxBorder m_border;
+    rows::BoxBorder m_border;
     cv::Size m_fitSize;  ///< of the planes of coefficients
     int m_keptRows;      ///< the rows of coefficients under a window, and the one that has just left it
     int m_blockRows;     ///< column sums of coefficients begin anew every so many rows
-    Strips m_strips;
+    rows::Strips m_strips;
     std::vector<Worker> m_workers;  ///< one a strip
 };
 
 template <class Use>
 void GuidedFit::sweep(const Use& use) {
     static_assert(noexcept(use(0, 0, 0, nullptr)), "no throw may cross the boundary of a parallel region");
-    parallelStrips(m_strips.count(), m_strips.count(), [&](int s, int, int) noexcept {
+    frame::parallelStrips(m_strips.count(), m_strips.count(), [&](int s, int, int) noexcept {
         Worker& worker = m_workers[static_cast<std::size_t>(s)];
-        BoxMoments& smoothed = worker.smoothed;
+        rows::BoxMoments& smoothed = worker.smoothed;
         const int first = smoothed.firstRowUnder(m_strips.first(s));
         worker.next = first / m_blockRows * m_blockRows;
         for (int y = m_strips.first(s); y < m_strips.end(s); ++y) {
@@ -71,3 +73,5 @@ void GuidedFit::sweep(const Use& use) {
         }
     });
 }
+
+}  // namespace kestrova::filters

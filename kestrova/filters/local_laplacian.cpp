@@ -17,6 +17,10 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/primitives/primitives.h"
 
+using namespace kestrova::curves;
+using namespace kestrova::filters;
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kEntries = 65536;

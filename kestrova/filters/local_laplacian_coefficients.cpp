@@ -9,7 +9,12 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/resample/pyramid_rows.h"
+#include "kestrova/rows/pyramid_rows.h"
+
+namespace kestrova::filters {
+
+using namespace frame;
+using namespace rows;
 
 namespace {
 
@@ -241,3 +246,5 @@ KESTROVA_INSTANTIATE(TenReferences)
 KESTROVA_INSTANTIATE(SixteenReferences)
 KESTROVA_INSTANTIATE(TwentyFourReferences)
 #undef KESTROVA_INSTANTIATE
+
+}  // namespace kestrova::filters

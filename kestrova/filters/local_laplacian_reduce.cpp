@@ -7,6 +7,10 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
+namespace kestrova::filters {
+
+using namespace frame;
+
 // Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
@@ -163,3 +167,5 @@ KESTROVA_INSTANTIATE(TenReferences, 10)
 KESTROVA_INSTANTIATE(SixteenReferences, 16)
 KESTROVA_INSTANTIATE(TwentyFourReferences, 24)
 #undef KESTROVA_INSTANTIATE
+
+}  // namespace kestrova::filters

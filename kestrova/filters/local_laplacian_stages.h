@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <memory>
 
+namespace kestrova::filters {
+
 /// The stages of the local Laplacian filter. Internal.
 ///
 /// A pixel of the remapped pyramid has K channels, one for each reference, stored side by side. The remapped picture
@@ -143,3 +145,5 @@ void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out)
 
 /// A level of the output in place of its coefficients: these on top of the enlarged coarser level of the output.
 void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut);
+
+}  // namespace kestrova::filters

@@ -5,6 +5,8 @@
 #include "kestrova/primitives/sparse_solver.h"
 #include "kestrova/primitives/vector_math.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kAnalyse = 11;

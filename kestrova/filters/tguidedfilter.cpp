@@ -6,6 +6,10 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 
+using namespace kestrova::filters;
+using namespace kestrova::frame;
+using namespace kestrova::rows;
+
 namespace {
 
 void checkEstimate(const cv::Mat* guide, int guides, const cv::Mat& p, int r) {

@@ -11,6 +11,8 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 template <class Pixel>

@@ -3,6 +3,8 @@
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/neighbourhood.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }

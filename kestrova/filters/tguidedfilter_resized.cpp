@@ -8,6 +8,8 @@
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
 
+using namespace kestrova::frame;
+
 // The model applied to planes of floats, its coefficients resized to their size.
 
 namespace {

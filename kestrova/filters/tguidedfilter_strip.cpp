@@ -9,6 +9,10 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 
+using namespace kestrova::filters;
+using namespace kestrova::frame;
+using namespace kestrova::rows;
+
 namespace {
 
 constexpr int kStripRows = 600;

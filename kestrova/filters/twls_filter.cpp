@@ -8,6 +8,8 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/primitives/vector_math.h"
 
+using namespace kestrova::frame;
+
 struct TWLSFilter::Buffers {
     Buffers() = default;
     Buffers(const Buffers&) = delete;

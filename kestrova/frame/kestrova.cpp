@@ -3,6 +3,8 @@
 #include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/trace_text.h"
 
+using namespace kestrova::frame;
+
 void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
 
 void Kestrova::setQDebugFunc(void (*func)(const char*)) { m_tDebug_p = func; }

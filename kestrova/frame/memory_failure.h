@@ -5,6 +5,8 @@
 
 #include "kestrova/frame/failure.h"
 
+namespace kestrova::frame {
+
 /// Calls `work`; throws `text`, a literal, where it finds no memory.
 template <class Work>
 void orFailWithoutMemory(const char* text, const Work& work) {
@@ -16,3 +18,5 @@ void orFailWithoutMemory(const char* text, const Work& work) {
     }
     fail(text);
 }
+
+}  // namespace kestrova::frame

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace kestrova::frame {
+
 /// Whether the memory spanned by two planes, neither of them empty, has a part in common.
 inline bool overlap(const cv::Mat& a, const cv::Mat& b) {
     const auto end = [](const cv::Mat& m) {
@@ -16,3 +18,5 @@ inline bool overlap(const cv::Mat& a, const cv::Mat& b) {
 inline bool overlapAcrossRows(const cv::Mat& in, const cv::Mat& out) {
     return overlap(in, out) && (in.data != out.data || in.step[0] != out.step[0]);
 }
+
+}  // namespace kestrova::frame

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <string>
 
+namespace kestrova::frame {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -35,3 +37,5 @@ double secondsSinceStart() {
     static const Clock::time_point firstCall = Clock::now();
     return ageAtFirstCall + std::chrono::duration<double>(Clock::now() - firstCall).count();
 }
+
+}  // namespace kestrova::frame

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace kestrova::frame {
+
 /// Roundings and clamps of pixel values, written so that a loop of them is vectorised on every instruction set.
 
 inline int clampInt(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
@@ -50,3 +52,5 @@ inline int nearestFloat(float v) {
     std::memcpy(&bits, &sum, sizeof bits);
     return bits - 0x4b400000;
 }
+
+}  // namespace kestrova::frame

@@ -6,7 +6,12 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/primitives/gauss_rows.h"
+#include "kestrova/rows/gauss_rows.h"
+
+namespace kestrova::image {
+
+using namespace frame;
+using namespace rows;
 
 namespace {
 
@@ -143,3 +148,5 @@ void KeptGradient::enlargedRow(int y, uchar* out, int n) const noexcept {
     const int below = y % 2 == 0 ? k : std::min(k + 1, m_rows - 1);
     enlargeLinearly(m_weight.ptr(k), m_weight.ptr(below), out, (n + 1) / 2);
 }
+
+}  // namespace kestrova::image

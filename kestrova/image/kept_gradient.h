@@ -2,6 +2,8 @@
 
 #include <opencv2/core.hpp>
 
+namespace kestrova::image {
+
 /// How much of a plane's gradients a change has kept. Internal.
 ///
 /// At each pixel a = (smooth(grad after . grad before) + e) / (smooth(|grad before|^2) + e) with forward differences, 0
@@ -20,3 +22,5 @@ private:
     cv::Mat m_weight;  // with the last column twice more
     int m_rows;
 };
+
+}  // namespace kestrova::image

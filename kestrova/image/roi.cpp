@@ -4,6 +4,10 @@
 
 #include "kestrova/frame/failure.h"
 
+namespace kestrova::image {
+
+using namespace frame;
+
 cv::Mat regionOf(const cv::Mat& in, int x, int y, int w, int h, int scale) {
     if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
     if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
@@ -13,3 +17,5 @@ cv::Mat regionOf(const cv::Mat& in, int x, int y, int w, int h, int scale) {
     };
     return in(cut(y, h, in.rows), cut(x, w, in.cols));
 }
+
+}  // namespace kestrova::image

@@ -11,6 +11,10 @@
 #include "kestrova/primitives/copy.h"
 #include "kestrova/primitives/memory.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
+
 namespace {
 
 // What a kind is made of; `bytes` is 0 of an unknown one.

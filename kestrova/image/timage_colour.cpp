@@ -7,6 +7,10 @@
 #include "kestrova/image/ydrdb.h"
 #include "kestrova/primitives/convert.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
+
 // Single colours, and the change of depth.
 
 using namespace ydrdb;

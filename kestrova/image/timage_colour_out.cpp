@@ -12,6 +12,10 @@
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/image/ydrdb.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
+
 // Y, C, M to interleaved colour. C and M are enlarged row by row as `ippiResizeSqrPixel_8u_C1R` does by 2 with cubic
 // interpolation, and never stored: rows of the half planes are enlarged along the row once, and each row of the picture
 // is a sum of four of them.

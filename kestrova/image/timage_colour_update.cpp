@@ -11,6 +11,10 @@
 #include "kestrova/image/ycm.h"
 #include "kestrova/image/ydrdb.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
+
 // The halved luminance, and the colour that follows a change of it.
 
 using namespace ydrdb;

@@ -11,6 +11,9 @@
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/resample/resample.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+
 int TPImage::m_count = 0;
 unsigned char* TPImage::m_lutFullToEdge_p = nullptr;
 unsigned short* TPImage::m_lutEdgeToFull_p = nullptr;

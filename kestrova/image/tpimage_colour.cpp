@@ -5,6 +5,9 @@
 #include "kestrova/image/tpimage.h"
 #include "kestrova/image/ydrdb.h"
 
+using namespace kestrova::frame;
+using namespace kestrova::image;
+
 using namespace ydrdb;
 
 namespace {

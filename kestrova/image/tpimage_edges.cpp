@@ -6,10 +6,14 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/image/kept_gradient.h"
 #include "kestrova/image/tpimage.h"
-#include "kestrova/primitives/lookup_row.h"
 #include "kestrova/primitives/tables.h"
-#include "kestrova/resample/pyramid_rows.h"
 #include "kestrova/resample/resample.h"
+#include "kestrova/rows/lookup_row.h"
+#include "kestrova/rows/pyramid_rows.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
 
 namespace {
 

@@ -8,7 +8,11 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/image/ydrdb.h"
-#include "kestrova/resample/chroma_rows.h"
+#include "kestrova/rows/chroma_rows.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
 
 // Pixels out of a TPImage. At full size the chroma rows are enlarged as they are needed and never stored.
 

@@ -4,11 +4,11 @@
 #include "kestrova/image/ydrdb.h"
 
 /// The colour space Y, C, M of `TImage` for colours on the scale 0..1: its differences are bytes about 128.
-namespace ycm {
+namespace kestrova::image::ycm {
 
 inline unsigned char toDifference(float colour, float luminance) {
     constexpr float kScale = 0x1.00ccccp+7f;  // 128.4
-    return sat8((colour - luminance) * kScale + 128.0f);
+    return frame::sat8((colour - luminance) * kScale + 128.0f);
 }
 
 inline float fromDifference(unsigned char difference, float luminance) {
@@ -21,4 +21,4 @@ inline void toRGB(float y, unsigned char u, unsigned char v, float& r, float& g,
     g = (y - r * ydrdb::kRed - b * ydrdb::kBlue) * ydrdb::kGreenBackFloatExact;
 }
 
-}  // namespace ycm
+}  // namespace kestrova::image::ycm

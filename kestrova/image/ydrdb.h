@@ -2,7 +2,7 @@
 
 /// The constants of the colour space Y, Dr, Db.
 
-namespace ydrdb {
+namespace kestrova::image::ydrdb {
 
 constexpr float kRed = 0x1.322d0ep-2f;    // 0.299
 constexpr float kGreen = 0x1.2c8b44p-1f;  // 0.587
@@ -16,4 +16,4 @@ constexpr float kGreenBackFloatExact = 0x1.b41da8p+0f;  // 1.7035775
 /// Dr or Db of no difference.
 constexpr int kZero = 32768;
 
-}  // namespace ydrdb
+}  // namespace kestrova::image::ydrdb

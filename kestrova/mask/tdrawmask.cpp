@@ -8,6 +8,8 @@
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/resample/resample.h"
 
+using namespace kestrova::frame;
+
 TMaskParam::TMaskParam() {}
 
 TMaskParam::TMaskParam(int x, int y, uchar value, int outerR, int innerR, float opacity, float tolerance)

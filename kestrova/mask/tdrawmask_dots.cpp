@@ -11,6 +11,8 @@
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/mask/tdrawmask.h"
 
+using namespace kestrova::frame;
+
 namespace {
 
 constexpr int kProfileSize = 8000;

@@ -4,7 +4,10 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/primitives/plane.h"
+#include "kestrova/rows/plane.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 

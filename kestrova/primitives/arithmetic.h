@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Arithmetic on float planes, each operation rounded once to float, nothing saturated. Division by 0 gives a signed
 /// infinity, 0 / 0 not-a-number, and the status 6; all pixels are written none the less.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Changes of element type; source and destination do not overlap.
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Copies, fills and replicated borders.
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Blocks of pixels. Rows begin at multiples of 32 bytes, a block at a multiple of 64. Contents are undefined.
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Filters over a neighbourhood. All read outside the region: the pixels that the mask covers exist, and no operation
 /// here makes a border of its own. The cell of the mask at `anchor` lies on the output pixel. A mask side that is not

@@ -6,10 +6,13 @@
 #include <vector>
 
 #include "kestrova/frame/kernel.h"
-#include "kestrova/primitives/box_means.h"
-#include "kestrova/primitives/box_mirrored.h"
 #include "kestrova/primitives/neighbourhood.h"
-#include "kestrova/primitives/window.h"
+#include "kestrova/rows/box_means.h"
+#include "kestrova/rows/box_mirrored.h"
+#include "kestrova/rows/window.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 /// A row of column sums slides down the plane: the row that enters the window is added, the one that leaves it taken
 /// away. Sums of `width` neighbours among them come from sums of half as many, so that their cost and their rounding
@@ -193,7 +196,7 @@ IppStatus checkMask(IppiSize mask, IppiPoint anchor, IppiSize region) {
 
 template <class Element>
 Strips stripsOf(IppiSize size, const Window& window) {
-    return Strips(size, std::is_floating_point_v<Element> ? boxBlockRows(window.height) : 1);
+    return Strips(size.height, size.width, std::is_floating_point_v<Element> ? boxBlockRows(window.height) : 1);
 }
 
 template <class Element>
@@ -296,7 +299,7 @@ void filterMirrored(const Rows& source, Plane<Element> dst, IppiSize size, int r
 template <class Element>
 void filterMirrored(Plane<const Element> src, Plane<Element> dst, IppiSize size, int radius) {
     const Window window({1, 2 * radius + 1}, {0, radius}, size);
-    const Strips strips(size, 1);
+    const Strips strips(size.height, size.width);
     const MirroredRows<Element> rows{src, size.height};
     if (src.elements != dst.elements) {
         filterMirrored(SourceRows<Element, MirroredRows<Element>>(rows), dst, size, radius, strips);
@@ -308,6 +311,8 @@ void filterMirrored(Plane<const Element> src, Plane<Element> dst, IppiSize size,
 }
 
 }  // namespace
+
+namespace kestrova::rows {
 
 void filterBoxMirrored(const uchar* src, std::size_t srcStep, uchar* dst, std::size_t dstStep, IppiSize size,
                        int radius) {
@@ -323,6 +328,8 @@ void boxMeansAcross(const double* columns, int maskWidth, int maskHeight, double
     const std::uint64_t area = static_cast<std::uint64_t>(maskWidth) * static_cast<std::uint64_t>(maskHeight);
     sumAcross(columns, maskWidth, scratch, otherScratch, means, n, MeanOfFloats(area));
 }
+
+}  // namespace kestrova::rows
 
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,
                                IppiSize maskSize, IppiPoint anchor) {

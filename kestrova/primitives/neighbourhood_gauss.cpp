@@ -1,8 +1,11 @@
 #include <type_traits>
 
-#include "kestrova/primitives/gauss_rows.h"
 #include "kestrova/primitives/neighbourhood.h"
-#include "kestrova/primitives/window.h"
+#include "kestrova/rows/gauss_rows.h"
+#include "kestrova/rows/window.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 

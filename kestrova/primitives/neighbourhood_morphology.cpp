@@ -2,7 +2,10 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/primitives/neighbourhood.h"
-#include "kestrova/primitives/window.h"
+#include "kestrova/rows/window.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 /// Minima and maxima are exact in any order and may count a pixel twice: the extreme of a run of cells is that of two
 /// runs of a power of two that overlap. So a source row is made into a ladder, rung k of which holds the extremes of
@@ -110,7 +113,7 @@ IppStatus filter(Plane<const Element> src, Plane<Element> dst, IppiSize size, co
     int rungs = 0;
     for (int i = 0; i < runCount; ++i) rungs = std::max(rungs, runs[i].rung);
 
-    const Strips strips(size, 1);
+    const Strips strips(size.height, size.width);
     const auto ladders = allocateScratch<Element>(static_cast<std::size_t>(rungs) * strips.count(), window.columns);
     if (!ladders) return ippStsNoMemErr;
     const Job<Element> job{
@@ -139,7 +142,7 @@ IppStatus filter3x3InPlace(Plane<Element> srcDst, IppiSize size) {
     if (const IppStatus status = checkRegion(size, 1, srcDst)) return status;
     if (const IppStatus status = checkWindow(kMask, kAnchor, size)) return status;
     const Window window(kMask, kAnchor, size);
-    const Strips strips(size, 1);
+    const Strips strips(size.height, size.width);
     const OriginalRows<Element> source(covered<Element>({srcDst.elements, srcDst.step}, window), window, strips);
     const auto scratch = allocateScratch<Element>(strips.count(), window.columns);
     if (!source.allocated() || !scratch) return ippStsNoMemErr;

@@ -2,6 +2,7 @@
 
 /// All primitives, for the library's own code and tests. Internal: not installed, not exported.
 
+#include "kestrova/frame/vendor_types.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/convert.h"
 #include "kestrova/primitives/copy.h"
@@ -11,5 +12,4 @@
 #include "kestrova/primitives/small_matrix.h"
 #include "kestrova/primitives/sparse_solver.h"
 #include "kestrova/primitives/tables.h"
-#include "kestrova/primitives/types.h"
 #include "kestrova/primitives/vector_math.h"

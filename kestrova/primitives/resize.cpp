@@ -8,9 +8,12 @@
 #include <type_traits>
 
 #include "kestrova/frame/parallel.h"
-#include "kestrova/primitives/plane.h"
-#include "kestrova/primitives/resize_axis.h"
-#include "kestrova/primitives/resize_kernels.h"
+#include "kestrova/rows/plane.h"
+#include "kestrova/rows/resize_axis.h"
+#include "kestrova/rows/resize_kernels.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 // A plane is resized in tiles of kTile columns. Each source row that a tile needs is filtered horizontally once,
 // into a window of the last four such rows, and each destination row is a sum of up to four rows of the window. Tables

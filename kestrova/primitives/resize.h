@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Resampling of a plane by any factor. A pixel is a unit square: the centre xd + 0.5 of a destination pixel
 /// corresponds to the source position (xd + 0.5 - xShift) / xFactor, in y likewise. `src` and `dst` point at the first

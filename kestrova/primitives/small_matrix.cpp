@@ -6,7 +6,9 @@
 #include <memory>
 #include <new>
 
-#include "kestrova/primitives/invert3.h"
+#include "kestrova/rows/invert3.h"
+
+using namespace kestrova::rows;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 
 /// Inverts the `order` by `order` matrix at `src`. Element (row, column) lies row * stride1 + column * stride2 bytes
 /// from the first; strides are positive multiples of 4, else -14. Computed in double, rounded once to float. A matrix

@@ -4,7 +4,9 @@
 #include <memory>
 #include <new>
 
-#include "kestrova/primitives/sparse_cholesky.h"
+#include "kestrova/solver/sparse_cholesky.h"
+
+using namespace kestrova::solver;
 
 namespace {
 

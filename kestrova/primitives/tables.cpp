@@ -9,8 +9,11 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/primitives/lookup_row.h"
-#include "kestrova/primitives/plane.h"
+#include "kestrova/rows/lookup_row.h"
+#include "kestrova/rows/plane.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 

@@ -1,7 +1,10 @@
 #include "kestrova/resample/chroma_upsize.h"
 
 #include "kestrova/frame/parallel.h"
-#include "kestrova/resample/chroma_rows.h"
+#include "kestrova/rows/chroma_rows.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out) {
     const int strips = stripCount(guide.rows, guide.cols);

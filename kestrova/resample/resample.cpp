@@ -9,7 +9,10 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
-#include "kestrova/resample/pyramid_rows.h"
+#include "kestrova/rows/pyramid_rows.h"
+
+using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 

@@ -12,6 +12,7 @@
 
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/curves/tlut1d.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include "kestrova/detail/domain_transform_passes.h"
 #include "tests/detail/domain_transform_reference.h"
+#include "tests/support/rooms.h"
 
 TEST(DomainTransform, NormalizedConvolutionIsTheSameBitsAsItsDefinition) {
     const auto filter = quietFilter();

@@ -7,6 +7,7 @@
 #include "kestrova/detail/domain_transform_passes.h"
 #include "tests/detail/domain_transform_reference.h"
 #include "tests/support/failures.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 TEST(DomainTransform, ConstructorSettlesTheThreadsAndPrintsTheCores) {

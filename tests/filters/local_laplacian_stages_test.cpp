@@ -9,6 +9,7 @@
 
 #include "tests/filters/local_laplacian_reference.h"
 #include "tests/support/planes.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

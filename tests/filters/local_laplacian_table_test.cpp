@@ -11,6 +11,7 @@
 #include "tests/filters/local_laplacian_reference.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

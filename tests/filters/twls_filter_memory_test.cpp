@@ -4,9 +4,10 @@
 #include <vector>
 
 #include "kestrova/filters/twls_filter.h"
-#include "kestrova/primitives/sparse_memory.h"
+#include "kestrova/solver/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/little_memory.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

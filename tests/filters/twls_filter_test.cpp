@@ -12,9 +12,10 @@
 #include <vector>
 
 #include "kestrova/filters/pardiso_solver.h"
-#include "kestrova/primitives/sparse_memory.h"
+#include "kestrova/solver/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/failures.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

@@ -13,6 +13,7 @@
 #include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/trace_text.h"
 #include "tests/support/failures.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "kestrova/frame/overlap.h"
+#include "tests/support/rooms.h"
 
 #include <gtest/gtest.h>
 

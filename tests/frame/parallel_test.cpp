@@ -5,6 +5,7 @@
 #include <atomic>
 #include <vector>
 
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

@@ -1,4 +1,5 @@
 #include "kestrova/frame/saturate.h"
+#include "tests/support/rooms.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "kestrova/primitives/types.h"
+#include "kestrova/frame/vendor_types.h"
 #include "tests/support/planes.h"
 
 inline IppiSize sizeOf(const cv::Mat& plane) { return {plane.cols, plane.rows}; }

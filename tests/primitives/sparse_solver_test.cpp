@@ -8,8 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "kestrova/primitives/sparse_memory.h"
+#include "kestrova/solver/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

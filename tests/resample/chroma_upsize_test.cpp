@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "kestrova/resample/chroma_rows.h"
+#include "kestrova/rows/chroma_rows.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
+#include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
 namespace {

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <vector>
+
+namespace kestrova::rows {
+
+/// What a box mean is taken of: a plane, or the product of two planes.
+struct Moment {
+    static constexpr int kNone = -1;
+    int plane, factor = kNone;
+};
+
+enum class BoxBorder {
+    kReplicated,  ///< a mean for every pixel, the outermost pixels being repeated
+    kInside,      ///< a mean where the window lies inside the planes: 2r pixels fewer each way
+};
+
+/// The rows of a plane, or the latest `kept` of them, each in the place of the one that many rows above.
+struct KeptRows {
+    const float* first;
+    std::ptrdiff_t step;  ///< in elements
+    int kept;
+
+    const float* row(int y) const { return first + step * (y % kept); }
+};
+
+/// Means over windows of 2r + 1 pixels a side, of several moments of planes of one size, row by row from one sweep of
+/// their column sums: neither products nor borders are stored. Each mean has the bits that `ippiFilterBox_32f_C1R`
+/// gives on the stored product. The calls after the constructor allocate nothing.
+class BoxMoments {
+public:
+    BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r, BoxBorder border);
+
+    /// The size of the planes of means.
+    cv::Size size() const { return m_size; }
+    /// The first and the last row of the planes under the windows of row `y` of means.
+    int firstRowUnder(int y) const { return planeRow(y); }
+    int lastRowUnder(int y) const { return planeRow(y + 2 * m_r); }
+
+    /// Takes the column sums to row `y` of means: the one after the row before, or a multiple of `boxBlockRows`.
+    void moveTo(int y) noexcept;
+    /// Calls `use(x, n, means)` for each stretch of that row: means[k][i] is the mean of moment k at column x + i, i <
+    /// n.
+    template <class Use>
+    void eachStretch(const Use& use) noexcept {
+        for (int x = 0; x < m_size.width; x += kStretch) {
+            const int n = std::min(kStretch, m_size.width - x);
+            use(x, n, means(x, n));
+        }
+    }
+
+private:
+    static constexpr int kStretch = 1024;
+
+    int side() const { return 2 * m_r + 1; }
+    int columnsCovered() const { return m_size.width + 2 * m_r; }
+    /// The row of the planes at row `i` of what all windows cover.
+    int planeRow(int i) const;
+    const float* row(int plane, int i) const { return m_planes[static_cast<std::size_t>(plane)].row(planeRow(i)); }
+    void moveColumns(Moment moment, double* sums, int y) const noexcept;
+    const float* const* means(int x, int n) noexcept;
+
+    std::vector<KeptRows> m_planes;
+    cv::Size m_planeSize;
+    std::vector<Moment> m_moments;
+    int m_r;
+    BoxBorder m_border;
+    cv::Size m_size;
+    // Rows of whole cache lines, from whose boundaries on sums across columns are taken.
+    cv::Mat m_columns;  ///< for each moment the sums of the columns under the windows of a row
+    cv::Mat m_scratch;  ///< two rows for `boxMeansAcross`
+    cv::Mat m_means;    ///< for each moment a stretch
+    std::vector<const float*> m_stretches;
+};
+
+}  // namespace kestrova::rows

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <algorithm>
+
+#include "kestrova/frame/kernel.h"
+#include "kestrova/rows/window.h"
+
+/// Rows of `ippiFilterGauss`, for work that smooths and goes on with the row. Internal.
+namespace kestrova::rows::gauss_rows {
+
+/// One quadrant of each kernel, by the distances from the centre.
+struct Gauss3x3 {
+    static constexpr int kRadius = 1, kTotal = 16;
+    static constexpr int kWeights[2][2] = {{4, 2}, {2, 1}};
+};
+struct Gauss5x5 {
+    static constexpr int kRadius = 2, kTotal = 571;
+    static constexpr int kWeights[3][3] = {{127, 52, 12}, {52, 31, 7}, {12, 7, 2}};
+};
+
+template <int kTotal>
+inline uchar mean(int sum) {
+    return static_cast<uchar>(static_cast<unsigned>(sum + kTotal / 2) / kTotal);
+}
+template <int kTotal>
+inline float mean(double sum) {
+    return static_cast<float>(sum * (1.0 / kTotal));
+}
+
+/// sums[d * n + x]: column x of the window, weighted as one that lies `d` columns from the centre.
+template <class Gauss, class Element, class Sum>
+KESTROVA_KERNEL void weighColumns(const Element* const* windowRows, Sum* __restrict sums, int n) noexcept {
+    constexpr int kRadius = Gauss::kRadius;
+    const Element* rows[2 * kRadius + 1];
+    for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = windowRows[i];
+    for (int x = 0; x < n; ++x) {
+        for (int d = 0; d <= kRadius; ++d) {
+            Sum sum = 0;
+            for (int i = kRadius; i > 0; --i)
+                sum += Gauss::kWeights[d][i] *
+                       (static_cast<Sum>(rows[kRadius - i][x]) + static_cast<Sum>(rows[kRadius + i][x]));
+            sums[d * n + x] = sum + Gauss::kWeights[d][0] * static_cast<Sum>(rows[kRadius][x]);
+        }
+    }
+}
+
+template <class Gauss, class Element, class Sum>
+KESTROVA_KERNEL void joinColumns(const Sum* __restrict sums, int columns, Element* __restrict dst, int n) noexcept {
+    constexpr int kRadius = Gauss::kRadius;
+    for (int x = 0; x < n; ++x) {
+        const Sum* centre = sums + x + kRadius;
+        Sum sum = 0;
+        for (int d = kRadius; d > 0; --d) sum += centre[d * columns - d] + centre[d * columns + d];
+        dst[x] = mean<Gauss::kTotal>(sum + centre[0]);
+    }
+}
+
+/// Elements of scratch that `filterRow` needs.
+template <class Gauss>
+constexpr int kScratch = (Gauss::kRadius + 1) * (kTile + 2 * Gauss::kRadius);
+
+/// Filters a row: `windowRows` are the 2 kRadius + 1 rows around it, each from kRadius columns left of it on. `Sum` is
+/// double for floats and int for bytes.
+template <class Gauss, class Element, class Sum>
+void filterRow(const Element* const* windowRows, Element* dst, int width, Sum* scratch) noexcept {
+    constexpr int kRadius = Gauss::kRadius;
+    for (int x = 0; x < width; x += kTile) {
+        const Element* rows[2 * kRadius + 1];
+        for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = windowRows[i] + x;
+        const int n = std::min(kTile, width - x);
+        weighColumns<Gauss>(rows, scratch, n + 2 * kRadius);
+        joinColumns<Gauss>(scratch, n + 2 * kRadius, dst + x, n);
+    }
+}
+
+}  // namespace kestrova::rows::gauss_rows

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace kestrova::rows {
+
+/// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
+/// being a copy of the one before. Internal.
+///
+/// The plane with zeros between its pixels is filtered by 1 4 6 4 1 (over 8, so that the mean stays) in both
+/// directions: even rows and columns take 1 6 1 of the nearest three pixels, odd ones 4 4 of the nearest two. Beyond
+/// the first row and column lies the second one, beyond the last that one again. In the last row of an odd number,
+/// OpenCV writes one row over another in an order that hangs on its vector unit: that row is OpenCV's own. One object
+/// serves one strip.
+class PyramidRows {
+public:
+    /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.
+    static bool fit(const cv::Mat& in, const cv::Mat& out);
+    /// Fails as `upSize2X` does if `out` is empty or one of the planes is not `CV_16UC1`; throws OpenCV's exception if
+    /// the sizes are not those of a step.
+    static void check(const cv::Mat& in, const cv::Mat& out);
+    /// Enlarges the whole of a plane; the planes are checked.
+    static void enlarge(const cv::Mat& in, cv::Mat& out);
+    /// One object for each of `strips` strips; the planes are checked.
+    static std::vector<PyramidRows> forStrips(int strips, const cv::Mat& in, cv::Size out);
+
+    /// `lastRow` is that of an odd number of rows, else empty.
+    PyramidRows(const cv::Mat& in, const cv::Mat& lastRow, cv::Size out);
+
+    /// Writes row `y` of the enlarged plane.
+    void compute(int y, ushort* out) noexcept;
+
+private:
+    cv::Mat m_in, m_lastRow;
+    cv::Size m_out;
+    std::vector<int> m_column;  // sums down the columns, with one more column at either side
+};
+
+}  // namespace kestrova::rows

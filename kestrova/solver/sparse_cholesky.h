@@ -1,0 +1,35 @@
+#pragma once
+
+#include "kestrova/solver/sparse_fronts.h"
+
+namespace kestrova::solver {
+
+/// Multifrontal Cholesky factorisation in single precision. All memory is taken by the calling thread, none by the
+/// others; updates are added in a fixed order, so that any number of threads gives the same bits. Denormals count as
+/// zero: the entries of a smoother's factor decay into them.
+class SparseCholesky {
+public:
+    explicit SparseCholesky(const SparseRows& matrix);
+
+    int rows() const { return m_tree.n; }
+    bool factorised() const { return m_factorised; }
+
+    /// Takes the matrix's values; false if there is an entry where the analysed pattern has none.
+    bool setValues(const SparseRows& matrix);
+    /// Factorises; false where a value or a pivot is not finite or a pivot is not positive.
+    bool factorise();
+    /// Solves for `b` and refines with residuals in double, at most `maxSteps` times, as long as it helps; `*steps`
+    /// receives how often. Not finite, or refined without gain, means that there is no solution: false.
+    bool solve(const float* b, float* x, int maxSteps, int* steps) const;
+
+private:
+    /// b - A x, in the order of elimination.
+    void findResidual(const float* b, const SolverArray<double>& x, SolverArray<double>& residual) const;
+
+    FrontTree m_tree;
+    SolverArray<float> m_diagonal, m_values;  ///< of the reordered matrix, `m_values` as `FrontTree::columnRows`
+    SolverArray<float> m_factor;
+    bool m_factorised = false;
+};
+
+}  // namespace kestrova::solver

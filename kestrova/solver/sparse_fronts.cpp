@@ -1,0 +1,287 @@
+#include "kestrova/solver/sparse_fronts.h"
+
+#include <algorithm>
+
+namespace kestrova::solver {
+
+namespace {
+
+/// The tree is cut into tasks of no more than this part of the whole work.
+constexpr int kTasks = 48;
+
+/// Off-diagonal entries (row, column) of the reordered matrix: with `byRow` the columns left of the diagonal for each
+/// row, else the rows below it for each column.
+void offDiagonal(const SparseRows& matrix, const SolverArray<int>& inverse, bool byRow,
+                 SolverArray<std::int64_t>& starts, SolverArray<int>& entries) {
+    const auto each = [&](const auto& visit) {
+        matrix.forEach([&](int i, int j, float) {
+            if (i == j) return;
+            const auto [column, row] = std::minmax(inverse[i], inverse[j]);
+            byRow ? visit(row, column) : visit(column, row);
+        });
+    };
+    starts.assign(static_cast<std::size_t>(matrix.n) + 1, 0);
+    each([&](int key, int) { ++starts[key + 1]; });
+    for (int i = 0; i < matrix.n; ++i) starts[i + 1] += starts[i];
+    entries.resize(static_cast<std::size_t>(starts[matrix.n]));
+    each([&](int key, int entry) { entries[starts[key]++] = entry; });
+    for (int i = matrix.n; i > 0; --i) starts[i] = starts[i - 1];
+    starts[0] = 0;
+}
+
+/// The elimination tree: the parent of column j is the first row below the diagonal of the factor's column j.
+SolverArray<int> eliminationTree(int n, const SolverArray<std::int64_t>& starts, const SolverArray<int>& left) {
+    SolverArray<int> parent(static_cast<std::size_t>(n), -1), ancestor(static_cast<std::size_t>(n), -1);
+    for (int row = 0; row < n; ++row) {
+        for (std::int64_t k = starts[row]; k < starts[row + 1]; ++k) {
+            int node = left[k];
+            while (ancestor[node] >= 0 && ancestor[node] != row) {
+                const int next = ancestor[node];
+                ancestor[node] = row;
+                node = next;
+            }
+            if (ancestor[node] < 0) ancestor[node] = parent[node] = row;
+        }
+    }
+    return parent;
+}
+
+/// The nodes of a forest, children before parents and subtrees together.
+SolverArray<int> postorder(const SolverArray<int>& parent) {
+    const int n = static_cast<int>(parent.size());
+    SolverArray<int> child(parent.size(), -1), sibling(parent.size()), order;
+    order.reserve(parent.size());
+    int root = -1;
+    for (int i = n; i-- > 0;) {
+        int& head = parent[i] < 0 ? root : child[parent[i]];
+        sibling[i] = head;
+        head = i;
+    }
+    for (int node = root; node >= 0;) {
+        while (child[node] >= 0) node = child[node];
+        order.push_back(node);
+        while (sibling[node] < 0 && parent[node] >= 0) {
+            node = parent[node];
+            order.push_back(node);
+        }
+        node = sibling[node];
+    }
+    return order;
+}
+
+}  // namespace
+
+double multiplications(const Front& front) {
+    double sum = 0;
+    for (int j = 0; j < front.pivots; ++j) sum += static_cast<double>(triangle(front.order() - j));
+    return sum;
+}
+
+FrontTree::FrontTree(const SparseRows& matrix) : n(matrix.n) {
+    findColumns(matrix);
+    findFronts();
+    linkFronts();
+    findTasks();
+    placeUpdates();
+}
+
+void FrontTree::findColumns(const SparseRows& matrix) {
+    order = fillReducingOrder(matrix);
+    inverse.resize(order.size());
+    const auto invert = [&] {
+        for (int k = 0; k < n; ++k) inverse[order[k]] = k;
+    };
+    invert();
+    offDiagonal(matrix, inverse, true, columns, columnRows);
+    SolverArray<int> post = postorder(eliminationTree(n, columns, columnRows));
+    for (int& node : post) node = order[node];
+    order.swap(post);
+    invert();
+    offDiagonal(matrix, inverse, false, columns, columnRows);
+}
+
+/// Column by column: the structure of a column is that of the matrix together with that of its children in the tree. A
+/// column whose only child has the same structure joins that child's run.
+SolverArray<FrontTree::Run> FrontTree::findRuns() {
+    SolverArray<Run> runs;
+    SolverArray<int> mark(static_cast<std::size_t>(n), -1);       // last run that holds the row
+    SolverArray<int> headChild(static_cast<std::size_t>(n), -1);  // runs whose first row below is this one
+    SolverArray<int> nextChild;
+    for (int j = 0; j < n; ++j) {
+        const int id = static_cast<int>(runs.size());
+        if (id > 0) {
+            Run& last = runs[id - 1];
+            const auto within = [&](int row) { return mark[row] == id - 1; };
+            if (last.below > 0 && rows[last.rows] == j && headChild[j] < 0 &&
+                std::all_of(columnRows.begin() + columns[j], columnRows.begin() + columns[j + 1], within)) {
+                last.last = j;
+                ++last.rows;
+                --last.below;
+                continue;
+            }
+            if (last.below > 0) {
+                int& head = headChild[rows[last.rows]];
+                nextChild[id - 1] = head;
+                head = id - 1;
+            }
+        }
+        const auto begin = static_cast<std::int64_t>(rows.size());
+        const auto add = [&](int row) {
+            if (row == j || mark[row] == id) return;
+            mark[row] = id;
+            rows.push_back(row);
+        };
+        for (std::int64_t k = columns[j]; k < columns[j + 1]; ++k) add(columnRows[k]);
+        for (int c = headChild[j]; c >= 0; c = nextChild[c]) {
+            const Run child = runs[c];
+            for (std::int64_t k = child.rows; k < child.rows + child.below; ++k) add(rows[k]);
+        }
+        std::sort(rows.begin() + begin, rows.end());
+        runs.push_back({j, j, begin, static_cast<int>(static_cast<std::int64_t>(rows.size()) - begin), 0});
+        nextChild.push_back(-1);
+    }
+    return runs;
+}
+
+/// Joins a run with the child run before it where the larger front pays for the zeros that it stores.
+bool FrontTree::joined(Run& run, const Run& child) {
+    Run both = run;
+    both.first = child.first;
+    both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
+    const double share = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
+    const int pivots = both.pivots();
+    if (!(pivots <= 4 || (pivots <= 16 && share < 0.3) || share < 0.05)) return false;
+    run = both;
+    return true;
+}
+
+void FrontTree::findFronts() {
+    SolverArray<Run> kept;
+    for (Run run : findRuns()) {
+        while (!kept.empty() && kept.back().below > 0 && rows[kept.back().rows] >= run.first &&
+               rows[kept.back().rows] <= run.last && joined(run, kept.back())) {
+            kept.pop_back();
+        }
+        kept.push_back(run);
+    }
+
+    std::size_t keptCount = 0;
+    for (const Run& run : kept) keptCount += static_cast<std::size_t>(run.below);
+    SolverArray<int> keptRows;
+    keptRows.reserve(keptCount);
+    fronts.reserve(kept.size());
+    for (const Run& run : kept) {
+        Front front{
+            run.first, run.pivots(), run.below, -1, -1, -1, static_cast<std::int64_t>(keptRows.size()), factorSize,
+            0,         false,        0};
+        keptRows.insert(keptRows.end(), rows.begin() + run.rows, rows.begin() + run.rows + run.below);
+        factorSize += run.entries();
+        largestOrder = std::max(largestOrder, front.order());
+        fronts.push_back(front);
+    }
+    rows.swap(keptRows);
+}
+
+void FrontTree::linkFronts() {
+    SolverArray<int> frontOf(static_cast<std::size_t>(n));
+    for (int f = 0; f < static_cast<int>(fronts.size()); ++f) {
+        for (int j = 0; j < fronts[f].pivots; ++j) frontOf[fronts[f].first + j] = f;
+    }
+    places.resize(rows.size());
+    for (int f = static_cast<int>(fronts.size()); f-- > 0;) {
+        Front& front = fronts[f];
+        if (front.below == 0) continue;
+        front.parent = frontOf[rows[front.rows]];
+        Front& parent = fronts[front.parent];
+        front.nextSibling = parent.firstChild;
+        parent.firstChild = f;
+        int p = 0;
+        for (std::int64_t k = front.rows; k < front.rows + front.below; ++k) {
+            if (rows[k] < parent.first + parent.pivots) {
+                places[k] = rows[k] - parent.first;
+            } else {
+                while (rows[parent.rows + p] != rows[k]) ++p;
+                places[k] = parent.pivots + p;
+            }
+        }
+    }
+}
+
+void FrontTree::findTasks() {
+    const int count = static_cast<int>(fronts.size());
+    SolverArray<double> subtree(fronts.size(), 0.0);
+    constexpr double kPerFront = 2000;  // what a front costs beside its multiplications, in these
+    for (int f = 0; f < count; ++f) {
+        const double own = kPerFront + multiplications(fronts[f]);
+        work += own;
+        subtree[f] += own;
+        if (fronts[f].parent >= 0) subtree[fronts[f].parent] += subtree[f];
+    }
+    const double limit = work / kTasks;
+    const auto inTop = [&](int f) { return subtree[f] > limit; };
+
+    // Tasks are runs of whole subtrees beneath the top.
+    SolverArray<int> level(fronts.size(), 0);
+    double taken = 0;
+    int begin = 0, highest = -1;
+    const auto close = [&](int end) {
+        if (begin < end) tasks.push_back({begin, end});
+        begin = end;
+        taken = 0;
+    };
+    for (int f = 0; f < count; ++f) {
+        const int parent = fronts[f].parent;
+        if (inTop(f)) {
+            close(f);
+            begin = f + 1;
+            highest = std::max(highest, level[f]);
+            if (parent >= 0) level[parent] = std::max(level[parent], level[f] + 1);
+            continue;
+        }
+        const bool root = parent < 0 || inTop(parent);
+        fronts[f].ownUpdate = root;
+        if (!root) continue;
+        taken += subtree[f];
+        if (taken > limit / 2) close(f + 1);
+    }
+    close(count);
+
+    levels.assign(static_cast<std::size_t>(highest) + 2, 0);
+    const auto eachOfTop = [&](const auto& visit) {
+        for (int f = 0; f < count; ++f) {
+            if (inTop(f)) visit(f);
+        }
+    };
+    eachOfTop([&](int f) {
+        fronts[f].ownUpdate = true;
+        ++levels[level[f] + 1];
+    });
+    for (int l = 0; l <= highest; ++l) levels[l + 1] += levels[l];
+    top.resize(static_cast<std::size_t>(levels.back()));
+    SolverArray<int> next = levels;
+    eachOfTop([&](int f) { top[next[level[f]]++] = f; });
+}
+
+/// A front's children lie on the one stack and its own update goes on the other, so that both are last in, first out.
+void FrontTree::placeUpdates() {
+    for (int f = static_cast<int>(fronts.size()); f-- > 0;) {
+        Front& front = fronts[f];
+        front.stack = front.parent < 0 ? 0 : 1 - fronts[front.parent].stack;
+    }
+    for (const Task& task : tasks) {
+        std::int64_t used[2] = {0, 0};
+        for (int f = task.begin; f < task.end; ++f) {
+            Front& front = fronts[f];
+            if (!front.ownUpdate) {
+                front.update = used[front.stack];
+                used[front.stack] += triangle(front.below);
+                stackSize[front.stack] = std::max(stackSize[front.stack], used[front.stack]);
+            }
+            for (int c = front.firstChild; c >= 0; c = fronts[c].nextSibling) {
+                used[1 - front.stack] -= triangle(fronts[c].below);
+            }
+        }
+    }
+}
+
+}  // namespace kestrova::solver

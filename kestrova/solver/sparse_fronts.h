@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kestrova/solver/sparse_memory.h"
+#include "kestrova/solver/sparse_ordering.h"
+
+namespace kestrova::solver {
+
+/// What of a multifrontal factorisation depends on the pattern alone (Liu, "The Multifrontal Method for Sparse Matrix
+/// Solution: Theory and Practice", SIAM Review 34, 1992). Rows are counted from 0 in the order of elimination.
+
+/// A run of pivots with one structure below them: `pivots` columns from `first` on, and the rows below that they touch.
+struct Front {
+    int first, pivots, below;
+    int parent;                   ///< the front that takes this one's update, -1 for none
+    int firstChild, nextSibling;  ///< the children in the fixed order in which their updates are added, -1 ends
+    std::int64_t rows;            ///< where the rows below stand in `FrontTree::rows` and `FrontTree::places`
+    std::int64_t factor;          ///< where the columns of the factor stand
+    std::int64_t update;          ///< where the update stands on its stack, or in its own block
+    bool ownUpdate;               ///< the update outlives the task that makes it: it has a block of its own
+    int stack;                    ///< which of a worker's two stacks takes the update
+
+    int order() const { return pivots + below; }
+};
+
+/// Floats of the lower triangle of the given order.
+inline std::int64_t triangle(std::int64_t order) { return order * (order + 1) / 2; }
+/// Floats of the first `columns` columns of that triangle.
+inline std::int64_t trapezoid(std::int64_t order, std::int64_t columns) {
+    return triangle(order) - triangle(order - columns);
+}
+
+/// Of the factorisation of a front, additions aside.
+double multiplications(const Front& front);
+
+struct FrontTree {
+    explicit FrontTree(const SparseRows& matrix);
+
+    int n;
+    SolverArray<int> order;    ///< order[k] is the row of the matrix that is eliminated k-th
+    SolverArray<int> inverse;  ///< inverse[order[k]] is k
+
+    SolverArray<std::int64_t> columns;  ///< where the entries below the diagonal of column j begin
+    SolverArray<int> columnRows;        ///< their rows
+
+    SolverArray<Front> fronts;  ///< children before their parents
+    SolverArray<int> rows;      ///< the rows below the pivots of each front, ascending
+    SolverArray<int> places;    ///< where these stand among the rows of the parent
+    std::int64_t factorSize = 0;
+    int largestOrder = 0;
+    double work = 0;  ///< of the whole factorisation, in multiplications
+
+    /// Fronts [begin, end), whole subtrees, that one worker takes at a time. The cut depends on the pattern alone.
+    struct Task {
+        int begin, end;
+    };
+    SolverArray<Task> tasks;
+    std::int64_t stackSize[2] = {0, 0};  ///< floats that a worker's two stacks need for any of the tasks
+    SolverArray<int> top;                ///< the fronts above all tasks, level by level
+    SolverArray<int> levels;             ///< where each level begins in `top`, and the end
+
+private:
+    /// Pivots of one structure, on the way to a front.
+    struct Run {
+        int first, last;
+        std::int64_t rows;
+        int below;
+        std::int64_t zeros;  ///< entries that joining of runs has added
+
+        int pivots() const { return last - first + 1; }
+        std::int64_t entries() const { return trapezoid(pivots() + below, pivots()); }
+    };
+
+    SolverArray<Run> findRuns();
+    static bool joined(Run& run, const Run& child);
+    void findColumns(const SparseRows& matrix);
+    void findFronts();
+    void linkFronts();
+    void findTasks();
+    void placeUpdates();
+};
+
+}  // namespace kestrova::solver

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test docs bench asan tidy format
+.PHONY: help demo test docs bench bench-smoke asan levels tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -11,7 +11,7 @@ TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
-	@grep -hE '^[a-z]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z]+):.*## (.*)/  make \1\t\2/' | expand -t 16
+	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
 	@cmake/packages.sh $(PACKAGES) qt6-base-dev
@@ -19,13 +19,32 @@ demo: ## Build the example hosts, develop and paint the bundled photograph, say 
 	@cmake --build $(BUILD) -j $(JOBS) --target examples
 	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
 
+# $(call run_tests,DIRECTORY,OPTIONS): builds everything but the benches there, and runs every test
+define run_tests
+	@cmake/packages.sh $(TEST_PACKAGES)
+	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_TESTS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_BENCH=OFF $(2)
+	@cmake --build $(1) -j $(JOBS)
+	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
+endef
+
 test: ## Build everything and run every test
+	$(call run_tests,$(BUILD))
+
+asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
+	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=address$(comma)undefined)
+
+comma := ,
+
+levels: ## Run the library's tests at each level of the instruction set below the one that `make test` runs at
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
-	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@for level in $$(cmake/levels.sh | head -n -1); do \
+	     echo "kernels of $$level alone:"; \
+	     cmake --build $(BUILD) -j $(JOBS) --target kestrova_tests_$$level && \
+	     $(BUILD)/tests/kestrova_tests_$$level --gtest_brief=1 || exit; \
+	 done
 
-docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
+docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
 	@cmake/packages.sh doxygen graphviz
 	@mkdir -p build/docs
 	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
@@ -33,21 +52,23 @@ docs: ## Write the reference and a page per subsystem; what is exported and not 
 	 doxygen docs/Doxyfile
 	@echo 'the documentation: build/docs/html/index.html'
 
-bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
+# $(call run_bench,OPTIONS)
+define run_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
 	@$(CONFIGURE) -S . -B build/bench -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/bench -j $(JOBS) --target kestrova_bench
-	@build/bench/bench/kestrova_bench --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
+	@build/bench/bench/kestrova_bench $(1)
+endef
 
-asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
-	@cmake/packages.sh $(TEST_PACKAGES)
-	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
-	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
+bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
+	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+
+bench-smoke: ## Run every row of the benches once on small planes, without measuring anything
+	$(call run_bench,--benchmark_filter=1920x1080.*threads:1 --benchmark_min_time=0)
 
 tidy: ## Run clang-tidy over the library
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
-	@$(CONFIGURE) -S . -B build/tidy -DCMAKE_CXX_COMPILER=g++ -DKESTROVA_BENCH=OFF >/dev/null
+	@$(CONFIGURE) -S . -B build/tidy -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
 	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p build/tidy
 
 format: ## Lay out the sources as .clang-format says

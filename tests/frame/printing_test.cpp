@@ -8,7 +8,7 @@
 #include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/frame/kestrova.h"
-#include "kestrova/resample/guided_upsize.h"
+#include "kestrova/filters/guided_upsize.h"
 #include "tests/support/printed.h"
 #include "tests/support/threads.h"
 

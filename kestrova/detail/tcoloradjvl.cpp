@@ -13,6 +13,7 @@
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/unit_scale.h"
@@ -285,7 +286,7 @@ void TColorAdjVL::computeLUT16U() {
         m_bChanged = false;
     }
     const float seconds = static_cast<float>(std::clock() - began) / static_cast<float>(CLOCKS_PER_SEC);
-    std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
+    if (Kestrova::printing()) std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
 }
 
 int TColorAdjVL::get3DLUTIdx(int i, int j, int k) { return (i * kNodes + j) * kNodes + k; }

@@ -5,6 +5,7 @@
 
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/step.h"
@@ -72,7 +73,9 @@ void filterAtOneSize(const std::vector<cv::Mat>& guide, const cv::Mat& low, cv::
     filter.proc(part, out);
 }
 
-void report(const char* line) { std::cout << line << std::endl; }
+void report(const char* line) {
+    if (Kestrova::printing()) std::cout << line << std::endl;
+}
 
 void enlargeGuidedByRGB(const std::vector<cv::Mat>& guide, const cv::Mat& low, cv::Mat& out, int n, int interp, int r,
                         float eps) {

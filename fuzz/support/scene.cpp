@@ -124,6 +124,8 @@ void Scene::fill(Input& input, int index) {
     }
 }
 
+int Scene::addEmpty() { return place(cv::Size(), CV_8UC1, 0, Role::kOut); }
+
 int Scene::addFitting(Input& input, cv::Size size, int type, Role role) {
     const int index = place(size, type, input.flag() ? input.below(5) : 0, role);
     fill(input, index);

@@ -49,6 +49,8 @@ public:
     int add(Input& input, cv::Size size, int type, Role role, bool inPlace = false, bool overlapping = false);
     /// The same without surprises.
     int addFitting(Input& input, cv::Size size, int type, Role role);
+    /// An output that has no pixels before the call.
+    int addEmpty();
 
     cv::Mat& operator[](int plane) { return m_planes[static_cast<std::size_t>(plane)].mat; }
 

@@ -23,10 +23,10 @@ extern "C" void __libc_free(void*);
 // Other libraries are to find these.
 #pragma GCC visibility push(default)
 extern "C" {
-int posix_memalign(void**, std::size_t, std::size_t);
-void* aligned_alloc(std::size_t, std::size_t);
-void* malloc(std::size_t);
-void free(void*);
+int posix_memalign(void**, std::size_t, std::size_t) noexcept;
+void* aligned_alloc(std::size_t, std::size_t) noexcept;
+void* malloc(std::size_t) noexcept;
+void free(void*) noexcept;
 }
 #pragma GCC visibility pop
 
@@ -211,7 +211,7 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(
 void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
 
-extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
+extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) noexcept {
     static const auto real = next(&__interceptor_posix_memalign, "posix_memalign");
     if (refuse(bytes)) return ENOMEM;
     const int result = real(block, alignment, bytes);
@@ -219,17 +219,17 @@ extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t b
     return result;
 }
 
-extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
     return refuse(bytes) ? nullptr : remember(realAlignedAlloc(alignment, bytes));
 }
 
-extern "C" void* malloc(std::size_t bytes) {
+extern "C" void* malloc(std::size_t bytes) noexcept {
     if (!armed && !tracking && bytes <= largestBlock) return realMalloc(bytes);
     if (!planeLibrary().holds(__builtin_return_address(0))) return realMalloc(bytes);
     return refuse(bytes) ? nullptr : remember(realMalloc(bytes));
 }
 
-extern "C" void free(void* block) {
+extern "C" void free(void* block) noexcept {
     if (block && tracking) liveBlocks.erase(block);
     &__interceptor_free ? __interceptor_free(block) : __libc_free(block);
 }

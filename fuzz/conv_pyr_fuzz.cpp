@@ -16,7 +16,7 @@ cv::Mat kernel(Input& input) {
     if (k.type() == CV_32FC1)
         for (int i = 0; i < taps; ++i) k.at<float>(i) = input.real();
     if (input.rarely(24)) return cv::Mat(3, 3, CV_32FC1, cv::Scalar(1));
-    return input.flag() ? k : k.t();
+    return k.empty() || input.flag() ? k : k.t();
 }
 
 void one(Input& input) {

@@ -23,7 +23,7 @@ void progress(Input& input) {
             case 0: progress.start(weight); break;
             case 1: progress.prog(); break;
             case 2: progress.prog(value, total); break;
-            case 3: progress.end(); break;
+            case 3: outcomeOf([&] { progress.end(); }, {false, false, true}); break;
             case 4: progress.done(); break;
             default: progress.reset();
         }

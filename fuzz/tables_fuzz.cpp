@@ -66,21 +66,22 @@ void types(Input& input) {
 
 void spline(Input& input) {
     const int n = input.rarely(16) ? input.number() % 4096 : input.below(12);
-    outcomeOf([&] {
-        TSpline spline(n), copy(spline);
-        for (int i = input.below(12); i > 0; --i) {
-            const int point = input.rarely(8) ? input.number() : n > 0 ? input.below(n > 200 ? 200 : n) : 0;
-            const float x = input.real(), y = input.real();
-            const Outcome outcome = outcomeOf([&] { spline.setCtrPoint(point, x, y); });
-            if (outcome.failed != (point < 0 || point >= n)) finding("setCtrPoint of point " + std::to_string(point));
-            if (outcome.failed) continue;
-            const float back = spline.ctrPx(point);
-            if (back != x && !std::isnan(x)) finding("ctrPx");
-        }
-        spline.update();
-        const float t = input.real(), value = spline.value(t), shared = copy.value(t);
-        if (std::memcmp(&value, &shared, sizeof value) != 0) finding("a copy shares the arrays");
-    });
+    outcomeOf(
+        [&] {
+            TSpline spline(n), copy(spline);
+            for (int i = input.below(12); i > 0; --i) {
+                const int point = input.rarely(8) ? input.number() : input.below(std::min(n, 200) + 1);
+                const float x = input.real(), y = input.real();
+                const Outcome outcome = outcomeOf([&] { spline.setCtrPoint(point, x, y); });
+                if (outcome.failed != (point < 0 || point >= n))
+                    finding("setCtrPoint of point " + std::to_string(point));
+                if (!outcome.failed && spline.ctrPx(point) != x && !std::isnan(x)) finding("ctrPx");
+            }
+            spline.update();
+            const float t = input.real(), value = spline.value(t), shared = copy.value(t);
+            if (std::memcmp(&value, &shared, sizeof value) != 0) finding("a copy shares the arrays");
+        },
+        {false, false, n < 0});
 }
 
 struct Tables2D final : TLut2D {

@@ -12,7 +12,7 @@ void smooth(Input& input, TWLSFilter& used) {
     // The rows of both planes are contiguous: one row each.
     const cv::Size row(std::max(size.area(), 1), 1);
     const int plane = scene.addFitting(input, row, CV_32FC1, Role::kInOut),
-              guide = scene.addFitting(input, row, CV_32FC1, Role::kInOut);
+              guide = scene.addFitting(input, row, CV_32FC1, Role::kScratch);
     if (input.rarely(16)) (input.flag() ? size.width : size.height) = input.flag() ? -input.below(3) : 0x40000000;
     const float lambda = input.real() * 10, alpha = input.real() * 3;
     const bool logarithm = input.rarely(4), null = input.rarely(24), same = input.rarely(16);

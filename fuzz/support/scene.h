@@ -16,8 +16,9 @@ struct Outcome {
 
 /// The ways to fail that a class documents besides a text.
 struct Failures {
-    bool openCV = false;   ///< `cv::Exception`
-    bool integer = false;  ///< the integer 0
+    bool openCV = false;     ///< `cv::Exception`
+    bool integer = false;    ///< the integer 0
+    bool container = false;  ///< what the containers of the standard library throw
 };
 
 /// Calls `work`; a way to fail that nothing documents ends the run as a finding.
@@ -33,8 +34,8 @@ RefusedOutcome refusedOutcomeOf(const std::function<void()>& work, Failures allo
 /// Ends the run as a finding.
 [[noreturn]] void finding(const std::string& text);
 
-/// What a plane is for.
-enum class Role { kIn, kOut, kInOut };
+/// What a plane is for; scratch may be changed before a failure too.
+enum class Role { kIn, kOut, kInOut, kScratch };
 
 /// The planes of a call, in buffers whose other bytes are watched.
 class Scene {

@@ -24,10 +24,13 @@ Outcome outcomeOf(const std::function<void()>& work, Failures allowed) {
     } catch (const char* text) {
         Refusal::end();
         outcome.text = text;
+    } catch (const std::bad_alloc&) {
+        Refusal::end();
+        outcome.text = "no memory";
     } catch (const cv::Exception& e) {
         Refusal::end();
-        if (!allowed.openCV) finding(std::string("a cv::Exception: ") + e.what());
-        outcome.text = "cv::Exception " + std::to_string(e.code);
+        if (!allowed.openCV && e.code != cv::Error::StsNoMem) finding(std::string("a cv::Exception: ") + e.what());
+        outcome.text = e.code == cv::Error::StsNoMem ? "no memory" : "cv::Exception " + std::to_string(e.code);
     } catch (int number) {
         Refusal::end();
         if (!allowed.integer || number != 0) finding("the integer " + std::to_string(number));

@@ -1,13 +1,15 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test docs bench bench-smoke asan levels tidy format
+.PHONY: help demo test asan levels docs bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
+SANITIZERS := address,undefined,float-cast-overflow
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
+FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -15,7 +17,7 @@ help: ## List these targets
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
 	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples
 	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
 
@@ -31,9 +33,7 @@ test: ## Build everything and run every test
 	$(call run_tests,$(BUILD))
 
 asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
-	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=address$(comma)undefined)
-
-comma := ,
+	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=$(SANITIZERS))
 
 levels: ## Run the library's tests at each level of the instruction set below the one that `make test` runs at
 	@cmake/packages.sh $(TEST_PACKAGES)
@@ -55,21 +55,28 @@ docs: ## Write the reference and a page per subsystem; what is exported and has 
 # $(call run_bench,OPTIONS)
 define run_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
-	@$(CONFIGURE) -S . -B build/bench -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
-	@cmake --build build/bench -j $(JOBS) --target kestrova_bench
-	@build/bench/bench/kestrova_bench $(1)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova_bench
+	@$(BUILD)/bench/kestrova_bench $(1)
 endef
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
 
 bench-smoke: ## Run every row of the benches once on small planes, without measuring anything
-	$(call run_bench,--benchmark_filter=1920x1080.*threads:1 --benchmark_min_time=0)
+	$(call run_bench,--benchmark_filter='1920x1080.*threads:1$$' --benchmark_min_time=0)
 
-tidy: ## Run clang-tidy over the library
+fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
+	@cmake/packages.sh $(FUZZ_PACKAGES)
+	@$(CONFIGURE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_FUZZ=ON \
+	  -DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
+	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
+
+tidy: ## Run clang-tidy over the library; CHECKS adds to those of .clang-tidy, or takes away from them
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
-	@$(CONFIGURE) -S . -B build/tidy -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
-	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p build/tidy
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
+	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
 
 format: ## Lay out the sources as .clang-format says
 	@cmake/packages.sh clang-format

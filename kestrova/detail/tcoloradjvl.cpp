@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <iostream>
 #include <iterator>
 #include <vector>
@@ -12,8 +13,8 @@
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/ydrdb.h"
@@ -259,7 +260,7 @@ bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn
 }
 
 void TColorAdjVL::computeLUT16U() {
-    const double began = secondsSinceStart();
+    const std::clock_t began = std::clock();
     if (m_bChanged) {
         const float gain = m_saturation >= 0 ? (m_maxSatGain - 1) * m_saturation + 1 : m_saturation + 1;
         const ColorShift tint = tintShift(m_tint > 0 ? m_tint * m_tintPosScale * 0.5f : m_tint * m_tintNegScale * 0.4f);
@@ -284,8 +285,8 @@ void TColorAdjVL::computeLUT16U() {
         });
         m_bChanged = false;
     }
-    const float seconds = static_cast<float>(secondsSinceStart() - began);
-    std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
+    const float seconds = static_cast<float>(std::clock() - began) / static_cast<float>(CLOCKS_PER_SEC);
+    if (Kestrova::printing()) std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
 }
 
 int TColorAdjVL::get3DLUTIdx(int i, int j, int k) { return (i * kNodes + j) * kNodes + k; }

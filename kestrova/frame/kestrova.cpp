@@ -1,11 +1,26 @@
 #include "kestrova/frame/kestrova.h"
 
-#include "kestrova/frame/process_clock.h"
+#include <cstdint>
+#include <ctime>
+
 #include "kestrova/frame/trace_text.h"
 
-using namespace kestrova::frame;
+namespace {
+
+// The process's clock in milliseconds, as the 32 bits that hosts know it by.
+std::int32_t clockMilliseconds() {
+    return static_cast<std::int32_t>(static_cast<std::int64_t>(std::clock()) * 1000 / CLOCKS_PER_SEC);
+}
+
+}  // namespace
 
 void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
+
+namespace {
+
+thread_local bool printingHere = true;
+
+}  // namespace
 
 void Kestrova::setQDebugFunc(void (*func)(const char*)) { m_tDebug_p = func; }
 
@@ -14,6 +29,10 @@ void Kestrova::toQDebug(char* where, int line, const char* msg) {
     m_tDebug_p(traceMsg(where, line, msg).c_str());
 }
 
+bool Kestrova::printing() { return printingHere; }
+
+void Kestrova::setPrinting(bool printing) { printingHere = printing; }
+
 std::string Kestrova::traceMsg(const char* where, int line, const char* msg) {
-    return traceText(secondsSinceStart(), where, line, msg);
+    return traceText(clockMilliseconds() * 0.001, where, line, msg);
 }

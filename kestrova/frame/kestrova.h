@@ -23,9 +23,15 @@ public:
     /// nothing is formatted.
     static void toQDebug(char* where, int line, const char* msg);
 
-    /// "SSSSS.mmm - line - where : msg - ", the time being the seconds since the process began. The text deliberately
-    /// ends in a blank, a dash and a blank.
+    /// "SSSSS.mmm - line - where : msg - ", the time being that of `clock()` in seconds since the process began:
+    /// processor time of all its threads, except where the platform's `clock()` counts real time. The text ends in a
+    /// blank, a dash and a blank; that is intentional. Null texts count as empty.
     static std::string traceMsg(const char* where, int line, const char* msg);
+
+    /// Whether the four operations that document a line on standard output print it when called from this thread. True
+    /// in every thread until `setPrinting(false)`; other threads keep their own answer.
+    static bool printing();
+    static void setPrinting(bool printing);
 
     static void (*m_tDebug_p)(const char*);  ///< the hook; null while there is none
 };

@@ -216,10 +216,17 @@ private:
     SolverArray<SolverArray<float>> m_scratch;
 };
 
-double largest(const SolverArray<float>& v) {
+double largest(const float* v, std::size_t n) {
     double size = 0;
-    for (float x : v) size = std::max(size, std::fabs(static_cast<double>(x)));
+    for (std::size_t k = 0; k < n; ++k) size = std::max(size, std::fabs(static_cast<double>(v[k])));
     return size;
+}
+
+/// The power of two that brings `size` into [1/2, 1); 1 for 0 and for what is not finite.
+double scaleToOne(double size) {
+    int exponent = 0;
+    if (std::isfinite(size)) std::frexp(size, &exponent);
+    return std::ldexp(1.0, -exponent);
 }
 
 }  // namespace
@@ -243,8 +250,8 @@ bool SparseCholesky::setValues(const SparseRows& matrix) {
         }
         const auto begin = m_tree.columnRows.begin() + m_tree.columns[column];
         const auto end = m_tree.columnRows.begin() + m_tree.columns[column + 1];
-        const auto entry = std::find(begin, end, row);
-        if (entry == end) {
+        const auto entry = std::lower_bound(begin, end, row);
+        if (entry == end || *entry != row) {
             known = false;
         } else {
             m_values[static_cast<std::size_t>(entry - m_tree.columnRows.begin())] += value;
@@ -261,9 +268,10 @@ bool SparseCholesky::factorise() {
     return m_factorised;
 }
 
-void SparseCholesky::findResidual(const float* b, const SolverArray<double>& x, SolverArray<double>& residual) const {
+void SparseCholesky::findResidual(const SolverArray<double>& b, const SolverArray<double>& x,
+                                  SolverArray<double>& residual) const {
     const int n = m_tree.n;
-    for (int k = 0; k < n; ++k) residual[k] = static_cast<double>(b[m_tree.order[k]]);
+    std::copy(b.begin(), b.end(), residual.begin());
     for (int j = 0; j < n; ++j) {
         double sum = static_cast<double>(m_diagonal[j]) * x[j];
         for (std::int64_t k = m_tree.columns[j]; k < m_tree.columns[j + 1]; ++k) {
@@ -276,25 +284,41 @@ void SparseCholesky::findResidual(const float* b, const SolverArray<double>& x, 
     }
 }
 
+bool SparseCholesky::solveDiagonal(const float* b, float* x) const {
+    bool finite = true;
+    for (int k = 0; k < m_tree.n; ++k) {
+        const int i = m_tree.order[k];
+        x[i] = b[i] / m_diagonal[k];
+        finite = finite && std::isfinite(x[i]);
+    }
+    return finite;
+}
+
 bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) const {
+    *steps = 0;
+    if (m_tree.columnRows.empty()) return solveDiagonal(b, x);
     constexpr double kBelowRounding = 0x1p-26;  // of the largest element: nothing that the rounding to float keeps
     const auto n = static_cast<std::size_t>(m_tree.n);
     Substitution substitution(m_tree, m_factor.data());
     SolverArray<float> y(n);
-    SolverArray<double> solution(n), residual(n);
+    SolverArray<double> scaled(n), solution(n), residual(n);
 
-    *steps = 0;
-    for (std::size_t k = 0; k < n; ++k) y[k] = b[m_tree.order[k]];
+    // A right-hand side near the denormals, which the substitution flushes, is solved as one near 1.
+    const double scale = scaleToOne(largest(b, n));
+    for (std::size_t k = 0; k < n; ++k) {
+        scaled[k] = static_cast<double>(b[m_tree.order[k]]) * scale;
+        y[k] = static_cast<float>(scaled[k]);
+    }
     substitution.run(y.data());
     std::copy(y.begin(), y.end(), solution.begin());
-    const double size = largest(y);
+    const double size = largest(y.data(), n);
     double correction = size;
     while (*steps < maxSteps && correction > 0 && std::isfinite(correction)) {
-        findResidual(b, solution, residual);
+        findResidual(scaled, solution, residual);
         for (std::size_t k = 0; k < n; ++k) y[k] = static_cast<float>(residual[k]);
         substitution.run(y.data());
         const double before = correction;
-        correction = largest(y);
+        correction = largest(y.data(), n);
         const double gain = correction / before;
         if (!(gain < 0.5)) {
             if (*steps == 0) return false;
@@ -306,7 +330,7 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) c
     }
     bool finite = true;
     for (std::size_t k = 0; k < n; ++k) {
-        const auto value = static_cast<float>(solution[k]);
+        const auto value = static_cast<float>(solution[k] / scale);
         finite = finite && std::isfinite(value);
         x[m_tree.order[k]] = value;
     }

@@ -23,8 +23,10 @@ public:
     bool solve(const float* b, float* x, int maxSteps, int* steps) const;
 
 private:
-    /// b - A x, in the order of elimination.
-    void findResidual(const float* b, const SolverArray<double>& x, SolverArray<double>& residual) const;
+    /// b - A x, all in the order of elimination.
+    void findResidual(const SolverArray<double>& b, const SolverArray<double>& x, SolverArray<double>& residual) const;
+    /// Of a matrix without an entry off its diagonal: one division each, without rounding for a diagonal of ones.
+    bool solveDiagonal(const float* b, float* x) const;
 
     FrontTree m_tree;
     SolverArray<float> m_diagonal, m_values;  ///< of the reordered matrix, `m_values` as `FrontTree::columnRows`

@@ -9,32 +9,54 @@ namespace {
 /// The tree is cut into tasks of no more than this part of the whole work.
 constexpr int kTasks = 48;
 
-/// Off-diagonal entries (row, column) of the reordered matrix: with `byRow` the columns left of the diagonal for each
-/// row, else the rows below it for each column.
-void offDiagonal(const SparseRows& matrix, const SolverArray<int>& inverse, bool byRow,
-                 SolverArray<std::int64_t>& starts, SolverArray<int>& entries) {
-    const auto each = [&](const auto& visit) {
+/// Lists of row or column numbers, one for each column or row: list i is entries[starts[i]] .. entries[starts[i + 1]].
+struct Lists {
+    SolverArray<std::int64_t> starts;
+    SolverArray<int> entries;
+};
+
+/// Of `n` lists, from the pairs (list, entry) that `each` visits, twice in the same order.
+template <class Each>
+Lists listsOf(int n, const Each& each) {
+    Lists lists;
+    lists.starts.assign(static_cast<std::size_t>(n) + 1, 0);
+    each([&](int list, int) { ++lists.starts[list + 1]; });
+    for (int i = 0; i < n; ++i) lists.starts[i + 1] += lists.starts[i];
+    lists.entries.resize(static_cast<std::size_t>(lists.starts[n]));
+    each([&](int list, int entry) { lists.entries[lists.starts[list]++] = entry; });
+    for (int i = n; i > 0; --i) lists.starts[i] = lists.starts[i - 1];
+    lists.starts[0] = 0;
+    return lists;
+}
+
+/// For each row of the reordered matrix the columns of its entries left of the diagonal.
+Lists leftOfDiagonal(const SparseRows& matrix, const SolverArray<int>& inverse) {
+    return listsOf(matrix.n, [&](const auto& visit) {
         matrix.forEach([&](int i, int j, float) {
             if (i == j) return;
             const auto [column, row] = std::minmax(inverse[i], inverse[j]);
-            byRow ? visit(row, column) : visit(column, row);
+            visit(row, column);
         });
-    };
-    starts.assign(static_cast<std::size_t>(matrix.n) + 1, 0);
-    each([&](int key, int) { ++starts[key + 1]; });
-    for (int i = 0; i < matrix.n; ++i) starts[i + 1] += starts[i];
-    entries.resize(static_cast<std::size_t>(starts[matrix.n]));
-    each([&](int key, int entry) { entries[starts[key]++] = entry; });
-    for (int i = matrix.n; i > 0; --i) starts[i] = starts[i - 1];
-    starts[0] = 0;
+    });
+}
+
+/// For each column the rows of its entries below the diagonal, ascending.
+Lists belowDiagonal(const Lists& left) {
+    const int n = static_cast<int>(left.starts.size()) - 1;
+    return listsOf(n, [&](const auto& visit) {
+        for (int row = 0; row < n; ++row) {
+            for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k], row);
+        }
+    });
 }
 
 /// The elimination tree: the parent of column j is the first row below the diagonal of the factor's column j.
-SolverArray<int> eliminationTree(int n, const SolverArray<std::int64_t>& starts, const SolverArray<int>& left) {
+SolverArray<int> eliminationTree(const Lists& left) {
+    const int n = static_cast<int>(left.starts.size()) - 1;
     SolverArray<int> parent(static_cast<std::size_t>(n), -1), ancestor(static_cast<std::size_t>(n), -1);
     for (int row = 0; row < n; ++row) {
-        for (std::int64_t k = starts[row]; k < starts[row + 1]; ++k) {
-            int node = left[k];
+        for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) {
+            int node = left.entries[k];
             while (ancestor[node] >= 0 && ancestor[node] != row) {
                 const int next = ancestor[node];
                 ancestor[node] = row;
@@ -92,12 +114,13 @@ void FrontTree::findColumns(const SparseRows& matrix) {
         for (int k = 0; k < n; ++k) inverse[order[k]] = k;
     };
     invert();
-    offDiagonal(matrix, inverse, true, columns, columnRows);
-    SolverArray<int> post = postorder(eliminationTree(n, columns, columnRows));
+    SolverArray<int> post = postorder(eliminationTree(leftOfDiagonal(matrix, inverse)));
     for (int& node : post) node = order[node];
     order.swap(post);
     invert();
-    offDiagonal(matrix, inverse, false, columns, columnRows);
+    Lists below = belowDiagonal(leftOfDiagonal(matrix, inverse));
+    columns.swap(below.starts);
+    columnRows.swap(below.entries);
 }
 
 /// Column by column: the structure of a column is that of the matrix together with that of its children in the tree. A

@@ -42,7 +42,7 @@ struct FrontTree {
     SolverArray<int> inverse;  ///< inverse[order[k]] is k
 
     SolverArray<std::int64_t> columns;  ///< where the entries below the diagonal of column j begin
-    SolverArray<int> columnRows;        ///< their rows
+    SolverArray<int> columnRows;        ///< their rows, ascending
 
     SolverArray<Front> fronts;  ///< children before their parents
     SolverArray<int> rows;      ///< the rows below the pivots of each front, ascending

@@ -4,13 +4,13 @@
 #include <Eigen/SparseCore>
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
+#include <limits>
 
 namespace kestrova::solver {
 
 namespace {
 
-/// Boxes of no more cells than this are ordered row by row.
+/// Regions of no more cells than this are not cut.
 constexpr std::int64_t kLeafCells = 12;
 
 /// How far apart rows are that are linked: 1 and nothing else is a chain (0), 1 within lines of `width` and `width` is
@@ -31,34 +31,90 @@ int gridWidth(const SparseRows& rows) {
     return grid ? width : -1;
 }
 
-struct Dissection {
-    std::int64_t width, n;
-    SolverArray<int>& order;
+/// Nested dissection of a grid along its two diagonals. A step to a neighbour changes u = x + y and v = x - y by one
+/// each, so that the cells of one u, or of one v, are not linked and part those before from those behind: with half as
+/// many cells as a straight line through the same region in u and v, which saves half of the multiplications.
+class Dissection {
+public:
+    /// The first `cells` cells of a grid of lines of `width`.
+    Dissection(std::int64_t width, std::int64_t cells, SolverArray<int>& order)
+        : m_width(width), m_height((cells + width - 1) / width), m_cells(cells), m_order(order) {}
 
-    void put(std::int64_t x, std::int64_t y) {
-        const std::int64_t cell = y * width + x;
-        if (cell < n) order.push_back(static_cast<int>(cell));
+    void run() { orderRegion({0, m_width + m_height - 1, 1 - m_height, m_width}); }
+
+private:
+    using Coordinate = std::int64_t;
+
+    /// The cells with u0 <= u < u1 and v0 <= v < v1.
+    struct Region {
+        Coordinate u0, u1, v0, v1;
+    };
+    /// The cells of a region with u = `at` or with v = `at`; the other coordinate goes from `first` to `last` by twos.
+    struct Diagonal {
+        bool ofU;
+        Coordinate at, first, last;
+        Coordinate cells() const { return last < first ? 0 : (last - first) / 2 + 1; }
+    };
+
+    Diagonal diagonal(const Region& region, bool ofU, Coordinate at) const {
+        const Coordinate right = 2 * (m_width - 1), bottom = 2 * (m_height - 1);
+        Coordinate first = ofU ? std::max({region.v0, -at, at - bottom}) : std::max({region.u0, at, -at});
+        Coordinate last =
+            ofU ? std::min({region.v1 - 1, at, right - at}) : std::min({region.u1 - 1, right - at, bottom + at});
+        first += (first - at) & 1;
+        last -= (last - at) & 1;
+        return {ofU, at, first, last};
     }
 
-    /// Both halves of the box [x0, x1) x [y0, y1) come before the line between them.
-    void box(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1) {
-        const std::int64_t w = x1 - x0, h = y1 - y0;
-        if (w * h <= kLeafCells) {
-            for (std::int64_t y = y0; y < y1; ++y) {
-                for (std::int64_t x = x0; x < x1; ++x) put(x, y);
-            }
-        } else if (w > h) {
-            const std::int64_t middle = x0 + w / 2;
-            box(x0, y0, middle, y1);
-            box(middle + 1, y0, x1, y1);
-            for (std::int64_t y = y0; y < y1; ++y) put(middle, y);
-        } else {
-            const std::int64_t middle = y0 + h / 2;
-            box(x0, y0, x1, middle);
-            box(x0, middle + 1, x1, y1);
-            for (std::int64_t x = x0; x < x1; ++x) put(x, middle);
+    void put(const Diagonal& diagonal) {
+        for (Coordinate other = diagonal.first; other <= diagonal.last; other += 2) {
+            const Coordinate u = diagonal.ofU ? diagonal.at : other, v = diagonal.ofU ? other : diagonal.at;
+            const Coordinate cell = (u - v) / 2 * m_width + (u + v) / 2;
+            if (cell < m_cells) m_order.push_back(static_cast<int>(cell));
         }
     }
+
+    /// The cut of a region that costs least for what it parts: its cells squared over the product of what lies on
+    /// either side, each at least three tenths of the whole. `cells()` is 0 where there is none.
+    Diagonal bestCut(const Region& region, Coordinate total) const {
+        Diagonal best{true, 0, 0, -1};
+        double leastCost = std::numeric_limits<double>::infinity();
+        for (const bool ofU : {true, false}) {
+            Coordinate before = 0;
+            const Coordinate end = ofU ? region.u1 : region.v1;
+            for (Coordinate at = ofU ? region.u0 : region.v0; at < end; ++at) {
+                const Diagonal cut = diagonal(region, ofU, at);
+                const Coordinate behind = total - before - cut.cells();
+                if (10 * std::min(before, behind) >= 3 * total) {
+                    const double cells = static_cast<double>(cut.cells());
+                    const double cost = cells * cells / (static_cast<double>(before) * static_cast<double>(behind));
+                    if (cost < leastCost) best = cut, leastCost = cost;
+                }
+                before += cut.cells();
+            }
+        }
+        return best;
+    }
+
+    /// Both sides of a cut come before the cut itself.
+    void orderRegion(const Region& region) {
+        Coordinate total = 0;
+        for (Coordinate u = region.u0; u < region.u1; ++u) total += diagonal(region, true, u).cells();
+        const Diagonal cut = total > kLeafCells ? bestCut(region, total) : Diagonal{true, 0, 0, -1};
+        if (cut.cells() == 0) {
+            for (Coordinate u = region.u0; u < region.u1; ++u) put(diagonal(region, true, u));
+            return;
+        }
+        Region before = region, behind = region;
+        (cut.ofU ? before.u1 : before.v1) = cut.at;
+        (cut.ofU ? behind.u0 : behind.v0) = cut.at + 1;
+        orderRegion(before);
+        orderRegion(behind);
+        put(cut);
+    }
+
+    Coordinate m_width, m_height, m_cells;
+    SolverArray<int>& m_order;
 };
 
 SolverArray<int> minimumDegreeOrder(const SparseRows& rows) {
@@ -85,7 +141,7 @@ SolverArray<int> fillReducingOrder(const SparseRows& rows) {
     if (width == 0) {
         for (int i = 0; i < rows.n; ++i) order.push_back(i);
     } else {
-        Dissection{width, rows.n, order}.box(0, 0, width, (static_cast<std::int64_t>(rows.n) + width - 1) / width);
+        Dissection(width, rows.n, order).run();
     }
     return order;
 }

@@ -1,16 +1,18 @@
 #include "kestrova/frame/kestrova.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
 
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/trace_text.h"
 #include "tests/support/failures.h"
 #include "tests/support/rooms.h"
@@ -61,14 +63,34 @@ TEST_F(KestrovaTest, TimeFromHundredThousandSecondsOnWidensTheFirstField) {
     EXPECT_EQ(traceText(12345678.25, "w", 1, "m"), "12345678.250 - 1 - w : m - ");
 }
 
-TEST_F(KestrovaTest, TimeIsRealTimeSinceTheProcessBegan) {
-    const double before = std::stod(Kestrova::traceMsg("", 1, ""));
-    EXPECT_NEAR(before, secondsSinceStart(), 0.1);
-    EXPECT_LT(before, 600.0) << "the process has not been running that long";
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    const double passed = std::stod(Kestrova::traceMsg("", 1, "")) - before;
-    EXPECT_GE(passed, 0.055);
-    EXPECT_LT(passed, 5.0);
+TEST_F(KestrovaTest, TimeBeforeZeroHasItsSignWithinTheWidth) {
+    EXPECT_EQ(traceText(-1.25, "w", 1, "m"), "-0001.250 - 1 - w : m - ");
+    EXPECT_EQ(traceText(-0.001, "w", 1, "m"), "-0000.001 - 1 - w : m - ");
+}
+
+/// `clock()` as whole milliseconds.
+long long clockMilliseconds() { return static_cast<long long>(std::clock()) * 1000 / CLOCKS_PER_SEC; }
+
+TEST_F(KestrovaTest, TimeIsThatOfTheClockScaledToMilliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));  // which no processor time passes in
+    for (const std::clock_t start = std::clock(); std::clock() - start < CLOCKS_PER_SEC / 50;) continue;
+    const long long before = clockMilliseconds();
+    const double time = std::stod(Kestrova::traceMsg("", 1, ""));
+    const long long after = clockMilliseconds();
+    EXPECT_GE(std::llround(time * 1000), before);
+    EXPECT_LE(std::llround(time * 1000), after);
+}
+
+TEST_F(KestrovaTest, TimeNeedsNoFileDescriptor) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto child = [] {
+        for (const std::clock_t start = std::clock(); std::clock() - start < CLOCKS_PER_SEC / 20;) continue;
+        const rlimit none{0, 0};
+        if (setrlimit(RLIMIT_NOFILE, &none) != 0) std::exit(2);
+        const double time = std::stod(Kestrova::traceMsg("", 1, ""));
+        std::exit(std::llround(time * 1000) >= 50 ? 0 : 1);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(KestrovaTest, TraceMsgOfEmptyTextsKeepsItsFrame) {

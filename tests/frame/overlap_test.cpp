@@ -27,3 +27,48 @@ TEST(Overlap, AcrossRowsIsThatOfPlanesWhoseRowsDoNotCoincide) {
     const cv::Mat narrow(4, 4, CV_16UC1, in.data, in.step[0] / 2);  // the same beginning, another step
     EXPECT_TRUE(overlapAcrossRows(in, narrow));
 }
+
+TEST(Overlap, NeedsPixels) {
+    const cv::Mat plane(4, 4, CV_16UC1);
+    EXPECT_FALSE(overlap(plane, cv::Mat()));
+    EXPECT_FALSE(overlap(plane.rowRange(2, 2), plane));
+    EXPECT_FALSE(overlap(plane, plane.colRange(2, 2)));
+}
+
+TEST(OutputLike, IsTheOutputItselfIfItFits) {
+    const cv::Mat out(4, 5, CV_16UC1);
+    EXPECT_EQ(outputLike(out, {5, 4}, CV_16UC1).data, out.data);
+}
+
+TEST(OutputLike, IsANewPlaneOtherwiseAndLeavesTheOutput) {
+    const cv::Mat out(4, 5, CV_16UC1, cv::Scalar(7));
+    const cv::Mat plane = outputLike(out, {5, 4}, CV_8UC1);
+    EXPECT_EQ(plane.size(), cv::Size(5, 4));
+    EXPECT_EQ(plane.type(), CV_8UC1);
+    EXPECT_NE(plane.data, out.data);
+    EXPECT_EQ(out.type(), CV_16UC1);
+    EXPECT_EQ(out.at<ushort>(3, 4), 7);
+}
+
+TEST(SourceBeside, IsTheInputWhereNothingLeftToReadIsWritten) {
+    const cv::Mat around(10, 10, CV_16UC1);
+    const cv::Mat in = around(cv::Rect(2, 2, 4, 4)), apart = around(cv::Rect(6, 6, 4, 4));
+    for (const StillRead stillRead : {StillRead::kThatPixel, StillRead::kThatRow, StillRead::kAnyRow})
+        EXPECT_EQ(sourceBeside(apart, in, stillRead).data, in.data);
+    EXPECT_EQ(sourceBeside(in, in, StillRead::kThatPixel).data, in.data);
+    EXPECT_EQ(sourceBeside(in, in, StillRead::kThatRow).data, in.data);
+}
+
+TEST(SourceBeside, IsACopyOtherwise) {
+    const cv::Mat around(10, 10, CV_16UC1, cv::Scalar(7));
+    const cv::Mat in = around(cv::Rect(2, 2, 4, 4)), lower = around(cv::Rect(2, 3, 4, 4));
+    const cv::Mat bytes(4, 4, CV_8UC1, in.data, in.step[0]);
+    EXPECT_NE(sourceBeside(in, in, StillRead::kAnyRow).data, in.data);
+    EXPECT_NE(sourceBeside(bytes, in, StillRead::kThatPixel).data, in.data);
+    EXPECT_EQ(sourceBeside(bytes, in, StillRead::kThatRow).data, in.data);
+    for (const StillRead stillRead : {StillRead::kThatPixel, StillRead::kThatRow, StillRead::kAnyRow}) {
+        const cv::Mat copy = sourceBeside(lower, in, stillRead);
+        EXPECT_NE(copy.data, in.data);
+        EXPECT_EQ(copy.at<ushort>(3, 3), 7);
+    }
+}

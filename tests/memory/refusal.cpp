@@ -1,0 +1,183 @@
+#include "tests/memory/refusal.h"
+
+#include <dlfcn.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define KESTROVA_ADDRESS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KESTROVA_ADDRESS_SANITIZER
+#endif
+#endif
+
+// Where the runtime of a sanitizer is part of the program, these are its own versions of what this file replaces.
+extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void**, std::size_t, std::size_t);
+extern "C" __attribute__((weak)) void* __interceptor_aligned_alloc(std::size_t, std::size_t);
+#ifndef KESTROVA_ADDRESS_SANITIZER
+extern "C" void __libc_free(void*);
+#endif
+
+namespace {
+
+std::atomic<bool> armed{false}, refused{false}, tracking{false};
+std::atomic<int> left{0};
+std::atomic<std::size_t> refusedBytes{0};
+std::atomic<Refusal::Extent> armedExtent{Refusal::kOne};
+
+bool refuse(std::size_t bytes) {
+    if (!armed) return false;
+    const int before = left--;
+    const bool now = before == 0 || (before < 0 && armedExtent == Refusal::kAllFromThere);
+    if (now && !refused.exchange(true)) refusedBytes = bytes;
+    return now;
+}
+
+// A hash table without memory of its own; blocks beyond its size are not remembered.
+class BlockSet {
+public:
+    void insert(void* block) {
+        const Guard guard(m_busy);
+        for (std::size_t i = 0; i < kProbes; ++i) {
+            void*& slot = m_slots[(hash(block) + i) % m_slots.size()];
+            if (slot) continue;
+            slot = block;
+            ++m_count;
+            return;
+        }
+    }
+    void erase(void* block) {
+        const Guard guard(m_busy);
+        for (std::size_t i = 0; i < kProbes; ++i) {
+            void*& slot = m_slots[(hash(block) + i) % m_slots.size()];
+            if (slot != block) continue;
+            slot = nullptr;
+            --m_count;
+            return;
+        }
+    }
+    void clear() {
+        const Guard guard(m_busy);
+        m_slots.fill(nullptr);
+        m_count = 0;
+    }
+    std::size_t count() const { return m_count; }
+
+private:
+    static constexpr std::size_t kProbes = 64;
+    struct Guard {
+        explicit Guard(std::atomic_flag& flag) : m_flag(flag) {
+            while (m_flag.test_and_set(std::memory_order_acquire)) {
+            }
+        }
+        ~Guard() { m_flag.clear(std::memory_order_release); }
+        std::atomic_flag& m_flag;
+    };
+    static std::size_t hash(void* block) { return reinterpret_cast<std::uintptr_t>(block) / 16 * 2654435761u; }
+
+    std::atomic_flag m_busy = ATOMIC_FLAG_INIT;
+    std::array<void*, 1 << 16> m_slots{};
+    std::atomic<std::size_t> m_count{0};
+};
+
+BlockSet liveBlocks;
+
+void* remember(void* block) {
+#ifndef KESTROVA_ADDRESS_SANITIZER
+    if (block && tracking) liveBlocks.insert(block);
+#endif
+    return block;
+}
+
+template <class Function>
+Function next(Function interceptor, const char* name) {
+    return interceptor ? interceptor : reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+void* realAlignedAlloc(std::size_t alignment, std::size_t bytes) {
+    static const auto real = next(&__interceptor_aligned_alloc, "aligned_alloc");
+    return real(alignment, bytes);
+}
+
+void* blockOrNull(std::size_t bytes) { return refuse(bytes) ? nullptr : remember(std::malloc(bytes ? bytes : 1)); }
+
+void* blockOrNull(std::size_t bytes, std::align_val_t alignment) {
+    const auto unit = static_cast<std::size_t>(alignment);
+    return refuse(bytes) ? nullptr : remember(realAlignedAlloc(unit, (bytes + unit) / unit * unit));
+}
+
+template <class... Alignment>
+void* blockOrThrow(std::size_t bytes, Alignment... alignment) {
+    if (void* block = blockOrNull(bytes, alignment...)) return block;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+Refusal::Refusal(int n, Extent extent) {
+    left = n;
+    armedExtent = extent;
+    refused = false;
+    armed = true;
+}
+Refusal::~Refusal() { end(); }
+void Refusal::end() { armed = false; }
+bool Refusal::happened() { return refused; }
+std::size_t Refusal::bytes() { return refusedBytes; }
+
+LiveBlocks::LiveBlocks() {
+    liveBlocks.clear();
+    tracking = true;
+}
+LiveBlocks::~LiveBlocks() { tracking = false; }
+std::size_t LiveBlocks::count() { return liveBlocks.count(); }
+
+void* operator new(std::size_t bytes) { return blockOrThrow(bytes); }
+void* operator new[](std::size_t bytes) { return blockOrThrow(bytes); }
+void* operator new(std::size_t bytes, std::align_val_t alignment) { return blockOrThrow(bytes, alignment); }
+void* operator new[](std::size_t bytes, std::align_val_t alignment) { return blockOrThrow(bytes, alignment); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return blockOrNull(bytes); }
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept { return blockOrNull(bytes); }
+void* operator new(std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return blockOrNull(bytes, alignment);
+}
+void* operator new[](std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return blockOrNull(bytes, alignment);
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
+
+extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
+    static const auto real = next(&__interceptor_posix_memalign, "posix_memalign");
+    if (refuse(bytes)) return ENOMEM;
+    const int result = real(block, alignment, bytes);
+    if (result == 0) remember(*block);
+    return result;
+}
+
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
+    return refuse(bytes) ? nullptr : remember(realAlignedAlloc(alignment, bytes));
+}
+
+#ifndef KESTROVA_ADDRESS_SANITIZER
+extern "C" void free(void* block) {
+    if (block && tracking) liveBlocks.erase(block);
+    __libc_free(block);
+}
+#endif

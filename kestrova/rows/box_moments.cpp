@@ -69,7 +69,7 @@ void BoxMoments::moveColumns(Moment moment, double* sums, int y) const noexcept 
     const auto [plane, factor] = moment;
     const bool isProduct = factor != Moment::kNone;
     const int n = m_planeSize.width, entering = y + 2 * m_r, leaving = y - 1;
-    if (y % boxBlockRows(side()) != 0) {
+    if ((y - m_top) % boxBlockRows(side()) != 0) {
         const bool spoilt = isProduct ? slideProduct(sums, row(plane, entering), row(factor, entering),
                                                      row(plane, leaving), row(factor, leaving), n)
                                       : slidePlane(sums, row(plane, entering), row(plane, leaving), n);

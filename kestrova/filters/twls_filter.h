@@ -30,6 +30,9 @@ public:
     /// plane of more than INT_MAX / 3 pixels, before anything is written.
     int Proc(float* inOut, int w, int h, float lambda, float alpha, float* guide, bool logGuide);
 
+    /// Whether the last `Proc` of this object has solved its system.
+    bool solved() const;
+
     /// Provides the buffers for planes of w x h; those of the size at hand are kept. w < 1 or h < 1 changes nothing.
     void realloc(int w, int h);
     /// Lets go of the buffers. The size stays, and so does the value of `m_dy_p`; a later `Proc` provides new ones.
@@ -65,6 +68,7 @@ private:
     int* m_ja_p = nullptr;             ///< 3N column numbers, from 1
     int m_nnz = 0;                     ///< 3N, the capacity of `m_a_p` and `m_ja_p`
     std::shared_ptr<Buffers> m_buffers;
+    bool m_solved = false;
 };
 
 /// Solves the symmetric positive-definite system A x = b for `nrhs` right-hand sides, one after another in `b`, and

@@ -133,7 +133,7 @@ int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, floa
     assemble();
     constexpr int kSymmetricPositiveDefinite = 2;
     constexpr int kNotEnoughMemory = 1;
-    m_solved = pardisoSolver(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite) !=
-               kNotEnoughMemory;
+    m_solved =
+        pardisoSolver(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite) != kNotEnoughMemory;
     return 1;
 }

@@ -1,12 +1,14 @@
 #include "tests/memory/refusal.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -20,9 +22,20 @@
 // Where the runtime of a sanitizer is part of the program, these are its own versions of what this file replaces.
 extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void**, std::size_t, std::size_t);
 extern "C" __attribute__((weak)) void* __interceptor_aligned_alloc(std::size_t, std::size_t);
+extern "C" __attribute__((weak)) void* __interceptor_malloc(std::size_t);
 #ifndef KESTROVA_ADDRESS_SANITIZER
 extern "C" void __libc_free(void*);
 #endif
+
+// Other libraries are to find these.
+#pragma GCC visibility push(default)
+extern "C" {
+int posix_memalign(void**, std::size_t, std::size_t);
+void* aligned_alloc(std::size_t, std::size_t);
+void* malloc(std::size_t);
+void free(void*);
+}
+#pragma GCC visibility pop
 
 namespace {
 
@@ -100,12 +113,48 @@ Function next(Function interceptor, const char* name) {
     return interceptor ? interceptor : reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+void* realMalloc(std::size_t bytes) {
+    // No local static: its guard would wait for itself where the look-up allocates.
+    static std::atomic<void* (*)(std::size_t)> real{nullptr};
+    if (!real) real = next(&__interceptor_malloc, "malloc");
+    return real.load()(bytes);
+}
+
+/// The code of OpenCV, which takes planes from `malloc`.
+class PlaneLibrary {
+public:
+    PlaneLibrary() { dl_iterate_phdr(&PlaneLibrary::visit, this); }
+    bool holds(const void* address) const {
+        const auto place = reinterpret_cast<std::uintptr_t>(address);
+        return place >= m_begin && place < m_end;
+    }
+
+private:
+    static int visit(dl_phdr_info* library, std::size_t, void* self) {
+        if (!std::strstr(library->dlpi_name, "libopencv_core")) return 0;
+        auto& range = *static_cast<PlaneLibrary*>(self);
+        for (int i = 0; i < library->dlpi_phnum; ++i) {
+            const auto& segment = library->dlpi_phdr[i];
+            if (segment.p_type != PT_LOAD || !(segment.p_flags & PF_X)) continue;
+            range.m_begin = library->dlpi_addr + segment.p_vaddr;
+            range.m_end = range.m_begin + segment.p_memsz;
+        }
+        return 1;
+    }
+    std::uintptr_t m_begin = 0, m_end = 0;
+};
+
+const PlaneLibrary& planeLibrary() {
+    static const PlaneLibrary library;
+    return library;
+}
+
 void* realAlignedAlloc(std::size_t alignment, std::size_t bytes) {
     static const auto real = next(&__interceptor_aligned_alloc, "aligned_alloc");
     return real(alignment, bytes);
 }
 
-void* blockOrNull(std::size_t bytes) { return refuse(bytes) ? nullptr : remember(std::malloc(bytes ? bytes : 1)); }
+void* blockOrNull(std::size_t bytes) { return refuse(bytes) ? nullptr : remember(realMalloc(bytes ? bytes : 1)); }
 
 void* blockOrNull(std::size_t bytes, std::align_val_t alignment) {
     const auto unit = static_cast<std::size_t>(alignment);
@@ -121,6 +170,7 @@ void* blockOrThrow(std::size_t bytes, Alignment... alignment) {
 }  // namespace
 
 Refusal::Refusal(int n, Extent extent) {
+    planeLibrary();
     left = n;
     armedExtent = extent;
     refused = false;
@@ -132,6 +182,7 @@ bool Refusal::happened() { return refused; }
 std::size_t Refusal::bytes() { return refusedBytes; }
 
 LiveBlocks::LiveBlocks() {
+    planeLibrary();
     liveBlocks.clear();
     tracking = true;
 }
@@ -173,6 +224,12 @@ extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t b
 
 extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
     return refuse(bytes) ? nullptr : remember(realAlignedAlloc(alignment, bytes));
+}
+
+extern "C" void* malloc(std::size_t bytes) {
+    if (!armed && !tracking) return realMalloc(bytes);
+    if (!planeLibrary().holds(__builtin_return_address(0))) return realMalloc(bytes);
+    return refuse(bytes) ? nullptr : remember(realMalloc(bytes));
 }
 
 #ifndef KESTROVA_ADDRESS_SANITIZER

@@ -3,8 +3,8 @@
 #include <cstddef>
 
 /// Refuses one allocation of the process, the `n`-th from now on counted from 0, or that and all after it, while the
-/// object lives: `operator new` in every form, and `posix_memalign` and `aligned_alloc`, where planes come from.
-/// `malloc` is left alone: the runtime of the threads ends the process where it gets none.
+/// object lives: `operator new` in every form, `aligned_alloc`, `posix_memalign`, and the `malloc` of OpenCV's planes.
+/// That of others is left alone: the runtime of the threads ends the process where it gets none.
 class Refusal {
 public:
     enum Extent { kOne, kAllFromThere };

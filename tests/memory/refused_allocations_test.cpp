@@ -9,7 +9,9 @@
 #include "tests/memory/refusal.h"
 
 /// Read by LeakSanitizer: the blocks that OpenCV loses, see `refuse`.
-extern "C" const char* __lsan_default_suppressions() { return "leak:cv::Mat::create\n"; }
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+    return "leak:cv::Mat::create\n";
+}
 
 /// Every operation in turn, every allocation in turn: refused alone, and with all that come after it.
 

@@ -151,14 +151,15 @@ private:
     }
 
     void addCellByCell(Pixels<Pixel> pixels, float* weights, float* values) noexcept {
-        for (int left = pixels.cols; left > 0; left -= m_cells.sampling) {
-            pixels.cols = std::min(left, m_cells.sampling);
+        const int sampling = m_cells.sampling, gridZ = m_cells.gridZ;
+        for (int left = pixels.cols; left > 0; left -= sampling) {
+            pixels.cols = std::min(left, sampling);
             addExactly(pixels, m_sums);
-            moveSums(m_sums, m_cells.gridZ, weights, values);
+            moveSums(m_sums, gridZ, weights, values);
             pixels.values += pixels.cols;
             pixels.depths += pixels.cols;
-            weights += m_cells.gridZ;
-            values += m_cells.gridZ;
+            weights += gridZ;
+            values += gridZ;
         }
     }
 

@@ -6,16 +6,18 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/unit_scale.h"
 
 using namespace kestrova::frame;
 
 namespace {
 
-// The low bits of trunc(v), of which an `int` beyond its range, as well as not-a-number, has none.
+// The low bits of trunc(v), of which an `int` beyond its range, as well as NaN, has none.
 template <class Element>
 Element lowBits(float v) {
     const bool bInRange = v > -0x1p31f && v < 0x1p31f;
@@ -41,12 +43,6 @@ void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat
     parallelRows(out.rows, out.cols, [&](int y) noexcept {
         blendRow(in0.ptr<Element>(y), in1.ptr<Element>(y), alpha.ptr(y), out.ptr<Element>(y), out.cols, perAlpha);
     });
-}
-
-// `in`, or a copy where writing a pixel of `out` may change another pixel of `in`.
-cv::Mat safeFrom(const cv::Mat& out, const cv::Mat& in) {
-    const bool bSamePixels = in.data == out.data && in.step[0] == out.step[0] && in.type() == out.type();
-    return !bSamePixels && overlap(in, out) ? in.clone() : in;
 }
 
 KESTROVA_KERNEL void scaleRow(const uchar* src, uchar* dst, int n, float k) noexcept {
@@ -81,23 +77,26 @@ KESTROVA_KERNEL void sharpenRow(const ushort* __restrict above, const ushort* __
 }  // namespace
 
 void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k) {
+    checkPlanes(in0, in1, alpha);
     if (in0.type() != in1.type()) fail("ERROR - blendAlpha - in0.type()!=in1.type()");
-    if (in0.size != in1.size) fail("ERROR - blendAlpha - in0.size() !=in1.size()");
+    if (in0.size() != in1.size()) fail("ERROR - blendAlpha - in0.size() !=in1.size()");
     const int type = in0.type();
     if (type != CV_8UC1 && type != CV_16UC1 && type != CV_32FC1) fail("ERROR - blendAlpha - in0 type");
     if (alpha.type() != CV_8UC1) fail("ERROR - blendAlpha - alpha.type()!=CV_8UC1");
-    if (alpha.size != in0.size) fail("ERROR - blendAlpha - alpha.size()!=in0.size()");
+    if (alpha.rows < in0.rows || alpha.cols < in0.cols) fail("ERROR - blendAlpha - alpha.size()<in0.size()");
 
-    const cv::Mat mask = alpha;  // the output may take its place
-    out.create(in0.rows, in0.cols, type);
-    if (out.empty()) return;
-    const cv::Mat from0 = safeFrom(out, in0), from1 = safeFrom(out, in1), under = safeFrom(out, mask);
-    const float perAlpha = k * kPer255;
-    switch (type) {
-        case CV_8UC1: return blend<uchar>(from0, from1, under, out, perAlpha);
-        case CV_16UC1: return blend<ushort>(from0, from1, under, out, perAlpha);
-        default: return blend<float>(from0, from1, under, out, perAlpha);
-    }
+    orFailWithoutMemory("ERROR - blendAlpha - not enough memory", [&] {
+        cv::Mat plane = outputLike(out, in0.size(), type);
+        const auto sourceOf = [&](const cv::Mat& in) { return sourceBeside(plane, in, StillRead::kThatPixel); };
+        const cv::Mat from0 = sourceOf(in0), from1 = sourceOf(in1), under = sourceOf(alpha);
+        const float perAlpha = k * kPer255;
+        switch (type) {
+            case CV_8UC1: blend<uchar>(from0, from1, under, plane, perAlpha); break;
+            case CV_16UC1: blend<ushort>(from0, from1, under, plane, perAlpha); break;
+            default: blend<float>(from0, from1, under, plane, perAlpha);
+        }
+        out = plane;
+    });
 }
 
 void blendC(const uchar* src, int srcStep, uchar* dst, int dstStep, int width, int height, float k) {
@@ -110,21 +109,23 @@ void blendC(const uchar* src, int srcStep, uchar* dst, int dstStep, int width, i
 }
 
 void extremeSharpen(const cv::Mat& in, cv::Mat& out) {
+    checkPlane(in);
     if (in.type() != CV_16UC1) fail("ERROR - extremeSharpen - in.type()!=CV_16UC1");
-    cv::Mat from = in;
-    out.create(from.rows, from.cols, CV_16UC1);
-    if (from.empty()) return;
-    if (overlap(from, out)) from = from.clone();
-    const int right = from.cols - 1, bottom = from.rows - 1;
-    parallelRows(from.rows, from.cols, [&](int y) noexcept {
-        const ushort* const centre = from.ptr<ushort>(y);
-        ushort* const to = out.ptr<ushort>(y);
-        if (y == 0 || y == bottom) {
-            std::memcpy(to, centre, from.cols * sizeof(ushort));
-            return;
-        }
-        to[0] = centre[0];
-        sharpenRow(from.ptr<ushort>(y - 1), centre, from.ptr<ushort>(y + 1), to, from.cols);
-        to[right] = centre[right];
+    orFailWithoutMemory("ERROR - extremeSharpen - not enough memory", [&] {
+        cv::Mat plane = outputLike(out, in.size(), CV_16UC1);
+        const cv::Mat from = sourceBeside(plane, in, StillRead::kAnyRow);
+        const int right = from.cols - 1, bottom = from.rows - 1;
+        parallelRows(from.rows, from.cols, [&](int y) noexcept {
+            const ushort* const centre = from.ptr<ushort>(y);
+            ushort* const to = plane.ptr<ushort>(y);
+            if (y == 0 || y == bottom) {
+                std::memcpy(to, centre, from.cols * sizeof(ushort));
+                return;
+            }
+            to[0] = centre[0];
+            sharpenRow(from.ptr<ushort>(y - 1), centre, from.ptr<ushort>(y + 1), to, from.cols);
+            to[right] = centre[right];
+        });
+        out = plane;
     });
 }

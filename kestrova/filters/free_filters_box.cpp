@@ -1,7 +1,12 @@
 #include <opencv2/imgproc.hpp>
 
+#include <vector>
+
 #include "kestrova/filters/free_filters.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/tprogress.h"
 #include "kestrova/image/timage.h"
 #include "kestrova/rows/box_mirrored.h"
@@ -25,34 +30,62 @@ struct Reduction {
           radius(wholeRadius / factor) {}
 };
 
-void blurOnce(const cv::Mat& from, cv::Mat& to, int radius) {
-    to.create(from.size(), from.type());
-    if (from.type() == CV_16UC1)
-        filterBoxMirrored(from.ptr<ushort>(), from.step, to.ptr<ushort>(), to.step, {from.cols, from.rows}, radius);
-    else
-        filterBoxMirrored(from.ptr(), from.step, to.ptr(), to.step, {from.cols, from.rows}, radius);
-}
+/// A plane of the images, and what its passes need.
+struct PlaneWork {
+    cv::Mat whole, target;
+    cv::Mat reduced;  ///< the copy that the passes work on, if there is one
+    cv::Mat result;   ///< `target` itself where it may be written at once
 
-/// True if `progress` stopped the work; the plane of `out` is then as it was.
-bool blurPlane(const TImage& in, TImage& out, int plane, const Reduction& reduction, int iterations,
-               TProgress* progress) {
-    const cv::Mat whole = in.toMat(plane), target = out.toMat(plane);
-    const bool bReduced = reduction.factor > 1;
-    // Written at once, without a plane between, where nobody can stop the passes.
-    const bool bDirect = target.size() == whole.size() && (bReduced || !progress);
-    cv::Mat result = bDirect ? target : cv::Mat();
+    PlaneWork(const TImage& in, const TImage& out, int plane, const Reduction& reduction, const TProgress* progress)
+        : whole(in.toMat(plane)), target(out.toMat(plane)) {
+        if (whole.empty()) fail("ERROR - tFilterBox - in_p has no pixels");
+        if (out.size() == in.size() && target.empty()) fail("ERROR - tFilterBox - out_p has no pixels");
+        const bool bReduced = reduction.factor > 1;
+        if (bReduced) reduced.create(reduction.size, whole.type());
+        // A plane between is spared where neither the host can stop the passes nor OpenCV's resize the memory run out.
+        const bool bAtOnce = target.size() == whole.size() && (bReduced ? !inPlace() : !progress);
+        result = bAtOnce ? target : cv::Mat(whole.size(), whole.type());
+    }
 
-    cv::Mat current = whole;
-    if (bReduced) cv::resize(whole, current, reduction.size, 0, 0, cv::INTER_LINEAR);
-    cv::Mat& blurred = bReduced ? current : result;
-    for (int i = 0; i < iterations; ++i) {
-        blurOnce(current, blurred, reduction.radius);
-        current = blurred;
+    bool inPlace() const { return overlap(whole, target); }
+    bool isWritten() const { return result.data == target.data; }
+};
+
+/// True if `progress` stopped the work; `result` means nothing then.
+template <class Element>
+bool blurPlane(PlaneWork& work, MirroredBox<Element>& box, bool bReduced, int iterations, TProgress* progress) {
+    if (bReduced) cv::resize(work.whole, work.reduced, work.reduced.size(), 0, 0, cv::INTER_LINEAR);
+    cv::Mat& blurred = bReduced ? work.reduced : work.result;
+    const cv::Mat* from = bReduced ? &work.reduced : &work.whole;
+    for (int i = 0; i < iterations; ++i, from = &blurred) {
+        box.filter({from->ptr<Element>(), stepOf(*from)}, {blurred.ptr<Element>(), stepOf(blurred)});
         if (progress && progress->prog()) return true;
     }
-    if (bReduced) cv::resize(current, result, whole.size(), 0, 0, cv::INTER_LINEAR);
-    if (!bDirect) out.fromMat(result, plane);
+    if (bReduced) cv::resize(work.reduced, work.result, work.whole.size(), 0, 0, cv::INTER_LINEAR);
     return false;
+}
+
+/// True if `progress` stopped the work. Memory is taken before anything is written; in place nothing is written before
+/// OpenCV's last resize either.
+template <class Element>
+bool blur(const TImage& in, TImage& out, int planes, const Reduction& reduction, int iterations, TProgress* progress) {
+    std::vector<PlaneWork> works;
+    for (int plane = 0; plane < planes; ++plane) works.emplace_back(in, out, plane, reduction, progress);
+    MirroredBox<Element> box({reduction.size.width, reduction.size.height}, reduction.radius);
+    std::vector<int> finished;
+    finished.reserve(works.size());
+    bool bStopped = false;
+    for (int plane = 0; plane < planes && !bStopped; ++plane) {
+        PlaneWork& work = works[static_cast<std::size_t>(plane)];
+        bStopped = blurPlane(work, box, reduction.factor > 1, iterations, progress);
+        if (bStopped || work.isWritten()) continue;
+        if (work.inPlace())
+            finished.push_back(plane);
+        else
+            out.fromMat(work.result, plane);
+    }
+    for (int plane : finished) out.fromMat(works[static_cast<std::size_t>(plane)].result, plane);
+    return bStopped;
 }
 
 }  // namespace
@@ -67,10 +100,11 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int iterations, T
         if (type != TImage::IM_Y16U && type != TImage::IM_C8U) fail("tFilterBox - type not supported");
         const Reduction reduction(in_p->size(), radius);
         if (reduction.size.empty()) fail("ERROR - tFilterBox - image smaller than reduction factor");
-        const int planes = type == TImage::IM_C8U ? 2 : 1;
-        if (in_p->toMat(0).empty() || in_p->toMat(planes - 1).empty()) fail("ERROR - tFilterBox - in_p has no pixels");
-        for (int plane = 0; plane < planes; ++plane)
-            if (blurPlane(*in_p, *out_p, plane, reduction, iterations, progress)) return true;
+        const bool bStopped = orFailWithoutMemory("ERROR - tFilterBox - not enough memory", [&] {
+            return type == TImage::IM_Y16U ? blur<ushort>(*in_p, *out_p, 1, reduction, iterations, progress)
+                                           : blur<uchar>(*in_p, *out_p, 2, reduction, iterations, progress);
+        });
+        if (bStopped) return true;
     }
     return progress && progress->prog();
 }

@@ -48,9 +48,9 @@ public:
     /// @param q gets size and type of `guide[0]`; its values, v = sum of guide times slope, plus b times 255 or 65535,
     /// are rounded to nearest, ties to even, and saturated. It may be a plane of the guide, or overlap one.
     ///
-    /// For any other depth of `guide[0]` `q` is a copy of it; this is intentional. Throws "ERROR - TGuidedFilter::proc
-    /// - input vector size is not correct." for another number of planes, and a text for planes that do not fit each
-    /// other or a model that is missing, before anything is written.
+    /// For any other depth of `guide[0]` `q` is a copy of it; this is intentional. Throws
+    /// "ERROR - TGuidedFilter::proc - input vector size is not correct." for another number of planes, and a text for
+    /// planes that do not fit each other or a model that is missing, before anything is written.
     void proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
     /// The whole filter in strips of 600 rows (one strip below 2250000 pixels or 600 rows), apart from the model.

@@ -7,9 +7,9 @@
 
 namespace kestrova::frame {
 
-/// Calls `work`; throws `text`, a literal, where it finds no memory.
+/// Calls `work` and returns what it returns; throws `text`, a literal, where it finds no memory. Internal.
 template <class Work>
-void orFailWithoutMemory(const char* text, const Work& work) {
+auto orFailWithoutMemory(const char* text, const Work& work) {
     try {
         return work();
     } catch (const std::bad_alloc&) {

@@ -48,4 +48,11 @@ inline cv::Mat sourceBeside(const cv::Mat& out, const cv::Mat& in, StillRead sti
     return (stillRead != StillRead::kAnyRow && harmless) || !overlap(in, out) ? in : in.clone();
 }
 
+/// Makes `out` a copy of `in`.
+inline void assignCopy(const cv::Mat& in, cv::Mat& out) {
+    cv::Mat plane = outputLike(out, in.size(), in.type());
+    sourceBeside(plane, in, StillRead::kThatPixel).copyTo(plane);
+    out = plane;
+}
+
 }  // namespace kestrova::frame

@@ -8,9 +8,14 @@
 #include <utility>
 #include <vector>
 
-/// The one place that opens parallel regions: strips of rows, or tasks of unequal cost, handed to the host's OpenMP
-/// team. Work too small to pay for waking a team, and work inside a parallel region of the host, runs on the calling
-/// thread. No throw may leave a parallel region: the work is `noexcept`, and scratch is made before the region begins.
+// The one place that opens parallel regions: strips of rows, or tasks of unequal cost, handed to the host's OpenMP
+// team. Work too small to pay for waking a team, and work inside a parallel region of the host, runs on the calling
+// thread. No throw may leave a parallel region: the work is `noexcept`, and scratch is made before the region begins.
+//
+// Where the system refuses a thread to the OpenMP runtime, libgomp prints a message and ends the process: no library
+// can catch that. A team therefore never has more threads than strips or tasks, nor than `omp_get_max_threads()`, and
+// teams are kept by the runtime: a host that wants the threads made at a moment of its choice makes one parallel call
+// then, and one that knows of a limit below the number of processors calls `omp_set_num_threads`. Internal.
 
 namespace kestrova::frame {
 
@@ -22,7 +27,7 @@ class Strips {
 public:
     /// `cols` is about the work of a row, in elements.
     Strips(int rows, int cols, int blockRows = 1)
-        : m_rows(rows), m_blockRows(blockRows), m_blocks((rows + blockRows - 1) / blockRows) {
+        : m_rows(rows), m_blockRows(blockRows), m_blocks(rows < 1 ? 0 : (rows - 1) / blockRows + 1) {
         const std::size_t elements = static_cast<std::size_t>(std::max(rows, 0)) * static_cast<std::size_t>(cols);
         const bool forks = m_blocks > 1 && elements >= kForkElements && !omp_in_parallel();
         m_count = forks ? std::min(m_blocks, omp_get_max_threads()) : 1;
@@ -48,19 +53,23 @@ void forEachStrip(const Strips& strips, const Work& work) {
     for (int s = 0; s < strips.count(); ++s) work(strips.first(s), strips.end(s));
 }
 
+/// Calls `work(first, end, scratch)` likewise, with an element of `scratch` for each strip: takes no memory.
+template <class Scratch, class Work>
+void forEachStripWith(const Strips& strips, std::vector<Scratch>& scratch, const Work& work) {
+    static_assert(noexcept(work(0, 0, scratch[0])), "no throw may cross the boundary of a parallel region");
+    if (strips.count() == 1) return work(strips.first(0), strips.end(0), scratch[0]);
+#pragma omp parallel for schedule(static) num_threads(strips.count())
+    for (int s = 0; s < strips.count(); ++s) work(strips.first(s), strips.end(s), scratch[static_cast<std::size_t>(s)]);
+}
+
 /// Calls `work(first, end, scratch)` likewise, `scratch` being what `makeScratch(strip)` has made for the strip, on the
 /// calling thread, before the first call of `work`.
 template <class MakeScratch, class Work>
 void forEachStrip(const Strips& strips, const MakeScratch& makeScratch, const Work& work) {
-    using Scratch = std::decay_t<decltype(makeScratch(0))>;
-    static_assert(noexcept(work(0, 0, std::declval<Scratch&>())),
-                  "no throw may cross the boundary of a parallel region");
-    std::vector<Scratch> scratch;
+    std::vector<std::decay_t<decltype(makeScratch(0))>> scratch;
     scratch.reserve(static_cast<std::size_t>(strips.count()));
     for (int s = 0; s < strips.count(); ++s) scratch.push_back(makeScratch(s));
-    if (strips.count() == 1) return work(strips.first(0), strips.end(0), scratch[0]);
-#pragma omp parallel for schedule(static) num_threads(strips.count())
-    for (int s = 0; s < strips.count(); ++s) work(strips.first(s), strips.end(s), scratch[static_cast<std::size_t>(s)]);
+    forEachStripWith(strips, scratch, work);
 }
 
 /// Calls `row(r)` for each r in [0, rows), a row costing about `cols` elements of work.

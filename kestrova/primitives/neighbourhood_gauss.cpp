@@ -1,10 +1,12 @@
 #include <type_traits>
 
+#include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/memory_status.h"
 #include "kestrova/primitives/neighbourhood.h"
 #include "kestrova/rows/gauss_rows.h"
-#include "kestrova/rows/window.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::primitives;
 using namespace kestrova::rows;
 
 namespace {
@@ -15,18 +17,18 @@ template <class Gauss, class Element>
 IppStatus filter(Plane<const Element> src, Plane<Element> dst, IppiSize size) {
     using Sum = std::conditional_t<std::is_floating_point_v<Element>, double, int>;
     constexpr int kRadius = Gauss::kRadius;
-    const int strips = stripCount(size.height, size.width);
-    const auto scratch = allocateScratch<Sum>(strips, gauss_rows::kScratch<Gauss>);
-    if (!scratch) return ippStsNoMemErr;
-    parallelStrips(strips, size.height, [&](int first, int end, int s) noexcept {
+    const auto filterStrip = [&](int first, int end, const Scratch<Sum>& scratch) noexcept {
         for (int y = first; y < end; ++y) {
             const Element* rows[2 * kRadius + 1];
             for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = src.row(y - kRadius + i) - kRadius;
-            gauss_rows::filterRow<Gauss>(rows, dst.row(y), size.width,
-                                         scratch.get() + std::ptrdiff_t(s) * gauss_rows::kScratch<Gauss>);
+            gauss_rows::filterRow<Gauss>(rows, dst.row(y), size.width, scratch.row(0));
         }
+    };
+    return orNoMemory([&] {
+        forEachStrip(
+            Strips(size.height, size.width), [](int) { return Scratch<Sum>(1, gauss_rows::kScratch<Gauss>); },
+            filterStrip);
     });
-    return ippStsNoErr;
 }
 
 template <class Element>

@@ -1,19 +1,60 @@
 #pragma once
 
+#include <opencv2/core/hal/interface.h>
+
 #include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+
+// What the sums under a box become: its means. Internal.
 
 namespace kestrova::rows {
 
-/// How `ippiFilterBox_32f_C1R` sums, for filters that take box means of planes which they never store.
+/// Column sums of floats begin anew, from the top of the window down, at the first of every so many rows of the region.
+inline int boxBlockRows(int maskHeight) {
+    return maskHeight == 1 ? 1 : std::max(maskHeight > INT_MAX / 2 ? INT_MAX : 2 * maskHeight, 64);
+}
 
-/// Column sums begin anew, from the top of the window down, at the first of every so many rows of the region. Between,
-/// the row that enters the window less the row that leaves it is added, unless a value that is not finite leaves: then
-/// all sums begin anew too.
-inline int boxBlockRows(int maskHeight) { return maskHeight == 1 ? 1 : std::max(2 * maskHeight, 64); }
+inline std::uint64_t boxArea(int maskWidth, int maskHeight) {
+    return static_cast<std::uint64_t>(maskWidth) * static_cast<std::uint64_t>(maskHeight);
+}
 
-/// means[x] = mean of the `maskWidth` by `maskHeight` window whose columns have the sums columns[x],
-/// columns[x + 1], ...; x < n. `scratch` and `otherScratch` hold n + `maskWidth` sums each.
-void boxMeansAcross(const double* columns, int maskWidth, int maskHeight, double* scratch, double* otherScratch,
-                    float* means, int n) noexcept;
+/// floor((sum + area / 2) / area) as a product with ceil(2^shift / area), which is exact for sums below 2^31
+/// (T. Granlund and P. L. Montgomery, "Division by Invariant Integers using Multiplication", 1994).
+template <class Element>
+struct MeanOfWords {
+    std::uint32_t half, multiplier;
+    int shift = 31;
+
+    explicit MeanOfWords(std::uint64_t area) : half(static_cast<std::uint32_t>(area / 2)) {
+        while (std::uint64_t{1} << (shift - 31) < area) ++shift;
+        multiplier = static_cast<std::uint32_t>(((std::uint64_t{1} << shift) + area - 1) / area);
+    }
+    Element operator()(std::uint32_t sum) const {
+        return static_cast<Element>(static_cast<std::uint64_t>(sum + half) * multiplier >> shift);
+    }
+};
+
+/// The same for larger sums: (n + 1/2) / area is at least 2^-33 away from a whole number, as there are at most 2^32
+/// cells, and is rounded by less than 2^-35, being below 2^16.
+template <class Element>
+struct MeanOfLargeWords {
+    double half, reciprocal;
+
+    explicit MeanOfLargeWords(std::uint64_t area)
+        : half(std::floor(static_cast<double>(area) / 2) + 0.5), reciprocal(1 / static_cast<double>(area)) {}
+    template <class Sum>
+    Element operator()(Sum sum) const {
+        return static_cast<Element>(static_cast<int>((static_cast<double>(sum) + half) * reciprocal));
+    }
+};
+
+struct MeanOfFloats {
+    double reciprocal;
+
+    explicit MeanOfFloats(std::uint64_t area) : reciprocal(1 / static_cast<double>(area)) {}
+    float operator()(double sum) const { return static_cast<float>(sum * reciprocal); }
+};
 
 }  // namespace kestrova::rows

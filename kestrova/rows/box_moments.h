@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <vector>
 
+#include "kestrova/rows/box_columns.h"
+#include "kestrova/rows/scratch.h"
+
 namespace kestrova::rows {
 
 /// What a box mean is taken of: a plane, or the product of two planes. Planes are named by their number.
@@ -29,7 +32,7 @@ struct KeptRows {
 
 /// Means over windows of 2r + 1 pixels a side, of several moments of planes of one size, row by row from one sweep of
 /// their column sums: neither products nor borders are stored. Each mean has the bits that `ippiFilterBox_32f_C1R`
-/// gives on the stored product. Only the constructor allocates. Internal.
+/// gives on the stored product. The constructor takes all memory and throws `std::bad_alloc`. Internal.
 class BoxMoments {
 public:
     BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r, BoxBorder border);
@@ -54,11 +57,11 @@ public:
 
 private:
     int side() const { return 2 * m_r + 1; }
-    int columnsCovered() const { return m_size.width + 2 * m_r; }
+    int margin() const { return (m_size.width + 2 * m_r - m_planeSize.width) / 2; }
     /// The row of the planes at row `i` of what all windows cover.
     int planeRow(int i) const;
     const float* row(int plane, int i) const { return m_planes[static_cast<std::size_t>(plane)].row(planeRow(i)); }
-    void moveColumns(Moment moment, double* sums, int y) const noexcept;
+    void moveColumns(Moment moment, FloatColumns& columns, int y) const noexcept;
 
     std::vector<KeptRows> m_planes;
     cv::Size m_planeSize;
@@ -66,11 +69,10 @@ private:
     int m_r;
     BoxBorder m_border;
     cv::Size m_size;
-    int m_top = 0;  ///< the first row of a block
-    // Rows of whole cache lines, from whose boundaries on sums across columns are taken.
-    cv::Mat m_columns;  ///< for each moment the sums of the columns under the windows of a row
-    cv::Mat m_scratch;  ///< two rows for `boxMeansAcross`
-    cv::Mat m_means;    ///< for each moment a stretch
+    int m_top = 0;                        ///< the first row of a block
+    std::vector<FloatColumns> m_columns;  ///< for each moment the sums of the columns under the windows of a row
+    Scratch<double> m_halves;             ///< two rows for sums across
+    Scratch<float> m_means;               ///< for each moment a stretch
     std::vector<const float*> m_stretches;
 };
 

@@ -5,7 +5,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/rows/window.h"
 
-/// Rows of `ippiFilterGauss`, for work that smooths and goes on with the row. Internal.
+// Rows of `ippiFilterGauss`, also for work that smooths and goes on with the row. Internal.
+
 namespace kestrova::rows::gauss_rows {
 
 /// One quadrant of each kernel, by the distances from the centre.
@@ -44,8 +45,9 @@ KESTROVA_KERNEL void weighColumns(const Element* const* windowRows, Sum* __restr
     }
 }
 
+/// dst[x]: the mean of the window whose columns have the weighted sums x .. x + 2 kRadius.
 template <class Gauss, class Element, class Sum>
-KESTROVA_KERNEL void joinColumns(const Sum* __restrict sums, int columns, Element* __restrict dst, int n) noexcept {
+KESTROVA_KERNEL void weighAcross(const Sum* __restrict sums, int columns, Element* __restrict dst, int n) noexcept {
     constexpr int kRadius = Gauss::kRadius;
     for (int x = 0; x < n; ++x) {
         const Sum* centre = sums + x + kRadius;
@@ -69,7 +71,7 @@ void filterRow(const Element* const* windowRows, Element* dst, int width, Sum* s
         for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = windowRows[i] + x;
         const int n = std::min(kTile, width - x);
         weighColumns<Gauss>(rows, scratch, n + 2 * kRadius);
-        joinColumns<Gauss>(scratch, n + 2 * kRadius, dst + x, n);
+        weighAcross<Gauss>(scratch, n + 2 * kRadius, dst + x, n);
     }
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "kestrova/frame/parallel.h"
 #include "kestrova/rows/plane.h"
+#include "kestrova/rows/scratch.h"
+
+// What filters over a neighbourhood have in common. Internal.
 
 namespace kestrova::rows {
 
@@ -25,8 +26,10 @@ struct Window {
     int below() const { return height - 1 - above; }
 };
 
+/// The status of a mask and an anchor over a region; columns and rows that they cover are counted in an `int`.
 inline IppStatus checkWindow(IppiSize mask, IppiPoint anchor, IppiSize region) {
-    if (mask.width <= 0 || mask.height <= 0 || mask.width > INT_MAX - region.width) return ippStsMaskSizeErr;
+    if (mask.width <= 0 || mask.width > INT_MAX - region.width) return ippStsMaskSizeErr;
+    if (mask.height <= 0 || mask.height > INT_MAX - region.height) return ippStsMaskSizeErr;
     if (anchor.x < 0 || anchor.x >= mask.width || anchor.y < 0 || anchor.y >= mask.height) return ippStsAnchorErr;
     return ippStsNoErr;
 }
@@ -34,84 +37,72 @@ inline IppStatus checkWindow(IppiSize mask, IppiPoint anchor, IppiSize region) {
 /// So many columns at a time are worked on where sums are kept between two passes: they stay in the first-level cache.
 constexpr int kTile = 1024;
 
-/// `rows` rows of `columns` elements that nobody has set; null if there is no memory.
-template <class Element>
-std::unique_ptr<Element[]> allocateScratch(std::size_t rows, int columns) {
-    return std::unique_ptr<Element[]>(new (std::nothrow) Element[rows * static_cast<std::size_t>(columns)]);
-}
-
 /// The plane with its rows from the first covered column on.
 template <class Element>
 Plane<const Element> covered(Plane<const Element> plane, Window window) {
     return {plane.elements - window.left, plane.step};
 }
 
-/// The rows under the windows of a plane that is only read. `Rows` is the `covered` plane, or stands for it.
+/// The rows under the windows of a strip of a plane that is only read. `Rows` is the `covered` plane, or something that
+/// has a `row(y)` like it.
 template <class Element, class Rows = Plane<const Element>>
 class SourceRows {
 public:
-    explicit SourceRows(Rows rows) : m_rows(rows) {}
+    SourceRows(const Window&, int /*first*/, int /*end*/) {}
 
-    SourceRows strip(const Strips&, int) const { return *this; }
+    void begin(Rows rows) { m_rows = rows; }
     const Element* row(int y) const { return m_rows.row(y); }
     void keep(int) {}
 
 private:
-    Rows m_rows;
+    Rows m_rows{};
 };
 
-/// The same of a plane whose region is being overwritten, from top to bottom in every strip: its rows as they were.
-/// Copies are held of the rows that a strip has passed, as far up as the windows of this row and the one before reach,
-/// and of the rows around the strip, which belong to others: as many as the window is high.
+/// The same of a plane whose region is being overwritten, every strip from top to bottom: its rows as they were. Copies
+/// are kept of two kinds of rows: those that the strip [first, end) has passed, as far up as the windows of this row
+/// and the one before reach; and those above and below the strip, which other strips write. Together they are as many
+/// as the window is high. The constructor takes all memory.
 template <class Element, class Rows = Plane<const Element>>
 class OriginalRows {
 public:
-    OriginalRows(Rows rows, Window window, const Strips& strips)
-        : m_rows(rows),
-          m_window(window),
-          m_copies(allocateScratch<Element>(static_cast<std::size_t>(window.height) * strips.count(), window.columns)) {
-        if (!m_copies) return;
-        for (int s = 0; s < strips.count(); ++s) {
-            const Strip own = strip(strips, s);
-            for (int y = own.first - window.above; y < own.first; ++y) own.copy(y);
-            for (int y = own.end; y < own.end + window.below(); ++y) own.copy(y);
-        }
+    OriginalRows(const Window& window, int first, int end)
+        : m_above(window.above),
+          m_below(window.below()),
+          m_first(first),
+          m_end(end),
+          m_columns(static_cast<std::size_t>(window.columns)),
+          m_copies(static_cast<std::size_t>(window.height), m_columns) {}
+
+    /// To be called for every strip before the first row is written.
+    void begin(Rows rows) {
+        m_rows = rows;
+        m_next = m_first;
+        for (int y = m_first - m_above; y < m_first; ++y) copy(y);
+        for (int y = m_end; y < m_end + m_below; ++y) copy(y);
     }
 
-    bool allocated() const { return m_copies != nullptr; }
+    const Element* row(int y) const { return y < m_next || y >= m_end ? copyOf(y) : m_rows.row(y); }
 
-    struct Strip {
-        const OriginalRows* all;
-        Element* copies;
-        int first, end;
-        int next = first;
-
-        const Element* row(int y) const { return y < next || y >= end ? copyOf(y) : all->m_rows.row(y); }
-
-        /// To be called before row `y` is overwritten.
-        void keep(int y) {
-            copy(y);
-            next = y + 1;
-        }
-
-        void copy(int y) const { std::memcpy(copyOf(y), all->m_rows.row(y), sizeof(Element) * all->m_window.columns); }
-
-        Element* copyOf(int y) const {
-            const int passed = all->m_window.above + 1;
-            const int slot = y < end ? (y - first + passed) % passed : passed + y - end;
-            return copies + static_cast<std::ptrdiff_t>(slot) * all->m_window.columns;
-        }
-    };
-
-    Strip strip(const Strips& strips, int s) const {
-        Element* copies = m_copies.get() + static_cast<std::ptrdiff_t>(s) * m_window.height * m_window.columns;
-        return {this, copies, strips.first(s), strips.end(s)};
+    /// To be called before row `y` is overwritten.
+    void keep(int y) {
+        copy(y);
+        m_next = y + 1;
     }
 
 private:
-    Rows m_rows;
-    Window m_window;
-    std::unique_ptr<Element[]> m_copies;
+    void copy(int y) { std::memcpy(copyOf(y), m_rows.row(y), sizeof(Element) * m_columns); }
+
+    Element* copyOf(int y) const {
+        const int passed = m_above + 1;
+        const int slot = y < m_end ? (y - m_first + passed) % passed : passed + y - m_end;
+        return m_copies.row(static_cast<std::size_t>(slot));
+    }
+
+    Rows m_rows{};
+    int m_above, m_below;
+    int m_first, m_end, m_next = 0;
+    std::size_t m_columns;
+    Scratch<Element> m_copies;
 };
 
 }  // namespace kestrova::rows

@@ -203,6 +203,22 @@ TEST(BlendAlphaTest, EmptyPlanesGiveAnEmptyPlane) {
     EXPECT_TRUE(out.empty());
 }
 
+TEST(BlendAlphaTest, ALargerAlphaIsReadFromTheTopLeft) {
+    for (int type : {CV_8UC1, CV_16UC1, CV_32FC1}) {
+        const cv::Mat in0 = randomPlane(20, 31, type), in1 = randomPlane(20, 31, type, 2);
+        const cv::Mat alpha = randomPlane(25, 40, CV_8UC1, 3);
+        cv::Mat expected, out;
+        blendAlpha(in0, in1, alpha(cv::Rect(0, 0, 31, 20)).clone(), expected, 0.75f);
+        blendAlpha(in0, in1, alpha, out, 0.75f);
+        EXPECT_TRUE(samePixels(expected, out));
+        const cv::Mat bytes0 = randomPlane(20, 31, CV_8UC1, 4), bytes1 = randomPlane(20, 31, CV_8UC1, 5);
+        cv::Mat shared = alpha.clone();  // which the output replaces
+        blendAlpha(bytes0, bytes1, alpha, expected, 0.75f);
+        blendAlpha(bytes0, bytes1, shared, shared, 0.75f);
+        EXPECT_TRUE(samePixels(expected, shared));
+    }
+}
+
 TEST(BlendAlphaTest, FailsInOrderAndLeavesTheOutputAsItWas) {
     const cv::Mat a(4, 5, CV_8UC1, cv::Scalar(1)), wide(4, 6, CV_8UC1, cv::Scalar(2));
     const cv::Mat words(4, 5, CV_16UC1, cv::Scalar(3)), three(4, 5, CV_8UC3), ints(4, 5, CV_32SC1);
@@ -221,9 +237,11 @@ TEST(BlendAlphaTest, FailsInOrderAndLeavesTheOutputAsItWas) {
     EXPECT_FAILURE(blendAlpha(a, a, words, out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
     EXPECT_FAILURE(blendAlpha(a, a, cv::Mat(4, 6, CV_16UC1), out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
     EXPECT_FAILURE(blendAlpha(a, a, three, out, 1), "ERROR - blendAlpha - alpha.type()!=CV_8UC1");
-    for (const cv::Mat& other : {wide, high, turned})
-        EXPECT_FAILURE(blendAlpha(a, a, other, out, 1), "ERROR - blendAlpha - alpha.size()!=in0.size()");
-    EXPECT_FAILURE(blendAlpha(a, a, cv::Mat(), out, 1), "ERROR - blendAlpha - alpha.size()!=in0.size()");
+    for (const cv::Mat& other : {turned, cv::Mat(3, 6, CV_8UC1), cv::Mat(5, 4, CV_8UC1), cv::Mat()})
+        EXPECT_FAILURE(blendAlpha(a, a, other, out, 1), "ERROR - blendAlpha - alpha.size()<in0.size()");
+    const cv::Mat cube(std::vector<int>{4, 5, 2}, CV_8UC1);
+    EXPECT_FAILURE(blendAlpha(cube, cube, cube, out, 1), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(blendAlpha(a, a, cube, out, 1), "ERROR - plane - dims>2");
     EXPECT_EQ(out.data, data);
     EXPECT_TRUE(samePixels(before, out));
 }

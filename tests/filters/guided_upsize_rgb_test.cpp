@@ -373,8 +373,26 @@ TEST(GuidedUpsizeRgbTest, RefusesPlanesThatDoNotFit) {
     for (int n : {1, 3})
         EXPECT_FAILURE(run(guide, lowFor(guide, n, CV_32FC1), n, kCubic),
                        "ERROR - upSizeNXGuidedByRGB - low.type() != CV_8UC1 && low.type() != CV_16UC1");
-    for (int interp : {0, 3, 257})
-        EXPECT_FAILURE(run(guide, low, 3, interp), "ERROR - upSizeNXGuidedByRGB - interp is not 1, 2 or 4");
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(GuidedUpsizeRgbTest, OtherInterpolationCodesLeaveTheReducedGuideAtZero) {
+    Planes guide = colours(20, 30, CV_8UC1);
+    const cv::Mat low = lowFor(guide, 3, CV_8UC1);
+    const cv::Mat expected = byTheFilter(guide, Planes(3, cv::Mat::zeros(low.size(), CV_8UC1)), low);
+    for (int interp : {0, 3, 257}) EXPECT_TRUE(samePixels(expected, enlarged(guide, low, 3, interp))) << interp;
+}
+
+TEST(GuidedUpsizeRgbTest, ThreeDimensionsAreRefused) {
+    const cv::Mat cube(std::vector<int>{4, 4, 4}, CV_8UC1);
+    Planes guide = colours(20, 30, CV_8UC1), cubes(3, cube);
+    cv::Mat out, p = cube;
+    EXPECT_FAILURE(upSizeNXGuidedByRGB(guide, cube, out, 2, true, kCubic, kRadius, kEps), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(upSizeNXGuidedByRGB(cubes, guide[0], out, 2, false, kCubic, kRadius, kEps),
+                   "ERROR - plane - dims>2");
+    EXPECT_FAILURE(filterGuidedByRGB(guide, p, kRadius, kEps), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(upSize2XGuidedByY(cube, guide[0], out, true, kCubic, kRadius, kEps), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(upSizeNXGuidedByY(guide[0], cube, out, 1, true, kCubic, kRadius, kEps), "ERROR - plane - dims>2");
     EXPECT_TRUE(out.empty());
 }
 

@@ -407,7 +407,7 @@ TEST(TPImageEdgesTest, PlanesWithoutPixelsFailInTheResampling) {
     const cv::Mat half = randomPlane(2, 2, CV_16UC1), none8(0, 0, CV_8UC1), none16(0, 0, CV_16UC1);
     cv::Mat out;
     EXPECT_TRACED_FAILURE(Edges::fullToEdge(none16, half, out), trace);
-    EXPECT_THROW(Edges::fullToEdge(none16, none16, out), cv::Exception);
+    EXPECT_FAILURE(Edges::fullToEdge(none16, none16, out), "ERROR - downSize2X - in.empty()");
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, out, 1), trace);
     EXPECT_TRACED_FAILURE(Edges::edgeToFull(none8, half, half, out, 0, 1), trace);
     for (int side : {1, 2}) {  // a step from 0 to 1 would do but for the pixels

@@ -166,5 +166,6 @@ std::vector<Operation> curvesOperations() {
                               const Plane y = plane(CV_16UC1), out = plane(CV_8UC1, 5, 2, 3);
                               return Attempt{[=] { rule->applyYLUT(*y, *out); }, [=] { return Seen().plane(*out); }};
                           }});
+    document(Thrown::kTextOrAllocators, {"TSpline_", "TLut8U_setup", "TLut16U_setup"}, operations);
     return operations;
 }

@@ -182,5 +182,7 @@ std::vector<Operation> imageOperations() {
     operations.push_back(intoPlane("TPImage_edgeToFull_New", before, [=](cv::Mat& out) {
         Edges().edgeToFull(edge, planeHalf, otherHalf, out, 0.01f, 2.0f);
     }));
+    document(Thrown::kTextOrAllocators,
+             {"TPImage_TPImage", "TPImage_create", "TPImage_clone", "TPImage_copyTo", "TPImage_MatRoi"}, operations);
     return operations;
 }

@@ -33,3 +33,9 @@ std::size_t Seen::firstDifference(const Seen& a, const Seen& b) {
     const auto end = std::mismatch(a.m_parts.begin(), a.m_parts.end(), b.m_parts.begin(), b.m_parts.end());
     return static_cast<std::size_t>(end.first - a.m_parts.begin());
 }
+
+void document(Thrown thrown, const std::vector<std::string>& beginnings, std::vector<Operation>& operations) {
+    for (const std::string& beginning : beginnings)
+        for (Operation& operation : operations)
+            if (operation.name.rfind(beginning, 0) == 0) operation.thrown = thrown;
+}

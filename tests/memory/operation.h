@@ -39,11 +39,22 @@ enum class Promise {
     kDoneOrUntouched,   ///< no failure where nothing is changed
 };
 
+/// How the failure is documented.
+enum class Thrown {
+    kText,
+    kTextOrAllocators,  ///< what allocators throw passes through: `std::bad_alloc`, and OpenCV's own exception
+    kTextOrZero,        ///< the integer 0
+};
+
 struct Operation {
     std::string name;
     std::function<Attempt()> prepare;
     Promise promise = Promise::kNothingChanged;
+    Thrown thrown = Thrown::kText;
 };
+
+/// Those whose names begin so are documented to throw something else than a text.
+void document(Thrown thrown, const std::vector<std::string>& beginnings, std::vector<Operation>& operations);
 
 inline void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
 

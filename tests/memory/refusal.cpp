@@ -1,5 +1,7 @@
 #include "tests/memory/refusal.h"
 
+// Runs before a sanitizer is ready, and so is built without any.
+
 #include <dlfcn.h>
 #include <link.h>
 
@@ -11,29 +13,20 @@
 #include <cstring>
 #include <new>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KESTROVA_ADDRESS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KESTROVA_ADDRESS_SANITIZER
-#endif
-#endif
-
 // Where the runtime of a sanitizer is part of the program, these are its own versions of what this file replaces.
 extern "C" __attribute__((weak)) int __interceptor_posix_memalign(void**, std::size_t, std::size_t);
 extern "C" __attribute__((weak)) void* __interceptor_aligned_alloc(std::size_t, std::size_t);
 extern "C" __attribute__((weak)) void* __interceptor_malloc(std::size_t);
-#ifndef KESTROVA_ADDRESS_SANITIZER
+extern "C" __attribute__((weak)) void __interceptor_free(void*);
 extern "C" void __libc_free(void*);
-#endif
 
 // Other libraries are to find these.
 #pragma GCC visibility push(default)
 extern "C" {
-int posix_memalign(void**, std::size_t, std::size_t);
-void* aligned_alloc(std::size_t, std::size_t);
-void* malloc(std::size_t);
-void free(void*);
+int posix_memalign(void**, std::size_t, std::size_t) noexcept;
+void* aligned_alloc(std::size_t, std::size_t) noexcept;
+void* malloc(std::size_t) noexcept;
+void free(void*) noexcept;
 }
 #pragma GCC visibility pop
 
@@ -41,10 +34,11 @@ namespace {
 
 std::atomic<bool> armed{false}, refused{false}, tracking{false};
 std::atomic<int> left{0};
-std::atomic<std::size_t> refusedBytes{0};
+std::atomic<std::size_t> refusedBytes{0}, largestBlock{SIZE_MAX};
 std::atomic<Refusal::Extent> armedExtent{Refusal::kOne};
 
 bool refuse(std::size_t bytes) {
+    if (bytes > largestBlock) return true;
     if (!armed) return false;
     const int before = left--;
     const bool now = before == 0 || (before < 0 && armedExtent == Refusal::kAllFromThere);
@@ -102,9 +96,7 @@ private:
 BlockSet liveBlocks;
 
 void* remember(void* block) {
-#ifndef KESTROVA_ADDRESS_SANITIZER
     if (block && tracking) liveBlocks.insert(block);
-#endif
     return block;
 }
 
@@ -181,6 +173,11 @@ void Refusal::end() { armed = false; }
 bool Refusal::happened() { return refused; }
 std::size_t Refusal::bytes() { return refusedBytes; }
 
+void refuseBlocksAbove(std::size_t bytes) {
+    planeLibrary();
+    largestBlock = bytes;
+}
+
 LiveBlocks::LiveBlocks() {
     planeLibrary();
     liveBlocks.clear();
@@ -214,7 +211,7 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(
 void operator delete(void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete[](void* block, std::align_val_t, const std::nothrow_t&) noexcept { std::free(block); }
 
-extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) {
+extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) noexcept {
     static const auto real = next(&__interceptor_posix_memalign, "posix_memalign");
     if (refuse(bytes)) return ENOMEM;
     const int result = real(block, alignment, bytes);
@@ -222,19 +219,17 @@ extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t b
     return result;
 }
 
-extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
     return refuse(bytes) ? nullptr : remember(realAlignedAlloc(alignment, bytes));
 }
 
-extern "C" void* malloc(std::size_t bytes) {
-    if (!armed && !tracking) return realMalloc(bytes);
+extern "C" void* malloc(std::size_t bytes) noexcept {
+    if (!armed && !tracking && bytes <= largestBlock) return realMalloc(bytes);
     if (!planeLibrary().holds(__builtin_return_address(0))) return realMalloc(bytes);
     return refuse(bytes) ? nullptr : remember(realMalloc(bytes));
 }
 
-#ifndef KESTROVA_ADDRESS_SANITIZER
-extern "C" void free(void* block) {
+extern "C" void free(void* block) noexcept {
     if (block && tracking) liveBlocks.erase(block);
-    __libc_free(block);
+    &__interceptor_free ? __interceptor_free(block) : __libc_free(block);
 }
-#endif

@@ -20,6 +20,9 @@ public:
     static std::size_t bytes();
 };
 
+/// From now on refuses every single block above that size, whether a `Refusal` lives or not.
+void refuseBlocksAbove(std::size_t bytes);
+
 /// Remembers the blocks that are made while the object lives and are still there.
 class LiveBlocks {
 public:
@@ -27,6 +30,6 @@ public:
     ~LiveBlocks();
     LiveBlocks(const LiveBlocks&) = delete;
     LiveBlocks& operator=(const LiveBlocks&) = delete;
-    /// How many there are; 0 under AddressSanitizer, which finds leaks itself.
+    /// How many there are.
     static std::size_t count();
 };

@@ -170,5 +170,6 @@ std::vector<Operation> thinImageOperations() {
                                              [=] { return seenOf(*image); }};
                           },
                           Promise::kOutputsMayChange});
+    document(Thrown::kTextOrZero, {"TImage_YCMToRgba", "TImage_timageToBgra8u"}, operations);
     return operations;
 }

@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "kestrova/resample/resample.h"
+#include "tests/support/failures.h"
 #include "tests/support/planes.h"
 
 namespace {
@@ -58,25 +59,26 @@ TEST(ExtendBorderTest, OverlappingMarginsAreCopiedInOrder) {
     for (int x = 0; x < 5; ++x) EXPECT_EQ(m.at<ushort>(0, x), 3);
 }
 
-TEST(ExtendBorderTest, AMarginWithoutANeighbourStaysAsItIs) {
+TEST(ExtendBorderTest, AMarginAsLargeAsThePlaneIsRefusedBeforeAnythingIsWritten) {
     for (int width : {4, 5, INT_MAX}) {
         cv::Mat m = numbered(4, 4);
-        extendBorder(m, width, width, width, width);
+        EXPECT_FAILURE(extendBorder(m, width, 1, 1, 1), "ERROR - extendBorder - left>=m.cols");
+        EXPECT_FAILURE(extendBorder(m, 1, 1, width, 1), "ERROR - extendBorder - right>=m.cols");
+        EXPECT_FAILURE(extendBorder(m, 1, width, 1, 1), "ERROR - extendBorder - top>=m.rows");
+        EXPECT_FAILURE(extendBorder(m, 1, 1, 1, width), "ERROR - extendBorder - bottom>=m.rows");
+        EXPECT_TRUE(samePixels(numbered(4, 4), m));
+        extendBorder(m, 0, 0, 0, width);  // not filled, whatever its size
         EXPECT_TRUE(samePixels(numbered(4, 4), m));
     }
-    cv::Mat one = numbered(1, 1);
-    extendBorder(one, 1, 1, 1, 1);
-    EXPECT_EQ(one.at<ushort>(0, 0), 0);
-    cv::Mat empty;
-    extendBorder(empty, 1, 1, 1, 1);
-    EXPECT_TRUE(empty.empty());
+    cv::Mat one = numbered(1, 1), empty;
+    EXPECT_FAILURE(extendBorder(one, 0, 0, 1, 0), "ERROR - extendBorder - right>=m.cols");
+    EXPECT_FAILURE(extendBorder(empty, 0, 1, 0, 0), "ERROR - extendBorder - top>=m.rows");
+    extendBorder(empty, 0, 0, 0, 0);
 }
 
-TEST(ExtendBorderTest, ABottomWithoutANeighbourStaysWhileTheTopIsFilled) {
-    cv::Mat m = numbered(4, 1);
-    extendBorder(m, 0, 2, 0, 4);
-    const int from[] = {2, 2, 2, 3};
-    for (int y = 0; y < 4; ++y) EXPECT_EQ(m.at<ushort>(y, 0), 100 * from[y]);
+TEST(ExtendBorderTest, ThreeDimensionsAreRefused) {
+    cv::Mat cube(std::vector<int>{4, 4, 4}, CV_8UC1);
+    EXPECT_FAILURE(extendBorder(cube, 1, 1, 1, 1), "ERROR - plane - dims>2");
 }
 
 TEST(ExtendBorderTest, NegativeWidthsFillNothing) {

@@ -113,15 +113,43 @@ TEST(ResampleLimitsTest, AFactorBeyondThePlaneReadsItsEdge) {
     EXPECT_EQ(up.at<ushort>(4, 4), in.at<ushort>(0, 0));
 }
 
-TEST(ResampleLimitsTest, AnEmptyInputLeavesTheOutputUnwritten) {
-    const cv::Mat in, before = randomPlane(4, 5, CV_8UC1);
-    for (int interp : {kNearest, kLinear, kCubic}) {
-        cv::Mat out = before.clone();
-        downSize2X(in, out, interp);
-        upSize2X(in, out, interp);
-        downSizeNX(in, out, 3, interp);
-        upSizeNX(in, out, 3, interp);
-        EXPECT_TRUE(samePixels(before, out));
+TEST(ResampleLimitsTest, ASourceWithoutPixelsIsRefusedAndTheOutputUnwritten) {
+    for (int type : kTypes) {
+        const cv::Mat before = randomPlane(4, 5, type);
+        for (const cv::Mat& in : {cv::Mat(0, 0, type), cv::Mat(0, 3, type), cv::Mat(3, 0, type)}) {
+            cv::Mat out = before.clone();
+            for (int interp : {kNearest, kLinear, kCubic, kPyramidStep}) {
+                EXPECT_FAILURE(downSize2X(in, out, interp), "ERROR - downSize2X - in.empty()");
+                EXPECT_FAILURE(upSize2X(in, out, interp), "ERROR - upSize2X - in.empty()");
+                EXPECT_FAILURE(downSizeNX(in, out, 3, interp), "ERROR - downSizeNX - in.empty()");
+                EXPECT_FAILURE(upSizeNX(in, out, 3, interp), "ERROR - upSizeNX - in.empty()");
+            }
+            EXPECT_TRUE(samePixels(before, out));
+        }
+    }
+}
+
+TEST(ResampleLimitsTest, RowsOfTwoToThe31BytesAndMoreAreRefused) {
+    uchar pixels[4] = {1, 2, 3, 4};
+    for (std::size_t step : {std::size_t{1} << 31, (std::size_t{1} << 32) + 2}) {
+        const cv::Mat in(1, 2, CV_8UC1, pixels);
+        cv::Mat out(1, 2, CV_8UC1, pixels + 2);
+        for (cv::Mat far : {cv::Mat(2, 2, CV_8UC1, pixels, step), cv::Mat(2, 2, CV_8UC1, pixels + 2, step)}) {
+            EXPECT_FAILURE(downSize2X(far, out, kCubic), "ERROR - plane - step>INT_MAX");
+            EXPECT_FAILURE(upSizeNX(in, far, 2, kCubic), "ERROR - plane - step>INT_MAX");
+        }
+    }
+    EXPECT_EQ(pixels[0] + pixels[1] + pixels[2] + pixels[3], 10);
+}
+
+TEST(ResampleLimitsTest, ThreeDimensionsAreRefused) {
+    const cv::Mat cube(std::vector<int>{4, 4, 4}, CV_8UC1), plane(4, 4, CV_8UC1);
+    cv::Mat out = cube.clone(), planeOut = plane.clone();
+    for (int interp : {kCubic, kPyramidStep}) {
+        EXPECT_FAILURE(downSize2X(plane, out, interp), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(upSize2X(cube, planeOut, interp), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(downSizeNX(cube, planeOut, 2, interp), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(upSizeNX(plane, out, 2, interp), "ERROR - plane - dims>2");
     }
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "kestrova/frame/step.h"
 #include "tests/support/planes.h"
 #include "tests/support/rooms.h"
 #include "tests/support/threads.h"
@@ -39,14 +40,16 @@ cv::Mat means(const cv::Mat& src, int radius) {
 template <class Element>
 cv::Mat filtered(const cv::Mat& src, int radius) {
     cv::Mat dst = asSubPlane(cv::Mat(src.size(), src.type(), cv::Scalar(0)));
-    filterBoxMirrored(src.ptr<Element>(), src.step, dst.ptr<Element>(), dst.step, {src.cols, src.rows}, radius);
+    MirroredBox<Element> box({src.cols, src.rows}, radius);
+    box.filter({src.ptr<Element>(), stepOf(src)}, {dst.ptr<Element>(), stepOf(dst)});
     return dst;
 }
 
 template <class Element>
 cv::Mat filteredInPlace(const cv::Mat& src, int radius) {
     cv::Mat plane = asSubPlane(src);
-    filterBoxMirrored(plane.ptr<Element>(), plane.step, plane.ptr<Element>(), plane.step, {src.cols, src.rows}, radius);
+    MirroredBox<Element> box({src.cols, src.rows}, radius);
+    box.filter({plane.ptr<Element>(), stepOf(plane)}, {plane.ptr<Element>(), stepOf(plane)});
     return plane;
 }
 

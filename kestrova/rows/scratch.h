@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+namespace kestrova::rows {
+
+/// Rows of elements that nobody has set, each of which begins on a cache line. Throws `std::bad_alloc`. Internal.
+template <class Element>
+class Scratch {
+public:
+    Scratch(std::size_t rows, std::size_t columns) : m_stride((columns + kPerLine - 1) / kPerLine * kPerLine) {
+        if (m_stride != 0 && rows > PTRDIFF_MAX / sizeof(Element) / m_stride) throw std::bad_alloc();
+        m_elements.reset(
+            static_cast<Element*>(::operator new (rows* m_stride * sizeof(Element), std::align_val_t{kLine})));
+    }
+
+    Element* row(std::size_t i) const { return m_elements.get() + i * m_stride; }
+
+private:
+    static constexpr std::size_t kLine = 64;
+    static constexpr std::size_t kPerLine = kLine % sizeof(Element) == 0 ? kLine / sizeof(Element) : kLine;
+
+    struct Free {
+        void operator()(Element* block) const { ::operator delete (block, std::align_val_t{kLine}); }
+    };
+
+    std::size_t m_stride;
+    std::unique_ptr<Element[], Free> m_elements;
+};
+
+}  // namespace kestrova::rows

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test docs bench asan tidy format
+.PHONY: help demo test docs bench asan fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -8,6 +8,7 @@ BUILD := build/release
 CONFIGURE := cmake -G Ninja
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
+FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -22,7 +23,7 @@ demo: ## Build the example hosts, develop and paint the bundled photograph, say 
 test: ## Build everything and run every test
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_memory_tests fuzz_targets kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
@@ -41,9 +42,16 @@ bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 
 asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
 	@cmake/packages.sh $(TEST_PACKAGES)
-	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
+	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined,float-cast-overflow -DKESTROVA_BENCH=OFF
+	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_memory_tests fuzz_targets kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
+
+fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
+	@cmake/packages.sh $(FUZZ_PACKAGES)
+	@$(CONFIGURE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_FUZZ=ON \
+	  -DKESTROVA_SANITIZE=address,undefined,float-cast-overflow -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
+	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
 
 tidy: ## Run clang-tidy over the library
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy

@@ -64,9 +64,8 @@ bool smaller(const TSize& size, const TSize& than) { return size.width < than.wi
 cv::Mat TImage::halfY8U() const {
     if (m_type != IM_Y16U) throw 0;
     const TSize size = dec2Size(m_size);
-    cv::Mat half;
-    orFailWithoutMemory("ERROR - TImage::halfY8U - not enough memory",
-                        [&] { half.create(size.height, size.width, CV_8UC1); });
+    cv::Mat half = orFailWithoutMemory("ERROR - TImage::halfY8U - not enough memory",
+                                       [&] { return cv::Mat(size.height, size.width, CV_8UC1); });
     if (half.empty()) return half;
     const Plane<const ushort> y = planeOf<ushort>(*this);
     const int blocks = m_size.width / 2;

@@ -144,7 +144,10 @@ public:
     int m_maxPlainLevel;  ///< the largest step at which detail planes are sampled without filtering
 
 private:
-    KESTROVA_HIDDEN void renewRoiY(cv::Size size);
+    struct Stale;
+    KESTROVA_HIDDEN Stale staleParts(cv::Rect roi, int level, const cv::Mat& extra);
+    KESTROVA_HIDDEN void requirePlanes(const Stale& stale) const;
+    KESTROVA_HIDDEN void renew(const Stale& stale, const cv::Mat& extra);
 
-    std::shared_ptr<const void> m_roiYUsers;  ///< one per copy of the engine that shows these pixels of m_roiY
+    std::shared_ptr<const void> m_roiYUsers;  ///< held by each copy of the engine whose m_roiY has these pixels
 };

@@ -110,6 +110,14 @@ TEST(TVellineTest, ParametersOfACopyAreItsOwn) {
     EXPECT_TRUE(shared(copy.m_Y, from.m_Y));
 }
 
+TEST(TVellineTest, ShortSetupRefusesThreeDimensionsWithNothingChanged) {
+    TVelline engine = filledEngine();
+    const cv::Mat before = engine.m_Y;
+    const int sizes[] = {2, 3, 4};
+    EXPECT_FAILURE(engine.setup(cv::Mat(3, sizes, CV_16UC1), nullptr), "ERROR - plane - dims>2");
+    EXPECT_TRUE(shared(engine.m_Y, before));
+}
+
 TEST(TVellineTest, ShortSetupProvidesThePlanes) {
     for (int type : {CV_16UC1, CV_8UC1, CV_32FC1}) {
         TVelline engine;

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "kestrova/curves/detail_curves.h"
-#include "kestrova/detail/sole_header.h"
 #include "kestrova/detail/tlightadjlutvl.h"
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/detail/tvelline_rows.h"
@@ -17,6 +16,7 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/sole_header.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/image/tpimage.h"
@@ -257,9 +257,9 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
 
     // The host sees the pixels of its last result change, unless something that is still to be read shows them too.
     const cv::Mat* const read[] = {&m_Y, &m_DS, &m_DM, &m_DL, &m_Dr, &m_Db, &y, &d[0], &d[1], &d[2]};
-    const bool bOthersSee = m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
-                            std::any_of(std::begin(read), std::end(read),
-                                        [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
+    const bool bOthersSee =
+        m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
+        std::any_of(std::begin(read), std::end(read), [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
     const auto users = bOthersSee ? std::make_shared<char>() : m_roiYUsers;
     cv::Mat result = outputLike(bOthersSee ? cv::Mat() : m_roiY, y.size(), CV_16UC1);
 

@@ -2,12 +2,11 @@
 
 #include "kestrova/detail/block_processor.h"
 #include "kestrova/detail/domain_transform.h"
-#include "kestrova/detail/sole_header.h"
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/sole_header.h"
 #include "kestrova/resample/chroma_upsize.h"
 
-using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {

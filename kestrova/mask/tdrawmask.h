@@ -43,11 +43,13 @@ public:
         DrawStrokeEnd = 4,    ///< closes the group for undo
     };
 
+    /// The end of a stroke: a command that paints nothing.
+    TMaskCmd();
     /// Takes no part in the ownership of `param`.
     TMaskCmd(DrawType type, TMaskParam* param);
 
-    DrawType m_type;        ///< what it does
-    TMaskParam* m_param_p;  ///< null for `DrawInvert` and `DrawStrokeEnd`
+    DrawType m_type = DrawStrokeEnd;  ///< what it does
+    TMaskParam* m_param_p = nullptr;  ///< null for `DrawInvert` and `DrawStrokeEnd`
 };
 
 /// A brush that paints an 8-bit mask of half the size of a picture, 0 (outside) to 255 (inside).
@@ -171,17 +173,20 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
-    KESTROVA_HIDDEN void fillMask(uchar value);
-    KESTROVA_HIDDEN void detachStroke();
-    KESTROVA_HIDDEN void beginStroke();
-    KESTROVA_HIDDEN void touch(const cv::Point& p, int radius);
-    KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param);
+    KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param, const char* noMemory);
     KESTROVA_HIDDEN void popCommand();
+    KESTROVA_HIDDEN void replay();
+    KESTROVA_HIDDEN void fillMask(uchar value);
+    KESTROVA_HIDDEN void replaceMask(const cv::Mat& mask);
+    KESTROVA_HIDDEN bool bFitsMask(const cv::Mat& plane) const;
+    KESTROVA_HIDDEN void beginStroke();
+    KESTROVA_HIDDEN void touch(const cv::Rect& part);
     template <class Weights>
     KESTROVA_HIDDEN void coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights);
 
     std::vector<std::shared_ptr<Command>> m_commands;  ///< owns what `m_cmdStack` points to, shared between copies
     std::shared_ptr<float> m_profile;                  ///< owns `m_profile_p`
+    int m_profileEnd = 0;                              ///< the entries of the profile from here on are 0
     std::shared_ptr<StrokeArea> m_strokeArea;          ///< shared by the objects that share the stroke's planes
     bool m_rebuildPending = false;                     ///< an undo has emptied the stack since the last replay
 };

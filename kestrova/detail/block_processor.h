@@ -47,6 +47,7 @@ private:
     /// The layout of one direction: the number of blocks, and their size and distance. `align` rounds one or two blocks
     /// up to multiples of 16.
     static int computeLayout(int size, int maxBlock, int overlap, int* block, int* step, bool align);
+    void makeBuffers(int stripeW);
     bool convertBlockDuplicatedBorder(cv::Rect* roi);
     void duplicateBorder(cv::Mat& block, int left, int top, int right, int bottom);
     bool advanceBlock();

@@ -51,6 +51,7 @@ public:
 
 private:
     struct Workspace;
+    void smoothPair(cv::Mat& first, cv::Mat& second);
 
     float m_sigmaS;
     float m_sigmaR;

@@ -10,7 +10,8 @@
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/frame/parallel.h"
 
-/// The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns.
+// The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns. Internal.
+
 namespace kestrova::detail::domain_transform {
 
 /// The width of a round: sigma sqrt(3) 2^i / sqrt(4^3 - 1), i = 2, 1, 0.

@@ -120,7 +120,7 @@ void buildSaturationRow(uchar* row, float gain, float threshold) {
     ippiImageRamp_8u_C1R(row, 256, {256, 1}, 0.0f, gain, ippAxsHorizontal);
     threshold = std::trunc(threshold);
     if (gain > 1) threshold = std::trunc(threshold / gain);
-    // A foot wider than the row takes all of it; what is not a number changes nothing.
+    // A foot wider than the row takes all of it; NaN changes nothing.
     const int foot = threshold == threshold ? static_cast<int>(std::clamp(threshold, -256.0f, 255.0f)) : 0;
     if (foot > 0) std::memset(row, row[foot], foot);
     if (foot < 0) std::memset(row, 0, -foot);

@@ -28,6 +28,18 @@ TEST(TVellineTest, StartsEmptyAndNeutral) {
     EXPECT_EQ(engine.m_maxPlainLevel, 1);
 }
 
+TEST(TVellineTest, NamesStandForTheDocumentedIndices) {
+    EXPECT_EQ(TVelline::index(TVelline::ScaleSmall, TVelline::ZoneBase), 0);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleSmall, TVelline::ZoneShadows), 1);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleMedium, TVelline::ZoneBase), 3);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleLarge, TVelline::ZoneMidtones), 8);
+    const int light[] = {TVelline::LightBrightness, TVelline::LightContrast, TVelline::LightHighlights,
+                         TVelline::LightShadows,    TVelline::LightWhites,   TVelline::LightBlacks};
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(light[i], i);
+    const int mix[] = {TVelline::MixRed, TVelline::MixGreen, TVelline::MixBlue};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(mix[i], i);
+}
+
 TEST(TVellineTest, MembersStandInTheirDocumentedOrder) {
     const TVelline e;
     const void* const members[] = {

@@ -70,7 +70,7 @@ void in(Input& input, TPImage& used) {
     };
     // Steps shorter than a row are refused; one that was made longer would lie about the buffer.
     if (shorter != 0) {
-        const int row = w * static_cast<int>(CV_ELEM_SIZE(type));
+        const long long row = static_cast<long long>(w) * CV_ELEM_SIZE(type);
         const int step = (bottomUp ? -1 : 1) * static_cast<int>(scene[planes[0]].step);
         const long long changed =
             kind == 1 ? 2LL * (step / 2 - static_cast<long long>(shorter)) : static_cast<long long>(step) - shorter;
@@ -170,7 +170,9 @@ void colour(Input& input) {
 }
 
 void change(Input& input, TPImage& used) {
-    const int kind = input.below(6), w = input.rarely(4) ? input.number() : input.below(40), h = input.below(40);
+    const int kind = input.below(6), number = input.rarely(4) ? input.number() : input.below(40), h = input.below(40);
+    // Small, or of more pixels than a plane may have.
+    const int w = number > 256 && number < 1 << 28 ? number % 256 : number;
     outcomeOf(
         [&] {
             switch (kind) {

@@ -71,6 +71,13 @@ Outcome runTwice(Scene& scene, const std::function<void(Scene&)>& used, const st
     return second;
 }
 
+Outcome runOnce(Scene& scene, const std::function<void(Scene&)>& call, Failures allowed) {
+    scene.watch();
+    const Outcome outcome = outcomeOf([&] { call(scene); }, allowed);
+    scene.check(outcome);
+    return outcome;
+}
+
 int Scene::newBuffer(std::size_t size) {
     Buffer buffer;
     buffer.size = size;

@@ -69,14 +69,18 @@ void convert(Input& input) {
     const TSize size = sizeOf(someSize(input)), half = TImage::dec2Size(size);
     const bool words = kind == 1 || kind == 3 || kind == 5;
     Images images;
-    // The last row or column of an odd size is not written: new pixels there are undefined.
-    const bool fresh = input.rarely(3) && size.width % 2 == 0 && size.height % 2 == 0;
     images.push_back(image(input, words ? TImage::IM_RGBA16U : TImage::IM_RGBA8U, size));
+    // The last row or column of an odd size is not written: new pixels there are undefined.
+    const TSize given = images[0]->size();
+    const bool fresh = input.rarely(3) && given.width % 2 == 0 && given.height % 2 == 0;
     images.push_back(image(input, TImage::IM_Y16U, fresh ? TSize() : size));
     images.push_back(image(input, TImage::IM_C8U, fresh ? TSize() : half));
     images.push_back(image(input, TImage::IM_M8U, fresh ? TSize() : half));
     images.push_back(image(input, words ? TImage::IM_RGBA8U : TImage::IM_RGBA16U, fresh ? TSize() : size));
     const float k = input.real();
+    const bool fitting = images[1]->size() == given && images[2]->size() == TImage::dec2Size(given) &&
+                         images[3]->size() == TImage::dec2Size(given);
+    if (kind < 2 && !fitting && (given.width % 2 != 0 || given.height % 2 != 0)) return;
     switch (kind) {
         case 0:
             return runOnImages(images, {1, 2, 3}, [](Images& i) { TImage::rgba8uToYCM(*i[0], *i[1], *i[2], *i[3]); });

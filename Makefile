@@ -74,7 +74,7 @@ fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/f
 	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
 
 tidy: ## Run clang-tidy over the library; CHECKS adds to those of .clang-tidy, or takes away from them
-	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
+	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy libomp-14-dev
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
 	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
 

@@ -2,6 +2,7 @@
 
 #include "kestrova/export.h"
 
+/// \file
 /// The plain value classes of the interface: 32-bit signed pixels, fields open to the host.
 
 /// The size of an image or of a rectangle.
@@ -11,6 +12,7 @@ public:
     TSize(int width = 0, int height = 0);
     /// Compares both sides.
     bool operator==(const TSize& other) const;
+    /// True if a side differs.
     bool operator!=(const TSize& other) const;
     /// True if either side is below 1.
     bool isEmpty() const;
@@ -26,6 +28,7 @@ public:
     TPoint(int x = 0, int y = 0);
     /// Compares both coordinates.
     bool operator==(const TPoint& other) const;
+    /// True if a coordinate differs.
     bool operator!=(const TPoint& other) const;
 
     int x;  ///< column
@@ -37,12 +40,15 @@ class KESTROVA_EXPORT TRect {
 public:
     /// From its top left and its size; empty by default.
     TRect(int x = 0, int y = 0, int width = 0, int height = 0);
+    /// The rectangle of that size at that top left.
     TRect(const TPoint& origin, const TSize& size);
     /// Compares all four fields.
     bool operator==(const TRect& other) const;
+    /// True if a field differs.
     bool operator!=(const TRect& other) const;
-    /// The top left, and the size.
+    /// The top left.
     TPoint origin() const;
+    /// Width and height.
     TSize size() const;
 
     int x;       ///< first column

@@ -1,8 +1,11 @@
 #pragma once
 
-/// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises, compiled once for each level of
-/// the instruction set and chosen when the library is loaded. The results are the same bits on every level.
-/// Sanitizers instrument the resolver that makes the choice, which runs before their runtime does.
+// Marks of row kernels. Internal.
+
+/// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises. It is compiled once for each
+/// level of the instruction set; a resolver picks one when the library is loaded. Results are the same bits on every
+/// level. Builds with a sanitizer define KESTROVA_ONE_KERNEL: they would instrument the resolver, which runs before the
+/// sanitizer's runtime has started.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(KESTROVA_ONE_KERNEL)
 #define KESTROVA_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #else

@@ -1,7 +1,7 @@
 include(CMakePackageConfigHelpers)
 
-# A header that exports nothing is internal and stays at home; none that is installed includes one of those. The vendor's
-# types export nothing, but are named in the interface of a class.
+# A header that exports nothing is internal and stays at home, but for the records in the exported classes' arguments;
+# none that is installed includes an internal one.
 set(installed_headers kestrova/kestrova.h kestrova/export.h kestrova/frame/vendor_types.h)
 foreach(header ${kestrova_headers})
   file(STRINGS "${header}" exports REGEX "KESTROVA_EXPORT " LIMIT_COUNT 1)

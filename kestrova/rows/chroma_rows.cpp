@@ -52,7 +52,8 @@ KESTROVA_KERNEL void splitColumns(const ushort* row, ushort* __restrict even, us
     }
 }
 
-KESTROVA_KERNEL void interleaveColumns(const ushort* even, const ushort* odd, ushort* __restrict row, int pairs) noexcept {
+KESTROVA_KERNEL void interleaveColumns(const ushort* even, const ushort* odd, ushort* __restrict row,
+                                       int pairs) noexcept {
     for (int j = 0; j < pairs; ++j) {
         row[2 * j] = even[j];
         row[2 * j + 1] = odd[j];
@@ -66,17 +67,9 @@ void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
     if (guide.type() != CV_16UC1) fail("ERROR - upSize2XGuidedByYSimple - guide.type()!=CV_16UC1");
     for (const cv::Mat& low : lows) {
         if (low.type() != CV_16UC1) fail("ERROR - upSize2XGuidedByYSimple - low.type()!=CV_16UC1");
-        if (low.cols < (guide.cols + 1) / 2 || low.rows < (guide.rows + 1) / 2)
+        if (low.empty() || low.cols < (guide.cols + 1) / 2 || low.rows < (guide.rows + 1) / 2)
             fail("ERROR - upSize2XGuidedByYSimple - low is smaller than half of guide");
     }
-}
-
-std::vector<ChromaRows> ChromaRows::forStrips(int strips, const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
-    check(guide, lows);
-    std::vector<ChromaRows> rows;
-    rows.reserve(strips);
-    for (int s = 0; s < strips; ++s) rows.emplace_back(guide, lows);
-    return rows;
 }
 
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)

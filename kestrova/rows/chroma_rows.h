@@ -23,9 +23,8 @@ public:
     /// Fails unless guide and planes are `CV_16UC1` and the planes have half the guide's size, rounded up, or more. A
     /// guide without pixels asks nothing.
     static void check(const cv::Mat& guide, const std::vector<cv::Mat>& lows);
-    /// One object for each of `strips` strips; the planes are checked.
-    static std::vector<ChromaRows> forStrips(int strips, const cv::Mat& guide, const std::vector<cv::Mat>& lows);
 
+    /// The planes are checked.
     ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows);
     ChromaRows(ChromaRows&&) = default;
 

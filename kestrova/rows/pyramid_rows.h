@@ -6,15 +6,24 @@
 
 namespace kestrova::rows {
 
+/// The sums 1 6 1 down the columns for an even row of a plane enlarged by a step of the Gaussian pyramid, and 4 4 for
+/// an odd one. Pixels may have several channels side by side.
+void sumEvenRow(const ushort* above, const ushort* centre, const ushort* below, int* sums, int n) noexcept;
+void sumOddRow(const ushort* above, const ushort* below, int* sums, int n) noexcept;
+
+/// The last row of `in` enlarged to an odd number of rows: OpenCV writes one form of it over the other, in an order
+/// that depends on its vector unit, and is asked itself. The row depends on no more than the last two of `in`; an
+/// additional column is a copy of the one before.
+cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
+
 /// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
 /// being a copy of the one before. Internal.
 ///
 /// Zeros are put between the pixels, and the filter 1 4 6 4 1 over 8 goes over rows and columns; over 8, not 16, since
 /// half of what it covers is zero. Where zeros fall, nothing is added: an even row or column is 1 6 1 over 8 of the
 /// nearest three pixels, an odd one 4 4 over 8 of the nearest two. At the edges, the second row or column stands before
-/// the first one, and the last one is repeated after itself. In the last row of an odd number, OpenCV writes one row
-/// over another in an order that depends on its vector unit: that row is OpenCV's own. One object serves one strip;
-/// `forEachStrip` gets a copy for each.
+/// the first one, and the last one is repeated after itself. The last row of an odd number is `lastRowByOpenCV`. One
+/// object serves one strip; `forEachStrip` gets a copy for each.
 class PyramidRows {
 public:
     /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.
@@ -24,8 +33,6 @@ public:
     static void check(const cv::Mat& in, const cv::Mat& out);
     /// Enlarges the whole of a plane; the planes are checked.
     static void enlarge(const cv::Mat& in, cv::Mat& out);
-    /// One object for each of `strips` strips; the planes are checked.
-    static std::vector<PyramidRows> forStrips(int strips, const cv::Mat& in, cv::Size out);
 
     /// The planes are checked; `out` is the size of the enlarged one.
     PyramidRows(const cv::Mat& in, cv::Size out);

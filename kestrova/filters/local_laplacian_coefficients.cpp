@@ -233,7 +233,7 @@ void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut) {
         std::vector<ushort> row;
     };
     const int cols = inOut.cols;
-    const PyramidRows enlarged = PyramidRows::forStrips(1, coarserResult, inOut.size())[0];
+    const PyramidRows enlarged(coarserResult, inOut.size());
     const auto makeScratch = [&](int) {
         return Scratch{enlarged, std::vector<ushort>(static_cast<std::size_t>(cols))};
     };

@@ -1,9 +1,9 @@
 #pragma once
 
-namespace kestrova::frame {
+// The one convention of failure: a bare text is thrown, hosts catch it as `const char*`. Nothing in the library catches
+// it. Internal.
 
-/// The one convention of failure: a bare text is thrown, hosts catch it as `const char*`. Nothing in the library
-/// catches it.
+namespace kestrova::frame {
 
 /// Throws `text`, which must be a literal; the thrown static type is `char*`.
 [[noreturn]] void fail(const char* text);

@@ -3,16 +3,16 @@
 #include "kestrova/export.h"
 
 /// \file
-/// The plain value classes of the interface: 32-bit signed pixels, fields open to the host.
+/// The plain value classes of the interface: 32-bit signed pixels, fields open to the host. They check nothing.
 
 /// The size of an image or of a rectangle.
 class KESTROVA_EXPORT TSize {
 public:
     /// That size, 0 by 0 by default.
     TSize(int width = 0, int height = 0);
-    /// Compares both sides.
+    /// Whether both sides are equal.
     bool operator==(const TSize& other) const;
-    /// True if a side differs.
+    /// Whether a side differs.
     bool operator!=(const TSize& other) const;
     /// True if either side is below 1.
     bool isEmpty() const;
@@ -26,9 +26,9 @@ class KESTROVA_EXPORT TPoint {
 public:
     /// That point, the top left by default.
     TPoint(int x = 0, int y = 0);
-    /// Compares both coordinates.
+    /// Whether both coordinates are equal.
     bool operator==(const TPoint& other) const;
-    /// True if a coordinate differs.
+    /// Whether a coordinate differs.
     bool operator!=(const TPoint& other) const;
 
     int x;  ///< column
@@ -38,17 +38,17 @@ public:
 /// A rectangle of an image.
 class KESTROVA_EXPORT TRect {
 public:
-    /// From its top left and its size; empty by default.
+    /// From its top left and its size in pixels; empty by default.
     TRect(int x = 0, int y = 0, int width = 0, int height = 0);
-    /// The rectangle of that size at that top left.
+    /// From its top left and its size.
     TRect(const TPoint& origin, const TSize& size);
-    /// Compares all four fields.
+    /// Whether all four fields are equal.
     bool operator==(const TRect& other) const;
-    /// True if a field differs.
+    /// Whether a field differs.
     bool operator!=(const TRect& other) const;
     /// The top left.
     TPoint origin() const;
-    /// Width and height.
+    /// The size.
     TSize size() const;
 
     int x;       ///< first column
@@ -63,13 +63,13 @@ class KESTROVA_EXPORT TUpdateRect {
 public:
     /// An empty rectangle with a new stamp.
     TUpdateRect();
-    /// Where the last change was.
+    /// Where the last change was; empty until `setChanged` has been given a rectangle.
     const TRect& rect() const;
     /// A new stamp; the rectangle stays.
     void setChanged();
     /// A new stamp and a new rectangle.
     void setChanged(const TRect& rect);
-    /// Compares rectangle and stamp.
+    /// Whether rectangle and stamp are equal: no change since one was copied from the other.
     bool operator==(const TUpdateRect& other) const;
 
     int m_stamp;   ///< of the last change
@@ -79,9 +79,9 @@ public:
 /// Five words that an image carries along and that nothing in the library reads.
 class KESTROVA_EXPORT TImRegion {
 public:
-    /// All words 0.
+    /// The words 0, 0, 1, 0 and 0.
     TImRegion();
 
-    TRect m_rect;  ///< four of the words
-    int m_value;   ///< the fifth
+    TRect m_rect;  ///< the first four words, 0, 0, 1, 0 by default
+    int m_value;   ///< the fifth word, 0 by default
 };

@@ -1,8 +1,10 @@
 #pragma once
 
-/// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises, compiled once for each level of
-/// the instruction set and chosen when the library is loaded. The results are the same bits on every level.
-/// Tests compile one level alone, named by KESTROVA_KERNEL_LEVEL.
+// Marks of row kernels. Internal.
+
+/// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises. It is compiled once for each
+/// level of the instruction set; a resolver picks one when the library is loaded. Results are the same bits on every
+/// level. Tests compile one level alone, named by KESTROVA_KERNEL_LEVEL.
 #if !defined(__x86_64__) || !defined(__GNUC__)
 #define KESTROVA_KERNEL
 #elif defined(KESTROVA_KERNEL_LEVEL)

@@ -31,7 +31,7 @@ public:
     /// Whether the four operations that document a line on standard output print it when called from this thread. True
     /// in every thread until `setPrinting(false)`; other threads keep their own answer.
     static bool printing();
-    /// Switches those lines on or off for the calling thread.
+    /// Sets the answer of `printing()` for this thread.
     static void setPrinting(bool printing);
 
     static void (*m_tDebug_p)(const char*);  ///< the hook; null while there is none

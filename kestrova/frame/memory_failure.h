@@ -5,9 +5,11 @@
 
 #include "kestrova/frame/failure.h"
 
+// One way to say that there is no memory. Internal.
+
 namespace kestrova::frame {
 
-/// Calls `work` and returns what it returns; throws `text`, a literal, where it finds no memory. Internal.
+/// Calls `work` and returns what it returns; throws `text`, a literal, where it finds no memory.
 template <class Work>
 auto orFailWithoutMemory(const char* text, const Work& work) {
     try {

@@ -105,17 +105,4 @@ void parallelTasks(int workers, int tasks, const Task& task) {
     for (int i = 0; i < tasks; ++i) task(i, omp_get_thread_num());
 }
 
-// The two below go as their callers take `forEachStrip`.
-inline int stripCount(int rows, int cols) { return Strips(rows, cols).count(); }
-template <class Work>
-void parallelStrips(int strips, int rows, const Work& work) {
-    static_assert(noexcept(work(0, 0, 0)), "no throw may cross the boundary of a parallel region");
-    if (strips == 1) return work(0, rows, 0);
-#pragma omp parallel for schedule(static) num_threads(strips)
-    for (int s = 0; s < strips; ++s) {
-        const long long total = rows;
-        work(static_cast<int>(total * s / strips), static_cast<int>(total * (s + 1) / strips), s);
-    }
-}
-
 }  // namespace kestrova::frame

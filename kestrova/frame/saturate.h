@@ -7,28 +7,29 @@
 
 namespace kestrova::frame {
 
-/// Roundings and clamps of pixel values, written so that a loop of them is vectorised on every instruction set.
+// Roundings and clamps of pixel values, written so that a loop of them is vectorised on every instruction set.
+// Internal.
 
 inline int clampInt(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
 inline uchar clamp8(int v) { return static_cast<uchar>(clampInt(v, 0, 255)); }
 inline ushort clamp16(int v) { return static_cast<ushort>(clampInt(v, 0, 65535)); }
 
-/// `v` clamped to 0..`top` and rounded to the nearest integer, ties to even; not-a-number gives 0. Adding 2^23 (2^52)
+/// `v` clamped to 0..`top` and rounded to the nearest integer, ties to even; NaN gives 0. Adding 2^23 (2^52)
 /// leaves no bits for a fraction: the adder does the rounding, and the integer stands in the low bits of the sum. Sums
 /// of what lies above stay in order as integers, so that the upper clamp is one of integers, which is the cheaper one.
 inline int roundClamped(float v, int top) {
-    constexpr std::int32_t kZero = 0x4b000000;
+    constexpr std::int32_t kBitsOfZero = 0x4b000000;
     const float sum = (v > 0.0f ? v : 0.0f) + 0x1p23f;
     std::int32_t bits;
     std::memcpy(&bits, &sum, sizeof bits);
-    return (bits < kZero + top ? bits : kZero + top) - kZero;
+    return (bits < kBitsOfZero + top ? bits : kBitsOfZero + top) - kBitsOfZero;
 }
 inline int roundClamped(double v, int top) {
-    constexpr std::int64_t kZero = 0x4330000000000000;
+    constexpr std::int64_t kBitsOfZero = 0x4330000000000000;
     const double sum = (v > 0.0 ? v : 0.0) + 0x1p52;
     std::int64_t bits;
     std::memcpy(&bits, &sum, sizeof bits);
-    return static_cast<int>((bits < kZero + top ? bits : kZero + top) - kZero);
+    return static_cast<int>((bits < kBitsOfZero + top ? bits : kBitsOfZero + top) - kBitsOfZero);
 }
 
 inline uchar sat8(float v) { return static_cast<uchar>(roundClamped(v, 255)); }

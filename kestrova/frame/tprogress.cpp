@@ -5,7 +5,7 @@
 
 namespace {
 
-// Truncation towards zero that saturates at the ends of int; not-a-number gives 0.
+// Truncation towards zero that saturates at the ends of int; NaN gives 0.
 int truncated(double v) {
     if (!(v == v)) return 0;
     if (v >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
@@ -18,6 +18,10 @@ int truncated(double v) {
 TProgress::TProgress(bool (*func)(int, void*), void* user) : m_func_p(func), m_user_p(user) { reset(); }
 
 void TProgress::start(float weight) {
+    // All memory first: the three keep their common length where there is none.
+    m_weights.reserve(m_weights.size() + 1);
+    m_totals.reserve(m_totals.size() + 1);
+    m_values.reserve(m_values.size() + 1);
     m_weights.push_back(weight);
     m_totals.push_back(100);
     m_values.push_back(0);

@@ -8,7 +8,9 @@
 /// `start` and `end`; each takes up a share (its weight) of its parent's range. One object serves one thread.
 ///
 /// The host's callback gets 0..1000, thousandths of the whole, and answers false to cancel; long operations then stop
-/// and return false. A callback with a null user pointer is never called: this rule is meant.
+/// and return false. A callback with a null user pointer is never called: this rule is intentional. Operations
+/// report from the thread that called them. Vectors that get no memory throw `std::bad_alloc`; the levels are then as
+/// they were.
 class KESTROVA_EXPORT TProgress {
 public:
     /// One level of 100 steps, none done. `func` is the host's callback, `user` what it gets as its second argument.
@@ -21,10 +23,11 @@ public:
     bool prog();
 
     /// `value` of `total` steps of the innermost level are done. A value beyond the total makes the total grow to
-    /// trunc(1.2 (value + 1)).
+    /// trunc(1.2 (value + 1)). Returns the host's answer, true without a callback.
     bool prog(int value, int total);
 
-    /// Closes the innermost level: its parent advances by weight x (parent's total) steps.
+    /// Closes the innermost level: its parent advances by weight x (parent's total) steps. Returns the host's answer.
+    /// Without a level opened by `start` this is misuse.
     bool end();
 
     /// Drops all levels and reports 1000; the answer is not looked at.

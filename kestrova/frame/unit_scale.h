@@ -2,7 +2,7 @@
 
 namespace kestrova::frame {
 
-/// From the full range of 8 and of 16 bits to 0..1.
+/// From the full range of 8 and of 16 bits to 0..1. Internal.
 constexpr float kPer255 = 0x1.010102p-8f;
 constexpr float kPer65535 = 0x1.0001p-16f;
 

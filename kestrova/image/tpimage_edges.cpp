@@ -58,10 +58,9 @@ void enlarge(const cv::Mat& half, cv::Size full, const Target& target, const Wor
         PyramidRows rows;
         Scratch scratch;
     };
-    const Strips strips(full.height, full.width);
-    std::vector<PyramidRows> rows = PyramidRows::forStrips(strips.count(), half, full);
-    const auto makeOwn = [&](int strip) { return Own{std::move(rows[strip]), Scratch(full.width)}; };
-    forEachStrip(strips, makeOwn, [&](int first, int end, Own& own) noexcept {
+    const PyramidRows rows(half, full);
+    const auto makeOwn = [&](int) { return Own{rows, Scratch(full.width)}; };
+    forEachStrip(Strips(full.height, full.width), makeOwn, [&](int first, int end, Own& own) noexcept {
         for (int y = first; y < end; ++y) {
             ushort* const row = target(y, own.scratch);
             own.rows.compute(y, row);

@@ -2,8 +2,10 @@
 
 #include "kestrova/frame/vendor_types.h"
 
-/// Arithmetic on float planes, each operation rounded once to float, nothing saturated. Division by 0 gives a signed
-/// infinity, 0 / 0 not-a-number, and the status 6; all pixels are written none the less.
+// Arithmetic on float planes, each operation rounded once to float, nothing saturated. Division by 0 gives a signed
+// infinity, 0 / 0 NaN, and the status 6; all pixels are written none the less. Operations without a
+// caller in the library, whose filters fuse such steps, are here because the list of primitives is kept whole for
+// filters to draw on. Internal.
 
 IppStatus ippiAddC_32f_C1IR(float value, float* srcDst, int step, IppiSize size);
 IppStatus ippiSubC_32f_C1IR(float value, float* srcDst, int step, IppiSize size);
@@ -32,7 +34,7 @@ IppStatus ippsDiv_32f_I(const float* src, float* srcDst, int len);
 IppStatus ippiSqr_32f_C1R(const float* src, int srcStep, float* dst, int dstStep, IppiSize size);
 IppStatus ippiSqr_32f_C1IR(float* srcDst, int step, IppiSize size);
 
-/// `value` where srcDst > threshold; other pixels, not-a-number among them, stay.
+/// `value` where srcDst > threshold; other pixels, NaN among them, stay.
 IppStatus ippiThreshold_GTVal_32f_C1IR(float* srcDst, int step, IppiSize size, float threshold, float value);
 /// `value` where srcDst < threshold; other pixels stay.
 IppStatus ippiThreshold_LTVal_32f_C1IR(float* srcDst, int step, IppiSize size, float threshold, float value);

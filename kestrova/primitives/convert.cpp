@@ -5,6 +5,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/rows/plane.h"
 
 using namespace kestrova::frame;
@@ -41,7 +42,7 @@ struct Widened {
 
 struct Narrowed {
     uchar operator()(ushort v) const {
-        const int s = v - 32768;
+        const int s = v - kZero16;
         return static_cast<uchar>(((s - (s >> 8)) >> 8) + 128);
     }
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-/// All primitives, for the library's own code and tests. Internal: not installed, not exported.
+// All primitives, for the library's own code and tests. Internal.
 
 #include "kestrova/frame/vendor_types.h"
 #include "kestrova/primitives/arithmetic.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-/// A direct solver for sparse symmetric positive-definite systems A x = b in single precision.
+/// A direct solver for sparse symmetric positive-definite systems A x = b in single precision. Internal.
 ///
 /// The matrix is given as its upper triangle in compressed sparse rows, counted from 1: row i holds the entries
 /// ia[i] .. ia[i+1] - 1 of the values `a` and the columns `ja`, its diagonal among them. Columns may stand in any

@@ -1,20 +1,32 @@
 #include "kestrova/resample/chroma_upsize.h"
 
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/rows/chroma_rows.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::rows;
 
 void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out) {
-    const int strips = stripCount(guide.rows, guide.cols);
-    std::vector<ChromaRows> chroma = ChromaRows::forStrips(strips, guide, {low});
-    out.create(guide.size(), CV_16UC1);
-    if (guide.empty()) return;
-    parallelStrips(strips, guide.rows, [&](int first, int end, int strip) noexcept {
-        for (int y = first; y < end; ++y) {
-            ushort* const row = out.ptr<ushort>(y);
-            chroma[strip].compute(y, &row);
+    checkPlanes(guide, low);
+    ChromaRows::check(guide, {low});
+    orFailWithoutMemory("ERROR - upSize2XGuidedByYSimple - not enough memory", [&] {
+        cv::Mat plane = outputLike(out, guide.size(), CV_16UC1);
+        if (!guide.empty()) {
+            // The rows above and below are read, of the guide too.
+            const cv::Mat readGuide = sourceBeside(plane, guide, StillRead::kAnyRow);
+            const cv::Mat readLow = sourceBeside(plane, low, StillRead::kAnyRow);
+            forEachStrip(
+                Strips(guide.rows, guide.cols), [&](int) { return ChromaRows(readGuide, {readLow}); },
+                [&](int first, int end, ChromaRows& rows) noexcept {
+                    for (int y = first; y < end; ++y) {
+                        ushort* const row = plane.ptr<ushort>(y);
+                        rows.compute(y, &row);
+                    }
+                });
         }
+        out = plane;
     });
 }

@@ -8,7 +8,12 @@
 /// is nearest its own, the first of equals, so that edges of colour follow edges of luminance. The outermost rows and
 /// columns repeat their inner neighbours; a picture of fewer than three rows repeats the last row of `low`.
 ///
-/// `guide` and `low` are `CV_16UC1`, and `low` has at least half the size of `guide`, rounded up; other types and
-/// smaller sizes are failures before anything is written. `out` is created as `CV_16UC1` of the size of `guide`; it may
-/// be the very object `low`. A guide without pixels gives an empty `out`.
+/// `guide` and `low` are `CV_16UC1` of any values; `low` has at least half the size of `guide`, rounded up. `out` is
+/// made `CV_16UC1` of the size of `guide` unless it is already; it may be, or overlap, either of the inputs. A guide
+/// without pixels gives an empty `out`.
+///
+/// Throws, with `out` as it was, "ERROR - upSize2XGuidedByYSimple - guide.type()!=CV_16UC1",
+/// "ERROR - upSize2XGuidedByYSimple - low.type()!=CV_16UC1",
+/// "ERROR - upSize2XGuidedByYSimple - low is smaller than half of guide",
+/// "ERROR - upSize2XGuidedByYSimple - not enough memory", and "ERROR - plane - dims>2" for three dimensions.
 KESTROVA_EXPORT void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out);

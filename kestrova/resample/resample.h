@@ -48,8 +48,9 @@ KESTROVA_EXPORT void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interp)
 
 /// Enlarges `in` by 2 into `out2X`.
 /// Throws a trace text (`Kestrova::traceMsg`) of "upSize2X", line 103, "out2X is not allocated" if `out2X` is empty or
-/// of another type, "ERROR - upSize2X - in.empty()" for a source without pixels, "ERROR - up2X - type" for types not
-/// supported, "ERROR - up2X - ippsMalloc_8u(pBufferSize)" without memory.
+/// of another type; the thread's next failure with such a text overwrites it. Throws "ERROR - upSize2X - in.empty()"
+/// for a source without pixels, "ERROR - up2X - type" for types not supported, "ERROR - up2X -
+/// ippsMalloc_8u(pBufferSize)" without memory.
 KESTROVA_EXPORT void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interp);
 
 /// Reduces `in` by n into `out`. n = 1 is `in.copyTo(out)`, for every type and any `interp`; n < 1 leaves `out`

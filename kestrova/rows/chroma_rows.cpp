@@ -52,7 +52,8 @@ KESTROVA_KERNEL void splitColumns(const ushort* row, ushort* __restrict even, us
     }
 }
 
-KESTROVA_KERNEL void joinColumns(const ushort* even, const ushort* odd, ushort* __restrict row, int pairs) noexcept {
+KESTROVA_KERNEL void interleaveColumns(const ushort* even, const ushort* odd, ushort* __restrict row,
+                                       int pairs) noexcept {
     for (int j = 0; j < pairs; ++j) {
         row[2 * j] = even[j];
         row[2 * j + 1] = odd[j];
@@ -69,14 +70,6 @@ void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
         if (low.empty() || low.cols < (guide.cols + 1) / 2 || low.rows < (guide.rows + 1) / 2)
             fail("ERROR - upSize2XGuidedByYSimple - low is smaller than half of guide");
     }
-}
-
-std::vector<ChromaRows> ChromaRows::forStrips(int strips, const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
-    check(guide, lows);
-    std::vector<ChromaRows> rows;
-    rows.reserve(strips);
-    for (int s = 0; s < strips; ++s) rows.emplace_back(guide, lows);
-    return rows;
 }
 
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)
@@ -173,7 +166,7 @@ void ChromaRows::computeOdd(int k, ushort* const out[]) noexcept {
 // The side columns repeat their inner neighbours.
 void ChromaRows::join(const ushort* even, const ushort* odd, ushort* out) const noexcept {
     const int width = m_guide.cols;
-    joinColumns(even, odd, out, width / 2);
+    interleaveColumns(even, odd, out, width / 2);
     out[0] = odd[0];
     if (width > 1) out[width - 1] = out[width - 2];
 }
@@ -181,7 +174,7 @@ void ChromaRows::join(const ushort* even, const ushort* odd, ushort* out) const 
 void ChromaRows::repeatLastRow(ushort* const out[]) const noexcept {
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const ushort* low = m_lows[p].ptr<ushort>(m_lows[p].rows - 1);
-        joinColumns(low, low, out[p], m_guide.cols / 2);
+        interleaveColumns(low, low, out[p], m_guide.cols / 2);
         out[p][m_guide.cols - 1] = low[m_n - 1];
     }
 }

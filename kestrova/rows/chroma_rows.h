@@ -17,15 +17,14 @@ namespace kestrova::rows {
 ///     row 2k + 1  cross        diagonal[k][0]   cross    diagonal[k][1]
 ///
 /// So row 2k + 1 needs the low rows k and k + 1 and the diagonals k, row 2k the diagonals k - 1 and k: a window of two
-/// rows each, which fills itself from wherever a strip begins. One object serves one strip.
+/// rows each, which fills itself from wherever a strip begins. One object serves one strip. Internal.
 class ChromaRows {
 public:
     /// Fails unless guide and planes are `CV_16UC1` and the planes have half the guide's size, rounded up, or more. A
     /// guide without pixels asks nothing.
     static void check(const cv::Mat& guide, const std::vector<cv::Mat>& lows);
-    /// One object for each of `strips` strips; the planes are checked.
-    static std::vector<ChromaRows> forStrips(int strips, const cv::Mat& guide, const std::vector<cv::Mat>& lows);
 
+    /// The planes are checked.
     ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows);
     ChromaRows(ChromaRows&&) = default;
 

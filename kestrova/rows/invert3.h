@@ -8,11 +8,11 @@ namespace kestrova::rows {
 inline bool isNoise(double sum, double magnitude, int terms) { return !(std::abs(sum) > terms * 0x1p-52 * magnitude); }
 
 /// The inverse of a 3 by 3 matrix of floats, the adjugate over the determinant, as `ippmInvert_m_32f` computes it:
-/// without branches, for loops that are vectorised. Products of two elements are exact in double.
+/// without branches, for loops that are vectorised. Products of two elements are exact in double. Internal.
 struct Inverse3 {
     double adjugate[3][3];
     double scale;
-    bool singular;  ///< the determinant cannot be told from 0, the elements mean nothing
+    bool singular;  ///< the determinant may be nothing but rounding, the elements mean nothing
 
     Inverse3(double a, double b, double c, double d, double e, double f, double g, double h, double i)
         : adjugate{{e * i - f * h, c * h - b * i, b * f - c * e},

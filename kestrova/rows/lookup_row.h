@@ -1,5 +1,7 @@
 #pragma once
 
+// Look-ups in tables. Internal.
+
 namespace kestrova::rows {
 
 /// dst[x] = table[index(src[x])]; in place if the elements are of one size. Four pixels at a time: the speed of a loop

@@ -7,9 +7,11 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/vendor_types.h"
 
+// Planes as the primitives get them. Internal.
+
 namespace kestrova::rows {
 
-/// A plane as the primitives get it: the first pixel of the region and the row step in bytes.
+/// The first pixel of the region and the row step in bytes.
 template <class Element>
 struct Plane {
     Element* elements;

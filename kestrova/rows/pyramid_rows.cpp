@@ -16,7 +16,7 @@ using namespace frame;
 namespace {
 
 // Columns 2x and 2x + 1; sums[-1] and sums[n] exist.
-KESTROVA_KERNEL void joinColumns(const int* __restrict sums, ushort* __restrict out, int n) noexcept {
+KESTROVA_KERNEL void enlargeColumns(const int* __restrict sums, ushort* __restrict out, int n) noexcept {
     for (int x = 0; x < n; ++x) {
         out[2 * x] = static_cast<ushort>((sums[x - 1] + 6 * sums[x] + sums[x + 1] + 32) >> 6);
         out[2 * x + 1] = static_cast<ushort>((sums[x] + sums[x + 1] + 8) >> 4);
@@ -57,20 +57,19 @@ void PyramidRows::check(const cv::Mat& in, const cv::Mat& out) {
 }
 
 void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
-    const int strips = stripCount(out.rows, out.cols);
-    std::vector<PyramidRows> rows = forStrips(strips, in, out.size());
-    parallelStrips(strips, out.rows, [&](int first, int end, int strip) noexcept {
-        for (int y = first; y < end; ++y) rows[strip].compute(y, out.ptr<ushort>(y));
-    });
+    const PyramidRows rows(in, out.size());
+    forEachStrip(
+        Strips(out.rows, out.cols), [&](int) { return rows; },
+        [&](int first, int end, PyramidRows& strip) noexcept {
+            for (int y = first; y < end; ++y) strip.compute(y, out.ptr<ushort>(y));
+        });
 }
 
-std::vector<PyramidRows> PyramidRows::forStrips(int strips, const cv::Mat& in, cv::Size out) {
-    const cv::Mat lastRow = out.height % 2 == 1 ? lastRowByOpenCV(in, out) : cv::Mat();
-    return std::vector<PyramidRows>(static_cast<std::size_t>(strips), PyramidRows(in, lastRow, out));
-}
-
-PyramidRows::PyramidRows(const cv::Mat& in, const cv::Mat& lastRow, cv::Size out)
-    : m_in(in), m_lastRow(lastRow), m_out(out), m_column(static_cast<std::size_t>(in.cols) + 2) {}
+PyramidRows::PyramidRows(const cv::Mat& in, cv::Size out)
+    : m_in(in),
+      m_lastRow(out.height % 2 == 1 ? lastRowByOpenCV(in, out) : cv::Mat()),
+      m_out(out),
+      m_column(static_cast<std::size_t>(in.cols) + 2) {}
 
 void PyramidRows::compute(int y, ushort* out) noexcept {
     const int w = m_in.cols, last = m_in.rows - 1;
@@ -90,7 +89,7 @@ void PyramidRows::compute(int y, ushort* out) noexcept {
     sums[w] = sums[w - 1];
 
     const int pairs = m_out.width / 2;
-    joinColumns(sums, out, std::min(w, pairs));
+    enlargeColumns(sums, out, std::min(w, pairs));
     if (m_out.width % 2 == 0) return;
     // Half a pair, or an additional column, which repeats the one before.
     const int x = m_out.width - 1;

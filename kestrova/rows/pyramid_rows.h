@@ -19,10 +19,11 @@ cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
 /// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
 /// being a copy of the one before. Internal.
 ///
-/// The plane with zeros between its pixels is filtered by 1 4 6 4 1 (over 8, so that the mean stays) in both
-/// directions: even rows and columns take 1 6 1 of the nearest three pixels, odd ones 4 4 of the nearest two. Beyond
-/// the first row and column lies the second one, beyond the last that one again. The last row of an odd number is
-/// `lastRowByOpenCV`. One object serves one strip.
+/// Zeros are put between the pixels, and the filter 1 4 6 4 1 over 8 goes over rows and columns; over 8, not 16, since
+/// half of what it covers is zero. Where zeros fall, nothing is added: an even row or column is 1 6 1 over 8 of the
+/// nearest three pixels, an odd one 4 4 over 8 of the nearest two. At the edges, the second row or column stands before
+/// the first one, and the last one is repeated after itself. The last row of an odd number is `lastRowByOpenCV`. One
+/// object serves one strip; `forEachStrip` gets a copy for each.
 class PyramidRows {
 public:
     /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.
@@ -32,11 +33,9 @@ public:
     static void check(const cv::Mat& in, const cv::Mat& out);
     /// Enlarges the whole of a plane; the planes are checked.
     static void enlarge(const cv::Mat& in, cv::Mat& out);
-    /// One object for each of `strips` strips; the planes are checked.
-    static std::vector<PyramidRows> forStrips(int strips, const cv::Mat& in, cv::Size out);
 
-    /// `lastRow` is that of an odd number of rows, else empty.
-    PyramidRows(const cv::Mat& in, const cv::Mat& lastRow, cv::Size out);
+    /// The planes are checked; `out` is the size of the enlarged one.
+    PyramidRows(const cv::Mat& in, cv::Size out);
 
     /// Writes row `y` of the enlarged plane.
     void compute(int y, ushort* out) noexcept;

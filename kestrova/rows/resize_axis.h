@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-namespace kestrova::rows {
+// Where the columns (or rows) of a resized plane come from, and with which weights. Internal.
 
-/// Where the columns (or rows) of a resized plane come from, and with which weights.
+namespace kestrova::rows {
 
 /// Between source pixel `pixel` and the next one, counted from centre to centre: 0 <= `fraction` < 1.
 struct SourcePosition {

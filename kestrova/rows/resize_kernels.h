@@ -6,10 +6,11 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
 
+// Row kernels of resizing: pixels of type T are weighted into sums of type W and rounded back into pixels. W is double,
+// or int with weights in units of 2^-bits. Internal.
+
 namespace kestrova::rows {
 
-/// Row kernels of resizing: pixels of type T are weighted into sums of type W and rounded back into pixels. W is
-/// double, or int with weights in units of 2^-bits.
 namespace resize_kernels {
 
 template <class W, class T>

@@ -2,6 +2,8 @@
 
 #include <opencv2/core.hpp>
 
+// Planes on the scale 0..1. Internal.
+
 namespace kestrova::rows {
 
 /// Whether the pixels of `plane` have a scale from 0 to 1: `CV_8UC1` and `CV_16UC1`.

@@ -6,7 +6,7 @@
 
 namespace kestrova::solver {
 
-/// While it lives, denormals count as zero on this thread, where the processor can.
+/// While it lives, denormals count as zero on this thread, where the processor can. Internal.
 class DenormalsAreZero {
 public:
     DenormalsAreZero(const DenormalsAreZero&) = delete;

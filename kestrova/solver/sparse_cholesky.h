@@ -6,7 +6,7 @@ namespace kestrova::solver {
 
 /// Multifrontal Cholesky factorisation in single precision. All memory is taken by the calling thread, none by the
 /// others; updates are added in a fixed order, so that any number of threads gives the same bits. Denormals count as
-/// zero: the entries of a smoother's factor decay into them.
+/// zero: the entries of a smoother's factor decay into them. Internal.
 class SparseCholesky {
 public:
     explicit SparseCholesky(const SparseRows& matrix);

@@ -5,10 +5,10 @@
 #include "kestrova/solver/sparse_memory.h"
 #include "kestrova/solver/sparse_ordering.h"
 
-namespace kestrova::solver {
+// What of a multifrontal factorisation depends on the pattern alone (Liu, "The Multifrontal Method for Sparse Matrix
+// Solution: Theory and Practice", SIAM Review 34, 1992). Rows are counted from 0 in the order of elimination. Internal.
 
-/// What of a multifrontal factorisation depends on the pattern alone (Liu, "The Multifrontal Method for Sparse Matrix
-/// Solution: Theory and Practice", SIAM Review 34, 1992). Rows are counted from 0 in the order of elimination.
+namespace kestrova::solver {
 
 /// A run of pivots with one structure below them: `pivots` columns from `first` on, and the rows below that they touch.
 struct Front {

@@ -2,9 +2,11 @@
 
 #include <cstdint>
 
+// The dense work on one front. Internal.
+
 namespace kestrova::solver {
 
-/// The dense work on one front. A front is the lower triangle of a symmetric matrix, stored column by column without
+/// A front is the lower triangle of a symmetric matrix, stored column by column without
 /// what lies above the diagonal: its first columns, the pivots, in the factor, the rest in the front's update.
 struct FrontMatrix {
     float* pivotColumns;

@@ -2,6 +2,8 @@
 
 #include "kestrova/solver/sparse_memory.h"
 
+// The order of elimination of a sparse system. Internal.
+
 namespace kestrova::solver {
 
 /// The upper triangle of a symmetric matrix in compressed sparse rows counted from 1, as its owner gave it.

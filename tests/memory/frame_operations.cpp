@@ -25,5 +25,6 @@ std::vector<Operation> frameOperations() {
                                   [=] { *text = Kestrova::traceMsg("a function of some length", 12, "a message"); },
                                   [=] { return Seen().value(text->empty()); }};
                           }});
+    document(Thrown::kTextOrAllocators, {"TProgress", "Kestrova_traceMsg"}, operations);
     return operations;
 }

@@ -100,23 +100,26 @@ std::vector<Operation> resampleOperations() {
             for (bool inPlace : {false, true}) {
                 const std::string name = std::string("tFilterBox_") + (type == TImage::IM_C8U ? "C" : "Y") +
                                          std::to_string(radius) + (inPlace ? "_InPlace" : "");
-                operations.push_back({name, [=] {
-                                          const TSize size(120, 110);
-                                          const auto in = std::make_shared<TImage>(type, size);
-                                          const int planes = type == TImage::IM_C8U ? 2 : 1;
-                                          for (int p = 0; p < planes; ++p)
-                                              in->fromMat(
-                                                  randomPlane(110, 120, type == TImage::IM_C8U ? CV_8UC1 : CV_16UC1,
-                                                              static_cast<std::uint32_t>(p)),
-                                                  p);
-                                          const auto out = inPlace ? in : std::make_shared<TImage>(*in);
-                                          return Attempt{[=] { tFilterBox(in.get(), out.get(), radius, 2, nullptr); },
-                                                         [=] {
-                                                             Seen seen;
-                                                             for (int p = 0; p < planes; ++p) seen.plane(out->toMat(p));
-                                                             return seen;
-                                                         }};
-                                      }});
+                operations.push_back(
+                    {name,
+                     [=] {
+                         const TSize size(120, 110);
+                         const auto in = std::make_shared<TImage>(type, size);
+                         const int planes = type == TImage::IM_C8U ? 2 : 1;
+                         for (int p = 0; p < planes; ++p)
+                             in->fromMat(randomPlane(110, 120, type == TImage::IM_C8U ? CV_8UC1 : CV_16UC1,
+                                                     static_cast<std::uint32_t>(p)),
+                                         p);
+                         const auto out = inPlace ? in : std::make_shared<TImage>(*in);
+                         return Attempt{[=] { tFilterBox(in.get(), out.get(), radius, 2, nullptr); },
+                                        [=] {
+                                            Seen seen;
+                                            for (int p = 0; p < planes; ++p) seen.plane(out->toMat(p));
+                                            return seen;
+                                        }};
+                     },
+                     // OpenCV's last resize writes the output without a plane between.
+                     !inPlace && radius == 60 ? Promise::kOutputsMayChange : Promise::kNothingChanged});
             }
         }
     }

@@ -19,7 +19,7 @@ protected:
 
     void SetUp() override {
         m_memory = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (m_memory == MAP_FAILED) GTEST_SKIP() << "6 GiB of addresses are not to be had here";
+        if (m_memory == MAP_FAILED) GTEST_SKIP() << "6 GiB of addresses are unavailable here";
     }
     void TearDown() override {
         if (m_memory != MAP_FAILED) munmap(m_memory, kBytes);

@@ -13,7 +13,7 @@ constexpr int kResizeCodes[] = {IPPI_INTER_NN, IPPI_INTER_LINEAR, IPPI_INTER_CUB
 
 using Wide = __int128;
 
-/// A factor or a shift as it is meant; the primitive gets the nearest double.
+/// The exact ratio that a factor or a shift stands for; the primitive gets the nearest double.
 struct Fraction {
     int over, under = 1;
     double value() const { return static_cast<double>(over) / under; }

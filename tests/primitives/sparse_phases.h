@@ -15,7 +15,11 @@ struct Phases {
     int maxfct = 1, mnum = 1, mtype = 2, nrhs = 1, perm = 0, msglvl = 0;
 
     Phases() { iparm[5] = 1, iparm[7] = 5, iparm[27] = 1; }
-    ~Phases() { run(kRelease, SparseSystem{}, nullptr, nullptr); }
+    ~Phases() {
+        int error = 77;
+        PARDISO(pt, nullptr, nullptr, nullptr, &kRelease, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                nullptr, nullptr, nullptr, &error);
+    }
 
     int run(int phase, const SparseSystem& s, float* b, float* x) {
         int error = 77;

@@ -6,6 +6,7 @@
 
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/primitives/primitives.h"
 
 namespace kestrova::curves {
@@ -15,10 +16,11 @@ using namespace frame;
 namespace {
 
 constexpr int kEntries16 = 65536;
+constexpr int kMiddle8 = 128;
 constexpr float kTwoThirds = 0x1.555556p-1f;
 
 // Half width of the centre for T in -1..1: a step above 0, a dead zone below. A table of 2 `middle` entries has room
-// for middle - 1 levels, and not-a-number is no width.
+// for middle - 1 levels; NaN is no width.
 int halfWidthOf(float T, float slope, int middle, const DetailCurve& curve) {
     const float full = static_cast<float>(curve.threshold) * T;
     const float width = slope > 1 ? full / slope : full;
@@ -48,15 +50,14 @@ bool sameCurve(const DetailCurve& a, const DetailCurve& b) { return std::memcmp(
 
 }  // namespace
 
-// The two forms differ on purpose, in their ranges and in how they treat dead zones.
 float drawDetailCurve(const DetailCurve& curve, uchar* table) {
     const float k = curve.k, t = curve.t, baseK = curve.baseK, baseT = curve.baseT;
     const float K = (k >= 0 ? 1.0f - baseK : baseK + 1.0f) * k + baseK;
     const float T = (t >= 0 ? 1.0f - baseT : baseT + 1.0f) * t + baseT;
     const float slope = lineSlope(K, curve.kMin, curve.kMax);
-    const int n = halfWidthOf(T, slope, 128, curve);
-    ippiImageRamp_8u_C1R(table, 256, {256, 1}, (1.0f - slope) * 128.0f, slope, ippAxsHorizontal);
-    shapeCentre(table, 128, n);
+    const int n = halfWidthOf(T, slope, kMiddle8, curve);
+    ippiImageRamp_8u_C1R(table, 256, {256, 1}, lineOffset(slope, kMiddle8), slope, ippAxsHorizontal);
+    shapeCentre(table, kMiddle8, n);
     return sigmaOf(n, curve);
 }
 
@@ -67,9 +68,9 @@ float drawDetailCurve(const DetailCurve& curve, ushort* table) {
     const float T = t >= 0 ? (1.5f - baseT) * t * kTwoThirds + baseT  //
                            : damped(t) * (baseT + 1.5f) * kTwoThirds + baseT;
     const float slope = lineSlope(K, curve.kMin, curve.kMax);
-    const int n = halfWidthOf(T, slope, 32768, curve);
-    ippiImageRamp_16u_C1R(table, kEntries16 * 2, {kEntries16, 1}, (1.0f - slope) * 32768.0f, slope, ippAxsHorizontal);
-    shapeCentre(table, 32768, n);
+    const int n = halfWidthOf(T, slope, kZero16, curve);
+    ippiImageRamp_16u_C1R(table, kEntries16 * 2, {kEntries16, 1}, lineOffset(slope, kZero16), slope, ippAxsHorizontal);
+    shapeCentre(table, kZero16, n);
     return sigmaOf(n, curve);
 }
 

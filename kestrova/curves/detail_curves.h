@@ -8,7 +8,7 @@
 
 namespace kestrova::curves {
 
-/// The curves of `setupLinearThreshold`, drawn, and several of them in one go. Internal.
+// The curves of `setupLinearThreshold`, drawn, and several of them in one go. Internal.
 
 /// All that a curve depends on: the arguments of `setupLinearThreshold`, then those of `setKRange`.
 struct DetailCurve {
@@ -21,9 +21,14 @@ struct DetailCurve {
 /// Slope of the line through the middle for K in -1..1: `kMax` at 1, 1 at 0, `kMin` at -1.
 inline float lineSlope(float K, float kMin, float kMax) { return (K >= 0 ? kMax - 1.0f : 1.0f - kMin) * K + 1.0f; }
 
-/// Draws the curve of `TLut8U` into 256 entries, or that of `TLut16U` into 65536: all but the smoothing. Returns the
-/// sigma to smooth the table with, in 2 steps, or 0 if it is finished as it is.
+/// Where the line of that slope through (middle, middle) begins.
+inline float lineOffset(float slope, int middle) { return (1.0f - slope) * static_cast<float>(middle); }
+
+/// Draws the curve of `TLut8U` into 256 entries: all but the smoothing. Returns the sigma to smooth the table with, in
+/// 2 steps, or 0 if it is finished as it is.
 float drawDetailCurve(const DetailCurve& curve, uchar* table);
+/// The same of the curve of `TLut16U`, into 65536 entries. The two forms differ on purpose, in their ranges and in how
+/// they treat dead zones.
 float drawDetailCurve(const DetailCurve& curve, ushort* table);
 
 /// The finished 16-bit tables of a list of curves, the same bits as `TLut16U::setupLinearThreshold` gives one by one.

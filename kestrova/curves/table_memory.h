@@ -7,7 +7,8 @@
 
 namespace kestrova::curves {
 
-/// Tables of one row that release themselves with their last owner. Internal.
+// Tables of one row that release themselves with their last owner. Without memory they throw `std::bad_alloc`.
+// Internal.
 
 inline std::shared_ptr<void> ownTable(void* table) {
     if (!table) throw std::bad_alloc();

@@ -77,14 +77,28 @@ void gaussSmooth1D(float* data, int n, float sigma, int steps) {
 void smoothLUT8U(uchar* table, int n, float sigma, int steps) {
     if (!table || n < 1) return;
     const std::unique_ptr<float[]> work(new float[n]);
-    const IppiSize row = {n, 1};
-    const int bytes = n * static_cast<int>(sizeof(float));
-    ippiConvert_8u32f_C1R(table, n, work.get(), bytes, row);
-    gaussSmooth1D(work.get(), n, sigma, steps);
-    ippiConvert_32f8u_C1R(work.get(), bytes, table, n, row, ippRndNear);
+    smoothLUT8U(table, n, sigma, steps, work.get());
 }
 
-void smoothLUT16U(ushort* table, int n, float sigma, int steps) { smoothLUTs16U({{table, sigma}}, n, steps); }
+void smoothLUT8U(uchar* table, int n, float sigma, int steps, float* work) {
+    const int bytes = n * static_cast<int>(sizeof(float));
+    ippiConvert_8u32f_C1R(table, n, work, bytes, {n, 1});
+    gaussSmooth1D(work, n, sigma, steps);
+    ippiConvert_32f8u_C1R(work, bytes, table, n, {n, 1}, ippRndNear);
+}
+
+void smoothLUT16U(ushort* table, int n, float sigma, int steps) {
+    if (!table || n < 1) return;
+    const std::unique_ptr<float[]> work(new float[n]);
+    smoothLUT16U(table, n, sigma, steps, work.get());
+}
+
+void smoothLUT16U(ushort* table, int n, float sigma, int steps, float* work) {
+    const int bytes16 = n * static_cast<int>(sizeof(ushort)), bytes32 = n * static_cast<int>(sizeof(float));
+    ippiConvert_16u32f_C1R(table, bytes16, work, bytes32, {n, 1});
+    gaussSmooth1D(work, n, sigma, steps);
+    ippiConvert_32f16u_C1R(work, bytes32, table, bytes16, {n, 1}, ippRndNear);
+}
 
 void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps) {
     std::vector<TableToSmooth> todo;
@@ -97,7 +111,7 @@ void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps) {
 
     const IppiSize row = {n, 1};
     const int bytes16 = n * static_cast<int>(sizeof(ushort)), bytes32 = n * static_cast<int>(sizeof(float));
-    parallelStrips(stripCount(count, n), count, [&](int first, int end, int) noexcept {
+    forEachStrip(Strips(count, n), [&](int first, int end) noexcept {
         for (int i = first; i < end; ++i) ippiConvert_16u32f_C1R(todo[i].table, bytes16, rows[i].data, bytes32, row);
         for (int i = first; i < end;) {
             const int bunches = (end - i + kSideBySide - 1) / kSideBySide;

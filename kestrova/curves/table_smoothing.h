@@ -4,18 +4,26 @@
 
 #include <vector>
 
-/// Smoothing of tables by a recursive Gaussian: repeated first-order filters in both directions, after L. Alvarez and
-/// L. Mazorra, "Signal and image restoration using shock filters and anisotropic diffusion", SIAM J. Numer. Anal. 31
-/// (1994). Internal.
+// Smoothing of tables by a recursive Gaussian: repeated first-order filters in both directions, after L. Alvarez and
+// L. Mazorra, "Signal and image restoration using shock filters and anisotropic diffusion", SIAM J. Numer. Anal. 31
+// (1994). Internal.
 
 /// Smooths `n` floats in place, in `steps` runs there and back. Leaves them as they are if `data` is null, `n` < 1,
 /// `sigma` not above 0, or `steps` < 1.
 void gaussSmooth1D(float* data, int n, float sigma, int steps);
 
-/// Smooths a table of `n` entries in place; rounds to nearest, ties to even, and saturates.
+/// Smooths a table of `n` entries in place; rounds to nearest, ties to even, and saturates. Without memory it throws
+/// the allocator's exception and leaves the table as it was.
 void smoothLUT8U(uchar* table, int n, float sigma, int steps);
+/// The same of 16-bit entries.
 void smoothLUT16U(ushort* table, int n, float sigma, int steps);
 
+/// The same with `n` floats of the caller's to work in.
+void smoothLUT8U(uchar* table, int n, float sigma, int steps, float* work);
+/// The same of 16-bit entries.
+void smoothLUT16U(ushort* table, int n, float sigma, int steps, float* work);
+
+/// A table for `smoothLUTs16U`, and the sigma for it.
 struct TableToSmooth {
     ushort* table;
     float sigma;

@@ -6,8 +6,10 @@
 #include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/rows/lookup_row.h"
 
@@ -38,7 +40,8 @@ cv::Mat sourceFor(const cv::Mat& out, const cv::Mat& in, int type) {
 TLut1D::TLut1D(int inType, int outType) : m_inType(inType), m_outType(outType) {
     checkTypes(inType, outType);
     const int entries = inType == CV_8UC1 ? 256 : 65536;
-    m_owner = outType == CV_8UC1 ? newTable8U(entries) : newTable16U(entries);
+    m_owner = orFailWithoutMemory("ERROR - TLut1D::TLut1D - not enough memory",
+                                  [=] { return outType == CV_8UC1 ? newTable8U(entries) : newTable16U(entries); });
     m_lut_p = m_owner.get();
 }
 
@@ -53,25 +56,27 @@ void TLut1D::curve(int* const, int* const, int, int) {}
 void TLut1D::apply(const cv::Mat& in, cv::Mat out) {
     checkTypes(m_inType, m_outType);
     if (in.empty()) return;
+    checkPlane(in);
     if (in.elemSize() < std::size_t(CV_ELEM_SIZE(m_inType)))
         fail("ERROR - TLut1D::apply - in.elemSize()<elemSize of m_inType");
-    out.create(in.rows, in.cols, m_outType);
-
-    const cv::Mat from = sourceFor(out, in, m_inType);
-    const IppiSize size = {in.cols, in.rows};
-    const int fromStep = static_cast<int>(from.step), outStep = static_cast<int>(out.step);
-    if (m_inType == CV_8UC1 && m_outType == CV_8UC1) {
-        ippiLUTPalette_8u_C1R(from.ptr(), fromStep, out.ptr(), outStep, size, lut8U(), 8);
-    } else if (m_inType == CV_16UC1 && m_outType == CV_16UC1) {
-        ippiLUTPalette_16u_C1R(from.ptr<ushort>(), fromStep, out.ptr<ushort>(), outStep, size, lut16U(), 16);
-    } else if (m_inType == CV_8UC1) {
-        const ushort* const table = lut16U();
-        parallelRows(in.rows, in.cols,
-                     [&](int r) noexcept { lookUpRow(from.ptr(r), out.ptr<ushort>(r), in.cols, table); });
-    } else {
-        // With 8 bits the low byte of the source alone is looked up; this is meant.
-        ippiLUTPalette_16u8u_C1R(from.ptr<ushort>(), fromStep, out.ptr(), outStep, size, lut8U(), 8);
-    }
+    orFailWithoutMemory("ERROR - TLut1D::apply - not enough memory", [&] {
+        out.create(in.rows, in.cols, m_outType);
+        const cv::Mat from = sourceFor(out, in, m_inType);
+        const IppiSize size = {in.cols, in.rows};
+        const int fromStep = stepOf(from), outStep = stepOf(out);
+        if (m_inType == CV_8UC1 && m_outType == CV_8UC1) {
+            ippiLUTPalette_8u_C1R(from.ptr(), fromStep, out.ptr(), outStep, size, lut8U(), 8);
+        } else if (m_inType == CV_16UC1 && m_outType == CV_16UC1) {
+            ippiLUTPalette_16u_C1R(from.ptr<ushort>(), fromStep, out.ptr<ushort>(), outStep, size, lut16U(), 16);
+        } else if (m_inType == CV_8UC1) {
+            const ushort* const table = lut16U();
+            parallelRows(in.rows, in.cols,
+                         [&](int r) noexcept { lookUpRow(from.ptr(r), out.ptr<ushort>(r), in.cols, table); });
+        } else {
+            // With 8 bits the low byte of the source alone is looked up; this is intentional.
+            ippiLUTPalette_16u8u_C1R(from.ptr<ushort>(), fromStep, out.ptr(), outStep, size, lut8U(), 8);
+        }
+    });
 }
 
 void TLut1D::apply(cv::Mat inOut) { apply(inOut, inOut); }
@@ -88,8 +93,9 @@ void TLut8U::setKRange(float kMin, float kMax, int threshold, float blurScale) {
 }
 
 void TLut8U::setupLinearThreshold(float k, float t, float baseK, float baseT) {
+    float work[256];
     const float sigma = drawDetailCurve({k, t, baseK, baseT, m_kMin, m_kMax, m_threshold, m_blurScale}, lut8U());
-    if (sigma > 0) smoothLUT8U(lut8U(), 256, sigma, 2);
+    if (sigma > 0) smoothLUT8U(lut8U(), 256, sigma, 2, work);
 }
 
 TLut16U::TLut16U(float kMin, float kMax, int threshold, float blurScale) : TLut1D(CV_16UC1, CV_16UC1) {
@@ -104,6 +110,7 @@ void TLut16U::setKRange(float kMin, float kMax, int threshold, float blurScale) 
 }
 
 void TLut16U::setupLinearThreshold(float k, float t, float baseK, float baseT) {
+    const std::unique_ptr<float[]> work(new float[65536]);
     const float sigma = drawDetailCurve({k, t, baseK, baseT, m_kMin, m_kMax, m_threshold, m_blurScale}, lut16U());
-    if (sigma > 0) smoothLUT16U(lut16U(), 65536, sigma, 2);
+    if (sigma > 0) smoothLUT16U(lut16U(), 65536, sigma, 2, work.get());
 }

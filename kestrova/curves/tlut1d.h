@@ -88,9 +88,9 @@ public:
     void setupLightAdjust(float brightness, float contrast, float shadows, float highlights);
 
 protected:
-    float m_kMin;       ///< slope at K = -1
-    float m_kMax;       ///< slope at K = +1
-    int m_threshold;    ///< full-scale half width of the centre, in table levels
-    float m_blurScale;  ///< sigma of the smoothing per level of half width
-    float m_curve[64];  ///< the tone curve of the last `setupLightAdjust` at i / 63, values 0..1
+    float m_kMin;            ///< slope at K = -1
+    float m_kMax;            ///< slope at K = +1
+    int m_threshold;         ///< full-scale half width of the centre, in table levels
+    float m_blurScale;       ///< sigma of the smoothing per level of half width
+    float m_curve[64] = {};  ///< the tone curve of the last `setupLightAdjust` at i / 63, values 0..1
 };

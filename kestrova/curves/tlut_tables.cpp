@@ -1,34 +1,47 @@
 #include "kestrova/curves/tlut_tables.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <iterator>
+#include <new>
 #include <numeric>
 
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/image/host_pixels.h"
 #include "kestrova/image/timage.h"
+#include "kestrova/image/timage_planes.h"
 #include "kestrova/primitives/memory.h"
-#include "kestrova/primitives/tables.h"
+#include "kestrova/rows/lookup_row.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::image;
+using namespace kestrova::rows;
 
 namespace {
 
 constexpr int kEntries = 65536;
 
-std::shared_ptr<ushort> newTable() { return {ippsMalloc_16u(kEntries), ippsFree}; }
+// Without memory there is no table.
+std::shared_ptr<ushort> newTable() {
+    try {
+        return {ippsMalloc_16u(kEntries), ippsFree};
+    } catch (const std::bad_alloc&) {  // for the count of its owners
+        return nullptr;
+    }
+}
 
 void makeLinear(ushort* table) {
     if (table) std::iota(table, table + kEntries, ushort(0));
 }
 
 void lookUp(TImage& image, const ushort* table, const char* notOfWords) {
-    if (image.size().isEmpty()) return;
-    char* const data = image.dataPtr(0, 0, 0);
-    const bool bAligned = reinterpret_cast<std::uintptr_t>(data) % 2 == 0 && image.step() % 2 == 0;
-    if (image.pstep() < 2 || !bAligned) fail(notOfWords);
-    ushort* const pixels = reinterpret_cast<ushort*>(data);
-    ippiLUTPalette_16u_C1R(pixels, image.step(), pixels, image.step(), {image.size().width, image.size().height}, table,
-                           16);
+    const TSize size = image.size();
+    if (size.isEmpty() || !image.dataPtr(0, 0, 0)) return;
+    const Plane<ushort> pixels = planeOf<ushort>(image);
+    const bool bWords = image.pstep() >= 2 && (size.height == 1 || image.step() % 2 == 0);
+    if (!bWords || !aligned(pixels.elements)) fail(notOfWords);
+    parallelRows(size.height, size.width,
+                 [=, width = size.width](int r) noexcept { lookUpRow(pixels.row(r), pixels.row(r), width, table); });
 }
 
 }  // namespace
@@ -52,8 +65,14 @@ TLutC::TLutC(int n) : m_num(std::min(n, 32)) {
         m_tables_p[i] = m_owners[i].get();
     }
 }
-TLutC::TLutC(const TLutC& other) = default;
-TLutC& TLutC::operator=(const TLutC& other) = default;
+TLutC::TLutC(const TLutC& other) { *this = other; }
+TLutC& TLutC::operator=(const TLutC& other) {
+    if (this == &other) return *this;
+    m_num = other.m_num;
+    std::copy_n(other.m_tables_p, std::max(m_num, 0), m_tables_p);  // the others are never set
+    std::copy(std::begin(other.m_owners), std::end(other.m_owners), m_owners);
+    return *this;
+}
 TLutC::~TLutC() = default;
 
 ushort* TLutC::ptr(int i) { return m_tables_p[i]; }
@@ -71,8 +90,7 @@ void TLutC::apply(const TImage& in, TImage&) { in.halfY8U(); }
 
 TLut2D::TLut2D(int n) : m_num(n), m_tables_p{} {
     for (int i = 0; i < std::min(n, 16); ++i) {
-        int step;
-        m_owners[i] = {ippiMalloc_16u_C1(kEntries, 1, &step), ippiFree};
+        m_owners[i] = newTable();
         m_tables_p[i] = m_owners[i].get();
     }
 }

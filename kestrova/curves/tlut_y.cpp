@@ -6,8 +6,11 @@
 #include "kestrova/curves/table_memory.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/primitives.h"
 
 using namespace kestrova::curves;
@@ -32,21 +35,22 @@ KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restr
     for (int e = kEntries - 8; e < kEntries; ++e) table[e] = samples[kSamples - 1];
 }
 
-// `map` takes a level of luminance to another.
+// `map` takes a level of luminance to another; `samples` has room for `kSamples`.
 template <class Map>
-void fillYTable(ushort* table, const Map& map) {
-    std::vector<ushort> samples(kSamples);
+void fillYTable(ushort* table, ushort* samples, const Map& map) noexcept {
     parallelRows(kSamples, kWorkOfMapPixel, [&](int i) noexcept { samples[i] = map(static_cast<ushort>(16 * i)); });
-    enlarge16(samples.data(), table);
+    enlarge16(samples, table);
 }
 
 void lookUpY(const cv::Mat& inY, const ushort* table, cv::Mat& outY) {
     if (!table) fail("ERROR - TLutYDrDb::applyYLUT - !m_lutY_p");
     if (inY.type() != CV_16UC1)
         fail("ERROR -  TLutYDrDb::applyYLUT(const Mat &inY, Mat &outY) - inY.type() != CV_16UC1");
-    outY.create(inY.size(), CV_16UC1);
-    ippiLUTPalette_16u_C1R(inY.ptr<ushort>(), static_cast<int>(inY.step), outY.ptr<ushort>(),
-                           static_cast<int>(outY.step), {inY.cols, inY.rows}, table, 16);
+    const int inStep = stepOf(inY);
+    cv::Mat out = orFailWithoutMemory("ERROR - TLutYDrDb::applyYLUT - not enough memory",
+                                      [&] { return outputLike(outY, inY.size(), CV_16UC1); });
+    ippiLUTPalette_16u_C1R(inY.ptr<ushort>(), inStep, out.ptr<ushort>(), stepOf(out), {inY.cols, inY.rows}, table, 16);
+    outY = out;
 }
 
 void checkInOutY(const cv::Mat& inOutY16U) {
@@ -105,6 +109,31 @@ void applyBandsRow(const ushort* const* tables, int shift, int last, const ushor
     }
 }
 
+// Whether `plane` lacks a pixel that `of` has.
+bool smaller(const cv::Mat& plane, const cv::Mat& of) {
+    return !of.empty() && (plane.empty() || plane.cols < of.cols || plane.rows < of.rows);
+}
+
+void checkTables(const ushort* const* tables, int count) {
+    if (std::find(tables, tables + count, nullptr) != tables + count) fail("ERROR - TLutYDrDb - m_CLUT_p==NULL");
+}
+
+// The planes that an operation writes, assigned when they are written.
+struct ChromaOutputs {
+    cv::Mat dr, db;
+
+    ChromaOutputs(const cv::Mat& outDr, const cv::Mat& outDb, cv::Size size) {
+        orFailWithoutMemory("ERROR - TLutYDrDb::applyCLUT - not enough memory", [&] {
+            dr = outputLike(outDr, size, CV_8UC1);
+            db = outputLike(outDb, size, CV_8UC1);
+        });
+    }
+    void assign(cv::Mat& outDr, cv::Mat& outDb) const {
+        outDr = dr;
+        outDb = db;
+    }
+};
+
 }  // namespace
 
 TLutY16U::TLutY16U() : m_lutY_p(nullptr) { setupYLUT(); }
@@ -114,13 +143,15 @@ TLutY16U::~TLutY16U() = default;
 
 void TLutY16U::setupYLUT() {
     if (m_lutY_p) return;
-    m_owner = newTable16U(kEntries);
+    m_owner =
+        orFailWithoutMemory("ERROR - TLutY16U::setupYLUT - not enough memory", [] { return newTable16U(kEntries); });
     m_lutY_p = static_cast<ushort*>(m_owner.get());
 }
 
 void TLutY16U::computeLUT16U(bool update) {
     if (!update || !m_lutY_p) return;
-    fillYTable(m_lutY_p, [this](ushort y) noexcept {
+    ushort samples[kSamples];
+    fillYTable(m_lutY_p, samples, [this](ushort y) noexcept {
         ushort dr = 0x7FFF, db = 0x7FFF;
         mapPixel(y, dr, db);
         return y;
@@ -147,19 +178,24 @@ TLutYDrDb::~TLutYDrDb() = default;
 
 void TLutYDrDb::setupYLUT() {
     if (m_lutY_p) return;
-    m_yOwner = newTable16U(kEntries);
+    m_yOwner =
+        orFailWithoutMemory("ERROR - TLutYDrDb::setupYLUT - not enough memory", [] { return newTable16U(kEntries); });
     m_lutY_p = static_cast<ushort*>(m_yOwner.get());
 }
 
 int TLutYDrDb::setupCLUT(int nc) {
-    m_NC = -1;
     const int count = nc < 0 ? 0 : 1 << std::min(nc, 5);
+    std::shared_ptr<void> made[32];
+    orFailWithoutMemory("ERROR - TLutYDrDb::setupCLUT - not enough memory", [&] {
+        for (int s = 0; s < count; ++s)
+            if (!m_cOwner[s] || !m_CLUT_p[s]) made[s] = newTable16U(kEntries);
+    });
     for (int s = 0; s < 32; ++s) {
         if (s >= count) {
-            m_cOwner[s].reset();  // the pointer stays in its slot, stale, as is meant
-        } else if (!m_cOwner[s]) {
-            m_cOwner[s] = newTable16U(kEntries);
-            m_CLUT_p[s] = static_cast<ushort*>(m_cOwner[s].get());
+            m_cOwner[s].reset();  // the pointer stays in its slot, stale: this is intentional
+        } else if (made[s]) {
+            m_cOwner[s] = made[s];
+            m_CLUT_p[s] = static_cast<ushort*>(made[s].get());
         }
     }
     m_NC = std::min(nc, 5);
@@ -169,19 +205,26 @@ int TLutYDrDb::setupCLUT(int nc) {
 int TLutYDrDb::numCLUT() { return m_NC < 0 ? 0 : 1 << m_NC; }
 
 void TLutYDrDb::computeLUT() {
+    const int tables = numCLUT();
+    const bool bChroma = tables == 1 || (tables > 1 && m_lutY_p);
+    checkTables(m_CLUT_p, bChroma ? tables : 0);
+    std::vector<uchar> gridDr, gridDb;
+    orFailWithoutMemory("ERROR - TLutYDrDb::computeLUT - not enough memory", [&] {
+        gridDr.resize(bChroma ? kGrid * kGrid : 0);
+        gridDb.resize(gridDr.size());
+    });
     if (m_lutY_p) {
-        fillYTable(m_lutY_p, [this](ushort y) noexcept {
+        ushort samples[kSamples];
+        fillYTable(m_lutY_p, samples, [this](ushort y) noexcept {
             uchar dr = 0x80, db = 0x80;
             mapPixel(y, dr, db);
             return y;
         });
     }
-    const int tables = numCLUT();
-    if (tables > 1 && !m_lutY_p) return;
+    if (!bChroma) return;
 
     const int stepY = tables > 1 ? sat16(65535.0f / static_cast<float>(tables)) : 0;
     const int offY = tables > 1 ? sat16(32767.0f / static_cast<float>(tables)) : 0x7FFF;
-    std::vector<uchar> gridDr(kGrid * kGrid), gridDb(kGrid * kGrid);
     for (int c = 0; c < tables; ++c) {
         parallelRows(kGrid, kGrid * kWorkOfMapPixel, [&](int i) noexcept {
             for (int j = 0; j < kGrid; ++j) {
@@ -203,30 +246,33 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& out
     if (numCLUT() < 1) fail("ERROR - TLutYDrDb::applyCLUT - m_NC<1 ");
     if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
         fail("ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1");
-    if (inDr.size != inDb.size) fail("ERROR - TLutYDrDb::applyCLUT - inDr.size != inDb.size");
-    outDr.create(inDr.size(), CV_8UC1);
-    outDb.create(inDr.size(), CV_8UC1);
+    checkPlanes(inDr, inDb);
+    if (smaller(inDb, inDr)) fail("ERROR - TLutYDrDb::applyCLUT - inDb is smaller than inDr");
+    checkTables(m_CLUT_p, 1);
+    ChromaOutputs out(outDr, outDb, inDr.size());
     parallelRows(inDr.rows, inDr.cols, [&](int r) noexcept {
-        applyCRow(m_CLUT_p[0], inDr.ptr(r), inDb.ptr(r), outDr.ptr(r), outDb.ptr(r), inDr.cols);
+        applyCRow(m_CLUT_p[0], inDr.ptr(r), inDb.ptr(r), out.dr.ptr(r), out.db.ptr(r), inDr.cols);
     });
+    out.assign(outDr, outDb);
 }
 
 void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,
                           cv::Mat& outDb) {
     if (numCLUT() < 1) fail("ERROR - TLutYDrDb::applyCLUT - m_NC<1 ");
     if (numCLUT() == 1) return applyCLUT(inDr, inDb, outDr, outDb);
-    // The types are the caller's word; what would be read beyond a plane is refused.
-    if (inY.size != inDr.size || inDb.size != inDr.size)
-        fail("ERROR - TLutYDrDb::applyCLUT - inY.size != inDr.size || inDb.size != inDr.size");
-    if (!inY.empty() && inY.elemSize() < 2) fail("ERROR - TLutYDrDb::applyCLUT - inY.elemSize()<2");
-    const cv::Mat y = inY, dr = inDr, db = inDb;  // an output may take the place of an input
-    outDr.create(dr.size(), CV_8UC1);
-    outDb.create(dr.size(), CV_8UC1);
+    // The types are the caller's responsibility; what would be read beyond a plane is refused.
+    checkPlanes(inY, inDr, inDb);
+    if (smaller(inY, inDr) || smaller(inDb, inDr))
+        fail("ERROR - TLutYDrDb::applyCLUT - inY or inDb is smaller than inDr");
+    if (!inDr.empty() && inY.elemSize() < 2) fail("ERROR - TLutYDrDb::applyCLUT - inY.elemSize()<2");
+    checkTables(m_CLUT_p, numCLUT());
+    ChromaOutputs out(outDr, outDb, inDr.size());
     const int shift = 16 - m_NC, last = numCLUT() - 1;
-    parallelRows(dr.rows, dr.cols, [&](int r) noexcept {
-        applyBandsRow(m_CLUT_p, shift, last, y.ptr<ushort>(r), dr.ptr(r), db.ptr(r), outDr.ptr(r), outDb.ptr(r),
-                      dr.cols);
+    parallelRows(inDr.rows, inDr.cols, [&](int r) noexcept {
+        applyBandsRow(m_CLUT_p, shift, last, inY.ptr<ushort>(r), inDr.ptr(r), inDb.ptr(r), out.dr.ptr(r), out.db.ptr(r),
+                      inDr.cols);
     });
+    out.assign(outDr, outDb);
 }
 
 bool TLutYDrDb::proc(cv::Mat& inOutY16U) {
@@ -242,9 +288,21 @@ bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat
         fail("ERROR - TLutYDrDb::proc - inY16U.type()!=CV_16UC1 || inDr8U.type!=CV_8UC1 || inDb8U.type()!=CV_8UC1");
     if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
         fail("ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size");
-    const cv::Mat y = inY16U;  // the chroma outputs may be where it was
+    // All memory is taken before the first table or pixel changes; the outputs may be inputs of each other.
+    const cv::Mat y = inY16U, dr = inDr8U, db = inDb8U;
+    cv::Mat outY, outDr, outDb;
+    orFailWithoutMemory("ERROR - TLutYDrDb::proc - not enough memory", [&] {
+        outY = outputLike(outY16U, y.size(), CV_16UC1);
+        if (numCLUT() > 0) outDr = outputLike(outDr8U, dr.size(), CV_8UC1);
+        if (numCLUT() > 0) outDb = outputLike(outDb8U, dr.size(), CV_8UC1);
+    });
     computeLUT();
-    if (numCLUT() > 0) applyCLUT(y, inDr8U, inDb8U, outDr8U, outDb8U);
-    applyYLUT(y, outY16U);
+    if (numCLUT() > 0) {
+        applyCLUT(y, dr, db, outDr, outDb);
+        outDr8U = outDr;
+        outDb8U = outDb;
+    }
+    applyYLUT(y, outY);
+    outY16U = outY;
     return true;
 }

@@ -4,35 +4,28 @@
 #include <array>
 #include <cmath>
 
+#include "kestrova/curves/tone_curve.h"
 #include "kestrova/curves/tspline.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/tpimage.h"
 
+using namespace kestrova::curves;
 using namespace kestrova::frame;
 
 namespace {
 
-constexpr int kNodes = 64;
-constexpr float kPer63 = 0x1.041042p-6f;
-
 // The tone curve that all parameters 0 give: the line over nodes 9 to 54.
-constexpr std::array<float, kNodes> referenceCurve() {
-    std::array<float, kNodes> curve{};
-    for (int i = 0; i < kNodes; ++i) curve[i] = i < 9 ? 0.0f : i > 54 ? 1.0f : static_cast<float>(i - 9) / 45.0f;
+constexpr std::array<float, kToneNodes> referenceCurve() {
+    std::array<float, kToneNodes> curve{};
+    for (int i = 0; i < kToneNodes; ++i) curve[i] = i < 9 ? 0.0f : i > 54 ? 1.0f : static_cast<float>(i - 9) / 45.0f;
     return curve;
 }
-constexpr std::array<float, kNodes> kReference = referenceCurve();
+constexpr std::array<float, kToneNodes> kReference = referenceCurve();
 
 // Luminance 0..1 lies over nodes 9.5 to 54.5. A level beyond the curve, or not a number, stays at its end.
 float positionOf(float level) {
     const float t = level * 0.703125f + 0.1484375f;
     return (t > 0.0078125f ? std::min(t, 0.9921875f) : 0.0078125f) * 64.0f;
-}
-
-float valueAt(const float* curve, float position) {
-    const int i = static_cast<int>(position);
-    const float next = curve[std::min(i + 1, kNodes - 1)];
-    return (static_cast<float>(i + 1) - position) * curve[i] + (position - static_cast<float>(i)) * next;
 }
 
 }  // namespace
@@ -62,10 +55,7 @@ void TLightAdjLUTvl::setupCurve(float brightness, float contrast, float highligh
     spline.setCtrPoint(3, (hi - w * 0.5f - 0.5f) * k + 0.5f, 1.0f - (0.5f - highlights * 0.25f) * 0.5f);
     spline.setCtrPoint(4, w * k + 0.5f, 1.0f);
     spline.update();
-    for (int i = 0; i < kNodes; ++i) {
-        const float t = static_cast<float>(i) * kPer63;
-        m_curve[i] = t < spline.ctrPx(0) ? 0.0f : t > spline.ctrPx(4) ? 1.0f : std::clamp(spline.value(t), 0.0f, 1.0f);
-    }
+    sampleToneCurve(spline, m_curve);
 }
 
 void TLightAdjLUTvl::mapPixel(ushort& y, ushort& dr, ushort& db) {
@@ -75,8 +65,7 @@ void TLightAdjLUTvl::mapPixel(ushort& y, ushort& dr, ushort& db) {
 
     float u = static_cast<float>((double(std::sqrt(v)) - 0.707) * double(m_contrast) + 0.707 + double(m_bright));
     u = u > 0 ? u * u : 2.0f * u;
-    const float gain =
-        (valueAt(m_curve, positionOf(u)) + 0.001f) / (valueAt(kReference.data(), positionOf(v)) + 0.001f);
+    const float gain = (toneAt(m_curve, positionOf(u)) + 0.001f) / (toneAt(kReference.data(), positionOf(v)) + 0.001f);
     const float g = gain > 0 ? std::min(gain, 8.0f) : 0.0f;  // not-a-number is 0 too
     for (float& c : rgb) c = std::max(std::min(c * g, 4.0f), 0.0f);
 

@@ -117,27 +117,27 @@ private:
 }  // namespace
 
 KeptGradient::KeptGradient(const cv::Mat& before, const cv::Mat& after, float epsilon) : m_rows(before.rows) {
-    const int n = before.cols, strips = stripCount(m_rows, n);
-    std::vector<Smoothing> smoothing;
-    for (int s = 0; s < strips; ++s) smoothing.emplace_back(before, after, epsilon * 65535.0f);
+    const int n = before.cols;
+    const Strips strips(m_rows, n);
+    const auto makeSmoothing = [&](int) { return Smoothing(before, after, epsilon * 65535.0f); };
     cv::Mat rough(m_rows, n + 2 * kRadius, CV_8UC1);
-    parallelStrips(strips, m_rows, [&](int first, int end, int strip) noexcept {
+    forEachStrip(strips, makeSmoothing, [&](int first, int end, Smoothing& smoothing) noexcept {
         for (int y = first; y < end; ++y) {
             uchar* const weight = rough.ptr(y) + kRadius;
-            smoothing[strip].weigh(y, weight);
+            smoothing.weigh(y, weight);
             repeatEnds(weight, n, kRadius);
         }
     });
 
     m_weight.create(m_rows, n + 2, CV_8UC1);
-    std::vector<int> scratch(static_cast<std::size_t>(strips) * gauss_rows::kScratch<Gauss>);
-    parallelStrips(strips, m_rows, [&](int first, int end, int strip) noexcept {
+    using Scratch = std::vector<int>;
+    const auto makeScratch = [](int) { return Scratch(gauss_rows::kScratch<Gauss>); };
+    forEachStrip(strips, makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
         for (int y = first; y < end; ++y) {
             const uchar* window[kWindow];
             for (int i = 0; i < kWindow; ++i) window[i] = rough.ptr(std::clamp(y + i - kRadius, 0, m_rows - 1));
             uchar* const weight = m_weight.ptr(y);
-            gauss_rows::filterRow<Gauss>(window, weight, n,
-                                         &scratch[static_cast<std::size_t>(strip) * gauss_rows::kScratch<Gauss>]);
+            gauss_rows::filterRow<Gauss>(window, weight, n, scratch.data());
             weight[n] = weight[n + 1] = weight[n - 1];
         }
     });

@@ -11,7 +11,10 @@ using namespace frame;
 cv::Mat regionOf(const cv::Mat& in, int x, int y, int w, int h, int scale) {
     if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
     if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
-    if (x >= in.cols || y >= in.rows) fail("ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
+    const bool bEmpty = w == 0 || h == 0;
+    const auto outside = [&](int from, int end) { return from > end || (from == end && !bEmpty); };
+    if (!in.data || outside(x, in.cols) || outside(y, in.rows))
+        fail("ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
     const auto cut = [scale](int from, int count, int end) {
         return cv::Range(from, static_cast<int>(std::min<long long>(1LL * count * scale + from, end)));
     };

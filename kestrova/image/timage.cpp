@@ -1,14 +1,16 @@
 #include "kestrova/image/timage.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/image/pixel_count.h"
+#include "kestrova/frame/step.h"
+#include "kestrova/image/host_pixels.h"
 #include "kestrova/image/timage_planes.h"
-#include "kestrova/primitives/copy.h"
 #include "kestrova/primitives/memory.h"
 
 using namespace kestrova::frame;
@@ -17,7 +19,7 @@ using namespace kestrova::rows;
 
 namespace {
 
-// What a kind is made of; `bytes` is 0 of an unknown one.
+// What a kind is made of; an unknown one has no planes and the type -1.
 struct Kind {
     int planes, bytes, matType;
 };
@@ -30,7 +32,7 @@ Kind kindOf(TImage::IMTYPE type) {
         case TImage::IM_RGBA8U: return {1, 4, CV_8UC4};
         case TImage::IM_RGBA16U: return {1, 8, CV_16UC4};
     }
-    return {0, 0, CV_8UC1};
+    return {0, 0, -1};
 }
 
 // The plane that a caller's number means: only a pair has a choice.
@@ -51,11 +53,11 @@ void* allocatePlane(TImage::IMTYPE type, const TSize& size, int* step) {
     return nullptr;
 }
 
-// Copies pixels of that many bytes; planes without memory are let pass.
-void copyPlane(const void* src, int srcStep, void* dst, int dstStep, const TSize& size, int bytes) {
-    if (!src || !dst) return;
-    ippiCopy_8u_C1R(static_cast<const uchar*>(src), srcStep, static_cast<uchar*>(dst), dstStep,
-                    {size.width * bytes, size.height});
+// Copies rows of that many bytes.
+void copyPlane(Plane<const char> src, Plane<char> dst, int rows, std::size_t bytes) {
+    constexpr std::size_t kBytesPerWork = 16;
+    parallelRows(rows, static_cast<int>(bytes / kBytesPerWork),
+                 [=](int r) noexcept { std::memcpy(dst.row(r), src.row(r), bytes); });
 }
 
 KESTROVA_KERNEL void swapRow(uchar* rgba, int n) noexcept {
@@ -82,6 +84,38 @@ void swapPlane(Plane<Element> plane, const TSize& size) {
 }
 
 }  // namespace
+
+namespace kestrova::image {
+
+OwnPlanes::OwnPlanes(TImage::IMTYPE type, const TSize& size) {
+    try {
+        for (int p = 0; p < kindOf(type).planes; ++p) blocks[p] = {allocatePlane(type, size, &step), ippiFree};
+    } catch (const std::bad_alloc&) {  // the count of a block's owners needs memory, too
+    }
+}
+
+bool OwnPlanes::complete(TImage::IMTYPE type) const {
+    const int planes = kindOf(type).planes;
+    return std::all_of(blocks, blocks + planes, [](const std::shared_ptr<void>& block) { return block != nullptr; });
+}
+
+OutputImage::OutputImage(TImage& image, const TSize& size, const char* noMemory) : m_image(image), m_size(size) {
+    if (size.isEmpty() || image.keeps(size)) return;
+    m_new.reset(new (std::nothrow) OwnPlanes(image.type(), size));
+    if (!m_new || !m_new->complete(image.type())) fail(noMemory);
+}
+
+bool OutputImage::largeEnough() const {
+    return m_new || (m_image.size().width >= m_size.width && m_image.size().height >= m_size.height);
+}
+
+void OutputImage::resized() {
+    if (!m_new) return m_image.resize(m_size);
+    m_image.free();
+    m_image.take(m_size, *m_new);
+}
+
+}  // namespace kestrova::image
 
 TImage::TImage(IMTYPE type, const TSize& size) {
     init(type);
@@ -122,8 +156,10 @@ void TImage::initView(IMTYPE type, const TSize& size, void* data, int step, bool
     const int bytes = kindOf(type).bytes;
     if (!size.isEmpty()) {
         if (!data) fail("ERROR - TImage::TImage - data==NULL");
-        if (step < static_cast<long long>(bytes) * size.width) fail("ERROR - TImage::TImage - step<width*pstep");
-        if (step % (bytes / 4) != 0) fail("ERROR - TImage::TImage - step%2");
+        if (type == IM_RGBA16U && !aligned(static_cast<const ushort*>(data))) fail("ERROR - TImage::TImage - data%2");
+        if (!rowsApart(size.height, step, static_cast<long long>(bytes) * size.width))
+            fail("ERROR - TImage::TImage - step<width*pstep");
+        if (size.height > 1 && step % (bytes / 4) != 0) fail("ERROR - TImage::TImage - step%2");
         m_size = size;
     }
     m_bOwner = 0;
@@ -146,21 +182,29 @@ void TImage::free() {
     m_updateRect.setChanged();
 }
 
-void TImage::resize(const TSize& size) {
-    if (!m_bOwner || size == m_size) return;
-    free();
-    if (size.isEmpty()) {
-        init(m_type);
-        return;
-    }
+bool TImage::keeps(const TSize& size) const {
+    const int planes = size.isEmpty() ? 0 : kindOf(m_type).planes;
+    const bool bPlanes = std::all_of(m_data, m_data + planes, [](const char* plane) { return plane != nullptr; });
+    return !m_bOwner || (size == m_size && bPlanes);
+}
+
+void TImage::take(const TSize& size, const OwnPlanes& planes) {
     m_size = size;
-    const Kind kind = kindOf(m_type);
-    for (int p = 0; p < kind.planes; ++p) {
-        void* const plane = allocatePlane(m_type, size, &m_step);
-        if (plane) m_blocks[p].reset(plane, ippiFree);
-        m_data[p] = static_cast<char*>(plane);
+    m_step = planes.step;
+    m_pstep = kindOf(m_type).bytes;
+    for (int p = 0; p < 2; ++p) {
+        m_blocks[p] = planes.blocks[p];
+        m_data[p] = static_cast<char*>(planes.blocks[p].get());
     }
-    m_pstep = kind.bytes;
+}
+
+void TImage::resize(const TSize& size) {
+    if (keeps(size)) return;
+    free();
+    if (size.isEmpty())
+        init(m_type);
+    else
+        take(size, OwnPlanes(m_type, size));
 }
 
 void TImage::copyFrom(const TImage& other) {
@@ -170,35 +214,52 @@ void TImage::copyFrom(const TImage& other) {
     source = other;
     const Kind kind = kindOf(source.m_type);
     // Planes that fit are kept: fresh ones of 96 megabytes cost five times the copy.
-    bool fits = m_type == source.m_type && m_size == source.m_size;
-    for (int p = 0; p < kind.planes; ++p) fits = fits && m_data[p] && m_blocks[p].use_count() == 1;
-    if (fits) {
+    bool bFits = m_type == source.m_type && m_size == source.m_size, bPixels = !source.m_size.isEmpty();
+    for (int p = 0; p < kind.planes; ++p) {
+        bFits = bFits && m_data[p] && m_blocks[p].use_count() == 1;
+        bPixels = bPixels && source.m_data[p];
+    }
+    if (bFits) {
         m_region = TImRegion();
         m_updateRect = TUpdateRect();
     } else {
-        free();
+        const OwnPlanes planes(source.m_type, source.m_size);
+        if (bPixels && !planes.complete(source.m_type)) fail("ERROR - TImage::copyFrom - not enough memory");
         init(source.m_type);
-        resize(source.m_size);
+        if (!source.m_size.isEmpty()) take(source.m_size, planes);
     }
-    for (int p = 0; p < kind.planes; ++p)
-        copyPlane(source.m_data[p], source.m_step, m_data[p], m_step, m_size, kind.bytes);
+    const std::size_t bytes = static_cast<std::size_t>(kind.bytes) * static_cast<std::size_t>(m_size.width);
+    for (int p = 0; p < kind.planes; ++p) {
+        if (!source.m_data[p] || !m_data[p]) continue;
+        copyPlane({source.m_data[p], source.m_step}, {m_data[p], m_step}, m_size.height, bytes);
+    }
     setChanged();
 }
 
 void TImage::fromMat(const cv::Mat& m, int plane) {
     if (m_size.width != m.cols || m_size.height != m.rows) fail("ERROR - TImage::copyFrom - size is not equal");
-    const bool words = m.type() == CV_16UC1 && m_type == IM_Y16U;
-    const bool bytes = m.type() == CV_8UC1 && (m_type == IM_C8U || m_type == IM_M8U);
-    if (!words && !bytes) fail("ERROR - TImage::copyFrom - type not match");
+    const bool bWords = m.type() == CV_16UC1 && m_type == IM_Y16U;
+    const bool bBytes = m.type() == CV_8UC1 && (m_type == IM_C8U || m_type == IM_M8U);
+    if (!bWords && !bBytes) fail("ERROR - TImage::copyFrom - type not match");
     const int target = planeIndex(m_type, plane);
-    copyPlane(m.data, static_cast<int>(m.step), m_data[target], m_step, m_size, m_pstep);
+    if (m_size.isEmpty()) return;
+    if (!m.data) fail("ERROR - TImage::fromMat - m.data==NULL");
+    copyPlane({m.ptr<char>(), stepOf(m)}, planeOf<char>(*this, target), m.rows, m.cols * m.elemSize());
 }
 
 const cv::Mat TImage::toMat(int plane) const {
     const Kind kind = kindOf(m_type);
     const int source = planeIndex(m_type, plane);
+    if (kind.matType < 0) return cv::Mat();
     if (!m_data[source]) return cv::Mat(0, 0, kind.matType);
-    return cv::Mat(m_size.height, m_size.width, kind.matType, m_data[source], static_cast<std::size_t>(m_step));
+    const std::size_t rowBytes = static_cast<std::size_t>(kind.bytes) * static_cast<std::size_t>(m_size.width);
+    std::size_t step = static_cast<std::size_t>(m_step);
+    if (m_size.height > 1) {
+        if (m_step < 0) fail("ERROR - TImage::toMat - step<0");
+    } else if (m_step < 0 || step < rowBytes || step % 2 != 0) {
+        step = rowBytes;  // that of a single row may be anything
+    }
+    return cv::Mat(m_size.height, m_size.width, kind.matType, m_data[source], step);
 }
 
 char* TImage::dataPtr(int row, int col, int plane) {

@@ -7,6 +7,11 @@
 #include "kestrova/export.h"
 #include "kestrova/frame/geometry.h"
 
+namespace kestrova::image {
+class OutputImage;
+struct OwnPlanes;
+}  // namespace kestrova::image
+
 /// A thin image of one fixed kind: a plane, a pair of planes, or interleaved colour, in a buffer of its own or in one
 /// that belongs to the host (a *view*). Rows lie `step()` bytes apart.
 ///
@@ -147,6 +152,10 @@ protected:
     TUpdateRect m_updateRect;  ///< the last change
 
 private:
+    friend class kestrova::image::OutputImage;
+    /// True if `resize` to that size has nothing to do.
+    KESTROVA_HIDDEN bool keeps(const TSize& size) const;
+    KESTROVA_HIDDEN void take(const TSize& size, const kestrova::image::OwnPlanes& planes);
     KESTROVA_HIDDEN void initView(IMTYPE type, const TSize& size, void* data, int step, bool swapRB);
 
     std::shared_ptr<void> m_blocks[2];  // keep the planes for all images that share them

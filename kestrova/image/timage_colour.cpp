@@ -1,4 +1,5 @@
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/timage.h"
@@ -50,24 +51,32 @@ void TImage::rgba8uTo16u(const TImage& in, TImage& out) {
     const TSize size = in.m_size;
     if (!size.isEmpty() && (in.m_type != IM_RGBA8U || out.m_type != IM_RGBA16U))
         fail("ERROR - TImage::rgba8uTo16u - in.type()!=IM_RGBA8U || out.type()!=IM_RGBA16U");
-    out.resize(size);
-    if (size.isEmpty()) return;
-    if (out.m_size != size) fail("ERROR - TImage::rgba8uTo16u - out.size()!=in.size()");
+    if (size.isEmpty()) return out.resize(size);
     const auto src = planeOf<uchar>(in);
-    const auto dst = planeOf<ushort>(out);
-    ippiScale_8u16u_C4R(src.elements, src.step, dst.elements, dst.step, {size.width, size.height});
+    OutputImage output(out, size, "ERROR - TImage::rgba8uTo16u - not enough memory");
+    if (!output.largeEnough()) fail("ERROR - TImage::rgba8uTo16u - out is smaller than in");
+    const auto dst = output.plane<ushort>();
+    const int bytes = 4 * size.width;
+    parallelRows(size.height, bytes, [=, width = size.width](int r) noexcept {
+        ippiScale_8u16u_C4R(src.row(r), bytes, dst.row(r), 2 * bytes, {width, 1});
+    });
+    output.resized();
 }
 
 void TImage::rgba16uTo8u(const TImage& in, TImage& out) {
     const TSize size = in.m_size;
     if (!size.isEmpty() && (in.m_type != IM_RGBA16U || out.m_type != IM_RGBA8U))
         fail("ERROR - TImage::rgba16uTo8u - in.type()!=IM_RGBA16U || out.type()!=IM_RGBA8U");
-    out.resize(size);
-    if (size.isEmpty()) return;
-    if (out.m_size != size) fail("ERROR - TImage::rgba16uTo8u - out.size()!=in.size()");
+    if (size.isEmpty()) return out.resize(size);
     const auto src = planeOf<ushort>(in);
-    const auto dst = planeOf<uchar>(out);
-    ippiScale_16u8u_C4R(src.elements, src.step, dst.elements, dst.step, {size.width, size.height}, ippAlgHintFast);
+    OutputImage output(out, size, "ERROR - TImage::rgba16uTo8u - not enough memory");
+    if (!output.largeEnough()) fail("ERROR - TImage::rgba16uTo8u - out is smaller than in");
+    const auto dst = output.plane<uchar>();
+    const int bytes = 4 * size.width;
+    parallelRows(size.height, bytes, [=, width = size.width](int r) noexcept {
+        ippiScale_16u8u_C4R(src.row(r), 2 * bytes, dst.row(r), bytes, {width, 1}, ippAlgHintFast);
+    });
+    output.resized();
 }
 
 void RGBtoYCM(cv::Mat&, cv::Mat&, cv::Mat&) {}

@@ -82,42 +82,48 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
     }
 }
 
-// `in` is interleaved in the order of `Format`.
+// `in` is interleaved in the order of `Format`; `noMemory` is what a conversion without memory throws.
 template <class Format>
-void toYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
+void toYCM(const TImage& in, TImage& y, TImage& c, TImage& m, const char* noMemory) {
     const TSize size = in.size(), half = TImage::dec2Size(size);
-    if (!size.isEmpty() && (y.type() != TImage::IM_Y16U || c.type() != TImage::IM_C8U || m.type() != TImage::IM_M8U))
+    if (size.isEmpty()) {
+        y.resize(size);
+        c.resize(half);
+        m.resize(half);
+        return;
+    }
+    if (y.type() != TImage::IM_Y16U || c.type() != TImage::IM_C8U || m.type() != TImage::IM_M8U)
         fail("ERROR - TImage::rgba16uToYCM - y.type()!=IM_Y16U || c.type()!=IM_C8U || m.type()!=IM_M8U");
-    y.resize(size);
-    c.resize(half);
-    m.resize(half);
-    if (size.isEmpty()) return;
-    if (y.size() != size || c.size() != half || m.size() != half)
-        fail("ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
     const auto pixels = planeOf<typename Format::Element>(in);
-    const auto luminance = planeOf<ushort>(y);
-    const auto c0 = planeOf<uchar>(c, 0), c1 = planeOf<uchar>(c, 1), alpha = planeOf<uchar>(m);
+    OutputImage outY(y, size, noMemory), outC(c, half, noMemory), outM(m, half, noMemory);
+    if (!outY.largeEnough() || !outC.largeEnough() || !outM.largeEnough())
+        fail("ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
+    const auto luminance = outY.plane<ushort>();
+    const auto c0 = outC.plane<uchar>(0), c1 = outC.plane<uchar>(1), alpha = outM.plane<uchar>();
     parallelRows(size.height / 2, 2 * size.width, [&](int i) noexcept {
         blockRow<Format>(pixels.row(2 * i), pixels.row(2 * i + 1), luminance.row(2 * i), luminance.row(2 * i + 1),
                          c0.row(i), c1.row(i), alpha.row(i), size.width / 2);
     });
+    outY.resized();
+    outC.resized();
+    outM.resized();
 }
 
 }  // namespace
 
 void TImage::rgba8uToYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
     if (!in.m_size.isEmpty() && in.m_type != IM_RGBA8U) fail("ERROR - TImage::rgba8uToYCM - in.type()!=IM_RGBA8U");
-    toYCM<Rgba8>(in, y, c, m);
+    toYCM<Rgba8>(in, y, c, m, "ERROR - TImage::rgba8uToYCM - not enough memory");
 }
 
 void TImage::rgba16uToYCM(const TImage& in, TImage& y, TImage& c, TImage& m) {
     if (!in.m_size.isEmpty() && in.m_type != IM_RGBA16U) fail("ERROR - TImage::rgba16uToYCM - in.type()!=IM_RGBA16U");
-    toYCM<Rgba16>(in, y, c, m);
+    toYCM<Rgba16>(in, y, c, m, "ERROR - TImage::rgba16uToYCM - not enough memory");
 }
 
 void TImage::bgra8uToTImage(const unsigned char* src, int step, int width, int height, TImage& y, TImage& c,
                             TImage& m) {
     // Only ever read: the view is const.
     const TImage view(TSize(width, height), const_cast<unsigned char*>(src), step, false);
-    toYCM<Bgra8>(view, y, c, m);
+    toYCM<Bgra8>(view, y, c, m, "ERROR - TImage::bgra8uToTImage - not enough memory");
 }

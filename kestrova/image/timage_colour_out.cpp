@@ -3,6 +3,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
@@ -41,12 +43,12 @@ constexpr int kReach = 2;
 // Along a row, from pixels that are valid `kReach` beyond both ends, to sums about a zero at 128, where they fit in 16
 // bits: (9 + 111 + 29 + 3) 128 < 2^15. They are scaled so that the sums of four rows are pixels.
 KESTROVA_KERNEL void enlargeRow(const uchar* __restrict row, float* __restrict sums, int n) noexcept {
-    constexpr int kZero = 128 * 128;
+    constexpr int kMiddle = 128 * 128;
     constexpr float kScale = 0x1p-14f;
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const int left2 = row[k - 2], left = row[k - 1], here = row[k], right = row[k + 1], right2 = row[k + 2];
-        const short even = static_cast<short>(weighted(right, here, left, left2) - kZero);
-        const short odd = static_cast<short>(weighted(left, here, right, right2) - kZero);
+        const short even = static_cast<short>(weighted(right, here, left, left2) - kMiddle);
+        const short odd = static_cast<short>(weighted(left, here, right, right2) - kMiddle);
         sums[2 * k] = static_cast<float>(even) * kScale;
         sums[2 * k + 1] = static_cast<float>(odd) * kScale;
     }
@@ -172,30 +174,51 @@ void checkKinds(const TImage& y, const TImage& c, const TImage& m) {
         fail("ERROR - TImage::YCMToRgba16u - y.type()!=IM_Y16U || c.type()!=IM_C8U || m.type()!=IM_M8U");
 }
 
-// `out`, interleaved in the order of `Format`, gets the size of Y, but only when nothing else is left to fail.
-template <class Format>
-void fromYCM(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
-    const TSize size = y.size(), half = c.size();
-    const auto luminance = planeOf<ushort>(y);
-    const Plane<const uchar> planes[] = {planeOf<uchar>(c, 0), planeOf<uchar>(c, 1), planeOf<uchar>(m)};
-    const int strips = stripCount(size.height, size.width);
+// The half planes of one strip on their way to full size.
+struct Windows {
+    std::unique_ptr<float[]> scratch;
+    Window c0, c1, mask;
+};
+
+std::vector<Windows> windowsFor(const Strips& strips, const TImage& c, const TImage& m) {
+    const TSize half = c.size();
+    const Plane<const uchar> c0 = planeOf<uchar>(c, 0), c1 = planeOf<uchar>(c, 1), mask = planeOf<uchar>(m);
     const std::size_t floats = Window::scratchFloats(half);
-    const std::unique_ptr<float[]> scratch(new (std::nothrow) float[3 * floats * static_cast<std::size_t>(strips)]);
-    if (!scratch) throw 0;
-    out.resize(size);
-    if (out.size() != size) fail("ERROR - TImage::YCMToRgba8u - out.size()!=imY.size()");
-    const auto pixels = planeOf<typename Format::Element>(out);
-    parallelStrips(strips, size.height, [&](int first, int end, int strip) noexcept {
-        float* const own = scratch.get() + 3 * floats * static_cast<std::size_t>(strip);
-        Window c0(planes[0], half, own), c1(planes[1], half, own + floats), mask(planes[2], half, own + 2 * floats);
+    std::vector<Windows> windows;
+    windows.reserve(static_cast<std::size_t>(strips.count()));
+    for (int s = 0; s < strips.count(); ++s) {
+        std::unique_ptr<float[]> scratch(new float[3 * floats]);
+        float* const first = scratch.get();
+        windows.push_back({std::move(scratch), Window(c0, half, first), Window(c1, half, first + floats),
+                           Window(mask, half, first + 2 * floats)});
+    }
+    return windows;
+}
+
+// Writes Y, C, M to `out` in the order of `Format`; `noMemory` is what is thrown where `out` gets none. The documented
+// 0 is thrown where the scratch gets none.
+template <class Format>
+void fromYCM(const TImage& y, const TImage& c, const TImage& m, TImage& out, const char* noMemory) try {
+    const TSize size = y.size();
+    const auto luminance = planeOf<ushort>(y);
+    const Strips strips(size.height, size.width);
+    std::vector<Windows> windows = windowsFor(strips, c, m);
+    OutputImage output(out, size, noMemory);
+    if (!output.largeEnough()) fail("ERROR - TImage::YCMToRgba8u - out is smaller than imY");
+    const auto pixels = output.plane<typename Format::Element>();
+    const auto windowsOf = [&](int strip) { return std::move(windows[static_cast<std::size_t>(strip)]); };
+    forEachStrip(strips, windowsOf, [&](int first, int end, Windows& at) noexcept {
         for (int r = first; r < end; ++r)
-            colourRow<Format>(luminance.row(r), c0.at(r), c1.at(r), mask.at(r), pixels.row(r), size.width);
+            colourRow<Format>(luminance.row(r), at.c0.at(r), at.c1.at(r), at.mask.at(r), pixels.row(r), size.width);
     });
+    output.resized();
+} catch (const std::bad_alloc&) {
+    throw 0;
 }
 
 // To an interleaved image of 8 bits, which gets the size of Y.
 template <class Format>
-void toBytes(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
+void toBytes(const TImage& y, const TImage& c, const TImage& m, TImage& out, const char* noMemory) {
     checkSizes(y, c, m, y.size());
     if (y.size().isEmpty()) {
         out.resize(y.size());
@@ -203,7 +226,7 @@ void toBytes(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
     }
     checkKinds(y, c, m);
     if (out.type() != TImage::IM_RGBA8U) fail("ERROR - TImage::YCMToRgba8u - out.type()!=IM_RGBA8U");
-    fromYCM<Format>(y, c, m, out);
+    fromYCM<Format>(y, c, m, out, noMemory);
 }
 
 }  // namespace
@@ -213,14 +236,14 @@ void TImage::YCMToRgba16u(const TImage& y, const TImage& c, const TImage& m, TIm
     if (y.m_size.isEmpty()) return;
     checkKinds(y, c, m);
     if (out.m_type != IM_RGBA16U) fail("ERROR - TImage::YCMToRgba16u - out.type()!=IM_RGBA16U");
-    fromYCM<Rgba16>(y, c, m, out);
+    fromYCM<Rgba16>(y, c, m, out, "ERROR - TImage::YCMToRgba16u - not enough memory");
 }
 
 void TImage::YCMToRgba8u(const TImage& y, const TImage& c, const TImage& m, TImage& out) {
-    toBytes<Rgba8>(y, c, m, out);
+    toBytes<Rgba8>(y, c, m, out, "ERROR - TImage::YCMToRgba8u - not enough memory");
 }
 
 void TImage::timageToBgra8u(const TImage& y, const TImage& c, const TImage& m, unsigned char* dst, int step) {
     TImage view(y.m_size, dst, step, false);
-    toBytes<Bgra8>(y, c, m, view);
+    toBytes<Bgra8>(y, c, m, view, "ERROR - TImage::timageToBgra8u - not enough memory");
 }

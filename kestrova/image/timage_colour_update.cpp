@@ -4,6 +4,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/image/timage.h"
@@ -63,7 +64,8 @@ bool smaller(const TSize& size, const TSize& than) { return size.width < than.wi
 cv::Mat TImage::halfY8U() const {
     if (m_type != IM_Y16U) throw 0;
     const TSize size = dec2Size(m_size);
-    cv::Mat half(size.height, size.width, CV_8UC1);
+    cv::Mat half = orFailWithoutMemory("ERROR - TImage::halfY8U - not enough memory",
+                                       [&] { return cv::Mat(size.height, size.width, CV_8UC1); });
     if (half.empty()) return half;
     const Plane<const ushort> y = planeOf<ushort>(*this);
     const int blocks = m_size.width / 2;
@@ -85,16 +87,18 @@ void TImage::updateCfromYChange(const TImage& yOld, const TImage& cOld, const TI
     const auto c0 = planeOf<uchar>(cOld, 0), c1 = planeOf<uchar>(cOld, 1);
     const auto out0 = planeOf<uchar>(cNew, 0), out1 = planeOf<uchar>(cNew, 1);
     const float k255 = k * 255.0f;
-    const int strips = stripCount(half.height, half.width);
+    using Halves = std::vector<uchar>;  // of a row of `yOld`, then of `yNew`
     const std::size_t width = static_cast<std::size_t>(half.width);
-    std::vector<uchar> rows(2 * width * static_cast<std::size_t>(strips));
-    parallelStrips(strips, half.height, [&](int first, int end, int strip) noexcept {
-        uchar* const a = rows.data() + 2 * width * static_cast<std::size_t>(strip);
+    const auto makeHalves = [=](int) { return Halves(2 * width); };
+    const auto updateRows = [&](int first, int end, Halves& halves) noexcept {
+        uchar* const a = halves.data();
         uchar* const e = a + width;
         for (int i = first; i < end; ++i) {
             halfRowToTheEnd(before, yOld.m_size, i, a, half.width);
             halfRowToTheEnd(after, yNew.m_size, i, e, half.width);
             updateRow(a, e, c0.row(i), c1.row(i), k255, out0.row(i), out1.row(i), half.width);
         }
-    });
+    };
+    orFailWithoutMemory("ERROR - TImage::updateCfromYChange - not enough memory",
+                        [&] { forEachStrip(Strips(half.height, half.width), makeHalves, updateRows); });
 }

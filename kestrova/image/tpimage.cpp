@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "kestrova/frame/failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/image/pixel_count.h"
+#include "kestrova/image/host_pixels.h"
 #include "kestrova/image/roi.h"
-#include "kestrova/primitives/copy.h"
-#include "kestrova/primitives/neighbourhood.h"
+#include "kestrova/image/roi_smoothing.h"
+#include "kestrova/image/tpimage_planes.h"
 #include "kestrova/resample/resample.h"
 
 using namespace kestrova::frame;
@@ -20,86 +20,17 @@ unsigned short* TPImage::m_lutEdgeToFull_p = nullptr;
 
 namespace {
 
+// Any thread may make and destroy images.
+int add(int& count, int n) { return __atomic_add_fetch(&count, n, __ATOMIC_RELAXED); }
+
 // Leaves nine bits for counting edits.
-int newIdentity(int& count) { return ++count << 9; }
-
-IppiSize sizeOf(const cv::Mat& plane) { return {plane.cols, plane.rows}; }
-int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
-
-// The vendor's forms for one type of pixel.
-template <class Pixel>
-struct Primitives {
-    IppStatus (*copyWithBorder)(const Pixel*, int, IppiSize, Pixel*, int, IppiSize, int, int);
-    IppStatus (*refreshBorder)(Pixel*, int, IppiSize, IppiSize, int, int);
-    IppStatus (*box)(const Pixel*, int, Pixel*, int, IppiSize, IppiSize, IppiPoint);
-    IppStatus (*boxInPlace)(Pixel*, int, IppiSize, IppiSize, IppiPoint);
-};
-
-constexpr Primitives<uchar> kOfBytes = {ippiCopyReplicateBorder_8u_C1R, ippiCopyReplicateBorder_8u_C1IR,
-                                        ippiFilterBox_8u_C1R, ippiFilterBox_8u_C1IR};
-constexpr Primitives<ushort> kOfWords = {ippiCopyReplicateBorder_16u_C1R, ippiCopyReplicateBorder_16u_C1IR,
-                                         ippiFilterBox_16u_C1R, ippiFilterBox_16u_C1IR};
-constexpr Primitives<float> kOfFloats = {ippiCopyReplicateBorder_32f_C1R, ippiCopyReplicateBorder_32f_C1IR,
-                                         ippiFilterBox_32f_C1R, ippiFilterBox_32f_C1IR};
+int newIdentity(int& count) { return static_cast<int>(static_cast<unsigned>(add(count, 1)) << 9); }
 
 cv::Mat copyOf(const cv::Mat& region) {
     cv::Mat copy(region.size(), region.type());
     const std::size_t bytes = region.cols * region.elemSize();
     parallelRows(region.rows, region.cols, [&](int r) noexcept { std::memcpy(copy.ptr(r), region.ptr(r), bytes); });
     return copy;
-}
-
-// The largest for which the cells of the mask can be counted in 32 bits.
-constexpr int kMaxRadius = 32767;
-
-// Radius and number of box means before a reduction by `scale`: from 5 on the passes go 1, 2, 3 while the radius
-// stands, which grows with the region too.
-struct Smoothing {
-    int radius, passes;
-    Smoothing(const cv::Mat& region, int scale) {
-        if (scale < 5) {
-            radius = 1;
-            passes = scale / 4 + 1;
-        } else {
-            const int third = static_cast<int>((scale + 1LL) / 3);
-            radius = std::max(third, std::min(region.rows, region.cols) / 2000 + 1);
-            passes = static_cast<int>(scale - 3LL * third + 2);
-        }
-    }
-};
-
-// At scale 1 a plane of the region's size, else the centre of a plane with borders.
-template <class Pixel>
-cv::Mat smoothed(const Primitives<Pixel>& of, const cv::Mat& region, int scale) {
-    const Smoothing s(region, scale);
-    if (s.radius > kMaxRadius) fail("ERROR - TPImage::MatRoi - scale is too large to smooth");
-    const int side = 2 * s.radius + 1;
-    const IppiSize mask = {side, side};
-    const IppiPoint anchor = {s.radius, s.radius};
-    cv::Mat work(region.rows + 2 * s.radius, region.cols + 2 * s.radius, region.type());
-    of.copyWithBorder(region.ptr<Pixel>(), stepOf(region), sizeOf(region), work.ptr<Pixel>(), stepOf(work),
-                      sizeOf(work), s.radius, s.radius);
-    cv::Mat centre = work(cv::Rect(s.radius, s.radius, region.cols, region.rows));
-    if (scale == 1) {
-        cv::Mat out(region.size(), region.type());
-        of.box(centre.ptr<Pixel>(), stepOf(work), out.ptr<Pixel>(), stepOf(out), sizeOf(out), mask, anchor);
-        return out;
-    }
-    for (int pass = 0; pass < s.passes; ++pass) {
-        if (pass > 0)
-            of.refreshBorder(centre.ptr<Pixel>(), stepOf(work), sizeOf(centre), sizeOf(work), s.radius, s.radius);
-        of.boxInPlace(centre.ptr<Pixel>(), stepOf(work), sizeOf(centre), mask, anchor);
-    }
-    return centre;
-}
-
-cv::Mat smoothed(const cv::Mat& region, int scale) {
-    switch (region.type()) {
-        case CV_8UC1: return smoothed(kOfBytes, region, scale);
-        case CV_16UC1: return smoothed(kOfWords, region, scale);
-        case CV_32FC1: return smoothed(kOfFloats, region, scale);
-        default: fail("ERROR TPImage::MatRoi - input type");
-    }
 }
 
 }  // namespace
@@ -112,7 +43,7 @@ TPImage::TPImage(int width, int height) {
 TPImage::TPImage(const TPImage& other)
     : m_Y(other.m_Y), m_Dr(other.m_Dr), m_Db(other.m_Db), m_mask(other.m_mask), m_uid(newIdentity(m_count)) {}
 
-TPImage::~TPImage() { --m_count; }
+TPImage::~TPImage() { add(m_count, -1); }
 
 const TPImage& TPImage::operator=(const TPImage& other) {
     m_Y = other.m_Y;
@@ -122,13 +53,7 @@ const TPImage& TPImage::operator=(const TPImage& other) {
     return *this;
 }
 
-void TPImage::create(int width, int height, bool) {
-    if (width == m_Y.cols && height == m_Y.rows) return;
-    m_Y.create(height, width, CV_16UC1);
-    m_Dr.create(half(height), half(width), CV_16UC1);
-    m_Db.create(half(height), half(width), CV_16UC1);
-    m_mask.create(half(height), half(width), CV_8UC1);
-}
+void TPImage::create(int width, int height, bool) { NewPlanes(*this, width, height).assignTo(*this); }
 
 void TPImage::release() {
     m_Y = cv::Mat();
@@ -147,13 +72,22 @@ TPImage TPImage::clone(bool withY) const {
 }
 
 void TPImage::copyTo(TPImage& dst, bool withY) const {
-    if (withY) m_Y.copyTo(dst.m_Y);
-    m_Dr.copyTo(dst.m_Dr);
-    m_Db.copyTo(dst.m_Db);
-    m_mask.copyTo(dst.m_mask);
+    const auto roomFor = [](const cv::Mat& from, const cv::Mat& to) {
+        return outputLike(to, from.size(), from.type());
+    };
+    cv::Mat Y = withY ? roomFor(m_Y, dst.m_Y) : dst.m_Y;
+    cv::Mat Dr = roomFor(m_Dr, dst.m_Dr), Db = roomFor(m_Db, dst.m_Db), mask = roomFor(m_mask, dst.m_mask);
+    if (withY) m_Y.copyTo(Y);
+    m_Dr.copyTo(Dr);
+    m_Db.copyTo(Db);
+    m_mask.copyTo(mask);
+    dst.m_Y = Y;
+    dst.m_Dr = Dr;
+    dst.m_Db = Db;
+    dst.m_mask = mask;
 }
 
-bool TPImage::bEmpty() const { return noPixels(width(), height()); }
+bool TPImage::bEmpty() const { return noPixels(width(), height()) || !m_Y.data; }
 
 int TPImage::width() const { return m_Y.cols; }
 int TPImage::height() const { return m_Y.rows; }

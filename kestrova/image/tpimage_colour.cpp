@@ -2,6 +2,7 @@
 
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/unit_scale.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/image/ydrdb.h"
 
@@ -59,14 +60,14 @@ void TPImage::RGB2YdRdB(float r, float g, float b, unsigned short& y, unsigned s
     const float red = r * 65535.0f, green = g * 65535.0f, blue = b * 65535.0f;
     const float v = green * kGreen + red * kRed + blue * kBlue;
     y = sat16(v);
-    dr = sat16((red - v) * 0.5f + 32768.0f);
-    db = sat16((blue - v) * 0.5f + 32768.0f);
+    dr = sat16((red - v) * 0.5f + kZero16);
+    db = sat16((blue - v) * 0.5f + kZero16);
 }
 
 void TPImage::YdRdB2RGB(unsigned short y, unsigned short dr, unsigned short db, float& r, float& g, float& b) {
     const float yf = y;
-    const float red = (static_cast<float>(dr) - 32768.0f) * 2.0f + yf;
-    const float blue = (static_cast<float>(db) - 32768.0f) * 2.0f + yf;
+    const float red = (static_cast<float>(dr) - kZero16) * 2.0f + yf;
+    const float blue = (static_cast<float>(db) - kZero16) * 2.0f + yf;
     const float t = yf - red * kRed - blue * kBlue;
     r = static_cast<float>(sat16(red)) * kPer65535;
     g = static_cast<float>(sat16(static_cast<double>(t) * kGreenBack)) * kPer65535;
@@ -105,7 +106,7 @@ void TPImage::YUV2RGB(unsigned short y, unsigned char u, unsigned char v, float&
 
 void TPImage::YUV2RGB(unsigned short y, unsigned short u, unsigned short v, float& r, float& g, float& b) {
     const float yf = static_cast<float>(y) * kPer65535;
-    r = (static_cast<float>(u) - 32768.0f) * 2.0f * 0x1p-15f + yf;
-    b = (static_cast<float>(v) - 32768.0f) * 2.0f * 0x1p-15f + yf;
+    r = (static_cast<float>(u) - kZero16) * 2.0f * 0x1p-15f + yf;
+    b = (static_cast<float>(v) - kZero16) * 2.0f * 0x1p-15f + yf;
     withGreen(yf, r, b, g);
 }

@@ -1,9 +1,15 @@
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/image/kept_gradient.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/primitives/tables.h"
@@ -17,18 +23,17 @@ using namespace kestrova::rows;
 
 namespace {
 
-constexpr int kZero = 32768;  // of residuals
 constexpr int kZeroEdge = 128;
 constexpr float kToEdge = 0x1.6a0902p-1f;  // 0.7071
 constexpr float kToFull = 0x1.6a0acap+0f;  // 1.4142271
 
 // Half the difference, towards zero, about 32768. In place.
 KESTROVA_KERNEL void residualRow(const ushort* full, ushort* up, int n) noexcept {
-    for (int x = 0; x < n; ++x) up[x] = static_cast<ushort>((full[x] - up[x]) / 2 + kZero);
+    for (int x = 0; x < n; ++x) up[x] = static_cast<ushort>((full[x] - up[x]) / 2 + kZero16);
 }
 
 KESTROVA_KERNEL void addRow(const ushort* __restrict residual, ushort* __restrict full, int n) noexcept {
-    for (int x = 0; x < n; ++x) full[x] = clamp16(full[x] - kZero + residual[x]);
+    for (int x = 0; x < n; ++x) full[x] = clamp16(full[x] - kZero16 + residual[x]);
 }
 
 KESTROVA_KERNEL void addRow(const float* __restrict residual, ushort* __restrict full, int n) noexcept {
@@ -45,21 +50,32 @@ void checkLuminance(const cv::Mat& plane, const char* text) {
     if (plane.type() != CV_16UC1) fail(text);
 }
 
-// full = the enlarged `half`, row by row, and on each one `work(y, row, scratch)`, a `Scratch` being made of the number
-// of columns.
-template <class Scratch, class Work>
-void enlarge(const cv::Mat& half, cv::Mat& full, const Work& work) {
-    PyramidRows::check(half, full);
-    const int strips = stripCount(full.rows, full.cols);
-    std::vector<PyramidRows> rows = PyramidRows::forStrips(strips, half, full.size());
-    std::vector<Scratch> scratch(strips, Scratch(full.cols));
-    parallelStrips(strips, full.rows, [&](int first, int end, int strip) noexcept {
+// For each row `y` of `half` enlarged to `full`: `target(y, scratch)` is where it goes, and `work(y, row, scratch)`
+// works on it there. A strip's scratch is a `Scratch` made of the number of columns.
+template <class Scratch, class Target, class Work>
+void enlarge(const cv::Mat& half, cv::Size full, const Target& target, const Work& work) {
+    struct Own {
+        PyramidRows rows;
+        Scratch scratch;
+    };
+    const Strips strips(full.height, full.width);
+    std::vector<PyramidRows> rows = PyramidRows::forStrips(strips.count(), half, full);
+    const auto makeOwn = [&](int strip) { return Own{std::move(rows[strip]), Scratch(full.width)}; };
+    forEachStrip(strips, makeOwn, [&](int first, int end, Own& own) noexcept {
         for (int y = first; y < end; ++y) {
-            ushort* const row = full.ptr<ushort>(y);
-            rows[strip].compute(y, row);
-            work(y, row, scratch[strip]);
+            ushort* const row = target(y, own.scratch);
+            own.rows.compute(y, row);
+            work(y, row, own.scratch);
         }
     });
+}
+
+// The same into the rows of `full`.
+template <class Scratch, class Work>
+void enlargeInto(const cv::Mat& half, cv::Mat& full, const Work& work) {
+    PyramidRows::check(half, full);
+    const auto target = [&](int y, Scratch&) noexcept { return full.ptr<ushort>(y); };
+    enlarge<Scratch>(half, full.size(), target, work);
 }
 
 struct WeightedResidual {
@@ -85,93 +101,98 @@ void TPImage::provideEdgeTables() {
 void TPImage::computeLUT() {
     if (!m_lutFullToEdge_p || !m_lutEdgeToFull_p) fail("ERROR - TPImage::computeLUT: LUT is not allocated.");
     for (int i = 0; i < 65536; ++i) {
-        const float root = std::sqrt(static_cast<float>(std::abs(i - kZero))) * kToEdge;
-        m_lutFullToEdge_p[i] = sat8(i < kZero ? 128.0f - root : root + 128.0f);
+        const float root = std::sqrt(static_cast<float>(std::abs(i - kZero16))) * kToEdge;
+        m_lutFullToEdge_p[i] = sat8(i < kZero16 ? 128.0f - root : root + 128.0f);
     }
     // It ends at 65026: the tables are not exact inverses of each other, and that is meant.
     for (int i = 0; i < 256; ++i) {
         const float s = static_cast<float>(std::abs(i - kZeroEdge)) * kToFull;
-        m_lutEdgeToFull_p[i] = static_cast<ushort>(i < kZeroEdge ? 32768.0f - s * s : s * s + 32768.0f);
+        m_lutEdgeToFull_p[i] = static_cast<ushort>(i < kZeroEdge ? kZero16 - s * s : s * s + kZero16);
     }
 }
 
 void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& out) {
     if (!m_lutFullToEdge_p) fail("ERROR - TPImage::applyFullToEdgeLUT: LUT is NULL.");
     checkLuminance(in, "ERROR - TPImage::applyFullToEdgeLUT - in.type()!=CV_16UC1");
-    const cv::Mat from = in;
-    out.create(from.size(), CV_8UC1);
-    ippiLUTPalette_16u8u_C1R(from.ptr<ushort>(), static_cast<int>(from.step), out.ptr(), static_cast<int>(out.step),
-                             {from.cols, from.rows}, m_lutFullToEdge_p, 16);
+    const int step = stepOf(in);
+    orFailWithoutMemory("ERROR - TPImage::applyFullToEdgeLUT - not enough memory", [&] {
+        cv::Mat edges = outputLike(out, in.size(), CV_8UC1);
+        ippiLUTPalette_16u8u_C1R(in.ptr<ushort>(), step, edges.ptr(), stepOf(edges), {in.cols, in.rows},
+                                 m_lutFullToEdge_p, 16);
+        out = edges;
+    });
 }
 
 void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge) {
     if (!m_lutFullToEdge_p) fail("ERROR - TPImage::fullToEdge - m_lutFullToEdge_p==NULL");
+    checkPlanes(full, half);
     checkLuminance(full, "ERROR - TPImage::fullToEdge - full.type()!=CV_16UC1");
-    const cv::Mat from = full;
-    cv::Mat small = half;
-    if (small.empty()) {
-        // One row and column more than `half()` has for even sizes, which a step upwards does not take.
-        small.create(from.rows / 2 + 1, from.cols / 2 + 1, CV_16UC1);
-        downSize2X(from, small, kPyramidStep);
-    }
-    PyramidRows::check(small, from);
-    const int strips = stripCount(from.rows, from.cols);
-    std::vector<PyramidRows> rows = PyramidRows::forStrips(strips, small, from.size());
-    cv::Mat scratch(strips, from.cols, CV_16UC1);
-    edge.create(from.size(), CV_8UC1);
-    const uchar* const table = m_lutFullToEdge_p;
-    parallelStrips(strips, from.rows, [&](int first, int end, int strip) noexcept {
-        ushort* const up = scratch.ptr<ushort>(strip);
-        for (int y = first; y < end; ++y) {
-            rows[strip].compute(y, up);
-            residualRow(from.ptr<ushort>(y), up, from.cols);
-            lookUpRow(up, edge.ptr(y), from.cols, table);
+    orFailWithoutMemory("ERROR - TPImage::fullToEdge - not enough memory", [&] {
+        cv::Mat small = half;
+        if (small.empty()) {
+            // One row and column more than `half()` has for even sizes, which a step upwards does not take.
+            small = cv::Mat(full.rows / 2 + 1, full.cols / 2 + 1, CV_16UC1);
+            downSize2X(full, small, kPyramidStep);
         }
+        PyramidRows::check(small, full);
+        cv::Mat edges = outputLike(edge, full.size(), CV_8UC1);
+        using Levels = std::vector<ushort>;
+        const auto target = [](int, Levels& up) noexcept { return up.data(); };
+        enlarge<Levels>(small, full.size(), target, [&](int y, ushort* up, Levels&) noexcept {
+            residualRow(full.ptr<ushort>(y), up, full.cols);
+            lookUpRow(up, edges.ptr(y), full.cols, m_lutFullToEdge_p);
+        });
+        edge = edges;
     });
 }
 
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full, float gain) {
     if (!m_lutEdgeToFull_p) fail("ERROR - TPImage::edgeToFull - m_lutEdgeToFull_p==NULL");
+    checkPlanes(edge, half);
     if (edge.type() != CV_8UC1) fail("ERROR - TPImage::edgeToFull - edge.type()!=CV_8UC1");
-    const cv::Mat edges = edge, from = half;
-    full.create(edges.size(), CV_16UC1);
-    const int n = edges.cols;
-    if (std::abs(gain - 1.0f) <= 0.01f) {
-        const ushort* const table = m_lutEdgeToFull_p;
-        using Levels = std::vector<ushort>;
-        enlarge<Levels>(from, full, [&](int y, ushort* row, Levels& levels) noexcept {
-            lookUpRow(edges.ptr(y), levels.data(), n, table);
-            addRow(levels.data(), row, n);
-        });
-        return;
-    }
-    float table[256];
-    for (int i = 0; i < 256; ++i) table[i] = (static_cast<float>(m_lutEdgeToFull_p[i]) - 32768.0f) * gain;
-    using Residuals = std::vector<float>;
-    enlarge<Residuals>(from, full, [&](int y, ushort* row, Residuals& residuals) noexcept {
-        lookUpRow(edges.ptr(y), residuals.data(), n, table);
-        addRow(residuals.data(), row, n);
+    const int n = edge.cols;
+    orFailWithoutMemory("ERROR - TPImage::edgeToFull - not enough memory", [&] {
+        cv::Mat out = outputLike(full, edge.size(), CV_16UC1);
+        if (std::abs(gain - 1.0f) <= 0.01f) {
+            using Levels = std::vector<ushort>;
+            enlargeInto<Levels>(half, out, [&](int y, ushort* row, Levels& levels) noexcept {
+                lookUpRow(edge.ptr(y), levels.data(), n, m_lutEdgeToFull_p);
+                addRow(levels.data(), row, n);
+            });
+        } else {
+            float table[256];
+            for (int i = 0; i < 256; ++i) table[i] = (static_cast<float>(m_lutEdgeToFull_p[i]) - kZero16) * gain;
+            using Residuals = std::vector<float>;
+            enlargeInto<Residuals>(half, out, [&](int y, ushort* row, Residuals& residuals) noexcept {
+                lookUpRow(edge.ptr(y), residuals.data(), n, table);
+                addRow(residuals.data(), row, n);
+            });
+        }
+        full = out;
     });
 }
 
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& halfOld, const cv::Mat& halfNew, cv::Mat& full,
                          float epsilon, float gain) {
     if (!m_lutEdgeToFull_p) fail("ERROR - TPImage::edgeToFull - m_lutEdgeToFull_p==NULL");
+    checkPlanes(edge, halfOld, halfNew);
     if (edge.type() != CV_8UC1) fail("ERROR - TPImage::edgeToFull - edge.type()!=CV_8UC1");
     checkLuminance(halfOld, "ERROR - TPImage::edgeToFull - halfOld.type()!=CV_16UC1");
     checkLuminance(halfNew, "ERROR - TPImage::edgeToFull - halfNew.type()!=CV_16UC1");
     if (halfOld.size() != halfNew.size()) fail("ERROR - TPImage::edgeToFull - halfOld.size()!=halfNew.size()");
-    const cv::Mat edges = edge, before = halfOld, after = halfNew;
-    full.create(edges.size(), CV_16UC1);
-    PyramidRows::check(after, full);
-    const KeptGradient kept(before, after, epsilon);
     const float k = gain * 6.0f * 0.00390625f;
-    const int n = edges.cols;
+    const int n = edge.cols;
     float table[256];
-    for (int i = 0; i < 256; ++i) table[i] = static_cast<float>(m_lutEdgeToFull_p[i]) - 32768.0f;
-    enlarge<WeightedResidual>(after, full, [&](int y, ushort* row, WeightedResidual& scratch) noexcept {
-        lookUpRow(edges.ptr(y), scratch.residual.data(), n, table);
-        kept.enlargedRow(y, scratch.weight.data(), n);
-        addWeightedRow(scratch.residual.data(), scratch.weight.data(), k, row, n);
+    for (int i = 0; i < 256; ++i) table[i] = static_cast<float>(m_lutEdgeToFull_p[i]) - kZero16;
+    orFailWithoutMemory("ERROR - TPImage::edgeToFull - not enough memory", [&] {
+        cv::Mat out = outputLike(full, edge.size(), CV_16UC1);
+        PyramidRows::check(halfNew, out);
+        const KeptGradient kept(halfOld, halfNew, epsilon);
+        enlargeInto<WeightedResidual>(halfNew, out, [&](int y, ushort* row, WeightedResidual& scratch) noexcept {
+            lookUpRow(edge.ptr(y), scratch.residual.data(), n, table);
+            kept.enlargedRow(y, scratch.weight.data(), n);
+            addWeightedRow(scratch.residual.data(), scratch.weight.data(), k, row, n);
+        });
+        full = out;
     });
 }

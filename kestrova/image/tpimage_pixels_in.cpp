@@ -4,10 +4,15 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/image/pixel_count.h"
+#include "kestrova/frame/step.h"
+#include "kestrova/frame/zero16.h"
+#include "kestrova/image/host_pixels.h"
 #include "kestrova/image/tpimage.h"
+#include "kestrova/image/tpimage_planes.h"
 #include "kestrova/image/ydrdb.h"
 
 using namespace kestrova::frame;
@@ -26,9 +31,9 @@ inline float luminance(int r, int g, int b) {
 }
 
 // Halved towards zero: within 1..65535 for all c and y.
-inline ushort difference(int c, int y) { return static_cast<ushort>((c - y) / 2 + kZero); }
+inline ushort difference(int c, int y) { return static_cast<ushort>((c - y) / 2 + kZero16); }
 
-inline ushort difference15(int c, int y) { return static_cast<ushort>(std::min(c - (y >> 1) + kZero, 65535)); }
+inline ushort difference15(int c, int y) { return static_cast<ushort>(std::min(c - (y >> 1) + kZero16, 65535)); }
 
 KESTROVA_KERNEL void luminanceRow(const ushort* r, const ushort* g, const ushort* b, ushort* y, int n) noexcept {
     for (int x = 0; x < n; ++x) y[x] = sat16(luminance(r[x], g[x], b[x]));
@@ -93,66 +98,80 @@ KESTROVA_KERNEL void chromaRowPacked(const ushort* bgra, const ushort* y, ushort
 }
 
 // Fills the planes of `image`: `luminance(row, y)` writes a row of luminance, `chroma(row, y, dr, db, n)` a row of n
-// half-size pixels.
+// half-size pixels. All memory is taken before the first pixel is written.
 template <class Luminance, class Chroma>
 void fill(TPImage& image, int width, int height, const Luminance& luminance, const Chroma& chroma) {
-    image.create(width, height, true);
-    for (const cv::Mat* half : {&image.m_Dr, &image.m_Db}) {
-        // The text of the reduction that chroma is: `create` leaves half-size planes that were released empty.
+    NewPlanes planes(image, width, height);
+    const int halfWidth = TPImage::half(width), halfHeight = TPImage::half(height);
+    for (const cv::Mat* half : {&planes.Dr, &planes.Db}) {
+        // The text of the reduction that chroma is: half-size planes that were released stay empty.
         if (half->empty() || half->type() != CV_16UC1) fail("ERROR - downSize2X - outHalf must be allocated!");
-        if (half->cols != TPImage::half(width) || half->rows != TPImage::half(height))
-            fail("ERROR - TPImage::convertFrom - half-size planes of another size");
+        if (smaller(*half, halfWidth, halfHeight))
+            fail("ERROR - TPImage::convertFrom - m_Dr or m_Db is smaller than half of the picture");
     }
-    image.m_Y.create(height, width, CV_16UC1);
+    planes.Y.create(height, width, CV_16UC1);
+    planes.mask.setTo(255);
 
     const int regular = std::max(width / 2, 1);
-    parallelRows(image.hHeight(), width, [&](int k) noexcept {
-        ushort* y = image.m_Y.ptr<ushort>(2 * k);
+    parallelRows(halfHeight, width, [&](int k) noexcept {
+        ushort* const y = planes.Y.ptr<ushort>(2 * k);
         luminance(2 * k, y);
-        ushort *dr = image.m_Dr.ptr<ushort>(k), *db = image.m_Db.ptr<ushort>(k);
+        ushort *dr = planes.Dr.ptr<ushort>(k), *db = planes.Db.ptr<ushort>(k);
         chroma(2 * k, y, dr, db, regular);
-        if (regular < image.m_Dr.cols) {
-            dr[regular] = dr[regular - 1];
-            db[regular] = db[regular - 1];
-        }
-        if (2 * k + 1 < height) luminance(2 * k + 1, image.m_Y.ptr<ushort>(2 * k + 1));
+        std::fill(dr + regular, dr + planes.Dr.cols, dr[regular - 1]);
+        std::fill(db + regular, db + planes.Db.cols, db[regular - 1]);
+        if (2 * k + 1 < height) luminance(2 * k + 1, planes.Y.ptr<ushort>(2 * k + 1));
     });
-    image.m_mask.setTo(255);
+    for (cv::Mat* half : {&planes.Dr, &planes.Db})
+        for (int k = halfHeight; k < half->rows; ++k) half->row(halfHeight - 1).copyTo(half->row(k));
+    planes.assignTo(image);
 }
 
 template <class Word>
 void fillFromPacked(TPImage& image, const Word* src, int width, int height, int step) {
     if (src == nullptr) fail("ERROR - TPImage::convertFrom - src==NULL");
-    if (step < 4LL * width) fail("ERROR - TPImage::convertFrom - step<width*4");
+    if (!aligned(src)) fail("ERROR - TPImage::convertFrom - src%2");
+    if (!rowsApart(height, step, 4LL * width)) fail("ERROR - TPImage::convertFrom - step<width*4");
     const auto row = [=](int r) { return src + static_cast<std::ptrdiff_t>(r) * step; };
-    fill(
-        image, width, height, [&](int r, ushort* y) { luminanceRowPacked(row(r), y, width); },
-        [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chromaRowPacked(row(r), y, dr, db, n); });
+    orFailWithoutMemory("ERROR - TPImage::convertFrom - not enough memory", [&] {
+        fill(
+            image, width, height, [&](int r, ushort* y) { luminanceRowPacked(row(r), y, width); },
+            [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chromaRowPacked(row(r), y, dr, db, n); });
+    });
 }
 
 template <class LuminanceRow, class ChromaRow>
 void fillFromPlanes(TPImage& image, unsigned short* const planes[3], int width, int height, int step,
                     const LuminanceRow& luminance, const ChromaRow& chroma) {
     if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertFrompRGB - plane==NULL");
-    if (step < 2LL * width || step % 2 != 0) fail("ERROR - TPImage::convertFrompRGB - step<width*2 || step%2");
+    if (!aligned(planes[0]) || !aligned(planes[1]) || !aligned(planes[2]))
+        fail("ERROR - TPImage::convertFrompRGB - plane%2");
+    if (height > 1 && (step < 2LL * width || step % 2 != 0))
+        fail("ERROR - TPImage::convertFrompRGB - step<width*2 || step%2");
     const auto row = [=](int p, int r) { return planes[p] + static_cast<std::ptrdiff_t>(r) * (step / 2); };
-    fill(
-        image, width, height, [&](int r, ushort* y) { luminance(row(0, r), row(1, r), row(2, r), y, width); },
-        [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chroma(row(0, r), row(2, r), y, dr, db, n); });
+    orFailWithoutMemory("ERROR - TPImage::convertFrompRGB - not enough memory", [&] {
+        fill(
+            image, width, height, [&](int r, ushort* y) { luminance(row(0, r), row(1, r), row(2, r), y, width); },
+            [&](int r, const ushort* y, ushort* dr, ushort* db, int n) { chroma(row(0, r), row(2, r), y, dr, db, n); });
+    });
 }
 
 template <class LuminanceRow>
 void fillLuminance(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y, const LuminanceRow& luminance) {
+    checkPlanes(R, G, B);
+    if (withoutMemory(R)) fail("ERROR - TPImage::PRGB2Y - R has no pixels");
     if (!R.empty()) {
         if (R.type() != CV_16UC1 || G.type() != CV_16UC1 || B.type() != CV_16UC1)
             fail("ERROR - TPImage::PRGB2Y - type()!=CV_16UC1");
-        if (G.cols < R.cols || G.rows < R.rows || B.cols < R.cols || B.rows < R.rows)
+        if (smaller(G, R.cols, R.rows) || smaller(B, R.cols, R.rows))
             fail("ERROR - TPImage::PRGB2Y - G or B is smaller than R");
     }
-    const cv::Mat red = R, green = G, blue = B;  // Y may be one of the objects
-    Y.create(red.size(), CV_16UC1);
-    parallelRows(red.rows, red.cols, [&](int r) noexcept {
-        luminance(red.ptr<ushort>(r), green.ptr<ushort>(r), blue.ptr<ushort>(r), Y.ptr<ushort>(r), red.cols);
+    orFailWithoutMemory("ERROR - TPImage::PRGB2Y - not enough memory", [&] {
+        cv::Mat out = outputLike(Y, R.size(), CV_16UC1);
+        parallelRows(R.rows, R.cols, [&](int r) noexcept {
+            luminance(R.ptr<ushort>(r), G.ptr<ushort>(r), B.ptr<ushort>(r), out.ptr<ushort>(r), R.cols);
+        });
+        Y = out;
     });
 }
 

@@ -13,7 +13,4 @@ constexpr double kGreenBack = 0x1.b41f212d77319p+0;     // 1.7036
 constexpr float kGreenBackFloat = 0x1.b41f22p+0f;       // 1.7036
 constexpr float kGreenBackFloatExact = 0x1.b41da8p+0f;  // 1.7035775
 
-/// Dr or Db of no difference.
-constexpr int kZero = 32768;
-
 }  // namespace kestrova::image::ydrdb

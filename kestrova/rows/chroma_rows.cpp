@@ -66,7 +66,7 @@ void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
     if (guide.type() != CV_16UC1) fail("ERROR - upSize2XGuidedByYSimple - guide.type()!=CV_16UC1");
     for (const cv::Mat& low : lows) {
         if (low.type() != CV_16UC1) fail("ERROR - upSize2XGuidedByYSimple - low.type()!=CV_16UC1");
-        if (low.cols < (guide.cols + 1) / 2 || low.rows < (guide.rows + 1) / 2)
+        if (low.empty() || low.cols < (guide.cols + 1) / 2 || low.rows < (guide.rows + 1) / 2)
             fail("ERROR - upSize2XGuidedByYSimple - low is smaller than half of guide");
     }
 }

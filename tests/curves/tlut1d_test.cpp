@@ -232,4 +232,14 @@ TEST(TLut1DTest, TheHookDoesNothing) {
     EXPECT_EQ(x[0] + x[1] + y[0] + y[1], 10);
 }
 
+TEST(TLut1DTest, ANewTableOfLightHasACurveOfZeros) {
+    const TLut16U lut, copy(lut);
+    for (float value : copy.m_curve) EXPECT_EQ(value, 0.0f);
+}
+
+TEST(TLut1DTest, ArraysOfThreeDimensionsAreRefused) {
+    TLut1D lut(CV_8UC1, CV_8UC1);
+    EXPECT_FAILURE(lut.apply(cv::Mat(std::vector<int>{2, 2, 2}, CV_8UC1)), "ERROR - plane - dims>2");
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -168,6 +169,21 @@ TYPED_TEST(LutOfImageTest, CopiesShareTheTableAndTheLastOneReleasesIt) {
     EXPECT_TRUE(samePixels(expected, image.toMat(0)));
 }
 
+TYPED_TEST(LutOfImageTest, ViewsFromTheBottomUpAndSingleRowsOfAnyStep) {
+    TypeParam lut = this->make();
+    fill(this->table(lut), 3);
+    for (const auto& [rows, upwards, anyStep] :
+         {std::tuple{5, true, false}, std::tuple{1, false, true}, std::tuple{1, true, true}}) {
+        cv::Mat words = randomPlane(rows, 4 * 6, CV_16UC1);
+        cv::Mat expected = words.clone();
+        lookedUp(words.colRange(0, 6), this->table(lut)).copyTo(expected.colRange(0, 6));
+        const int step = anyStep ? 3 : static_cast<int>(words.step);
+        TImage view(TSize(6, rows), words.ptr<ushort>(upwards ? rows - 1 : 0), upwards ? -step : step, false);
+        lut.apply(view);
+        EXPECT_TRUE(samePixels(expected, words));
+    }
+}
+
 // ---- TLutY
 
 TEST(TLutYTest, WithoutATableItFails) {
@@ -228,6 +244,21 @@ TEST(TLutCTest, TheSlotsBeyondItsTablesAreNeverWritten) {
             EXPECT_EQ(slot, pattern);
     }
     lut->~TLutC();
+}
+
+TEST(TLutCTest, CopiesTakeTheTablesThatThereAreAndNoOtherSlot) {
+    const TLutC lut(2);
+    alignas(TLutC) unsigned char memory[sizeof(TLutC)];
+    std::memset(memory, 0xA5, sizeof memory);
+    TLutC* const copy = new (memory) TLutC(lut);
+    EXPECT_EQ(copy->m_num, 2);
+    std::uintptr_t slot, pattern;
+    std::memset(&pattern, 0xA5, sizeof pattern);
+    for (int i = 0; i < 32; ++i) {
+        std::memcpy(&slot, reinterpret_cast<unsigned char*>(copy->m_tables_p) + i * sizeof slot, sizeof slot);
+        EXPECT_EQ(slot, i < 2 ? reinterpret_cast<std::uintptr_t>(lut.m_tables_p[i]) : pattern);
+    }
+    copy->~TLutC();
 }
 
 TEST(TLutCTest, OnlyTheFirstTableIsApplied) {

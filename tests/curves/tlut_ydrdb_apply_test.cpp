@@ -213,8 +213,8 @@ TEST(TLutYDrDbTest, PlanesThatWouldBeReadBeyondTheirEndsAreRefused) {
     Ruled lut(wildRule, 2);
     const cv::Mat y = randomPlane(5, 6, CV_16UC1), c = randomPlane(5, 6, CV_8UC1), other = randomPlane(6, 5, CV_8UC1);
     cv::Mat outDr, outDb;
-    const char sizes[] = "ERROR - TLutYDrDb::applyCLUT - inY.size != inDr.size || inDb.size != inDr.size";
-    EXPECT_FAILURE(lut.applyCLUT(c, other, outDr, outDb), "ERROR - TLutYDrDb::applyCLUT - inDr.size != inDb.size");
+    const char sizes[] = "ERROR - TLutYDrDb::applyCLUT - inY or inDb is smaller than inDr";
+    EXPECT_FAILURE(lut.applyCLUT(c, other, outDr, outDb), "ERROR - TLutYDrDb::applyCLUT - inDb is smaller than inDr");
     EXPECT_FAILURE(lut.applyCLUT(y, other, other, outDr, outDb), sizes);
     EXPECT_FAILURE(lut.applyCLUT(y, c, other, outDr, outDb), sizes);
     EXPECT_FAILURE(lut.applyCLUT(c, c, c, outDr, outDb), "ERROR - TLutYDrDb::applyCLUT - inY.elemSize()<2");
@@ -226,6 +226,36 @@ TEST(TLutYDrDbTest, EmptyPlanesAreLetPass) {
     cv::Mat plane(0, 0, CV_16UC1), chroma(0, 0, CV_8UC1), outY, outDr, outDb;
     EXPECT_TRUE(lut.proc(plane));
     EXPECT_TRUE(lut.proc(plane, chroma, chroma, outY, outDr, outDb));
+}
+
+TEST(TLutYDrDbTest, LargerPlanesThanDrServeWithTheirTopLeft) {
+    for (int nc : {0, 2}) {
+        Ruled lut(wildRule, nc);
+        lut.computeLUT();
+        const cv::Mat y = luminanceOfBands({33, 17}, 3);
+        const cv::Mat dr = randomPlane(11, 20, CV_8UC1, 4), db = randomPlane(14, 25, CV_8UC1, 5);
+        const cv::Rect part(0, 0, 20, 11);
+        cv::Mat expectedDr, expectedDb, outDr, outDb;
+        lut.applyCLUT(y(part).clone(), dr, db(part).clone(), expectedDr, expectedDb);
+        lut.applyCLUT(y, dr, db, outDr, outDb);
+        EXPECT_TRUE(samePixels(expectedDr, outDr));
+        EXPECT_TRUE(samePixels(expectedDb, outDb));
+        lut.applyCLUT(dr, db(part).clone(), expectedDr, expectedDb);
+        lut.applyCLUT(dr, db, outDr, outDb);
+        EXPECT_TRUE(samePixels(expectedDr, outDr));
+        EXPECT_TRUE(samePixels(expectedDb, outDb));
+    }
+}
+
+TEST(TLutYDrDbTest, ArraysOfThreeDimensionsAreRefused) {
+    Ruled lut(wildRule, 2);
+    const cv::Mat cube8(std::vector<int>{2, 2, 2}, CV_8UC1), cube16(std::vector<int>{2, 2, 2}, CV_16UC1);
+    const cv::Mat c = randomPlane(5, 6, CV_8UC1), y = randomPlane(5, 6, CV_16UC1);
+    cv::Mat outY, outDr, outDb;
+    EXPECT_FAILURE(lut.applyYLUT(cube16, outY), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(lut.applyCLUT(cube8, c, outDr, outDb), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(lut.applyCLUT(y, c, cube8, outDr, outDb), "ERROR - plane - dims>2");
+    EXPECT_TRUE(outY.empty() && outDr.empty() && outDb.empty());
 }
 
 }  // namespace

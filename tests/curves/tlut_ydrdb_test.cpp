@@ -136,4 +136,14 @@ TEST(TLutYDrDbTest, CopiesShareTheTablesAndReleaseThemOnce) {
     EXPECT_EQ(tableOf(assigned.m_CLUT_p[3]), table);
 }
 
+TEST(TLutYDrDbTest, SetupFillsASlotThatIsNullWhoeverMadeItSo) {
+    Ruled lut(wildRule, 2);
+    lut.m_CLUT_p[1] = lut.m_CLUT_p[3] = nullptr;
+    EXPECT_FAILURE(lut.computeLUT(), "ERROR - TLutYDrDb - m_CLUT_p==NULL");
+    EXPECT_EQ(lut.setupCLUT(2), 4);
+    lut.computeLUT();
+    EXPECT_EQ(tableOf(lut.m_CLUT_p[1]), naiveChromaTable(wildRule, 16384 + 8192));
+    EXPECT_NE(lut.m_CLUT_p[3], nullptr);
+}
+
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <vector>
 
@@ -13,27 +12,12 @@
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::size_t kStack = 256 * 1024;  // red zones around all that stands on the stack
-#else
-constexpr std::size_t kStack = 64 * 1024;
-#endif
-
-/// On a thread of the host that has little stack, with as few threads as one.
-template <class Work>
-void expectEnoughStack(const Work& work) {
-    withStack(kStack, [&] {
-        omp_set_num_threads(1);
-        work();
-    });
-}
-
-TEST(SmallStack, IsEnoughForTheLocalLaplacian) {
+TEST(SmallStackFilters, IsEnoughForTheLocalLaplacian) {
     const cv::Mat in = randomPlane(151, 1603, CV_16UC1);
     cv::Mat expected, out;
     LocalLaplacian filter;
     filter.proc24K(in, expected, -0.2f, 0.3f, 5);
-    expectEnoughStack([&] {
+    onSmallStack([&] {
         filter.proc10K(in, out, -0.2f, 0.3f, 5);
         filter.proc16K(in, out, -0.2f, 0.3f, 5);
         filter.proc24K(in, out, -0.2f, 0.3f, 5);
@@ -41,10 +25,10 @@ TEST(SmallStack, IsEnoughForTheLocalLaplacian) {
     EXPECT_TRUE(samePixels(expected, out));
 }
 
-TEST(SmallStack, IsEnoughForTheGuidedFilter) {
+TEST(SmallStackFilters, IsEnoughForTheGuidedFilter) {
     const cv::Mat in = randomPlane(151, 1603, CV_32FC1, 0, 1), pixels = randomPlane(302, 3206, CV_16UC1);
     cv::Mat out, strips = in.clone();
-    expectEnoughStack([&] {
+    onSmallStack([&] {
         TGuidedFilter filter;
         filter.setup({in, in, in}, in, 9, 0.01f);
         filter.proc({pixels, pixels, pixels}, out);
@@ -53,30 +37,30 @@ TEST(SmallStack, IsEnoughForTheGuidedFilter) {
     EXPECT_EQ(out.size(), pixels.size());
 }
 
-TEST(SmallStack, IsEnoughForTheBilateralFilter) {
+TEST(SmallStackFilters, IsEnoughForTheBilateralFilter) {
     const cv::Mat in = randomPlane(151, 1603, CV_16UC1);
     cv::Mat expected = in.clone(), out = in.clone();
     BilateralFilter().proc(cv::Mat(), expected, 4, 300, nullptr);
     BilateralFilter::gradientGuide(in, expected, 9);
-    expectEnoughStack([&] {
+    onSmallStack([&] {
         BilateralFilter().proc(cv::Mat(), out, 4, 300, nullptr);
         BilateralFilter::gradientGuide(in, out, 9);
     });
     EXPECT_TRUE(samePixels(expected, out));
 }
 
-TEST(SmallStack, IsEnoughForTheConvolutionPyramid) {
+TEST(SmallStackFilters, IsEnoughForTheConvolutionPyramid) {
     const cv::Mat in = randomPlane(151, 1603, CV_32FC1), kernel = (cv::Mat_<float>(1, 3) << 0.25f, 0.5f, 0.25f);
     cv::Mat expected, out;
     ConvPyr(kernel, kernel, kernel).proc(in, expected);
-    expectEnoughStack([&] { ConvPyr(kernel, kernel, kernel).proc(in, out); });
+    onSmallStack([&] { ConvPyr(kernel, kernel, kernel).proc(in, out); });
     EXPECT_TRUE(samePixels(expected, out));
 }
 
-TEST(SmallStack, IsEnoughForTheWeightedLeastSquares) {
+TEST(SmallStackFilters, IsEnoughForTheWeightedLeastSquares) {
     std::vector<float> plane(90 * 80, 0.5f), guide(90 * 80, 0.25f);
     bool solved = false;
-    expectEnoughStack([&] {
+    onSmallStack([&] {
         TWLSFilter filter;
         filter.Proc(plane.data(), 90, 80, 1, 1.2f, guide.data(), true);
         solved = filter.solved();

@@ -110,13 +110,14 @@ TEST(TImageColour, ImagesThatCannotBeResizedAreRefused) {
     cv::Mat pixels(3, 3, CV_8UC4, cv::Scalar::all(9));
     TImage view(TSize(3, 3), pixels.ptr(), static_cast<int>(pixels.step), false);
     EXPECT_FAILURE(TImage::rgba16uTo8u(randomImage(TImage::IM_RGBA16U, 6, 4), view),
-                   "ERROR - TImage::rgba16uTo8u - out.size()!=in.size()");
+                   "ERROR - TImage::rgba16uTo8u - out is smaller than in");
     cv::Mat pixels16(3, 3, CV_16UC4, cv::Scalar::all(9));
     TImage view16(TSize(3, 3), pixels16.ptr<ushort>(), static_cast<int>(pixels16.step), false);
     EXPECT_FAILURE(TImage::rgba8uTo16u(randomImage(TImage::IM_RGBA8U, 6, 4), view16),
-                   "ERROR - TImage::rgba8uTo16u - out.size()!=in.size()");
+                   "ERROR - TImage::rgba8uTo16u - out is smaller than in");
     const Ycm in(TSize(6, 4));
-    EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, in.c, in.m, view), "ERROR - TImage::YCMToRgba8u - out.size()!=imY.size()");
+    EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, in.c, in.m, view),
+                   "ERROR - TImage::YCMToRgba8u - out is smaller than imY");
     EXPECT_TRUE(samePixels(cv::Mat(3, 3, CV_8UC4, cv::Scalar::all(9)), pixels));
 }
 
@@ -131,6 +132,35 @@ TEST(TImageColour, PictureOfThreeByThreeHasOneBlock) {
     cv::Mat(expected.c.toMat(1)).at<uchar>(0, 0) = 128 - 38;                         // -19595 / 512, truncated
     cv::Mat(expected.m.toMat(0)).at<uchar>(0, 0) = 156;                              // 40000 / 256
     EXPECT_TRUE(out.sameAs(expected));
+}
+
+TEST(TImageColour, LargerViewIsWrittenOverTheSizeOfTheSource) {
+    const Ycm in(TSize(6, 4));
+    const TImage words = randomImage(TImage::IM_RGBA16U, 6, 4, 5), bytes = randomImage(TImage::IM_RGBA8U, 6, 4, 6);
+    const cv::Rect part(0, 0, 6, 4);
+    const auto inView = [&](int type, const auto& convert) {
+        cv::Mat host = randomPlane(7, 9, type, 8);
+        const TSize size(9, 7);
+        const int step = static_cast<int>(host.step);
+        TImage view =
+            type == CV_8UC4 ? TImage(size, host.ptr(), step, false) : TImage(size, host.ptr<ushort>(), step, false);
+        convert(view);
+        EXPECT_TRUE(view.size() == size);
+        return host;
+    };
+    const auto expected = [&](int type, const auto& convert) {
+        cv::Mat host = randomPlane(7, 9, type, 8);
+        TImage image(type == CV_8UC4 ? TImage::IM_RGBA8U : TImage::IM_RGBA16U, TSize());
+        convert(image);
+        image.toMat(0).copyTo(host(part));
+        return host;
+    };
+    const auto narrow = [&](TImage& out) { TImage::rgba16uTo8u(words, out); };
+    const auto widen = [&](TImage& out) { TImage::rgba8uTo16u(bytes, out); };
+    const auto colour = [&](TImage& out) { TImage::YCMToRgba8u(in.y, in.c, in.m, out); };
+    EXPECT_TRUE(samePixels(expected(CV_8UC4, narrow), inView(CV_8UC4, narrow)));
+    EXPECT_TRUE(samePixels(expected(CV_16UC4, widen), inView(CV_16UC4, widen)));
+    EXPECT_TRUE(samePixels(expected(CV_8UC4, colour), inView(CV_8UC4, colour)));
 }
 
 }  // namespace

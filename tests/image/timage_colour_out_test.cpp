@@ -163,14 +163,14 @@ TEST(TImageColour, BytesStayAsTheyAreWhereScratchIsNotToBeHad) {
     });
 }
 
-TEST(TImageColour, ImagesWithoutMemoryAreRefused) {
+TEST(TImageColour, OutputsThatGetNoMemoryAreAFailure) {
     constexpr int kWidth = 1 << 25;
     const TImage in(TImage::IM_RGBA8U, TSize(kWidth, 2));
     TImage wide(TImage::IM_RGBA16U, TSize());
     withLittleMemory(1 << 20, [&] {
         Ycm out;
-        EXPECT_FAILURE(TImage::rgba8uToYCM(in, out.y, out.c, out.m), "ERROR - TImage - plane==NULL");
-        EXPECT_FAILURE(TImage::rgba8uTo16u(in, wide), "ERROR - TImage - plane==NULL");
+        EXPECT_FAILURE(TImage::rgba8uToYCM(in, out.y, out.c, out.m), "ERROR - TImage::rgba8uToYCM - not enough memory");
+        EXPECT_FAILURE(TImage::rgba8uTo16u(in, wide), "ERROR - TImage::rgba8uTo16u - not enough memory");
         return !testing::Test::HasFailure();
     });
 }

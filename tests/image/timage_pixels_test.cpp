@@ -74,6 +74,20 @@ TEST(TImagePixels, UnknownKindHasNoPixels) {
     const TImage image(static_cast<TImage::IMTYPE>(7), TSize(5, 3));
     EXPECT_EQ(image.m_data[0], nullptr);
     EXPECT_TRUE(image.toMat(0).empty());
+    TImage other = randomImage(TImage::IM_RGBA8U, 5, 3);
+    other.m_type = static_cast<TImage::IMTYPE>(7);
+    EXPECT_TRUE(other.toMat(0).empty());
+    EXPECT_EQ(other.toMat(0).size(), cv::Size());
+    EXPECT_EQ(other.toMat(0).type(), cv::Mat().type());
+}
+
+TEST(TImagePixels, FromMatIntoAnImageWithoutMemoryIsAFailure) {
+    TImage image(TImage::IM_C8U, TSize(4, 3));
+    image.m_data[1] = nullptr;
+    EXPECT_FAILURE(image.fromMat(cv::Mat(3, 4, CV_8UC1, cv::Scalar(0)), 1), "ERROR - TImage - plane==NULL");
+    cv::Mat none(3, 4, CV_8UC1);
+    none.data = nullptr;
+    EXPECT_FAILURE(image.fromMat(none, 0), "ERROR - TImage::fromMat - m.data==NULL");
 }
 
 TEST(TImagePixels, DataPtrGoesBySteps) {

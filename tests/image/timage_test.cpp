@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <type_traits>
 
@@ -215,10 +217,15 @@ TEST(TImage, ViewOfARowThatDoesNotFitIsRefused) {
     ushort words[16] = {};
     uchar* const bytes = reinterpret_cast<uchar*>(words);
     EXPECT_FAILURE(TImage(TSize(2, 1), static_cast<uchar*>(nullptr), 8, true), "ERROR - TImage::TImage - data==NULL");
-    EXPECT_FAILURE(TImage(TSize(2, 1), bytes, 7, true), "ERROR - TImage::TImage - step<width*pstep");
-    EXPECT_FAILURE(TImage(TSize(2, 1), words, 15, true), "ERROR - TImage::TImage - step<width*pstep");
-    EXPECT_FAILURE(TImage(TSize(1 << 30, 1), words, 16, true), "ERROR - TImage::TImage - step<width*pstep");
-    EXPECT_FAILURE(TImage(TSize(1, 1), words, 9, true), "ERROR - TImage::TImage - step%2");
+    for (int step : {7, 0, -7})
+        EXPECT_FAILURE(TImage(TSize(2, 2), bytes, step, true), "ERROR - TImage::TImage - step<width*pstep");
+    for (int step : {15, 0, -15})
+        EXPECT_FAILURE(TImage(TSize(2, 2), words, step, true), "ERROR - TImage::TImage - step<width*pstep");
+    EXPECT_FAILURE(TImage(TSize(1 << 30, 2), words, 16, true), "ERROR - TImage::TImage - step<width*pstep");
+    for (int step : {9, -9}) EXPECT_FAILURE(TImage(TSize(1, 2), words, step, true), "ERROR - TImage::TImage - step%2");
+    EXPECT_FAILURE(TImage(TSize(1, 1), reinterpret_cast<ushort*>(bytes + 1), 8, true),
+                   "ERROR - TImage::TImage - data%2");
+    EXPECT_TRUE(std::all_of(words, words + 16, [](ushort v) { return v == 0; }));
     EXPECT_EQ(TImage(TSize(2, 1), bytes, 8, false).step(), 8);
 }
 
@@ -383,6 +390,74 @@ TEST(TImage, SetChangedGivesAFreshStamp) {
     image.setChanged();
     EXPECT_NE(image.updateRect().m_stamp, second);
     EXPECT_TRUE(image.updateRect().rect() == TRect(1, 2, 3, 4));
+}
+
+TEST(TImage, SingleRowOfAViewMayHaveAnyStep) {
+    for (int step : {0, 1, -3, INT_MIN, INT_MAX}) {
+        cv::Mat bytes = randomPlane(1, 6, CV_8UC4), words = randomPlane(1, 6, CV_16UC4);
+        const cv::Mat bytesBefore = bytes.clone(), wordsBefore = words.clone();
+        const TImage view8(TSize(6, 1), bytes.ptr(), step, true), view16(TSize(6, 1), words.ptr<ushort>(), step, true);
+        EXPECT_TRUE(samePixels(swapped(bytesBefore), bytes));
+        EXPECT_TRUE(samePixels(swapped(wordsBefore), words));
+        EXPECT_TRUE(samePixels(bytes, view8.toMat(0))) << step;
+        EXPECT_TRUE(samePixels(words, view16.toMat(0))) << step;
+        EXPECT_TRUE(samePixels(words, TImage(view16).toMat(0)));
+        TImage wide(TImage::IM_RGBA16U, TSize());
+        TImage::rgba8uTo16u(view8, wide);
+        cv::Mat expected;
+        bytes.convertTo(expected, CV_16U, 257);
+        EXPECT_TRUE(samePixels(expected, wide.toMat(0)));
+    }
+}
+
+TEST(TImage, ViewWithANegativeStepGoesFromTheBottomUp) {
+    cv::Mat bytes = asSubPlane(randomPlane(7, 6, CV_8UC4)), words = asSubPlane(randomPlane(7, 6, CV_16UC4));
+    cv::Mat flipped8, flipped16;
+    cv::flip(bytes, flipped8, 0);
+    cv::flip(words, flipped16, 0);
+    const TSize size(6, 7);
+    TImage view8(size, bytes.ptr(6), -static_cast<int>(bytes.step), false);
+    TImage view16(size, words.ptr<ushort>(6), -static_cast<int>(words.step), false);
+    EXPECT_EQ(view8.step(), -static_cast<int>(bytes.step));
+    EXPECT_EQ(view8.dataPtr(2, 3, 0), bytes.ptr<char>(4) + 12);
+    EXPECT_TRUE(samePixels(flipped8, TImage(view8).toMat(0)));
+    EXPECT_TRUE(samePixels(flipped16, TImage(view16).toMat(0)));
+    EXPECT_FAILURE(view8.toMat(0), "ERROR - TImage::toMat - step<0");
+
+    TImage wide(TImage::IM_RGBA16U, TSize());
+    TImage::rgba8uTo16u(view8, wide);
+    cv::Mat expected;
+    flipped8.convertTo(expected, CV_16U, 257);
+    EXPECT_TRUE(samePixels(expected, wide.toMat(0)));
+    TImage::rgba16uTo8u(wide, view8);
+    cv::flip(bytes, expected, 0);
+    EXPECT_TRUE(samePixels(flipped8, expected));
+
+    Ycm fromView, fromImage;
+    TImage::rgba8uToYCM(view8, fromView.y, fromView.c, fromView.m);
+    TImage::rgba8uToYCM(imageOf(TImage::IM_RGBA8U, flipped8), fromImage.y, fromImage.c, fromImage.m);
+    TImage out(TImage::IM_RGBA8U, TSize());
+    TImage::YCMToRgba8u(fromImage.y, fromImage.c, fromImage.m, out);
+    TImage::YCMToRgba8u(fromImage.y, fromImage.c, fromImage.m, view8);
+    cv::flip(bytes, expected, 0);
+    EXPECT_TRUE(samePixels(out.toMat(0), expected));
+
+    view16.swapC4RBCannel();
+    cv::flip(words, expected, 0);
+    EXPECT_TRUE(samePixels(swapped(flipped16), expected));
+}
+
+TEST(TImage, ImageThatGotNoMemoryGetsItAtTheNextResizeToTheSameSize) {
+    for (TImage::IMTYPE type : kKinds)
+        for (int lost = 0; lost < planeCountOf(type); ++lost) {
+            TImage image = randomImage(type, 9, 4);
+            image.m_data[lost] = nullptr;
+            image.m_blocks[lost].reset();
+            image.resize(TSize(9, 4));
+            EXPECT_TRUE(image.size() == TSize(9, 4));
+            EXPECT_EQ(image.pstep(), pixelBytesOf(type));
+            for (int p = 0; p < planeCountOf(type); ++p) EXPECT_EQ(image.toMat(p).size(), cv::Size(9, 4));
+        }
 }
 
 }  // namespace

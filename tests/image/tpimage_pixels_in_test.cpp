@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 
 #include "kestrova/resample/resample.h"
@@ -192,7 +193,7 @@ TEST(TPImagePixelsTest, NullPointersAndShortStepsInAreRefusedAndChangeNothing) {
     const char* const shortStep = "ERROR - TPImage::convertFrom - step<width*4";
     EXPECT_FAILURE(image.convertFrom(static_cast<const uchar*>(nullptr), 8, 5, 32), null);
     EXPECT_FAILURE(image.convertFrom(static_cast<const ushort*>(nullptr), 8, 5, 32), null);
-    for (int step : {31, 0, -32}) {
+    for (int step : {31, 0, -31}) {
         EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, step), shortStep);
         EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), 8, 5, step), shortStep);
     }
@@ -221,9 +222,11 @@ TEST(TPImagePixelsTest, HalfPlanesThatWereReleasedStayEmptyAndFailAsTheReduction
     image.m_Db.release();
     const cv::Mat bytes = randomPlane(5, 8, CV_8UC4);
     EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, 32), "ERROR - downSize2X - outHalf must be allocated!");
-    image.m_Db.create(9, 9, CV_16UC1);
-    EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, 32),
-                   "ERROR - TPImage::convertFrom - half-size planes of another size");
+    for (const cv::Size& size : {cv::Size(3, 9), cv::Size(9, 2)}) {
+        image.m_Db.create(size, CV_16UC1);
+        EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, 32),
+                       "ERROR - TPImage::convertFrom - m_Dr or m_Db is smaller than half of the picture");
+    }
 }
 
 TEST(TPImagePixelsTest, ConvertingIntoAnImageThatFitsKeepsItsPlanes) {
@@ -273,5 +276,112 @@ TEST(TPImagePixelsTest, LuminanceOfUnlikePlanesIsRefused) {
 }
 
 // Pixel by pixel as a picture goes out.
+
+template <class Word>
+void expectBottomUp(int type, int factor, int wordsOfStep) {
+    for (const cv::Size& size : sizes()) {
+        cv::Mat packed = asSubPlane(randomPlane(size.height, size.width, type)), upright;
+        cv::flip(packed, upright, 0);
+        const std::vector<cv::Mat> rgb = unpacked<Word>(upright, factor);
+        TPImage image;
+        image.convertFrom(packed.ptr<Word>(size.height - 1), size.width, size.height,
+                          -static_cast<int>(packed.step) / wordsOfStep);
+        expectPicture(pictureOf(rgb[0], rgb[1], rgb[2], false), image);
+    }
+}
+
+TEST(TPImagePixelsTest, ANegativeStepInGoesFromTheBottomUp) {
+    expectBottomUp<uchar>(CV_8UC4, 256, 1);
+    expectBottomUp<ushort>(CV_16UC4, 1, 2);
+}
+
+TEST(TPImagePixelsTest, ASingleRowInMayHaveAnyStep) {
+    const cv::Mat bytes = randomPlane(1, 9, CV_8UC4), words = randomPlane(1, 9, CV_16UC4);
+    ThreePlanes<ushort> planes(1, 9);
+    const std::vector<cv::Mat> rgb8 = unpacked<uchar>(bytes, 256), rgb16 = unpacked<ushort>(words, 1);
+    for (int step : {0, 1, -5, INT_MIN, INT_MAX}) {
+        TPImage image;
+        image.convertFrom(bytes.ptr(), 9, 1, step);
+        expectPicture(pictureOf(rgb8[0], rgb8[1], rgb8[2], false), image);
+        image.convertFrom(words.ptr<ushort>(), 9, 1, step);
+        expectPicture(pictureOf(rgb16[0], rgb16[1], rgb16[2], false), image);
+        image.convertFrompRGB(planes.pointer, 9, 1, step);
+        expectPicture(pictureOf(planes.mat[0], planes.mat[1], planes.mat[2], false), image);
+    }
+}
+
+TEST(TPImagePixelsTest, WordsAtAnOddAddressAreRefused) {
+    alignas(2) uchar bytes[64] = {};
+    ushort* const odd = reinterpret_cast<ushort*>(bytes + 1);
+    ushort* const planes[3] = {reinterpret_cast<ushort*>(bytes), odd, reinterpret_cast<ushort*>(bytes)};
+    TPImage image;
+    EXPECT_FAILURE(image.convertFrom(odd, 2, 2, 8), "ERROR - TPImage::convertFrom - src%2");
+    EXPECT_FAILURE(image.convertFrompRGB(planes, 2, 2, 4), "ERROR - TPImage::convertFrompRGB - plane%2");
+    EXPECT_FAILURE(image.convertFrompRGB15U(planes, 2, 2, 4), "ERROR - TPImage::convertFrompRGB - plane%2");
+    EXPECT_TRUE(image.m_Y.empty() && image.m_Dr.empty());
+    image.create(2, 2);
+    EXPECT_FAILURE(image.convertTopRGB(planes, 4), "ERROR - TPImage::convertTopRGB - plane%2");
+}
+
+TEST(TPImagePixelsTest, LargerHalfPlanesAreFilledAndReadWhereTheyAreNeeded) {
+    for (const cv::Size& size : {cv::Size(8, 5), cv::Size(7, 6), cv::Size(1, 1)}) {
+        const cv::Mat bytes = randomPlane(size.height, size.width, CV_8UC4);
+        const int step = static_cast<int>(bytes.step);
+        TPImage exact, larger(size.width, size.height);
+        exact.convertFrom(bytes.ptr(), size.width, size.height, step);
+        larger.m_Dr.create(9, 11, CV_16UC1);
+        larger.m_Db.create(6, 9, CV_16UC1);
+        larger.convertFrom(bytes.ptr(), size.width, size.height, step);
+        const cv::Rect half(0, 0, exact.hWidth(), exact.hHeight());
+        EXPECT_TRUE(samePixels(exact.m_Dr, larger.m_Dr(half)));
+        EXPECT_TRUE(samePixels(exact.m_Db, larger.m_Db(half)));
+        EXPECT_EQ(larger.m_Dr.size(), cv::Size(11, 9));
+        cv::Mat expected(size, CV_8UC4), out(size, CV_8UC4);
+        exact.convertTo(expected.ptr(), step);
+        larger.convertTo(out.ptr(), step);
+        EXPECT_TRUE(samePixels(expected, out)) << size;
+    }
+}
+
+TEST(TPImagePixelsTest, TwoNegativeSidesChangeNothing) {
+    TPImage image(6, 4);
+    const uchar* const data = image.m_Y.data;
+    const int uid = image.uid();
+    const cv::Mat bytes = randomPlane(5, 8, CV_8UC4);
+    EXPECT_THROW(image.convertFrom(bytes.ptr(), -1, -1, 32), cv::Exception);
+    EXPECT_THROW(image.create(-1, -1), cv::Exception);
+    EXPECT_EQ(image.m_Y.data, data);
+    EXPECT_EQ(image.m_Dr.size(), cv::Size(3, 2));
+    EXPECT_EQ(image.uid(), uid);
+}
+
+TEST(TPImagePixelsTest, PlanesWithoutMemoryAreRefused) {
+    cv::Mat none(4, 6, CV_16UC1), noneHalf(2, 3, CV_16UC1);
+    none.data = noneHalf.data = nullptr;
+    const cv::Mat plane = randomPlane(4, 6, CV_16UC1);
+    cv::Mat Y;
+    EXPECT_FAILURE(TPImage::PRGB2Y(none, plane, plane, Y), "ERROR - TPImage::PRGB2Y - R has no pixels");
+    EXPECT_FAILURE(TPImage::PRGB2Y(plane, none, plane, Y), "ERROR - TPImage::PRGB2Y - G or B is smaller than R");
+    EXPECT_TRUE(Y.empty());
+    TPImage image(6, 4);
+    cv::Mat out(4, 6, CV_8UC4);
+    image.m_Y = none;
+    EXPECT_FAILURE(image.convertTo(out.ptr(), 24), "ERROR TPImage::YDrDbToQImage - Y is smaller than width by height");
+    image.m_Y = plane;
+    image.m_Db = noneHalf;
+    EXPECT_FAILURE(image.convertTo(out.ptr(), 24),
+                   "ERROR - upSize2XGuidedByYSimple - low is smaller than half of guide");
+    EXPECT_FAILURE(image.convertFrom(out.ptr(), 6, 4, 24), "ERROR - downSize2X - outHalf must be allocated!");
+    EXPECT_FAILURE(TPImage::MatRoi(none, 0, 0, 2, 2, 1, false, false),
+                   "ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
+}
+
+TEST(TPImagePixelsTest, ArraysOfThreeDimensionsAreRefused) {
+    const cv::Mat cube(std::vector<int>{2, 2, 2}, CV_16UC1), plane = randomPlane(4, 6, CV_16UC1);
+    cv::Mat out = plane.clone();
+    EXPECT_FAILURE(TPImage::PRGB2Y(cube, plane, plane, out), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(TPImage::YDRDB2RGB(plane, cube, plane, out, out, out), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(TPImage::YDRDBToQImage(cube, plane, plane, out.ptr(), 1, 1, 4), "ERROR - plane - dims>2");
+}
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <opencv2/core.hpp>
+
 #include "kestrova/resample/chroma_upsize.h"
 #include "kestrova/resample/resample.h"
 #include "tests/image/tpimage_pixels_reference.h"
@@ -260,7 +263,7 @@ TEST(TPImagePixelsTest, PackedOutRefusesWrongTypesSizesAndPointers) {
     EXPECT_FAILURE(TPImage::YDRDBToQImage(image.m_Y, floats, image.m_Db, out.ptr(), 8, 6, 32), type);
     EXPECT_FAILURE(TPImage::YDRDBToQImage(image.m_Y, image.m_Dr, floats, out.ptr(), 8, 6, 32), type);
     EXPECT_FAILURE(image.convertTo(nullptr, 32), "ERROR TPImage::YDrDbToQImage - dst==NULL");
-    for (int step : {31, 0, -32})
+    for (int step : {31, 0, -31})
         EXPECT_FAILURE(image.convertTo(out.ptr(), step), "ERROR TPImage::YDrDbToQImage - step<width*4");
     EXPECT_FAILURE(TPImage::YDRDBToQImage(image.m_Y, image.m_Dr, image.m_Db, out.ptr(), 8, 7, 32),
                    "ERROR TPImage::YDrDbToQImage - Y is smaller than width by height");
@@ -299,6 +302,36 @@ TEST(TPImagePixelsTest, ASmoothPictureSurvivesTheRoundTrip) {
     image.convertTo(out.ptr(), 256);
     // Chroma stands still over a ramp of one level a pixel: a pixel's own is at most two away.
     EXPECT_TRUE(closePixels(packed, out, 3));
+}
+
+TEST(TPImagePixelsTest, ANegativeStepOutGoesFromTheBottomUp) {
+    for (const cv::Size& size : sizes()) {
+        const TPImage image = randomImage(size);
+        cv::Mat out = asSubPlane(cv::Mat(size, CV_8UC4, cv::Scalar::all(0))), upright;
+        image.convertTo(out.ptr(size.height - 1), -static_cast<int>(out.step));
+        cv::flip(out, upright, 0);
+        EXPECT_TRUE(samePixels(packedOf(enlarged(image)), upright)) << size;
+    }
+}
+
+TEST(TPImagePixelsTest, ASingleRowOutMayHaveAnyStep) {
+    const TPImage image = randomImage({9, 1});
+    const cv::Mat expected = packedOf(enlarged(image));
+    ThreePlanes<ushort> expectedPlanes(1, 9), planes(1, 9);
+    image.convertTopRGB(expectedPlanes.pointer, expectedPlanes.step);
+    ThreePlanes<uchar> expectedHalf(1, 5), half(1, 5);
+    image.convertToHalfpRGB(expectedHalf.pointer, expectedHalf.step);
+    for (int step : {0, 1, -5, INT_MIN, INT_MAX}) {
+        cv::Mat out(1, 9, CV_8UC4);
+        image.convertTo(out.ptr(), step);
+        EXPECT_TRUE(samePixels(expected, out)) << step;
+        image.convertTopRGB(planes.pointer, step);
+        image.convertToHalfpRGB(half.pointer, step);
+        for (int p = 0; p < 3; ++p) {
+            EXPECT_TRUE(samePixels(expectedPlanes.mat[p], planes.mat[p]));
+            EXPECT_TRUE(samePixels(expectedHalf.mat[p], half.mat[p]));
+        }
+    }
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
+#include <limits>
 #include <opencv2/imgproc.hpp>
+#include <thread>
 
 #include "kestrova/resample/resample.h"
 #include "tests/support/failures.h"
@@ -328,6 +331,40 @@ TEST(MatRoiTest, OnePixelPlanes) {
     }
 }
 
+TEST(MatRoiTest, ARadiusBeyondASideOfTheRegionCountsTheEdgePixelsThatItRepeats) {
+    struct Rule {
+        int w, h, scale, radius, passes;
+    };
+    // Beyond one side, beyond the other, beyond both; the last is the whole plane.
+    for (const Rule& rule :
+         {Rule{9, 1, 20, 7, 1}, Rule{1, 9, 21, 7, 2}, Rule{1, 1, 22, 7, 3}, Rule{40, 40, 200, 67, 1}})
+        for (int type : kTypes) {
+            const cv::Mat in = asSubPlane(randomPlane(61, 83, type));
+            const bool bWhole = rule.w == 40;
+            const int x = bWhole ? 0 : rule.w == 9 ? 3 : 78, y = bWhole ? 0 : rule.h == 9 ? 2 : 56;
+            EXPECT_TRUE(closePixels(naiveRoi(in, x, y, rule.w, rule.h, rule.scale, rule.radius, rule.passes),
+                                    TPImage::MatRoi(in, x, y, rule.w, rule.h, rule.scale, false, true),
+                                    toleranceOf(type)))
+                << "scale " << rule.scale << " type " << type;
+        }
+}
+
+TEST(MatRoiTest, TheCostOfSmoothingIsThatOfThePlane) {
+    for (int type : kTypes) {
+        const cv::Mat in(100, 100, type, cv::Scalar(77));
+        EXPECT_TRUE(
+            samePixels(cv::Mat(2, 2, type, cv::Scalar(77)), TPImage::MatRoi(in, 0, 0, 2, 2, 98300, false, true)));
+    }
+}
+
+TEST(MatRoiTest, ValuesThatAreNotFiniteStayWithinTheirWindows) {
+    cv::Mat in(10, 200, CV_32FC1, cv::Scalar(1));
+    in.at<float>(4, 20) = std::numeric_limits<float>::infinity();
+    const cv::Mat roi = TPImage::MatRoi(in, 0, 0, 6, 1, 32, false, true);  // one pass of radius 11
+    EXPECT_TRUE(std::isinf(roi.at<float>(0, 0)));
+    for (int x = 1; x < 6; ++x) EXPECT_EQ(roi.at<float>(0, x), 1.0f);
+}
+
 TEST(MatRoiTest, AbsurdRectanglesAreCutOff) {
     const cv::Mat in = randomPlane(20, 30, CV_16UC1);
     EXPECT_TRUE(samePixels(in(cv::Rect(3, 4, 27, 16)), TPImage::MatRoi(in, 3, 4, INT_MAX, INT_MAX, 1, false, false)));
@@ -347,6 +384,12 @@ TEST(MatRoiTest, RectanglesWithoutPixels) {
     for (bool smooth : {false, true}) {
         EXPECT_TRUE(TPImage::MatRoi(in, 3, 4, 0, 5, 1, false, smooth).empty());
         EXPECT_FAILURE(TPImage::MatRoi(in, 3, 4, 0, 5, 2, false, smooth), "downSizeNX - out is not allocated");
+    }
+    // At the right and at the bottom edge.
+    for (const cv::Rect& rect : {cv::Rect(30, 4, 0, 5), cv::Rect(3, 20, 5, 0), cv::Rect(30, 20, 0, 0)}) {
+        const cv::Mat roi = TPImage::MatRoi(in, rect.x, rect.y, rect.width, rect.height, 1, false, false);
+        EXPECT_TRUE(roi.empty());
+        EXPECT_EQ(roi.type(), CV_16UC1);
     }
 }
 
@@ -373,6 +416,33 @@ TEST(MatRoiTest, OtherTypesAreRefusedWhereTheyAreWorkedOn) {
     EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 1, false, true), "ERROR TPImage::MatRoi - input type");
     EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 2, false, true), "ERROR TPImage::MatRoi - input type");
     EXPECT_FAILURE(TPImage::MatRoi(in, 0, 0, 5, 5, 2, false, false), "ERROR - downSizeNX - type");
+}
+
+// ---- Hosts of several threads, and planes without memory
+
+TEST(TPImageTest, SeveralThreadsMakeAndDestroyImages) {
+    const int before = TPImage::m_count;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([] {
+            for (int i = 0; i < 20000; ++i) {
+                const TPImage image, copy(image);
+                EXPECT_NE(image.uid(), copy.uid());
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(TPImage::m_count, before);
+}
+
+TEST(TPImageTest, AnImageWhoseLuminanceHasNoMemoryIsEmptyAndCreatedAnew) {
+    TPImage image;
+    image.m_Y.create(4, 6, CV_16UC1);
+    image.m_Y.data = nullptr;
+    EXPECT_TRUE(image.bEmpty());
+    image.create(6, 4);
+    EXPECT_FALSE(image.bEmpty());
+    EXPECT_EQ(image.m_Dr.size(), cv::Size(3, 2));
+    image.m_Y.at<ushort>(3, 5) = 1;
 }
 
 }  // namespace

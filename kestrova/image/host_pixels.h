@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace kestrova::image {
+
+// What the operations ask of pixels that a host hands over. Internal.
+
+/// True if the number of pixels, taken as a 32-bit number, is below 1: from 2^31 pixels on the number wraps.
+inline bool noPixels(int width, int height) {
+    return static_cast<int>(static_cast<unsigned>(width) * static_cast<unsigned>(height)) < 1;
+}
+
+/// True if elements can be read at that address.
+template <class Element>
+bool aligned(const Element* address) {
+    return reinterpret_cast<std::uintptr_t>(address) % alignof(Element) == 0;
+}
+
+/// True if rows of `length`, `step` apart in the same unit, do not overlap. A negative step is one of rows from the
+/// bottom to the top; that of a single row is never taken.
+inline bool rowsApart(int rows, int step, long long length) { return rows == 1 || std::abs(1LL * step) >= length; }
+
+}  // namespace kestrova::image

@@ -253,6 +253,13 @@ TEST_F(DevelopFailuresTest, WhateverTheLibraryThrowsEndsWithOneLine) {
     }
 }
 
+TEST_F(DevelopFailuresTest, ASolverWithoutMemoryEndsWithOneLine) {
+    QProcessEnvironment environment = programEnvironment();
+    environment.insert("LD_PRELOAD", KESTROVA_FAILING_LIBRARY);
+    environment.insert("ASAN_OPTIONS", "verify_asan_link_order=0");
+    expectRefusal({in, out, "--detail", "wls", "--quiet"}, ": there is not enough memory\n", environment);
+}
+
 TEST_F(DevelopFailuresTest, InterruptsCancelAndLeaveTheTargetAsItWas) {
     for (const int percent : {0, 40}) {
         SCOPED_TRACE(percent);

@@ -4,6 +4,7 @@
 
 #include "kestrova/primitives/primitives.h"
 #include "tests/curves/tlut_ydrdb_reference.h"
+#include "tests/support/failures.h"
 #include "tests/support/threads.h"
 
 namespace {

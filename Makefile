@@ -1,32 +1,50 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test docs bench asan fuzz tsan tidy format
+.PHONY: help demo test asan levels docs bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
+SANITIZERS := address,undefined,float-cast-overflow
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
-	@grep -hE '^[a-z]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z]+):.*## (.*)/  make \1\t\2/' | expand -t 16
+	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
 	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples
 	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
 
+# $(call run_tests,DIRECTORY,OPTIONS): builds everything but the benches there, and runs every test
+define run_tests
+	@cmake/packages.sh $(TEST_PACKAGES)
+	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_TESTS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_BENCH=OFF $(2)
+	@cmake --build $(1) -j $(JOBS)
+	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
+endef
+
 test: ## Build everything and run every test
+	$(call run_tests,$(BUILD))
+
+asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
+	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=$(SANITIZERS))
+
+levels: ## Run the library's tests at each level of the instruction set below the one that `make test` runs at
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_memory_tests fuzz_targets kestrova_docs_tests examples kestrova_examples_tests
-	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@for level in $$(cmake/levels.sh | head -n -1); do \
+	     echo "kernels of $$level alone:"; \
+	     cmake --build $(BUILD) -j $(JOBS) --target kestrova_tests_$$level && \
+	     $(BUILD)/tests/kestrova_tests_$$level --gtest_brief=1 || exit; \
+	 done
 
-docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
+docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
 	@cmake/packages.sh doxygen graphviz
 	@mkdir -p build/docs
 	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
@@ -34,29 +52,31 @@ docs: ## Write the reference and a page per subsystem; what is exported and not 
 	 doxygen docs/Doxyfile
 	@echo 'the documentation: build/docs/html/index.html'
 
-bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
+# $(call run_bench,OPTIONS)
+define run_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
-	@$(CONFIGURE) -S . -B build/bench -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
-	@cmake --build build/bench -j $(JOBS) --target kestrova_bench
-	@build/bench/bench/kestrova_bench --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova_bench
+	@$(BUILD)/bench/kestrova_bench $(1)
+endef
 
-asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
-	@cmake/packages.sh $(TEST_PACKAGES)
-	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined,float-cast-overflow -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_memory_tests fuzz_targets kestrova_docs_tests examples kestrova_examples_tests
-	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
+bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
+	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+
+bench-smoke: ## Run every row of the benches once on small planes, without measuring anything
+	$(call run_bench,--benchmark_filter='1920x1080.*threads:1$$' --benchmark_min_time=0)
 
 fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
 	@cmake/packages.sh $(FUZZ_PACKAGES)
 	@$(CONFIGURE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_FUZZ=ON \
-	  -DKESTROVA_SANITIZE=address,undefined,float-cast-overflow -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	  -DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
 	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
 
-tidy: ## Run clang-tidy over the library
+tidy: ## Run clang-tidy over the library; CHECKS adds to those of .clang-tidy, or takes away from them
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
-	@$(CONFIGURE) -S . -B build/tidy -DCMAKE_CXX_COMPILER=g++ -DKESTROVA_BENCH=OFF >/dev/null
-	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p build/tidy
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
+	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
 
 format: ## Lay out the sources as .clang-format says
 	@cmake/packages.sh clang-format

@@ -1,7 +1,8 @@
 include(CMakePackageConfigHelpers)
 
-# A header that exports nothing is internal and stays at home; none that is installed includes one of those.
-set(installed_headers kestrova/kestrova.h kestrova/export.h)
+# A header that exports nothing is internal and stays at home, but for the records in the exported classes' arguments;
+# none that is installed includes an internal one.
+set(installed_headers kestrova/kestrova.h kestrova/export.h kestrova/frame/vendor_types.h)
 foreach(header ${kestrova_headers})
   file(STRINGS "${header}" exports REGEX "KESTROVA_EXPORT " LIMIT_COUNT 1)
   if(exports AND NOT header STREQUAL "kestrova/export.h")

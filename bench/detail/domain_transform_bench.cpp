@@ -2,9 +2,7 @@
 
 #include <opencv2/core.hpp>
 
-#include <iostream>
 #include <memory>
-#include <sstream>
 
 #include "bench/support/bench.h"
 #include "kestrova/detail/block_processor.h"
@@ -17,13 +15,10 @@ namespace {
 constexpr float kSigmaS = 8.0f;
 constexpr float kSigmaR = 4259.71f;
 
-// The constructor sets the number of threads, which here is the row's, and prints a line into the table.
+// The constructor sets the number of threads, which here is the row's.
 std::shared_ptr<DomainTransformFilter> makeFilter() {
     const int threads = omp_get_max_threads();
-    std::ostringstream line;
-    std::streambuf* console = std::cout.rdbuf(line.rdbuf());
     auto filter = std::make_shared<DomainTransformFilter>(kSigmaS, kSigmaR);
-    std::cout.rdbuf(console);
     omp_set_num_threads(threads);
     return filter;
 }

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "bench/support/bench.h"
-#include "bench/support/quiet.h"
 
 namespace {
 
@@ -45,7 +44,6 @@ void procRow(const std::string& name, const BenchSize& size, bool rebuild) {
         adjust->m_vibrance = 0.4f;
         adjust->m_bChanged = true;
         return [=] {
-            const Quiet quiet;
             if (rebuild) adjust->m_bChanged = true;
             adjust->proc(picture->y0, picture->y1, picture->dr, picture->db, picture->drOut, picture->dbOut);
         };

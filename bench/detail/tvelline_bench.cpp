@@ -1,26 +1,10 @@
 #include <cmath>
-#include <iostream>
 #include <memory>
-#include <streambuf>
 
 #include "bench/support/bench.h"
 #include "kestrova/detail/tvelline.h"
 
 namespace {
-
-// The engine prints a line on every call.
-class Silence {
-public:
-    Silence() : m_before(std::cout.rdbuf(&m_nowhere)) {}
-    ~Silence() { std::cout.rdbuf(m_before); }
-
-private:
-    struct Nowhere : std::streambuf {
-        int overflow(int c) override { return traits_type::not_eof(c); }
-    };
-    Nowhere m_nowhere;
-    std::streambuf* m_before;
-};
 
 struct Engine : TVelline {
     using TVelline::addEdges;
@@ -78,10 +62,8 @@ KESTROVA_BENCH(tvelline) {
 
         benchRow("TVelline::proc/one scale's slider" + size, pixels * 12, [=] {
             auto engine = preparedEngine(rows, cols);
-            const Silence silence;
             engine->proc(all, 1, cv::Mat());
             return [=, move = 0]() mutable {
-                const Silence quiet;
                 engine->m_k[4] = ++move % 2 ? 0.5f : 0.6f;
                 engine->m_bChangedM = true;
                 engine->proc(all, 1, cv::Mat());
@@ -90,7 +72,6 @@ KESTROVA_BENCH(tvelline) {
         benchRow("TVelline::proc/light slider" + size, pixels * 22, [=] {
             auto engine = preparedEngine(rows, cols);
             return [=, move = 0]() mutable {
-                const Silence quiet;
                 engine->m_light[0] = ++move % 2 ? 0.1f : 0.2f;
                 engine->m_bChangedY = true;
                 engine->proc(all, 1, cv::Mat());
@@ -99,7 +80,6 @@ KESTROVA_BENCH(tvelline) {
         benchRow("TVelline::proc/cold" + size, pixels * 22, [=] {
             auto engine = preparedEngine(rows, cols);
             return [=] {
-                const Silence quiet;
                 for (cv::Mat* cache : {&engine->m_rY, &engine->m_rDS, &engine->m_rDM, &engine->m_rDL, &engine->m_roiY})
                     cache->release();
                 engine->m_bRoiChanged = true;
@@ -111,7 +91,6 @@ KESTROVA_BENCH(tvelline) {
                 auto engine = preparedEngine(rows, cols);
                 const cv::Rect view(0, 0, cols / step, rows / step);
                 return [=] {
-                    const Silence quiet;
                     engine->m_bChangedM = true;
                     engine->proc(view, step, cv::Mat());
                 };
@@ -121,7 +100,6 @@ KESTROVA_BENCH(tvelline) {
             auto engine = preparedEngine(rows, cols);
             const cv::Mat halfDr = chromaPlane(rows / 2, cols / 2, 7), halfDb = chromaPlane(rows / 2, cols / 2, 8);
             return [=] {
-                const Silence quiet;
                 const int threads = omp_get_max_threads();
                 engine->setup(engine->m_Y, engine->m_DS, engine->m_DM, engine->m_DL, halfDr, halfDb, nullptr);
                 omp_set_num_threads(threads);

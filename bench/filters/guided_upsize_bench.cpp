@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "bench/support/bench.h"
-#include "bench/support/quiet.h"
 
 #ifdef KESTROVA_HAVE_XIMGPROC
 #include <opencv2/ximgproc/edge_filter.hpp>
@@ -59,10 +58,8 @@ KESTROVA_BENCH(guidedUpsize) {
                     [=] {
                         std::vector<cv::Mat> guide = colours(s, CV_16UC1);
                         cv::Mat low = noise(s.rows / n, s.cols / n, CV_16UC1), out;
-                        return [=]() mutable {
-                            const Quiet quiet;
-                            upSizeNXGuidedByRGB(guide, low, out, n, useGuide, kCubic, kRadius, kEps);
-                        };
+                        return
+                            [=]() mutable { upSizeNXGuidedByRGB(guide, low, out, n, useGuide, kCubic, kRadius, kEps); };
                     },
                     pixels);
             }

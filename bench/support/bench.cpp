@@ -1,5 +1,4 @@
 #include "bench/support/bench.h"
-#include "tests/support/rooms.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,6 +10,7 @@
 #include <malloc.h>
 #endif
 
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
 
 double bench_detail::copySeconds(std::size_t bytesMoved) {
@@ -20,8 +20,8 @@ double bench_detail::copySeconds(std::size_t bytesMoved) {
     double best = 1e9;
     for (int run = 0; run < 5; ++run) {
         const double start = omp_get_wtime();
-        parallelRows(kRows, static_cast<int>(row),
-                     [&](int r) noexcept { std::memcpy(&to[r * row], &from[r * row], row); });
+        kestrova::frame::parallelRows(kRows, static_cast<int>(row),
+                                      [&](int r) noexcept { std::memcpy(&to[r * row], &from[r * row], row); });
         best = std::min(best, omp_get_wtime() - start);
         benchmark::DoNotOptimize(to.data());
     }
@@ -48,6 +48,7 @@ double peakBytes(const std::function<void()>& work) {
 }
 
 int main(int argc, char** argv) {
+    Kestrova::setPrinting(false);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -1,13 +1,12 @@
 #include "options.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <functional>
 #include <iterator>
 #include <string_view>
 #include <vector>
 
+#include "numbers.h"
 #include "refusal.h"
 
 const char* const kHelp = R"(kestrova-develop develops a photograph.
@@ -72,32 +71,12 @@ struct Option {
     bool flag = false;
 };
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 std::vector<std::string_view> split(std::string_view list) {
     std::vector<std::string_view> parts;
     for (std::size_t comma; (comma = list.find(',')) != list.npos; list.remove_prefix(comma + 1))
         parts.push_back(list.substr(0, comma));
     parts.push_back(list);
     return parts;
-}
-
-template <class Number>
-Number number(std::string_view text, Number low, Number high) {
-    std::string_view digits = text;
-    if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-') digits.remove_prefix(1);
-    Number value{};
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    const bool isNumber = end == digits.data() + digits.size() && error != std::errc::invalid_argument;
-    if (!isNumber || !std::isfinite(static_cast<double>(value))) throw Refusal(quoted(text) + " is not a number");
-    if (error != std::errc() || value < low || value > high) {
-        const auto shown = [](Number bound) {
-            const std::string digits = std::to_string(bound);
-            return digits.substr(0, std::is_integral_v<Number> ? digits.npos : digits.find('.') + 2);
-        };
-        throw Refusal(quoted(text) + " is not within " + shown(low) + " to " + shown(high));
-    }
-    return value;
 }
 
 template <class Number>

@@ -1,6 +1,5 @@
 #include <QColorSpace>
 #include <QFile>
-#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include "gradients.h"
 #include "image_files.h"
+#include "numbers.h"
 #include "pixels.h"
 #include "program.h"
 #include "refusal.h"
@@ -105,19 +105,9 @@ const std::map<std::string, Filter>& filters() {
     return all;
 }
 
-double number(const std::string& text, const Parameter& bounds) {
-    std::size_t used = 0;
-    double value = NAN;
-    try {
-        value = std::stod(text, &used);
-    } catch (const std::exception&) {
-    }
-    const bool fits = used == text.size() && value >= bounds.least && value <= bounds.greatest;
-    if (fits && (!bounds.whole || value == std::floor(value))) return value;
-    char range[64];
-    std::snprintf(range, sizeof range, "no %snumber from %g to %g", bounds.whole ? "whole " : "", bounds.least,
-                  bounds.greatest);
-    throw Refusal("'" + text + "' is " + range);
+double valueOf(const std::string& text, const Parameter& bounds) {
+    if (!bounds.whole) return number(text, bounds.least, bounds.greatest);
+    return number(text, static_cast<int>(bounds.least), static_cast<int>(bounds.greatest));
 }
 
 /// The photograph with its luminance replaced by `y` (CV_16UC1).
@@ -142,7 +132,7 @@ void run(const std::vector<std::string>& words) {
             throw Refusal("unknown parameter '" + words[i] + "' of " + words[0] + ", see --help");
         if (i + 1 == words.size()) throw Refusal(words[i] + " needs a value");
         try {
-            parameter->second.value = number(words[i + 1], parameter->second);
+            parameter->second.value = valueOf(words[i + 1], parameter->second);
         } catch (const Refusal& refusal) {
             throw Refusal(words[i] + ": " + refusal.what());
         }

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <vector>
 
+#include "numbers.h"
 #include "refusal.h"
 
 namespace {
@@ -20,35 +21,21 @@ struct Brush {
     float tolerance = 0;
 };
 
-double number(const std::string& text, double low, double high) {
-    std::size_t used = 0;
-    double value = 0;
-    try {
-        value = std::stod(text, &used);
-    } catch (const std::exception&) {
-    }
-    if (used == 0 || used != text.size()) throw Refusal("'" + text + "' is not a number");
-    if (!(value >= low && value <= high)) throw Refusal("'" + text + "' is out of range");
-    return value;
-}
-
-int integer(const std::string& text, int low, int high) { return static_cast<int>(number(text, low, high)); }
-
 void setKey(Brush& brush, const std::string& word) {
     const std::size_t equals = word.find('=');
     const std::string key = word.substr(0, equals);
     if (equals == std::string::npos) throw Refusal("'" + word + "' is no KEY=VALUE");
     const std::string value = word.substr(equals + 1);
     if (key == "value")
-        brush.value = integer(value, 0, 255);
+        brush.value = number(value, 0, 255);
     else if (key == "outer")
-        brush.outer = integer(value, 1, 10000);
+        brush.outer = number(value, 1, 10000);
     else if (key == "inner")
-        brush.inner = integer(value, 0, 10000);
+        brush.inner = number(value, 0, 10000);
     else if (key == "opacity")
-        brush.opacity = static_cast<float>(number(value, 0, 1));
+        brush.opacity = number(value, 0.0f, 1.0f);
     else if (key == "tolerance")
-        brush.tolerance = static_cast<float>(number(value, 0, 100));
+        brush.tolerance = number(value, 0.0f, 100.0f);
     else
         throw Refusal("unknown key '" + key + "'");
 }
@@ -56,7 +43,7 @@ void setKey(Brush& brush, const std::string& word) {
 cv::Point point(const std::string& word) {
     const std::size_t comma = word.find(',');
     if (comma == std::string::npos) throw Refusal("'" + word + "' is no point X,Y");
-    return cv::Point(integer(word.substr(0, comma), -100000, 100000), integer(word.substr(comma + 1), -100000, 100000));
+    return cv::Point(number(word.substr(0, comma), -100000, 100000), number(word.substr(comma + 1), -100000, 100000));
 }
 
 // Dots along the line through `points`, as close as a hand's movement gives them: a quarter of the radius apart.
@@ -95,7 +82,7 @@ Command readLine(const std::string& line, int& open) {
     ++open;
     if (name == "fill") {
         words >> value;
-        const auto level = static_cast<uchar>(integer(value, 0, 255));
+        const auto level = static_cast<uchar>(number(value, 0, 255));
         command = [=](TDrawMask& mask) { mask.setValue(level); };
     } else if (name == "invert") {
         command = [](TDrawMask& mask) { mask.invert(); };
@@ -118,11 +105,11 @@ void paintStrokes(std::istream& text, const std::string& name, TDrawMask& mask) 
     std::vector<Command> commands;
     std::string line;
     int open = 0;
-    for (int number = 1; std::getline(text, line); ++number) {
+    for (int lineNumber = 1; std::getline(text, line); ++lineNumber) {
         try {
             if (Command command = readLine(line, open)) commands.push_back(std::move(command));
         } catch (const Refusal& refusal) {
-            throw Refusal(name + ":" + std::to_string(number) + ": " + refusal.what());
+            throw Refusal(name + ":" + std::to_string(lineNumber) + ": " + refusal.what());
         }
     }
     for (const Command& command : commands) command(mask);

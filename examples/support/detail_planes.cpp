@@ -76,8 +76,8 @@ cv::Mat smoothed(const cv::Mat& Y, Scale scale, DetailFilter filter) {
     return guided(Y, scale);
 }
 
-/// Moves half of what `rest` has above `smooth` into a detail plane. The division cuts towards zero, so `rest` keeps
-/// the odd unit and stays between its old value and the smooth one.
+/// Moves half of what `rest` has above `smooth` into a detail plane. The division truncates, so `rest` keeps the
+/// odd unit and stays between its old value and the smooth one.
 cv::Mat takeDetail(cv::Mat& rest, const cv::Mat& smooth) {
     cv::Mat detail(rest.size(), CV_16UC1);
     for (int y = 0; y < rest.rows; ++y) {

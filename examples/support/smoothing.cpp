@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <vector>
 
 #include "refusal.h"
@@ -111,6 +112,8 @@ cv::Mat smoothLeastSquares(const cv::Mat& Y, float lambda, float alpha) {
     constexpr std::size_t kMostPixels = 4'000'000;
     if (Y.total() > kMostPixels) throw Refusal("the picture has more than 4 megapixels, too many for wls");
     cv::Mat plane = toFloat(Y), guide = plane.clone();
-    TWLSFilter().Proc(plane.ptr<float>(), Y.cols, Y.rows, lambda, alpha, guide.ptr<float>(), true);
+    TWLSFilter filter;
+    filter.Proc(plane.ptr<float>(), Y.cols, Y.rows, lambda, alpha, guide.ptr<float>(), true);
+    if (!filter.solved()) throw std::bad_alloc();
     return to16Bits(plane);
 }

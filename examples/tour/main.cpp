@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -214,7 +215,9 @@ void tourFilters(const Scene& scene) {
     BilateralFilter().proc(cv::Mat(), bilateral, 8, 6554, nullptr);
     LocalLaplacian().proc16K(Y, laplacian, 0.2f, 0.3f, LocalLaplacian::levelJ(Y.rows, Y.cols, 0.25f));
     cv::Mat leastSquares = y.clone(), guide = y.clone();
-    TWLSFilter().Proc(leastSquares.ptr<float>(), y.cols, y.rows, 0.5f, 1.2f, guide.ptr<float>(), true);
+    TWLSFilter leastSquaresFilter;
+    leastSquaresFilter.Proc(leastSquares.ptr<float>(), y.cols, y.rows, 0.5f, 1.2f, guide.ptr<float>(), true);
+    if (!leastSquaresFilter.solved()) throw std::bad_alloc();
     // A wide blur: a quarter of what is there from each scale, three quarters from the coarser ones.
     const cv::Mat binomial = (cv::Mat_<float>(1, 5) << 1, 4, 6, 4, 1) / 16, own = (cv::Mat_<float>(1, 1) << 0.5f);
     ConvPyr(binomial, 2 * std::sqrt(0.75) * binomial, own).proc(y, pyramid);

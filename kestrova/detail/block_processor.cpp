@@ -8,11 +8,16 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
 
 namespace {
+
+// With sides and borders up to this, no sum of positions and sizes leaves an int.
+constexpr int kMaxSide = 1 << 28;
 
 inline ushort crossOver(ushort older, ushort newer, float weight) {
     return static_cast<ushort>(static_cast<int>((1.0f - weight) * older + newer * weight));
@@ -26,7 +31,7 @@ KESTROVA_KERNEL void crossOverRow(ushort* older, const ushort* newer, float weig
     for (int i = 0; i < n; ++i) older[i] = crossOver(older[i], newer[i], weight);
 }
 
-// The draw is never above 1, so that the weight is always 0 and the older block's pixel stays: this is meant.
+// The draw is never above 1, so that the weight is always 0 and the older block's pixel stays: this is intentional.
 float discreteWeight() { return std::rand() % 2 > 1 ? 1.0f : 0.0f; }
 
 // Calls `row(plane, r)` for the rows of all planes: with as many threads as planes, each thread has a plane.
@@ -35,8 +40,10 @@ void forEachRow(int planes, int rows, int cols, const Row& row) {
     parallelRows(planes * rows, cols, [&](int i) noexcept { row(i / rows, i % rows); });
 }
 
-void checkPlanes(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out) {
+void checkVectors(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out) {
     if (in.empty() || out.empty()) fail("BlockProcessor::initialize - input or output is empty.");
+    checkPlanes(in);
+    checkPlanes(out);
     const int type = in[0].type();
     if (type != CV_16UC1 && type != CV_16UC3 && type != CV_16UC4)
         fail("BlockProcessor::initialize - input type is not correct.");
@@ -51,6 +58,7 @@ void checkPlanes(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out
     for (std::size_t p = 0; p < in.size(); ++p) {
         if (in[p].type() != type) fail("BlockProcessor::initialize - input type is not correct.");
         if (in[p].size() != in[0].size()) fail("ERROR - BlockProcessor::initialize - in[i].size()!=in[0].size()");
+        if (in[p].total() > 0 && !in[p].data) fail("ERROR - BlockProcessor::initialize - in[i] has no pixels");
         if (!out[p].empty() && out[p].type() != type) fail("ERROR - BlockProcessor::initialize - out.type()!=CV_16UC1");
     }
 }
@@ -67,30 +75,35 @@ void BlockProcessor::initialize(std::vector<cv::Mat> in, std::vector<cv::Mat> ou
     m_imageW = m_imageH = 0;
     m_x = m_y = m_doneX = m_doneY = 0;
 
-    checkPlanes(in, out);
+    checkVectors(in, out);
     if (blockW < 1 || blockH < 1 || border < 0 || border > (std::min(blockW, blockH) - 1) / 2)
         fail("ERROR - BlockProcessor::initialize - border<0 || blockW-2*border<1 || blockH-2*border<1");
+    if (std::max({in[0].cols, in[0].rows, border}) > kMaxSide)
+        fail("ERROR - BlockProcessor::initialize - a side or the border is above 2^28");
     m_blendMode = blendMode;
     m_border = border;
     m_nBlocksX = computeLayout(in[0].cols, blockW - 2 * border, overlap, &m_blockW, &m_stepX, true);
     m_nBlocksY = computeLayout(in[0].rows, blockH - 2 * border, overlap, &m_blockH, &m_stepY, true);
 
     m_nPlanes = static_cast<int>(in.size());
-    m_block.resize(in.size());
-    m_stripe.resize(in.size());
-    for (std::size_t p = 0; p < in.size(); ++p) {
-        m_block[p].create(m_blockH + 2 * border, m_blockW + 2 * border, CV_16UC1);
-        m_stripe[p].create(m_blockH + 2 * border, in[0].cols, CV_16UC1);
-    }
-    // The last block is pushed back to end at the edge: its overlap is bounded by the block alone.
-    float* weights = new float[static_cast<std::size_t>(std::max(m_blockW, m_blockH)) + 1];
-    delete[] m_weights_p;
-    m_weights_p = weights;
+    orFailWithoutMemory("ERROR - BlockProcessor::initialize - not enough memory", [&] { makeBuffers(in[0].cols); });
 
     m_imageW = in[0].cols;
     m_imageH = in[0].rows;
     m_in = std::move(in);
     m_out = std::move(out);
+}
+
+void BlockProcessor::makeBuffers(int stripeW) {
+    m_block.resize(static_cast<std::size_t>(m_nPlanes));
+    m_stripe.resize(static_cast<std::size_t>(m_nPlanes));
+    const int rows = m_blockH + 2 * m_border, cols = m_blockW + 2 * m_border;
+    for (cv::Mat& block : m_block) block.create(rows, cols, CV_16UC1);
+    for (cv::Mat& stripe : m_stripe) stripe.create(rows, stripeW, CV_16UC1);
+    // The last block is pushed back to end at the edge: its overlap is bounded by the block alone.
+    float* weights = new float[static_cast<std::size_t>(std::max(m_blockW, m_blockH)) + 1];
+    delete[] m_weights_p;
+    m_weights_p = weights;
 }
 
 int BlockProcessor::computeLayout(int size, int maxBlock, int overlap, int* block, int* step, bool align) {
@@ -120,6 +133,8 @@ int BlockProcessor::computeLayout(int size, int maxBlock, int overlap, int* bloc
 }
 
 bool BlockProcessor::nextBlock(cv::Rect* roi, std::vector<cv::Mat>* blocks) {
+    orFailWithoutMemory("ERROR - BlockProcessor::nextBlock - not enough memory",
+                        [&] { blocks->reserve(m_block.size()); });
     const bool first = m_doneX == 0 && m_doneY == 0;
     if (!first && !advanceBlock()) return false;
     convertBlockDuplicatedBorder(roi);
@@ -164,7 +179,7 @@ void BlockProcessor::duplicateBorder(cv::Mat& block, int left, int top, int righ
     const int end = block.rows - bottom;
     for (int r = end; r < block.rows; ++r) std::memcpy(block.ptr(r), block.ptr(end - 1), rowBytes);
 
-    // Four times the padding, over real pixels too: this is meant.
+    // Four times the padding, over real pixels too: this is intentional.
     const int leftEnd = std::min(4 * left, block.cols);
     const int rightBegin = block.cols - right;
     for (int r = 0; r < block.rows; ++r) {
@@ -226,6 +241,7 @@ void BlockProcessor::copyToStripe(int cols, int rows) {
 }
 
 void BlockProcessor::blendVertical(int overlap, int rows) {
+    rows = std::min(rows, m_imageH - m_y);
     const auto joinRow = [&](int p, int r) {
         if (m_out[p].empty()) return;
         const ushort* stripe = m_stripe[p].ptr<ushort>(r);

@@ -12,7 +12,9 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/kestrova.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::detail::domain_transform;
@@ -67,17 +69,20 @@ void averageRow(float* row, const float* ct, float radius, float* sums, int cols
 }
 
 void checkFloat(const cv::Mat& in) {
+    checkPlane(in);
     if (in.depth() != CV_32F) fail("ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F");
 }
 
 bool oneDistanceAPixel(const cv::Mat& image, const cv::Mat& distances) {
+    checkPlanes(image, distances);
     return image.depth() == CV_32F && distances.type() == CV_32FC1 && image.size() == distances.size();
 }
 
 }  // namespace
 
-DomainTransformFilter::DomainTransformFilter(float sigmaS, float sigmaR)
-    : m_sigmaS(sigmaS), m_sigmaR(sigmaR), m_workspace(new Workspace) {
+DomainTransformFilter::DomainTransformFilter(float sigmaS, float sigmaR) : m_sigmaS(sigmaS), m_sigmaR(sigmaR) {
+    orFailWithoutMemory("ERROR - DomainTransformFilter::DomainTransformFilter - not enough memory",
+                        [this] { m_workspace = std::make_unique<Workspace>(); });
     const int cores = omp_get_num_procs();
     omp_set_num_threads(cores);
     omp_set_nested(1);
@@ -94,8 +99,9 @@ bool DomainTransformFilter::filter(const cv::Mat& in, cv::Mat& out, int mode) {
 }
 
 bool DomainTransformFilter::diffX(const cv::Mat& in, cv::Mat& dx) {
+    checkFloat(in);
     dx.create(in.size(), in.type());
-    const int n = (in.cols - 1) * in.channels();
+    const int n = std::max(in.cols - 1, 0) * in.channels();
     parallelRows(in.rows, n, [&](int y) noexcept {
         const float* row = in.ptr<float>(y);
         differenceRow(row, row + in.channels(), dx.ptr<float>(y), n);
@@ -104,14 +110,16 @@ bool DomainTransformFilter::diffX(const cv::Mat& in, cv::Mat& dx) {
 }
 
 bool DomainTransformFilter::diffY(const cv::Mat& in, cv::Mat& dy) {
+    checkFloat(in);
     dy.create(in.size(), in.type());
-    const int n = (in.cols - 1) * in.channels();
+    const int n = std::max(in.cols - 1, 0) * in.channels();
     parallelRows(in.rows - 1, n,
                  [&](int y) noexcept { differenceRow(in.ptr<float>(y), in.ptr<float>(y + 1), dy.ptr<float>(y), n); });
     return true;
 }
 
 bool DomainTransformFilter::sumAbs(const cv::Mat& d, cv::Mat& sum) {
+    checkFloat(d);
     sum.create(d.size(), CV_32FC1);
     sum.setTo(0);
     parallelRows(d.rows - 1, d.cols * d.channels(),
@@ -123,14 +131,11 @@ void DomainTransformFilter::Workspace::measure(const cv::Mat& in, float ratio) {
     dH.create(in.size(), CV_32FC1);
     dV.create(in.size(), CV_32FC1);
     const int cols = in.cols, channels = in.channels(), n = (cols - 1) * channels;
-    const int strips = stripCount(in.rows, cols * channels);
-    const std::size_t length = static_cast<std::size_t>(cols) * channels;
-    scratch.resize(std::max(scratch.size(), strips * length));
-    parallelStrips(strips, in.rows, [&](int begin, int end, int strip) noexcept {
-        float* d = scratch.data() + strip * length;
+    const auto rowOfDifferences = [n](int) { return std::vector<float>(static_cast<std::size_t>(n)); };
+    forEachStrip(Strips(in.rows, cols * channels), rowOfDifferences, [&](int begin, int end, auto& d) noexcept {
         const auto distances = [&](const float* from, const float* to, float* sum) {
-            differenceRow(from, to, d, n);
-            sumAbsRow(d, sum, cols - 1, channels);
+            differenceRow(from, to, d.data(), n);
+            sumAbsRow(d.data(), sum, cols - 1, channels);
             sum[cols - 1] = 0;
             distanceRow(sum, ratio, cols);
         };
@@ -151,43 +156,49 @@ void DomainTransformFilter::Workspace::measure(const cv::Mat& in, float ratio) {
 
 bool DomainTransformFilter::filterRF(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR) {
     checkFloat(in);
-    out.create(in.size(), in.type());
-    if (in.empty()) return true;
-    Workspace& w = *m_workspace;
-    w.measure(in, sigmaS / sigmaR);
-    in.copyTo(out);
-    for (float sigma : recursiveWidths(sigmaS)) {
-        recursivePass(out, w.dH, sigma);
-        passColumns(out, DistanceWeights{w.dV, weightFactor(sigma)}, w.scratch, w.V);
-    }
+    orFailWithoutMemory("ERROR - DomainTransformFilter::filterRF - not enough memory", [&] {
+        Workspace& w = *m_workspace;
+        if (!in.empty()) w.measure(in, sigmaS / sigmaR);
+        out.create(in.size(), in.type());
+        if (in.empty()) return;
+        in.copyTo(out);
+        for (float sigma : recursiveWidths(sigmaS)) {
+            passRows(out, DistanceWeights{w.dH, weightFactor(sigma)});
+            passColumns(out, DistanceWeights{w.dV, weightFactor(sigma)}, w.V);
+        }
+    });
     return true;
 }
 
 bool DomainTransformFilter::recursivePass(cv::Mat& image, const cv::Mat& D, float sigma) {
     if (!oneDistanceAPixel(image, D)) fail("ERROR - DomainTransformFilter::recursivePass - D does not fit the image");
     if (image.empty()) return true;
-    passRows(image, DistanceWeights{D, weightFactor(sigma)}, m_workspace->scratch);
+    orFailWithoutMemory("ERROR - DomainTransformFilter::recursivePass - not enough memory", [&] {
+        passRows(image, DistanceWeights{D, weightFactor(sigma)});
+    });
     return true;
 }
 
 bool DomainTransformFilter::filterNC(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR) {
     checkFloat(in);
     if (in.channels() > 4) fail("ERROR - DomainTransformFilter::filterNC - in.channels()>4");
-    out.create(in.size(), in.type());
-    if (in.empty()) return true;
-    m_workspace->measure(in, sigmaS / sigmaR);
-    cv::Mat ctH = m_workspace->dH, ctV, turned;
-    cv::transpose(m_workspace->dV, ctV);
-    sumAlongRows(ctH);
-    sumAlongRows(ctV);
-    in.copyTo(out);
-    for (int i : {2, 1, 0}) {
-        const float radius = static_cast<float>(static_cast<double>(roundWidth(sigmaS, i)) * std::sqrt(3.0));
-        boxPass(out, ctH, radius);
-        cv::transpose(out, turned);
-        boxPass(turned, ctV, radius);
-        cv::transpose(turned, out);
-    }
+    orFailWithoutMemory("ERROR - DomainTransformFilter::filterNC - not enough memory", [&] {
+        if (!in.empty()) m_workspace->measure(in, sigmaS / sigmaR);
+        out.create(in.size(), in.type());
+        if (in.empty()) return;
+        cv::Mat ctH = m_workspace->dH, ctV, turned;
+        cv::transpose(m_workspace->dV, ctV);
+        sumAlongRows(ctH);
+        sumAlongRows(ctV);
+        in.copyTo(out);
+        for (int i : {2, 1, 0}) {
+            const float radius = static_cast<float>(static_cast<double>(roundWidth(sigmaS, i)) * std::sqrt(3.0));
+            boxPass(out, ctH, radius);
+            cv::transpose(out, turned);
+            boxPass(turned, ctV, radius);
+            cv::transpose(turned, out);
+        }
+    });
     return true;
 }
 
@@ -195,13 +206,12 @@ bool DomainTransformFilter::boxPass(cv::Mat& image, const cv::Mat& ct, float rad
     if (!oneDistanceAPixel(image, ct)) fail("ERROR - DomainTransformFilter::boxPass - ct does not fit the image");
     if (image.empty()) return true;
     const int cols = image.cols, channels = image.channels();
-    const int strips = stripCount(image.rows, cols * channels);
-    const std::size_t length = (static_cast<std::size_t>(cols) + 1) * channels;
-    std::vector<float>& scratch = m_workspace->scratch;
-    scratch.resize(std::max(scratch.size(), strips * length));
-    parallelStrips(strips, image.rows, [&](int begin, int end, int strip) noexcept {
-        for (int y = begin; y < end; ++y)
-            averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, scratch.data() + strip * length, cols, channels);
+    const auto rowOfSums = [=](int) { return std::vector<float>((static_cast<std::size_t>(cols) + 1) * channels); };
+    orFailWithoutMemory("ERROR - DomainTransformFilter::boxPass - not enough memory", [&] {
+        forEachStrip(Strips(image.rows, cols * channels), rowOfSums, [&](int begin, int end, auto& sums) noexcept {
+            for (int y = begin; y < end; ++y)
+                averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, sums.data(), cols, channels);
+        });
     });
     return true;
 }

@@ -10,16 +10,21 @@
 ///
 /// E. Gastal, M. Oliveira, "Domain Transform for Edge-Aware Image and Video Processing", SIGGRAPH 2011. Unlike the
 /// paper, the passes read the distance of the step from x to x + 1 one pixel later, the last row and column count as
-/// flat, and the recursive filter's widths are products of those before: all three are meant.
+/// flat, and the recursive filter's widths are products of those before: all three are intentional.
+///
+/// The operations always answer true. They throw a text for what is not float or does not fit, before anything is
+/// written, and "ERROR - DomainTransformFilter::<operation> - not enough memory". `filterPair` leaves its planes as
+/// they were then; the others may leave an unfinished image. Internal: a documented name, but not installed.
 class DomainTransformFilter {
 public:
     /// `sigmaS`: spatial standard deviation in pixels; `sigmaR`: range standard deviation in units of the image values.
-    /// Settles the process's OpenMP threads (all processors, nested regions, fixed teams) and prints the core count.
+    /// Sets the process's OpenMP threads (all processors, nested regions, fixed teams) and prints "system has N cores".
     DomainTransformFilter(float sigmaS, float sigmaR);
+    /// Releases what the filter keeps from call to call.
     ~DomainTransformFilter();
 
-    /// Mode 0: `filterRF`, mode 1: `filterNC`, with the object's sigmas; any other mode does nothing. Always true.
-    /// `in` and `out` may be the same matrix.
+    /// Mode 0: `filterRF`, mode 1: `filterNC`, with the object's sigmas; any other mode does nothing. `in` and `out`
+    /// may be the same matrix.
     bool filter(const cv::Mat& in, cv::Mat& out, int mode);
 
     /// The recursive filter, on float images of any number of channels.
@@ -51,8 +56,9 @@ public:
 
 private:
     struct Workspace;
+    void smoothPair(cv::Mat& first, cv::Mat& second);
 
-    float m_sigmaS;
-    float m_sigmaR;
-    std::unique_ptr<Workspace> m_workspace;
+    float m_sigmaS;                          ///< spatial standard deviation, in pixels
+    float m_sigmaR;                          ///< range standard deviation, in units of the image values
+    std::unique_ptr<Workspace> m_workspace;  ///< planes and tables for the next call
 };

@@ -2,14 +2,17 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/domain_transform_passes.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::detail::domain_transform;
@@ -45,18 +48,26 @@ void DomainTransformFilter::Workspace::makeTables(float sigmaS, float ratio) {
     for (int sum = 0; sum < kSums; ++sum) distances[sum] = static_cast<float>(sum);
     distanceRow(distances.data(), ratio, kSums);
     const std::array<float, 3> widths = recursiveWidths(sigmaS);
-    for (int i = 0; i < 3; ++i) {
-        tables[i].resize(kSums);
-        expRow(distances.data(), weightFactor(widths[i]), scaled.data(), tables[i].data(), kSums);
+    std::array<std::vector<float>, 3> weights;
+    for (std::size_t i = 0; i < weights.size(); ++i) {
+        weights[i].resize(kSums);
+        expRow(distances.data(), weightFactor(widths[i]), scaled.data(), weights[i].data(), kSums);
     }
+    tables = std::move(weights);
 }
 
 bool DomainTransformFilter::filterPair(cv::Mat& first, cv::Mat& second) {
+    checkPlanes(first, second);
     if (first.type() != CV_16UC1 || second.type() != CV_16UC1)
         fail("ERROR - DomainTransformFilter::filterPair - first.type()!=CV_16UC1 || second.type()!=CV_16UC1");
     if (first.size() != second.size()) fail("ERROR - DomainTransformFilter::filterPair - first.size()!=second.size()");
     if (first.empty()) return true;
+    orFailWithoutMemory("ERROR - DomainTransformFilter::filterPair - not enough memory",
+                        [&] { smoothPair(first, second); });
+    return true;
+}
 
+void DomainTransformFilter::smoothPair(cv::Mat& first, cv::Mat& second) {
     Workspace& w = *m_workspace;
     const int rows = first.rows, cols = first.cols;
     if (w.tables[0].empty()) w.makeTables(m_sigmaS, m_sigmaS / m_sigmaR);
@@ -78,11 +89,10 @@ bool DomainTransformFilter::filterPair(cv::Mat& first, cv::Mat& second) {
         dx[cols - 1] = dy[cols - 1] = 0;
     });
     for (const std::vector<float>& table : w.tables) {
-        passRows(w.pair, TableWeights{w.sumX, table.data()}, w.scratch);
-        passColumns(w.pair, TableWeights{w.sumY, table.data()}, w.scratch, w.V);
+        passRows(w.pair, TableWeights{w.sumX, table.data()});
+        passColumns(w.pair, TableWeights{w.sumY, table.data()}, w.V);
     }
     parallelRows(rows, 2 * cols, [&](int y) noexcept {
         deinterleaveRow(w.pair.ptr<float>(y), first.ptr<ushort>(y), second.ptr<ushort>(y), cols);
     });
-    return true;
 }

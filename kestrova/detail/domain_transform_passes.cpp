@@ -33,8 +33,8 @@ void expRow(const float* distances, float factor, float* scratch, float* weights
     cv::hal::exp32f(scratch, weights, n);
 }
 
-KESTROVA_KERNEL void lookUpRow(const int* in, const float* table, float* out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = table[in[x]];
+KESTROVA_KERNEL void tableWeightsRow(const int* sums, const float* table, float* weights, int n) noexcept {
+    for (int x = 0; x < n; ++x) weights[x] = table[sums[x]];
 }
 
 namespace {

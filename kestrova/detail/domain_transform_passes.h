@@ -10,7 +10,8 @@
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/frame/parallel.h"
 
-/// The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns.
+// The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns. Internal.
+
 namespace kestrova::detail::domain_transform {
 
 /// The width of a round: sigma sqrt(3) 2^i / sqrt(4^3 - 1), i = 2, 1, 0.
@@ -28,8 +29,8 @@ void distanceRow(float* sum, float ratio, int n) noexcept;
 /// weights[x] = exp(factor * distances[x]); `scratch` is as long as `weights` and apart from it.
 void expRow(const float* distances, float factor, float* scratch, float* weights, int n) noexcept;
 
-/// out[x] = table[in[x]].
-void lookUpRow(const int* in, const float* table, float* out, int n) noexcept;
+/// weights[x] = table[sums[x]].
+void tableWeightsRow(const int* sums, const float* table, float* weights, int n) noexcept;
 
 /// Rows whose chains of dependent steps run side by side. A megapixel of two channels takes 1.6 ms, with two rows 2.8
 /// ms; eight run out of registers (1.9 ms).
@@ -57,45 +58,50 @@ struct TableWeights {
     const cv::Mat& sums;
     const float* table;
     void fill(int y, int x, int n, float*, float* weights) const noexcept {
-        lookUpRow(sums.ptr<int>(y) + x, table, weights, n);
+        tableWeightsRow(sums.ptr<int>(y) + x, table, weights, n);
     }
 };
 
 /// One recursive pass along the rows, several side by side.
 template <class Weights>
-void passRows(cv::Mat& image, const Weights& weights, std::vector<float>& scratch) {
+void passRows(cv::Mat& image, const Weights& weights) {
     const int cols = image.cols, channels = image.channels();
-    const int strips = frame::stripCount(image.rows, cols * channels);
-    const std::size_t length = static_cast<std::size_t>(kRowsAtOnce + 1) * cols;
-    scratch.resize(std::max(scratch.size(), strips * length));
-    frame::parallelStrips(strips, image.rows, [&](int begin, int end, int strip) noexcept {
-        float* spare = scratch.data() + strip * length;
-        float* w = spare + cols;
-        for (int y = begin; y < end; y += kRowsAtOnce) {
-            const int rows = std::min(kRowsAtOnce, end - y);
-            for (int r = 0; r < rows; ++r)
-                weights.fill(y + r, 0, cols, spare, w + static_cast<std::ptrdiff_t>(r) * cols);
-            passAlongRows(image.ptr<float>(y), static_cast<std::ptrdiff_t>(image.step1()), rows, cols, channels, w);
-        }
-    });
+    struct Scratch {
+        std::vector<float> spare, weights;
+    };
+    const auto scratchRows = [cols](int) {
+        const auto n = static_cast<std::size_t>(cols);
+        return Scratch{std::vector<float>(n), std::vector<float>(kRowsAtOnce * n)};
+    };
+    frame::forEachStrip(
+        frame::Strips(image.rows, cols * channels), scratchRows, [&](int begin, int end, Scratch& scratch) noexcept {
+            float* const w = scratch.weights.data();
+            for (int y = begin; y < end; y += kRowsAtOnce) {
+                const int rows = std::min(kRowsAtOnce, end - y);
+                for (int r = 0; r < rows; ++r)
+                    weights.fill(y + r, 0, cols, scratch.spare.data(), w + static_cast<std::ptrdiff_t>(r) * cols);
+                passAlongRows(image.ptr<float>(y), static_cast<std::ptrdiff_t>(image.step1()), rows, cols, channels, w);
+            }
+        });
 }
 
 /// The same pass along the columns: down and up the image as it lies, many columns at once. `V` keeps the weights of
 /// the way down for the way up.
 template <class Weights>
-void passColumns(cv::Mat& image, const Weights& weights, std::vector<float>& scratch, cv::Mat& V) {
+void passColumns(cv::Mat& image, const Weights& weights, cv::Mat& V) {
     constexpr int kGroup = 16;  // columns whose floats fill a cache line: threads share none
-    const int rows = image.rows, cols = image.cols, channels = image.channels();
-    const int groups = (cols + kGroup - 1) / kGroup;
+    const int rows = image.rows, channels = image.channels();
     V.create(image.size(), CV_32FC1);
-    scratch.resize(std::max(scratch.size(), static_cast<std::size_t>(cols)));
-    const int strips = frame::stripCount(groups, kGroup * rows * channels);
-    frame::parallelStrips(strips, groups, [&](int first, int last, int) noexcept {
-        const int begin = first * kGroup, n = std::min(last * kGroup, cols) - begin;
+    const frame::Strips columns(image.cols, rows * channels, kGroup);
+    const auto spareRow = [&](int strip) {
+        return std::vector<float>(static_cast<std::size_t>(columns.end(strip) - columns.first(strip)));
+    };
+    frame::forEachStrip(columns, spareRow, [&](int begin, int end, std::vector<float>& spare) noexcept {
+        const int n = end - begin;
         const auto pixels = [&](int y) { return image.ptr<float>(y) + static_cast<std::ptrdiff_t>(begin) * channels; };
         const auto v = [&](int y) { return V.ptr<float>(y) + begin; };
         for (int y = 1; y < rows; ++y) {
-            weights.fill(y, begin, n, scratch.data() + begin, v(y));
+            weights.fill(y, begin, n, spare.data(), v(y));
             drawRow(pixels(y - 1), pixels(y), v(y), n, channels);
         }
         for (int y = rows - 2; y >= 0; --y) drawRow(pixels(y + 1), pixels(y), v(y + 1), n, channels);
@@ -106,9 +112,8 @@ void passColumns(cv::Mat& image, const Weights& weights, std::vector<float>& scr
 
 /// What a filter keeps from call to call.
 struct DomainTransformFilter::Workspace {
-    cv::Mat dH, dV;              ///< distances along rows and columns
-    cv::Mat V;                   ///< weights of a pass
-    std::vector<float> scratch;  ///< rows of each thread
+    cv::Mat dH, dV;  ///< distances along rows and columns
+    cv::Mat V;       ///< weights of a pass
 
     // Of filterPair: the image, its sums of differences along rows and columns, and the weight of each sum, by round.
     cv::Mat pair;

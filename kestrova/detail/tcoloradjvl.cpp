@@ -14,9 +14,13 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/kestrova.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/unit_scale.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/image/ydrdb.h"
 #include "kestrova/primitives/tables.h"
 
@@ -26,7 +30,6 @@ using namespace kestrova::image;
 namespace {
 
 constexpr int kNodes = 33;
-constexpr int kNeutral = 32768;
 
 inline float mixed(float a, float b, float f) { return (1.0f - f) * a + b * f; }
 inline float mixed(float a, float b, float c, float d, float fy, float fx) {
@@ -63,9 +66,9 @@ struct NodeRow {
 };
 
 KESTROVA_KERNEL void makeColors(float y, float dr, const float* db, NodeRow& nodes) noexcept {
-    const float red = (dr - kNeutral) * 2.0f + y;
+    const float red = (dr - kZero16) * 2.0f + y;
     for (int k = 0; k < kNodes; ++k) {
-        const float blue = (db[k] - kNeutral) * 2.0f + y;
+        const float blue = (db[k] - kZero16) * 2.0f + y;
         const float green = y - red * ydrdb::kRed - blue * ydrdb::kBlue;
         nodes.r[k] = sat16(red) * kPer65535;
         nodes.g[k] = sat16(static_cast<double>(green) * ydrdb::kGreenBack) * kPer65535;
@@ -79,8 +82,8 @@ KESTROVA_KERNEL void shiftColors(ColorShift temperature, ColorShift tint, NodeRo
         const float g = tint(1, temperature(1, nodes.g[k])) * 65535.0f;
         const float b = tint(2, temperature(2, nodes.b[k])) * 65535.0f;
         const float luminance = ydrdb::kGreen * g + ydrdb::kRed * r + ydrdb::kBlue * b;
-        nodes.u[k] = static_cast<float>(sat16((r - luminance) * 0.5f + kNeutral) - kNeutral);
-        nodes.v[k] = static_cast<float>(sat16((b - luminance) * 0.5f + kNeutral) - kNeutral);
+        nodes.u[k] = static_cast<float>(sat16((r - luminance) * 0.5f + kZero16) - kZero16);
+        nodes.v[k] = static_cast<float>(sat16((b - luminance) * 0.5f + kZero16) - kZero16);
     }
 }
 
@@ -97,9 +100,18 @@ void scaleChroma(const NodeRow& nodes, const uchar* saturation, ushort* dr, usho
         const int m = nodes.magnitude[k];
         const int target = saturation[std::min(m, 255)];
         const float f = target == 0 ? 0.0f : std::min(static_cast<float>(target + 4) / static_cast<float>(m + 4), 4.0f);
-        dr[k] = sat16(f * nodes.u[k] + kNeutral);
-        db[k] = sat16(f * nodes.v[k] + kNeutral);
+        dr[k] = sat16(f * nodes.u[k] + kZero16);
+        db[k] = sat16(f * nodes.v[k] + kZero16);
     }
+}
+
+using SaturationRow = uchar[256];
+
+SaturationRow* newSaturationRows() {
+    SaturationRow* rows = nullptr;
+    orFailWithoutMemory("ERROR - TColorAdjVL::TColorAdjVL - not enough memory",
+                        [&rows] { rows = new SaturationRow[kNodes](); });
+    return rows;
 }
 
 // Chroma magnitude out for magnitude in: a line of slope `gain` whose foot is lifted (`threshold` above 0) or cut off
@@ -108,7 +120,7 @@ void buildSaturationRow(uchar* row, float gain, float threshold) {
     ippiImageRamp_8u_C1R(row, 256, {256, 1}, 0.0f, gain, ippAxsHorizontal);
     threshold = std::trunc(threshold);
     if (gain > 1) threshold = std::trunc(threshold / gain);
-    // A foot wider than the row takes all of it; what is not a number changes nothing.
+    // A foot wider than the row takes all of it; NaN changes nothing.
     const int foot = threshold == threshold ? static_cast<int>(std::clamp(threshold, -256.0f, 255.0f)) : 0;
     if (foot > 0) std::memset(row, row[foot], foot);
     if (foot < 0) std::memset(row, 0, -foot);
@@ -139,8 +151,8 @@ KESTROVA_KERNEL void locate(const ushort* y0, const ushort* y1, const ushort* dr
         ratio = ratio < 0.5f ? 0.5f : ratio;
         ratio = ratio > 1.2f ? 1.2f : ratio;
         const int y = y1[x];
-        const int r = sat16(static_cast<float>(dr[x] - kNeutral) * ratio + kNeutral);
-        const int b = sat16(static_cast<float>(db[x] - kNeutral) * ratio + kNeutral);
+        const int r = sat16(static_cast<float>(dr[x] - kZero16) * ratio + kZero16);
+        const int b = sat16(static_cast<float>(db[x] - kZero16) * ratio + kZero16);
         out.node[x] = ((y >> shift) * kNodes + (r >> shift)) * kNodes + (b >> shift);
         out.fz[x] = static_cast<float>(y & below) * inv;
         out.fy[x] = static_cast<float>(r & below) * inv;
@@ -180,7 +192,7 @@ TColorAdjVL::TColorAdjVL(float warmScale, float coolScale, float tintPosScale, f
       m_saturation(0),
       m_vibrance(0),
       m_bChanged(false),
-      m_satLUT_p(new uchar[kNodes][256]()),
+      m_satLUT_p(newSaturationRows()),
       m_shift(11),
       m_gridStep(2047.96875f),
       m_vibSlope(4),
@@ -202,7 +214,7 @@ TColorAdjVL::TColorAdjVL(float warmScale, float coolScale, float tintPosScale, f
     }
 }
 
-TColorAdjVL::TColorAdjVL(const TColorAdjVL& other) : m_satLUT_p(new uchar[kNodes][256]) { *this = other; }
+TColorAdjVL::TColorAdjVL(const TColorAdjVL& other) : m_satLUT_p(newSaturationRows()) { *this = other; }
 
 TColorAdjVL::~TColorAdjVL() { delete[] m_satLUT_p; }
 
@@ -230,21 +242,30 @@ TColorAdjVL& TColorAdjVL::operator=(const TColorAdjVL& other) {
 
 bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut,
                        cv::Mat& dbOut) {
-    if (y0.empty()) fail("ERROR - TColorAdjVL::proc - y0.empty()");
+    checkPlanes(y0, y1, drIn, dbIn);
+    const bool bNoPixels = y0.total() + y1.total() + drIn.total() + dbIn.total() == 0;
     for (const cv::Mat* plane : {&y0, &y1, &drIn, &dbIn}) {
+        if (bNoPixels) break;
         if (plane->type() != CV_16UC1) fail("ERROR - TColorAdjVL::proc - type() != CV_16UC1");
         if (plane->size() != y0.size()) fail("ERROR - TColorAdjVL::proc - size() != y0.size()");
+        if (plane->empty()) fail("ERROR - TColorAdjVL::proc - a plane has no pixels");
     }
     static constexpr char kOnePlane[] = "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane";
     if (&drOut == &dbOut) fail(kOnePlane);
-    drOut.create(y0.size(), CV_16UC1);
-    dbOut.create(y0.size(), CV_16UC1);
-    if (drOut.data == dbOut.data) fail(kOnePlane);  // both have fitted, and are as they were
-    computeLUT16U();
+    cv::Mat dr, db;
+    std::vector<std::uint32_t> nodes;
+    static constexpr char kNoMemory[] = "ERROR - TColorAdjVL::proc - not enough memory";
+    orFailWithoutMemory(kNoMemory, [&] {
+        dr = outputLike(drOut, y0.size(), CV_16UC1);
+        db = outputLike(dbOut, y0.size(), CV_16UC1);
+        nodes.resize(std::size(m_lutDr));
+    });
+    if (dr.data && dr.data == db.data) fail(kOnePlane);
+    orFailWithoutMemory(kNoMemory, [this] { computeLUT16U(); });
+    drOut = dr;
+    dbOut = db;
 
-    std::vector<std::uint32_t> nodes(std::size(m_lutDr));
     for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = m_lutDr[i] | static_cast<std::uint32_t>(m_lutDb[i]) << 16;
-
     parallelRows(y0.rows, y0.cols, [&](int row) noexcept {
         Positions at;
         Cell cells[kPiece];
@@ -253,7 +274,7 @@ bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn
             locate(y0.ptr<ushort>(row) + x, y1.ptr<ushort>(row) + x, drIn.ptr<ushort>(row) + x,
                    dbIn.ptr<ushort>(row) + x, n, m_shift, at);
             fetch(nodes.data(), at.node, n, cells);
-            blend(cells, at, n, drOut.ptr<ushort>(row) + x, dbOut.ptr<ushort>(row) + x);
+            blend(cells, at, n, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x);
         }
     });
     return true;

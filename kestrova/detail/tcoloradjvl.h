@@ -4,47 +4,60 @@
 
 #include "kestrova/export.h"
 
-/// The colour side of the detail engine. One pass over the chroma planes makes chroma follow a change of luminance and
-/// looks the colour up in a table over (Y, Dr, Db), 33 nodes an axis, that applies temperature, tint, saturation and
-/// vibrance. The table is the identity until the host sets parameters and then `m_bChanged`.
+/// The colour side of the detail engine. One pass over the chroma planes makes chroma follow a change of luminance,
+/// times (y1 + 1024) / (y0 + 1025) within 0.5..1.2, and looks the colour up in a table over (Y, Dr, Db), 33 nodes an
+/// axis, that applies temperature, tint, saturation and vibrance. The table is the identity until the host sets
+/// parameters and then `m_bChanged`.
 ///
+///     TColorAdjVL colour;
+///     colour.m_vibrance = 0.3f;
+///     colour.m_bChanged = true;
+///     colour.proc(y0, y1, dr, db, dr, db);
+///
+/// y0 and y1 are the luminance before and after; `TVelline` says what to take for a view. Where memory runs out,
+/// each operation throws "ERROR - TColorAdjVL::<operation> - not enough memory" and leaves the outputs as they were.
 /// One object serves one thread at a time.
 class KESTROVA_EXPORT TColorAdjVL {
 public:
-    /// `warmScale` and `coolScale`, `tintPosScale` and `tintNegScale` scale the two sides of temperature and tint,
-    /// `maxSatGain` is the gain of chroma at saturation 1, `vibScale` scales vibrance.
+    /// All parameters 0. `warmScale` and `coolScale` scale temperatures above and below 0, `tintPosScale` and
+    /// `tintNegScale` tints above and below 0, `maxSatGain` is the gain of chroma at saturation 1, `vibScale` scales
+    /// vibrance.
     TColorAdjVL(float warmScale = 0.25f, float coolScale = 0.6f, float tintPosScale = 0.2f, float tintNegScale = 0.9f,
                 float maxSatGain = 4.0f, float vibScale = 0.9f);
-    /// Copies parameters and tables; the saturation rows too, so that the two objects share nothing.
+    /// Copies parameters and tables; the two objects share nothing.
     TColorAdjVL(const TColorAdjVL& other);
+    /// As the copy.
     TColorAdjVL& operator=(const TColorAdjVL& other);
+    /// Releases the tables.
     ~TColorAdjVL();
 
     /// Writes the adjusted chroma of a picture whose luminance went from `y0` to `y1`; always true. All planes are
     /// CV_16UC1 of one size, zero chroma is 32768. `drOut` and `dbOut` are created unless they fit; each may be the
-    /// plane it is made from. Rebuilds the table first if `m_bChanged`; writes the time that this took to standard
-    /// output, also when nothing was to be done. Throws, before anything is written, if the planes are empty, of
-    /// another type or of different sizes, or if both outputs are one plane.
+    /// plane it is made from. Four planes without pixels give outputs without pixels. Rebuilds the table first if
+    /// `m_bChanged`; prints "time to compute LUT for color adj: SECONDS" (processor time) to standard output, also when
+    /// nothing was to be done, unless `Kestrova::setPrinting(false)` keeps it off. Throws "ERROR - TColorAdjVL::proc -
+    /// ..." and leaves all as it was if the planes are of another type or of different sizes or have no pixels, or if
+    /// both outputs are one plane.
     bool proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut,
               cv::Mat& dbOut);
 
-    /// The host's parameters, about -1 to 1, 0 for no change. They have no effect until the flag is set.
-    float m_temperature;
-    float m_tint;
-    float m_saturation;
-    float m_vibrance;
-    /// To be set after a change of the parameters; the next `proc` rebuilds the table and clears it.
-    bool m_bChanged;
+    float m_temperature;  ///< about -1..1: above 0 warmer (red and green rise), below 0 cooler (blue rises)
+    float m_tint;         ///< about -1..1: above 0 towards magenta, below 0 towards green
+    float m_saturation;   ///< -1..1: chroma times 1 + (maxSatGain - 1) s above 0, times 1 + s below: -1 is grey
+    float
+        m_vibrance;  ///< about -1..1: above 0 lifts weak colours to a threshold that grows with Y, below 0 removes them
+    bool m_bChanged;  ///< to be set after a change of the four; the next `proc` rebuilds the table and clears it
 
 protected:
-    /// Rebuilds saturation rows and tables if `m_bChanged`, and writes the time line.
+    /// Rebuilds saturation rows and tables if `m_bChanged`, and prints the time line.
     void computeLUT16U();
     /// The index of node (i, j, k) of the axes (Y, Dr, Db), each 0..32.
     int get3DLUTIdx(int i, int j, int k);
-    /// Linear, bilinear and trilinear interpolation: `fx` leads from `a` to `b`, `fy` from the first pair to the
-    /// second, `fz` from the first four to the second four.
+    /// Linear interpolation from `a` at `f` 0 to `b` at 1.
     void mix(float& out, float a, float b, float f);
+    /// Bilinear interpolation: `fx` leads from `a` to `b` and from `c` to `d`, `fy` from the first pair to the second.
     void mix(float& out, float a, float b, float c, float d, float fy, float fx);
+    /// Trilinear interpolation: `fz` leads from the first four, mixed as above, to the second four.
     void mix(float& out, float a, float b, float c, float d, float e, float f, float g, float h, float fz, float fy,
              float fx);
 
@@ -52,7 +65,7 @@ protected:
     int m_shift;               ///< bits of a 16-bit value below a grid step
     float m_gridStep;          ///< 16-bit value of a grid step: node n stands at trunc(n * m_gridStep)
     float m_vibSlope;          ///< growth of the vibrance threshold per node of Y
-    float m_warmScale;         ///< as given to the constructor, and the five below
+    float m_warmScale;         ///< scale of temperatures above 0
     float m_coolScale;         ///< scale of temperatures below 0
     float m_tintPosScale;      ///< scale of tints above 0
     float m_tintNegScale;      ///< scale of tints below 0

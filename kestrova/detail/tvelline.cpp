@@ -1,17 +1,22 @@
 #include "kestrova/detail/tvelline.h"
 
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 
 #include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {
 
-constexpr float kZero = 0.01f;  // less than this counts as zero, and as no change
+constexpr float kLeastChange = 0.01f;  // less than this counts as zero, and as no change
 
 }  // namespace
 
@@ -28,14 +33,24 @@ TVelline::TVelline()
       m_bChangedY(false),
       m_level(1),
       m_bRoiChanged(false),
-      m_maxPlainLevel(1) {}
+      m_maxPlainLevel(1) {
+    orFailWithoutMemory("ERROR - TVelline::TVelline - not enough memory",
+                        [this] { m_roiYUsers = std::make_shared<char>(); });
+}
 
 TVelline::TVelline(const TVelline&) = default;
 TVelline& TVelline::operator=(const TVelline&) = default;
 TVelline::~TVelline() = default;
 
 bool TVelline::setup(const cv::Mat& like, TProgress*) {
-    for (cv::Mat* plane : {&m_Y, &m_DS, &m_DM, &m_DL}) plane->create(like.size(), like.type());
+    checkPlane(like);
+    cv::Mat* const planes[] = {&m_Y, &m_DS, &m_DM, &m_DL};
+    cv::Mat fitting[std::size(planes)];
+    orFailWithoutMemory("ERROR - TVelline::setup - not enough memory", [&] {
+        for (std::size_t i = 0; i < std::size(planes); ++i)
+            fitting[i] = outputLike(*planes[i], like.size(), like.type());
+    });
+    for (std::size_t i = 0; i < std::size(planes); ++i) *planes[i] = fitting[i];
     m_bRoiChanged = true;
     return true;
 }
@@ -55,9 +70,9 @@ bool TVelline::bNeedSHMix(int s) {
     return bNZ(k[1]) || bNZ(t[1]) || bNZ(k[2]) || bNZ(t[2]) || bNZ(k[0]) || bNZ(t[0]);
 }
 
-bool TVelline::bNZ(float v) { return v >= kZero || !(v > -kZero); }
+bool TVelline::bNZ(float v) { return v >= kLeastChange || !(v > -kLeastChange); }
 
-bool TVelline::neq(float a, float b) { return std::fabs(a - b) >= kZero; }
+bool TVelline::neq(float a, float b) { return std::fabs(a - b) >= kLeastChange; }
 
 void TVelline::computeYCurve(int* x, int* y, int* n) {
     *n = 3;
@@ -71,7 +86,8 @@ void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
     if (planes.empty()) return;
     const cv::Mat& first = planes[0];
     const int rows = first.rows, cols = first.cols;
-    cv::Mat pairs(rows, cols, CV_16UC2);
+    cv::Mat pairs;
+    orFailWithoutMemory("ERROR - TVelline::merge2 - not enough memory", [&] { pairs.create(rows, cols, CV_16UC2); });
     if (!pairs.empty()) {
         if (planes.size() < 2 || planes[1].rows < rows || planes[1].cols < cols)
             fail("ERROR - TVelline::merge2 - planes[1] is smaller than planes[0]");

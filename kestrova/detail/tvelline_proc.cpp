@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "kestrova/curves/detail_curves.h"
 #include "kestrova/detail/tlightadjlutvl.h"
@@ -11,10 +13,14 @@
 #include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kestrova.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/sole_header.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/image/tpimage.h"
-#include "kestrova/primitives/tables.h"
+#include "kestrova/rows/lookup_row.h"
 
 using namespace kestrova::curves;
 using namespace kestrova::detail;
@@ -23,16 +29,17 @@ using namespace kestrova::image;
 
 namespace {
 
-struct Scale {
+constexpr int kScales = 3;
+
+// Where the planes of a scale stand, and the range of its curves.
+struct DetailScale {
     cv::Mat TVelline::*full;
     cv::Mat TVelline::*cache;
     float kMin, kMax;
     int threshold;
     float blurScale;
 };
-
-constexpr int kScales = 3;
-constexpr Scale kScale[kScales] = {
+constexpr DetailScale kScale[kScales] = {
     {&TVelline::m_DS, &TVelline::m_rDS, 0.0f, 5.0f, 9830, 0.35f},
     {&TVelline::m_DM, &TVelline::m_rDM, 0.0f, 4.0f, 8191, 0.35f},
     {&TVelline::m_DL, &TVelline::m_rDL, 0.0f, 3.5f, 7372, 0.35f},
@@ -50,7 +57,7 @@ ChromaMix chromaMix(const cv::Mat& dr, const cv::Mat& db, float a, float b, floa
     c *= 2.5f;
     if (dr.type() == CV_8UC1 && db.type() == CV_8UC1)
         return {(a - b) * 256.0f, (c - b) * 256.0f, (256.0f * b - 128.0f * a - 128.0f * c) * 256.0f};
-    if (dr.type() == CV_16UC1 && db.type() == CV_16UC1) return {a - b, c - b, (2.0f * b - a - c) * 32768.0f};
+    if (dr.type() == CV_16UC1 && db.type() == CV_16UC1) return {a - b, c - b, (2.0f * b - a - c) * kZero16};
     failTraced("TVelline::modYWithC", 374, "bad dr type");
 }
 
@@ -80,11 +87,9 @@ Sampled sample(const TVelline& engine, const cv::Mat& full, bool bSmooth) {
 
 // The plane that the result made of `sampled` goes into: the same if its pixels are new, those of the cache that it
 // replaces if nobody else sees them, else others.
-cv::Mat resultPlane(const Sampled& sampled, const cv::Mat& cache) {
+cv::Mat renderedPlane(const Sampled& sampled, const cv::Mat& cache) {
     if (sampled.bNew) return sampled.plane;
-    const bool bFits = sameSize(cache, sampled.plane) && cache.type() == CV_16UC1;
-    const bool bUnseen = cache.u != nullptr && cache.u->refcount == 1;
-    return bFits && bUnseen ? cache : cv::Mat(sampled.plane.size(), CV_16UC1);
+    return outputLike(isSoleHeader(cache) ? cache : cv::Mat(), sampled.plane.size(), CV_16UC1);
 }
 
 // The rectangle's luminance under mix and light curve.
@@ -102,7 +107,7 @@ public:
         m_y = y.plane;
         if (m_y.type() != CV_16UC1) m_light.proc(m_y, true);  // refuses it
         m_lightTable = m_light.table();
-        m_result = resultPlane(y, engine.m_rY);
+        m_result = renderedPlane(y, engine.m_rY);
     }
 
     const cv::Mat& result() const { return m_result; }
@@ -111,8 +116,7 @@ public:
         ushort* y = m_result.ptr<ushort>(r);
         copyRow(m_y, m_result, r);
         if (m_bMixed) mixChromaRow(m_dr, m_db, m_mix, r, y, m_y.cols);
-        const int step = m_y.cols * static_cast<int>(sizeof(ushort));
-        ippiLUTPalette_16u_C1R(y, step, y, step, {m_y.cols, 1}, m_lightTable, 16);
+        kestrova::rows::lookUpRow(y, y, m_y.cols, m_lightTable);
     }
 
 private:
@@ -126,21 +130,22 @@ private:
 // One scale of the rectangle after its curves.
 class Detail {
 public:
-    Detail(const TVelline& engine, const Scale& scale, const cv::Mat* extra) {
+    // `extra` is added before the curves if it has the size of the rectangle.
+    Detail(const TVelline& engine, const DetailScale& scale, const cv::Mat& extra) {
         Sampled detail = sample(engine, engine.*scale.full, engine.m_level > engine.m_maxPlainLevel);
         if (detail.plane.type() != CV_16UC1) fail("ERROR - TVelline::proc - detail.type()!=CV_16UC1");
-        if (extra && !extra->empty() && sameSize(*extra, detail.plane)) {
-            if (extra->channels() != 1) fail("ERROR - TVelline::proc - rYE16U.channels()!=1");
-            if (extra->type() == CV_16UC1) {
-                m_extra = *extra;
+        if (!extra.empty() && sameSize(extra, detail.plane)) {
+            if (extra.channels() != 1) fail("ERROR - TVelline::proc - rYE16U.channels()!=1");
+            if (extra.type() == CV_16UC1) {
+                m_extra = extra;
             } else {
                 cv::Mat sum;
-                cv::addWeighted(detail.plane, 1.0, *extra, 1.0, -32768.0, sum, CV_16U);
+                cv::addWeighted(detail.plane, 1.0, extra, 1.0, -kZero16, sum, CV_16U);
                 detail = {sum, true};
             }
         }
         m_detail = detail.plane;
-        m_result = resultPlane(detail, engine.*scale.cache);
+        m_result = renderedPlane(detail, engine.*scale.cache);
     }
 
     const cv::Mat& result() const { return m_result; }
@@ -167,7 +172,7 @@ void setUpCurves(const TVelline& engine, const bool bNeeded[kScales], std::optio
         if (!bNeeded[s]) continue;
         const float* k = engine.m_k + 3 * s;
         const float* t = engine.m_t + 3 * s;
-        const Scale& c = kScale[s];
+        const DetailScale& c = kScale[s];
         list.push_back({k[1], t[1], k[0], t[0], c.kMin, c.kMax, c.threshold, c.blurScale});
         list.push_back({k[2], t[2], k[0], t[0], c.kMin, c.kMax, c.threshold, c.blurScale});
         list.push_back({k[0], t[0], 0.0f, 0.0f, c.kMin, c.kMax, c.threshold, c.blurScale});
@@ -180,76 +185,95 @@ void setUpCurves(const TVelline& engine, const bool bNeeded[kScales], std::optio
     }
 }
 
-void requirePlanes(const TVelline& engine, bool bChroma, const bool bStale[kScales]) {
-    if (engine.m_Y.empty()) fail("ERROR - TVelline::proc - m_Y.empty()");
-    if (bChroma && (engine.m_Dr.size != engine.m_Y.size || engine.m_Db.size != engine.m_Y.size))
+}  // namespace
+
+// What a call has to compute again. Details are blended by luminance: where that is stale, so are they.
+struct TVelline::Stale {
+    bool luminance;
+    bool scale[kScales];
+    bool bChroma;    // luminance is stale, and chroma is mixed into it
+    bool bNewExtra;  // the extra plane has the size of the last rectangle: it is taken to be new on every call
+
+    bool any() const { return scale[0] || scale[1] || scale[2]; }
+};
+
+TVelline::Stale TVelline::staleParts(cv::Rect roi, int level, const cv::Mat& extra) {
+    Stale stale;
+    stale.luminance = m_bRoiChanged || m_bChangedY || roi != m_roi || level != m_level;
+    stale.bChroma = stale.luminance && (neq(m_mix[0], 0.0f) || neq(m_mix[1], 0.0f) || neq(m_mix[2], 0.0f));
+    stale.bNewExtra = sameSize(extra, m_rDS);
+    stale.scale[0] = stale.luminance || m_bChangedS || stale.bNewExtra;
+    stale.scale[1] = stale.luminance || m_bChangedM;
+    stale.scale[2] = stale.luminance || m_bChangedL;
+    return stale;
+}
+
+void TVelline::requirePlanes(const Stale& stale) const {
+    if (!stale.any()) return;
+    if (m_Y.empty()) fail("ERROR - TVelline::proc - m_Y.empty()");
+    const auto fits = [this](const cv::Mat& plane) { return plane.data && plane.size == m_Y.size; };
+    if (stale.bChroma && !(fits(m_Dr) && fits(m_Db)))
         fail("ERROR - TVelline::proc - m_Dr.size!=m_Y.size || m_Db.size!=m_Y.size");
     for (int s = 0; s < kScales; ++s)
-        if (bStale[s] && (engine.*kScale[s].full).size != engine.m_Y.size)
+        if (stale.scale[s] && !fits(this->*kScale[s].full))
             fail("ERROR - TVelline::proc - a detail plane's size!=m_Y.size");
 }
 
-}  // namespace
-
 bool TVelline::proc(cv::Rect roi, int level, cv::Mat rYE16U) {
-    const bool bLuminance = m_bRoiChanged || m_bChangedY || roi != m_roi || level != m_level;
-    const bool bMixed = neq(m_mix[0], 0.0f) || neq(m_mix[1], 0.0f) || neq(m_mix[2], 0.0f);
-    // A plane of the current size is taken to be new on every call.
-    const bool bNewExtra = sameSize(rYE16U, m_rDS);
-    const bool bStale[kScales] = {bLuminance || m_bChangedS || bNewExtra, bLuminance || m_bChangedM,
-                                  bLuminance || m_bChangedL};
-    const bool bAnyStale = bStale[0] || bStale[1] || bStale[2];
-    if (bAnyStale) requirePlanes(*this, bLuminance && bMixed, bStale);
-
+    const Stale stale = staleParts(roi, level, rYE16U);
+    requirePlanes(stale);
     setRoi(roi, level);
-    std::optional<Luminance> luminance;
-    if (bLuminance) luminance.emplace(*this, bMixed);
-    if (Kestrova::printing())
-        std::cout << "tvelline -- proc ------- rYE16U size: " << rYE16U.rows << "X" << rYE16U.cols
-                  << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
-    m_bChangedS = m_bChangedS || bNewExtra;
-    if (!bAnyStale) return true;
-
-    std::optional<Detail> details[kScales];
-    bool bCurved[kScales];
-    for (int s = 0; s < kScales; ++s) {
-        if (bStale[s]) details[s].emplace(*this, kScale[s], s == 0 ? &rYE16U : nullptr);
-        bCurved[s] = bStale[s] && bNeedSHMix(s);
-    }
-    setUpCurves(*this, bCurved, details);
-
-    const cv::Size size = luminance ? luminance->result().size() : m_rY.size();
-    for (int s = 0; s < kScales; ++s)
-        if ((details[s] ? details[s]->result() : this->*kScale[s].cache).size() != size)
-            fail("ERROR - TVelline::proc - rectangle planes differ in size");
-    renewRoiY(size);
-    if (luminance) m_rY = luminance->result();
-    for (int s = 0; s < kScales; ++s)
-        if (details[s]) this->*kScale[s].cache = details[s]->result();
-
-    parallelRows(size.height, size.width, [&](int r) noexcept {
-        const ushort* y = m_rY.ptr<ushort>(r);
-        if (luminance) luminance->renderRow(r);
-        for (auto& detail : details)
-            if (detail) detail->renderRow(r, y);
-        copyRow(m_rY, m_roiY, r);
-        addEdgesRow(m_rDS.ptr<ushort>(r), m_rDM.ptr<ushort>(r), m_rDL.ptr<ushort>(r), m_roiY.ptr<ushort>(r),
-                    size.width);
-    });
-
+    orFailWithoutMemory("ERROR - TVelline::proc - not enough memory", [&] { renew(stale, rYE16U); });
     m_bRoiChanged = m_bChangedS = m_bChangedM = m_bChangedL = m_bChangedY = false;
     return true;
 }
 
-// A host that kept the plane sees it change. Copies of the engine, and planes that the host handed back in, do not.
-void TVelline::renewRoiY(cv::Size size) {
-    const auto sharesPixels = [&](const cv::Mat* plane) { return plane->u == m_roiY.u; };
-    const cv::Mat* const pictures[] = {&m_Y, &m_DS, &m_DM, &m_DL, &m_Dr, &m_Db};
-    if (m_roiYUsers.use_count() != 1 || std::any_of(std::begin(pictures), std::end(pictures), sharesPixels)) {
-        m_roiY.release();
-        m_roiYUsers = std::make_shared<char>();
+// All that can fail comes first; then the caches change, row by row.
+void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
+    std::optional<Luminance> luminance;
+    if (stale.luminance) luminance.emplace(*this, stale.bChroma);
+
+    // A documented line, on every call, here: the small scale still has the size of the last rectangle.
+    if (Kestrova::printing())
+        std::cout << "tvelline -- proc ------- rYE16U size: " << extra.rows << "X" << extra.cols
+                  << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
+    if (stale.bNewExtra) m_bChangedS = true;
+    if (!stale.any()) return;
+
+    std::optional<Detail> details[kScales];
+    bool bCurved[kScales];
+    for (int s = 0; s < kScales; ++s) {
+        if (stale.scale[s]) details[s].emplace(*this, kScale[s], s == 0 ? extra : cv::Mat());
+        bCurved[s] = stale.scale[s] && bNeedSHMix(s);
     }
-    m_roiY.create(size, CV_16UC1);
+    setUpCurves(*this, bCurved, details);
+
+    const cv::Mat y = luminance ? luminance->result() : m_rY;
+    cv::Mat d[kScales];
+    for (int s = 0; s < kScales; ++s) {
+        d[s] = details[s] ? details[s]->result() : this->*kScale[s].cache;
+        if (d[s].size() != y.size()) fail("ERROR - TVelline::proc - rectangle planes differ in size");
+    }
+
+    // The host sees the pixels of its last result change, unless something that is still to be read shows them too.
+    const cv::Mat* const read[] = {&m_Y, &m_DS, &m_DM, &m_DL, &m_Dr, &m_Db, &y, &d[0], &d[1], &d[2]};
+    const bool bOthersSee =
+        m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
+        std::any_of(std::begin(read), std::end(read), [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
+    const auto users = bOthersSee ? std::make_shared<char>() : m_roiYUsers;
+    cv::Mat result = outputLike(bOthersSee ? cv::Mat() : m_roiY, y.size(), CV_16UC1);
+
+    m_rY = y;
+    for (int s = 0; s < kScales; ++s) this->*kScale[s].cache = d[s];
+    m_roiY = result;
+    m_roiYUsers = users;
+    parallelRows(y.rows, y.cols, [&](int r) noexcept {
+        if (luminance) luminance->renderRow(r);
+        for (auto& detail : details)
+            if (detail) detail->renderRow(r, y.ptr<ushort>(r));
+        copyRow(y, result, r);
+        addEdgesRow(d[0].ptr<ushort>(r), d[1].ptr<ushort>(r), d[2].ptr<ushort>(r), result.ptr<ushort>(r), y.cols);
+    });
 }
 
 void TVelline::modYWithC(const cv::Mat& dr, const cv::Mat& db, float a, float b, float c, cv::Mat& y) {

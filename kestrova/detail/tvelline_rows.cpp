@@ -2,14 +2,13 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/zero16.h"
 
 namespace kestrova::detail {
 
 using namespace frame;
 
 namespace {
-
-constexpr int kBias = 32768;  // zero detail
 
 // The three weights of a tonal zone, by i, the high byte of luminance, are
 //     shadows     S(i) = max(255 - 3 i, 0), 1 more for i < 8
@@ -25,9 +24,9 @@ inline ushort blendZones(ushort y, ushort end, ushort mid) {
     ushort endWeight = static_cast<ushort>((j3 < 255 ? 255 - j3 : 0) + (j < 8));
     ushort midWeight = static_cast<ushort>(j3 + (j >= 78));
     midWeight = midWeight < 256 ? midWeight : 256;
-    const int blend = static_cast<short>(end - kBias) * static_cast<short>(endWeight) +
-                      static_cast<short>(mid - kBias) * static_cast<short>(midWeight);
-    return static_cast<ushort>(blend / 256 + kBias);
+    const int blend = static_cast<short>(end - kZero16) * static_cast<short>(endWeight) +
+                      static_cast<short>(mid - kZero16) * static_cast<short>(midWeight);
+    return static_cast<ushort>(blend / 256 + kZero16);
 }
 
 template <class Chroma>
@@ -48,11 +47,11 @@ KESTROVA_KERNEL void mixChromaRow(const ushort* dr, const ushort* db, const Chro
 }
 
 KESTROVA_KERNEL void addDetailRow(const ushort* extra, ushort* d, int n) noexcept {
-    for (int x = 0; x < n; ++x) d[x] = clamp16(d[x] + extra[x] - kBias);
+    for (int x = 0; x < n; ++x) d[x] = clamp16(d[x] + extra[x] - kZero16);
 }
 
 KESTROVA_KERNEL void mixZonesRow(const ushort* y, const ushort* s, const ushort* m, ushort* h, int n) noexcept {
-    for (int x = 0; x < n; ++x) h[x] = blendZones(y[x], y[x] < kBias ? s[x] : h[x], m[x]);
+    for (int x = 0; x < n; ++x) h[x] = blendZones(y[x], y[x] < kZero16 ? s[x] : h[x], m[x]);
 }
 
 ZoneCurves::ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights) : m_entries(1 << 17) {
@@ -73,7 +72,7 @@ KESTROVA_KERNEL void curveZonesRow(const ushort* __restrict y, const unsigned* _
 }
 
 KESTROVA_KERNEL void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y, int n) noexcept {
-    for (int x = 0; x < n; ++x) y[x] = clamp16(y[x] + 2 * (d0[x] + d1[x] + d2[x] - 3 * kBias));
+    for (int x = 0; x < n; ++x) y[x] = clamp16(y[x] + 2 * (d0[x] + d1[x] + d2[x] - 3 * kZero16));
 }
 
 KESTROVA_KERNEL void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept {

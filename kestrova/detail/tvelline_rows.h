@@ -4,16 +4,18 @@
 
 #include <vector>
 
-namespace kestrova::detail {
+// Row kernels of the detail engine. Rows have `n` pixels. Internal.
 
-/// Row kernels of the detail engine. Rows have `n` pixels. Internal.
+namespace kestrova::detail {
 
 /// Colour mixed into luminance is y + (db kb + dr kr) + k0.
 struct ChromaMix {
     float kr, kb, k0;
 };
 
+/// Mixes chroma into luminance, rounded and clamped.
 void mixChromaRow(const uchar* dr, const uchar* db, const ChromaMix& mix, ushort* y, int n) noexcept;
+/// The same of 16-bit chroma.
 void mixChromaRow(const ushort* dr, const ushort* db, const ChromaMix& mix, ushort* y, int n) noexcept;
 
 /// d += extra, both in the form of a detail plane.
@@ -22,12 +24,14 @@ void addDetailRow(const ushort* extra, ushort* d, int n) noexcept;
 /// Blends the three curves' results `s`, `m`, `h` into `h` by the tonal zone of luminance `y`.
 void mixZonesRow(const ushort* y, const ushort* s, const ushort* m, ushort* h, int n) noexcept;
 
-/// The three curves of a scale as one table. At a luminance below 128 x 256 highlights, above it shadows have no part
-/// in the blend: the entry of a detail value in the lower half holds the results for shadows and midtones, in the upper
-/// half those for highlights and midtones.
+/// The three curves of a scale as one table of two halves. In the lower half of luminance the highlights have no part
+/// in the blend, in the upper half the shadows have none: so entry d of the table's lower half holds what the curves of
+/// shadows and midtones make of detail d, entry d of its upper half what those of highlights and midtones make of it.
 class ZoneCurves {
 public:
+    /// Of the three tables of 65536 entries.
     ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights);
+    /// The first of 2 x 65536 entries, what `curveZonesRow` reads.
     const unsigned* entries() const { return m_entries.data(); }
 
 private:
@@ -41,8 +45,9 @@ void curveZonesRow(const ushort* y, const unsigned* zoneCurves, ushort* d, int n
 /// y += 2 (d0 + d1 + d2 - 3 x 32768), clamped.
 void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y, int n) noexcept;
 
-/// Two planes' rows to one of pairs, and back.
+/// Two planes' rows to one row of pairs.
 void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept;
+/// One row of pairs to two planes' rows.
 void deinterleaveRow(const ushort* pairs, ushort* first, ushort* second, int n) noexcept;
 
 }  // namespace kestrova::detail

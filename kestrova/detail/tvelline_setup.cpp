@@ -3,7 +3,11 @@
 #include "kestrova/detail/block_processor.h"
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/tvelline.h"
+#include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/sole_header.h"
 #include "kestrova/resample/chroma_upsize.h"
+
+using namespace kestrova::frame;
 
 namespace {
 
@@ -24,10 +28,10 @@ float chromaSigmaS(const cv::Mat& picture) {
     return std::clamp(static_cast<float>(meanSide * 0.0078125), 4.0f, 32.0f);
 }
 
-// Into `chroma` itself where nobody else shares its pixels: no copy of the engine and, held here by value, not `half`.
+// Into the pixels of `chroma` where nobody else sees them: no copy of the engine and, as it is held here by value, not
+// `half`.
 void enlargeChroma(const cv::Mat& guide, cv::Mat half, cv::Mat& chroma) {
-    const bool bShared = chroma.u == nullptr || chroma.u->refcount > 1;
-    cv::Mat full = bShared ? cv::Mat() : chroma;
+    cv::Mat full = isSoleHeader(chroma) ? chroma : cv::Mat();
     upSize2XGuidedByYSimple(guide, half, full);
     chroma = full;
 }
@@ -55,11 +59,12 @@ bool TVelline::setup(const cv::Mat& Y, const cv::Mat& DS, const cv::Mat& DM, con
     m_DL = DL;
     m_maxPlainLevel = maxPlainLevel(std::max(m_Y.rows, m_Y.cols));
 
-    enlargeChroma(m_Y, halfDr, m_Dr);
+    static constexpr char kNoMemory[] = "ERROR - TVelline::setup - not enough memory";
+    orFailWithoutMemory(kNoMemory, [&] { enlargeChroma(m_Y, halfDr, m_Dr); });
     if (progress && !progress->prog(20, 100)) return false;
-    enlargeChroma(m_Y, halfDb, m_Db);
+    orFailWithoutMemory(kNoMemory, [&] { enlargeChroma(m_Y, halfDb, m_Db); });
     if (progress && !progress->prog(40, 100)) return false;
-    smoothChroma(m_Dr, m_Db, chromaSigmaS(m_Y));
+    orFailWithoutMemory(kNoMemory, [&] { smoothChroma(m_Dr, m_Db, chromaSigmaS(m_Y)); });
 
     m_bChangedS = m_bChangedM = m_bChangedL = m_bChangedY = m_bRoiChanged = true;
     return !progress || progress->prog(100, 100);

@@ -8,16 +8,20 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/tprogress.h"
 
 using namespace kestrova::frame;
 
 namespace {
+
+constexpr const char* kNoMemory = "ERROR - BilateralFilter::proc - not enough memory";
 
 constexpr std::uint32_t kGuard = 0x6d6d6d6d;
 
@@ -28,9 +32,8 @@ std::ptrdiff_t cellCount(int w, int h, int z) { return static_cast<std::ptrdiff_
 
 std::shared_ptr<float> allocateGrid(std::ptrdiff_t cells) {
     const std::size_t bytes = (static_cast<std::size_t>(cells) + 1) * sizeof(float);
-    std::shared_ptr<float> grid(static_cast<float*>(::operator new(bytes, std::nothrow)),
+    std::shared_ptr<float> grid(static_cast<float*>(::operator new(bytes)),
                                 [](float* block) { ::operator delete(block); });
-    if (!grid) fail("ERROR - BilateralFilter::alloc()");
     std::memcpy(grid.get() + cells, &kGuard, sizeof kGuard);
     return grid;
 }
@@ -44,30 +47,32 @@ struct Span {
 };
 
 template <class Pixel>
-KESTROVA_KERNEL void widenSpan(const Pixel* row, int n, Pixel& min, Pixel& max) noexcept {
-    Pixel lowest = min, highest = max;
+struct Extremes {
+    Pixel min = std::numeric_limits<Pixel>::max(), max = 0;
+};
+
+template <class Pixel>
+KESTROVA_KERNEL void widenByRow(Extremes<Pixel>& extremes, const Pixel* row, int n) noexcept {
+    Pixel lowest = extremes.min, highest = extremes.max;
     for (int x = 0; x < n; ++x) {
         lowest = row[x] < lowest ? row[x] : lowest;
         highest = row[x] > highest ? row[x] : highest;
     }
-    min = lowest;
-    max = highest;
+    extremes = {lowest, highest};
 }
 
 template <class Pixel>
 Span spanOf(const cv::Mat& plane) {
-    struct Extremes {
-        Pixel min = std::numeric_limits<Pixel>::max(), max = 0;
-    };
-    const int strips = stripCount(plane.rows, plane.cols);
-    std::vector<Extremes> extremes(static_cast<std::size_t>(strips));
-    parallelStrips(strips, plane.rows, [&](int first, int end, int strip) noexcept {
-        Extremes own;
-        for (int y = first; y < end; ++y) widenSpan(plane.ptr<Pixel>(y), plane.cols, own.min, own.max);
-        extremes[static_cast<std::size_t>(strip)] = own;
+    const Strips strips(plane.rows, plane.cols);
+    std::vector<Extremes<Pixel>> extremes(static_cast<std::size_t>(strips.count()));
+    const auto ofStrip = [&](int strip) { return &extremes[static_cast<std::size_t>(strip)]; };
+    forEachStrip(strips, ofStrip, [&](int first, int end, Extremes<Pixel>* strip) noexcept {
+        Extremes<Pixel> own;
+        for (int y = first; y < end; ++y) widenByRow(own, plane.ptr<Pixel>(y), plane.cols);
+        *strip = own;
     });
-    Extremes all;
-    for (const Extremes& strip : extremes) {
+    Extremes<Pixel> all;
+    for (const Extremes<Pixel>& strip : extremes) {
         all.min = std::min(all.min, strip.min);
         all.max = std::max(all.max, strip.max);
     }
@@ -106,13 +111,15 @@ bool BilateralFilter::proc(const cv::Mat& edge, cv::Mat& inOut, int sampling, in
         fail("ERROR - bool BilateralFilter::proc - edge.type()");
     if (inOut.empty()) fail("ERROR - bool BilateralFilter::proc - inOut.empty()");
 
-    if (!setup(guide, inOut.cols, inOut.rows, sampling, range, inOut.depth() == CV_16U)) checkOldGrids(guide);
+    orFailWithoutMemory(kNoMemory, [&] {
+        if (!setup(guide, inOut.cols, inOut.rows, sampling, range, inOut.depth() == CV_16U)) checkOldGrids(guide);
+    });
     if (progress && !progress->prog()) return false;
     gridInit(kStartWeight, 0.0f);
     if (progress && !progress->prog()) return false;
-    buildGrid(inOut, guide);
+    orFailWithoutMemory(kNoMemory, [&] { buildGrid(inOut, guide); });
     if (progress && !progress->prog()) return false;
-    interpGrid(inOut, guide);
+    orFailWithoutMemory(kNoMemory, [&] { interpGrid(inOut, guide); });
     if (progress && !progress->prog()) return false;
     return true;
 }
@@ -163,9 +170,11 @@ void BilateralFilter::checkOldGrids(const cv::Mat& guide) const {
 
 void BilateralFilter::alloc() {
     const std::ptrdiff_t cells = cellCount(m_gridW, m_gridH, m_gridZ);
-    std::shared_ptr<float> weights = allocateGrid(cells), values = allocateGrid(cells);
-    m_weights = std::move(weights);
-    m_values = std::move(values);
+    orFailWithoutMemory("ERROR - BilateralFilter::alloc()", [&] {
+        std::shared_ptr<float> weights = allocateGrid(cells), values = allocateGrid(cells);
+        m_weights = std::move(weights);
+        m_values = std::move(values);
+    });
     m_weights_p = m_weights.get();
     m_values_p = m_values.get();
 }

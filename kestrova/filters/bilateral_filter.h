@@ -15,47 +15,54 @@ class TProgress;
 /// J. Chen, S. Paris, F. Durand, "Real-time Edge-Aware Image Processing with the Bilateral Grid", SIGGRAPH 2007; the
 /// blur is the recursive Gaussian of L. Alvarez and L. Mazorra, "Signal and Image Restoration Using Shock Filters and
 /// Anisotropic Diffusion", SIAM Journal on Numerical Analysis 31 (1994), with a sigma of 0.85 cells. Unlike the paper,
-/// pixels are read back half a cell lower along the guide's axis than they were put in; this is meant.
+/// pixels are read back half a cell lower along the guide's axis than they were put in; this is intentional.
 ///
-/// One object serves one `proc` at a time. It keeps its grids for the next plane of the same size. Assignment shares
-/// them; they go when the last object that shares them does. There is no copy constructor.
+/// One object serves one `proc` at a time. It keeps its two grids, 4 bytes for each of some
+/// (w / sampling + 4) * (h / sampling + 4) * (span of the guide / range + 4) cells, for the next plane of the same
+/// size. Assignment shares them; they are freed with the last object that shares them. There is no copy constructor.
 class KESTROVA_EXPORT BilateralFilter {
 public:
+    /// Has no grids yet.
     BilateralFilter();
     BilateralFilter(const BilateralFilter&) = delete;
     /// Shares the grids.
     BilateralFilter& operator=(const BilateralFilter&);
-    /// Lets go of the grids without a look at their guards: a destructor that throws would end the host.
+    /// Frees the grids without a look at their guards: a destructor that throws would end the host.
     ~BilateralFilter();
 
-    /// Smooths `inOut`, CV_8UC1 or CV_16UC1, in place, along the edges of `edge`: a plane of the same size and one
-    /// channel of any depth, with values within +-2^31. An empty `edge` makes `inOut` its own guide.
-    ///
-    /// `sampling`: pixels per cell in x and y, from 2 on; the spatial sigma is 0.85 of it. 8 to 64 make sense.
-    /// `range`: guide levels per cell, from 1 on; the sigma among values is 0.85 of it. Some 5 to 20 percent of the
-    /// guide's span make sense. Where the span takes more than 248 cells, `range` is overridden by trunc(span / 248).
+    /// Smooths a plane in place along the edges of a guide. True when done; false as soon as `progress` answers false
+    /// to one of the steps 0 to 4 of 4. `inOut` is written between steps 3 and 4 only.
+    /// @param edge the guide: a plane of the same size and one channel of any depth, with values within +-2^31. An
+    /// empty one makes `inOut` its own guide. Pixels whose guide is NaN come out 0.
+    /// @param inOut CV_8UC1 or CV_16UC1
+    /// @param sampling pixels per cell in x and y, 2 or more; the spatial sigma is 0.85 of it. 8 to 64 is usual.
+    /// @param range guide levels per cell, 1 or more; the sigma among values is 0.85 of it. Some 5 to 20 percent of the
+    /// guide's span is usual. Where the span takes more than 248 cells, `range` is overridden by trunc(span / 248).
     /// That may still be too little for the span, as 1 is for 495 levels: its upper end then falls into the cells next
     /// to its own.
-    ///
-    /// True when done; false as soon as `progress`, which may be null, answers false to one of the steps 0 to 4 of 4.
-    /// `inOut` is written between steps 3 and 4 only.
+    /// @param progress may be null
     ///
     /// With `sampling` below 2 the grids of the call before are used with their own sampling and range. Throws, before
     /// `inOut` is written, "ERROR - bool BilateralFilter::proc - inOut.size !=  edge.size"; "ERROR -
-    /// BilateralFilter::alloc()" where there is no memory for the grids, which are gone then; the text of a damaged
-    /// guard where the grids are replaced; and a text for planes of other types, a range below 1, a guide that is not
-    /// finite, and a sampling below 2 where there are no grids or they do not fit the planes.
+    /// BilateralFilter::alloc()" where there is no memory for the grids, the ones before being released; "ERROR -
+    /// BilateralFilter::proc - not enough memory" where there is none to work with; "BilateralFilter::dealloc() - !=
+    /// 0x6d6d6d6d" where the guard of a grid that is replaced is damaged; and a text for planes of other types, a range
+    /// below 1, a guide without finite values or beyond +-2^31, and a sampling below 2 where there are no grids or they
+    /// do not fit the planes.
     bool proc(const cv::Mat& edge, cv::Mat& inOut, int sampling, int range, TProgress* progress);
 
-    /// The cells of each grid, INT_MAX where there are more.
+    /// The cells of each grid, INT_MAX where there are more; 0 before the first `proc`.
     int getGridSize() const;
 
-    /// Moves pixels of `inOut` to the values of `guide`, both CV_8UC1 or both CV_16UC1 and of one size, in place: a
-    /// pixel that is nearer its local maximum, over a disc of `radius` pixels, goes down to a guide value above its
-    /// local minimum; a pixel nearer its local minimum goes up to a guide value below its local maximum; others stay,
-    /// and so do those nearer than `radius` to the plane's border. A radius below 1 changes nothing, whatever the
-    /// planes. Always true. Throws, before anything is written, "ERROR - BilateralFilter::gradientGuide - in image
-    /// type" and a text for planes of different sizes; and, with some rows moved, one where memory runs out.
+    /// Moves pixels of a plane to the values of a guide: a pixel that is nearer its local maximum, over a disc of
+    /// `radius` pixels, goes down to a guide value above its local minimum; a pixel nearer its local minimum goes up to
+    /// a guide value below its local maximum; others stay, and so do those nearer than `radius` to the plane's border.
+    /// Always true.
+    /// @param guide, inOut both CV_8UC1 or both CV_16UC1 and of one size
+    /// @param radius in pixels; below 1 nothing changes, whatever the planes
+    ///
+    /// Throws "ERROR - BilateralFilter::gradientGuide - in image type", a text for planes of different sizes, and
+    /// "ERROR - BilateralFilter::gradientGuide - not enough memory"; `inOut` is as it was.
     static bool gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int radius);
 
 private:
@@ -65,23 +72,26 @@ private:
     KESTROVA_HIDDEN void checkOldGrids(const cv::Mat& guide) const;
     /// Provides the grids for the extents at hand, each with a guard behind its last cell.
     void alloc();
-    /// Lets go of the grids. Throws "BilateralFilter::dealloc() - != 0x6d6d6d6d" where a guard is damaged, that of the
+    /// Releases the grids. Throws "BilateralFilter::dealloc() - != 0x6d6d6d6d" where a guard is damaged, that of the
     /// weights first; the damaged grid stays then.
     void dealloc();
     /// Sets all cells of the grids, if there are any.
     void gridInit(float weight, float value);
     /// Sums the pixels up in the grids, blurs them and divides values by weights.
     void buildGrid(cv::Mat& inOut, const cv::Mat& edge);
+    /// Sums the pixels up in the grids.
     template <class Pixel>
     void splat(const cv::Mat& plane, const cv::Mat& guide);
     /// Blurs both grids along z, x and y.
     void filterGrids();
-    /// Reads the pixels back.
+    /// Reads the pixels back; `edge` may overlap `inOut`.
     void interpGrid(cv::Mat& inOut, const cv::Mat& edge);
+    /// Reads the pixels back.
     template <class Pixel>
     void readBack(cv::Mat& plane, const cv::Mat& guide) const;
-    /// A cell of the weights, of the values.
+    /// A cell of the weights.
     float* gridPtr(int x, int y, int z);
+    /// A cell of the values.
     float* gridDPtr(int x, int y, int z);
     /// The recursive Gaussian, forth and back `steps` times, over `n` elements at distances of `stride`. A negative
     /// `steps` filters nothing and scales by the reciprocal.
@@ -92,20 +102,20 @@ private:
 
     static constexpr int kMaxCellsZ = 252;  ///< a depth is a byte
 
-    bool m_mode16 = false;         ///< planes of 16 bits, else of 8
-    int m_gridW = 0;               ///< cells in x, padding included
-    int m_gridH = 0;               ///< cells in y
-    int m_gridZ = 0;               ///< cells along the guide's values, at most 252
-    float* m_weights_p = nullptr;  ///< cell (x, y, z) is element (m_gridW * y + x) * m_gridZ + z
-    float* m_values_p = nullptr;   ///< sums of values, after `buildGrid` the filtered values
-    int m_padXY = 1;               ///< cells of padding at each side
-    int m_padZ = 1;                ///< cells of padding at each end
-    int m_min = 0;                 ///< smallest guide value, truncated
-    int m_width = 0;               ///< of the planes
-    int m_height = 0;              ///< of the planes
-    int m_sampling = 0;            ///< pixels per cell
-    int m_range = 0;               ///< guide levels per cell
-    int m_ready = 1;
-    std::shared_ptr<float> m_weights;  ///< keep the grids for all objects that share them
-    std::shared_ptr<float> m_values;
+    bool m_mode16 = false;             ///< planes of 16 bits, else of 8
+    int m_gridW = 0;                   ///< cells in x, padding included
+    int m_gridH = 0;                   ///< cells in y
+    int m_gridZ = 0;                   ///< cells along the guide's values, at most 252
+    float* m_weights_p = nullptr;      ///< cell (x, y, z) is element (m_gridW * y + x) * m_gridZ + z
+    float* m_values_p = nullptr;       ///< sums of values, after `buildGrid` the filtered values
+    int m_padXY = 1;                   ///< cells of padding at each side
+    int m_padZ = 1;                    ///< cells of padding at each end
+    int m_min = 0;                     ///< smallest guide value, truncated
+    int m_width = 0;                   ///< of the planes
+    int m_height = 0;                  ///< of the planes
+    int m_sampling = 0;                ///< pixels per cell
+    int m_range = 0;                   ///< guide levels per cell
+    int m_ready = 1;                   ///< set by `setup`, read by nothing
+    std::shared_ptr<float> m_weights;  ///< keeps the weights for all objects that share them
+    std::shared_ptr<float> m_values;   ///< keeps the values for all objects that share them
 };

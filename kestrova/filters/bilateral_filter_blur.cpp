@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -9,8 +10,8 @@
 
 using namespace kestrova::frame;
 
-/// The recursive Gaussian along the three axes of the grid. It runs along lines in strict order, but lines are
-/// independent: many stand side by side, if need be in a tile of their own.
+// The recursive Gaussian along the three axes of the grid. It runs along lines in strict order, but lines are
+// independent: many stand side by side, if need be in a tile of their own.
 
 namespace {
 
@@ -109,18 +110,17 @@ void BilateralFilter::filterGrids() {
     const int rowGroups = (m_gridH - 1) / rowsAtOnce + 1;
     const int columnGroups = static_cast<int>((rowCells - 1) / kLinesAlongY + 1);
 
-    const int strips = stripCount(rowGroups, m_gridW * rowsAtOnce);
     struct Scratch {
         std::vector<float> alongZ, alongX;
     };
-    std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
-    for (Scratch& scratch : scratches) {
-        scratch.alongZ.resize(static_cast<std::size_t>(kLinesAlongZ) * m_gridZ);
-        scratch.alongX.resize(static_cast<std::size_t>(rowCells) * rowsAtOnce);
-    }
+    const auto makeScratch = [&](int) {
+        return Scratch{std::vector<float>(static_cast<std::size_t>(kLinesAlongZ) * m_gridZ),
+                       std::vector<float>(static_cast<std::size_t>(rowCells) * rowsAtOnce)};
+    };
+    const long long perGroup = static_cast<long long>(m_gridW) * rowsAtOnce;
+    const Strips strips(rowGroups, static_cast<int>(std::min<long long>(perGroup, INT_MAX)));
     for (float* grid : {m_weights_p, m_values_p}) {
-        parallelStrips(strips, rowGroups, [&](int firstGroup, int endGroup, int strip) noexcept {
-            Scratch& scratch = scratches[static_cast<std::size_t>(strip)];
+        forEachStrip(strips, makeScratch, [&](int firstGroup, int endGroup, Scratch& scratch) noexcept {
             for (int group = firstGroup; group < endGroup; ++group) {
                 const int y = group * rowsAtOnce, rows = std::min(rowsAtOnce, m_gridH - y);
                 float* first = grid + y * rowCells;

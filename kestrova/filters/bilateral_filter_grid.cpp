@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -12,7 +13,7 @@
 
 using namespace kestrova::frame;
 
-/// The way into the grid: sums of pixels for each cell.
+// The way into the grid: sums of pixels for each cell.
 
 namespace {
 
@@ -100,10 +101,72 @@ void inPieces(std::ptrdiff_t total, const Work& work) {
         work(first, static_cast<int>(std::min(kPiece, total - first)));
 }
 
-/// What a strip of bands works with.
-struct Scratch {
-    cv::Mat depths;
-    CellSums sums;
+/// Where the pixels of a plane go.
+struct Cells {
+    float *weights, *values;  ///< of the first cell that takes pixels
+    std::ptrdiff_t rowCells;  ///< from a row of cells to the next
+    int gridZ;
+    int sampling;        ///< pixels per cell
+    double alpha, beta;  ///< the depth of a guide value v is alpha v + beta
+    bool exact;          ///< sums of a cell may be taken in any order
+    bool overrun;        ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
+};
+
+/// Adds the pixels of bands, rows of cells, to the grids. One object serves one thread.
+template <class Pixel>
+class BandAdder {
+public:
+    BandAdder(const cv::Mat& plane, const cv::Mat& guide, const Cells& cells)
+        : m_plane(plane), m_guide(guide), m_cells(cells) {
+        const int wholeCells = cells.sampling * std::max(kColsAtOnce / cells.sampling, 1);
+        m_depths.create(std::min({kRowsAtOnce, cells.sampling, plane.rows}),
+                        cells.overrun ? plane.cols : std::min(plane.cols, wholeCells), CV_8U);
+    }
+
+    void add(int band) noexcept {
+        const int first = band * m_cells.sampling, end = first + std::min(m_cells.sampling, m_plane.rows - first);
+        for (int y = first; y < end; y += m_depths.rows)
+            for (int x = 0; x < m_plane.cols; x += m_depths.cols)
+                addTile({x, y, std::min(m_depths.cols, m_plane.cols - x), std::min(m_depths.rows, end - y)});
+    }
+
+private:
+    void addTile(const cv::Rect& tile) noexcept {
+        cv::Mat depths = m_depths(cv::Rect({}, tile.size()));
+        m_guide(tile).convertTo(depths, CV_8U, m_cells.alpha, m_cells.beta);
+        const Pixels<Pixel> pixels{m_plane.ptr<Pixel>(tile.y) + tile.x,
+                                   m_plane.step1(),
+                                   depths.ptr<uchar>(0),
+                                   depths.step1(),
+                                   tile.width,
+                                   tile.height};
+        const std::ptrdiff_t cell = tile.y / m_cells.sampling * m_cells.rowCells +
+                                    static_cast<std::ptrdiff_t>(tile.x / m_cells.sampling) * m_cells.gridZ;
+        float *weights = m_cells.weights + cell, *values = m_cells.values + cell;
+        if (m_cells.exact)
+            addCellByCell(pixels, weights, values);
+        else
+            addInOrder(pixels, m_cells.sampling, m_cells.overrun ? 1 : kCellsSideBySide, weights, values,
+                       m_cells.gridZ);
+    }
+
+    void addCellByCell(Pixels<Pixel> pixels, float* weights, float* values) noexcept {
+        const int sampling = m_cells.sampling, gridZ = m_cells.gridZ;
+        for (int left = pixels.cols; left > 0; left -= sampling) {
+            pixels.cols = std::min(left, sampling);
+            addExactly(pixels, m_sums);
+            moveSums(m_sums, gridZ, weights, values);
+            pixels.values += pixels.cols;
+            pixels.depths += pixels.cols;
+            weights += gridZ;
+            values += gridZ;
+        }
+    }
+
+    const cv::Mat &m_plane, &m_guide;
+    const Cells& m_cells;
+    cv::Mat m_depths;  ///< of a tile
+    CellSums m_sums;
 };
 
 }  // namespace
@@ -134,54 +197,21 @@ void BilateralFilter::buildGrid(cv::Mat& inOut, const cv::Mat& edge) {
              [&](std::ptrdiff_t first, int count) { ippsDiv_32f_I(m_weights_p + first, m_values_p + first, count); });
 }
 
-/// A band of cells, `m_sampling` rows high, fills a row of the grid of its own. A pixel beyond the last depth of its
-/// cell belongs to the next one, so cells of a grid that is as deep as it may be take their pixels strictly in order.
 template <class Pixel>
 void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const double alpha = 1.0 / m_range, beta = static_cast<double>(static_cast<float>(m_padZ) + 1.0f) - m_min * alpha;
     const double largestSum = static_cast<double>(std::numeric_limits<Pixel>::max()) * m_sampling * m_sampling;
-    const bool bOverrun = m_gridZ == kMaxCellsZ;
-    const bool bExact = largestSum <= kExactSums && !bOverrun;
+    const bool overrun = m_gridZ == kMaxCellsZ;
+    const bool exact = largestSum <= kExactSums && !overrun;
     const int pad = m_padXY + 1;
-    const int bands = m_gridH - 2 * pad;
-    const int rowsAtOnce = std::min({kRowsAtOnce, m_sampling, m_height});
-    const int colsAtOnce = bOverrun ? m_width : std::min(m_width, m_sampling * std::max(kColsAtOnce / m_sampling, 1));
+    const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
+    const Cells cells{
+        gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, alpha, beta, exact, overrun};
 
-    const int strips = bands > 1 ? std::min(bands, stripCount(m_height, m_width)) : 1;
-    std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
-    for (Scratch& scratch : scratches) scratch.depths.create(rowsAtOnce, colsAtOnce, CV_8U);
-    const auto addTile = [&](const cv::Rect& tile, Scratch& scratch) noexcept {
-        cv::Mat depths = scratch.depths(cv::Rect(0, 0, tile.width, tile.height));
-        guide(tile).convertTo(depths, CV_8U, alpha, beta);
-        Pixels<Pixel> pixels{plane.ptr<Pixel>(tile.y) + tile.x,
-                             plane.step1(),
-                             depths.ptr<uchar>(0),
-                             depths.step1(),
-                             tile.width,
-                             tile.height};
-        const int x = pad + tile.x / m_sampling, y = pad + tile.y / m_sampling;
-        float *weights = gridPtr(x, y, 0), *values = gridDPtr(x, y, 0);
-        if (!bExact) {
-            addInOrder(pixels, m_sampling, bOverrun ? 1 : kCellsSideBySide, weights, values, m_gridZ);
-            return;
-        }
-        for (int left = tile.width; left > 0; left -= m_sampling, weights += m_gridZ, values += m_gridZ) {
-            pixels.cols = std::min(left, m_sampling);
-            addExactly(pixels, scratch.sums);
-            moveSums(scratch.sums, m_gridZ, weights, values);
-            pixels.values += pixels.cols;
-            pixels.depths += pixels.cols;
-        }
-    };
-    parallelStrips(strips, bands, [&](int firstBand, int endBand, int strip) noexcept {
-        for (int band = firstBand; band < endBand; ++band) {
-            const int first = band * m_sampling, end = first + std::min(m_sampling, m_height - first);
-            for (int y = first; y < end; y += rowsAtOnce) {
-                for (int x = 0; x < m_width; x += colsAtOnce) {
-                    const cv::Size size(std::min(colsAtOnce, m_width - x), std::min(rowsAtOnce, end - y));
-                    addTile({{x, y}, size}, scratches[static_cast<std::size_t>(strip)]);
-                }
-            }
-        }
+    const long long perBand = static_cast<long long>(m_width) * std::min(m_sampling, m_height);
+    const Strips strips(m_gridH - 2 * pad, static_cast<int>(std::min<long long>(perBand, INT_MAX)));
+    const auto makeAdder = [&](int) { return BandAdder<Pixel>(plane, guide, cells); };
+    forEachStrip(strips, makeAdder, [](int first, int end, BandAdder<Pixel>& adder) noexcept {
+        for (int band = first; band < end; ++band) adder.add(band);
     });
 }

@@ -12,9 +12,9 @@
 
 using namespace kestrova::frame;
 
-/// The way out of the grid: trilinear interpolation. For two rows of the grid at a time, the value of a cell is put
-/// side by side with those of its neighbours in x and y and with the way from each to the next along z, so that a pixel
-/// finds all that it lies between in one place.
+// The way out of the grid: trilinear interpolation. For two rows of the grid at a time, the value of a cell is put side
+// by side with those of its neighbours in x and y and with the differences from each to the next along z, so that a
+// pixel finds all that it lies between in one place.
 
 // Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
 #pragma GCC diagnostic ignored "-Wpsabi"
@@ -66,44 +66,44 @@ KESTROVA_KERNEL void gatherCorners(const float* __restrict upper, const float* _
     }
 }
 
-typedef float Lanes __attribute__((vector_size(32)));
-constexpr int kLanes = 8;
+typedef float Floats __attribute__((vector_size(32)));
+constexpr int kPixelsAtOnce = 8;
 
-inline Lanes load(const float* p) {
-    Lanes lanes;
+inline Floats load(const float* p) {
+    Floats lanes;
     std::memcpy(&lanes, p, sizeof lanes);
     return lanes;
 }
 
-/// Interpolates between the eight values around each of `n` pixels, a multiple of `kLanes`, whose corners stand at
-/// `at`. Pixels j and j + 4 share a register until each corner of all pixels has one of its own.
+/// Interpolates between the eight values around each of `n` pixels, a multiple of `kPixelsAtOnce`, whose corners stand
+/// at `at`. Pixels j and j + 4 share a register until each corner of all pixels has one of its own.
 KESTROVA_KERNEL void interpolate(const float* corners, const int* at, const float* fx, float fy, const float* fz,
                                  float* out, int n) noexcept {
-    for (int x = 0; x < n; x += kLanes) {
-        const Lanes z = load(fz + x);
-        const Lanes zs[4] = {__builtin_shufflevector(z, z, 0, 0, 0, 0, 4, 4, 4, 4),
-                             __builtin_shufflevector(z, z, 1, 1, 1, 1, 5, 5, 5, 5),
-                             __builtin_shufflevector(z, z, 2, 2, 2, 2, 6, 6, 6, 6),
-                             __builtin_shufflevector(z, z, 3, 3, 3, 3, 7, 7, 7, 7)};
-        Lanes c[4];
+    for (int x = 0; x < n; x += kPixelsAtOnce) {
+        const Floats z = load(fz + x);
+        const Floats zs[4] = {__builtin_shufflevector(z, z, 0, 0, 0, 0, 4, 4, 4, 4),
+                              __builtin_shufflevector(z, z, 1, 1, 1, 1, 5, 5, 5, 5),
+                              __builtin_shufflevector(z, z, 2, 2, 2, 2, 6, 6, 6, 6),
+                              __builtin_shufflevector(z, z, 3, 3, 3, 3, 7, 7, 7, 7)};
+        Floats c[4];
         for (int j = 0; j < 4; ++j) {
-            const Lanes p = load(corners + at[x + j]), q = load(corners + at[x + j + 4]);
-            const Lanes near = __builtin_shufflevector(p, q, 0, 1, 2, 3, 8, 9, 10, 11);
-            const Lanes difference = __builtin_shufflevector(p, q, 4, 5, 6, 7, 12, 13, 14, 15);
+            const Floats p = load(corners + at[x + j]), q = load(corners + at[x + j + 4]);
+            const Floats near = __builtin_shufflevector(p, q, 0, 1, 2, 3, 8, 9, 10, 11);
+            const Floats difference = __builtin_shufflevector(p, q, 4, 5, 6, 7, 12, 13, 14, 15);
             c[j] = near + difference * zs[j];
         }
-        const Lanes t0 = __builtin_shufflevector(c[0], c[1], 0, 8, 1, 9, 4, 12, 5, 13);
-        const Lanes t1 = __builtin_shufflevector(c[2], c[3], 0, 8, 1, 9, 4, 12, 5, 13);
-        const Lanes t2 = __builtin_shufflevector(c[0], c[1], 2, 10, 3, 11, 6, 14, 7, 15);
-        const Lanes t3 = __builtin_shufflevector(c[2], c[3], 2, 10, 3, 11, 6, 14, 7, 15);
-        const Lanes c00 = __builtin_shufflevector(t0, t1, 0, 1, 8, 9, 4, 5, 12, 13);
-        const Lanes c10 = __builtin_shufflevector(t0, t1, 2, 3, 10, 11, 6, 7, 14, 15);
-        const Lanes c01 = __builtin_shufflevector(t2, t3, 0, 1, 8, 9, 4, 5, 12, 13);
-        const Lanes c11 = __builtin_shufflevector(t2, t3, 2, 3, 10, 11, 6, 7, 14, 15);
-        const Lanes xs = load(fx + x);
-        const Lanes upper = c00 + (c10 - c00) * xs;
-        const Lanes lower = c01 + (c11 - c01) * xs;
-        const Lanes result = (lower - upper) * fy + upper;
+        const Floats t0 = __builtin_shufflevector(c[0], c[1], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Floats t1 = __builtin_shufflevector(c[2], c[3], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Floats t2 = __builtin_shufflevector(c[0], c[1], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Floats t3 = __builtin_shufflevector(c[2], c[3], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Floats c00 = __builtin_shufflevector(t0, t1, 0, 1, 8, 9, 4, 5, 12, 13);
+        const Floats c10 = __builtin_shufflevector(t0, t1, 2, 3, 10, 11, 6, 7, 14, 15);
+        const Floats c01 = __builtin_shufflevector(t2, t3, 0, 1, 8, 9, 4, 5, 12, 13);
+        const Floats c11 = __builtin_shufflevector(t2, t3, 2, 3, 10, 11, 6, 7, 14, 15);
+        const Floats xs = load(fx + x);
+        const Floats upper = c00 + (c10 - c00) * xs;
+        const Floats lower = c01 + (c11 - c01) * xs;
+        const Floats result = (lower - upper) * fy + upper;
         std::memcpy(out + x, &result, sizeof result);
     }
 }
@@ -121,10 +121,86 @@ KESTROVA_KERNEL void roundRow(const float* __restrict values, Pixel* __restrict 
     for (int x = 0; x < n; ++x) out[x] = rounded<Pixel>(values[x]);
 }
 
-/// What a strip of rows works with.
-struct Scratch {
-    cv::Mat depths;
-    std::vector<float> corners;
+int inWholeVectors(int n) { return (n + kPixelsAtOnce - 1) / kPixelsAtOnce * kPixelsAtOnce; }
+
+/// The grid as pixels are read from it.
+struct Values {
+    const float* values;
+    int gridW, gridH, gridZ;
+    int pad;
+    int sampling;        ///< pixels per cell
+    double alpha, beta;  ///< a guide value v stands at alpha v + beta along z
+
+    std::ptrdiff_t rowCells() const { return static_cast<std::ptrdiff_t>(gridW) * gridZ; }
+};
+
+/// Where the columns of a plane lie in the grid, block by block.
+struct Columns {
+    std::vector<float> fractions;
+    std::vector<int> corners;                  ///< of the cell, counted from those of the first column in the block
+    std::vector<std::ptrdiff_t> firstCorners;  ///< of the first column in each block
+
+    Columns(const Values& grid, int width)
+        : fractions(static_cast<std::size_t>(inWholeVectors(width))),
+          corners(static_cast<std::size_t>(width)),
+          firstCorners(static_cast<std::size_t>((width - 1) / kBlock + 1)) {
+        for (int x = 0; x < width; ++x) {
+            const auto i = static_cast<std::size_t>(x);
+            const Position position(x, grid.sampling, grid.pad, grid.gridW);
+            const std::ptrdiff_t corner = kCorner * std::ptrdiff_t{grid.gridZ} * position.cell;
+            if (x % kBlock == 0) firstCorners[i / kBlock] = corner;
+            corners[i] = static_cast<int>(corner - firstCorners[i / kBlock]);
+            fractions[i] = position.fraction;
+        }
+    }
+};
+
+/// Reads rows back. One object serves one thread.
+template <class Pixel>
+class RowReader {
+public:
+    RowReader(const Values& grid, const Columns& columns, const cv::Mat& guide)
+        : m_grid(grid),
+          m_columns(columns),
+          m_guide(guide),
+          m_depths(1, guide.cols, CV_32F),
+          m_corners(kCorner * static_cast<std::size_t>(grid.rowCells())) {}
+
+    void read(int y, Pixel* out) noexcept {
+        const Position position(y, m_grid.sampling, m_grid.pad, m_grid.gridH);
+        gatherRow(position.cell);
+        m_guide.row(y).convertTo(m_depths, CV_32F, m_grid.alpha, m_grid.beta);
+        for (int x = 0; x < m_guide.cols; x += kBlock)
+            readBlock(x, std::min(kBlock, m_guide.cols - x), position.fraction, out + x);
+    }
+
+private:
+    void gatherRow(int cell) noexcept {
+        if (cell == m_gathered) return;
+        m_gathered = cell;
+        const float* upper = m_grid.values + cell * m_grid.rowCells();
+        gatherCorners(upper, upper + m_grid.rowCells(), m_grid.gridZ, m_grid.rowCells(), m_corners.data());
+    }
+
+    void readBlock(int x, int n, float fy, Pixel* out) noexcept {
+        alignas(64) int at[kBlock];
+        alignas(64) float fz[kBlock], values[kBlock];
+        const auto first = static_cast<std::size_t>(x);
+        const int whole = inWholeVectors(n);
+        splitDepths(m_depths.ptr<float>(0) + x, &m_columns.corners[first], n, at, fz);
+        std::fill(at + n, at + whole, 0);
+        std::fill(fz + n, fz + whole, 0.0f);
+        interpolate(m_corners.data() + m_columns.firstCorners[first / kBlock], at, &m_columns.fractions[first], fy, fz,
+                    values, whole);
+        roundRow(values, out, n);
+    }
+
+    const Values& m_grid;
+    const Columns& m_columns;
+    const cv::Mat& m_guide;
+    cv::Mat m_depths;              ///< where the pixels of a row stand along z
+    std::vector<float> m_corners;  ///< of two rows of cells
+    int m_gathered = -1;           ///< the upper one of them
 };
 
 }  // namespace
@@ -140,53 +216,11 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
 template <class Pixel>
 void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const double alpha = 1.0 / m_range, beta = m_padZ + 0.5 - m_min * alpha;
-    const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const auto width = static_cast<std::size_t>(m_width);
-
-    // Columns of a block are counted from that of its first pixel.
-    const auto blocks = static_cast<std::size_t>((m_width - 1) / kBlock + 1);
-    std::vector<float> fx(blocks * kBlock);
-    std::vector<int> columns(width);
-    std::vector<std::ptrdiff_t> blockColumn(blocks);
-    for (std::size_t x = 0; x < width; ++x) {
-        const Position position(static_cast<int>(x), m_sampling, m_padXY, m_gridW);
-        const std::ptrdiff_t column = kCorner * std::ptrdiff_t{m_gridZ} * position.cell;
-        if (x % kBlock == 0) blockColumn[x / kBlock] = column;
-        columns[x] = static_cast<int>(column - blockColumn[x / kBlock]);
-        fx[x] = position.fraction;
-    }
-
-    const int strips = stripCount(m_height, m_width);
-    std::vector<Scratch> scratches(static_cast<std::size_t>(strips));
-    for (Scratch& scratch : scratches) {
-        scratch.depths.create(1, m_width, CV_32F);
-        scratch.corners.resize(kCorner * static_cast<std::size_t>(rowCells));
-    }
-    parallelStrips(strips, m_height, [&](int first, int end, int strip) noexcept {
-        Scratch& scratch = scratches[static_cast<std::size_t>(strip)];
-        for (int y = first, cornersOf = -1; y < end; ++y) {
-            const Position position(y, m_sampling, m_padXY, m_gridH);
-            if (position.cell != cornersOf) {
-                const float* upper = m_values_p + position.cell * rowCells;
-                gatherCorners(upper, upper + rowCells, m_gridZ, rowCells, scratch.corners.data());
-                cornersOf = position.cell;
-            }
-            guide.row(y).convertTo(scratch.depths, CV_32F, alpha, beta);
-            const float* depths = scratch.depths.ptr<float>(0);
-            for (std::size_t b = 0; b < blocks; ++b) {
-                const std::size_t x = b * kBlock;
-                const int n = static_cast<int>(std::min<std::size_t>(kBlock, width - x));
-                const int whole = (n + kLanes - 1) / kLanes * kLanes;
-                alignas(64) int at[kBlock];
-                alignas(64) float fractions[kBlock], values[kBlock];
-                splitDepths(depths + x, &columns[x], n, at, fractions);
-                std::fill(at + n, at + whole, 0);
-                std::fill(fractions + n, fractions + whole, 0.0f);
-                interpolate(scratch.corners.data() + blockColumn[b], at, &fx[x], position.fraction, fractions, values,
-                            whole);
-                roundRow(values, plane.ptr<Pixel>(y) + x, n);
-            }
-        }
+    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, m_padXY, m_sampling, alpha, beta};
+    const Columns columns(grid, m_width);
+    const auto makeReader = [&](int) { return RowReader<Pixel>(grid, columns, guide); };
+    forEachStrip(Strips(m_height, m_width), makeReader, [&](int first, int end, RowReader<Pixel>& reader) noexcept {
+        for (int y = first; y < end; ++y) reader.read(y, plane.ptr<Pixel>(y));
     });
 }
 

@@ -3,14 +3,17 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <initializer_list>
 #include <vector>
 
 #include "kestrova/filters/conv_pyr_rows.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;
@@ -32,28 +35,95 @@ std::vector<float> tapsOf(const cv::Mat& kernel) {
 
 cv::Size halfSize(const cv::Mat& plane) { return {plane.cols / 2 + plane.cols % 2, plane.rows / 2 + plane.rows % 2}; }
 
-/// The plane `dst`, made `CV_32FC1` of `size`; one apart where it lies over a plane that is still to be read.
-cv::Mat writable(cv::Mat& dst, cv::Size size, std::initializer_list<cv::Mat> sources) {
-    dst.create(size, CV_32FC1);
-    const bool apart = std::any_of(sources.begin(), sources.end(), [&](const cv::Mat& m) { return overlap(m, dst); });
-    return apart ? cv::Mat(size, CV_32FC1) : dst;
+void checkWidth(const cv::Mat& plane, const char* failure) {
+    constexpr int kMostFloats = INT_MAX / int(sizeof(float));
+    if (plane.cols > kMostFloats) fail(failure);
 }
 
-std::vector<FilteredRows> filteredRows(int strips, const cv::Mat& source, const cv::Mat& kernel, Grid grid) {
-    std::vector<FilteredRows> rows;
-    rows.reserve(static_cast<std::size_t>(strips));
-    for (int i = 0; i < strips; ++i) rows.emplace_back(source, tapsOf(kernel), grid);
-    return rows;
-}
+/// The plane that a step fills and the one that its result ends up in: two where the result lies over a source.
+struct Output {
+    cv::Mat filled, result;
 
-void filterPlane(const cv::Mat& source, const cv::Mat& kernel, Grid grid, cv::Mat& dst) {
-    const int strips = stripCount(dst.rows, dst.cols);
-    std::vector<FilteredRows> filtered = filteredRows(strips, source, kernel, grid);
-    parallelStrips(strips, dst.rows, [&](int first, int end, int strip) noexcept {
-        FilteredRows& rows = filtered[static_cast<std::size_t>(strip)];
-        for (int y = first; y < end; ++y) rows.make(y, dst.ptr<float>(y));
-    });
-}
+    Output(const cv::Mat& dst, cv::Size size, std::initializer_list<cv::Mat> sources)
+        : result(outputLike(dst, size, CV_32FC1)) {
+        const auto overlapsResult = [&](const cv::Mat& source) { return overlap(source, result); };
+        const bool apart = std::any_of(sources.begin(), sources.end(), overlapsResult);
+        filled = apart ? cv::Mat(size, CV_32FC1) : result;
+    }
+    void moveTo(cv::Mat& dst) {
+        filled.copyTo(result);
+        dst = result;
+    }
+};
+
+// Of the passes, only the constructors allocate.
+
+/// A plane filtered into another one.
+class FilterPass {
+public:
+    FilterPass(const cv::Mat& source, const cv::Mat& kernel, Grid grid, const cv::Mat& dst)
+        : m_dst(dst), m_strips(dst.rows, dst.cols) {
+        const std::vector<float> taps = tapsOf(kernel);
+        m_rows.reserve(static_cast<std::size_t>(m_strips.count()));
+        for (int s = 0; s < m_strips.count(); ++s) m_rows.emplace_back(source, taps, grid);
+    }
+
+    FilterPass(const FilterPass&) = delete;
+    FilterPass(FilterPass&&) = default;
+
+    void run() noexcept {
+        parallelTasks(m_strips.count(), m_strips.count(), [&](int strip, int) noexcept {
+            for (int y = m_strips.first(strip); y < m_strips.end(strip); ++y)
+                m_rows[static_cast<std::size_t>(strip)].make(y, m_dst.ptr<float>(y));
+        });
+    }
+
+private:
+    cv::Mat m_dst;
+    Strips m_strips;
+    std::vector<FilteredRows> m_rows;  ///< one a strip
+};
+
+/// The sum of a plane filtered with `k3`, and of one of half the size enlarged by zeros and filtered with `k2`.
+class SynthesisPass {
+public:
+    SynthesisPass(const cv::Mat& low, const cv::Mat& k2, const cv::Mat& src, const cv::Mat& k3, const cv::Mat& dst)
+        : m_dst(dst), m_strips(dst.rows, dst.cols), m_halfCols(low.cols) {
+        const std::vector<float> lowTaps = tapsOf(k2), ownTaps = tapsOf(k3);
+        m_rows.reserve(static_cast<std::size_t>(m_strips.count()));
+        for (int s = 0; s < m_strips.count(); ++s)
+            m_rows.push_back({{src, ownTaps, Grid::kSame},
+                              {low, lowTaps, Grid::kDoubled},
+                              std::vector<float>(2 * static_cast<std::size_t>(m_halfCols))});
+    }
+
+    SynthesisPass(const SynthesisPass&) = delete;
+    SynthesisPass(SynthesisPass&&) = default;
+
+    void run() noexcept {
+        parallelTasks(m_strips.count(), m_strips.count(), [&](int strip, int) noexcept {
+            Rows& rows = m_rows[static_cast<std::size_t>(strip)];
+            for (int y = m_strips.first(strip); y < m_strips.end(strip); ++y) {
+                float* const sum = m_dst.ptr<float>(y);
+                float* const even = rows.enlargedRow.data();
+                rows.own.make(y, sum);
+                rows.enlarged.make(y, even);
+                addInterleavedRow(even, even + m_halfCols, sum, m_dst.cols);
+            }
+        });
+    }
+
+private:
+    struct Rows {
+        FilteredRows own, enlarged;
+        std::vector<float> enlargedRow;  ///< the even columns, then the odd ones
+    };
+
+    cv::Mat m_dst;
+    Strips m_strips;
+    int m_halfCols;
+    std::vector<Rows> m_rows;  ///< one a strip
+};
 
 }  // namespace
 
@@ -62,61 +132,71 @@ ConvPyr::ConvPyr(const ConvPyr&) = default;
 ConvPyr& ConvPyr::operator=(const ConvPyr&) = default;
 
 bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out) {
-    std::size_t coarsest = 0;
-    for (int side = std::max(in.rows, in.cols); side >= 2; side /= 2) ++coarsest;
-    if (coarsest > 0) {
-        letOpenCVRefuse(in, m_k1);
-        letOpenCVRefuse(in, m_k2);
-    }
-    letOpenCVRefuse(in, m_k3);
-    if (in.channels() != 1) fail("ERROR - ConvPyr::proc - in.channels() != 1");
+    checkPlane(in);
+    checkWidth(in, "ERROR - ConvPyr::proc - in.cols>INT_MAX/4");
+    orFailWithoutMemory("ERROR - ConvPyr::proc - not enough memory", [&] {
+        std::size_t coarsest = 0;
+        for (int side = std::max(in.rows, in.cols); side >= 2; side /= 2) ++coarsest;
+        if (coarsest > 0) {
+            letOpenCVRefuse(in, m_k1);
+            letOpenCVRefuse(in, m_k2);
+        }
+        letOpenCVRefuse(in, m_k3);
+        if (in.channels() != 1) fail("ERROR - ConvPyr::proc - in.channels() != 1");
 
-    std::vector<cv::Mat> down(coarsest + 1), up(coarsest + 1);
-    down[0] = in;
-    up[0] = writable(out, in.size(), {in});
-    // The largest plane of the way down lies where the result comes last: touching a new one took a third of the time.
-    if (coarsest > 0) down[1] = up[0](cv::Rect({}, halfSize(down[0])));
-    for (std::size_t l = 1; l <= coarsest; ++l) pyrDown(down[l - 1], down[l]);
-    up[coarsest].create(down[coarsest].size(), CV_32FC1);
-    filterPlane(down[coarsest], m_k3, Grid::kSame, up[coarsest]);
-    for (std::size_t l = coarsest; l > 0; --l) pyrUp(up[l], down[l - 1], up[l - 1]);
-    up[0].copyTo(out);
+        Output output(out, in.size(), {in});
+        std::vector<cv::Mat> down(coarsest + 1), up(coarsest + 1);
+        down[0] = in;
+        up[0] = output.filled;
+        // The largest plane of the way down lies where the result comes last: touching a new one took a third of the
+        // time.
+        if (coarsest > 0) down[1] = up[0](cv::Rect({}, halfSize(in)));
+        for (std::size_t l = 2; l <= coarsest; ++l) down[l].create(halfSize(down[l - 1]), CV_32FC1);
+        for (std::size_t l = 1; l <= coarsest; ++l) up[l].create(down[l].size(), CV_32FC1);
+
+        std::vector<FilterPass> analysis;
+        std::vector<SynthesisPass> synthesis;
+        analysis.reserve(coarsest);
+        synthesis.reserve(coarsest);
+        for (std::size_t l = 1; l <= coarsest; ++l) analysis.emplace_back(down[l - 1], m_k1, Grid::kHalved, down[l]);
+        FilterPass ofCoarsest(down[coarsest], m_k3, Grid::kSame, up[coarsest]);
+        for (std::size_t l = coarsest; l > 0; --l) synthesis.emplace_back(up[l], m_k2, down[l - 1], m_k3, up[l - 1]);
+
+        for (FilterPass& pass : analysis) pass.run();
+        ofCoarsest.run();
+        for (SynthesisPass& pass : synthesis) pass.run();
+        output.moveTo(out);
+    });
     return true;
 }
 
 bool ConvPyr::pyrDown(const cv::Mat& src, cv::Mat& dst) {
-    letOpenCVRefuse(src, m_k1);
-    if (src.channels() != 1) fail("ERROR - ConvPyr::pyrDown - src.channels() != 1");
-    const cv::Mat source = src;  // `dst` may be the very object
-    cv::Mat half = writable(dst, halfSize(source), {source});
-    filterPlane(source, m_k1, Grid::kHalved, half);
-    half.copyTo(dst);
+    checkPlane(src);
+    checkWidth(src, "ERROR - ConvPyr::pyrDown - src.cols>INT_MAX/4");
+    orFailWithoutMemory("ERROR - ConvPyr::pyrDown - not enough memory", [&] {
+        letOpenCVRefuse(src, m_k1);
+        if (src.channels() != 1) fail("ERROR - ConvPyr::pyrDown - src.channels() != 1");
+        Output output(dst, halfSize(src), {src});
+        FilterPass(src, m_k1, Grid::kHalved, output.filled).run();
+        output.moveTo(dst);
+    });
     ++m_level;
     return true;
 }
 
 bool ConvPyr::pyrUp(const cv::Mat& low, const cv::Mat& src, cv::Mat& dst) {
-    letOpenCVRefuse(src, m_k2);
-    letOpenCVRefuse(src, m_k3);
-    if (src.channels() != 1) fail("ERROR - ConvPyr::pyrUp - src.channels() != 1");
-    if (low.type() != CV_32FC1 || low.size() != halfSize(src))
-        fail("ERROR - ConvPyr::pyrUp - low is not CV_32FC1 of half the size of src");
-    const cv::Mat coarse = low, source = src;  // `dst` may be one of the very objects
-    cv::Mat sum = writable(dst, source.size(), {coarse, source});
-    const int strips = stripCount(sum.rows, sum.cols);
-    std::vector<FilteredRows> own = filteredRows(strips, source, m_k3, Grid::kSame);
-    std::vector<FilteredRows> enlarged = filteredRows(strips, coarse, m_k2, Grid::kDoubled);
-    cv::Mat enlargedRow(strips, 2 * coarse.cols, CV_32FC1);
-    parallelStrips(strips, sum.rows, [&](int first, int end, int strip) noexcept {
-        const auto i = static_cast<std::size_t>(strip);
-        float* even = enlargedRow.ptr<float>(strip);
-        for (int y = first; y < end; ++y) {
-            own[i].make(y, sum.ptr<float>(y));
-            enlarged[i].make(y, even);
-            addInterleavedRow(even, even + coarse.cols, sum.ptr<float>(y), sum.cols);
-        }
+    checkPlanes(low, src);
+    checkWidth(src, "ERROR - ConvPyr::pyrUp - src.cols>INT_MAX/4");
+    orFailWithoutMemory("ERROR - ConvPyr::pyrUp - not enough memory", [&] {
+        letOpenCVRefuse(src, m_k2);
+        letOpenCVRefuse(src, m_k3);
+        if (src.channels() != 1) fail("ERROR - ConvPyr::pyrUp - src.channels() != 1");
+        if (low.type() != CV_32FC1 || low.size() != halfSize(src))
+            fail("ERROR - ConvPyr::pyrUp - low is not CV_32FC1 of half the size of src");
+        Output output(dst, src.size(), {low, src});
+        SynthesisPass(low, m_k2, src, m_k3, output.filled).run();
+        output.moveTo(dst);
     });
-    sum.copyTo(dst);
     --m_level;
     return true;
 }

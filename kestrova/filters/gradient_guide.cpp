@@ -3,13 +3,16 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/neighbourhood.h"
 
 using namespace kestrova::frame;
@@ -44,8 +47,8 @@ KESTROVA_KERNEL void moveRow(const Pixel* guide, const Pixel* highest, const Pix
     KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {
         const Pixel s = in[x], g = guide[x];
-        const bool bDown = highest[x] - s <= s - lowest[x];
-        const Pixel low = bDown ? lowest[x] : s, high = bDown ? s : highest[x];
+        const bool down = highest[x] - s <= s - lowest[x];
+        const Pixel low = down ? lowest[x] : s, high = down ? s : highest[x];
         out[x] = g > low && g < high ? g : s;
     }
 }
@@ -66,25 +69,25 @@ void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
     const IppiSize maskSize{2 * radius + 1, 2 * radius + 1};
     const IppiPoint anchor{radius, radius};
     const cv::Mat in = inOut.clone();
-    const int step = static_cast<int>(in.step[0]);
+    const int step = stepOf(in);
 
     const int bands = (inner.height - 1) / kBandRows + 1;
-    const int workers = stripCount(inner.height, inner.width) == 1 ? 1 : workerCount(bands);
+    const int workers = Strips(inner.height, inner.width).count() == 1 ? 1 : workerCount(bands);
     std::vector<Extremes> extremes(static_cast<std::size_t>(workers));
     for (Extremes& own : extremes) {
         own.hi.create(std::min(kBandRows, inner.height), inner.width, in.type());
         own.lo.create(own.hi.size(), in.type());
     }
-    std::atomic<bool> bNoMemory{false};
+    std::atomic<bool> noMemory{false};
     parallelTasks(workers, bands, [&](int band, int worker) noexcept {
         auto& [hi, lo] = extremes[static_cast<std::size_t>(worker)];
         const int first = inner.y + band * kBandRows, rows = std::min(kBandRows, inner.y + inner.height - first);
         const Pixel* from = in.ptr<Pixel>(first) + inner.x;
         const IppiSize size{inner.width, rows};
-        const int extremesStep = static_cast<int>(hi.step[0]);
+        const int extremesStep = stepOf(hi);
         if (dilate(Pixel{})(from, step, hi.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor) ||
             erode(Pixel{})(from, step, lo.ptr<Pixel>(0), extremesStep, size, mask.data(), maskSize, anchor)) {
-            bNoMemory = true;
+            noMemory = true;
             return;
         }
         for (int r = 0; r < rows; ++r) {
@@ -93,7 +96,9 @@ void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
                     inOut.ptr<Pixel>(y) + inner.x, inner.width);
         }
     });
-    if (bNoMemory) fail("ERROR - BilateralFilter::gradientGuide - not enough memory");
+    if (!noMemory) return;
+    in.copyTo(inOut);  // some bands have been moved
+    throw std::bad_alloc();
 }
 
 }  // namespace
@@ -107,10 +112,12 @@ bool BilateralFilter::gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int ra
     // No pixel is as far as `radius` from the border: each is its own maximum and minimum.
     if (radius > (std::min(inOut.cols, inOut.rows) - 1) / 2) return true;
 
-    const cv::Mat source = overlapAcrossRows(guide, inOut) ? guide.clone() : guide;
-    if (inOut.depth() == CV_8U)
-        moveToGuide<uchar>(source, inOut, radius);
-    else
-        moveToGuide<ushort>(source, inOut, radius);
+    orFailWithoutMemory("ERROR - BilateralFilter::gradientGuide - not enough memory", [&] {
+        const cv::Mat source = sourceBeside(inOut, guide, StillRead::kThatRow);
+        if (inOut.depth() == CV_8U)
+            moveToGuide<uchar>(source, inOut, radius);
+        else
+            moveToGuide<ushort>(source, inOut, radius);
+    });
     return true;
 }

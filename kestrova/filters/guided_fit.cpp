@@ -1,21 +1,37 @@
 #include "kestrova/filters/guided_fit.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/rows/invert3.h"
 
 namespace kestrova::filters {
 
-using namespace frame;
 using namespace rows;
 
 namespace {
 
+// ---- One plane of guide
+
+namespace one {
+
+enum Plane { kI, kP };
+enum Mean { kMeanI, kMeanP, kMeanIP, kMeanII, kMeans };
+
+std::vector<Moment> moments() {
+    std::vector<Moment> of(kMeans);
+    of[kMeanI] = {kI};
+    of[kMeanP] = {kP};
+    of[kMeanIP] = {kI, kP};
+    of[kMeanII] = {kI, kI};
+    return of;
+}
+
 /// Products of means are rounded before they are taken away, and eps is added last: the order is part of the interface.
-KESTROVA_KERNEL void solveOneRow(const float* meanI, const float* meanP, const float* meanIP, const float* meanII,
-                                 float eps, float* __restrict a, float* __restrict b, int n) noexcept {
+KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __restrict a, float* __restrict b,
+                              int n) noexcept {
+    const float *meanI = means[kMeanI], *meanP = means[kMeanP];
+    const float *meanIP = means[kMeanIP], *meanII = means[kMeanII];
     for (int x = 0; x < n; ++x) {
         const float covariance = meanIP[x] - meanI[x] * meanP[x];
         const float variance = meanII[x] - meanI[x] * meanI[x];
@@ -24,24 +40,63 @@ KESTROVA_KERNEL void solveOneRow(const float* meanI, const float* meanP, const f
     }
 }
 
-/// Means of the guide's planes and of p, and of their products.
-struct Means3 {
-    const float *m0, *m1, *m2, *mp;
-    const float *m0p, *m1p, *m2p;
-    const float *m00, *m11, *m22, *m01, *m02, *m12;
+}  // namespace one
+
+// ---- Three planes of guide
+
+namespace three {
+
+enum Plane { kI0, kI1, kI2, kP };
+enum Mean {
+    kMeanI0,
+    kMeanI1,
+    kMeanI2,
+    kMeanP,
+    kMeanI0P,
+    kMeanI1P,
+    kMeanI2P,
+    kMeanI0I0,
+    kMeanI1I1,
+    kMeanI2I2,
+    kMeanI0I1,
+    kMeanI0I2,
+    kMeanI1I2,
+    kMeans
 };
+
+std::vector<Moment> moments() {
+    std::vector<Moment> of(kMeans);
+    of[kMeanI0] = {kI0};
+    of[kMeanI1] = {kI1};
+    of[kMeanI2] = {kI2};
+    of[kMeanP] = {kP};
+    of[kMeanI0P] = {kI0, kP};
+    of[kMeanI1P] = {kI1, kP};
+    of[kMeanI2P] = {kI2, kP};
+    of[kMeanI0I0] = {kI0, kI0};
+    of[kMeanI1I1] = {kI1, kI1};
+    of[kMeanI2I2] = {kI2, kI2};
+    of[kMeanI0I1] = {kI0, kI1};
+    of[kMeanI0I2] = {kI0, kI2};
+    of[kMeanI1I2] = {kI1, kI2};
+    return of;
+}
 
 double wide(float v) { return static_cast<double>(v); }
 
-KESTROVA_KERNEL void solveThreeRow(const Means3& means, float eps, float* __restrict a0, float* __restrict a1,
-                                   float* __restrict a2, float* __restrict b, int n) noexcept {
-    const Means3 m = means;
+KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __restrict a0, float* __restrict a1,
+                              float* __restrict a2, float* __restrict b, int n) noexcept {
+    const float *meanI0 = means[kMeanI0], *meanI1 = means[kMeanI1], *meanI2 = means[kMeanI2], *meanP = means[kMeanP];
+    const float *meanI0P = means[kMeanI0P], *meanI1P = means[kMeanI1P], *meanI2P = means[kMeanI2P];
+    const float *meanI0I0 = means[kMeanI0I0], *meanI1I1 = means[kMeanI1I1], *meanI2I2 = means[kMeanI2I2];
+    const float *meanI0I1 = means[kMeanI0I1], *meanI0I2 = means[kMeanI0I2], *meanI1I2 = means[kMeanI1I2];
     for (int x = 0; x < n; ++x) {
-        const float m0 = m.m0[x], m1 = m.m1[x], m2 = m.m2[x], mp = m.mp[x];
-        const float c0 = m.m0p[x] - m0 * mp, c1 = m.m1p[x] - m1 * mp, c2 = m.m2p[x] - m2 * mp;
-        const double v00 = wide((m.m00[x] - m0 * m0) + eps), v11 = wide((m.m11[x] - m1 * m1) + eps),
-                     v22 = wide((m.m22[x] - m2 * m2) + eps);
-        const double v01 = wide(m.m01[x] - m0 * m1), v02 = wide(m.m02[x] - m0 * m2), v12 = wide(m.m12[x] - m1 * m2);
+        const float m0 = meanI0[x], m1 = meanI1[x], m2 = meanI2[x], mp = meanP[x];
+        const float c0 = meanI0P[x] - m0 * mp, c1 = meanI1P[x] - m1 * mp, c2 = meanI2P[x] - m2 * mp;
+        const double v00 = wide((meanI0I0[x] - m0 * m0) + eps), v11 = wide((meanI1I1[x] - m1 * m1) + eps),
+                     v22 = wide((meanI2I2[x] - m2 * m2) + eps);
+        const double v01 = wide(meanI0I1[x] - m0 * m1), v02 = wide(meanI0I2[x] - m0 * m2),
+                     v12 = wide(meanI1I2[x] - m1 * m2);
         const Inverse3 inverse(v00, v01, v02, v01, v11, v12, v02, v12, v22);
         const auto d = [&](int row, int column) {
             return inverse.singular ? 0.0f : static_cast<float>(inverse.element(row, column));
@@ -56,64 +111,76 @@ KESTROVA_KERNEL void solveThreeRow(const Means3& means, float eps, float* __rest
     }
 }
 
-std::vector<Moment> momentsOf(int guides) {
-    if (guides == 1) return {{0}, {1}, {0, 1}, {0, 0}};
-    // In the order of `Means3`.
-    return {{0}, {1}, {2}, {3}, {0, 3}, {1, 3}, {2, 3}, {0, 0}, {1, 1}, {2, 2}, {0, 1}, {0, 2}, {1, 2}};
+}  // namespace three
+
+// ---- What the box means are taken of
+
+std::vector<KeptRows> rowsOf(const std::vector<cv::Mat>& guide, const cv::Mat& p) {
+    std::vector<KeptRows> planes;
+    const auto add = [&](const cv::Mat& plane) {
+        planes.push_back({plane.ptr<float>(), static_cast<std::ptrdiff_t>(plane.step1()), plane.rows});
+    };
+    for (const cv::Mat& plane : guide) add(plane);
+    add(p);
+    return planes;
+}
+
+std::vector<KeptRows> coefficientRows(const float* coefficients, int count, int keptRows, int cols) {
+    std::vector<KeptRows> planes;
+    const std::ptrdiff_t perCoefficient = static_cast<std::ptrdiff_t>(keptRows) * cols;
+    for (int k = 0; k < count; ++k) planes.push_back({coefficients + perCoefficient * k, cols, keptRows});
+    return planes;
+}
+
+std::vector<Moment> eachOf(int count) {
+    std::vector<Moment> planes(static_cast<std::size_t>(count));
+    for (int k = 0; k < count; ++k) planes[static_cast<std::size_t>(k)] = {k};
+    return planes;
 }
 
 }  // namespace
 
 GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border)
-    : m_planes(guide),
-      m_r(r),
+    : m_count(static_cast<int>(guide.size()) + 1),
+      m_blockRows(blockRows(r)),
       m_eps(eps),
-      m_border(border),
       m_fitSize(border == BoxBorder::kInside ? p.size() - cv::Size(2 * r, 2 * r) : p.size()),
       m_keptRows(std::min(2 * r + 2, m_fitSize.height)),
-      m_blockRows(boxBlockRows(2 * r + 1)),
-      m_strips(size().height, size().width, m_blockRows) {
-    m_planes.push_back(p);
-    for (int s = 0; s < m_strips.count(); ++s) m_workers.push_back(makeWorker());
-}
+      m_coefficients(new float[static_cast<std::size_t>(m_count) * static_cast<std::size_t>(m_keptRows) *
+                               static_cast<std::size_t>(m_fitSize.width)]),
+      m_moments(rowsOf(guide, p), p.size(), m_count == 2 ? one::moments() : three::moments(), r, border),
+      m_smoothed(coefficientRows(m_coefficients.get(), m_count, m_keptRows, m_fitSize.width), m_fitSize,
+                 eachOf(m_count), r, border) {}
 
-cv::Size GuidedFit::size() const {
-    return m_border == BoxBorder::kInside ? m_fitSize - cv::Size(2 * m_r, 2 * m_r) : m_fitSize;
-}
-
-GuidedFit::Worker GuidedFit::makeWorker() const {
-    std::vector<KeptRows> planes, fitted;
-    for (const cv::Mat& plane : m_planes)
-        planes.push_back({plane.ptr<float>(), static_cast<std::ptrdiff_t>(plane.step1()), plane.rows});
-    const std::ptrdiff_t perPlane = static_cast<std::ptrdiff_t>(m_keptRows) * m_fitSize.width;
-    std::unique_ptr<float[]> coefficients(new float[perPlane * coefficientCount()]);
-    std::vector<Moment> eachCoefficient;
-    for (int k = 0; k < coefficientCount(); ++k) {
-        fitted.push_back({coefficients.get() + perPlane * k, m_fitSize.width, m_keptRows});
-        eachCoefficient.push_back({k});
-    }
-    return {BoxMoments(planes, m_planes[0].size(), momentsOf(coefficientCount() - 1), m_r, m_border),
-            std::move(coefficients), BoxMoments(fitted, m_fitSize, eachCoefficient, m_r, m_border)};
-}
-
-float* GuidedFit::coefficientRow(const Worker& worker, int k, int y) const {
+float* GuidedFit::coefficientRow(int k, int y) const {
     const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(m_keptRows) * k + y % m_keptRows;
-    return worker.coefficients.get() + row * m_fitSize.width;
+    return m_coefficients.get() + row * m_fitSize.width;
 }
 
-void GuidedFit::makeCoefficients(Worker& worker, int first, int last) const noexcept {
-    for (; worker.next <= last; ++worker.next) {
-        const int y = worker.next;
-        worker.moments.moveTo(y);
-        if (y < first) continue;
-        worker.moments.eachStretch([&](int x, int n, const float* const* m) noexcept {
-            const auto out = [&](int k) { return coefficientRow(worker, k, y) + x; };
-            if (coefficientCount() == 2)
-                solveOneRow(m[0], m[1], m[2], m[3], m_eps, out(0), out(1), n);
-            else
-                solveThreeRow({m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8], m[9], m[10], m[11], m[12]}, m_eps,
-                              out(0), out(1), out(2), out(3), n);
-        });
+void GuidedFit::begin(int y, int top) noexcept {
+    m_moments.countBlocksFrom(top);
+    m_smoothed.countBlocksFrom(top);
+    m_firstNeeded = m_smoothed.firstRowUnder(y);
+    m_next = top + (m_firstNeeded - top) / m_blockRows * m_blockRows;
+}
+
+void GuidedFit::moveTo(int y) noexcept {
+    for (; m_next <= m_smoothed.lastRowUnder(y); ++m_next) {
+        m_moments.moveTo(m_next);
+        if (m_next >= m_firstNeeded) fitRow(m_next);
+    }
+    m_smoothed.moveTo(y);
+}
+
+void GuidedFit::fitRow(int y) noexcept {
+    for (int x = 0; x < m_fitSize.width; x += kStretch) {
+        const int n = std::min(kStretch, m_fitSize.width - x);
+        const float* const* means = m_moments.means(x, n);
+        const auto out = [&](int k) { return coefficientRow(k, y) + x; };
+        if (m_count == 2)
+            one::solveRow(means, m_eps, out(0), out(1), n);
+        else
+            three::solveRow(means, m_eps, out(0), out(1), out(2), out(3), n);
     }
 }
 

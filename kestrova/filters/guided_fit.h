@@ -5,73 +5,49 @@
 #include <memory>
 #include <vector>
 
-#include "kestrova/frame/parallel.h"
 #include "kestrova/rows/box_means.h"
 #include "kestrova/rows/box_moments.h"
-#include "kestrova/rows/window.h"
 
 namespace kestrova::filters {
 
 /// The least-squares fit of a plane to its guide in the window around each pixel, p = a I + b or
-/// p = a0 I0 + a1 I1 + a2 I2 + b, and the box means of its coefficients, in one sweep over CV_32FC1 planes of one size:
-/// of the coefficients only the rows under one window are kept. Where the system of three slopes cannot be solved they
-/// are 0 and b is the mean of p.
+/// p = a0 I0 + a1 I1 + a2 I2 + b, and the box means of its coefficients, row after row over CV_32FC1 planes of one
+/// size. Of the coefficients only the rows under one window are kept. Where the system of three slopes cannot be solved
+/// they are 0 and b is the mean of p. One object serves one thread; only the constructor allocates. Internal.
 class GuidedFit {
 public:
     /// The window's area, (2r + 1)^2, has 32 bits.
     static bool isRadius(int r) { return r >= 0 && r <= 32767; }
+    /// Sums down the columns begin anew every so many rows: where the work is divided.
+    static int blockRows(int r) { return rows::boxBlockRows(2 * r + 1); }
+    /// As many pixels of a row are worked on at a time.
+    static constexpr int kStretch = rows::BoxMoments::kStretch;
 
-    /// `guide`: one plane, or three. Allocates all that `sweep` works on.
+    /// `guide`: one plane, or three.
     GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, rows::BoxBorder border);
 
-    /// The size of the planes of means.
-    cv::Size size() const;
-
-    /// Calls `use(y, x, n, means)` for each stretch of pixels, on any thread: means[k][i], i < n, is the mean of slope
-    /// k at (y, x + i), and of b after the slopes.
-    template <class Use>
-    void sweep(const Use& use);
+    /// Begins anew at row `y` of means, a whole number of blocks below `top`, from which blocks are counted.
+    void begin(int y, int top) noexcept;
+    /// Goes to row `y`: the one to begin at, then the next one each time.
+    void moveTo(int y) noexcept;
+    /// Of n pixels of the row from x on, n <= kStretch: means[k][i] is the mean of slope k at column x + i, and of b
+    /// after the slopes.
+    const float* const* means(int x, int n) noexcept { return m_smoothed.means(x, n); }
 
 private:
-    /// What one thread works on.
-    struct Worker {
-        rows::BoxMoments moments;
-        std::unique_ptr<float[]> coefficients;  ///< `m_keptRows` rows of each coefficient
-        rows::BoxMoments smoothed;
-        int next = 0;  ///< the first row of coefficients that has not been made
-    };
+    float* coefficientRow(int k, int y) const;
+    void fitRow(int y) noexcept;
 
-    int coefficientCount() const { return static_cast<int>(m_planes.size()); }
-    Worker makeWorker() const;
-    float* coefficientRow(const Worker& worker, int k, int y) const;
-    /// Makes the rows of coefficients up to `last`; of those above `first` none will be needed.
-    void makeCoefficients(Worker& worker, int first, int last) const noexcept;
-
-    std::vector<cv::Mat> m_planes;  ///< the guide's, then p
-    int m_r;
+    int m_count;  ///< of the coefficients: the slopes, then b
+    int m_blockRows;
     float m_eps;
-    rows::BoxBorder m_border;
-    cv::Size m_fitSize;  ///< of the planes of coefficients
-    int m_keptRows;      ///< the rows of coefficients under a window, and the one that has just left it
-    int m_blockRows;     ///< column sums of coefficients begin anew every so many rows
-    rows::Strips m_strips;
-    std::vector<Worker> m_workers;  ///< one a strip
+    cv::Size m_fitSize;                       ///< of the planes of coefficients
+    int m_keptRows;                           ///< the rows under a window, and the one that has just left it
+    std::unique_ptr<float[]> m_coefficients;  ///< so many rows of each coefficient
+    rows::BoxMoments m_moments;               ///< what the coefficients are made of
+    rows::BoxMoments m_smoothed;              ///< their means
+    int m_firstNeeded = 0;                    ///< of the rows of coefficients
+    int m_next = 0;                           ///< the first row of coefficients that is still to come
 };
-
-template <class Use>
-void GuidedFit::sweep(const Use& use) {
-    static_assert(noexcept(use(0, 0, 0, nullptr)), "no throw may cross the boundary of a parallel region");
-    frame::parallelStrips(m_strips.count(), m_strips.count(), [&](int s, int, int) noexcept {
-        Worker& worker = m_workers[static_cast<std::size_t>(s)];
-        rows::BoxMoments& smoothed = worker.smoothed;
-        const int first = smoothed.firstRowUnder(m_strips.first(s));
-        worker.next = first / m_blockRows * m_blockRows;
-        for (int y = m_strips.first(s); y < m_strips.end(s); ++y) {
-            makeCoefficients(worker, first, smoothed.lastRowUnder(y));
-            smoothed.moveTo(y);
-            smoothed.eachStretch([&](int x, int n, const float* const* means) noexcept { use(y, x, n, means); });
-        }
-    });
-}
 
 }  // namespace kestrova::filters

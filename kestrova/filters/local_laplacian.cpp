@@ -29,7 +29,7 @@ constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 int saturated(long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); }
 
-// Truncated towards zero; not-a-number is 0.
+// Truncated towards zero; NaN is 0.
 int saturated(float v) {
     if (std::isnan(v)) return 0;
     return v >= 0x1p31f ? INT_MAX : v < -0x1p31f ? INT_MIN : static_cast<int>(v);
@@ -46,7 +46,8 @@ int levelsOf(cv::Size size) {
 // which may truncate to one less, and added.
 template <class References>
 void addSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
-    const int coefficient = interpolated(kBias, kBias, choiceAt<References>(g.at<ushort>(0, 0)).part) - kBias;
+    const int coefficient =
+        interpolated(kLaplacianZero, kLaplacianZero, choiceAt<References>(g.at<ushort>(0, 0)).part) - kLaplacianZero;
     ushort& pixel = result.at<ushort>(0, 0);
     pixel = clamp16(pixel + count * coefficient);
 }
@@ -154,7 +155,7 @@ void LocalLaplacian::calRemapLut() {
                           kMiddle, kMiddle};
     const IppiSize row = {kEntries, 1};
     constexpr int kStep = kEntries * int(sizeof(ushort));
-    // The curve ends below its last level: entry 65535 stays the identity, which is meant.
+    // The curve ends below its last level: entry 65535 stays the identity; this is intentional.
     ippiImageRamp_16u_C1R(m_remap_p, kStep, row, 0.0f, 1.0f, ippAxsHorizontal);
     if (ippiLUT_Linear_16u_C1IR(m_remap_p, kStep, row, values, levels, 7) == ippStsNoMemErr) throw std::bad_alloc();
     const float sigma = static_cast<float>(a) * m_blur;

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "kestrova/filters/local_laplacian_stages.h"
@@ -18,15 +18,26 @@ using namespace rows;
 
 namespace {
 
-constexpr int kTile =
-    1024;  // columns at a time: their sums stay in the caches, and rows are long enough to be fetched ahead
+// Columns at a time: their sums stay in the caches, and rows are long enough for the processor to fetch ahead.
+constexpr int kCols = 1024;
 
 // What the pixels of a tile are interpolated from: the chosen channel and the next one, side by side.
 struct Pairs {
-    alignas(64) int index[kTile];
-    alignas(64) float part[kTile];
-    alignas(64) ushort taken[2 * kTile];
-    alignas(64) int raised[2 * kTile];
+    alignas(64) int index[kCols];
+    alignas(64) float part[kCols];
+    alignas(64) ushort taken[2 * kCols];
+    alignas(64) int raised[2 * kCols];
+};
+
+// What a thread that makes coefficients works with.
+template <int K>
+struct CoefficientScratch {
+    struct Tile {
+        Pairs pairs;
+        alignas(64) int sums[(kCols / 2 + 2) * K];
+        ushort ofLastRow[2 * kCols];
+    };
+    std::unique_ptr<Tile> tile{new Tile};
 };
 
 template <class References>
@@ -45,15 +56,6 @@ void take(Row pixel, std::ptrdiff_t first, int n, const int* index, ushort* pair
 
 void take(PairPlane::Row row, std::ptrdiff_t first, int n, const int*, ushort* pairs) noexcept {
     std::copy_n(row.pairs + 2 * first, 2 * n, pairs);
-}
-
-// The Gaussian taps 1 6 1 or 4 4 down the columns.
-KESTROVA_KERNEL void raiseEvenRow(const ushort* above, const ushort* here, const ushort* below, int* __restrict sums,
-                                  int n) noexcept {
-    for (int i = 0; i < n; ++i) sums[i] = above[i] + 6 * here[i] + below[i];
-}
-KESTROVA_KERNEL void raiseOddRow(const ushort* here, const ushort* below, int* __restrict sums, int n) noexcept {
-    for (int i = 0; i < n; ++i) sums[i] = 4 * (here[i] + below[i]);
 }
 
 // Two sums side by side in one integer; those of an enlarging are far from 32 bits, so that nothing is carried over.
@@ -85,14 +87,14 @@ KESTROVA_KERNEL void interpolate(const Pairs& pairs, int n, ushort* __restrict o
 
 KESTROVA_KERNEL void interpolateDifferences(const Pairs& pairs, int n, ushort* __restrict out) noexcept {
     for (int x = 0; x < n; ++x) {
-        const int low = clamp16(pairs.taken[2 * x] - pairs.raised[2 * x] + kBias);
-        const int high = clamp16(pairs.taken[2 * x + 1] - pairs.raised[2 * x + 1] + kBias);
+        const int low = clamp16(pairs.taken[2 * x] - pairs.raised[2 * x] + kLaplacianZero);
+        const int high = clamp16(pairs.taken[2 * x + 1] - pairs.raised[2 * x + 1] + kLaplacianZero);
         out[x] = interpolated(low, high, pairs.part[x]);
     }
 }
 
 KESTROVA_KERNEL void addRow(const ushort* raised, int n, ushort* __restrict inOut) noexcept {
-    for (int x = 0; x < n; ++x) inOut[x] = clamp16(inOut[x] + raised[x] - kBias);
+    for (int x = 0; x < n; ++x) inOut[x] = clamp16(inOut[x] + raised[x] - kLaplacianZero);
 }
 
 // Sums down the columns for row `y` of twice as many, over `n` columns of K channels from column `first` on, which may
@@ -106,39 +108,34 @@ void sumDown(const StoredPlane<K>& plane, int y, int first, int n, int* sums) no
     int* const out = sums + (inner - first) * K;
     const int length = (innerEnd - inner) * K;
     if (y % 2 == 0)
-        raiseEvenRow(at(above), at(here), at(below), out, length);
+        sumEvenRow(at(above), at(here), at(below), out, length);
     else
-        raiseOddRow(at(here), at(below), out, length);
+        sumOddRow(at(here), at(below), out, length);
     if (first < 0) std::copy_n(plane.cols > 1 ? out + K : out, K, sums);
     if (innerEnd < first + n) std::copy_n(out + length - K, K, out + length);
 }
 
-// The last row of a plane enlarged to an odd number of rows, else empty. `cv::pyrUp` makes that row by taps that depend
-// on its vector width, from the last two rows of the plane: it is asked itself.
+// The last row of a plane enlarged to an odd number of rows, else empty. One row is enlarged as all others are.
 template <int K>
 cv::Mat lastRowOf(const StoredPlane<K>& plane, int outRows, int outCols) {
     if (outRows % 2 == 0 || outRows == 1) return {};
-    const cv::Mat lastTwo(2, plane.cols, CV_16UC(K), plane.at(plane.rows - 2));
-    cv::Mat three;
-    cv::pyrUp(lastTwo, three, {outCols, 3});
-    return three.row(2);
+    return lastRowByOpenCV(cv::Mat(2, plane.cols, CV_16UC(K), plane.at(plane.rows - 2)), {outCols, 3});
 }
 
 template <class References, class Plane>
 void coefficientRows(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
-                     const cv::Mat& lastRow, cv::Mat& out, int firstRow, int endRow) noexcept {
+                     const cv::Mat& lastRow, cv::Mat& out, int firstRow, int endRow,
+                     const CoefficientScratch<References::kCount>& scratch) noexcept {
     constexpr int K = References::kCount;
-    Pairs pairs;
-    alignas(64) int sums[(kTile / 2 + 2) * K];
-    for (int x = 0; x < g.cols; x += kTile) {
-        const int n = std::min(kTile, g.cols - x);
+    auto& [pairs, sums, ofLastRow] = *scratch.tile;
+    for (int x = 0; x < g.cols; x += kCols) {
+        const int n = std::min(kCols, g.cols - x);
         for (int y = firstRow; y < endRow; ++y) {
             choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
             take(remapped.row(y), x, n, pairs.index, pairs.taken);
             if (y == g.rows - 1 && !lastRow.empty()) {
-                ushort raised[2 * kTile];
-                take(StoredRow<K>{lastRow.ptr<ushort>()}, x, n, pairs.index, raised);
-                std::copy_n(raised, 2 * n, pairs.raised);
+                take(StoredRow<K>{lastRow.ptr<ushort>()}, x, n, pairs.index, ofLastRow);
+                std::copy_n(ofLastRow, 2 * n, pairs.raised);
             } else {
                 sumDown(coarser, y, x / 2 - 1, (n + 1) / 2 + 2, sums);
                 raisePairs<K>(sums + K, n, pairs.index, pairs.raised);
@@ -149,13 +146,11 @@ void coefficientRows(const cv::Mat& g, const Plane& remapped, const StoredPlane<
 }
 
 template <class References>
-void chooseRow(const ushort* g, StoredRow<References::kCount> row, int cols, ushort* chosen) noexcept {
-    int index[kTile];
-    float part[kTile];
-    for (int x = 0; x < cols; x += kTile) {
-        const int n = std::min(kTile, cols - x);
-        choose<References>(g + x, n, index, part);
-        take(row, x, n, index, chosen + 2 * static_cast<std::ptrdiff_t>(x));
+void chooseRow(const ushort* g, StoredRow<References::kCount> row, int cols, ushort* chosen, Pairs& pairs) noexcept {
+    for (int x = 0; x < cols; x += kCols) {
+        const int n = std::min(kCols, cols - x);
+        choose<References>(g + x, n, pairs.index, pairs.part);
+        take(row, x, n, pairs.index, chosen + 2 * static_cast<std::ptrdiff_t>(x));
     }
 }
 
@@ -168,17 +163,26 @@ template <class References>
 void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::Mat& half, cv::Mat& coefficients,
                   const PairPlane& chosen, const StoredPlane<References::kCount>& quarter) {
     constexpr int K = References::kCount;
-    const int rows = half.rows, cols = half.cols, strips = stripCount(rows, costOf(cols, K));
-    std::vector<StoredPlane<K>> bands;
-    for (int s = 0; s < strips; ++s) bands.emplace_back(rows, cols, std::min(kBandRows + 2 * kMargin, rows));
+    const int rows = half.rows, cols = half.cols;
+    struct Scratch {
+        StoredPlane<K> band;
+        ReductionScratch<K> reduction;
+        CoefficientScratch<K> coefficients;
+    };
+    const auto makeScratch = [=](int) {
+        return Scratch{StoredPlane<K>(rows, cols, std::min(kBandRows + 2 * kMargin, rows)), {}, {}};
+    };
 
-    // What the last row of the coefficients is enlarged from is computed ahead.
-    bands[0].first = std::max(rows - 2, 0);
-    reduceRows(remapped, bands[0], bands[0].first, rows);
-    const cv::Mat lastRow = lastRowOf(bands[0], remapped.rows, remapped.cols);
+    cv::Mat lastRow;
+    if (remapped.rows % 2 == 1) {
+        StoredPlane<K> lastTwo(rows, cols, std::min(rows, 2));
+        lastTwo.first = std::max(rows - 2, 0);
+        reduceRows(remapped, lastTwo, lastTwo.first, rows, ReductionScratch<K>());
+        lastRow = lastRowOf(lastTwo, remapped.rows, remapped.cols);
+    }
 
-    parallelStrips(strips, rows, [&](int firstRow, int endRow, int s) noexcept {
-        StoredPlane<K>& band = bands[s];
+    forEachStrip(Strips(rows, costOf(cols, K)), makeScratch, [&](int firstRow, int endRow, Scratch& scratch) noexcept {
+        StoredPlane<K>& band = scratch.band;
         int ready = std::max(firstRow - kMargin, 0);  // the end of the rows in the band
         band.first = ready;
         for (int y = firstRow; y < endRow; y += kBandRows) {
@@ -186,13 +190,15 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
             const int kept = std::max(y - kMargin, 0);
             std::copy(band.at(kept), band.at(ready), band.pixels.get());
             band.first = kept;
-            reduceRows(remapped, band, ready, bandEnd);
+            reduceRows(remapped, band, ready, bandEnd, scratch.reduction);
             ready = bandEnd;
 
             coefficientRows<References>(remapped.picture, remapped, band, lastRow, coefficients, 2 * y,
-                                        std::min(2 * end, remapped.rows));
-            for (int r = y; r < end; ++r) chooseRow<References>(half.ptr<ushort>(r), band.row(r), cols, chosen.at(r));
-            if (quarter.rows > 0) reduceRows(band, quarter, (y + 1) / 2, (end + 1) / 2);
+                                        std::min(2 * end, remapped.rows), scratch.coefficients);
+            for (int r = y; r < end; ++r)
+                chooseRow<References>(half.ptr<ushort>(r), band.row(r), cols, chosen.at(r),
+                                      scratch.coefficients.tile->pairs);
+            if (quarter.rows > 0) reduceRows(band, quarter, (y + 1) / 2, (end + 1) / 2, scratch.reduction);
         }
     });
 }
@@ -200,9 +206,11 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
 template <class References, class Plane>
 void coefficients(const cv::Mat& g, const Plane& remapped, const StoredPlane<References::kCount>& coarser,
                   cv::Mat& out) {
+    using Scratch = CoefficientScratch<References::kCount>;
     const cv::Mat lastRow = lastRowOf(coarser, g.rows, g.cols);
-    parallelStrips(stripCount(g.rows, costOf(g.cols, 4)), g.rows, [&](int first, int end, int) noexcept {
-        coefficientRows<References>(g, remapped, coarser, lastRow, out, first, end);
+    const auto makeScratch = [](int) { return Scratch(); };
+    forEachStrip(Strips(g.rows, costOf(g.cols, 4)), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
+        coefficientRows<References>(g, remapped, coarser, lastRow, out, first, end, scratch);
     });
 }
 
@@ -210,8 +218,8 @@ template <class References, class Plane>
 void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out) {
     parallelRows(g.rows, g.cols, [&](int y) noexcept {
         Pairs pairs;
-        for (int x = 0; x < g.cols; x += kTile) {
-            const int n = std::min(kTile, g.cols - x);
+        for (int x = 0; x < g.cols; x += kCols) {
+            const int n = std::min(kCols, g.cols - x);
             choose<References>(g.ptr<ushort>(y) + x, n, pairs.index, pairs.part);
             take(remapped.row(y), x, n, pairs.index, pairs.taken);
             interpolate(pairs, n, out.ptr<ushort>(y) + x);
@@ -220,13 +228,19 @@ void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out)
 }
 
 void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut) {
-    const int cols = inOut.cols, strips = stripCount(inOut.rows, cols);
-    std::vector<PyramidRows> enlarged = PyramidRows::forStrips(strips, coarserResult, inOut.size());
-    cv::Mat raised(strips, cols, CV_16UC1);
-    parallelStrips(strips, inOut.rows, [&](int first, int end, int s) noexcept {
+    struct Scratch {
+        PyramidRows enlarged;
+        std::vector<ushort> row;
+    };
+    const int cols = inOut.cols;
+    const PyramidRows enlarged = PyramidRows::forStrips(1, coarserResult, inOut.size())[0];
+    const auto makeScratch = [&](int) {
+        return Scratch{enlarged, std::vector<ushort>(static_cast<std::size_t>(cols))};
+    };
+    forEachStrip(Strips(inOut.rows, cols), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
         for (int y = first; y < end; ++y) {
-            enlarged[s].compute(y, raised.ptr<ushort>(s));
-            addRow(raised.ptr<ushort>(s), cols, inOut.ptr<ushort>(y));
+            scratch.enlarged.compute(y, scratch.row.data());
+            addRow(scratch.row.data(), cols, inOut.ptr<ushort>(y));
         }
     });
 }

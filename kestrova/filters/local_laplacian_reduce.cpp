@@ -11,17 +11,13 @@ namespace kestrova::filters {
 
 using namespace frame;
 
-// Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
+// Vectors are handed to functions that are always inlined: how a call would pass them does not matter.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
 namespace {
 
 constexpr int kTableRows = 256, kTableCols = 256;
 constexpr std::size_t kFewPixels = 16384;  // pictures for which filling the entries of their own values alone is faster
-// Output columns at a time: five rows of their sums stay in the second cache, and rows are long enough for the
-// processor to fetch ahead.
-template <int K>
-constexpr int kTile = 12288 / K;
 
 // Entries of the halves of differences d: d / 2 rounded to nearest, ties to even.
 int offsetIndex(int d) {
@@ -31,7 +27,7 @@ int offsetIndex(int d) {
 
 template <class References>
 void fillEntries(ushort* table, int first, int end, const ushort* remap) noexcept {
-    constexpr int kStride = kLanes<References::kCount>;
+    constexpr int kStride = kPaddedChannels<References::kCount>;
     for (int k = 0; k < References::kCount; ++k) {
         for (int y = first; y < end; ++y) {
             const int offset = 2 * remap[offsetIndex(y - k * References::kStep)] - 65536;
@@ -41,34 +37,34 @@ void fillEntries(ushort* table, int first, int end, const ushort* remap) noexcep
 }
 
 /// Eight channels side by side. A plain loop over the channels of a pixel takes up to three times as long, and one over
-/// whole lanes, whose stores overlap, is put in the wrong order by GCC 12 (-floop-unroll-and-jam).
-typedef int Lane __attribute__((vector_size(32)));
-constexpr int kLane = 8;
+/// whole vectors, whose stores overlap, is put in the wrong order by GCC 12 (-floop-unroll-and-jam).
+typedef int Channels __attribute__((vector_size(32)));
+constexpr int kChannelsAtOnce = 8;
 
-[[gnu::always_inline]] inline Lane lane(const ushort* p) {
+[[gnu::always_inline]] inline Channels channelsAt(const ushort* p) {
     ushort __attribute__((vector_size(16))) narrow;
     std::memcpy(&narrow, p, sizeof narrow);
-    return __builtin_convertvector(narrow, Lane);
+    return __builtin_convertvector(narrow, Channels);
 }
-[[gnu::always_inline]] inline void setLane(int* p, const Lane& value) { std::memcpy(p, &value, sizeof value); }
+[[gnu::always_inline]] inline void setChannels(int* p, const Channels& value) { std::memcpy(p, &value, sizeof value); }
 
-// The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x. What the last lane of a
+// The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x. What the last vector of a
 // pixel holds beyond its channels, the next pixel overwrites.
 template <int K, class Row>
 KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* sums) noexcept {
     if (n < 1) return;
-    constexpr int kCount = kLanes<K> / kLane;
-    Lane a[kCount], b[kCount], c[kCount];
+    constexpr int kCount = kPaddedChannels<K> / kChannelsAtOnce;
+    Channels a[kCount], b[kCount], c[kCount];
     for (int i = 0; i < kCount; ++i) {
-        a[i] = lane(pixel(2 * first - 2) + i * kLane);
-        b[i] = lane(pixel(2 * first - 1) + i * kLane);
-        c[i] = lane(pixel(2 * first) + i * kLane);
+        a[i] = channelsAt(pixel(2 * first - 2) + i * kChannelsAtOnce);
+        b[i] = channelsAt(pixel(2 * first - 1) + i * kChannelsAtOnce);
+        c[i] = channelsAt(pixel(2 * first) + i * kChannelsAtOnce);
     }
     for (int x = 0; x < n; ++x) {
         const ushort *odd = pixel(2 * (first + x) + 1), *even = pixel(2 * (first + x) + 2);
         for (int i = 0; i < kCount; ++i) {
-            const Lane d = lane(odd + i * kLane), e = lane(even + i * kLane);
-            setLane(sums + x * K + i * kLane, a[i] + e + 4 * (b[i] + d) + 6 * c[i]);
+            const Channels d = channelsAt(odd + i * kChannelsAtOnce), e = channelsAt(even + i * kChannelsAtOnce);
+            setChannels(sums + x * K + i * kChannelsAtOnce, a[i] + e + 4 * (b[i] + d) + 6 * c[i]);
             a[i] = c[i];
             b[i] = d;
             c[i] = e;
@@ -105,9 +101,9 @@ KESTROVA_KERNEL void sumDown(const int* __restrict a, const int* __restrict b, c
 
 // Rows of one tile: each source row is summed along once and kept for the five rows below that it serves.
 template <int K, class Plane>
-void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int endRow, int first, int n) noexcept {
-    alignas(64) int ring[5][kTile<K> * K + kLanes<K>];
-    const auto sumsOf = [&](long long sourceRow) { return ring[(sourceRow + 5) % 5]; };
+void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int endRow, int first, int n,
+                const ReductionScratch<K>& scratch) noexcept {
+    const auto sumsOf = [&](long long sourceRow) { return scratch.sums->rows[(sourceRow + 5) % 5]; };
     long long next = 2LL * firstRow - 2;
     for (int y = firstRow; y < endRow; ++y) {
         const long long centre = 2LL * y;
@@ -119,9 +115,11 @@ void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int
 }
 
 template <int K, class Plane>
-void reduceTiles(const Plane& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
-    for (int x = 0; x < coarser.cols; x += kTile<K>)
-        reduceTile<K>(plane, coarser, first, end, x, std::min(kTile<K>, coarser.cols - x));
+void reduceTiles(const Plane& plane, const StoredPlane<K>& coarser, int first, int end,
+                 const ReductionScratch<K>& scratch) noexcept {
+    constexpr int kCols = ReductionScratch<K>::kCols;
+    for (int x = 0; x < coarser.cols; x += kCols)
+        reduceTile<K>(plane, coarser, first, end, x, std::min(kCols, coarser.cols - x), scratch);
 }
 
 }  // namespace
@@ -129,7 +127,7 @@ void reduceTiles(const Plane& plane, const StoredPlane<K>& coarser, int first, i
 template <class References>
 RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort* remap) {
     constexpr int K = References::kCount;
-    const std::shared_ptr<ushort[]> table(new ushort[std::size_t(kTableRows) * kTableCols * kLanes<K>]);
+    const std::shared_ptr<ushort[]> table(new ushort[std::size_t(kTableRows) * kTableCols * kPaddedChannels<K>]);
     if (picture.total() < kFewPixels) {
         for (int y = 0; y < picture.rows; ++y) {
             const ushort* const row = picture.ptr<ushort>(y);
@@ -144,24 +142,31 @@ RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort*
 }
 
 template <int K>
-void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
-    reduceTiles<K>(plane, coarser, first, end);
+void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end,
+                const ReductionScratch<K>& scratch) noexcept {
+    reduceTiles<K>(plane, coarser, first, end, scratch);
 }
 template <int K>
-void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept {
-    reduceTiles<K>(plane, coarser, first, end);
+void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end,
+                const ReductionScratch<K>& scratch) noexcept {
+    reduceTiles<K>(plane, coarser, first, end, scratch);
 }
 
 template <int K>
 void reduce(const StoredPlane<K>& plane, const StoredPlane<K>& coarser) {
-    parallelStrips(stripCount(coarser.rows, costOf(coarser.cols, K)), coarser.rows,
-                   [&](int first, int end, int) noexcept { reduceTiles<K>(plane, coarser, first, end); });
+    const auto makeScratch = [](int) { return ReductionScratch<K>(); };
+    forEachStrip(Strips(coarser.rows, costOf(coarser.cols, K)), makeScratch,
+                 [&](int first, int end, ReductionScratch<K>& scratch) noexcept {
+                     reduceTiles<K>(plane, coarser, first, end, scratch);
+                 });
 }
 
-#define KESTROVA_INSTANTIATE(References, K)                                                      \
-    template RemappedPlane<K> remapped<References>(const cv::Mat&, const ushort*);               \
-    template void reduceRows(const RemappedPlane<K>&, const StoredPlane<K>&, int, int) noexcept; \
-    template void reduceRows(const StoredPlane<K>&, const StoredPlane<K>&, int, int) noexcept;   \
+#define KESTROVA_INSTANTIATE(References, K)                                            \
+    template RemappedPlane<K> remapped<References>(const cv::Mat&, const ushort*);     \
+    template void reduceRows(const RemappedPlane<K>&, const StoredPlane<K>&, int, int, \
+                             const ReductionScratch<K>&) noexcept;                     \
+    template void reduceRows(const StoredPlane<K>&, const StoredPlane<K>&, int, int,   \
+                             const ReductionScratch<K>&) noexcept;                     \
     template void reduce(const StoredPlane<K>&, const StoredPlane<K>&);
 KESTROVA_INSTANTIATE(TenReferences, 10)
 KESTROVA_INSTANTIATE(SixteenReferences, 16)

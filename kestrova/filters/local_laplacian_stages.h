@@ -8,11 +8,11 @@
 
 namespace kestrova::filters {
 
-/// The stages of the local Laplacian filter. Internal.
-///
-/// A pixel of the remapped pyramid has K channels, one for each reference, stored side by side. The remapped picture
-/// itself is never formed: a pixel of it depends on the picture's value alone, and is an entry of a table. The level
-/// below it passes by in bands of rows, and only what is chosen from it is kept; levels from 2 on are stored.
+// The stages of the local Laplacian filter. Internal.
+//
+// A pixel of the remapped pyramid has K channels, one for each reference, stored side by side. The remapped picture
+// itself is never formed: a pixel of it depends on the picture's value alone, and is an entry of a table. The next
+// level is made in bands of rows, of which only what is chosen is kept; levels from 2 on are stored.
 
 /// K references g_k = k * kStep.
 struct TenReferences {
@@ -28,12 +28,11 @@ struct TwentyFourReferences {
     static constexpr float kPerStep = 0.00036630037f;
 };
 
-/// Zero of a Laplacian level.
-constexpr int kBias = 32767;
+constexpr int kLaplacianZero = 32767;
 
-/// Kernels load pixels in whole lanes, beyond the K channels of a pixel; every block of pixels has room for that.
+/// Kernels load whole vectors of channels, beyond the K channels of a pixel; every block of pixels has room for that.
 template <int K>
-constexpr int kLanes = (K + 7) / 8 * 8;
+constexpr int kPaddedChannels = (K + 7) / 8 * 8;
 
 /// The work of a row, to share it out by.
 inline int costOf(int cols, int channels) { return cols > INT_MAX / channels ? INT_MAX : cols * channels; }
@@ -51,7 +50,7 @@ struct RemappedRow {
     const ushort* values;
     const ushort* table;
     const ushort* operator()(std::ptrdiff_t x) const {
-        return table + static_cast<std::ptrdiff_t>(values[x]) * kLanes<K>;
+        return table + static_cast<std::ptrdiff_t>(values[x]) * kPaddedChannels<K>;
     }
 };
 
@@ -60,7 +59,9 @@ template <int K>
 struct StoredPlane {
     StoredPlane() = default;
     StoredPlane(int rows, int cols, int bandRows)
-        : rows(rows), cols(cols), pixels(new ushort[std::size_t(bandRows) * std::size_t(cols) * K + kLanes<K>]) {}
+        : rows(rows),
+          cols(cols),
+          pixels(new ushort[std::size_t(bandRows) * std::size_t(cols) * K + kPaddedChannels<K>]) {}
     StoredPlane(int rows, int cols) : StoredPlane(rows, cols, rows) {}
 
     StoredRow<K> row(int y) const { return {at(y)}; }
@@ -78,7 +79,7 @@ struct RemappedPlane {
 
     cv::Mat picture;
     int rows, cols;
-    std::shared_ptr<const ushort[]> table;  ///< 65536 entries of `kLanes<K>` channels
+    std::shared_ptr<const ushort[]> table;  ///< 65536 entries of `kPaddedChannels<K>` channels
 };
 
 /// The remapped picture by the table of offsets `remap`: channel k of a pixel Y is
@@ -86,11 +87,24 @@ struct RemappedPlane {
 template <class References>
 RemappedPlane<References::kCount> remapped(const cv::Mat& picture, const ushort* remap);
 
+/// What a thread that reduces works with: sums along five rows of a tile.
+template <int K>
+struct ReductionScratch {
+    static constexpr int kCols = 12288 / K;  ///< columns of a tile: its sums stay in the second-level cache
+
+    struct Sums {
+        alignas(64) int rows[5][kCols * K + kPaddedChannels<K>];
+    };
+    std::unique_ptr<Sums> sums{new Sums};
+};
+
 /// Rows [first, end) of the next coarser level, the same bits as `cv::pyrDown`.
 template <int K>
-void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept;
+void reduceRows(const RemappedPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end,
+                const ReductionScratch<K>& scratch) noexcept;
 template <int K>
-void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end) noexcept;
+void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int first, int end,
+                const ReductionScratch<K>& scratch) noexcept;
 
 /// All of its rows.
 template <int K>
@@ -109,7 +123,7 @@ Choice choiceAt(int g) {
 }
 
 /// The values in the channels of a choice, interpolated and truncated. Extrapolated values are cut to their low 16
-/// bits; this is meant.
+/// bits; this is intentional.
 inline ushort interpolated(int low, int high, float part) {
     return static_cast<ushort>(
         static_cast<int>((1.0f - part) * static_cast<float>(low) + part * static_cast<float>(high)));
@@ -127,8 +141,8 @@ struct PairPlane {
     std::unique_ptr<ushort[]> pixels;
 };
 
-/// From the remapped picture alone, its next level passing by in bands: the finest coefficients of the output, what is
-/// chosen from the next level by `half`, the Gaussian level 1, and, unless `quarter` has no rows, remapped level 2.
+/// From the remapped picture alone, whose next level is made band by band: the finest coefficients of the output, what
+/// is chosen from the next level by `half`, the Gaussian level 1, and, unless `quarter` has no rows, remapped level 2.
 template <class References>
 void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::Mat& half, cv::Mat& coefficients,
                   const PairPlane& chosen, const StoredPlane<References::kCount>& quarter);

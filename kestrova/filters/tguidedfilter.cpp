@@ -1,10 +1,14 @@
 #include "kestrova/filters/tguidedfilter.h"
 
-#include <cstring>
+#include <algorithm>
+#include <initializer_list>
 
 #include "kestrova/filters/guided_fit.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/overlap.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;
@@ -12,32 +16,41 @@ using namespace kestrova::rows;
 
 namespace {
 
-void checkEstimate(const cv::Mat* guide, int guides, const cv::Mat& p, int r) {
+constexpr const char* kNoMemory = "ERROR - TGuidedFilter::setup - not enough memory";
+
+void checkEstimate(const cv::Mat& p, int r) {
     if (p.type() != CV_32FC1) fail("ERROR - TGuidedFilter::setup - p.type()!=CV_32FC1");
     if (p.empty()) fail("ERROR - TGuidedFilter::setup - p.empty()");
-    for (int k = 0; k < guides; ++k) {
-        if (guide[k].type() != CV_32FC1) fail("ERROR - TGuidedFilter::setup - guide.type()!=CV_32FC1");
-        if (guide[k].size() != p.size()) fail("ERROR - TGuidedFilter::setup - guide.size()!=p.size()");
-    }
+    stepOf(p);
     if (!GuidedFit::isRadius(r)) fail("ERROR - TGuidedFilter::setup - r<0 || r>32767");
 }
 
-/// The means of the coefficients into the planes of the model, which stay as they are where there is no memory.
-void estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps,
-              const std::vector<cv::Mat*>& model) {
-    orFailWithoutMemory("ERROR - TGuidedFilter::setup - not enough memory", [&] {
-        GuidedFit fit(guide, p, r, eps, BoxBorder::kReplicated);
-        std::vector<cv::Mat> planes;
-        for (const cv::Mat* plane : model) {
-            planes.push_back(*plane);
-            planes.back().create(fit.size(), CV_32FC1);
+void checkGuide(const cv::Mat& guide, const cv::Mat& p) {
+    if (guide.type() != CV_32FC1) fail("ERROR - TGuidedFilter::setup - guide.type()!=CV_32FC1");
+    checkPlane(guide);
+    if (guide.size() != p.size()) fail("ERROR - TGuidedFilter::setup - guide.size()!=p.size()");
+}
+
+/// The means of the coefficients, slopes first. They take the place of those of `before` where these have their size.
+std::vector<cv::Mat> fittedModel(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps,
+                                 std::initializer_list<const cv::Mat*> before) {
+    std::vector<cv::Mat> model;
+    for (const cv::Mat* plane : before) model.push_back(outputLike(*plane, p.size(), CV_32FC1));
+
+    const auto makeFit = [&](int) { return GuidedFit(guide, p, r, eps, BoxBorder::kReplicated); };
+    const auto copyMeans = [&](int first, int end, GuidedFit& fit) noexcept {
+        fit.begin(first, 0);
+        for (int y = first; y < end; ++y) {
+            fit.moveTo(y);
+            for (int x = 0; x < p.cols; x += GuidedFit::kStretch) {
+                const int n = std::min(GuidedFit::kStretch, p.cols - x);
+                const float* const* means = fit.means(x, n);
+                for (std::size_t k = 0; k < model.size(); ++k) std::copy_n(means[k], n, model[k].ptr<float>(y, x));
+            }
         }
-        fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
-            for (std::size_t k = 0; k < planes.size(); ++k)
-                std::memcpy(planes[k].ptr<float>(y, x), means[k], sizeof(float) * static_cast<std::size_t>(n));
-        });
-        for (std::size_t k = 0; k < planes.size(); ++k) *model[k] = planes[k];
-    });
+    };
+    forEachStrip(Strips(p.rows, p.cols, GuidedFit::blockRows(r)), makeFit, copyMeans);
+    return model;
 }
 
 }  // namespace
@@ -59,12 +72,24 @@ void TGuidedFilter::proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const {
 }
 
 void TGuidedFilter::gFc1_estimate(const cv::Mat& I, const cv::Mat& p, int r, float eps) {
-    checkEstimate(&I, 1, p, r);
-    estimate({I}, p, r, eps, {&m_a0, &m_b});
+    checkEstimate(p, r);
+    checkGuide(I, p);
+    orFailWithoutMemory(kNoMemory, [&] {
+        const std::vector<cv::Mat> model = fittedModel({I}, p, r, eps, {&m_a0, &m_b});
+        m_a0 = model[0];
+        m_b = model[1];
+    });
 }
 
 void TGuidedFilter::gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps) {
     if (guide.size() != 3) fail("ERROR - TGuidedFilter::setup - input vector size is not correct.");
-    checkEstimate(guide.data(), 3, p, r);
-    estimate(guide, p, r, eps, {&m_a0, &m_a1, &m_a2, &m_b});
+    checkEstimate(p, r);
+    for (const cv::Mat& plane : guide) checkGuide(plane, p);
+    orFailWithoutMemory(kNoMemory, [&] {
+        const std::vector<cv::Mat> model = fittedModel(guide, p, r, eps, {&m_a0, &m_a1, &m_a2, &m_b});
+        m_a0 = model[0];
+        m_a1 = model[1];
+        m_a2 = model[2];
+        m_b = model[3];
+    });
 }

@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "kestrova/export.h"
-
-struct IppiPoint;
-struct IppiSize;
+#include "kestrova/frame/vendor_types.h"
 
 /// Guided image filter after He, Sun and Tang, "Guided Image Filtering" (ECCV 2010; IEEE TPAMI 35(6), 2013), in two
 /// halves that may run at different sizes, as in He and Sun, "Fast Guided Filter" (arXiv:1505.00996, 2015).
@@ -16,66 +14,92 @@ struct IppiSize;
 /// the box means of the coefficients. `proc` applies them to a guide that may be larger. Guides have one plane, or
 /// three with one slope each.
 ///
-/// Radius r, 0 or more: the window has 2r + 1 pixels a side; cost grows with the logarithm of r. Sensible are 2 to 16
-/// for noise and small detail, up to some 1/30 of the longer side for large structure. eps, above 0: variance of the
-/// guide below which the plane is smoothed rather than followed, in squared units of the guide; on the scale 0..1
-/// sensible are 0.0001 (only faint texture goes) to 0.1 (close to a box mean). With eps 0 a flat window of a single
-/// guide gives 0 / 0.
+/// Radius r, 0 to 32767 pixels: the window has 2r + 1 pixels a side. 2 to 16 suits noise and small detail, up to some
+/// 1/30 of the longer side large structure. `eps`, above 0: the variance of the guide below which the plane is smoothed
+/// rather than followed, in squared units of the guide; on the scale 0..1 usual values are 0.0001 (only faint texture
+/// goes) to 0.1 (close to a box mean). With eps 0 a flat window of a single guide gives 0 / 0, which is NaN.
+///
+/// Cost: a window's sums take time in proportion to the number of binary digits of r. Beside its planes `setup` works
+/// on 2r + 2 rows of each coefficient (two of them, four with three planes of guide) for each thread, 4 bytes a pixel:
+/// 3 MiB for r = 16 at 24 megapixels with two threads, 92 MiB for r = 1000 with one. Threads divide the plane into
+/// blocks of 4r + 2 rows, at least 64, so that a large r leaves some of them without work, and each computes 2r rows of
+/// coefficients above its own again: for a large r, fit at a reduced size.
 ///
 /// Copies share the planes of the model, so that a new `setup` of the same size on one changes the other too. `proc`
-/// may run on several threads at once. The number of threads changes no bit of a result. Where there is no memory a
-/// text is thrown, and the model and the output are as they were.
+/// may run on several threads at once. The number of threads changes no bit of a result.
+///
+/// Where memory runs out "ERROR - TGuidedFilter::setup - not enough memory" is thrown, or the same of the operation
+/// (`proc`, `apply`, `stripProc`, `calcov2`); the model and the output are as they were. Planes of three dimensions
+/// and, where floats are filtered, rows of 2^31 bytes and more are failures too.
 class KESTROVA_EXPORT TGuidedFilter {
 public:
-    /// Fits the model. `guide`: 1 or 3 CV_32FC1 planes; `p`: a CV_32FC1 plane of their size; one scale for all, 0..1 if
-    /// integers are to go through `proc`. Throws "ERROR - TGuidedFilter::setup - input vector size is not correct." for
-    /// another number of planes, and a text for planes that do not fit, an empty one or r outside 0..32767.
+    /// Fits the model and replaces the one before.
+    /// @param guide 1 or 3 CV_32FC1 planes
+    /// @param p a CV_32FC1 plane of their size; one scale for all, 0..1 if integers are to go through `proc`
+    /// @param r 0..32767
+    /// @param eps above 0, see above
+    ///
+    /// Throws "ERROR - TGuidedFilter::setup - input vector size is not correct." for another number of planes, and a
+    /// text for planes that do not fit, an empty one or another r; the model is as it was.
     void setup(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps);
 
-    /// Applies the model to 1 or 3 planes, CV_8UC1 or CV_16UC1 and of any size; each coefficient serves a block of
-    /// pixels. `q` gets size and type of `guide[0]`, the values rounded to nearest, ties to even, and saturated; it may
-    /// be a plane of the guide, or run over one. For any other depth of `guide[0]` `q` is a copy of it: this is meant.
-    /// Throws "ERROR - TGuidedFilter::proc - input vector size is not correct." for another number of planes, and a
-    /// text for planes that do not fit each other or a model that is missing.
+    /// Applies the model. A coefficient serves a block of pixels, ceil(size of the guide / size of the model) each way.
+    /// @param guide 1 or 3 planes, as many as the model has, CV_8UC1 or CV_16UC1 and of any size
+    /// @param q gets size and type of `guide[0]`; its values, v = sum of guide times slope, plus b times 255 or 65535,
+    /// are rounded to nearest, ties to even, and saturated. It may be a plane of the guide, or overlap one.
+    ///
+    /// For any other depth of `guide[0]` `q` is a copy of it; this is intentional. Throws
+    /// "ERROR - TGuidedFilter::proc - input vector size is not correct." for another number of planes, and a text for
+    /// planes that do not fit each other or a model that is missing, before anything is written.
     void proc(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
-    /// The whole filter in strips, apart from the model. `I`, `p`, `q`: CV_32FC1 planes of one size, at least 4r pixels
-    /// a side; `q` is allocated by the caller and may be one of the others. The filtered picture stands 2r pixels
-    /// further right and 2r pixels further down than the guide, and a frame 4r wide is copied from `p`: both are meant.
-    /// Throws a text for planes that do not fit or r outside 0..32767.
+    /// The whole filter in strips of 600 rows (one strip below 2250000 pixels or 600 rows), apart from the model.
+    /// @param I guide, CV_32FC1, at least 4r pixels a side
+    /// @param p plane to filter, of the same type and size
+    /// @param q of the same type and size, allocated by the caller; it may be one of the others
+    /// @param r 0..32767
+    /// @param eps as in `setup`
+    ///
+    /// The filtered picture stands 2r pixels further right and 2r pixels further down than the guide, and a frame 4r
+    /// wide is copied from `p`; both are intentional. Throws a text for planes that do not fit or another r, before
+    /// anything is written.
     void stripProc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps) const;
 
 protected:
-    /// `setup` with one plane, and with three
+    /// `setup` with one plane of guide.
     void gFc1_estimate(const cv::Mat& I, const cv::Mat& p, int r, float eps);
+    /// `setup` with three planes of guide.
     void gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps);
 
-    /// `proc` with one plane, and with three
+    /// `proc` with one plane of guide.
     void gFc1_applyLoop(const cv::Mat& I, cv::Mat& q) const;
+    /// `proc` with three planes of guide.
     void gFc3_applyLoop(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
-    /// Applies the model to CV_32FC1 planes of any size, in units of the model: `q` of their size, CV_32FC1. The
-    /// coefficients are resized: cubically for one plane, to the nearest for three; the difference is meant. Throw a
-    /// text for planes that do not fit or a model that is missing.
+    /// Applies the model to a CV_32FC1 plane of any size, in units of the model; `q` gets its size and type. The
+    /// coefficients are resized cubically. Throws a text for a plane that does not fit or a model that is missing.
     void gFc1_apply(const cv::Mat& I, cv::Mat& q) const;
+    /// The same with three planes of guide; the coefficients are resized to the nearest, other than with one plane.
     void gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
-    /// `stripProc` with strips of `blkH` rows of output, 1 or more
+    /// `stripProc` with strips of `blkH` rows of output, 1 or more.
     void gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps, int blkH) const;
 
     /// The filter on one strip, without borders: q(y, x) is the result at (y + 2r, x + 2r) of `I` and `p`, which are
-    /// at least 4r larger than `q` and share no pixels with it.
+    /// CV_32FC1, at least 4r larger than `q` and share no pixels with it.
     void gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps) const;
 
     /// The height of a strip: h if w * h, a 32-bit signed product that wraps, is below 2250000 or h below 600, else
     /// 600.
     static int checkBlkSz(int w, int h);
 
-    /// Variance and covariance of `X`, and of `X` and `Y`, over a mask, from planes and their means: `tmpWide` takes
-    /// the products over `wideRoi`; their box means over `innerRoi`, less the products of the means (`tmpInner`), go to
-    /// `out`, at `anchor` if `offset` is set. All CV_32FC1 and allocated; throw a text if a region does not fit.
+    /// The variance of `X` over a mask: `calcov2` of `X` with itself.
     void calvar2(cv::Mat& out, const cv::Mat& X, const cv::Mat& meanX, cv::Mat& tmpWide, cv::Mat& tmpInner,
                  IppiSize wideRoi, IppiSize innerRoi, IppiSize mask, IppiPoint anchor, bool offset) const;
+    /// The covariance of `X` and `Y` over a mask, from the planes and their means. All planes are CV_32FC1 and
+    /// allocated. `tmpWide` takes the products over `wideRoi`; their means over `mask`, at `innerRoi` pixels from
+    /// `anchor` on, less the products of the means (`tmpInner`), go to `out`, from `anchor` on if `offset` is set.
+    /// Throws a text if a region does not fit, before anything is written; where memory runs out, `out` is as it was.
     void calcov2(cv::Mat& out, const cv::Mat& X, const cv::Mat& Y, const cv::Mat& meanX, const cv::Mat& meanY,
                  cv::Mat& tmpWide, cv::Mat& tmpInner, IppiSize wideRoi, IppiSize innerRoi, IppiSize mask,
                  IppiPoint anchor, bool offset) const;
@@ -83,5 +107,5 @@ protected:
     cv::Mat m_a0;  ///< CV_32FC1, box means of the slope of the guide's first plane
     cv::Mat m_a1;  ///< of its second plane; not touched by a guide of one plane
     cv::Mat m_a2;  ///< of its third plane; not touched by a guide of one plane
-    cv::Mat m_b;   ///< CV_32FC1, box means of the offset
+    cv::Mat m_b;   ///< CV_32FC1, box means of the offset, in units of full scale
 };

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <memory>
+#include <vector>
 
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
@@ -10,6 +10,7 @@
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
 
@@ -54,7 +55,8 @@ KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 3>& guide, const st
 /// How many pixels a cell of the model serves along one direction. In single precision: for more than 2^24 pixels it
 /// may come out one too small, and the last cell then serves all that is left.
 int blockSize(int pixels, int cells) {
-    return static_cast<int>(std::ceil(static_cast<float>(pixels) / static_cast<float>(cells)));
+    constexpr float kMost = 0x1.fffffep30f;  // INT_MAX as a float would be more than an int holds
+    return static_cast<int>(std::min(std::ceil(static_cast<float>(pixels) / static_cast<float>(cells)), kMost));
 }
 
 template <int kBlock>
@@ -77,33 +79,53 @@ void spreadRow(const float* cells, int count, int block, float* out, int n) noex
     std::fill(out + done, out + n, cells[std::min(whole, count - 1)]);
 }
 
+/// The coefficients of a row of pixels, one a pixel.
+template <std::size_t kCoefficients>
+class SpreadRows {
+public:
+    SpreadRows(const std::array<cv::Mat, kCoefficients>& model, cv::Size pixels)
+        : m_model(model),
+          m_cols(pixels.width),
+          m_blockWidth(blockSize(pixels.width, model[0].cols)),
+          m_blockHeight(blockSize(pixels.height, model[0].rows)),
+          m_asTheyStand(m_blockWidth == 1 && pixels.width <= model[0].cols),
+          m_spread(m_asTheyStand ? 0 : kCoefficients * static_cast<std::size_t>(pixels.width)) {}
+
+    const std::array<const float*, kCoefficients>& row(int y) noexcept {
+        const int cell = std::min(y / m_blockHeight, m_model[0].rows - 1);
+        if (cell == m_current) return m_rows;
+        m_current = cell;
+        for (std::size_t k = 0; k < kCoefficients; ++k) {
+            m_rows[k] = m_model[k].template ptr<float>(cell);
+            if (m_asTheyStand) continue;
+            float* spread = m_spread.data() + k * static_cast<std::size_t>(m_cols);
+            spreadRow(m_rows[k], m_model[k].cols, m_blockWidth, spread, m_cols);
+            m_rows[k] = spread;
+        }
+        return m_rows;
+    }
+
+private:
+    const std::array<cv::Mat, kCoefficients>& m_model;
+    int m_cols, m_blockWidth, m_blockHeight;
+    bool m_asTheyStand;           ///< each pixel has a column of the model
+    std::vector<float> m_spread;  ///< a row of each coefficient
+    std::array<const float*, kCoefficients> m_rows{};
+    int m_current = -1;  ///< the row of the model that is spread
+};
+
 template <class Pixel, std::size_t kGuides>
 void applyBlocks(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
-    const int rows = q.rows, cols = q.cols, modelRows = model[0].rows, modelCols = model[0].cols;
-    const int sx = blockSize(cols, modelCols), sy = blockSize(rows, modelRows);
-    const bool asTheyStand = sx == 1 && cols <= modelCols;
-    const int strips = stripCount(rows, cols);
-    const auto width = static_cast<std::ptrdiff_t>(cols);
-    const std::unique_ptr<float[]> scratch(
-        asTheyStand ? nullptr : new float[static_cast<std::size_t>(strips) * (kGuides + 1) * cols]);
-    parallelStrips(strips, rows, [&](int first, int end, int strip) noexcept {
-        std::array<const float*, kGuides + 1> coefficients{};
-        int current = -1;
+    using Coefficients = SpreadRows<kGuides + 1>;
+    const auto makeCoefficients = [&](int) { return Coefficients(model, q.size()); };
+    const auto applyRows = [&](int first, int end, Coefficients& coefficients) noexcept {
+        std::array<const Pixel*, kGuides> pixels;
         for (int y = first; y < end; ++y) {
-            const int cell = std::min(y / sy, modelRows - 1);
-            for (std::size_t k = 0; k <= kGuides && cell != current; ++k) {
-                coefficients[k] = model[k].template ptr<float>(cell);
-                if (asTheyStand) continue;
-                float* spread = scratch.get() + (strip * static_cast<std::ptrdiff_t>(kGuides + 1) + k) * width;
-                spreadRow(coefficients[k], modelCols, sx, spread, cols);
-                coefficients[k] = spread;
-            }
-            current = cell;
-            std::array<const Pixel*, kGuides> pixels;
             for (std::size_t k = 0; k < kGuides; ++k) pixels[k] = guide[k].template ptr<Pixel>(y);
-            applyRow<Pixel>(pixels, coefficients, q.ptr<Pixel>(y), cols);
+            applyRow<Pixel>(pixels, coefficients.row(y), q.ptr<Pixel>(y), q.cols);
         }
-    });
+    };
+    forEachStrip(Strips(q.rows, q.cols), makeCoefficients, applyRows);
 }
 
 bool isInteger(const cv::Mat& guide) { return guide.depth() == CV_8U || guide.depth() == CV_16U; }
@@ -124,7 +146,6 @@ void checkApply(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::
 template <std::size_t kGuides>
 void applyInteger(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model,
                   cv::Mat& q) {
-    q.create(guide[0].size(), guide[0].type());
     const bool apart =
         std::any_of(guide.begin(), guide.end(), [&](const cv::Mat& I) { return overlapAcrossRows(I, q); });
     cv::Mat result = apart ? cv::Mat(q.size(), q.type()) : q;
@@ -134,13 +155,15 @@ void applyInteger(const std::array<cv::Mat, kGuides>& guide, const std::array<cv
 
 template <std::size_t kGuides>
 void applyLoop(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
-    if (isInteger(guide[0])) checkApply(guide, model);
+    for (const cv::Mat& plane : guide) checkPlane(plane);
+    const bool integer = isInteger(guide[0]);
+    if (integer) checkApply(guide, model);
     orFailWithoutMemory("ERROR - TGuidedFilter::proc - not enough memory", [&] {
-        cv::Mat result = q;  // `q` stays as it is where there is no memory
-        if (isInteger(guide[0]))
+        cv::Mat result = outputLike(q, guide[0].size(), guide[0].type());
+        if (integer)
             applyInteger(guide, model, result);
         else
-            guide[0].copyTo(result);  // a copy is meant
+            sourceBeside(result, guide[0], StillRead::kThatPixel).copyTo(result);  // a plain copy is intentional
         q = result;
     });
 }

@@ -1,5 +1,6 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/neighbourhood.h"
 
@@ -7,10 +8,9 @@ using namespace kestrova::frame;
 
 namespace {
 
-int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
-
 void checkRegion(const cv::Mat& plane, IppiPoint at, IppiSize region) {
     if (plane.type() != CV_32FC1) fail("ERROR - TGuidedFilter::calcov2 - type()!=CV_32FC1");
+    stepOf(plane);
     if (region.width > plane.cols - at.x || region.height > plane.rows - at.y)
         fail("ERROR - TGuidedFilter::calcov2 - a region is larger than its plane");
 }

@@ -4,6 +4,7 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
@@ -16,11 +17,10 @@ namespace {
 
 constexpr const char* kNoMemory = "ERROR - TGuidedFilter::apply - not enough memory";
 
-int stepOf(const cv::Mat& plane) { return static_cast<int>(plane.step); }
-
 void checkGuide(const cv::Mat& I, const cv::Mat& first) {
     if (I.type() != CV_32FC1) fail("ERROR - TGuidedFilter::apply - guide.type()!=CV_32FC1");
     if (I.empty()) fail("ERROR - TGuidedFilter::apply - guide.empty()");
+    stepOf(I);
     if (I.size() != first.size()) fail("ERROR - TGuidedFilter::apply - guide sizes differ");
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 
@@ -8,6 +9,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
+#include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;
@@ -18,9 +21,10 @@ namespace {
 constexpr int kStripRows = 600;
 constexpr const char* kNoMemory = "ERROR - TGuidedFilter::stripProc - not enough memory";
 
-void checkPlanes(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
+void checkStrip(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
     if (I.type() != CV_32FC1 || p.type() != CV_32FC1 || q.type() != CV_32FC1)
         fail("ERROR - TGuidedFilter::stripProc - type()!=CV_32FC1");
+    for (const cv::Mat* plane : {&I, &p, &q}) stepOf(*plane);
     if (I.size() != p.size()) fail("ERROR - TGuidedFilter::stripProc - I.size()!=p.size()");
     if (!GuidedFit::isRadius(r)) fail("ERROR - TGuidedFilter::stripProc - r<0 || r>32767");
 }
@@ -28,6 +32,37 @@ void checkPlanes(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r) {
 /// q = I * a + b
 KESTROVA_KERNEL void applyRow(const float* I, const float* a, const float* b, float* __restrict q, int n) noexcept {
     for (int x = 0; x < n; ++x) q[x] = b[x] + a[x] * I[x];
+}
+
+/// The filter without borders, in strips of `blkH` rows of output: q(y, x) is the result at (y + 2r, x + 2r) of `I` and
+/// `p`, which are 4r larger than `q` and do not overlap it. Sums begin anew at the first row of a strip and of each
+/// block in it; any number of threads takes whole blocks and gives the bits of strips that each have a thread.
+void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float eps, int blkH) {
+    if (q.empty()) return;
+    const int blockRows = GuidedFit::blockRows(r), stripRows = std::min(blkH, q.rows);
+    const auto blocksOf = [=](int rows) { return rows / blockRows + (rows % blockRows > 0); };
+    const int blocksPerStrip = blocksOf(stripRows);
+    const int blocks = q.rows / stripRows * blocksPerStrip + blocksOf(q.rows % stripRows);
+
+    const auto makeFit = [&](int) { return GuidedFit({I}, p, r, eps, BoxBorder::kInside); };
+    const auto filterBlocks = [&](int firstBlock, int endBlock, GuidedFit& fit) noexcept {
+        for (int block = firstBlock; block < endBlock; ++block) {
+            const int top = block / blocksPerStrip * stripRows, inStrip = block % blocksPerStrip * blockRows;
+            const int first = top + inStrip;
+            const int end = first + std::min({blockRows, stripRows - inStrip, q.rows - first});
+            if (block == firstBlock || first == top) fit.begin(first, top);
+            for (int y = first; y < end; ++y) {
+                fit.moveTo(y);
+                for (int x = 0; x < q.cols; x += GuidedFit::kStretch) {
+                    const int n = std::min(GuidedFit::kStretch, q.cols - x);
+                    const float* const* means = fit.means(x, n);
+                    applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
+                }
+            }
+        }
+    };
+    const long long perBlock = static_cast<long long>(q.cols) * std::min(blockRows, stripRows);
+    forEachStrip(Strips(blocks, static_cast<int>(std::min<long long>(perBlock, INT_MAX))), makeFit, filterBlocks);
 }
 
 /// Copies the outermost `margin` pixels of every side.
@@ -52,41 +87,26 @@ void TGuidedFilter::stripProc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, in
     gFc1_stripproc(I, p, q, r, eps, checkBlkSz(I.cols, I.rows));
 }
 
-// Strips come one after another and each is split among the threads: the same bits as strips side by side, and an even
-// split for any number of threads.
 void TGuidedFilter::gFc1_stripproc(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps, int blkH) const {
-    checkPlanes(I, p, q, r);
+    checkStrip(I, p, q, r);
     if (q.empty()) fail("ERROR - TGuidedFilter::stripProc - q is not allocated");
     if (q.size() != p.size()) fail("ERROR - TGuidedFilter::stripProc - q.size()!=p.size()");
     if (blkH < 1) fail("ERROR - TGuidedFilter::stripProc - blkH<1");
-    const int rows = q.rows, cols = q.cols, m = 4 * r;
-    if (rows < m || cols < m) fail("ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
-    cv::Mat guide, plane;
+    const int m = 4 * r;
+    if (q.rows < m || q.cols < m) fail("ERROR - TGuidedFilter::stripProc - the planes are smaller than 4r");
     orFailWithoutMemory(kNoMemory, [&] {
-        guide = overlap(I, q) ? I.clone() : I;
-        plane = overlap(p, q) ? p.clone() : p;
+        const cv::Mat guide = sourceBeside(q, I, StillRead::kAnyRow), plane = sourceBeside(q, p, StillRead::kAnyRow);
+        filterStrips(guide, plane, q(cv::Rect(m, m, q.cols - m, q.rows - m)), r, eps, blkH);
+        copyFrame(plane, q, m);
     });
-
-    for (int y0 = 0; y0 < rows - m; y0 += std::min(blkH, rows - m - y0)) {
-        const int outRows = std::min(blkH, rows - m - y0);
-        const cv::Rect source(0, y0, cols, outRows + m);
-        cv::Mat strip = q(cv::Rect(m, m + y0, cols - m, outRows));
-        gFc1_blkGuide(guide(source), plane(source), strip, r, eps);
-    }
-    copyFrame(plane, q, m);
 }
 
 void TGuidedFilter::gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps) const {
-    checkPlanes(I, p, q, r);
+    checkStrip(I, p, q, r);
     if (q.empty()) return;
     const int m = 4 * r;
     if (q.cols > p.cols - m || q.rows > p.rows - m)
         fail("ERROR - TGuidedFilter::gFc1_blkGuide - q is larger than the strip holds whole");
     const cv::Rect needed(0, 0, q.cols + m, q.rows + m);
-    orFailWithoutMemory(kNoMemory, [&] {
-        GuidedFit fit({I(needed)}, p(needed), r, eps, BoxBorder::kInside);
-        fit.sweep([&](int y, int x, int n, const float* const* means) noexcept {
-            applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
-        });
-    });
+    orFailWithoutMemory(kNoMemory, [&] { filterStrips(I(needed), p(needed), q, r, eps, q.rows); });
 }

@@ -4,8 +4,10 @@
 #include <array>
 #include <climits>
 #include <cstddef>
+#include <utility>
 
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/memory_failure.h"
 #include "kestrova/primitives/vector_math.h"
 
 using namespace kestrova::frame;
@@ -36,6 +38,7 @@ TWLSFilter::~TWLSFilter() { freemem(); }
 
 int TWLSFilter::getWidth() const { return m_width; }
 int TWLSFilter::getHeight() const { return m_height; }
+bool TWLSFilter::solved() const { return m_solved; }
 
 void TWLSFilter::freemem() {
     m_buffers.reset();
@@ -52,7 +55,9 @@ void TWLSFilter::realloc(int w, int h) {
     if (w > INT_MAX / 3 / h) fail("ERROR - TWLSFilter::realloc - 3 * w * h > INT_MAX");
     freemem();
 
-    auto buffers = std::make_shared<Buffers>();
+    constexpr const char* kNoBuffers = "TWLSFilter::realloc - failed";
+    std::shared_ptr<Buffers> buffers;
+    orFailWithoutMemory(kNoBuffers, [&] { buffers = std::make_shared<Buffers>(); });
     m_n = w * h;
     const auto n = static_cast<std::size_t>(m_n);
     m_dx_p = buffers->allocate<float>(n);
@@ -68,7 +73,7 @@ void TWLSFilter::realloc(int w, int h) {
     }
     if (!m_dx_p || !m_dy_p || !m_diag_p || !m_a_p || !m_ia_p || !m_ja_p) {
         freemem();
-        fail("TWLSFilter::realloc - failed");
+        fail(kNoBuffers);
     }
     m_buffers = std::move(buffers);
 }
@@ -111,6 +116,7 @@ void TWLSFilter::assemble() {
 }
 
 int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, float* guide, bool logGuide) {
+    m_solved = false;
     if (!inOut || !guide) fail("ERROR - TWLSFilter::Proc - inOut or guide is null");
     if (w < 1 || h < 1) fail("ERROR - TWLSFilter::Proc - w < 1 || h < 1");
     realloc(w, h);
@@ -126,6 +132,8 @@ int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, floa
     setDiagonal();
     assemble();
     constexpr int kSymmetricPositiveDefinite = 2;
-    pardisoSolver(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite);
+    constexpr int kNotEnoughMemory = 1;
+    m_solved =
+        pardisoSolver(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite) != kNotEnoughMemory;
     return 1;
 }

@@ -2,11 +2,15 @@
 
 /// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises, compiled once for each level of
 /// the instruction set and chosen when the library is loaded. The results are the same bits on every level.
-/// Sanitizers instrument the resolver that makes the choice, which runs before their runtime does.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(KESTROVA_ONE_KERNEL)
-#define KESTROVA_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
-#else
+/// Tests compile one level alone, named by KESTROVA_KERNEL_LEVEL.
+#if !defined(__x86_64__) || !defined(__GNUC__)
 #define KESTROVA_KERNEL
+#elif defined(KESTROVA_KERNEL_LEVEL)
+#define KESTROVA_KERNEL __attribute__((target("arch=" KESTROVA_KERNEL_LEVEL)))
+#elif defined(__clang__)
+#define KESTROVA_KERNEL
+#else
+#define KESTROVA_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #endif
 
 /// Before the loop of a kernel that may run in place: each element depends on its own position alone, so planes that

@@ -66,6 +66,11 @@ void forEachStripWith(const Strips& strips, std::vector<Scratch>& scratch, const
 /// calling thread, before the first call of `work`.
 template <class MakeScratch, class Work>
 void forEachStrip(const Strips& strips, const MakeScratch& makeScratch, const Work& work) {
+    if (strips.count() == 1) {
+        auto scratch = makeScratch(0);
+        static_assert(noexcept(work(0, 0, scratch)), "no throw may cross the boundary of a parallel region");
+        return work(strips.first(0), strips.end(0), scratch);
+    }
     std::vector<std::decay_t<decltype(makeScratch(0))>> scratch;
     scratch.reserve(static_cast<std::size_t>(strips.count()));
     for (int s = 0; s < strips.count(); ++s) scratch.push_back(makeScratch(s));

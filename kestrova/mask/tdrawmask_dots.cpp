@@ -1,8 +1,12 @@
 // How one dot changes the coverage of its stroke, and how coverage becomes the mask.
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <vector>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
@@ -24,7 +28,7 @@ inline float distance(float dx, float dy) { return std::sqrt(dx * dx + dy * dy);
 template <class Inside>
 int lastInside(int guess, const Inside& inside) {
     int dx = std::max(guess, 0);
-    while (inside(dx + 1)) ++dx;
+    while (dx < INT_MAX && inside(dx + 1)) ++dx;
     while (dx >= 0 && !inside(dx)) --dx;
     return dx;
 }
@@ -38,55 +42,71 @@ KESTROVA_KERNEL void profileIndices(int firstDx, float dy, int n, int* indices) 
 }
 
 // Not a kernel: a vector gather takes some 1.4 ns an entry on the target machine, a plain load 0.4.
-void profileRow(const float* profile, float dy, int n, float* weights) noexcept {
+void profileRow(const float* profile, int firstDx, float dy, int n, float* weights) noexcept {
     constexpr int kChunk = 256;
     int indices[kChunk];
-    for (int dx = 0; dx < n; dx += kChunk) {
-        const int count = std::min(kChunk, n - dx);
-        profileIndices(dx, dy, count, indices);
-        for (int i = 0; i < count; ++i) weights[dx + i] = profile[indices[i]];
+    for (int done = 0; done < n; done += kChunk) {
+        const int count = std::min(kChunk, n - done);
+        profileIndices(firstDx + done, dy, count, indices);
+        for (int i = 0; i < count; ++i) weights[done + i] = profile[indices[i]];
     }
 }
 
-KESTROVA_KERNEL void smoothStepRow(float outer, float inner, float dy, int n, float* weights) noexcept {
+KESTROVA_KERNEL void smoothStepRow(float outer, float inner, int firstDx, float dy, int n, float* weights) noexcept {
     const float scale = 1.0f / (outer - inner);
-    for (int dx = 0; dx < n; ++dx) {
-        float t = distance(static_cast<float>(dx), dy);
+    for (int i = 0; i < n; ++i) {
+        float t = distance(static_cast<float>(firstDx + i), dy);
         t = t > outer ? outer : t;
         t = t < inner ? inner : t;
         t = (t - inner) * scale;
-        weights[dx] = 1.0f - (t * t) * (t * -2.0f + 3.0f);
+        weights[i] = 1.0f - (t * t) * (t * -2.0f + 3.0f);
     }
 }
 
-KESTROVA_KERNEL void discRow(float radius, float dy, int n, float* weights) noexcept {
-    for (int dx = 0; dx < n; ++dx) weights[dx] = distance(static_cast<float>(dx), dy) <= radius ? 1.0f : 0.0f;
+KESTROVA_KERNEL void discRow(float radius, int firstDx, float dy, int n, float* weights) noexcept {
+    for (int i = 0; i < n; ++i) weights[i] = distance(static_cast<float>(firstDx + i), dy) <= radius ? 1.0f : 0.0f;
 }
 
-// The weights of a dot by row: `reach(dy)` is how many columns to each side have one, `half` writes those from the
-// centre outwards.
+// The part that lies in the mask of the square around `p` that reaches from `before` pixels before it to `after`
+// pixels after it.
+cv::Rect partInMask(cv::Size mask, const cv::Point& p, long long before, long long after) {
+    const long long x0 = std::max(p.x - before, 0LL), x1 = std::min(p.x + after, mask.width - 1LL);
+    const long long y0 = std::max(p.y - before, 0LL), y1 = std::min(p.y + after, mask.height - 1LL);
+    if (x0 > x1 || y0 > y1) return {};
+    return {static_cast<int>(x0), static_cast<int>(y0), static_cast<int>(x1 - x0 + 1), static_cast<int>(y1 - y0 + 1)};
+}
+
+// The weights of a dot in the rows `dy` above and below its centre: `reach` is how many columns to each side of the
+// centre have one, `outwards` writes those of `n` columns from `firstDx` on.
+
+// Of a profile whose entries from `end` on are 0. That is the radius, but for a dot whose own profile was refused.
 struct ProfileWeights {
     const float* profile;
+    int end;
     int radius;
 
     int reach(int dy) const noexcept {
-        return lastInside(halfChord(radius - 0.5, dy), [&](int dx) {
-            return distance(static_cast<float>(dx), static_cast<float>(dy)) + 0.5f < static_cast<float>(radius);
+        const int last = lastInside(halfChord(end - 0.5, dy), [&](int dx) {
+            return distance(static_cast<float>(dx), static_cast<float>(dy)) + 0.5f < static_cast<float>(end);
         });
+        return std::min(last, radius);
     }
-    void half(int dy, int n, float* weights) const noexcept { profileRow(profile, static_cast<float>(dy), n, weights); }
+    void outwards(int firstDx, int dy, int n, float* weights) const noexcept {
+        profileRow(profile, firstDx, static_cast<float>(dy), n, weights);
+    }
 };
 
+// Of a smooth step from `inner` to `outer`, or of a disc if these are equal.
 struct SmoothStepWeights {
     int outer, inner;
 
     int reach(int) const noexcept { return outer; }
-    void half(int dy, int n, float* weights) const noexcept {
+    void outwards(int firstDx, int dy, int n, float* weights) const noexcept {
         const float outerR = static_cast<float>(outer), innerR = static_cast<float>(inner), y = static_cast<float>(dy);
         if (outer > inner)
-            smoothStepRow(outerR, innerR, y, n, weights);
+            smoothStepRow(outerR, innerR, firstDx, y, n, weights);
         else
-            discRow(outerR, y, n, weights);
+            discRow(outerR, firstDx, y, n, weights);
     }
 };
 
@@ -98,18 +118,31 @@ KESTROVA_KERNEL void coverRow(const float* weights, uchar* stroke, int n) noexce
     }
 }
 
-// How far the colour of a pixel may be from the colour under the brush's centre.
 // On the scale 0..1, rounded to float.
 inline double unit(uchar v) { return static_cast<double>(static_cast<float>(v) * kPer255); }
 inline double unit(ushort v) { return static_cast<double>(static_cast<float>(v) * kPer65535); }
 
-struct ColourTolerance {
+// The colour under the brush's centre, and what a difference from it counts in luminance and in chroma.
+struct Colour {
     double y, dr, db;
     float kY, kC;
 };
 
-KESTROVA_KERNEL void coverRowWithin(const ColourTolerance& centre, const float* weights, const uchar* y,
-                                    const ushort* dr, const ushort* db, uchar* stroke, int n) noexcept {
+// A centre beyond the picture's edge takes the colour of the nearest pixel.
+Colour colourAt(const cv::Point& p, const cv::Mat& inY, const cv::Mat& dr, const cv::Mat& db, cv::Size mask,
+                float tolerance) {
+    for (const cv::Mat* plane : {&inY, &dr, &db})
+        if (!plane->data || plane->size() != mask)
+            fail("ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
+    if (dr.type() != CV_16UC1 || db.type() != CV_16UC1)
+        fail("ERROR - TDrawMask::drawStrokeDot - m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1");
+    const int y = clampInt(p.y, 0, mask.height - 1), x = clampInt(p.x, 0, mask.width - 1);
+    return {unit(inY.ptr<uchar>(y)[x]), unit(dr.ptr<ushort>(y)[x]), unit(db.ptr<ushort>(y)[x]), tolerance * 0.5f * 3.0f,
+            tolerance * 6.0f};
+}
+
+KESTROVA_KERNEL void coverRowWithin(const Colour& centre, const float* weights, const uchar* y, const ushort* dr,
+                                    const ushort* db, uchar* stroke, int n) noexcept {
     for (int x = 0; x < n; ++x) {
         const double dY = std::fabs(unit(y[x]) - centre.y);
         const double dDr = std::fabs(unit(dr[x]) - centre.dr);
@@ -133,7 +166,7 @@ KESTROVA_KERNEL void renderRow(const uchar* stroke, const uchar* start, float va
 }  // namespace
 
 void TDrawMask::drawStrokeDot(bool first, TMaskParam* param) {
-    if (first || m_stroke.size() != m_mask.size() || m_maskAtStart.size() != m_mask.size()) beginStroke();
+    if (first || !bFitsMask(m_stroke) || !bFitsMask(m_maskAtStart)) beginStroke();
     const cv::Point centre(param->m_x, param->m_y);
     if (param->m_tolerance >= 0.05f || param->m_outerR != param->m_innerR) {
         updateLUT(param->m_outerR, param->m_innerR);
@@ -146,103 +179,88 @@ void TDrawMask::drawStrokeDot(bool first, TMaskParam* param) {
 
 void TDrawMask::updateLUT(int outerR, int innerR) {
     if (outerR >= kProfileSize) fail("ERROR - TDrawMask::updateLUT - outerR >= 8000");
-    const bool fresh = !m_profile_p;
-    if (fresh) {
+    const bool bSame = outerR == m_outerR && innerR == m_innerR;
+    // A copy of this mask keeps the table for radii of its own.
+    if (!m_profile_p || (!bSame && outerR >= innerR && m_profile.use_count() > 1)) {
         m_profile.reset(new float[kProfileSize](), std::default_delete<float[]>());
         m_profile_p = m_profile.get();
+        m_profileEnd = 0;
     }
-    if (!fresh && outerR == m_outerR && innerR == m_innerR) return;
+    if (bSame) return;
     m_outerR = outerR;
     m_innerR = innerR;
     if (outerR < innerR) fail("ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.");
 
-    if (m_profile.use_count() > 1) {  // a copy of this mask has the table for radii of its own
-        m_profile.reset(new float[kProfileSize], std::default_delete<float[]>());
-        m_profile_p = m_profile.get();
-    }
     const int inner = std::max(innerR, 0), outer = std::max(outerR, 0);
     std::fill(m_profile_p, m_profile_p + inner, 1.0f);
     const float e = std::exp(-2.0f);
-    const float span = static_cast<float>(outerR - innerR);
+    const auto fromInner = [innerR](int i) { return static_cast<float>(static_cast<long long>(i) - innerR); };
     for (int i = inner; i < outer; ++i) {
-        const float t = static_cast<float>(i - innerR) / span;
+        const float t = fromInner(i) / fromInner(outerR);
         m_profile_p[i] = (std::exp(-2.0f * t * t) - e) * (1.0f / (1.0f - e));
     }
     std::fill(m_profile_p + outer, m_profile_p + kProfileSize, 0.0f);
+    m_profileEnd = outer;
 }
 
 void TDrawMask::checkBoundary(cv::Point& p, int radius) {
-    m_patchX0 = m_patchY0 = 0;
-    const int y0 = p.y - radius;
-    m_maskY = std::max(y0, 0);
-    if (y0 < 0) m_patchY0 = -y0;
+    const long long r = radius, left = p.x - r, right = p.x + r, top = p.y - r, bottom = p.y + r;
+    const auto toInt = [](long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); };
+    m_patchX0 = toInt(std::max(-left, 0LL));
+    m_patchY0 = toInt(std::max(-top, 0LL));
+    m_maskX = toInt(std::max(left, 0LL));
+    m_maskY = toInt(std::max(top, 0LL));
     // The two axes differ on purpose: a dot that ends on the column right of the mask keeps that column of its patch.
-    m_patchY1 = p.y + radius > m_mask.rows - 1 ? 2 * radius + (m_mask.rows - (p.y + radius)) : 2 * radius + 1;
-    const int x0 = p.x - radius;
-    m_maskX = std::max(x0, 0);
-    if (x0 < 0) m_patchX0 = -x0;
-    m_patchX1 = p.x + radius > m_mask.cols ? 2 * radius + (m_mask.cols - (p.x + radius)) : 2 * radius + 1;
+    m_patchX1 = toInt(2 * r + (right > m_mask.cols ? m_mask.cols - right : 1));
+    m_patchY1 = toInt(2 * r + (bottom > m_mask.rows - 1 ? m_mask.rows - bottom : 1));
 }
 
 template <class Weights>
 void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights) {
     cv::Point centre = p;
     checkBoundary(centre, radius);
-    const int rows = std::min(p.y + radius, m_mask.rows - 1) - m_maskY + 1;
-    if (radius < 0 || rows < 1 || p.x + radius < 0 || p.x - radius >= m_mask.cols) return;
+    const cv::Rect part = partInMask(m_mask.size(), p, radius, radius);
+    if (part.empty()) return;
+    const bool bTolerant = tolerance > 0;
+    const Colour colour = bTolerant ? colourAt(p, m_inY, m_inDr, m_inDb, m_mask.size(), tolerance) : Colour{};
+    touch(part);
 
-    const bool tolerant = tolerance > 0;
-    ColourTolerance colour{};
-    if (tolerant) {
-        if (m_inY.size() != m_mask.size() || m_inDr.size() != m_mask.size() || m_inDb.size() != m_mask.size())
-            fail("ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
-        if (m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1)
-            fail("ERROR - TDrawMask::drawStrokeDot - m_inDr.type() != CV_16UC1 || m_inDb.type() != CV_16UC1");
-        // A centre beyond the picture's edge takes the colour of the nearest pixel.
-        const int y = clampInt(p.y, 0, m_mask.rows - 1), x = clampInt(p.x, 0, m_mask.cols - 1);
-        colour.y = unit(m_inY.ptr<uchar>(y)[x]);
-        colour.dr = unit(m_inDr.ptr<ushort>(y)[x]);
-        colour.db = unit(m_inDb.ptr<ushort>(y)[x]);
-        colour.kY = tolerance * 0.5f * 3.0f;
-        colour.kC = tolerance * 6.0f;
-    }
-
-    touch(p, radius);
-    const std::size_t width = 2 * static_cast<std::size_t>(radius) + 1;
-    const int firstRow = m_maskY, endRow = m_maskY + rows;
-    const auto coverRowOf = [&](int y, int reach, const float* middle) noexcept {
-        const int x0 = std::max(p.x - reach, 0);
-        const int n = std::min(p.x + reach, m_mask.cols - 1) - x0 + 1;
-        if (y < firstRow || y >= endRow || n < 1) return;
-        const float* row = middle + (x0 - p.x);
-        uchar* stroke = m_stroke.ptr<uchar>(y) + x0;
-        if (tolerant)
-            coverRowWithin(colour, row, m_inY.ptr<uchar>(y) + x0, m_inDr.ptr<ushort>(y) + x0,
-                           m_inDb.ptr<ushort>(y) + x0, stroke, n);
+    const auto coverPart = [&](int y, int x, const float* row, int n) noexcept {
+        uchar* stroke = m_stroke.ptr<uchar>(y) + x;
+        if (bTolerant)
+            coverRowWithin(colour, row, m_inY.ptr<uchar>(y) + x, m_inDr.ptr<ushort>(y) + x, m_inDb.ptr<ushort>(y) + x,
+                           stroke, n);
         else
             coverRow(row, stroke, n);
     };
-    // The rows at equal distance above and below the centre share their weights.
-    const int nearest = std::max({firstRow - p.y, p.y - (endRow - 1), 0});
-    const int distances = std::max(p.y - firstRow, endRow - 1 - p.y) - nearest + 1;
-    const int cols = std::min(p.x + radius, m_mask.cols - 1) - m_maskX + 1;
-    const int strips = stripCount(distances, 2 * cols);
-    std::vector<float> scratch(static_cast<std::size_t>(strips) * width);
-    parallelStrips(strips, distances, [&](int first, int end, int strip) noexcept {
-        float* const middle = scratch.data() + static_cast<std::size_t>(strip) * width + radius;
-        for (int dy = nearest + first; dy < nearest + end; ++dy) {
-            const int reach = weights.reach(dy);
-            if (reach < 0) continue;
-            weights.half(dy, reach + 1, middle);
-            for (int dx = 1; dx <= reach; ++dx) middle[-dx] = middle[dx];
-            coverRowOf(p.y + dy, reach, middle);
-            if (dy > 0) coverRowOf(p.y - dy, reach, middle);
+    // Weights run outwards, to both sides alike, from the column of the part that is nearest to the centre.
+    const int left = part.x, right = part.br().x - 1;
+    const int nearestX = clampInt(p.x, left, right), firstDx = std::abs(p.x - nearestX);
+    const int side = std::max(nearestX - left, right - nearestX);
+    // The rows at equal distance above and below the centre share them.
+    const int top = part.y, bottom = part.br().y - 1;
+    const int nearestY = clampInt(p.y, top, bottom), firstDy = std::abs(p.y - nearestY);
+    const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, 2 * part.width);
+    const auto rowOfWeights = [side](int) { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
+    forEachStrip(distances, rowOfWeights, [&](int first, int end, std::vector<float>& row) noexcept {
+        float* const middle = row.data() + side;
+        for (int i = first; i < end; ++i) {
+            const int n = std::min(weights.reach(firstDy + i) - firstDx, side) + 1;
+            if (n < 1) continue;
+            const int toLeft = std::min(n - 1, nearestX - left), toRight = std::min(n - 1, right - nearestX);
+            weights.outwards(firstDx, firstDy + i, n, middle);
+            for (int dx = 1; dx <= toLeft; ++dx) middle[-dx] = middle[dx];
+            const auto coverAt = [&](int y) noexcept {
+                coverPart(y, nearestX - toLeft, middle - toLeft, toLeft + 1 + toRight);
+            };
+            if (i <= bottom - nearestY) coverAt(nearestY + i);
+            if (i > 0 && i <= nearestY - top) coverAt(nearestY - i);
         }
     });
 }
 
 void TDrawMask::drawMaskDotLUT(cv::Point p, int outerR, int, float tolerance) {
-    coverDot(p, outerR, tolerance, ProfileWeights{m_profile_p, outerR});
+    coverDot(p, outerR, tolerance, ProfileWeights{m_profile_p, m_profileEnd, outerR});
 }
 
 void TDrawMask::drawMaskDot(cv::Point p, int outerR, int innerR, float tolerance) {
@@ -251,31 +269,32 @@ void TDrawMask::drawMaskDot(cv::Point p, int outerR, int innerR, float tolerance
 
 void TDrawMask::drawDumbDot(cv::Point p, int radius) {
     checkBoundary(p, radius);
-    touch(p, radius);
-    const int first = m_maskY;
-    const int rows = std::min(p.y + radius, m_mask.rows - 1) - first + 1;
+    const cv::Rect part = partInMask(m_mask.size(), p, radius, radius);
+    if (part.empty()) return;
+    touch(part);
     const float limit = static_cast<float>(radius);
-    for (int y = first; y < first + rows; ++y) {
+    for (int y = part.y; y < part.br().y; ++y) {
         const int dy = y - p.y;
         const int reach = lastInside(halfChord(radius, dy), [&](int dx) {
             return distance(static_cast<float>(dx), static_cast<float>(dy)) <= limit;
         });
-        const int x0 = std::max(p.x - reach, 0), x1 = std::min(p.x + reach, m_mask.cols - 1);
-        if (reach >= 0 && x0 <= x1) std::fill_n(m_stroke.ptr<uchar>(y) + x0, x1 - x0 + 1, uchar{255});
+        const int x0 = static_cast<int>(std::max<long long>(static_cast<long long>(p.x) - reach, part.x));
+        const int x1 = static_cast<int>(std::min<long long>(static_cast<long long>(p.x) + reach, part.br().x - 1));
+        if (x0 <= x1) std::fill_n(m_stroke.ptr<uchar>(y) + x0, x1 - x0 + 1, uchar{255});
     }
 }
 
 bool TDrawMask::renderStroke(uchar value, float opacity, cv::Point p, int radius) {
-    touch(p, radius);
-    const float scale = opacity * kPer255;
     // The last row and column of the dot are left out on purpose: a later dot of the stroke shows them.
-    const int y0 = std::max(p.y - radius, 0), y1 = std::min(p.y + radius, m_mask.rows);
-    const int x0 = std::max(p.x - radius, 0), x1 = std::min(p.x + radius, m_mask.cols);
-    if (y0 >= y1 || x0 >= x1) return true;
-    parallelRows(y1 - y0, x1 - x0, [&](int r) noexcept {
-        const int y = y0 + r;
-        renderRow(m_stroke.ptr<uchar>(y) + x0, m_maskAtStart.ptr<uchar>(y) + x0, value, scale,
-                  m_mask.ptr<uchar>(y) + x0, x1 - x0);
+    const cv::Rect part = partInMask(m_mask.size(), p, radius, radius - 1LL);
+    if (part.empty()) return true;
+    if (!bFitsMask(m_maskAtStart)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
+    touch(part);
+    const float scale = opacity * kPer255;
+    parallelRows(part.height, part.width, [&](int r) noexcept {
+        const int y = part.y + r, x = part.x;
+        renderRow(m_stroke.ptr<uchar>(y) + x, m_maskAtStart.ptr<uchar>(y) + x, value, scale, m_mask.ptr<uchar>(y) + x,
+                  part.width);
     });
     return true;
 }

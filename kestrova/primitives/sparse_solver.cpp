@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "kestrova/solver/sparse_cholesky.h"
 
@@ -66,14 +67,20 @@ Error run(int phase, std::unique_ptr<SparseCholesky>& solver, const SparseRows& 
 void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, const int* phase, const int* n,
              const float* a, const int* ia, const int* ja, const int*, const int* nrhs, int* iparm, const int*,
              float* b, float* x, int* error) {
+    if (!error) return;
+    *error = kRefused;
+    if (!pt || !phase) return;
+    if (*phase == kRelease) {
+        delete static_cast<SparseCholesky*>(std::exchange(pt[0], nullptr));
+        *error = kDone;
+        return;
+    }
+    if (!maxfct || !mnum || !mtype || !n || !nrhs || !iparm || !a || !ia || !ja || !b || !x) return;
+    if (*maxfct != 1 || *mnum != 1 || *mtype != 2 || *n < 1 || *nrhs < 1 || iparm[27] != 1) return;
     std::unique_ptr<SparseCholesky> solver(static_cast<SparseCholesky*>(pt[0]));
     pt[0] = nullptr;
-    *error = kDone;
-    if (*phase == kRelease) return;
-    const bool served = *maxfct == 1 && *mnum == 1 && *mtype == 2 && *n >= 1 && *nrhs >= 1 && iparm[27] == 1;
     try {
-        *error = served && a && ia && ja && b && x ? run(*phase, solver, SparseRows{*n, a, ia, ja}, *nrhs, iparm, b, x)
-                                                   : kRefused;
+        *error = run(*phase, solver, SparseRows{*n, a, ia, ja}, *nrhs, iparm, b, x);
     } catch (const std::bad_alloc&) {
         *error = kNoMemory;
     }

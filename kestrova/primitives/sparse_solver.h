@@ -7,12 +7,13 @@
 /// order; those named twice are added, explicit zeros are accepted.
 ///
 /// One `phase` a call, in the order 11 (analysis of the pattern), 22 (factorisation), 33 (solution), -1 (release).
-/// `pt` holds 64 pointers, all null before phase 11; it keeps the solver's state between the phases. `*error` tells
-/// the outcome:
+/// `pt` holds 64 pointers, all null before phase 11; it keeps the solver's state between the phases. `*error` gives
+/// the outcome; without an `error` nothing is done:
 ///
 ///      0  done
-///     -1  the arguments are refused: a null `a`, `ia`, `ja`, `b` or `x`, n or nrhs < 1, a matrix type other than 2, a
-///         malformed pattern, a phase out of order
+///     -1  the arguments are refused and the state stays as it is: a null pointer (`perm` and `msglvl` may be null, and
+///         in phase -1 all but `pt` and `phase`), n or nrhs < 1, a matrix type other than 2, a malformed pattern, a
+///         phase out of order
 ///     -2  there is not enough memory
 ///     -4  the factorisation met a value that is not finite or a pivot that is not positive, or the solution is not
 ///         finite or its refinement gains nothing: the matrix is singular to its precision

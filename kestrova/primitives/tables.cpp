@@ -38,8 +38,11 @@ constexpr int kTableSize = 65536;
 void drawLine(ushort* table, int level, int nextLevel, int value, int nextValue) {
     const int first = std::max(level, 0);
     const int end = std::min(nextLevel, kTableSize);
-    if (end - first == 1) table[first] = clamp16(value);
-    if (end - first <= 1) return;
+    if (end <= first) return;
+    if (end == first + 1) {
+        table[first] = clamp16(value);
+        return;
+    }
     const double l = level, v = value;
     const double slope = (nextValue - v) / (nextLevel - l);
     for (int i = first; i < end; ++i)

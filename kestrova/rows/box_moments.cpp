@@ -1,5 +1,6 @@
 #include "kestrova/rows/box_moments.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kestrova/rows/box_across.h"
@@ -29,7 +30,7 @@ int BoxMoments::planeRow(int i) const {
 
 void BoxMoments::moveColumns(Moment moment, FloatColumns& columns, int y) const noexcept {
     const auto [plane, factor] = moment;
-    const bool anew = y % boxBlockRows(side()) == 0;
+    const bool anew = (y - m_top) % boxBlockRows(side()) == 0;
     if (factor == Moment::kNone)
         columns.moveTo([&, plane = plane](int i) { return ValueRow{row(plane, y + i)}; }, side(), anew);
     else

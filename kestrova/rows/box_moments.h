@@ -2,7 +2,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -11,10 +10,10 @@
 
 namespace kestrova::rows {
 
-/// What a box mean is taken of: a plane, or the product of two planes.
+/// What a box mean is taken of: a plane, or the product of two planes. Planes are named by their number.
 struct Moment {
     static constexpr int kNone = -1;
-    int plane, factor = kNone;
+    int plane = kNone, factor = kNone;
 };
 
 enum class BoxBorder {
@@ -44,28 +43,25 @@ public:
     int firstRowUnder(int y) const { return planeRow(y); }
     int lastRowUnder(int y) const { return planeRow(y + 2 * m_r); }
 
-    /// Takes the column sums to row `y` of means: the one after the row before, or a multiple of `boxBlockRows`.
+    /// Blocks of `boxBlockRows` rows, at whose first rows the column sums begin anew, are counted from row `top` of
+    /// means on.
+    void countBlocksFrom(int top) noexcept { m_top = top; }
+    /// Takes the column sums to row `y` of means: the one after the row before, or the first of a block.
     void moveTo(int y) noexcept;
-    /// Calls `use(x, n, means)` for each stretch of that row: means[k][i] is the mean of moment k at column x + i, for
-    /// i from 0 to n - 1.
-    template <class Use>
-    void eachStretch(const Use& use) noexcept {
-        for (int x = 0; x < m_size.width; x += kStretch) {
-            const int n = std::min(kStretch, m_size.width - x);
-            use(x, n, means(x, n));
-        }
-    }
+    /// Of n pixels of that row from column x on, n <= kStretch and x a multiple of it: means[k][i] is the mean of
+    /// moment k at column x + i.
+    const float* const* means(int x, int n) noexcept;
 
-private:
+    /// So many columns at a time: their sums stay in the first-level cache.
     static constexpr int kStretch = 1024;
 
+private:
     int side() const { return 2 * m_r + 1; }
     int margin() const { return (m_size.width + 2 * m_r - m_planeSize.width) / 2; }
     /// The row of the planes at row `i` of what all windows cover.
     int planeRow(int i) const;
     const float* row(int plane, int i) const { return m_planes[static_cast<std::size_t>(plane)].row(planeRow(i)); }
     void moveColumns(Moment moment, FloatColumns& columns, int y) const noexcept;
-    const float* const* means(int x, int n) noexcept;
 
     std::vector<KeptRows> m_planes;
     cv::Size m_planeSize;
@@ -73,6 +69,7 @@ private:
     int m_r;
     BoxBorder m_border;
     cv::Size m_size;
+    int m_top = 0;                        ///< the first row of a block
     std::vector<FloatColumns> m_columns;  ///< for each moment the sums of the columns under the windows of a row
     Scratch<double> m_halves;             ///< two rows for sums across
     Scratch<float> m_means;               ///< for each moment a stretch

@@ -15,16 +15,6 @@ using namespace frame;
 
 namespace {
 
-KESTROVA_KERNEL void weighEven(const ushort* __restrict above, const ushort* __restrict centre,
-                               const ushort* __restrict below, int* __restrict sums, int n) noexcept {
-    for (int x = 0; x < n; ++x) sums[x] = above[x] + 6 * centre[x] + below[x];
-}
-
-KESTROVA_KERNEL void weighOdd(const ushort* __restrict above, const ushort* __restrict below, int* __restrict sums,
-                              int n) noexcept {
-    for (int x = 0; x < n; ++x) sums[x] = 4 * (above[x] + below[x]);
-}
-
 // Columns 2x and 2x + 1; sums[-1] and sums[n] exist.
 KESTROVA_KERNEL void joinColumns(const int* __restrict sums, ushort* __restrict out, int n) noexcept {
     for (int x = 0; x < n; ++x) {
@@ -33,19 +23,28 @@ KESTROVA_KERNEL void joinColumns(const int* __restrict sums, ushort* __restrict 
     }
 }
 
-// A row hangs on the nearest three of `in` alone.
-cv::Mat openCVsLastRow(const cv::Mat& in, cv::Size out) {
-    const int above = std::min(in.rows, 2);
-    cv::Mat tail(2 * above + out.height - 2 * in.rows, out.width, CV_16UC1);
-    cv::pyrUp(in.rowRange(in.rows - above, in.rows), tail, tail.size(), cv::BORDER_REFLECT_101);
+bool isStep(int from, int to) { return std::abs(to - 2 * from) == to % 2; }
+
+}  // namespace
+
+KESTROVA_KERNEL void sumEvenRow(const ushort* __restrict above, const ushort* __restrict centre,
+                                const ushort* __restrict below, int* __restrict sums, int n) noexcept {
+    for (int x = 0; x < n; ++x) sums[x] = above[x] + 6 * centre[x] + below[x];
+}
+
+KESTROVA_KERNEL void sumOddRow(const ushort* __restrict above, const ushort* __restrict below, int* __restrict sums,
+                               int n) noexcept {
+    for (int x = 0; x < n; ++x) sums[x] = 4 * (above[x] + below[x]);
+}
+
+cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out) {
+    const int nearest = std::min(in.rows, 2);
+    cv::Mat tail(2 * nearest + out.height - 2 * in.rows, out.width, in.type());
+    cv::pyrUp(in.rowRange(in.rows - nearest, in.rows), tail, tail.size(), cv::BORDER_REFLECT_101);
     const cv::Mat row = tail.row(tail.rows - 1);
     if (out.width > 2 * in.cols) row.col(out.width - 2).copyTo(row.col(out.width - 1));
     return row;
 }
-
-bool isStep(int from, int to) { return std::abs(to - 2 * from) == to % 2; }
-
-}  // namespace
 
 bool PyramidRows::fit(const cv::Mat& in, const cv::Mat& out) {
     return in.type() == CV_16UC1 && out.type() == CV_16UC1 && !in.empty() && isStep(in.cols, out.cols) &&
@@ -66,7 +65,7 @@ void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
 }
 
 std::vector<PyramidRows> PyramidRows::forStrips(int strips, const cv::Mat& in, cv::Size out) {
-    const cv::Mat lastRow = out.height % 2 == 1 ? openCVsLastRow(in, out) : cv::Mat();
+    const cv::Mat lastRow = out.height % 2 == 1 ? lastRowByOpenCV(in, out) : cv::Mat();
     return std::vector<PyramidRows>(static_cast<std::size_t>(strips), PyramidRows(in, lastRow, out));
 }
 
@@ -84,9 +83,9 @@ void PyramidRows::compute(int y, ushort* out) noexcept {
     const ushort* const centre = m_in.ptr<ushort>(k);
     const ushort* const below = m_in.ptr<ushort>(std::min(k + 1, last));
     if (y == 2 * k)
-        weighEven(m_in.ptr<ushort>(k > 0 ? k - 1 : std::min(1, last)), centre, below, sums, w);
+        sumEvenRow(m_in.ptr<ushort>(k > 0 ? k - 1 : std::min(1, last)), centre, below, sums, w);
     else
-        weighOdd(centre, below, sums, w);
+        sumOddRow(centre, below, sums, w);
     sums[-1] = sums[std::min(1, w - 1)];
     sums[w] = sums[w - 1];
 

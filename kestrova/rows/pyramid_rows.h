@@ -6,14 +6,23 @@
 
 namespace kestrova::rows {
 
+/// The sums 1 6 1 down the columns for an even row of a plane enlarged by a step of the Gaussian pyramid, and 4 4 for
+/// an odd one. Pixels may have several channels side by side.
+void sumEvenRow(const ushort* above, const ushort* centre, const ushort* below, int* sums, int n) noexcept;
+void sumOddRow(const ushort* above, const ushort* below, int* sums, int n) noexcept;
+
+/// The last row of `in` enlarged to an odd number of rows: OpenCV writes one form of it over the other, in an order
+/// that depends on its vector unit, and is asked itself. The row depends on no more than the last two of `in`; an
+/// additional column is a copy of the one before.
+cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
+
 /// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
 /// being a copy of the one before. Internal.
 ///
 /// The plane with zeros between its pixels is filtered by 1 4 6 4 1 (over 8, so that the mean stays) in both
 /// directions: even rows and columns take 1 6 1 of the nearest three pixels, odd ones 4 4 of the nearest two. Beyond
-/// the first row and column lies the second one, beyond the last that one again. In the last row of an odd number,
-/// OpenCV writes one row over another in an order that hangs on its vector unit: that row is OpenCV's own. One object
-/// serves one strip.
+/// the first row and column lies the second one, beyond the last that one again. The last row of an odd number is
+/// `lastRowByOpenCV`. One object serves one strip.
 class PyramidRows {
 public:
     /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.

@@ -166,16 +166,19 @@ SolverArray<FrontTree::Run> FrontTree::findRuns() {
     return runs;
 }
 
-/// Joins a run with the child run before it where the larger front pays for the zeros that it stores.
+/// Joins a run with the child run before it where the larger front pays for the zeros that it stores: always where it
+/// has so few pivots that a front of its own costs more.
 bool FrontTree::joined(Run& run, const Run& child) {
+    constexpr int kFewPivots = 4, kSomePivots = 16;
+    constexpr double kZerosAmongSome = 0.3, kZerosAmongMany = 0.05;  // as parts of the entries
     Run both = run;
     both.first = child.first;
     both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
-    const double share = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
+    const double zeros = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
     const int pivots = both.pivots();
-    if (!(pivots <= 4 || (pivots <= 16 && share < 0.3) || share < 0.05)) return false;
-    run = both;
-    return true;
+    const bool pays = pivots <= kFewPivots || zeros < (pivots <= kSomePivots ? kZerosAmongSome : kZerosAmongMany);
+    if (pays) run = both;
+    return pays;
 }
 
 void FrontTree::findFronts() {
@@ -230,59 +233,68 @@ void FrontTree::linkFronts() {
     }
 }
 
-void FrontTree::findTasks() {
-    const int count = static_cast<int>(fronts.size());
-    SolverArray<double> subtree(fronts.size(), 0.0);
+/// What each front costs together with all beneath it; `work` becomes the whole.
+SolverArray<double> FrontTree::findWork() {
     constexpr double kPerFront = 2000;  // what a front costs beside its multiplications, in these
-    for (int f = 0; f < count; ++f) {
+    SolverArray<double> subtree(fronts.size(), 0.0);
+    for (std::size_t f = 0; f < fronts.size(); ++f) {
         const double own = kPerFront + multiplications(fronts[f]);
         work += own;
         subtree[f] += own;
         if (fronts[f].parent >= 0) subtree[fronts[f].parent] += subtree[f];
     }
-    const double limit = work / kTasks;
-    const auto inTop = [&](int f) { return subtree[f] > limit; };
+    return subtree;
+}
 
-    // Tasks are runs of whole subtrees beneath the top.
-    SolverArray<int> level(fronts.size(), 0);
-    double taken = 0;
-    int begin = 0, highest = -1;
-    const auto close = [&](int end) {
+/// The fronts whose subtrees are too large for a task are the top of the tree. The subtrees beneath the top become
+/// tasks, small ones together with their neighbours.
+void FrontTree::findTasks() {
+    const int count = static_cast<int>(fronts.size());
+    const SolverArray<double> subtree = findWork();
+    const double largestTask = work / kTasks;
+    const auto inTop = [&](int f) { return subtree[f] > largestTask; };
+
+    int begin = 0;
+    double gathered = 0;
+    const auto finishTask = [&](int end, int nextBegin) {
         if (begin < end) tasks.push_back({begin, end});
-        begin = end;
-        taken = 0;
+        begin = nextBegin;
+        gathered = 0;
     };
+    SolverArray<int> topFronts;
     for (int f = 0; f < count; ++f) {
-        const int parent = fronts[f].parent;
         if (inTop(f)) {
-            close(f);
-            begin = f + 1;
-            highest = std::max(highest, level[f]);
-            if (parent >= 0) level[parent] = std::max(level[parent], level[f] + 1);
+            fronts[f].ownUpdate = true;
+            topFronts.push_back(f);
+            finishTask(f, f + 1);
             continue;
         }
-        const bool root = parent < 0 || inTop(parent);
-        fronts[f].ownUpdate = root;
-        if (!root) continue;
-        taken += subtree[f];
-        if (taken > limit / 2) close(f + 1);
+        const int parent = fronts[f].parent;
+        const bool rootsSubtree = parent < 0 || inTop(parent);
+        fronts[f].ownUpdate = rootsSubtree;
+        if (!rootsSubtree) continue;
+        gathered += subtree[f];
+        if (gathered > largestTask / 2) finishTask(f + 1, f + 1);
     }
-    close(count);
+    finishTask(count, count);
+    sortByLevel(topFronts);
+}
 
-    levels.assign(static_cast<std::size_t>(highest) + 2, 0);
-    const auto eachOfTop = [&](const auto& visit) {
-        for (int f = 0; f < count; ++f) {
-            if (inTop(f)) visit(f);
-        }
-    };
-    eachOfTop([&](int f) {
-        fronts[f].ownUpdate = true;
-        ++levels[level[f] + 1];
-    });
-    for (int l = 0; l <= highest; ++l) levels[l + 1] += levels[l];
-    top.resize(static_cast<std::size_t>(levels.back()));
+/// A front of the top stands one level above the highest of its children there.
+void FrontTree::sortByLevel(const SolverArray<int>& topFronts) {
+    SolverArray<int> level(fronts.size(), 0);
+    int levelCount = 0;
+    for (int f : topFronts) {
+        levelCount = std::max(levelCount, level[f] + 1);
+        const int parent = fronts[f].parent;
+        if (parent >= 0) level[parent] = std::max(level[parent], level[f] + 1);
+    }
+    levels.assign(static_cast<std::size_t>(levelCount) + 1, 0);
+    for (int f : topFronts) ++levels[level[f] + 1];
+    for (int l = 0; l < levelCount; ++l) levels[l + 1] += levels[l];
+    top.resize(topFronts.size());
     SolverArray<int> next = levels;
-    eachOfTop([&](int f) { top[next[level[f]]++] = f; });
+    for (int f : topFronts) top[next[level[f]]++] = f;
 }
 
 /// A front's children lie on the one stack and its own update goes on the other, so that both are last in, first out.

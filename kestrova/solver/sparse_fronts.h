@@ -77,7 +77,9 @@ private:
     void findColumns(const SparseRows& matrix);
     void findFronts();
     void linkFronts();
+    SolverArray<double> findWork();
     void findTasks();
+    void sortByLevel(const SolverArray<int>& topFronts);
     void placeUpdates();
 };
 

@@ -28,7 +28,7 @@ typedef float Lane __attribute__((vector_size(32)));
 constexpr std::int64_t kLane = 8;
 static_assert(kChunk == 2 * kLane && kPanel == kChunk);
 
-constexpr int kTile = 4;  ///< columns of a tile; with 16 rows eight lanes of sums
+constexpr int kTileColumns = 4;  ///< with 16 rows eight lanes of sums
 
 /// Lanes stand at any address.
 KESTROVA_INLINE Lane lane(const float* p) {
@@ -42,34 +42,34 @@ KESTROVA_INLINE void setLane(float* p, Lane value) { std::memcpy(p, &value, size
 KESTROVA_INLINE float* chunk(float* packed, std::int64_t q) { return packed + q * kChunk * kBlock; }
 KESTROVA_INLINE const float* chunk(const float* packed, std::int64_t q) { return packed + q * kChunk * kBlock; }
 
-/// Subtracts from `kTile` columns, of which [first, last) are written, the product of their rows of the packed pivots
-/// with all rows below. `base` is the row where the packing begins.
+/// Subtracts from `kTileColumns` columns, of which [first, last) are written, the product of their rows of the packed
+/// pivots with all rows below. `base` is the row where the packing begins.
 KESTROVA_INLINE void eliminateTile(const FrontMatrix& front, std::int64_t base, int pivots, const float* packed,
                                    std::int64_t tile, std::int64_t first, std::int64_t last) {
-    float* columns[kTile];
-    for (int c = 0; c < kTile; ++c) columns[c] = front.column(std::min(tile + c, front.order - 1));
+    float* columns[kTileColumns];
+    for (int c = 0; c < kTileColumns; ++c) columns[c] = front.column(std::min(tile + c, front.order - 1));
     const float* own = chunk(packed, (tile - base) / kChunk) + (tile - base) % kChunk;
-    const bool whole = first <= tile && tile + kTile <= last;
+    const bool whole = first <= tile && tile + kTileColumns <= last;
     for (std::int64_t q = (tile - base) / kChunk; base + q * kChunk < front.order; ++q) {
         const float* rows = chunk(packed, q);
-        Lane sum[kTile][2] = {};
+        Lane sum[kTileColumns][2] = {};
         for (int k = 0; k < pivots; ++k) {
             const Lane low = lane(rows + k * kChunk), high = lane(rows + k * kChunk + kLane);
-            for (int c = 0; c < kTile; ++c) {
+            for (int c = 0; c < kTileColumns; ++c) {
                 const float value = own[k * kChunk + c];
                 sum[c][0] += low * value;
                 sum[c][1] += high * value;
             }
         }
         const std::int64_t row = base + q * kChunk;
-        if (whole && row >= tile + kTile - 1 && row + kChunk <= front.order) {
-            for (int c = 0; c < kTile; ++c) {
+        if (whole && row >= tile + kTileColumns - 1 && row + kChunk <= front.order) {
+            for (int c = 0; c < kTileColumns; ++c) {
                 setLane(columns[c] + row, lane(columns[c] + row) - sum[c][0]);
                 setLane(columns[c] + row + kLane, lane(columns[c] + row + kLane) - sum[c][1]);
             }
             continue;
         }
-        for (int c = 0; c < kTile; ++c) {
+        for (int c = 0; c < kTileColumns; ++c) {
             const std::int64_t column = tile + c;
             if (column < first || column >= last) continue;
             float values[kChunk];
@@ -83,8 +83,8 @@ KESTROVA_INLINE void eliminateTile(const FrontMatrix& front, std::int64_t base, 
 
 KESTROVA_INLINE void eliminate(const FrontMatrix& front, std::int64_t base, int pivots, const float* packed,
                                std::int64_t first, std::int64_t last) {
-    const std::int64_t begin = base + (first - base) / kTile * kTile;
-    for (std::int64_t tile = begin; tile < last; tile += kTile) {
+    const std::int64_t begin = base + (first - base) / kTileColumns * kTileColumns;
+    for (std::int64_t tile = begin; tile < last; tile += kTileColumns) {
         eliminateTile(front, base, pivots, packed, tile, first, last);
     }
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "tests/detail/block_processor_reference.h"
 #include "tests/support/failures.h"
 
@@ -159,4 +161,47 @@ TEST(BlockProcessor, GapsBetweenBlocksAreAFailure) {
     };
     EXPECT_FAILURE(copySecondBlock(randomPlanes(20, 150, 1)), "in BlockProcessor::copyOneBlock, overlapX<0");
     EXPECT_FAILURE(copySecondBlock(randomPlanes(150, 20, 1)), "in BlockProcessor::copyOneBlock, overlapY<0");
+}
+
+TEST(BlockProcessor, RowsOfAStripeBelowThePictureAreSkipped) {
+    const Planes in = randomPlanes(20, 30, 2);
+    Planes out = {cv::Mat(20, 30, CV_16UC1, cv::Scalar(0)), cv::Mat(20, 30, CV_16UC1, cv::Scalar(0))};
+    for (int blendMode : {0, 2}) {
+        BlockProcessor processor;
+        processor.initialize(in, out, 64, 64, true, 8, 0, blendMode);
+        cv::Rect roi;
+        Planes blocks;
+        ASSERT_TRUE(processor.nextBlock(&roi, &blocks));
+        processor.copyOneBlock();
+        processor.computeOverlapWeights(0);
+        processor.m_y = 15;
+        processor.blendVertical(0, processor.m_blockH);
+        for (std::size_t p = 0; p < in.size(); ++p) {
+            EXPECT_TRUE(samePixels(in[p].rowRange(0, 15).clone(), out[p].rowRange(0, 15).clone()));
+            EXPECT_TRUE(samePixels(in[p].rowRange(0, 5).clone(), out[p].rowRange(15, 20).clone()));
+        }
+        processor.m_y = 20;
+        processor.blendVertical(0, processor.m_blockH);
+    }
+}
+
+TEST(BlockProcessor, BlocksOfAnySizeAndBordersUpToALimitAreLaidOut) {
+    const Planes planes = randomPlanes(20, 30, 1);
+    Planes out = copies(planes);
+    BlockProcessor processor;
+    for (int overlap : {INT_MIN, -1, 0, 32, 1 << 30}) {
+        processor.initialize(planes, out, INT_MAX, INT_MAX, true, overlap, 0, 0);
+        cv::Rect roi;
+        Planes blocks;
+        ASSERT_TRUE(processor.nextBlock(&roi, &blocks));
+        EXPECT_EQ(roi, cv::Rect(0, 0, 30, 20));
+        processor.copyOneBlock();
+        EXPECT_FALSE(processor.nextBlock(&roi, &blocks));
+    }
+    EXPECT_FAILURE(processor.initialize(planes, out, INT_MAX, INT_MAX, true, 32, (INT_MAX - 1) / 2, 0),
+                   "ERROR - BlockProcessor::initialize - a side or the border is above 2^28");
+    ushort pixel = 0;
+    const Planes wide = {cv::Mat(1, INT_MAX / 4, CV_16UC1, &pixel)};
+    EXPECT_FAILURE(processor.initialize(wide, wide, 64, 64, true, 8, 0, 0),
+                   "ERROR - BlockProcessor::initialize - a side or the border is above 2^28");
 }

@@ -279,6 +279,11 @@ TEST(DomainTransform, FilterRefusesWhatIsNotFloat) {
     const char* text = "ERROR - DomainTransformFilter::filter - in.depth()!=CV_32F";
     EXPECT_FAILURE(filter->filter(in, out, 0), text);
     EXPECT_FAILURE(filter->filter(in, out, 1), text);
+    EXPECT_FAILURE(filter->diffX(in, out), text);
+    EXPECT_FAILURE(filter->diffY(in, out), text);
+    EXPECT_FAILURE(filter->sumAbs(in, out), text);
+    const int sizes[] = {2, 3, 4};
+    EXPECT_FAILURE(filter->filter(cv::Mat(3, sizes, CV_32FC1), out, 0), "ERROR - plane - dims>2");
     EXPECT_FAILURE(filter->filter(randomPlane(4, 5, CV_32FC(5)), out, 1),
                    "ERROR - DomainTransformFilter::filterNC - in.channels()>4");
     EXPECT_TRUE(out.empty());
@@ -295,4 +300,20 @@ TEST(DomainTransform, PassesRefuseDistancesThatDoNotFit) {
                        "ERROR - DomainTransformFilter::boxPass - ct does not fit the image");
     }
     EXPECT_TRUE(samePixels(before, image));
+}
+
+TEST(DomainTransform, SigmasThatMakeNoSenseAreHarmless) {
+    const cv::Mat in = testImage({9, 13, 3});
+    for (float sigmaS : {0.0f, -1.0f, 1e-30f, 3e38f, INFINITY, std::nanf("")}) {
+        for (float sigmaR : {0.0f, -1.0f, 1e-30f, 3e38f, INFINITY, std::nanf("")}) {
+            const auto filter = quietFilter(sigmaS, sigmaR);
+            for (int mode : {0, 1}) {
+                cv::Mat out;
+                EXPECT_TRUE(filter->filter(in, out, mode));
+                EXPECT_EQ(out.size(), in.size());
+            }
+            cv::Mat first = randomPlane(9, 13, CV_16UC1, 5), second = randomPlane(9, 13, CV_16UC1, 6);
+            EXPECT_TRUE(filter->filterPair(first, second));
+        }
+    }
 }

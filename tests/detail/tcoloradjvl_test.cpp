@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "kestrova/detail/tvelline.h"
+#include "kestrova/image/tpimage.h"
 #include "tests/detail/tcoloradjvl_objects.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
@@ -372,6 +374,8 @@ TEST(TColorAdjVLTest, PlanesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
     setParameters(adjust, 1, 1, 1, 1);
     const cv::Mat good(5, 7, CV_16UC1, cv::Scalar(1)), bytes(5, 7, CV_8UC1, cv::Scalar(1));
     const cv::Mat small(4, 7, CV_16UC1, cv::Scalar(1)), empty;
+    cv::Mat refused = good.clone();  // what is left of a plane that has got no memory
+    refused.data = nullptr;
     cv::Mat dr(2, 2, CV_16UC1, cv::Scalar(7)), db(2, 2, CV_16UC1, cv::Scalar(7));
     const cv::Mat sevens = dr.clone();
     cv::Mat both(5, 7, CV_16UC1, cv::Scalar(3)), alias = both;
@@ -384,8 +388,9 @@ TEST(TColorAdjVLTest, PlanesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
             };
             EXPECT_FAILURE(call(bytes), "ERROR - TColorAdjVL::proc - type() != CV_16UC1");
             EXPECT_FAILURE(call(small), "ERROR - TColorAdjVL::proc - size() != y0.size()");
+            EXPECT_FAILURE(call(empty), "ERROR - TColorAdjVL::proc - type() != CV_16UC1");
+            EXPECT_FAILURE(call(refused), "ERROR - TColorAdjVL::proc - a plane has no pixels");
         }
-        EXPECT_FAILURE(adjust.proc(empty, empty, empty, empty, dr, db), "ERROR - TColorAdjVL::proc - y0.empty()");
         for (const auto& [drOut, dbOut] : {std::pair(&dr, &dr), std::pair(&both, &both), std::pair(&both, &alias)}) {
             EXPECT_FAILURE(adjust.proc(good, good, good, good, *drOut, *dbOut),
                            "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane");
@@ -396,6 +401,40 @@ TEST(TColorAdjVLTest, PlanesThatDoNotFitAreRefusedBeforeAnythingIsWritten) {
     EXPECT_TRUE(samePixels(sevens, dr));
     EXPECT_TRUE(samePixels(sevens, db));
     EXPECT_TRUE(samePixels(threes, both));
+}
+
+TEST(TColorAdjVLTest, PlanesWithoutPixelsGiveOutputsWithoutPixels) {
+    const cv::Mat none, row(0, 5, CV_16UC1), column(5, 0, CV_16UC1);
+    for (const cv::Mat& plane : {none, row, column}) {
+        TColorAdjVL adjust;
+        setParameters(adjust, 1, 1, 1, 1);
+        cv::Mat dr(2, 2, CV_16UC1), db(2, 2, CV_8UC1);
+        const std::string text = printed([&] { EXPECT_TRUE(adjust.proc(plane, plane, plane, plane, dr, db)); });
+        EXPECT_EQ(text.substr(0, sizeof kTimeText - 1), kTimeText);
+        EXPECT_FALSE(adjust.m_bChanged);
+        EXPECT_TRUE(dr.empty() && db.empty());
+        EXPECT_EQ(dr.size(), plane.size());
+        EXPECT_EQ(db.type(), CV_16UC1);
+    }
+}
+
+TEST(TColorAdjVLTest, TakesWhatTheEngineHandsOutForAnEmptyRectangle) {
+    TVelline engine;
+    for (cv::Mat* plane : {&engine.m_Y, &engine.m_DS, &engine.m_DM, &engine.m_DL, &engine.m_Dr, &engine.m_Db})
+        *plane = cv::Mat(20, 30, CV_16UC1, cv::Scalar(32768));
+    engine.m_bRoiChanged = true;
+    TColorAdjVL adjust;
+    for (const cv::Size& size : {cv::Size(0, 5), cv::Size(6, 0), cv::Size(0, 0)}) {
+        cv::Mat dr, db;
+        const auto sampled = [&](const cv::Mat& plane) {
+            return TPImage::MatRoi(plane, 2, 3, size.width, size.height, 1, false, false);
+        };
+        printed([&] {
+            engine.proc({{2, 3}, size}, 1, cv::Mat());
+            adjust.proc(sampled(engine.m_Y), engine.getRoiY(), sampled(engine.m_Dr), sampled(engine.m_Db), dr, db);
+        });
+        EXPECT_TRUE(dr.empty() && db.empty());
+    }
 }
 
 TEST(TColorAdjVLTest, OutputsOverOneBufferThatDoNotFitGetPlanesOfTheirOwn) {

@@ -261,4 +261,46 @@ TEST(TVellineProcTest, AResultHandedBackInAsTheExtraPlaneIsReadBeforeItIsWritten
     expectSame(reference, engine);
 }
 
+TEST(TVellineProcTest, TheResultIsWrittenIntoAPlaneOfTheHostFromTheFirstCallOn) {
+    ushort buffer[20 * 30];
+    const cv::Rect all(0, 0, 30, 20);
+    for (const cv::Mat& plane : {cv::Mat(20, 30, CV_16UC1, cv::Scalar(1)), cv::Mat(20, 30, CV_16UC1, buffer)}) {
+        TVelline engine = engineOf(20, 30);
+        engine.getRoiY() = plane;
+        for (int call = 0; call < 2; ++call) {
+            engine.m_light[0] = 0.1f * static_cast<float>(call);
+            engine.m_bChangedY = true;
+            expectReference(engine, all, 1);
+            EXPECT_EQ(engine.getRoiY().data, plane.data) << "call " << call;
+        }
+    }
+}
+
+TEST(TVellineProcTest, AResultPlaneThatShowsACacheIsReplaced) {
+    const cv::Rect all(0, 0, 30, 20);
+    for (cv::Mat TVelline::*cache : {&TVelline::m_rY, &TVelline::m_rDM, &TVelline::m_rDL}) {
+        TVelline engine = engineOf(20, 30);
+        render(engine, all, 1);
+        engine.getRoiY() = engine.*cache;
+        const cv::Mat before = (engine.*cache).clone();
+        engine.m_bChangedS = true;
+        render(engine, all, 1);
+        EXPECT_TRUE(samePixels(before, engine.*cache));
+        EXPECT_NE(engine.getRoiY().data, (engine.*cache).data);
+    }
+}
+
+TEST(TVellineProcTest, AnExtraPlaneThatLiesAcrossTheRowsOfTheResultIsReadBeforeItIsWritten) {
+    const cv::Rect roi(0, 0, 30, 19);
+    cv::Mat large = detailPlane(20, 30, 9);
+    TVelline engine = engineOf(20, 30);
+    engine.getRoiY() = large.rowRange(1, 20);
+    const cv::Mat extra = large.rowRange(0, 19);
+    ReferenceEngine reference;
+    reference.takeFields(engine);
+    reference.proc(roi, 1, extra.clone());
+    render(engine, roi, 1, extra);
+    expectSame(reference, engine);
+}
+
 }  // namespace

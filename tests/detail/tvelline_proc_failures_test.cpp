@@ -40,6 +40,25 @@ TEST(TVellineProcTest, RefusesEmptyPlanesBeforeAnythingIsWritten) {
     }
 }
 
+// What is left of a plane that has got no memory.
+TEST(TVellineProcTest, RefusesPlanesThatHaveASizeAndNoPixels) {
+    const char* const chroma = "ERROR - TVelline::proc - m_Dr.size!=m_Y.size || m_Db.size!=m_Y.size";
+    const char* const detail = "ERROR - TVelline::proc - a detail plane's size!=m_Y.size";
+    const std::pair<cv::Mat TVelline::*, const char*> refused[] = {
+        {&TVelline::m_Y, "ERROR - TVelline::proc - m_Y.empty()"},
+        {&TVelline::m_DS, detail},
+        {&TVelline::m_DM, detail},
+        {&TVelline::m_DL, detail},
+        {&TVelline::m_Dr, chroma},
+        {&TVelline::m_Db, chroma}};
+    for (const auto& [plane, text] : refused) {
+        TVelline engine = engineOf(20, 30);
+        engine.m_mix[0] = 1;
+        (engine.*plane).data = nullptr;
+        expectRefused(engine, text);
+    }
+}
+
 TEST(TVellineProcTest, RefusesPlanesOfAnotherSizeOnlyWhereItNeedsThem) {
     TVelline engine = engineOf(20, 30);
     render(engine, {0, 0, 6, 5}, 1);

@@ -28,6 +28,18 @@ TEST(TVellineTest, StartsEmptyAndNeutral) {
     EXPECT_EQ(engine.m_maxPlainLevel, 1);
 }
 
+TEST(TVellineTest, NamesStandForTheDocumentedIndices) {
+    EXPECT_EQ(TVelline::index(TVelline::ScaleSmall, TVelline::ZoneBase), 0);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleSmall, TVelline::ZoneShadows), 1);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleMedium, TVelline::ZoneBase), 3);
+    EXPECT_EQ(TVelline::index(TVelline::ScaleLarge, TVelline::ZoneMidtones), 8);
+    const int light[] = {TVelline::LightBrightness, TVelline::LightContrast, TVelline::LightHighlights,
+                         TVelline::LightShadows,    TVelline::LightWhites,   TVelline::LightBlacks};
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(light[i], i);
+    const int mix[] = {TVelline::MixRed, TVelline::MixGreen, TVelline::MixBlue};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(mix[i], i);
+}
+
 TEST(TVellineTest, MembersStandInTheirDocumentedOrder) {
     const TVelline e;
     const void* const members[] = {
@@ -108,6 +120,14 @@ TEST(TVellineTest, ParametersOfACopyAreItsOwn) {
     EXPECT_EQ(from.m_k[3], 0.3f);
     EXPECT_FALSE(from.m_bChangedM);
     EXPECT_TRUE(shared(copy.m_Y, from.m_Y));
+}
+
+TEST(TVellineTest, ShortSetupRefusesThreeDimensionsWithNothingChanged) {
+    TVelline engine = filledEngine();
+    const cv::Mat before = engine.m_Y;
+    const int sizes[] = {2, 3, 4};
+    EXPECT_FAILURE(engine.setup(cv::Mat(3, sizes, CV_16UC1), nullptr), "ERROR - plane - dims>2");
+    EXPECT_TRUE(shared(engine.m_Y, before));
 }
 
 TEST(TVellineTest, ShortSetupProvidesThePlanes) {

@@ -104,16 +104,16 @@ TEST_F(PaintTest, ErrorsInStrokesNameTheLine) {
         const char *strokes, *reason;
     } cases[] = {
         {"fill 0\n\nfil 1\n", "s.txt:3: unknown command 'fil'"},
-        {"fill\n", "s.txt:1: '' is not a number"},
-        {"fill 256\n", "s.txt:1: '256' is out of range"},
-        {"fill nan\n", "s.txt:1: 'nan' is out of range"},
+        {"fill\n", "s.txt:1: \"\" is not a number"},
+        {"fill 256\n", "s.txt:1: \"256\" is not within 0 to 255"},
+        {"fill nan\n", "s.txt:1: \"nan\" is not a number"},
         {"fill 1 2\n", "s.txt:1: '2' is too much"},
         {"stroke outer=10\n", "s.txt:1: a stroke needs ': X,Y' at its end"},
         {"stroke outer=10 inner=11 : 1,1\n", "s.txt:1: inner is larger than outer"},
         {"stroke colour=1 : 1,1\n", "s.txt:1: unknown key 'colour'"},
         {"stroke outer : 1,1\n", "s.txt:1: 'outer' is no KEY=VALUE"},
         {"stroke : 1;1\n", "s.txt:1: '1;1' is no point X,Y"},
-        {"stroke : 1,x\n", "s.txt:1: 'x' is not a number"},
+        {"stroke : 1,x\n", "s.txt:1: \"x\" is not a number"},
         {"fill 0\nundo\nundo\n", "s.txt:3: nothing is left to undo"},
     };
     for (const auto& c : cases) expectRefusal(paint(c.strokes), c.reason);

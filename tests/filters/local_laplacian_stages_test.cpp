@@ -31,8 +31,9 @@ void expectReduction(cv::Size size) {
     const RemappedPlane<K> finest = remapped<References>(randomPlane(size.height, size.width, CV_16UC1), remap.data());
     cv::Mat expected = pixelsOf<K>(finest);
     StoredPlane<K> plane((size.height + 1) / 2, (size.width + 1) / 2);
-    reduceRows(finest, plane, 0, plane.rows / 2);
-    reduceRows(finest, plane, plane.rows / 2, plane.rows);
+    const ReductionScratch<K> scratch;
+    reduceRows(finest, plane, 0, plane.rows / 2, scratch);
+    reduceRows(finest, plane, plane.rows / 2, plane.rows, scratch);
     for (int level = 1; level < 4; ++level) {
         cv::pyrDown(expected, expected);
         ASSERT_TRUE(samePixels(expected, pixelsOf<K>(plane))) << K << " channels, " << size << ", level " << level;

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "kestrova/filters/pardiso_solver.h"
-#include "kestrova/solver/sparse_memory.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/failures.h"
 #include "tests/support/rooms.h"
@@ -319,21 +318,6 @@ TEST(TWLSFilter, PassesTheTextsOfTheSolverOn) {
     EXPECT_EQ(filter.Proc(plane.data(), 5, 5, 1.0f, 1.0f, guide.data(), false), 1) << "usable afterwards";
     plane[3] = kNan;
     EXPECT_FAILURE(filter.Proc(plane.data(), 5, 5, 1.0f, 1.0f, guide.data(), false), "pardisoSolverIC - 22");
-}
-
-TEST(PardisoSolver, AnswersOneWhereThereIsNoMemoryAndItsCoreZero) {
-    SparseSystem system = gridSystem(7, 6, 0.1f, 10.0f, 1);
-    std::vector<float> b(42, 1.0f), work(42);
-    const auto run = [&](auto* solver) {
-        refuseAllocation = [](std::size_t) { return true; };
-        const int result =
-            solver(system.n, system.a.data(), system.ia.data(), system.ja.data(), b.data(), work.data(), 1, 2);
-        refuseAllocation = nullptr;
-        return result;
-    };
-    EXPECT_EQ(run(pardisoSolver), 1);
-    EXPECT_EQ(run(pardisoSolverIC), 0);
-    EXPECT_EQ(b, std::vector<float>(42, 1.0f));
 }
 
 TEST(PardisoSolver, AnswersZeroWhenSolvedAndItsCoreOne) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <climits>
 #include <vector>
 
 #include "tests/support/rooms.h"
@@ -23,23 +24,63 @@ TEST(ParallelTest, EveryRowIsVisitedOnce) {
     });
 }
 
-TEST(ParallelTest, StripsAreContiguousAndNumbered) {
+TEST(ParallelTest, StripsAreContiguous) {
     withThreadCounts([](int threads) {
-        const int rows = 37;
-        const int strips = stripCount(rows, kCols);
-        EXPECT_EQ(strips, threads);
-        std::vector<int> first(strips, -1), end(strips, -1);
-        parallelStrips(strips, rows, [&](int from, int to, int s) noexcept { first[s] = from, end[s] = to; });
-        EXPECT_EQ(first.front(), 0);
-        EXPECT_EQ(end.back(), rows);
-        for (int s = 1; s < strips; ++s) EXPECT_EQ(first[s], end[s - 1]);
+        const Strips strips(37, kCols);
+        EXPECT_EQ(strips.count(), threads);
+        EXPECT_EQ(strips.first(0), 0);
+        EXPECT_EQ(strips.end(strips.count() - 1), 37);
+        for (int s = 1; s < strips.count(); ++s) EXPECT_EQ(strips.first(s), strips.end(s - 1));
+    });
+}
+
+TEST(ParallelTest, StripsBeginAtBlocks) {
+    withThreadCounts([](int) {
+        for (int blockRows : {1, 2, 7, 36, 37, 38, INT_MAX}) {
+            const Strips strips(37, kCols, blockRows);
+            for (int s = 0; s < strips.count(); ++s) EXPECT_EQ(strips.first(s) % blockRows, 0);
+            EXPECT_EQ(strips.end(strips.count() - 1), 37);
+        }
+    });
+    EXPECT_EQ(Strips(INT_MAX, kCols, INT_MAX).end(0), INT_MAX);
+}
+
+TEST(ParallelTest, EachStripHasItsScratchMadeBeforeAndOnTheCallersThread) {
+    withThreadCounts([](int) {
+        const Strips strips(37, kCols);
+        int made = 0;
+        std::atomic<int> rows{0}, wrong{0};
+        forEachStrip(
+            strips,
+            [&](int s) {
+                if (omp_in_parallel()) ++wrong;
+                EXPECT_EQ(s, made++);
+                return s;
+            },
+            [&](int first, int end, int& scratch) noexcept {
+                if (made != strips.count() || strips.first(scratch) != first || strips.end(scratch) != end) ++wrong;
+                rows += end - first;
+            });
+        EXPECT_EQ(rows, 37);
+        EXPECT_EQ(wrong, 0);
+    });
+}
+
+TEST(ParallelTest, ScratchThatIsKeptServesManySweeps) {
+    withThreadCounts([](int) {
+        const Strips strips(37, kCols);
+        std::vector<int> rows(static_cast<std::size_t>(strips.count()), 0);
+        for (int sweep = 0; sweep < 3; ++sweep)
+            forEachStripWith(strips, rows, [](int first, int end, int& sum) noexcept { sum += end - first; });
+        for (int s = 0; s < strips.count(); ++s)
+            EXPECT_EQ(rows[static_cast<std::size_t>(s)], 3 * (strips.end(s) - strips.first(s)));
     });
 }
 
 TEST(ParallelTest, SmallPlanesDoNotFork) {
-    EXPECT_EQ(stripCount(16, 16), 1);
-    EXPECT_EQ(stripCount(1, 1 << 24), 1);
-    EXPECT_EQ(stripCount(0, 100), 1);
+    EXPECT_EQ(Strips(16, 16).count(), 1);
+    EXPECT_EQ(Strips(1, 1 << 24).count(), 1);
+    EXPECT_EQ(Strips(0, 100).count(), 1);
 }
 
 TEST(ParallelTest, RunsOnTheCallersThreadInsideARegionOfTheHost) {

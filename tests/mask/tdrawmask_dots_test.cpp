@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+
 #include "kestrova/image/tpimage.h"
 #include "tests/mask/mask_fixture.h"
 #include "tests/support/failures.h"
@@ -69,6 +73,40 @@ TEST_F(TDrawMaskDotsTest, InnerRadiusAboveTheOuterThrowsOnceAndKeepsItsRadii) {
     EXPECT_TRUE(mask.proc()) << "the repeat returns early from the table";
 }
 
+TEST_F(TDrawMaskDotsTest, DotAfterARefusedProfileCoversItsWholePatchByTheOneBefore) {
+    for (float tolerance : {0.0f, 0.5f}) {
+        TDrawMask fresh;
+        fresh.setInImage(planes.y, planes.dr, planes.db);
+        fresh.setValue(0);
+        fresh.drawStart(0, 1);
+        fresh.drawADot(cv::Point(90, 40), 255, 20, 4, 1.0f, 0.0f);
+        fresh.drawStart(0, 1);
+        fresh.drawADot(cv::Point(40, 36), 255, 6, 10, 1.0f, tolerance);
+        EXPECT_FAILURE(fresh.proc(), "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.");
+        fresh.proc();
+        TDrawMask other;
+        other.setInImage(planes.y, planes.dr, planes.db);
+        other.m_stroke = filled(0);
+        other.updateLUT(10, 2);
+        other.drawMaskDotLUT(cv::Point(20, 18), 10, 2, tolerance);
+        for (int y = 0; y < kRows; ++y) {
+            for (int x = 0; x < kCols; ++x) {
+                const bool inPatch = std::abs(x - 20) <= 3 && std::abs(y - 18) <= 3;
+                ASSERT_EQ(fresh.m_stroke.at<uchar>(y, x), inPatch ? other.m_stroke.at<uchar>(y, x) : 0)
+                    << x << ", " << y << ", tolerance " << tolerance;
+            }
+        }
+    }
+}
+
+TEST_F(TDrawMaskDotsTest, ACopyPaintsByItsOwnTableAfterARefusedProfile) {
+    mask.updateLUT(10, 2);
+    TDrawMask copy(mask);
+    EXPECT_FAILURE(copy.updateLUT(3, 5), "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.");
+    EXPECT_EQ(copy.m_profile_p[1], 1.0f) << "still the table of the radii before";
+    EXPECT_EQ(mask.m_outerR, 10);
+}
+
 TEST_F(TDrawMaskDotsTest, ToleranceBelowFiveHundredthsWithEqualRadiiIsTheHardDot) {
     for (float tolerance : {0.04f, 0.05f}) {
         TDrawMask fresh;
@@ -120,6 +158,64 @@ TEST_F(TDrawMaskDotsTest, DotsAnywhereStayWithinThePlanes) {
     }
     EXPECT_TRUE(mask.proc());
     EXPECT_TRUE(samePixels(filled(255), mask.m_mask));
+}
+
+// A class that derives from the brush may hand in any centre and radius.
+TEST_F(TDrawMaskDotsTest, CentresAndRadiiAtTheLimitsOfAnIntAreClipped) {
+    const int extremes[] = {INT_MIN, INT_MIN + 1, -kCols, 0, 20, INT_MAX - 1, INT_MAX};
+    mask.setValue(0);
+    mask.drawStart(0, 1);
+    mask.drawADot(cv::Point(20, 20), 255, 4);
+    mask.proc();
+    mask.updateLUT(7999, 7000);
+    for (int x : extremes) {
+        for (int y : extremes) {
+            for (int r : extremes) {
+                cv::Point p(x, y);
+                mask.checkBoundary(p, r);
+                mask.drawDumbDot(p, r);
+                mask.drawMaskDot(p, r, r / 2, 0.0f);
+                mask.drawMaskDot(p, r, r, 0.5f);
+                mask.drawMaskDotLUT(p, r, r, 0.0f);
+                EXPECT_TRUE(mask.renderStroke(255, 1.0f, p, r));
+            }
+        }
+    }
+    for (int outerR : {INT_MIN, 0, 7999}) mask.updateLUT(outerR, INT_MIN);
+    EXPECT_FAILURE(mask.updateLUT(INT_MAX, INT_MIN), "ERROR - TDrawMask::updateLUT - outerR >= 8000");
+}
+
+TEST_F(TDrawMaskDotsTest, DistantCentresOfLargeDotsCoverTheSamePixelsAsOnALargerMask) {
+    const cv::Size size(300, 200), corner(61, 47);
+    const cv::Rect window(120, 80, corner.width, corner.height);
+    TDrawMask large, small;
+    large.setInImage(randomPlane(size.height, size.width, CV_8UC1), cv::Mat(), cv::Mat());
+    small.setInImage(cv::Mat(large.m_inY(window)), cv::Mat(), cv::Mat());
+    large.updateLUT(150, 20);
+    small.updateLUT(150, 20);
+    for (const cv::Point& p : {cv::Point(0, 0), cv::Point(299, 100), cv::Point(150, 0), cv::Point(60, 190),
+                               cv::Point(119, 127), cv::Point(181, 79)}) {
+        for (int form = 0; form < 3; ++form) {
+            large.m_stroke = cv::Mat(size, CV_8UC1, cv::Scalar(30));
+            small.m_stroke = cv::Mat(corner, CV_8UC1, cv::Scalar(30));
+            for (TDrawMask* each : {&large, &small}) {
+                const cv::Point centre = each == &large ? p : p - window.tl();
+                if (form == 0) each->drawMaskDotLUT(centre, 150, 20, 0.0f);
+                if (form == 1) each->drawMaskDot(centre, 150, 20, 0.0f);
+                if (form == 2) each->drawDumbDot(centre, 150);
+            }
+            EXPECT_TRUE(samePixels(large.m_stroke(window).clone(), small.m_stroke)) << p << ", form " << form;
+        }
+    }
+}
+
+TEST_F(TDrawMaskDotsTest, DotsWithoutAStrokeAreRefusedWhereNoneHasBegun) {
+    const char* const text = "ERROR - TDrawMask::drawStrokeDot - no stroke has begun";
+    const cv::Point p(20, 20);
+    EXPECT_FAILURE(mask.drawDumbDot(p, 3), text);
+    EXPECT_FAILURE(mask.drawMaskDot(p, 3, 1, 0.0f), text);
+    EXPECT_FAILURE(mask.drawMaskDotLUT(p, 3, 1, 0.0f), text);
+    EXPECT_FAILURE(mask.renderStroke(1, 1.0f, p, 3), text);
 }
 
 TEST_F(TDrawMaskDotsTest, SoftDotAsLargeAsTheProfileIsRefused) {

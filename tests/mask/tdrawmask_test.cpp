@@ -73,29 +73,32 @@ TEST_F(TDrawMaskTest, BindingAPictureOfAnotherSizeDropsTheCommands) {
 }
 
 TEST_F(TDrawMaskTest, PlanesThatDoNotFitAreRefusedWithNothingChanged) {
-    const cv::Mat y(5, 6, CV_8UC1), c(5, 6, CV_16UC1), other(5, 7, CV_16UC1), none;
+    const cv::Mat y(5, 6, CV_8UC1), c(5, 6, CV_16UC1), none;
     const char* chromaType = "ERROR - TDrawMask::setInImage - dr.type() != CV_16UC1 || db.type() != CV_16UC1";
-    const char* chromaSize = "ERROR - TDrawMask::setInImage - dr.size() != y.size() || db.size() != y.size()";
     EXPECT_FAILURE(mask.setInImage(none, c, c), "Error - TFDrawMask::resetMask - ippStsError");
     EXPECT_FAILURE(mask.setInImage(c, c, c), "ERROR - TDrawMask::setInImage - y.type() != CV_8UC1");
     EXPECT_FAILURE(mask.setInImage(y, y, c), chromaType);
     EXPECT_FAILURE(mask.setInImage(y, c, y), chromaType);
-    EXPECT_FAILURE(mask.setInImage(y, c, other), chromaSize);
-    EXPECT_FAILURE(mask.setInImage(y, other, c), chromaSize);
+    const int sizes[] = {2, 3, 4};
+    EXPECT_FAILURE(mask.setInImage(cv::Mat(3, sizes, CV_8UC1), c, c), "ERROR - plane - dims>2");
     EXPECT_EQ(mask.m_inY.data, planes.y.data);
     EXPECT_TRUE(samePixels(filled(255), mask.m_mask));
 }
 
-TEST_F(TDrawMaskTest, PictureWithoutColourTakesDotsWithoutTolerance) {
-    TDrawMask grey;
-    grey.setInImage(planes.y, cv::Mat(), cv::Mat());
-    grey.setValue(0);
-    grey.drawStart(0, 1);
-    grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.0f);
-    grey.proc();
-    EXPECT_EQ(grey.m_mask.at<uchar>(20, 20), 255);
-    grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.5f);
-    EXPECT_FAILURE(grey.proc(), "ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
+TEST_F(TDrawMaskTest, PictureWithoutColourOrWithChromaOfAnotherSizeTakesDotsWithoutTolerance) {
+    for (const cv::Mat& chroma : {cv::Mat(), cv::Mat(5, 7, CV_16UC1, cv::Scalar(32768))}) {
+        TDrawMask grey;
+        grey.setInImage(planes.y, chroma, chroma);
+        EXPECT_EQ(grey.m_inDr.data, chroma.data);
+        grey.setValue(0);
+        grey.drawStart(0, 1);
+        grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.0f);
+        grey.proc();
+        EXPECT_EQ(grey.m_mask.at<uchar>(20, 20), 255);
+        grey.drawADot(cv::Point(40, 40), 255, 20, 10, 1.0f, 0.5f);
+        EXPECT_FAILURE(grey.proc(),
+                       "ERROR - TDrawMask::drawStrokeDot - the picture's planes are not of the mask's size");
+    }
 }
 
 TEST_F(TDrawMaskTest, PictureIsBoundAtHalfSizeWithItsOwnMask) {
@@ -200,6 +203,12 @@ TEST_F(TDrawMaskTest, ParameterConstructorsSetWhatTheyAreGiven) {
     EXPECT_EQ(none.m_x, 0);
     EXPECT_EQ(none.m_y, 0);
     EXPECT_EQ(none.m_startValue, 0);
+}
+
+TEST_F(TDrawMaskTest, CommandIsAnEndWithoutParametersByDefault) {
+    const TMaskCmd command;
+    EXPECT_EQ(command.m_type, TMaskCmd::DrawStrokeEnd);
+    EXPECT_EQ(command.m_param_p, nullptr);
 }
 
 TEST_F(TDrawMaskTest, ProcWithNothingPendingDoesNothing) {
@@ -319,6 +328,62 @@ TEST_F(TDrawMaskTest, ResetRestoresThePicturesOwnMask) {
     EXPECT_NE(image.m_mask.data, mask.m_mask.data);
     mask.proc();
     EXPECT_TRUE(samePixels(image.m_mask, mask.m_mask));
+}
+
+TEST_F(TDrawMaskTest, ResetAndAnotherPictureLeaveThePlanesOfTheStrokeAlone) {
+    TPImage image(2 * kCols, 2 * kRows);
+    image.m_Y.setTo(1000);
+    image.m_mask.setTo(17);
+    for (bool reset : {true, false}) {
+        mask.setInImage(&image);
+        mask.setValue(0);
+        mask.drawStart(0, 1);
+        mask.drawADot(cv::Point(40, 40), 255, 20);
+        mask.proc();
+        const cv::Mat coverage = mask.m_stroke.clone(), start = mask.m_maskAtStart.clone();
+        if (reset)
+            mask.reset();
+        else
+            mask.setInImage(&image);
+        EXPECT_TRUE(samePixels(coverage, mask.m_stroke));
+        EXPECT_TRUE(samePixels(start, mask.m_maskAtStart));
+        // A dot goes on with that stroke, the start of another does not.
+        mask.drawADot(cv::Point(40, 40), 255, 8);
+        mask.proc();
+        EXPECT_TRUE(samePixels(coverage, mask.m_stroke));
+        stroke(80, 60, 10, 255);
+        mask.proc();
+        EXPECT_EQ(mask.m_stroke.at<uchar>(20, 20), 0);
+        EXPECT_EQ(mask.m_maskAtStart.at<uchar>(0, 0), 255) << "a replay from nothing starts full";
+    }
+}
+
+TEST_F(TDrawMaskTest, AStrokeOfACopyWithAMaskOfItsOwnLeavesTheOtherStrokeAlone) {
+    TPImage image(2 * kCols, 2 * kRows);
+    image.m_Y.setTo(1000);
+    image.m_mask.setTo(17);
+    mask.setInImage(&image);
+    mask.setValue(0);
+    stroke(90, 70, 10, 50);
+    mask.drawStart(0, 1);
+    mask.drawADot(cv::Point(40, 40), 255, 20);
+    mask.proc();
+    const cv::Mat coverage = mask.m_stroke.clone(), start = mask.m_maskAtStart.clone();
+    TDrawMask copy(mask);
+    copy.reset();
+    copy.drawStart(0, 1);
+    copy.drawADot(cv::Point(60, 60), 9, 20);
+    copy.drawEnd();
+    copy.proc();
+    EXPECT_TRUE(samePixels(coverage, mask.m_stroke));
+    EXPECT_TRUE(samePixels(start, mask.m_maskAtStart));
+    EXPECT_EQ(copy.m_maskAtStart.at<uchar>(35, 45), 255);
+    mask.drawEnd();
+    stroke(20, 20, 6, 200);
+    const cv::Mat before = mask.m_mask.clone();
+    mask.proc();
+    EXPECT_TRUE(samePixels(before, mask.m_maskAtStart)) << "a stroke starts from the mask as it is";
+    EXPECT_EQ(mask.m_stroke.at<uchar>(20, 20), 0);
 }
 
 TEST_F(TDrawMaskTest, ResetWithoutAPicturesOwnMaskLeavesNone) {

@@ -75,9 +75,11 @@ Operation bilateral(const std::string& name, int type, bool guided, bool used) {
             }};
 }
 
-Operation laplacian(const std::string& name, const cv::Mat& before, bool inPlace, bool used) {
+Operation laplacian(const std::string& name, const cv::Mat& before, bool inPlace, bool used,
+                    Promise promise = Promise::kNothingChanged) {
     const cv::Mat picture = randomPlane(41, 37, CV_16UC1);
-    return {"LocalLaplacian_proc10K_" + name, [=] {
+    return {"LocalLaplacian_proc10K_" + name,
+            [=] {
                 const auto filter = std::make_shared<LocalLaplacian>();
                 const Plane in = plane(picture), out = inPlace ? in : plane(before);
                 if (used) {
@@ -85,7 +87,8 @@ Operation laplacian(const std::string& name, const cv::Mat& before, bool inPlace
                     filter->proc10K(*in, other, 0.3f, 0.3f, 2);
                 }
                 return Attempt{[=] { filter->proc10K(*in, *out, 0.2f, 0.4f, 3); }, [=] { return Seen().plane(*out); }};
-            }};
+            },
+            promise};
 }
 
 Pyramid pyramid() {
@@ -103,15 +106,21 @@ Operation convolved(const std::string& name, int type, const cv::Mat& before, bo
 }
 
 Operation weighted(const std::string& name, bool logGuide, bool used) {
-    // Where the solver finds no memory the plane is left as it is, and that is no failure.
+    // Where the solver finds no memory the plane is left as it is, and that is no failure. The guide's logarithms stay.
     return {"TWLSFilter_Proc_" + name,
             [=] {
                 const auto filter = std::make_shared<TWLSFilter>();
-                const Plane inOut = plane(randomPlane(12, 11, CV_32FC1, 0, 1)), guide = plane(*inOut);
-                if (used) filter->Proc(guide->ptr<float>(), 5, 6, 1, 1.2f, guide->ptr<float>(), false);
-                return Attempt{
-                    [=] { filter->Proc(inOut->ptr<float>(), 11, 12, 0.8f, 1.2f, guide->ptr<float>(), logGuide); },
-                    [=] { return Seen().plane(*inOut).plane(*guide); }};
+                const cv::Mat original = randomPlane(12, 11, CV_32FC1, 0, 1);
+                const Plane inOut = plane(original), guide = plane(original);
+                if (used) {
+                    const Plane other = plane(original);
+                    filter->Proc(other->ptr<float>(), 5, 6, 1, 1.2f, other->ptr<float>(), false);
+                }
+                return Attempt{[=] {
+                                   original.copyTo(*guide);
+                                   filter->Proc(inOut->ptr<float>(), 11, 12, 0.8f, 1.2f, guide->ptr<float>(), logGuide);
+                               },
+                               [=] { return logGuide ? Seen().plane(*inOut) : Seen().plane(*inOut).plane(*guide); }};
             },
             Promise::kDoneOrUntouched};
 }
@@ -157,7 +166,8 @@ std::vector<Operation> filtersOperations() {
                           }});
     operations.push_back(laplacian("New", cv::Mat(), false, false));
     operations.push_back(laplacian("Larger", randomPlane(3, 3, CV_8UC1), false, true));
-    operations.push_back(laplacian("Fitting", randomPlane(41, 37, CV_16UC1, 4), false, true));
+    operations.push_back(
+        laplacian("Fitting", randomPlane(41, 37, CV_16UC1, 4), false, true, Promise::kOutputsMayChange));
     operations.push_back(laplacian("InPlace", cv::Mat(), true, true));
 
     operations.push_back(convolved("New", CV_32FC1, cv::Mat()));

@@ -137,6 +137,19 @@ TEST(LutLinearTest, LevelsMayLieOutsideTheTable) {
     expectCurve({5, 6}, {-70000, -60000});
 }
 
+TEST(LutLinearTest, LevelsThatDescendDrawNothing) {
+    for (const std::vector<int>& levels :
+         {std::vector<int>{INT_MAX, INT_MIN}, {60000, 100}, {INT_MAX, INT_MIN, INT_MIN}}) {
+        cv::Mat plane(256, 256, CV_16UC1), expected(256, 256, CV_16UC1);
+        for (int i = 0; i < 65536; ++i) plane.ptr<ushort>()[i] = expected.ptr<ushort>()[i] = static_cast<ushort>(i);
+        const std::vector<int> values = {5, 6, 7};
+        ASSERT_EQ(ippiLUT_Linear_16u_C1IR(plane.ptr<ushort>(), stepOf(plane), sizeOf(plane), values.data(),
+                                          levels.data(), static_cast<int>(levels.size())),
+                  ippStsNoErr);
+        EXPECT_TRUE(samePixels(expected, plane));
+    }
+}
+
 TEST(LutLinearTest, ASpanOfOneEntryHoldsItsValue) {
     expectCurve({500, 70000, -3, 9}, {10, 11, 12, 13});
     // Of the line from -10 only entry 0 lies inside; its own height there would be 1409.

@@ -63,8 +63,8 @@ endef
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
 
-bench-smoke: ## Run every row of the benches once on small planes, without measuring anything
-	$(call run_bench,--benchmark_filter='1920x1080.*threads:1$$' --benchmark_min_time=0)
+bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
+	$(call run_bench,--benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0)
 
 fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
 	@cmake/packages.sh $(FUZZ_PACKAGES)
@@ -73,8 +73,16 @@ fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/f
 	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
 	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
 
+tsan: ## Run two threads of a host at once under ThreadSanitizer, with teams of one and of two
+	@cmake/packages.sh $(FUZZ_PACKAGES) libgtest-dev
+	@$(CONFIGURE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_SANITIZE=thread \
+	  -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build build/tsan -j $(JOBS) --target kestrova_threads_tests
+	@for threads in 1 2; do OMP_NUM_THREADS=$$threads OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so \
+	  TSAN_OPTIONS=ignore_noninstrumented_modules=1 build/tsan/tests/kestrova_threads_tests || exit 1; done
+
 tidy: ## Run clang-tidy over the library; CHECKS adds to those of .clang-tidy, or takes away from them
-	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
+	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy libomp-14-dev
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
 	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
 

@@ -69,13 +69,18 @@ void convert(Input& input) {
     const TSize size = sizeOf(someSize(input)), half = TImage::dec2Size(size);
     const bool words = kind == 1 || kind == 3 || kind == 5;
     Images images;
-    const bool fresh = input.rarely(3);
     images.push_back(image(input, words ? TImage::IM_RGBA16U : TImage::IM_RGBA8U, size));
+    // The last row or column of an odd size is not written: new pixels there are undefined.
+    const TSize given = images[0]->size();
+    const bool fresh = input.rarely(3) && given.width % 2 == 0 && given.height % 2 == 0;
     images.push_back(image(input, TImage::IM_Y16U, fresh ? TSize() : size));
     images.push_back(image(input, TImage::IM_C8U, fresh ? TSize() : half));
     images.push_back(image(input, TImage::IM_M8U, fresh ? TSize() : half));
     images.push_back(image(input, words ? TImage::IM_RGBA8U : TImage::IM_RGBA16U, fresh ? TSize() : size));
     const float k = input.real();
+    const bool fitting = images[1]->size() == given && images[2]->size() == TImage::dec2Size(given) &&
+                         images[3]->size() == TImage::dec2Size(given);
+    if (kind < 2 && !fitting && (given.width % 2 != 0 || given.height % 2 != 0)) return;
     switch (kind) {
         case 0:
             return runOnImages(images, {1, 2, 3}, [](Images& i) { TImage::rgba8uToYCM(*i[0], *i[1], *i[2], *i[3]); });
@@ -103,7 +108,7 @@ void host(Input& input) {
     const bool bottomUp = input.rarely(4), words = kind == 3;
     const int plane = scene.addFitting(input, size, words ? CV_16UC4 : CV_8UC4, kind == 0 ? Role::kIn : Role::kInOut);
     const int shorter = input.rarely(8) ? input.below(4 * 40) : 0;
-    const int odd = input.rarely(16) ? 1 : 0;
+    const bool odd = input.rarely(16);
     const bool swap = input.flag();
     const std::shared_ptr<TImage> y = image(input, TImage::IM_Y16U, whole), c = image(input, TImage::IM_C8U, half),
                                   m = image(input, TImage::IM_M8U, half), from = image(input, TImage::IM_RGBA8U, whole);
@@ -116,12 +121,13 @@ void host(Input& input) {
                  const int row = mat.cols * static_cast<int>(mat.elemSize());
                  int step = static_cast<int>(mat.step);
                  if (shorter > 0 && row > 0 && row - shorter > -row) step = row - shorter;
+                 if (odd && row > 0) step = row - 1;
                  if (flipped) step = -step;
                  TImage y0(*y), c0(*c), m0(*m);
                  if (kind == 0) return TImage::bgra8uToTImage(first, step, size.width, size.height, y0, c0, m0);
                  if (kind == 1) return TImage::timageToBgra8u(y0, c0, m0, first, step);
                  if (kind == 3) {
-                     TImage view(whole, reinterpret_cast<ushort*>(first) + (mat.empty() ? 0 : 0), step - odd, swap);
+                     TImage view(whole, reinterpret_cast<ushort*>(first), step, swap);
                      return view.swapC4RBCannel();
                  }
                  TImage view(whole, first, step, swap);

@@ -70,7 +70,7 @@ void in(Input& input, TPImage& used) {
     };
     // Steps shorter than a row are refused; one that was made longer would lie about the buffer.
     if (shorter != 0) {
-        const int row = w * static_cast<int>(CV_ELEM_SIZE(type));
+        const long long row = static_cast<long long>(w) * CV_ELEM_SIZE(type);
         const int step = (bottomUp ? -1 : 1) * static_cast<int>(scene[planes[0]].step);
         const long long changed =
             kind == 1 ? 2LL * (step / 2 - static_cast<long long>(shorter)) : static_cast<long long>(step) - shorter;
@@ -90,8 +90,9 @@ void out(Input& input, TPImage& used) {
     const int type = kind == 0 ? CV_8UC4 : kind == 3 ? CV_8UC1 : CV_16UC1;
     const int plane =
         scene.addFitting(input, kind == 0 ? size : cv::Size(size.width, 3 * size.height), type, Role::kOut);
-    TPImage fresh;
-    used.copyTo(fresh, true);
+    TPImage fresh(used);
+    for (cv::Mat* half : {&fresh.m_Y, &fresh.m_Dr, &fresh.m_Db})
+        if (!half->empty()) *half = half->clone();
     const auto call = [=](Scene& s, TPImage& image) {
         cv::Mat& whole = s[plane];
         if (kind == 0) {
@@ -169,28 +170,32 @@ void colour(Input& input) {
 }
 
 void change(Input& input, TPImage& used) {
-    const int kind = input.below(6), w = input.rarely(4) ? input.number() : input.below(40), h = input.below(40);
-    outcomeOf([&] {
-        switch (kind) {
-            case 0: return used.create(w, h);
-            case 1: return used.release();
-            case 2: {
-                const TPImage copy = used.clone(true);
-                return comparePictures(used, copy);
+    const int kind = input.below(6), number = input.rarely(4) ? input.number() : input.below(40), h = input.below(40);
+    // Small, or of more pixels than a plane may have.
+    const int w = number > 256 && number < 1 << 28 ? number % 256 : number;
+    outcomeOf(
+        [&] {
+            switch (kind) {
+                case 0: return used.create(w, h);
+                case 1: return used.release();
+                case 2: {
+                    const TPImage copy = used.clone(true);
+                    return comparePictures(used, copy);
+                }
+                case 3: {
+                    TPImage other(w % 64, h);
+                    used.copyTo(other, input.flag());
+                    used = other;
+                    return;
+                }
+                case 4: {
+                    const TPImage shared(used);
+                    return comparePictures(used, shared);
+                }
+                default: used.updateUid();
             }
-            case 3: {
-                TPImage other(w % 64, h);
-                used.copyTo(other, input.flag());
-                used = other;
-                return;
-            }
-            case 4: {
-                const TPImage shared(used);
-                return comparePictures(used, shared);
-            }
-            default: used.updateUid();
-        }
-    });
+        },
+        {true, false, false});
 }
 
 }  // namespace

@@ -15,7 +15,8 @@ void smooth(Input& input, TWLSFilter& used) {
               guide = scene.addFitting(input, row, CV_32FC1, Role::kScratch);
     if (input.rarely(16)) (input.flag() ? size.width : size.height) = input.flag() ? -input.below(3) : 0x40000000;
     const float lambda = input.real() * 10, alpha = input.real() * 3;
-    const bool logarithm = input.rarely(4), null = input.rarely(24), same = input.rarely(16);
+    const bool logarithm = input.rarely(4), null = input.rarely(24);
+    const bool same = !logarithm && input.rarely(16);
     if (input.rarely(6)) outcomeOf([&] { used.realloc(input.below(12), input.below(12)); });
     if (input.rarely(12)) used.freemem();
     TWLSFilter fresh;

@@ -9,9 +9,9 @@ cv::Mat renderView(TPImage& picture, const cv::Mat& base, const cv::Mat& small, 
     TVelline engine;
     TProgress progress;
     engine.setup(picture.m_Y, small, medium, large, picture.m_Dr, picture.m_Db, &progress);
-    engine.m_Y = base;             // what is left of luminance without the details
-    engine.m_k[3 * 0 + 2] = 0.8f;  // small scale, midtones
-    engine.m_light[3] = 0.4f;      // shadows
+    engine.m_Y = base;  // what is left of luminance without the details
+    engine.m_k[TVelline::index(TVelline::ScaleSmall, TVelline::ZoneMidtones)] = 0.8f;
+    engine.m_light[TVelline::LightShadows] = 0.4f;
     engine.m_bChangedS = engine.m_bChangedY = true;
     engine.proc(view, 2, cv::Mat());
     return engine.getRoiY();

@@ -11,7 +11,7 @@ bool halve(std::vector<cv::Mat>& planes, bool (*report)(int thousandths, void* h
     for (int done = 0, all = static_cast<int>(planes.size()); done < all;) {
         cv::Mat& plane = planes[done];
         cv::Mat half(TPImage::half(plane.rows), TPImage::half(plane.cols), plane.type());
-        downSize2X(plane, half, 4);
+        downSize2X(plane, half, kInterpCubic);
         plane = half;
         if (!progress.prog(++done, all)) return false;
     }

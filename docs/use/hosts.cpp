@@ -21,12 +21,13 @@ public:
     }
 
     void setClarity(float strength) {  // of the medium scale, in all tonal zones
-        for (int zone = 0; zone < 3; ++zone) m_engine.m_k[3 * 1 + zone] = strength;
+        for (TVelline::Zone zone : {TVelline::ZoneBase, TVelline::ZoneShadows, TVelline::ZoneMidtones})
+            m_engine.m_k[TVelline::index(TVelline::ScaleMedium, zone)] = strength;
         m_engine.m_bChangedM = true;
     }
 
     void setShadows(float light) {
-        m_engine.m_light[3] = light;
+        m_engine.m_light[TVelline::LightShadows] = light;
         m_engine.m_bChangedY = true;
     }
 
@@ -45,7 +46,7 @@ public:
 
         m_brush.proc();
         cv::Mat mask(r.size(), CV_8UC1), y;
-        upSize2X(m_brush.getMaskRoi(r, step), mask, kLinear);  // the mask has half of the picture's size
+        upSize2X(m_brush.getMaskRoi(r, step), mask, kInterpLinear);  // the mask has half of the picture's size
         blendAlpha(before, m_engine.getRoiY(), mask, y, 1);
 
         cv::Mat newDr, newDb;
@@ -57,8 +58,6 @@ public:
     }
 
 private:
-    static constexpr int kLinear = 2;
-
     static cv::Mat takeDetail(cv::Mat& y, int radius) {
         cv::Mat scaled, smooth, detail;
         y.convertTo(scaled, CV_32F, 1.0 / 65535);
@@ -143,8 +142,9 @@ TEST(DocumentedUse, OfAHost) {
 
 TEST(DocumentedUse, OfTheFourKindsOfFailures) {
     cv::Mat plane(4, 4, CV_16UC1, cv::Scalar(1)), none;
-    EXPECT_EQ(failureOf([&] { downSize2X(plane, none, 4); }), "ERROR - downSize2X - outHalf must be allocated!");
-    const std::string traced = failureOf([&] { upSize2X(plane, none, 4); });
+    EXPECT_EQ(failureOf([&] { downSize2X(plane, none, kInterpCubic); }),
+              "ERROR - downSize2X - outHalf must be allocated!");
+    const std::string traced = failureOf([&] { upSize2X(plane, none, kInterpCubic); });
     EXPECT_NE(traced.find("upSize2X : out2X is not allocated"), std::string::npos);
     EXPECT_EQ(failureOf([] { TImage(TImage::IM_M8U, TSize(2, 2)).halfY8U(); }), "kestrova failed");
     EXPECT_NE(failureOf([] { throw std::bad_alloc(); }), "");

@@ -28,9 +28,9 @@ bool develop(unsigned char* pixels, int width, int height, int step, bool (*repo
     TVelline engine;
     TProgress progress(report, user);
     if (!engine.setup(picture.m_Y, small, medium, large, picture.m_Dr, picture.m_Db, &progress)) return false;
-    engine.m_Y = base;             // setup needs the whole luminance; the details are added to what is left of it
-    engine.m_k[3 * 0 + 2] = 0.8f;  // strength of the small scale in the midtones
-    engine.m_light[3] = 0.4f;      // shadows
+    engine.m_Y = base;  // setup needs the whole luminance; the details are added to what is left of it
+    engine.m_k[TVelline::index(TVelline::ScaleSmall, TVelline::ZoneMidtones)] = 0.8f;
+    engine.m_light[TVelline::LightShadows] = 0.4f;
     engine.m_bChangedS = engine.m_bChangedY = true;
     engine.proc(cv::Rect(0, 0, width, height), 1, cv::Mat());
 

@@ -5,7 +5,7 @@
 // A plane at a quarter of its size, and a picture's red difference at full size, its edges where luminance has them.
 cv::Mat thumbnail(const cv::Mat& plane) {
     cv::Mat small(plane.rows / 4, plane.cols / 4, plane.type());
-    downSizeNX(plane, small, 4, 4);
+    downSizeNX(plane, small, 4, kInterpCubic);
     return small;
 }
 

@@ -39,7 +39,7 @@ Amplitudes are parts of the full scale, from black to white; what stands in brac
                 --levels V      octaves of detail, 1 to 12 (5)
 
   wls         weighted least squares with a direct solver: even surfaces, crisp edges; pictures up to 4 megapixels
-                --lambda V      smoothness, 0 to 10000 (1)
+                --lambda V      smoothness, 0 to 100 (1)
                 --alpha V       how much an edge holds, 0 to 4 (1.2)
 
   pyramid     convolution pyramid: takes faint gradients away and puts the picture together again, with flat surfaces
@@ -94,7 +94,7 @@ const std::map<std::string, Filter>& filters() {
               return smoothLaplacian(picture.m_Y, real(p, "amplitude"), real(p, "blur"), whole(p, "levels"));
           }}},
         {"wls",
-         {{{"lambda", {1, 0, 1e4}}, {"alpha", {1.2, 0, 4}}},
+         {{{"lambda", {1, 0, 100}}, {"alpha", {1.2, 0, 4}}},
           [](const TPImage& picture, P p) {
               return smoothLeastSquares(picture.m_Y, real(p, "lambda"), real(p, "alpha"));
           }}},

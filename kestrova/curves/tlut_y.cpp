@@ -87,10 +87,11 @@ void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar*
     }
 }
 
-// With i the band of Y, r its offset there and w = ((i + 2) step - Y) / step in whole numbers, a pixel gets w times
-// table i less w - 1 times table i + 1. So w is 1 and the table of the band stands alone, save at r = 0, where w is 2.
-// The top band has no next one and reckons from the band below: w is 0, its own table alone, or 1 at r = 0, the table
-// below. This is the pair at r = 0, each byte cut to 8 bits.
+// A pixel of luminance Y gets w times table i less w - 1 times table i + 1, i being its band and w a whole number,
+// ((i + 2) step - Y) / step truncated. Within a band w is 1: the table of the band stands alone. At the first level of
+// a band w is 2, which extrapolates. The top band has no next table and takes the one below as table i: within it w is
+// 0, its own table alone, and at its first level w is 1, the table below. This is the pair for the first level of band
+// i; each byte keeps its low 8 bits.
 int pairAtStartOfBand(const ushort* const* tables, int i, int last, int at) noexcept {
     if (i == last) return tables[last - 1][at];
     const int a = tables[i][at], b = tables[i + 1][at];

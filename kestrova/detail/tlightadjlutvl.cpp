@@ -22,7 +22,7 @@ constexpr std::array<float, kToneNodes> referenceCurve() {
 }
 constexpr std::array<float, kToneNodes> kReference = referenceCurve();
 
-// Luminance 0..1 lies over nodes 9.5 to 54.5. A level beyond the curve, or not a number, stays at its end.
+// Luminance 0..1 lies over nodes 9.5 to 54.5. A level beyond the curve stays at its end, NaN at its beginning.
 float positionOf(float level) {
     const float t = level * 0.703125f + 0.1484375f;
     return (t > 0.0078125f ? std::min(t, 0.9921875f) : 0.0078125f) * 64.0f;
@@ -66,7 +66,7 @@ void TLightAdjLUTvl::mapPixel(ushort& y, ushort& dr, ushort& db) {
     float u = static_cast<float>((double(std::sqrt(v)) - 0.707) * double(m_contrast) + 0.707 + double(m_bright));
     u = u > 0 ? u * u : 2.0f * u;
     const float gain = (toneAt(m_curve, positionOf(u)) + 0.001f) / (toneAt(kReference.data(), positionOf(v)) + 0.001f);
-    const float g = gain > 0 ? std::min(gain, 8.0f) : 0.0f;  // not-a-number is 0 too
+    const float g = gain > 0 ? std::min(gain, 8.0f) : 0.0f;  // NaN is 0 too
     for (float& c : rgb) c = std::max(std::min(c * g, 4.0f), 0.0f);
 
     const auto [least, most] = std::minmax({rgb[0], rgb[1], rgb[2]});

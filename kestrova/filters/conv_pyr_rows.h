@@ -7,8 +7,10 @@
 
 namespace kestrova::filters {
 
-/// A sum of weighted lines in the order of their adding. It begins at +0, which zeros of either sign leave as it is:
-/// lines of zeros need not be read, but for a weight that is not finite.
+// What the convolution pyramid filters rows with. Internal.
+
+/// A sum of weighted lines in the order in which they are added. It begins at +0, which zeros of either sign leave as
+/// it is: lines of zeros need not be read, but for a weight that is not finite.
 class WeightedSum {
 public:
     explicit WeightedSum(std::size_t capacity) {

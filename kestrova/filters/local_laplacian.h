@@ -16,12 +16,13 @@
 ///
 /// Values above the top reference, 58977 for K = 10, 61425 for 16 and 62790 for 24, are extrapolated, and what is
 /// extrapolated is cut to its low 16 bits: with a negative alpha near-white wraps to black. In even areas this happens
-///     for K = 10 with |alpha| of 0.030 to 0.207, to values from 61694 on,
-///     for K = 16 with |alpha| of 0.020 to 0.129, to values from 63127 on,
-///     for K = 24 with |alpha| of 0.014 to 0.086, to values from 63927 on;
-/// these are the limits over all `blur` from 0 to 1 (0: the smallest values, 1: the smallest |alpha|). Detail of half
-/// the range beside near-white may wrap too. A host that boosts detail leaves headroom: it maps its picture to 4096 to
-/// 61440, say, by 0.875 Y + 4096, filters with 0.875 alpha, and maps the result back.
+///     for K = 10 with |alpha| of 0.028 to 0.207, to values from 61694 on,
+///     for K = 16 with |alpha| of 0.017 to 0.130, to values from 63127 on,
+///     for K = 24 with |alpha| of 0.012 to 0.087, to values from 63927 on;
+/// these are the limits over all `blur` from 0 to 1 (0: the smallest values, 1: the smallest |alpha|). With a positive
+/// alpha only the last ten values or so may wrap. Detail of half the range beside near-white may wrap too. A host that
+/// boosts detail leaves headroom: it maps its picture to 4096 to 61440, say, by 0.875 Y + 4096, filters with 0.875
+/// alpha, and maps the result back.
 ///
 /// One object serves one call at a time. Assignment and copies share the remap table, which every call makes its own:
 /// objects that share it count as one. It is freed with the last of them.

@@ -103,7 +103,7 @@ void TPImage::computeLUT() {
         const float root = std::sqrt(static_cast<float>(std::abs(i - kZero16))) * kToEdge;
         m_lutFullToEdge_p[i] = sat8(i < kZero16 ? 128.0f - root : root + 128.0f);
     }
-    // It ends at 65026: the tables are not exact inverses of each other, and that is meant.
+    // It ends at 65026: the tables are not exact inverses of each other, which is intentional.
     for (int i = 0; i < 256; ++i) {
         const float s = static_cast<float>(std::abs(i - kZeroEdge)) * kToFull;
         m_lutEdgeToFull_p[i] = static_cast<ushort>(i < kZeroEdge ? kZero16 - s * s : s * s + kZero16);

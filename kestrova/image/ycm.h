@@ -3,7 +3,7 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/image/ydrdb.h"
 
-/// The colour space Y, C, M of `TImage` for colours on the scale 0..1: its differences are bytes about 128.
+// The colour space Y, C, M of `TImage` for colours on the scale 0..1: its differences are bytes about 128. Internal.
 namespace kestrova::image::ycm {
 
 inline unsigned char toDifference(float colour, float luminance) {

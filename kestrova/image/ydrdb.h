@@ -1,6 +1,6 @@
 #pragma once
 
-/// The constants of the colour space Y, Dr, Db.
+// The constants of the colour space Y, Dr, Db. Internal.
 
 namespace kestrova::image::ydrdb {
 

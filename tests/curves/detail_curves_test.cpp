@@ -20,7 +20,7 @@ namespace {
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-// The builders in the plain: one entry at a time, in the order in which they are told.
+// The builders in the plain: one entry at a time, in the documented order.
 
 int naiveRamp(float offset, float slope, int i, int top) {
     const float v = slope * static_cast<float>(i) + offset;

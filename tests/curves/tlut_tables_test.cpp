@@ -6,9 +6,9 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <tuple>
 #include <new>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 

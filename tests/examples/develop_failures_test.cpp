@@ -53,10 +53,10 @@ TEST_F(DevelopFailuresTest, HelpTellsOfEveryOptionAndOfNoOther) {
     const Outcome run = runProgram(KESTROVA_DEVELOP, {"--help"});
     EXPECT_EQ(run.code, 0);
     EXPECT_EQ(run.err, "");
-    QSet<QString> told;
+    QSet<QString> documented;
     auto names = QRegularExpression("--[a-z][a-z-]*").globalMatch(QString::fromUtf8(run.out));
-    while (names.hasNext()) told.insert(names.next().captured());
-    EXPECT_EQ(told, QSet<QString>(kOptions.begin(), kOptions.end()));
+    while (names.hasNext()) documented.insert(names.next().captured());
+    EXPECT_EQ(documented, QSet<QString>(kOptions.begin(), kOptions.end()));
     for (const char* name : {"brightness", "contrast", "highlights", "shadows", "whites", "blacks"})
         EXPECT_TRUE(run.out.contains(name)) << name;
     for (const QByteArray& line : run.out.split('\n')) EXPECT_LE(line.size(), 120) << line.toStdString();
@@ -251,6 +251,13 @@ TEST_F(DevelopFailuresTest, WhateverTheLibraryThrowsEndsWithOneLine) {
         environment.insert("KESTROVA_FAILURE", c.failure);
         expectRefusal({in, out, "--quiet"}, c.reason, environment);
     }
+}
+
+TEST_F(DevelopFailuresTest, ASolverWithoutMemoryEndsWithOneLine) {
+    QProcessEnvironment environment = programEnvironment();
+    environment.insert("LD_PRELOAD", KESTROVA_FAILING_LIBRARY);
+    environment.insert("ASAN_OPTIONS", "verify_asan_link_order=0");
+    expectRefusal({in, out, "--detail", "wls", "--quiet"}, ": there is not enough memory\n", environment);
 }
 
 TEST_F(DevelopFailuresTest, InterruptsCancelAndLeaveTheTargetAsItWas) {

@@ -7,8 +7,9 @@ namespace {
 
 class FiltersTest : public ProgramTest {
 protected:
-    void expectRefusal(const QStringList& arguments, const QByteArray& reason) {
-        const Outcome outcome = runProgram(KESTROVA_FILTERS, arguments);
+    void expectRefusal(const QStringList& arguments, const QByteArray& reason,
+                       const QProcessEnvironment& environment = programEnvironment()) {
+        const Outcome outcome = runProgram(KESTROVA_FILTERS, arguments, environment);
         EXPECT_EQ(outcome.code, 2);
         EXPECT_TRUE(outcome.err.startsWith("kestrova-filters: ")) << outcome.err.toStdString();
         EXPECT_TRUE(outcome.err.contains(reason)) << outcome.err.toStdString();
@@ -162,9 +163,18 @@ TEST_F(FiltersTest, ErrorsAreOneLineAndWriteNothing) {
     expectRefusal({"guided", in, out, "--reduce", "3"}, "--reduce is one of 1, 2, 4, 8 and 16");
     expectRefusal({"bilateral", in, out, "--sampling", "1"}, "\"1\" is not within 2 to 1000");
     expectRefusal({"laplacian", in, out, "--amplitude", "-0.5"}, "\"-0.5\" is not within -0.4 to 0.4");
+    expectRefusal({"wls", in, out, "--lambda", "101"}, "\"101\" is not within 0 to 100");
     expectRefusal({"wls", scratch("none.png"), out}, "none.png");
     expectRefusal({"wls", in, scratch("out.tga")}, "out.tga");
     expectRefusal({"wls", photo("dandelion_5312x2988.jpg"), out}, "4 megapixels");
+}
+
+TEST_F(FiltersTest, ASolverWithoutMemoryEndsWithOneLine) {
+    const QString in = photo("u76c0g_bliznaca_srgb8.png"), out = scratch("out.png");
+    QProcessEnvironment environment = programEnvironment();
+    environment.insert("LD_PRELOAD", KESTROVA_FAILING_LIBRARY);
+    environment.insert("ASAN_OPTIONS", "verify_asan_link_order=0");
+    expectRefusal({"wls", in, out}, ": there is not enough memory\n", environment);
 }
 
 TEST_F(FiltersTest, HelpNamesFiltersAndParameters) {

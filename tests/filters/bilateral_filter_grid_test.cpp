@@ -296,7 +296,7 @@ TEST(BilateralFilterTest, BlursLinesOfAnyStrideAndNumberOfSteps) {
                     const float lambda = static_cast<float>(static_cast<double>(sigma * sigma) / (steps * 2.0));
                     NaiveBilateral::blurLine(expected.ptr<float>(0), n, stride, lambda, steps);
                     BilateralFilter::iir(actual.ptr<float>(0), n, stride, sigma, steps);
-                    // A negative lambda below -1/4 has no real root: not-a-number all over, whose sign is open.
+                    // A negative lambda below -1/4 has no real root: NaN all over, whose sign is open.
                     if (steps < 0 && 4 * lambda + 1 < 0) {
                         for (int i = 0; i < n * stride; ++i)
                             EXPECT_EQ(std::isnan(actual.at<float>(0, i)), i % stride == 0);

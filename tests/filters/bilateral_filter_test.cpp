@@ -374,7 +374,7 @@ TEST(BilateralFilterTest, ASamplingBelowTwoTakesAnyValuesWithGridsAsDeepAsMayBe)
 }
 
 #if !defined(__SANITIZE_ADDRESS__)  // whose allocator ends the process instead
-TEST(BilateralFilterTest, GridsThatCannotBeHadAreRefused) {
+TEST(BilateralFilterTest, GridsWithoutMemoryAreRefused) {
     BilateralFilter filter;
     const cv::Mat guide = randomPlane(8, 8, CV_16UC1);
     EXPECT_FAILURE(filter.setup(guide, 1 << 20, 1 << 20, 2, 1, true), "ERROR - BilateralFilter::alloc()");

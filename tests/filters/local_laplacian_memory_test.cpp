@@ -33,7 +33,7 @@ private:
 
 }  // namespace
 
-TEST(LocalLaplacianMemory, ThePyramidsThatCannotBeHadLeaveTheOutputAsItWas) {
+TEST(LocalLaplacianMemory, PyramidsWithoutMemoryLeaveAnOutputOfAnotherSizeAsItWas) {
     // The planes between take some 24 MiB, and the output 8.
     const cv::Mat in = randomPlane(2000, 2000, CV_16UC1), before = randomPlane(3, 5, CV_16UC1);
     cv::Mat out = before.clone();
@@ -47,7 +47,7 @@ TEST(LocalLaplacianMemory, ThePyramidsThatCannotBeHadLeaveTheOutputAsItWas) {
     }
 }
 
-TEST(LocalLaplacianMemory, ATableThatCannotBeHadIsReported) {
+TEST(LocalLaplacianMemory, ATableWithoutMemoryIsReported) {
     withLittleMemory(1 << 20, [] {
         const AllMemory taken(1 << 16);
         EXPECT_FAILURE(LocalLaplacian(), "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p");

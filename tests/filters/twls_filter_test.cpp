@@ -90,6 +90,34 @@ void expectSmoothed(int w, int h, float lambda, float alpha, Plane guide, bool l
 
 std::string sizeName(int w, int h) { return std::to_string(w) + "x" + std::to_string(h); }
 
+TEST(TWLSFilter, AnswersWhetherItsLastSystemWasSolved) {
+    TWLSFilter filter;
+    EXPECT_FALSE(filter.solved());
+    Plane plane(6 * 5, 0.5f), guide(6 * 5, 0.25f);
+    filter.Proc(plane.data(), 6, 5, 1, 1.2f, guide.data(), false);
+    EXPECT_TRUE(filter.solved());
+    const float notFinite = std::numeric_limits<float>::infinity();
+    EXPECT_FAILURE(filter.Proc(plane.data(), 6, 5, notFinite, 1.2f, guide.data(), false), "pardisoSolverIC - 22");
+    EXPECT_FALSE(filter.solved());
+    filter.Proc(plane.data(), 6, 5, 1, 1.2f, guide.data(), false);
+    EXPECT_TRUE(filter.solved());
+    EXPECT_FAILURE(filter.Proc(plane.data(), 0, 5, 1, 1.2f, guide.data(), false),
+                   "ERROR - TWLSFilter::Proc - w < 1 || h < 1");
+    EXPECT_FALSE(filter.solved());
+}
+
+// The diagonal of an even area is the sum of 1 and four weights w, each addition rounded: the sum of a row, 1 but for
+// these roundings, is off by at most 2^-24 of w + 2 w + 3 w + 4 w, and the level by as much.
+TEST(TWLSFilter, KeepsTheLevelOfAnEvenAreaWithinTheRoundingOfItsWeights) {
+    const double eps = 0.0001;
+    for (float lambda : {0.01f, 0.0777f, 0.3f, 1.0f, 1.77f, 3.3f, 7.7f}) {
+        Plane plane(23 * 21, 0.5f), guide(23 * 21, 0.25f);
+        TWLSFilter().Proc(plane.data(), 23, 21, lambda, 1.2f, guide.data(), true);
+        const double bound = 10 * static_cast<double>(lambda) / eps * 0x1p-24 + 1e-5;  // and the solver's own
+        for (float v : plane) ASSERT_NEAR(static_cast<double>(v), 0.5, 0.5 * bound) << lambda;
+    }
+}
+
 }  // namespace
 
 TEST(TWLSFilter, StartsWithTheDocumentedDefaults) {

@@ -25,7 +25,11 @@ macro(list_sources directory)
   file(GLOB_RECURSE sources RELATIVE "${ROOT}" "${ROOT}/${directory}/*.h" "${ROOT}/${directory}/*.cpp")
 endmacro()
 
+# kestrova/frame/vendor_types.h exports nothing, but its records are arguments of what does.
 set(installed kestrova/kestrova.h kestrova/export.h)
+if(EXISTS "${ROOT}/kestrova/frame/vendor_types.h")
+  list(APPEND installed kestrova/frame/vendor_types.h)
+endif()
 set(up_to_here kestrova/export.h)
 foreach(room ${core})
   list(APPEND up_to_here "kestrova/${room}/")

@@ -88,7 +88,7 @@ TEST(TImageColour, SizesThatDoNotFitAreRefusedAndNothingIsWritten) {
     EXPECT_FAILURE(TImage::YCMToRgba16u(in.y, c, in.m, out), kSizeText);
     EXPECT_FAILURE(TImage::YCMToRgba16u(in.y, in.c, m, out), kSizeText);
     EXPECT_FAILURE(TImage::YCMToRgba8u(in.y, c, in.m, bytes), kSizeText);
-    // Sizes come before kinds, and before a picture without pixels is let pass.
+    // Sizes come before kinds, and before a picture without pixels is accepted.
     const Ycm empty;
     TImage nothing(TImage::IM_RGBA16U, TSize());
     EXPECT_FAILURE(TImage::YCMToRgba16u(in.c, in.c, in.m, small), kSizeText);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Rounded and clamped; not-a-number is 0.
+// Rounded and clamped; NaN is 0.
 int rounded(double v, int top) { return static_cast<int>(std::fmin(std::fmax(std::nearbyint(v), 0.0), top)); }
 uchar byte(float v) { return static_cast<uchar>(rounded(static_cast<double>(v), 255)); }
 

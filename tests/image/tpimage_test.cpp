@@ -66,7 +66,7 @@ TEST(TPImageTest, AnOddSizeHasHalfPlanesRoundedUp) {
 TEST(TPImageTest, EmptinessIsTheProductAsA32BitNumber) {
     TPImage image;
     ushort pixel = 0;
-    // A plane of one pixel repeated: 65536 rows without a step cannot be had, so the header lies about its size.
+    // A plane of one pixel repeated: there are no 65536 rows without a step, so the header lies about its size.
     image.m_Y = cv::Mat(1, 1, CV_16UC1, &pixel);
     EXPECT_FALSE(image.bEmpty());
     image.m_Y.rows = image.m_Y.cols = 65536;

@@ -11,8 +11,8 @@ using namespace kestrova::rows;
 
 void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out) {
     checkPlanes(guide, low);
-    ChromaRows::check(guide, {low});
     orFailWithoutMemory("ERROR - upSize2XGuidedByYSimple - not enough memory", [&] {
+        ChromaRows::check(guide, {low});
         cv::Mat plane = outputLike(out, guide.size(), CV_16UC1);
         if (!guide.empty()) {
             // The rows above and below are read, of the guide too.

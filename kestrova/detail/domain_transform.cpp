@@ -11,6 +11,7 @@
 #include "kestrova/detail/domain_transform_passes.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
 
 using namespace domain_transform;
@@ -80,7 +81,7 @@ DomainTransformFilter::DomainTransformFilter(float sigmaS, float sigmaR)
     omp_set_num_threads(cores);
     omp_set_nested(1);
     omp_set_dynamic(0);
-    std::cout << "system has " << cores << " cores" << std::endl;
+    if (Kestrova::printing()) std::cout << "system has " << cores << " cores" << std::endl;
 }
 
 DomainTransformFilter::~DomainTransformFilter() = default;

@@ -12,6 +12,7 @@
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/process_clock.h"
 #include "kestrova/frame/saturate.h"
@@ -282,7 +283,7 @@ void TColorAdjVL::computeLUT16U() {
         m_bChanged = false;
     }
     const float seconds = static_cast<float>(secondsSinceStart() - began);
-    std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
+    if (Kestrova::printing()) std::cout << "time to compute LUT for color adj: " << seconds << std::endl;
 }
 
 int TColorAdjVL::get3DLUTIdx(int i, int j, int k) { return (i * kNodes + j) * kNodes + k; }

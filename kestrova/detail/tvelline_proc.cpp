@@ -10,6 +10,7 @@
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/image/tpimage.h"
@@ -198,8 +199,9 @@ bool TVelline::proc(cv::Rect roi, int level, cv::Mat rYE16U) {
     setRoi(roi, level);
     std::optional<Luminance> luminance;
     if (bLuminance) luminance.emplace(*this, bMixed);
-    std::cout << "tvelline -- proc ------- rYE16U size: " << rYE16U.rows << "X" << rYE16U.cols
-              << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
+    if (Kestrova::printing())
+        std::cout << "tvelline -- proc ------- rYE16U size: " << rYE16U.rows << "X" << rYE16U.cols
+                  << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
     m_bChangedS = m_bChangedS || bNewExtra;
     if (!bAnyStale) return true;
 

@@ -27,5 +27,10 @@ public:
     /// ends in a blank, a dash and a blank.
     static std::string traceMsg(const char* where, int line, const char* msg);
 
+    /// Whether the four operations that document a line on standard output print it when called from this thread. True
+    /// in every thread until `setPrinting(false)`; other threads keep their own answer.
+    static bool printing();
+    static void setPrinting(bool printing);
+
     static void (*m_tDebug_p)(const char*);  ///< the hook; null while there is none
 };

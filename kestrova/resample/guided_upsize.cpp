@@ -5,6 +5,7 @@
 
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/resample/resample.h"
 #include "kestrova/resample/unit_plane.h"
@@ -70,7 +71,9 @@ void filterAtOneSize(const std::vector<cv::Mat>& guide, const cv::Mat& low, cv::
     filter.proc(part, out);
 }
 
-void report(const char* line) { std::cout << line << std::endl; }
+void report(const char* line) {
+    if (Kestrova::printing()) std::cout << line << std::endl;
+}
 
 }  // namespace
 

@@ -7,7 +7,8 @@ JOBS := $(shell nproc)
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
-TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
+PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev nlohmann-json3-dev
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -15,14 +16,14 @@ help: ## List these targets
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
 	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples
 	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
 
 test: ## Build everything and run every test
 	@cmake/packages.sh $(TEST_PACKAGES)
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=ON
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
@@ -35,20 +36,20 @@ docs: ## Write the reference and a page per subsystem; what is exported and not 
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	@cmake/packages.sh $(BENCH_PACKAGES)
-	@$(CONFIGURE) -S . -B build/bench -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
+	@$(CONFIGURE) -S . -B build/bench -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_PHOTO=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/bench -j $(JOBS) --target kestrova_bench
 	@build/bench/bench/kestrova_bench --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
 
 asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_docs_tests examples kestrova_examples_tests
+	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
 
 tidy: ## Run clang-tidy over the library
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy
 	@$(CONFIGURE) -S . -B build/tidy -DCMAKE_CXX_COMPILER=g++ -DKESTROVA_BENCH=OFF >/dev/null
-	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p build/tidy
+	@git ls-files 'kestrova/*.cpp' 'photo/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p build/tidy
 
 format: ## Lay out the sources as .clang-format says
 	@cmake/packages.sh clang-format

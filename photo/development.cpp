@@ -117,6 +117,8 @@ struct Development::State {
     View viewOf(const cv::Rect& view, int step) const;
     std::vector<std::unique_ptr<Tile>> tilesOfView(const View& view) const;
     Rendering render(const View& view, const Output& output, Control* control);
+    cv::Mat outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe, const ColourTransform* transform,
+                                    const cv::Mat& pixels) const;
     void renderTile(Tile& tile, const Recipe& recipe, const View& view, const ColourTransform* transform,
                     bool pixelsStay, const Output& output, const Steps& steps, Rendering& out) const;
 };
@@ -206,6 +208,23 @@ std::vector<std::unique_ptr<Tile>> Development::State::tilesOfView(const View& v
     return tiles;
 }
 
+/// Pixels in the photograph's own profile: those that no layer reaches are the photograph's.
+cv::Mat Development::State::outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe,
+                                                    const ColourTransform* transform, const cv::Mat& pixels) const {
+    cv::Mat out(pixels.size(), CV_16UC4);
+    convert(transform, pixels, out);
+    std::vector<cv::Mat> masks;
+    for (std::size_t i = 0; i < recipe.layers.size(); ++i)
+        if (recipe.layers[i] != recipe.whole) masks.push_back(tile.chunk.mask(prepared, i));
+    const cv::Mat own = source.photograph().pixels(cv::Rect(tile.plan.origin, tile.plan.size));
+    for (int y = 0; y < out.rows; ++y)
+        for (int x = 0; x < out.cols; ++x) {
+            const auto reaches = [&](const cv::Mat& mask) { return !mask.empty() && mask.at<uchar>(y, x) != 0; };
+            if (std::none_of(masks.begin(), masks.end(), reaches)) out.at<cv::Vec4w>(y, x) = own.at<cv::Vec4w>(y, x);
+        }
+    return out;
+}
+
 void Development::State::renderTile(Tile& tile, const Recipe& recipe, const View& view,
                                     const ColourTransform* transform, bool pixelsStay, const Output& output,
                                     const Steps& steps, Rendering& out) const {
@@ -217,7 +236,11 @@ void Development::State::renderTile(Tile& tile, const Recipe& recipe, const View
     else
         pixels = tile.chunk.render(source, prepared, recipe, steps);
     if (plain) {
-        convert(transform, geometry.turned(pixels), target);
+        const bool restores = !pixelsStay && !output.profile && view.step == 1 && recipe.whole == Adjustments();
+        if (restores)
+            copyPixels(geometry.turned(outsideLayersAsTheyWere(tile, recipe, transform, pixels)), target);
+        else
+            convert(transform, geometry.turned(pixels), target);
     } else {
         cv::Mat converted(pixels.size(), CV_16UC4);
         convert(transform, pixels, converted);

@@ -8,11 +8,11 @@ namespace kestrova::photo {
 EngineLight engineLight(const Light& light) {
     constexpr float kRootShift = 0.09f, kEngineShift = 0.343f, kLift = 0.6f, kSpread = 0.7f;
     constexpr float kEndPerUnit = 0.2f;
-    constexpr float kLowest = -0.75f, kHighest = 1.45f;  // beyond, the spline turns back
+    constexpr float kLowest = -0.7f, kHighest = 1.45f;  // beyond, the spline turns back
 
     const float shift = kRootShift * light.brightness;
-    // Where the shift takes black and white. Below 0 the engine doubles the distance.
-    const float black = shift > 0 ? shift * shift : 2 * shift;
+    // Where the shift takes black and white. Below 0 it takes 2 of 255 to black, too.
+    const float black = shift > 0 ? shift * shift : 0;
     const float white = (1 + shift) * (1 + shift);
 
     const auto softer = [](float v, float above, float below) { return v > 0 ? above * v : below * v; };

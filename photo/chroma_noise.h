@@ -8,8 +8,8 @@
 
 namespace kestrova::photo {
 
-/// What is computed once of a photograph to take noise out of its colours: chroma smoothed along the edges of luminance,
-/// as a model, and where the rest is no noise.
+/// What is computed once of a photograph to take noise out of its colours: chroma smoothed along the edges of
+/// luminance, as a model, and where the rest is no noise.
 struct ChromaNoise {
     SmoothModel dr, db;  ///< chroma, 0 to 1, as a function of luminance
     Reduced texture;     ///< CV_32FC1: how much of what the smoothing takes away is no noise, 0 to 1

@@ -244,7 +244,8 @@ void Chunk::setEngine(Stage& stage, const Adjustments& adjustments) {
         }
     }
     const EngineLight light = engineLight(adjustments.light);
-    const float six[6] = {light.brightness, light.contrast, light.highlights, light.shadows, light.whites, light.blacks};
+    const float six[6] = {light.brightness, light.contrast, light.highlights,
+                          light.shadows,    light.whites,   light.blacks};
     const float mix[3] = {adjustments.mix.red, adjustments.mix.green, adjustments.mix.blue};
     if (assign(engine.m_light, six)) engine.m_bChangedY = true;
     if (assign(engine.m_mix, mix)) engine.m_bChangedY = true;
@@ -267,8 +268,7 @@ void Chunk::develop(Stage& stage, const Adjustments& adjustments, const Prepared
     if (adjustments.noise.colour > 0 && prepared.chroma) {
         dr = cv::Mat();
         db = cv::Mat();
-        prepared.chroma->smooth(m_origin, m_step, adjustments.noise.colour, m_Y, m_dr, m_db,
-                                dr, db);
+        prepared.chroma->smooth(m_origin, m_step, adjustments.noise.colour, m_Y, m_dr, m_db, dr, db);
     }
     if (adjustments.noise.colour != stage.adjustments.noise.colour) stage.engine.m_bChangedY = true;  // reads chroma
     stage.engine.m_Dr = dr;

@@ -63,11 +63,11 @@ private:
     int m_step;
     std::shared_ptr<const Scales> m_scales;  ///< what `m_detail` was read from
 
-    cv::Mat m_rgb;                        ///< CV_16UC4
-    cv::Mat m_Y, m_dr, m_db;              ///< CV_16UC1
-    cv::Mat m_detail[3];                  ///< CV_16UC1
-    cv::Mat m_texture[3];                 ///< CV_8UC1
-    cv::Mat m_out, m_layer;               ///< CV_16UC4
+    cv::Mat m_rgb;                                 ///< CV_16UC4
+    cv::Mat m_Y, m_dr, m_db;                       ///< CV_16UC1
+    cv::Mat m_detail[3];                           ///< CV_16UC1
+    cv::Mat m_texture[3];                          ///< CV_8UC1
+    cv::Mat m_out, m_layer;                        ///< CV_16UC4
     std::vector<std::unique_ptr<Stage>> m_stages;  ///< the whole, then the layers
 };
 

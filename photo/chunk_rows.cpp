@@ -46,8 +46,7 @@ KESTROVA_PHOTO_KERNEL void splitRow(const ushort* Y, const ushort* const detail[
             const float noise = static_cast<float>(whole) * (static_cast<float>(255 - t[x]) * (1.0f / 255));
             const float kept = noise * (shadows * f.kept[0] + midtones * f.kept[1] + highlights * f.kept[2]);
             const float moved = noise * (shadows * f.moved[0] + midtones * f.moved[1] + highlights * f.moved[2]);
-            const int toEngine =
-                rounded(static_cast<float>(whole + kZero) - noise + kept, 65535.0f) - kZero;
+            const int toEngine = rounded(static_cast<float>(whole + kZero) - noise + kept, 65535.0f) - kZero;
             const int toBase = rounded(moved + 32768.0f, 65535.0f) - kZero;
             o[x] = static_cast<ushort>(toEngine + kZero);
             const int b = base[x] - 2 * (whole - toBase);

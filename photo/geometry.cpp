@@ -154,7 +154,8 @@ cv::Mat Geometry::straightened(const cv::Mat& rendered, const Plan& plan, const 
     cv::Mat out(frame.size(), rendered.type());
     for (int y = 0; y < frame.height; ++y)
         for (int x = 0; x < frame.width; ++x) {
-            const cv::Point2d p = toPhotograph({m_crop.x + n * (frame.x + x + 0.5), m_crop.y + n * (frame.y + y + 0.5)});
+            const cv::Point2d p =
+                toPhotograph({m_crop.x + n * (frame.x + x + 0.5), m_crop.y + n * (frame.y + y + 0.5)});
             sampleCubic(rendered, have, cells, p.x / n, p.y / n, out.ptr(y, x));
         }
     return out;

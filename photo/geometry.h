@@ -35,9 +35,7 @@ public:
     /// How many pixels of the photograph one of the rendering is wide.
     double scale() const { return scaleOf(true, 1, 1); }
 
-    cv::Size sizeAt(int step) const {
-        return {std::max(1, m_size.width / step), std::max(1, m_size.height / step)};
-    }
+    cv::Size sizeAt(int step) const { return {std::max(1, m_size.width / step), std::max(1, m_size.height / step)}; }
 
 private:
     cv::Mat straightened(const cv::Mat& rendered, const Plan& plan, const cv::Rect& frame) const;

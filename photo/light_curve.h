@@ -15,9 +15,10 @@ struct EngineLight {
     float brightness = 0, contrast = 0, highlights = 0, shadows = 0, whites = 0, blacks = 0;
 };
 
-/// - brightness B: adds 0.09 B to the square root, moves the white and the black point along, so that black and white
-///   stay, and lifts (lowers) both halves by 0.6 B.
-/// - contrast C: lowers the dark half and lifts the bright one by 0.7 C. The engine's `contrast` stays 0.
+/// - brightness B: adds 0.124 B (0.12 B below 0) to the square root, brings roots together by 0.1 B (0.17 B) so that
+///   the ends stay within what the engine's curve holds, moves the white and the black point to where black and white
+///   have got, so that both stay, and lifts (lowers) both halves by 0.6 B.
+/// - contrast C: lowers the dark half and lifts the bright one by 0.7 C; the engine's own would clip.
 /// - shadows S, highlights H: S and H, from 0 down 0.7 of them.
 /// - whites W: W above 0, half of it below; the gain stays where nothing clips.
 /// - blacks: 0.3 of it above 0, where a larger one would show the engine's limited gain; 0.6 below.

@@ -77,7 +77,8 @@ cv::Mat paintMask(const MaskPicture& picture, cv::Size photograph, const Mask& m
         const int beyond = stroke.tolerance > 0 ? 0 : outer;
         const cv::Rect reach(-beyond, -beyond, picture.Y.cols + 2 * beyond, picture.Y.rows + 2 * beyond);
         brush.drawStart(0, 1);
-        for (const cv::Point& dot : dotsAlong(stroke, {photograph.width / picture.n, photograph.height / picture.n}, outer)) {
+        for (const cv::Point& dot :
+             dotsAlong(stroke, {photograph.width / picture.n, photograph.height / picture.n}, outer)) {
             if (!reach.contains(dot)) continue;
             brush.drawADot(2 * dot, stroke.erase ? 0 : 255, 2 * outer, 2 * inner, static_cast<float>(stroke.opacity),
                            static_cast<float>(stroke.tolerance));

@@ -20,8 +20,8 @@ std::vector<float> quietest(const cv::Mat& energy, const cv::Mat& level) {
             cells[std::clamp(static_cast<int>(l[x] * kZones), 0, kZones - 1)].push_back(e[x]);
     }
     constexpr std::size_t kFewest = 40;
-    // A cell of noise alone scatters; its lowest tenth lies that much below the mean.
-    constexpr float kLowestTenthOfMean = 0.85f;
+    // Cells of noise alone scatter by some 5 percent; their lowest tenth lies that much below the mean.
+    constexpr float kLowestTenthOfMean = 0.94f;
     std::vector<float> out(kZones, NAN);
     for (int z = 0; z < kZones; ++z) {
         if (cells[z].size() < kFewest) continue;
@@ -69,10 +69,9 @@ cv::Mat blurred(const cv::Mat& cells) {
     return out;
 }
 
-}  // namespace
-
-NoiseMeasure measureNoise(const cv::Mat& energy, const cv::Mat& level, int scale, int sourceBits) {
-    constexpr float kTexture = 1.5f, kAllTexture = 2.2f;
+/// Where `energy` is more than noise.
+NoiseMeasure measure(const cv::Mat& energy, const cv::Mat& level, int scale, int sourceBits) {
+    constexpr float kTexture = 1.2f, kAllTexture = 1.6f;
     // Cameras go up to some 5 of 255 at pixel size; what is left of that at larger scales is less.
     constexpr float kMost[] = {0.025f, 0.010f, 0.006f};
     // The steps of 8 bits are noise, too: without it smooth gradients would become stairs.
@@ -98,6 +97,17 @@ NoiseMeasure measureNoise(const cv::Mat& energy, const cv::Mat& level, int scale
         }
     }
     out.mean = static_cast<float>(sum / static_cast<double>(energy.total()));
+    return out;
+}
+
+}  // namespace
+
+NoiseMeasure measureNoise(const CellEnergies& cells, int scale, int sourceBits) {
+    NoiseMeasure out = measure(cells.detail, cells.level, scale, sourceBits);
+    if (!cells.bends.empty()) {
+        const cv::Mat bent = measure(cells.bends, cells.level, scale, sourceBits).texture;
+        out.texture = cv::max(out.texture, bent);
+    }
     return out;
 }
 

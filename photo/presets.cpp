@@ -78,7 +78,8 @@ const std::vector<Preset>& presets() {
 }
 
 const Preset& preset(const std::string& name) {
-    const auto found = std::find_if(presets().begin(), presets().end(), [&](const Preset& p) { return p.name == name; });
+    const auto found =
+        std::find_if(presets().begin(), presets().end(), [&](const Preset& p) { return p.name == name; });
     if (found == presets().end()) throw Error(Error::Kind::input, "there is no preset \"" + name + "\"");
     return *found;
 }

@@ -5,14 +5,16 @@
 
 namespace kestrova::photo {
 
-/// A plane at 1/n of the picture's size, n a power of two: cell i stands for the pixels n i to n i + n - 1, the last one
-/// for those that are left. Between the centres of cells values are interpolated.
+/// A plane at 1/n of the picture's size, n a power of two: cell i stands for the pixels n i to n i + n - 1, the last
+/// one for those that are left. Between the centres of cells values are interpolated.
 struct Reduced {
     cv::Mat plane;  ///< CV_32FC1 or CV_8UC1
     int n = 1;
 
     /// The size of a plane reduced by n.
-    static cv::Size sizeOf(cv::Size picture, int n) { return {(picture.width + n - 1) / n, (picture.height + n - 1) / n}; }
+    static cv::Size sizeOf(cv::Size picture, int n) {
+        return {(picture.width + n - 1) / n, (picture.height + n - 1) / n};
+    }
 };
 
 /// Reads rows of a reduced plane at the size of the picture.

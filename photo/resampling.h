@@ -16,8 +16,8 @@ int lastTap(int at, double scale);
 cv::Mat resizedByTaps(const cv::Mat& part, cv::Point origin, cv::Size size, const cv::Rect& area, double scaleX,
                       double scaleY);
 
-/// The value at (x, y), pixel centres at halves, by a cubic through the 4 x 4 pixels around, written to `out`. `part` is
-/// what is at hand of a picture of `size` pixels, which is continued by its edge.
+/// The value at (x, y), pixel centres at halves, by a cubic through the 4 x 4 pixels around, written to `out`. `part`
+/// is what is at hand of a picture of `size` pixels, which is continued by its edge.
 void sampleCubic(const cv::Mat& part, const cv::Rect& place, cv::Size size, double x, double y, void* out);
 
 }  // namespace kestrova::photo

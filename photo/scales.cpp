@@ -42,16 +42,60 @@ KESTROVA_PHOTO_KERNEL void squaresRow(const ushort* detail, float* squares, int 
     }
 }
 
+/// How much luminance bends at each pixel, over `reach` pixels either way: squares, on the scale of the noise that
+/// bends it as much. A gradient does not bend; texture that a filter takes for edges does.
+template <class Value>
+KESTROVA_PHOTO_KERNEL void bendsRow(const Value* above, const Value* row, const Value* below, int reach, float scale,
+                                    float* squares, int first, int end) noexcept {
+    for (int x = first; x < end; ++x) {
+        const float twice = 2 * static_cast<float>(row[x]);
+        const float across = static_cast<float>(row[x - reach]) + static_cast<float>(row[x + reach]) - twice;
+        const float down = static_cast<float>(above[x]) + static_cast<float>(below[x]) - twice;
+        squares[x - first] = (across * across + down * down) * (scale * scale / 12);
+    }
+}
+
+/// The bends of a part of a plane; at the plane's border those next to it.
+template <class Value>
+void bendsOf(const cv::Mat& plane, const cv::Rect& part, int reach, float scale, cv::Mat& squares) {
+    reach = std::min({reach, (plane.cols - 1) / 2, (plane.rows - 1) / 2});
+    if (reach < 1) {
+        squares.setTo(0);
+        return;
+    }
+    for (int y = 0; y < part.height; ++y) {
+        const int row = std::clamp(part.y + y, reach, plane.rows - 1 - reach);
+        const int first = std::max(part.x, reach), end = std::min(part.x + part.width, plane.cols - reach);
+        auto* out = squares.ptr<float>(y);
+        if (first >= end) {
+            std::fill(out, out + part.width, 0.0f);
+            continue;
+        }
+        bendsRow(plane.ptr<Value>(row - reach), plane.ptr<Value>(row), plane.ptr<Value>(row + reach), reach, scale,
+                 out + (first - part.x), first, end);
+        std::fill(out, out + (first - part.x), out[first - part.x]);
+        std::fill(out + (end - part.x), out + part.width, out[end - 1 - part.x]);
+    }
+}
+
 cv::Rect grown(const cv::Rect& rectangle, int margin, const cv::Rect& bounds) {
     return cv::Rect(rectangle.x - margin, rectangle.y - margin, rectangle.width + 2 * margin,
                     rectangle.height + 2 * margin) &
            bounds;
 }
 
+int bendReach(int radius) { return std::max(1, radius / 2); }
+
+CellEnergies cellsOf(cv::Size plane, int cell) {
+    const cv::Size size = Reduced::sizeOf(plane, cell);
+    return {cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1)};
+}
+
 /// The picture's small detail, tile by tile, and what it leaves: the rest at a reduced size, and how strong the detail
 /// and how bright the picture are in cells of `energyCell` pixels.
 struct SmallScale {
-    cv::Mat detail, rest, energy, level;
+    cv::Mat detail, rest;
+    CellEnergies cells;
 };
 
 SmallScale takeSmall(const cv::Mat& Y, DetailFilter filter, int reduction, int energyCell, Steps& steps) {
@@ -60,8 +104,7 @@ SmallScale takeSmall(const cv::Mat& Y, DetailFilter filter, int reduction, int e
     SmallScale out;
     out.detail.create(Y.size(), CV_16UC1);
     out.rest.create(Reduced::sizeOf(Y.size(), reduction), CV_32FC1);
-    out.energy.create(Reduced::sizeOf(Y.size(), energyCell), CV_32FC1);
-    out.level.create(out.energy.size(), CV_32FC1);
+    out.cells = cellsOf(Y.size(), energyCell);
     const std::vector<cv::Rect> tiles = tilesOf(Y.size());
     steps.parallel(static_cast<int>(tiles.size()), 1.0 / static_cast<double>(tiles.size()), [&](int i) {
         const cv::Rect& tile = tiles[i];
@@ -76,28 +119,42 @@ SmallScale takeSmall(const cv::Mat& Y, DetailFilter filter, int reduction, int e
             squaresRow(detail, squares.ptr<float>(y), tile.width);
         }
         reduceInto(rest, tile.tl(), reduction, out.rest);
-        reduceFloatsInto(squares, tile.tl(), energyCell, out.energy);
-        reduceInto(rest, tile.tl(), energyCell, out.level);
+        reduceFloatsInto(squares, tile.tl(), energyCell, out.cells.detail);
+        bendsOf<ushort>(Y, tile, bendReach(radius), 1.0f / 65535, squares);
+        reduceFloatsInto(squares, tile.tl(), energyCell, out.cells.bends);
+        reduceInto(rest, tile.tl(), energyCell, out.cells.level);
     });
     return out;
 }
 
 /// A scale at its reduced size: `rest`, from 0 to 1, becomes what the model leaves; the energy of the detail, and the
-/// level, in cells of 8 values.
+/// level, in cells of `cell` values.
 struct ReducedScale {
     SmoothModel model;
-    cv::Mat energy, level;
+    CellEnergies cells;
+    int cell;
 };
 
-constexpr int kCell = 8;
+constexpr int kSmallCell = 8;
+
+/// Noise of larger scales is correlated over some pixels: a cell has to hold many of its grains.
+int cellFor(int radius) {
+    int cell = kSmallCell;
+    while (cell < 3 * radius) cell *= 2;
+    return cell;
+}
 
 ReducedScale takeReduced(cv::Mat& rest, int scale, int n, DetailFilter filter, cv::Size picture, Steps& steps) {
     const int radius = std::max(1, radiusOf(scale, picture) / n);
     ReducedScale out;
+    out.cell = cellFor(radius);
     const Model model = modelOf(rest, filterFor(filter, scale), radius, kAmplitude[scale], steps);
     out.model.slope = {model.slope, n};
     out.model.offset = {model.offset, n};
     cv::Mat squares(rest.size(), CV_32FC1);
+    out.cells = cellsOf(rest.size(), out.cell);
+    bendsOf<float>(rest, {cv::Point(), rest.size()}, bendReach(radius), 1, squares);
+    reduceFloatsInto(squares, {}, out.cell, out.cells.bends);
     for (int y = 0; y < rest.rows; ++y) {
         auto* r = rest.ptr<float>(y);
         auto* q = squares.ptr<float>(y);
@@ -109,10 +166,8 @@ ReducedScale takeReduced(cv::Mat& rest, int scale, int n, DetailFilter filter, c
             r[x] = smooth;
         }
     }
-    out.energy.create(Reduced::sizeOf(rest.size(), kCell), CV_32FC1);
-    out.level.create(out.energy.size(), CV_32FC1);
-    reduceFloatsInto(squares, {}, kCell, out.energy);
-    reduceFloatsInto(rest, {}, kCell, out.level);
+    reduceFloatsInto(squares, {}, out.cell, out.cells.detail);
+    reduceFloatsInto(rest, {}, out.cell, out.cells.level);
     return out;
 }
 
@@ -157,7 +212,7 @@ std::shared_ptr<const Scales> computeScales(const cv::Mat& luminance, DetailFilt
     const int mediumBy = reductionFor(radiusOf(1, luminance.size()), filter);
     const int largeBy = std::max(mediumBy, reductionFor(radiusOf(2, luminance.size()), filter));
 
-    SmallScale small = takeSmall(luminance, filter, mediumBy, kCell, steps);
+    SmallScale small = takeSmall(luminance, filter, mediumBy, kSmallCell, steps);
     out->small = small.detail;
     cv::Mat rest = small.rest;
     const ReducedScale medium = takeReduced(rest, 1, mediumBy, filter, luminance.size(), steps);
@@ -168,11 +223,11 @@ std::shared_ptr<const Scales> computeScales(const cv::Mat& luminance, DetailFilt
     out->large = large.model;
 
     const NoiseMeasure measures[3] = {
-        measureNoise(small.energy, small.level, 0, sourceBits),
-        measureNoise(medium.energy, medium.level, 1, sourceBits),
-        measureNoise(large.energy, large.level, 2, sourceBits),
+        measureNoise(small.cells, 0, sourceBits),
+        measureNoise(medium.cells, 1, sourceBits),
+        measureNoise(large.cells, 2, sourceBits),
     };
-    const int cells[3] = {kCell, kCell * mediumBy, kCell * largeBy};
+    const int cells[3] = {kSmallCell, medium.cell * mediumBy, large.cell * largeBy};
     for (int s = 0; s < 3; ++s) {
         out->texture[s] = {measures[s].texture, cells[s]};
         out->noise[s] = measures[s].mean;

@@ -100,12 +100,12 @@ struct Point {
 
 /// What a brush does along some points. Engine: a stroke of `TDrawMask`.
 struct Stroke {
-    std::vector<Point> points;   ///< joined by straight lines
-    double radius = 0.05;        ///< part of the photograph's longer side, above 0 to 0.5
-    double hardness = 0.5;       ///< part of the radius with full strength, 0 to 1
-    double opacity = 1;          ///< 0 to 1; overlapping dots of one stroke do not add up
-    double tolerance = 0;        ///< 0 paints over everything, up to 100: the higher, the sooner a stroke stops at edges
-    bool erase = false;          ///< takes away instead
+    std::vector<Point> points;  ///< joined by straight lines
+    double radius = 0.05;       ///< part of the photograph's longer side, above 0 to 0.5
+    double hardness = 0.5;      ///< part of the radius with full strength, 0 to 1
+    double opacity = 1;         ///< 0 to 1; overlapping dots of one stroke do not add up
+    double tolerance = 0;       ///< 0 paints over everything, up to 100: the higher, the sooner a stroke stops at edges
+    bool erase = false;         ///< takes away instead
 
     KESTROVA_PHOTO_EXPORT bool operator==(const Stroke& other) const;
     bool operator!=(const Stroke& other) const { return !(*this == other); }

@@ -143,7 +143,7 @@ void write(Json& json, const Adjustments& adjustments) {
 Json written(const Stroke& stroke) {
     Json points = Json::array();
     for (const Point& point : stroke.points) points.push_back({point.x, point.y});
-    return {{"points", points},           {"radius", stroke.radius},       {"hardness", stroke.hardness},
+    return {{"points", points},          {"radius", stroke.radius},       {"hardness", stroke.hardness},
             {"opacity", stroke.opacity}, {"tolerance", stroke.tolerance}, {"erase", stroke.erase}};
 }
 
@@ -210,8 +210,7 @@ std::string Settings::toJson() const {
     for (const Layer& layer : layers) json["layers"].push_back(written(layer));
     if (rotate != 0) json["rotate"] = rotate;
     if (straighten != 0) json["straighten"] = straighten;
-    if (crop != Crop())
-        json["crop"] = {{"x", crop.x}, {"y", crop.y}, {"width", crop.width}, {"height", crop.height}};
+    if (crop != Crop()) json["crop"] = {{"x", crop.x}, {"y", crop.y}, {"width", crop.width}, {"height", crop.height}};
     if (size != 0) json["size"] = size;
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }

@@ -8,12 +8,16 @@ namespace kestrova::photo {
 namespace {
 
 #define KESTROVA_SLIDER(member) [](Adjustments& a) -> float& { return a.member; }
-#define KESTROVA_ZONE(scale, zone, what)                                                                             \
-    {#scale "-" #zone, #scale, -1, 1, "Boosts or softens " what " in the " #zone ".",                                \
-     KESTROVA_SLIDER(scale.zone.strength)},                                                                          \
-    {                                                                                                                \
-        #scale "-" #zone "-threshold", #scale, -1, 1, "Above 0 lifts faint " what " in the " #zone ", below 0 clears it.", \
-            KESTROVA_SLIDER(scale.zone.threshold)                                                                    \
+#define KESTROVA_ZONE(scale, zone, what)                                                                               \
+    {#scale "-" #zone,                                                                                                 \
+     #scale,                                                                                                           \
+     -1,                                                                                                               \
+     1,                                                                                                                \
+     "Boosts or softens " what " in the " #zone ".",                                                                   \
+     KESTROVA_SLIDER(scale.zone.strength)},                                                                            \
+    {                                                                                                                  \
+#scale "-" #zone "-threshold", #scale, -1, 1,                                                                  \
+            "Above 0 lifts faint " what " in the " #zone ", below 0 clears it.", KESTROVA_SLIDER(scale.zone.threshold) \
     }
 
 const std::vector<Slider> kSliders = {

@@ -40,7 +40,8 @@ void inverted(const cv::Mat& plane, cv::Mat& out) {
 }
 
 void filterOnGrid(cv::Mat& plane, int sampling, float amplitude) {
-    BilateralFilter().proc(cv::Mat(), plane, sampling, static_cast<int>(std::lround(static_cast<double>(amplitude) * kFullScale)), nullptr);
+    BilateralFilter().proc(cv::Mat(), plane, sampling,
+                           static_cast<int>(std::lround(static_cast<double>(amplitude) * kFullScale)), nullptr);
 }
 
 /// The grid is read half a cell of luminance lower than it is written, which darkens texture; on the negative the same
@@ -100,7 +101,8 @@ cv::Mat leastSquares(const cv::Mat& unit, int radius, Steps& steps) {
             return t * t * (3 - 2 * t);
         };
         for (int y = place.y; y < place.y + place.height; ++y) {
-            const float fy = fade(place.y, y, place.y + place.height, place.y == 0, place.y + place.height == unit.rows);
+            const float fy =
+                fade(place.y, y, place.y + place.height, place.y == 0, place.y + place.height == unit.rows);
             auto* s = sum.ptr<float>(y);
             auto* w = weights.ptr<float>(y);
             const auto* in = solved[i].ptr<float>(y - place.y);
@@ -146,7 +148,8 @@ cv::Mat TileSmoother::onGrid(const cv::Mat& Y, cv::Point origin) const {
     const int wholeRows = (part.height + m_radius - 1) / m_radius * m_radius;
     // Seven cells further down, where the blur does not reach back from.
     cv::Mat with(wholeRows + 8 * m_radius, part.width, CV_16UC1);
-    for (int y = 0; y < with.rows; ++y) Y.row(skipY + std::min(y, part.height - 1)).colRange(skipX, Y.cols).copyTo(with.row(y));
+    for (int y = 0; y < with.rows; ++y)
+        Y.row(skipY + std::min(y, part.height - 1)).colRange(skipX, Y.cols).copyTo(with.row(y));
     with.at<ushort>(with.rows - 1, 0) = 0;
     with.at<ushort>(with.rows - 1, with.cols - 1) = 65535;
     bilateral(with, m_radius, m_amplitude).rowRange(0, part.height).copyTo(out(part));
@@ -167,7 +170,8 @@ Model modelOf(const cv::Mat& plane, DetailFilter filter, int radius, float ampli
     switch (filter) {
         case DetailFilter::guided: break;
         case DetailFilter::bilateral:
-            return Guided(plane, toUnit(bilateral(to16Bits(plane), std::max(2, radius), amplitude)), kFitRadius, kFitEps)
+            return Guided(plane, toUnit(bilateral(to16Bits(plane), std::max(2, radius), amplitude)), kFitRadius,
+                          kFitEps)
                 .model();
         case DetailFilter::laplacian: return Guided(plane, laplacian(plane, radius), kFitRadius, kFitEps).model();
         case DetailFilter::wls: return Guided(plane, leastSquares(plane, radius, steps), kFitRadius, kFitEps).model();

@@ -115,8 +115,8 @@ TEST(Development, RendersAnyRectangleAsTheCutOutOfTheWhole) {
         development.set(local ? withLayers() : lively());
         for (int step : {1, 2, 3, 7}) {
             const cv::Mat whole = rendered16(development, {0, 0, 1403, 811}, step);
-            for (const cv::Rect& view : {cv::Rect(0, 0, 100, 80), cv::Rect(977, 401, 200, 300), cv::Rect(1390, 800, 13, 11),
-                                         cv::Rect(21 * 7, 3 * 42, 700, 420)}) {
+            for (const cv::Rect& view : {cv::Rect(0, 0, 100, 80), cv::Rect(977, 401, 200, 300),
+                                         cv::Rect(1390, 800, 13, 11), cv::Rect(21 * 7, 3 * 42, 700, 420)}) {
                 const cv::Rect aligned(view.x / step, view.y / step, std::max(1, view.width / step),
                                        std::max(1, view.height / step));
                 EXPECT_TRUE(sameValues(rendered16(development, view, step), whole(aligned)))
@@ -177,7 +177,8 @@ TEST(Development, IsTheSameWhetherSettingsCameAtOnceOrOneByOne) {
 
 TEST(Development, GivesTheSameBitsWithAnyNumberOfThreads) {
     const cv::Mat pixels = scene({1500, 700});
-    for (DetailFilter filter : {DetailFilter::guided, DetailFilter::bilateral, DetailFilter::laplacian, DetailFilter::wls}) {
+    for (DetailFilter filter :
+         {DetailFilter::guided, DetailFilter::bilateral, DetailFilter::laplacian, DetailFilter::wls}) {
         Settings settings = withLayers();
         settings.filter = filter;
         cv::Mat first;
@@ -197,8 +198,7 @@ TEST(Development, RunsSideBySideOnSeveralThreads) {
     const cv::Mat expected = rendered16(scene({900, 600}), withLayers());
     std::vector<cv::Mat> results(4);
     std::vector<std::thread> threads;
-    for (cv::Mat& result : results)
-        threads.emplace_back([&] { result = rendered16(scene({900, 600}), withLayers()); });
+    for (cv::Mat& result : results) threads.emplace_back([&] { result = rendered16(scene({900, 600}), withLayers()); });
     for (std::thread& thread : threads) thread.join();
     for (const cv::Mat& result : results) EXPECT_TRUE(sameValues(result, expected));
 }

@@ -42,10 +42,10 @@ TEST(Engine, FailuresOfTheCoreBecomeErrors) {
 TEST(Engine, LackOfMemoryIsSaidAsSuch) {
     EXPECT_EQ(caught([] { throw std::bad_alloc(); }).kind(), Error::Kind::memory);
     EXPECT_EQ(caught([] { CV_Error(cv::Error::StsNoMem, "no"); }).kind(), Error::Kind::memory);
-    for (const char* text : {"ERROR - BilateralFilter::alloc()", "TWLSFilter::realloc - failed",
-                             "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p",
-                             "ERROR - TGuidedFilter::stripProc - not enough memory",
-                             "ERROR - down2X - ippsMalloc_8u(pBufferSize)"})
+    for (const char* text :
+         {"ERROR - BilateralFilter::alloc()", "TWLSFilter::realloc - failed",
+          "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p", "ERROR - TGuidedFilter::stripProc - not enough memory",
+          "ERROR - down2X - ippsMalloc_8u(pBufferSize)"})
         EXPECT_EQ(caught([&] { throw text; }).kind(), Error::Kind::memory) << text;
 }
 

@@ -25,8 +25,7 @@ cv::Mat scene(cv::Size size, unsigned seed) {
             }
             const double texture = 0.05 * std::sin(x * 0.9) * std::sin(y * 0.7) + 0.06 * std::sin((x + y) * 0.11);
             const double c[3] = {b + texture, g + texture, r + texture};
-            for (int i = 0; i < 3; ++i)
-                p[4 * x + i] = cv::saturate_cast<ushort>(c[i] * 65535 + grain(random));
+            for (int i = 0; i < 3; ++i) p[4 * x + i] = cv::saturate_cast<ushort>(c[i] * 65535 + grain(random));
             p[4 * x + 3] = 65535;
         }
     }

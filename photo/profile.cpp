@@ -60,6 +60,8 @@ std::vector<unsigned char> rgbProfile(const cmsCIExyY& white, const cmsCIExyYTRI
 }
 
 constexpr cmsCIExyY kD65 = {0.3127, 0.3290, 1};
+constexpr cmsCIExyY kD50 = {0.345704, 0.358540, 1};
+constexpr cmsCIExyYTRIPLE kRommPrimaries = {{0.734699, 0.265301, 1}, {0.159597, 0.840403, 1}, {0.036598, 0.000105, 1}};
 constexpr cmsCIExyYTRIPLE kSrgbPrimaries = {{0.64, 0.33, 1}, {0.30, 0.60, 1}, {0.15, 0.06, 1}};
 
 Profile builtIn(const cmsCIExyY& white, const cmsCIExyYTRIPLE& primaries, const char* name) {
@@ -190,6 +192,32 @@ Profile Profile::displayP3() {
     return profile;
 }
 
+Profile Profile::adobeRgb() {
+    static const Profile profile = [] {
+        const Curve gamma(cmsBuildGamma(nullptr, 563.0 / 256), cmsFreeToneCurve);
+        return fromBytes(rgbProfile(kD65, {{0.64, 0.33, 1}, {0.21, 0.71, 1}, {0.15, 0.06, 1}}, gamma.get(),
+                                    "Compatible with Adobe RGB (1998)"));
+    }();
+    return profile;
+}
+
+Profile profileOfRaw() {
+    static const Profile profile = [] {
+        // LibRaw's ProPhoto RGB: ROMM's primaries, a power of 1.8 with a straight start of slope 16.
+        const double romm[5] = {1.8, 1, 0, 1.0 / 16, 0.03125};
+        const Curve curve(cmsBuildParametricToneCurve(nullptr, 4, romm), cmsFreeToneCurve);
+        return Profile::fromBytes(rgbProfile(kD50, kRommPrimaries, curve.get(), "ProPhoto RGB of RAW development"));
+    }();
+    return profile;
+}
+
+Profile profileOfPrimaries(const float (&xy)[8]) {
+    return builtIn(
+        {double(xy[6]), double(xy[7]), 1},
+        {{double(xy[0]), double(xy[1]), 1}, {double(xy[2]), double(xy[3]), 1}, {double(xy[4]), double(xy[5]), 1}},
+        "RGB with the primaries of an OpenEXR file");
+}
+
 // ROMM's primaries hold every colour that cameras and the usual profiles deliver, so that nothing is clipped on the way
 // in. sRGB's curve instead of ROMM's spreads 16 bits evenly for the eye and keeps codes for 8-bit shadows; settings,
 // which are made on encoded values, then act on tones as they do in an sRGB file.
@@ -211,6 +239,18 @@ bool Profile::operator==(const Profile& other) const {
     const MatrixShaper* a = m_data->shaper();
     const MatrixShaper* b = other.m_data->shaper();
     return a && b && sameSpace(*a, *b);
+}
+
+Profile greySrgb() {
+    static const Profile profile = [] {
+        const Curve curve = srgbCurve();
+        const cmsCIExyY white = kD50;
+        const ProfileHandle handle(cmsCreateGrayProfile(&white, curve.get()));
+        if (!handle) throw Error(Error::Kind::memory, "no memory for a colour profile");
+        describe(handle.get(), "Grey with sRGB's curve");
+        return Profile::fromBytes(withoutDate(saved(handle.get())));
+    }();
+    return profile;
 }
 
 std::unique_ptr<Profile> rgbLikeGrey(const Profile& grey) {

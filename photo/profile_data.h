@@ -46,4 +46,13 @@ private:
 /// that profile has no curve.
 std::unique_ptr<Profile> rgbLikeGrey(const Profile& grey);
 
+/// For grey pictures whose `rgbLikeGrey` is sRGB.
+Profile greySrgb();
+
+/// What RAW files are developed into.
+Profile profileOfRaw();
+
+/// An RGB space with sRGB's tone curve: x and y of red, green, blue and white. Throws `Error` if they span no space.
+Profile profileOfPrimaries(const float (&xy)[8]);
+
 }  // namespace kestrova::photo

@@ -31,6 +31,9 @@ void checkCancelled(const ReadOptions& options);
 /// the size: 1 / `reduction`, one of 1, 2, 4, 8.
 Decoded decodeJpeg(const std::string& path, int reduction, const ReadOptions& options);
 
+/// By libpng: OpenImageIO lets it print what is wrong with a file.
+Decoded decodePng(const std::string& path, const FileFacts& facts, const ReadOptions& options);
+
 /// By libwebp: OpenImageIO multiplies colours by alpha, which loses those of transparent pixels.
 Decoded decodeWebp(const std::string& path, const FileFacts& facts, const ReadOptions& options);
 

@@ -20,14 +20,14 @@ using OIIO::TypeDesc;
 
 const char* pluginName(FileFormat format) {
     switch (format) {
-        case FileFormat::jpeg: return "jpeg";
-        case FileFormat::png: return "png";
         case FileFormat::tiff: return "tiff";
-        case FileFormat::webp: return "webp";
         case FileFormat::heif: return "heif";
         case FileFormat::jpeg2000: return "jpeg2000";
         case FileFormat::openexr: return "openexr";
         case FileFormat::raw: return "raw";
+        case FileFormat::jpeg:
+        case FileFormat::png:
+        case FileFormat::webp: break;
     }
     return "";
 }

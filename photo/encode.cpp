@@ -4,11 +4,14 @@
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <memory>
 
 #include "photo/decode.h"
 #include "photo/encode_webp.h"
 #include "photo/error.h"
+#include "photo/png_writer.h"
 #include "photo/profile_data.h"
 #include "photo/rows.h"
 
@@ -76,6 +79,25 @@ Plan planFor(const Photograph& photograph, FileFormat format, int bits, int thre
     return plan;
 }
 
+// Zeros where the metadata has none or is not to be written.
+struct Resolution {
+    float x = 0, y = 0;
+    bool perCentimetre = false;
+};
+
+Resolution resolutionOf(const Photograph& photograph, const WriteOptions& options) {
+    if (!photograph.metadata || options.metadata != MetadataChoice::all) return {};
+    const auto number = [&](const char* key) {
+        const std::string text = photograph.metadata->text(key);  // a fraction
+        const std::size_t slash = text.find('/');
+        const double below = slash == std::string::npos ? 1 : std::atof(text.c_str() + slash + 1);
+        return below > 0 ? static_cast<float>(std::atof(text.c_str()) / below) : 0.0f;
+    };
+    const Resolution resolution = {number("Exif.Image.XResolution"), number("Exif.Image.YResolution"),
+                                   photograph.metadata->text("Exif.Image.ResolutionUnit") == "3"};
+    return resolution.x > 0 && resolution.y > 0 ? resolution : Resolution{};
+}
+
 ImageSpec specFor(const Plan& plan, cv::Size size, const Photograph& photograph, const WriteOptions& options) {
     ImageSpec spec(size.width, size.height, plan.channels, plan.bits == 16 ? TypeDesc::UINT16 : TypeDesc::UINT8);
     const bool alpha = plan.channels == 2 || plan.channels == 4;
@@ -95,24 +117,13 @@ ImageSpec specFor(const Plan& plan, cv::Size size, const Photograph& photograph,
             spec.attribute("Compression", "zip");
             spec.attribute("tiff:RowsPerStrip", kBand);
             break;
-        default: spec.attribute("png:compressionLevel", 5); break;
+        default: break;
     }
-    if (photograph.metadata && options.metadata == MetadataChoice::all) {
-        const auto resolution = [&](const char* key) {
-            const std::string text = photograph.metadata->text(key);  // a fraction
-            const std::size_t slash = text.find('/');
-            const float above = static_cast<float>(std::atof(text.c_str()));
-            const float below =
-                slash == std::string::npos ? 1.0f : static_cast<float>(std::atof(text.c_str() + slash + 1));
-            return below > 0 ? above / below : 0.0f;
-        };
-        const float x = resolution("Exif.Image.XResolution"), y = resolution("Exif.Image.YResolution");
-        if (x > 0 && y > 0) {
-            spec.attribute("XResolution", x);
-            spec.attribute("YResolution", y);
-            spec.attribute("ResolutionUnit",
-                           photograph.metadata->text("Exif.Image.ResolutionUnit") == "3" ? "cm" : "in");
-        }
+    const Resolution resolution = resolutionOf(photograph, options);
+    if (resolution.x > 0) {
+        spec.attribute("XResolution", resolution.x);
+        spec.attribute("YResolution", resolution.y);
+        spec.attribute("ResolutionUnit", resolution.perCentimetre ? "cm" : "in");
     }
     return spec;
 }
@@ -129,7 +140,7 @@ void blendOverWhite(ushort* row, int width) {
 unsigned char rounded8(ushort value) { return static_cast<unsigned char>((value + 128) / 257); }
 
 template <class Value, class Code>
-void pack(const ushort* in, Value* out, int width, int channels, const Code& code) {
+void packRow(const ushort* in, Value* out, int width, int channels, const Code& code) {
     for (int x = 0; x < width; ++x, in += 4, out += channels) {
         int c = 0;
         if (channels >= 3) {
@@ -159,7 +170,6 @@ void checkSize(cv::Size size, FileFormat format) {
 const char* pluginName(FileFormat format) {
     switch (format) {
         case FileFormat::jpeg: return "jpeg";
-        case FileFormat::png: return "png";
         case FileFormat::tiff: return "tiff";
         default: throw Error(Error::Kind::input, std::string(formatName(format)) + " files are not written");
     }
@@ -182,12 +192,30 @@ public:
         return m_converted;
     }
 
+    /// Likewise, as the file holds them.
+    const unsigned char* pack(int top, int rows) {
+        const cv::Mat& converted = convert(top, rows);
+        m_packed.resize(rowBytes() * rows);
+        shareRows(rows, m_threads, [&](int r) {
+            const auto* row = converted.ptr<ushort>(r);
+            unsigned char* out = m_packed.data() + r * rowBytes();
+            if (m_plan.bits == 16)
+                packRow(row, reinterpret_cast<ushort*>(out), m_pixels.cols, m_plan.channels,
+                        [](ushort v) { return v; });
+            else
+                packRow(row, out, m_pixels.cols, m_plan.channels, rounded8);
+        });
+        return m_packed.data();
+    }
+    std::size_t rowBytes() const { return std::size_t(m_pixels.cols) * m_plan.channels * (m_plan.bits / 8); }
+
 private:
     const cv::Mat& m_pixels;
     const Plan& m_plan;
     int m_threads;
     ColourTransform m_transform;
     cv::Mat m_converted;
+    std::vector<unsigned char> m_packed;
 };
 
 void checkCancelled(const WriteOptions& options) {
@@ -202,6 +230,7 @@ std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan
         throw Error(Error::Kind::input,
                     std::string(formatName(plan.format)) + " files are not written by this OpenImageIO");
     output->threads(threads);
+    checkCancelled(options);
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
     output->set_ioproxy(&memory);
@@ -209,24 +238,35 @@ std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan
     if (!output->open(std::string("memory.") + pluginName(plan.format), spec)) refuse(*output);
 
     Bands bands(photograph, plan, threads);
-    const std::size_t rowBytes = spec.scanline_bytes(true);
-    std::vector<unsigned char> band(rowBytes * kBand);
     for (int top = 0; top < pixels.rows; top += kBand) {
         checkCancelled(options);
         const int rows = std::min(kBand, pixels.rows - top);
-        const cv::Mat& converted = bands.convert(top, rows);
-        shareRows(rows, threads, [&](int r) {
-            const auto* row = converted.ptr<ushort>(r);
-            unsigned char* out = band.data() + r * rowBytes;
-            if (plan.bits == 16)
-                pack(row, reinterpret_cast<ushort*>(out), pixels.cols, plan.channels, [](ushort v) { return v; });
-            else
-                pack(row, out, pixels.cols, plan.channels, rounded8);
-        });
-        if (!output->write_scanlines(top, top + rows, 0, spec.format, band.data())) refuse(*output);
+        const unsigned char* packed = bands.pack(top, rows);
+        if (!output->write_scanlines(top, top + rows, 0, spec.format, packed)) refuse(*output);
     }
     if (!output->close()) refuse(*output);
     return bytes;
+}
+
+std::vector<unsigned char> encodeAsPng(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
+    const cv::Mat& pixels = photograph.pixels;
+    PngWriter writer(pixels.cols, pixels.rows, plan.channels, plan.bits, plan.embedded.bytes());
+    const Resolution resolution = resolutionOf(photograph, options);
+    const auto perMetre = [&](float value) {
+        return static_cast<unsigned>(
+            std::min(1e9, std::round(double(value) * (resolution.perCentimetre ? 100 : 1 / 0.0254))));
+    };
+    if (resolution.x > 0) writer.setResolution(perMetre(resolution.x), perMetre(resolution.y));
+    Bands bands(photograph, plan, threadCount(options.threads));
+    for (int top = 0; top < pixels.rows; top += kBand) {
+        const int rows = std::min(kBand, pixels.rows - top);
+        const unsigned char* packed = bands.pack(top, rows);
+        for (int r = 0; r < rows; ++r) {
+            checkCancelled(options);
+            writer.write(packed + r * bands.rowBytes());
+        }
+    }
+    return writer.finish();
 }
 
 std::vector<unsigned char> encodeAsWebp(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
@@ -253,8 +293,11 @@ std::vector<unsigned char> encode(const Photograph& photograph, FileFormat forma
     checkSize(photograph.pixels.size(), format);
     const Plan plan = planFor(photograph, format, bits, threadCount(options.threads), notes);
     profile = plan.embedded;
-    return format == FileFormat::webp ? encodeAsWebp(photograph, plan, options)
-                                      : encodeByOiio(photograph, plan, options);
+    switch (format) {
+        case FileFormat::png: return encodeAsPng(photograph, plan, options);
+        case FileFormat::webp: return encodeAsWebp(photograph, plan, options);
+        default: return encodeByOiio(photograph, plan, options);
+    }
 }
 
 }  // namespace kestrova::photo

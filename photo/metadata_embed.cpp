@@ -15,11 +15,12 @@ using namespace std::string_view_literals;
 
 bool startsWith(const std::string& text, std::string_view start) { return text.compare(0, start.size(), start) == 0; }
 
-// Tags of the first directory that tell how the pixels of a TIFF or RAW file are stored, not what they show.
-constexpr std::array<int, 36> kStorageTags = {0x00fe, 0x00ff, 0x0100, 0x0101, 0x0102, 0x0103, 0x0106, 0x010a, 0x0111,
-                                              0x0115, 0x0116, 0x0117, 0x011c, 0x0120, 0x0121, 0x0122, 0x0123, 0x012d,
-                                              0x013d, 0x0140, 0x0142, 0x0143, 0x0144, 0x0145, 0x014a, 0x0152, 0x0153,
-                                              0x015b, 0x0200, 0x0201, 0x0202, 0x0212, 0x0214, 0x02bc, 0x83bb, 0x8649};
+// Tags of the first directory that tell how the pixels of a TIFF or RAW file are stored, not what they show, and where
+// its other directories are.
+constexpr std::array<int, 38> kStorageTags = {
+    0x8769, 0x8825, 0x00fe, 0x00ff, 0x0100, 0x0101, 0x0102, 0x0103, 0x0106, 0x010a, 0x0111, 0x0115, 0x0116,
+    0x0117, 0x011c, 0x0120, 0x0121, 0x0122, 0x0123, 0x012d, 0x013d, 0x0140, 0x0142, 0x0143, 0x0144, 0x0145,
+    0x014a, 0x0152, 0x0153, 0x015b, 0x0200, 0x0201, 0x0202, 0x0212, 0x0214, 0x02bc, 0x83bb, 0x8649};
 constexpr int kProfileTag = 0x8773;
 // From DNGVersion on, DNG tells how to develop the sensor's values; these two describe the camera.
 constexpr int kFirstDngTag = 0xc612, kUniqueCameraModel = 0xc614, kCameraSerialNumber = 0xc62f;
@@ -180,14 +181,11 @@ void storeInWebp(std::vector<unsigned char>& encoded, const Selection& selection
 void store(std::vector<unsigned char>& encoded, const Selection& selection) {
     const auto image = opened(encoded);
     if (image->mimeType() == "image/tiff") {
-        // A TIFF file's own directory holds what its pixels need.
-        for (const auto& datum : selection.exif) {
-            const auto own = image->exifData().findKey(Exiv2::ExifKey(datum.key()));
-            if (own != image->exifData().end())
-                own->setValue(&datum.value());
-            else
-                image->exifData().add(datum);
-        }
+        // A TIFF file's own directory holds what its pixels need, and what the encoder found worth saying.
+        auto& exif = image->exifData();
+        for (auto datum = exif.begin(); datum != exif.end();)
+            datum = aboutStorage(*datum) ? std::next(datum) : exif.erase(datum);
+        for (const auto& datum : selection.exif) exif.add(datum);
     } else {
         image->setExifData(selection.exif);
     }

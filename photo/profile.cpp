@@ -218,13 +218,13 @@ Profile profileOfPrimaries(const float (&xy)[8]) {
         "RGB with the primaries of an OpenEXR file");
 }
 
-// ROMM's primaries hold every colour that cameras and the usual profiles deliver, so that nothing is clipped on the way
-// in. sRGB's curve instead of ROMM's spreads 16 bits evenly for the eye and keeps codes for 8-bit shadows; settings,
-// which are made on encoded values, then act on tones as they do in an sRGB file.
+// Primaries a little wider than ROMM's hold every colour that cameras and the usual profiles deliver, ROMM's own and
+// the red of Display P3 beyond its edge included, so that nothing is clipped on the way in. sRGB's curve instead of
+// ROMM's spreads 16 bits evenly for the eye and keeps codes for 8-bit shadows; settings, which are made on encoded
+// values, then act on tones as they do in an sRGB file.
 Profile Profile::working() {
     static const Profile profile =
-        builtIn({0.345704, 0.358540, 1}, {{0.734699, 0.265301, 1}, {0.159597, 0.840403, 1}, {0.036598, 0.000105, 1}},
-                "Kestrova working space");
+        builtIn(kD50, {{0.750, 0.265, 1}, {0.155, 0.850, 1}, {0.036, -0.001, 1}}, "Kestrova working space");
     return profile;
 }
 

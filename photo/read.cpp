@@ -87,6 +87,16 @@ Photograph finished(Decoded decoded, const std::string& path, FileFormat format,
     return photograph;
 }
 
+// `reduction` is for JPEG alone.
+Decoded decode(const std::string& path, const FileFacts& facts, int reduction, const ReadOptions& options) {
+    switch (facts.format) {
+        case FileFormat::jpeg: return decodeJpeg(path, reduction, options);
+        case FileFormat::png: return decodePng(path, facts, options);
+        case FileFormat::webp: return decodeWebp(path, facts, options);
+        default: return decodeOther(path, facts, options);
+    }
+}
+
 // The one place where reading's failures become errors of the layer.
 template <class Work>
 Photograph translated(const std::string& path, const Work& work) {
@@ -135,9 +145,7 @@ Photograph readPhotograph(const std::string& path, const ReadOptions& options) {
     return translated(path, [&] {
         const FileFacts facts = examineFile(path);
         if (facts.width || facts.height) checkLimits(path, facts.width, facts.height, facts.bytes, 2, options);
-        Decoded decoded =
-            facts.format == FileFormat::jpeg ? decodeJpeg(path, 1, options) : decodeOther(path, facts, options);
-        return finished(std::move(decoded), path, facts.format, options);
+        return finished(decode(path, facts, 1, options), path, facts.format, options);
     });
 }
 
@@ -146,15 +154,9 @@ Photograph readPreview(const std::string& path, int longEdge, const ReadOptions&
     return translated(path, [&] {
         const FileFacts facts = examineFile(path);
         if (facts.width || facts.height) checkLimits(path, facts.width, facts.height, facts.bytes, 2, options);
-        const int edge = std::max(facts.width, facts.height);
-        Photograph photograph;
-        if (facts.format == FileFormat::jpeg) {
-            int reduction = 1;
-            while (reduction < 8 && edge / (2 * reduction) >= longEdge) reduction *= 2;
-            photograph = finished(decodeJpeg(path, reduction, options), path, facts.format, options);
-        } else {
-            photograph = finished(decodeOther(path, facts, options), path, facts.format, options);
-        }
+        int reduction = 1;
+        while (reduction < 8 && std::max(facts.width, facts.height) / (2 * reduction) >= longEdge) reduction *= 2;
+        Photograph photograph = finished(decode(path, facts, reduction, options), path, facts.format, options);
         const int whole = std::max(photograph.pixels.cols, photograph.pixels.rows);
         if (whole >= 2 * longEdge) {
             const double scale = double(longEdge) / whole;

@@ -37,9 +37,9 @@ struct ReadOptions {
 /// short or too large, of kind memory if memory or its limit does not suffice, of kind cancelled. Prints nothing.
 KESTROVA_PHOTO_EXPORT Photograph readPhotograph(const std::string& path, const ReadOptions& options = {});
 
-/// A small picture of the same photograph, for lists and first views: of JPEG decoded at a fraction of the size, of RAW
-/// the camera's own, of others the whole picture reduced. Its longer side has at least `longEdge` pixels where the file
-/// has as many, and less than twice as many.
+/// A small picture of the same photograph, for lists and first views: JPEG is decoded at a fraction of its size, others
+/// are read whole and reduced. Its longer side has at least `longEdge` pixels where the file has as many, and less than
+/// twice as many.
 KESTROVA_PHOTO_EXPORT Photograph readPreview(const std::string& path, int longEdge, const ReadOptions& options = {});
 
 }  // namespace kestrova::photo

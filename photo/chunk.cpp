@@ -92,13 +92,13 @@ const cv::Mat& Chunk::render(const Source& source, const Prepared& prepared, con
     m_stages.resize(1 + recipe.layers.size());
     for (auto& stage : m_stages)
         if (!stage) stage = std::make_unique<Stage>();
-    develop(*m_stages[0], recipe.whole, prepared, m_out);
+    develop(*m_stages[0], recipe.whole, recipe.colours[0], prepared, m_out);
     steps.check();
     for (std::size_t i = 0; i < recipe.layers.size(); ++i) {
         steps.check();
         const cv::Mat inside = mask(prepared, i);
         if (inside.empty() || recipe.layers[i] == recipe.whole || !anyInside(inside)) continue;
-        develop(*m_stages[1 + i], recipe.layers[i], prepared, m_layer);
+        develop(*m_stages[1 + i], recipe.layers[i], recipe.colours[1 + i], prepared, m_layer);
         for (int y = 0; y < m_out.rows; ++y)
             blendRow(m_layer.ptr<ushort>(y), inside.ptr(y), m_out.ptr<ushort>(y), m_out.cols);
     }
@@ -256,7 +256,8 @@ void Chunk::setEngine(Stage& stage, const Adjustments& adjustments) {
     engine.m_maxPlainLevel = 1;
 }
 
-void Chunk::develop(Stage& stage, const Adjustments& adjustments, const Prepared& prepared, cv::Mat& out) {
+void Chunk::develop(Stage& stage, const Adjustments& adjustments, const std::shared_ptr<const ColourTable>& colour,
+                    const Prepared& prepared, cv::Mat& out) {
     if (adjustments == Adjustments()) {
         m_rgb.copyTo(out);
         return;
@@ -276,7 +277,10 @@ void Chunk::develop(Stage& stage, const Adjustments& adjustments, const Prepared
     stage.engine.proc(cv::Rect(0, 0, m_size.width, m_size.height), 1, cv::Mat());
     const cv::Mat& Y1 = stage.engine.getRoiY();
 
-    stage.colour.set(adjustments.colour);
+    if (stage.colourSource != colour) {
+        stage.colour = *colour;
+        stage.colourSource = colour;
+    }
     cv::Mat dr1, db1;
     stage.colour.proc(m_Y, Y1, dr, db, dr1, db1);
     out.create(m_size, CV_16UC4);

@@ -24,6 +24,8 @@ struct Prepared {
 struct Recipe {
     Adjustments whole;
     std::vector<Adjustments> layers;  ///< in full, not on top of `whole`
+    /// The colours of the whole and of each layer, made once for all chunks.
+    std::vector<std::shared_ptr<const ColourTable>> colours;
 };
 
 /// What a rectangle of the rendering is made of, and what has been made of it so far. Rendering again with another
@@ -49,12 +51,14 @@ private:
         cv::Mat base, detail[3];
         std::array<float, 18> split{};  ///< what the planes were split by
         TVelline engine;
-        ColourTable colour;
+        std::shared_ptr<const ColourTable> colourSource;
+        ColourTable colour;  ///< a copy of it: the core's tables serve one thread at a time
     };
 
     void read(const Source& source, const Prepared& prepared);
     void readRows(const Source& source, const Scales* scales);
-    void develop(Stage& stage, const Adjustments& adjustments, const Prepared& prepared, cv::Mat& out);
+    void develop(Stage& stage, const Adjustments& adjustments, const std::shared_ptr<const ColourTable>& colour,
+                 const Prepared& prepared, cv::Mat& out);
     void split(Stage& stage, const Adjustments& adjustments);
     void setEngine(Stage& stage, const Adjustments& adjustments);
 

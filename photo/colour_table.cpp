@@ -80,11 +80,6 @@ void scale(Nodes& nodes, const Colour& colour) {
     }
 }
 
-bool same(const Colour& a, const Colour& b) {
-    return a.temperature == b.temperature && a.tint == b.tint && a.saturation == b.saturation &&
-           a.vibrance == b.vibrance;
-}
-
 }  // namespace
 
 ColourTable::ColourTable() {
@@ -95,8 +90,13 @@ ColourTable::ColourTable() {
     }
 }
 
+bool ColourTable::isOf(const Colour& colour) const {
+    return colour.temperature == m_colour.temperature && colour.tint == m_colour.tint &&
+           colour.saturation == m_colour.saturation && colour.vibrance == m_colour.vibrance;
+}
+
 void ColourTable::set(const Colour& colour) {
-    if (same(colour, m_colour)) return;
+    if (isOf(colour)) return;
     Nodes nodes;
     for (int i = 0; i < kAll; ++i) {
         nodes.dr[i] = static_cast<float>(i / kNodes % kNodes * 2048 - kZero);

@@ -23,6 +23,7 @@ public:
 
     /// Makes the table for `colour`; nothing is done if it is that already.
     void set(const Colour& colour);
+    bool isOf(const Colour& colour) const;
 
 private:
     Colour m_colour;

@@ -9,7 +9,7 @@
 namespace kestrova::photo {
 
 Recipe recipeOf(const Settings& settings) {
-    Recipe recipe{settings, {}};
+    Recipe recipe{settings, {}, {}};
     for (const Layer& layer : settings.layers) recipe.layers.push_back(recipe.whole + layer.adjustments);
     return recipe;
 }

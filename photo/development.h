@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 #include <optional>
 
-#include "photo/engine.h"
+#include "photo/control.h"
 #include "photo/photograph.h"
 #include "photo/settings.h"
 

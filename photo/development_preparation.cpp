@@ -42,6 +42,18 @@ void Development::State::prepare(const Recipe& recipe, int maskOfLayer, Steps& s
     prepareMasks(recipe, maskOfLayer, steps);
 }
 
+void Development::State::prepareColours(Recipe& recipe) {
+    colours.resize(1 + recipe.layers.size());
+    for (std::size_t i = 0; i < colours.size(); ++i) {
+        const Colour& wanted = i == 0 ? recipe.whole.colour : recipe.layers[i - 1].colour;
+        if (colours[i] && colours[i]->isOf(wanted)) continue;
+        const auto table = std::make_shared<ColourTable>();
+        table->set(wanted);
+        colours[i] = table;
+    }
+    recipe.colours = colours;
+}
+
 void Development::State::prepareMasks(const Recipe& recipe, int maskOfLayer, Steps& steps) {
     prepared.masks.resize(recipe.layers.size());
     paintedMasks.resize(recipe.layers.size());

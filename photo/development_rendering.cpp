@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <optional>
 
 #include "photo/development_state.h"
 
@@ -31,6 +30,17 @@ void convert(const ColourTransform* transform, const cv::Mat& in, cv::Mat& out) 
 }
 
 }  // namespace
+
+/// Null if nothing is to be converted.
+std::shared_ptr<const ColourTransform> Development::State::transformBetween(const Profile& from, const Profile& to) {
+    if (from == to) return nullptr;
+    if (from != Profile::working()) return std::make_shared<const ColourTransform>(from, to);
+    if (!transform || transformTo != to) {
+        transform = std::make_shared<const ColourTransform>(from, to);
+        transformTo = to;
+    }
+    return transform;
+}
 
 View Development::State::viewOf(const cv::Rect& view, int step) const {
     if (step < 1) throw Error(Error::Kind::programming, "a step below 1");
@@ -136,11 +146,12 @@ Development::Rendering Development::State::render(const View& view, const Output
         throw Error(Error::Kind::memory, "the photograph needs more memory than the limit allows");
 
     const CoreScope scope(options.threads);
-    const Recipe recipe = recipeOf(settings);
+    Recipe recipe = recipeOf(settings);
     constexpr double kRendering = 4;
     Steps steps(control, preparationLeft(recipe, output.maskOfLayer) + kRendering);
     steps.check();
     prepare(recipe, output.maskOfLayer, steps);
+    prepareColours(recipe);
 
     const Profile& own = source.photograph().profile;
     const Profile wanted = output.profile.value_or(own);
@@ -148,8 +159,7 @@ Development::Rendering Development::State::render(const View& view, const Output
     // Means of pixels are those of the working space whatever the settings, so that a preview does not jump.
     const bool pixelsStay = !any(recipe, changes) && view.step == 1;
     const Profile& from = pixelsStay ? own : Profile::working();
-    std::optional<ColourTransform> transform;
-    if (from != wanted) transform.emplace(from, wanted);
+    const std::shared_ptr<const ColourTransform> conversion = transformBetween(from, wanted);
 
     std::vector<std::unique_ptr<Tile>> tiles;
     if (view == keptView && !keptTiles.empty())
@@ -166,7 +176,7 @@ Development::Rendering Development::State::render(const View& view, const Output
     if (overlay) out.mask.create(view.area.size(), CV_8UC1);
     const int count = static_cast<int>(tiles.size());
     steps.parallel(count, kRendering / count, [&](int i) {
-        renderTile(*tiles[i], recipe, view, transform ? &*transform : nullptr, pixelsStay, output, steps, out);
+        renderTile(*tiles[i], recipe, view, conversion.get(), pixelsStay, output, steps, out);
         if (!keep) tiles[i].reset();
     });
     if (keep) {

@@ -56,6 +56,11 @@ struct Development::State {
     std::shared_ptr<const MaskPicture> maskPicture;
     std::vector<Mask> paintedMasks;  ///< what `prepared.masks` are of
     Prepared prepared;
+    std::vector<std::shared_ptr<const ColourTable>> colours;  ///< of the whole and of the layers, latest rendering
+
+    /// Of the latest rendering: from the working space to its profile.
+    std::shared_ptr<const ColourTransform> transform;
+    Profile transformTo;
 
     View keptView;
     std::vector<std::unique_ptr<Tile>> keptTiles;
@@ -65,8 +70,10 @@ struct Development::State {
     bool maskMissing(const Recipe& recipe, std::size_t layer, int alsoLayer) const;
     double preparationLeft(const Recipe& recipe, int maskOfLayer) const;
     void prepare(const Recipe& recipe, int maskOfLayer, Steps& steps);
+    void prepareColours(Recipe& recipe);
     void prepareMasks(const Recipe& recipe, int maskOfLayer, Steps& steps);
 
+    std::shared_ptr<const ColourTransform> transformBetween(const Profile& from, const Profile& to);
     View viewOf(const cv::Rect& view, int step) const;
     std::vector<std::unique_ptr<Tile>> tilesOfView(const View& view) const;
     Rendering render(const View& view, const Output& output, Control* control);

@@ -1,8 +1,6 @@
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "photo/error.h"
+#include "photo/replace_file.h"
 #include "photo/settings.h"
 
 namespace kestrova::photo {
@@ -160,47 +159,6 @@ Json written(const Layer& layer) {
     throw Error(Error::Kind::file, what + " \"" + path + "\": " + std::strerror(errno));
 }
 
-/// An open file that is closed, and removed unless it was finished.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(const std::string& target) {
-        static std::atomic<unsigned> count{0};
-        m_path = target + "." + std::to_string(::getpid()) + "-" + std::to_string(++count) + ".tmp";
-        m_file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (m_file >= 0) return;
-        m_path.clear();
-        failed("cannot write", target);
-    }
-    ~TemporaryFile() {
-        if (m_file >= 0) ::close(m_file);
-        if (!m_path.empty()) ::unlink(m_path.c_str());
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    void write(const std::string& text, const std::string& target) {
-        for (std::size_t done = 0; done < text.size();) {
-            const ssize_t some = ::write(m_file, text.data() + done, text.size() - done);
-            if (some < 0 && errno != EINTR) failed("cannot write", target);
-            if (some > 0) done += static_cast<std::size_t>(some);
-        }
-    }
-
-    /// Renames the file to `target`, with the mode of the file that it replaces.
-    void replace(const std::string& target, const struct stat* old) {
-        if ((old && ::fchmod(m_file, old->st_mode & 07777) != 0) || ::fsync(m_file) != 0)
-            failed("cannot write", target);
-        const int file = m_file;
-        m_file = -1;
-        if (::close(file) != 0 || ::rename(m_path.c_str(), target.c_str()) != 0) failed("cannot write", target);
-        m_path.clear();
-    }
-
-private:
-    std::string m_path;
-    int m_file = -1;
-};
-
 }  // namespace
 
 std::string Settings::toJson() const {
@@ -262,12 +220,8 @@ Settings Settings::load(const std::string& path) {
 
 void Settings::save(const std::string& path) const {
     check();
-    struct stat old {};
-    const bool exists = ::stat(path.c_str(), &old) == 0;
-    if (exists && !S_ISREG(old.st_mode)) throw Error(Error::Kind::file, "\"" + path + "\" is not a plain file");
-    TemporaryFile file(path);
-    file.write(toJson(), path);
-    file.replace(path, exists ? &old : nullptr);
+    const std::string text = toJson();
+    replaceFile(path, {text.begin(), text.end()}, nullptr);
 }
 
 std::string Settings::sidecarOf(const std::string& photograph) { return photograph + ".kestrova.json"; }

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <thread>
 #include <vector>
 
@@ -302,6 +303,59 @@ TEST(Development, CancelledGoesOnLaterWithTheSameResult) {
             EXPECT_EQ(error.kind(), Error::Kind::cancelled);
         }
         EXPECT_TRUE(sameValues(development.render(output).pixels, expected));
+    }
+}
+
+double milliseconds(std::clock_t from, std::clock_t to) {
+    return 1e3 * static_cast<double>(to - from) / CLOCKS_PER_SEC;
+}
+
+/// Renders, and cancels from another thread when this process has worked for `delay` milliseconds. Returns how long it
+/// worked on, -1 if the rendering was done by then. Time is this process' own: others of a busy machine do not count.
+double latency(Development& development, double delay) {
+    Control control;
+    std::atomic<bool> done{false};
+    std::atomic<std::clock_t> cancelled{0};
+    const std::clock_t began = std::clock();
+    std::thread host([&] {
+        while (!done && milliseconds(began, std::clock()) < delay)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        cancelled = std::clock();
+        control.cancel();
+    });
+    double result = -1;
+    try {
+        development.render(Development::Output(), &control);
+    } catch (const Error& error) {
+        EXPECT_EQ(error.kind(), Error::Kind::cancelled);
+        result = milliseconds(cancelled, std::clock());
+    }
+    done = true;
+    host.join();
+    return result;
+}
+
+TEST(Development, EndsSoonAfterACancelAt24Megapixels) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "sanitizers take their time";
+#endif
+    cv::Mat pixels(4000, 6000, CV_16UC4);
+    const cv::Mat part = scene({1000, 1000});
+    for (int y = 0; y < 4000; y += 1000)
+        for (int x = 0; x < 6000; x += 1000) part.copyTo(pixels(cv::Rect(x, y, 1000, 1000)));
+    for (DetailFilter filter :
+         {DetailFilter::guided, DetailFilter::bilateral, DetailFilter::laplacian, DetailFilter::wls}) {
+        Settings settings = lively();
+        settings.filter = filter;
+        Development::Options options;
+        options.threads = 1;
+        Development development(photographOf(pixels), options);
+        development.set(settings);
+        // Each goes on with what the one before has prepared.
+        for (double delay = 15, late = 0; late >= 0; delay *= 1.45) {
+            late = latency(development, delay);
+            EXPECT_LE(late, 50) << "filter " << static_cast<int>(filter) << " after " << delay;
+        }
     }
 }
 

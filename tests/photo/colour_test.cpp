@@ -83,6 +83,8 @@ TEST(ColourTransform, KeepsGreysGreyAndWhiteWhite) {
 
 TEST(ColourTransform, EveryColourOf8BitsComesBackFromTheWorkingSpace) {
     for (const Profile& profile : {Profile::srgb(), Profile::displayP3(), Profile::adobeRgb()}) {
+        // A plain power is so steep at black that half a step of 16 bits there is one of 8.
+        const int tolerance = profile == Profile::adobeRgb() ? 1 : 0;
         const ColourTransform there(profile, Profile::working()), back(Profile::working(), profile);
         cv::Mat in(256, 256, CV_16UC4), work, out;
         for (int blue = 0; blue < 256; blue += 5) {
@@ -92,7 +94,8 @@ TEST(ColourTransform, EveryColourOf8BitsComesBackFromTheWorkingSpace) {
             back.applyTo8(work, out, 2);
             for (int r = 0; r < 256; ++r)
                 for (int g = 0; g < 256; ++g)
-                    ASSERT_EQ(out.at<cv::Vec4b>(r, g), cv::Vec4b(blue, g, r, 255)) << profile.name();
+                    ASSERT_LE(cv::norm(out.at<cv::Vec4b>(r, g), cv::Vec4b(blue, g, r, 255), cv::NORM_INF), tolerance)
+                        << profile.name();
         }
     }
 }

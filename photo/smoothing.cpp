@@ -119,6 +119,18 @@ cv::Mat leastSquares(const cv::Mat& unit, int radius, Steps& steps) {
     return sum;
 }
 
+/// The plane plus what a filter has changed: without edges of its own, it can be read at full size.
+Model difference(const cv::Mat& plane, const cv::Mat& smooth) {
+    Model model{cv::Mat(plane.size(), CV_32FC1, cv::Scalar(1)), cv::Mat(plane.size(), CV_32FC1)};
+    for (int y = 0; y < plane.rows; ++y) {
+        const auto* p = plane.ptr<float>(y);
+        const auto* s = smooth.ptr<float>(y);
+        auto* b = model.offset.ptr<float>(y);
+        for (int x = 0; x < plane.cols; ++x) b[x] = s[x] - p[x];
+    }
+    return model;
+}
+
 }  // namespace
 
 TileSmoother::TileSmoother(bool bilateral, int radius, float amplitude)
@@ -164,17 +176,13 @@ DetailFilter filterFor(DetailFilter chosen, int scale) {
 }
 
 Model modelOf(const cv::Mat& plane, DetailFilter filter, int radius, float amplitude, Steps& steps) {
-    constexpr int kFitRadius = 2;
-    constexpr float kFitEps = 1e-6f;
     steps.check();
     switch (filter) {
         case DetailFilter::guided: break;
         case DetailFilter::bilateral:
-            return Guided(plane, toUnit(bilateral(to16Bits(plane), std::max(2, radius), amplitude)), kFitRadius,
-                          kFitEps)
-                .model();
-        case DetailFilter::laplacian: return Guided(plane, laplacian(plane, radius), kFitRadius, kFitEps).model();
-        case DetailFilter::wls: return Guided(plane, leastSquares(plane, radius, steps), kFitRadius, kFitEps).model();
+            return difference(plane, toUnit(bilateral(to16Bits(plane), std::max(2, radius), amplitude)));
+        case DetailFilter::laplacian: return difference(plane, laplacian(plane, radius));
+        case DetailFilter::wls: return difference(plane, leastSquares(plane, radius, steps));
     }
     return Guided(plane, plane, radius, amplitude * amplitude).model();
 }

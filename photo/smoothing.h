@@ -35,7 +35,8 @@ struct Model {
 /// The filter that takes a scale apart under the chosen one: 1 medium, 2 large.
 DetailFilter filterFor(DetailFilter chosen, int scale);
 
-/// Smooths a reduced plane with `filter` and fits a guided model to the result.
+/// The smoothing of a reduced plane by `filter`, as a model: that of the guided filter, or the plane plus what another
+/// filter has changed.
 Model modelOf(const cv::Mat& plane, DetailFilter filter, int radius, float amplitude, Steps& steps);
 
 }  // namespace kestrova::photo

@@ -15,10 +15,10 @@ help: ## List these targets
 	@grep -hE '^[a-z]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z]+):.*## (.*)/  make \1\t\2/' | expand -t 16
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
-	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target examples
-	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target examples kestrova-develop
+	@examples/demo.sh $(BUILD)/apps/kestrova-develop $(BUILD)/examples/kestrova-paint $(BUILD)/demo
 
 test: ## Build everything and run every test
 	@cmake/packages.sh $(TEST_PACKAGES)

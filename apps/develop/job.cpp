@@ -67,6 +67,27 @@ Frame frameOf(const photo::Photograph& read, const Options& options) {
     return frame;
 }
 
+// What of the settings chooses the view and changes nothing in it.
+photo::Settings geometryOf(const photo::Settings& settings) {
+    photo::Settings geometry;
+    geometry.rotate = settings.rotate;
+    geometry.straighten = settings.straighten;
+    geometry.crop = settings.crop;
+    geometry.size = settings.size;
+    return geometry;
+}
+
+// With a white gap in between.
+cv::Mat sideBySide(const cv::Mat& before, const cv::Mat& after) {
+    const cv::Mat gap(before.rows, before.cols / 50, before.type(),
+                      cv::Scalar::all(before.depth() == CV_8U ? 255 : 65535));
+    cv::Mat both(before.rows, before.cols + gap.cols + after.cols, before.type());
+    before.copyTo(both.colRange(0, before.cols));
+    gap.copyTo(both.colRange(before.cols, before.cols + gap.cols));
+    after.copyTo(both.colRange(before.cols + gap.cols, both.cols));
+    return both;
+}
+
 Outcome develop(const Task& task, const Options& options, photo::Control& control) {
     Outcome outcome;
     const auto format = options.format ? *options.format : photo::writtenFormat(task.output).value();
@@ -112,6 +133,10 @@ Outcome develop(const Task& task, const Options& options, photo::Control& contro
         output.bits = deep ? 16 : 8;
         output.profile = frame.rendered;
         frame.photograph.pixels = development.render(output, &control).pixels;
+        if (options.compare) {
+            development.set(geometryOf(settings));
+            frame.photograph.pixels = sideBySide(development.render(output, &control).pixels, frame.photograph.pixels);
+        }
     }
 
     photo::WriteOptions writing;

@@ -41,7 +41,8 @@ std::string keyOf(const std::string& input, const photo::Settings& settings, pho
     hash.add(KESTROVA_VERSION);
     hash.add(settings.toJson());
     hash.add(std::string(photo::formatName(format)) + ' ' + std::to_string(options.bits) + ' ' +
-             std::to_string(options.quality) + ' ' + std::to_string(static_cast<int>(options.metadata)));
+             std::to_string(options.quality) + ' ' + std::to_string(static_cast<int>(options.metadata)) +
+             (options.compare ? " compared" : ""));
     if (options.profile) {
         const auto& icc = options.profile->bytes();
         hash.add(reinterpret_cast<const char*>(icc.data()), icc.size());

@@ -70,6 +70,8 @@ void addSettings(CLI::App& app, Options& options, Raw& raw) {
     app.add_option("--preset", raw.presets, "Start from a preset, or several on top of each other")->type_name("NAME");
     app.add_option("--settings", raw.settings, "Start from a settings file")->type_name("FILE");
     app.add_option("--save-settings", options.saveSettings, "Write the settings to FILE, too")->type_name("FILE");
+    app.add_flag("--compare", options.compare, "Put the photograph as it was to the left of the result")
+        ->excludes("--in-place");
     app.add_flag("--sidecars", options.sidecars, "Use the settings in PHOTOGRAPH.kestrova.json where there are any");
     app.add_option("--size", raw.size, "Longer side of the result in pixels, never enlarged")
         ->check(CLI::Range(1, 65535));

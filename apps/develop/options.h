@@ -27,6 +27,7 @@ struct Options {
     std::optional<int> size;                             ///< likewise
     bool sidecars = false;
     std::string saveSettings;
+    bool compare = false;  ///< the photograph as it was beside the result
 
     std::optional<photo::FileFormat> format;
     int bits = 0;

@@ -61,7 +61,7 @@ void Report::add(const Task& task, const Outcome& outcome, int slot) {
 int Report::finish(int interrupted) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     clear();
-    if (interrupted) {
+    if (interrupted && m_done + m_skipped + m_failed < m_tasks) {
         std::fprintf(stderr, "kestrova-develop: cancelled, %zu of %zu done\n", m_done + m_skipped, m_tasks);
         return interrupted;
     }

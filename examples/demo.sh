@@ -30,4 +30,4 @@ current "$painted" "$painter" || "$painter" "$photo" "$painted" --mask "$mask" >
 echo "before:  $before"
 echo "after:   $after, beside it: $both"
 echo "painted: $painted, under the mask $mask"
-echo "look at: the petals' veins and the shade under the head; profile and metadata are the photograph's"
+echo "look at: the threads of the head and the meadow behind; profile and metadata are the photograph's"

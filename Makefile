@@ -8,7 +8,8 @@ BUILD := build/release
 CONFIGURE := cmake -G Ninja
 SANITIZERS := address,undefined,float-cast-overflow
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
-TEST_PACKAGES := $(PACKAGES) libgtest-dev qt6-base-dev
+PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
@@ -16,15 +17,16 @@ help: ## List these targets
 	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
-	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target examples
-	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target examples kestrova-develop
+	@examples/demo.sh $(BUILD)/apps/kestrova-develop $(BUILD)/examples/kestrova-paint $(BUILD)/demo
 
 # $(call run_tests,DIRECTORY,OPTIONS): builds everything but the benches there, and runs every test
 define run_tests
 	@cmake/packages.sh $(TEST_PACKAGES)
-	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_TESTS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_BENCH=OFF $(2)
+	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_TESTS=ON -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_BENCH=OFF \
+	  $(2)
 	@cmake --build $(1) -j $(JOBS)
 	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
 endef
@@ -55,7 +57,7 @@ docs: ## Write the reference and a page per subsystem; what is exported and has 
 # $(call run_bench,OPTIONS)
 define run_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_PHOTO=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target kestrova_bench
 	@$(BUILD)/bench/kestrova_bench $(1)
 endef
@@ -69,14 +71,15 @@ bench-smoke: ## Run every operation of the benches once with one thread, without
 fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
 	@cmake/packages.sh $(FUZZ_PACKAGES)
 	@$(CONFIGURE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_FUZZ=ON \
-	  -DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	  -DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF \
+	  -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/fuzz -j $(JOBS) --target fuzz_targets
 	@fuzz/run.sh build/fuzz/fuzz $(or $(SECONDS),60)
 
 tsan: ## Run two threads of a host at once under ThreadSanitizer, with teams of one and of two
 	@cmake/packages.sh $(FUZZ_PACKAGES) libgtest-dev
 	@$(CONFIGURE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++-14 -DKESTROVA_SANITIZE=thread \
-	  -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	  -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/tsan -j $(JOBS) --target kestrova_threads_tests
 	@for threads in 1 2; do OMP_NUM_THREADS=$$threads OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so \
 	  TSAN_OPTIONS=ignore_noninstrumented_modules=1 build/tsan/tests/kestrova_threads_tests || exit 1; done

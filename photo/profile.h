@@ -20,6 +20,8 @@ public:
     static Profile fromFile(const std::string& path);
     static Profile srgb();
     static Profile displayP3();
+    /// Compatible with Adobe RGB (1998), which cameras name without embedding it.
+    static Profile adobeRgb();
     /// The space that settings act in, whatever profile a photograph carries; see profile.cpp for why.
     static Profile working();
 

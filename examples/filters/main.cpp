@@ -1,17 +1,18 @@
-#include <QColorSpace>
-#include <QFile>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "gradients.h"
-#include "image_files.h"
 #include "numbers.h"
-#include "pixels.h"
+#include "photo/read.h"
+#include "photo/write.h"
 #include "program.h"
 #include "refusal.h"
 #include "smoothing.h"
+
+using namespace kestrova::photo;
 
 namespace {
 
@@ -19,7 +20,8 @@ const char* const kHelp = R"(kestrova-filters runs one of the library's edge-awa
 
 Usage: kestrova-filters FILTER IN OUT [--PARAMETER VALUE...]
 
-IN is a PNG or JPEG file of 8 or 16 bits, OUT a .png, .jpg or .jpeg file. Luminance changes, colours stay.
+IN is a photograph of any format that the photo layer reads, OUT a .jpg, .png, .tif or .webp file, which gets its
+metadata and its profile. Luminance changes, colours stay.
 Amplitudes are parts of the full scale, from black to white; what stands in brackets holds without the parameter.
 
   guided      guided filter: means where a window is even, the picture itself where it has contrast
@@ -110,14 +112,15 @@ double valueOf(const std::string& text, const Parameter& bounds) {
     return number(text, static_cast<int>(bounds.least), static_cast<int>(bounds.greatest));
 }
 
-/// The photograph with its luminance replaced by `y` (CV_16UC1).
-QImage withLuminance(const TPImage& picture, const cv::Mat& y, bool deep) {
-    cv::Mat dr, db;
-    upSize2XGuidedByYSimple(picture.m_Y, picture.m_Dr, dr);
-    upSize2XGuidedByYSimple(picture.m_Y, picture.m_Db, db);
-    cv::Mat red(y.size(), CV_16UC1), green(y.size(), CV_16UC1), blue(y.size(), CV_16UC1);
-    TPImage::YDRDB2RGB(y, dr, db, red, green, blue);
-    return imageOf(red, green, blue, deep);
+/// Moves every pixel's channels by what luminance has changed: colours keep all of their detail.
+void changeLuminance(const cv::Mat& from, const cv::Mat& to, cv::Mat& pixels) {
+    for (int y = 0; y < pixels.rows; ++y) {
+        const auto* before = from.ptr<ushort>(y);
+        const auto* after = to.ptr<ushort>(y);
+        auto* p = pixels.ptr<cv::Vec4w>(y);
+        for (int x = 0; x < pixels.cols; ++x)
+            for (int c = 0; c < 3; ++c) p[x][c] = cv::saturate_cast<ushort>(p[x][c] + after[x] - before[x]);
+    }
 }
 
 void run(const std::vector<std::string>& words) {
@@ -137,16 +140,14 @@ void run(const std::vector<std::string>& words) {
             throw Refusal(words[i] + ": " + refusal.what());
         }
     }
-    const QString out = QFile::decodeName(words[2].c_str());
-    checkSuffix(out);
+    checkWritable(words[2]);
 
-    const QImage image = readImage(QFile::decodeName(words[1].c_str()));
-    const TPImage picture = pictureOf(image);
-    QImage result = withLuminance(picture, chosen->second.run(picture, parameters), isDeep(image));
-    result.setColorSpace(image.colorSpace());
-    result.setDotsPerMeterX(image.dotsPerMeterX());
-    result.setDotsPerMeterY(image.dotsPerMeterY());
-    writeImage(result, out, 92, [] {});
+    Photograph photograph = readPhotograph(words[1]);
+    cv::Mat pixels = photograph.pixels;
+    TPImage picture;
+    picture.convertFrom(pixels.ptr<ushort>(), pixels.cols, pixels.rows, static_cast<int>(pixels.step / sizeof(ushort)));
+    changeLuminance(picture.m_Y, chosen->second.run(picture, parameters), pixels);
+    writePhotograph(photograph, words[2]);
 }
 
 }  // namespace

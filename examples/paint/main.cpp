@@ -1,5 +1,3 @@
-#include <QColorSpace>
-#include <QFile>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -7,20 +5,23 @@
 #include <string>
 #include <vector>
 
-#include "development.h"
-#include "image_files.h"
-#include "pixels.h"
+#include "photo/development.h"
+#include "photo/error.h"
+#include "photo/read.h"
+#include "photo/write.h"
 #include "program.h"
 #include "progress_bar.h"
 #include "refusal.h"
 #include "strokes.h"
+
+using namespace kestrova::photo;
 
 namespace {
 
 const char* const kHelp = R"(Usage: kestrova-paint IN OUT [--strokes FILE] [--mask FILE] [--quiet]
 
 Paints a mask over the photograph IN, develops the photograph - darker, cooler, with little colour left -, blends the
-two under the mask and writes the result to OUT (.png, .jpg or .jpeg).
+two under the mask and writes the result to OUT (.jpg, .png, .tif or .webp) with the metadata and the profile of IN.
 
   --strokes FILE   what to paint; without it, strokes made for the bundled dandelion
   --mask FILE      writes the mask, too, at half the size of the photograph
@@ -70,8 +71,6 @@ Options readOptions(int argc, char** argv) {
     return options;
 }
 
-QString pathOf(const std::string& name) { return QFile::decodeName(name.c_str()); }
-
 /// Strokes of the user's, or those made for the bundled photograph.
 void paint(const Options& options, TDrawMask& mask) {
     if (options.strokes) {
@@ -86,56 +85,79 @@ void paint(const Options& options, TDrawMask& mask) {
 
 Settings darkMeadow() {
     Settings settings;
-    settings.light[0] = -0.55f;  // brightness
-    settings.light[2] = -0.4f;   // highlights
-    settings.temperature = -0.35f;
-    settings.saturation = -0.6f;
+    settings.light.brightness = -0.9f;
+    settings.light.highlights = -0.5f;
+    settings.colour.temperature = -0.35f;
+    settings.colour.saturation = -0.6f;
     return settings;
 }
 
-/// out := out where the mask is 0, `other` where it is 255; the mask has the size of the picture.
+Photograph greyPhotograph(const cv::Mat& grey) {
+    Photograph photograph;
+    photograph.grey = true;
+    photograph.pixels.create(grey.size(), CV_16UC4);
+    for (int y = 0; y < grey.rows; ++y)
+        for (int x = 0; x < grey.cols; ++x) {
+            const auto v = static_cast<ushort>(257 * grey.at<uchar>(y, x));
+            photograph.pixels.at<cv::Vec4w>(y, x) = cv::Vec4w(v, v, v, 65535);
+        }
+    return photograph;
+}
+
+/// out := out where the mask is 0, `other` where it is 255; all have the size of the picture.
 void blend(const cv::Mat& mask, const cv::Mat& other, cv::Mat& out) {
     for (int y = 0; y < out.rows; ++y) {
         const auto* m = mask.ptr<uchar>(y);
-        const auto* from = other.ptr<ushort>(y);
-        auto* to = out.ptr<ushort>(y);
+        const auto* from = other.ptr<cv::Vec4w>(y);
+        auto* to = out.ptr<cv::Vec4w>(y);
         for (int x = 0; x < out.cols; ++x)
-            to[x] = static_cast<ushort>((to[x] * (255 - m[x]) + from[x] * m[x] + 127) / 255);
+            for (int c = 0; c < 3; ++c)
+                to[x][c] = static_cast<ushort>((to[x][c] * (255 - m[x]) + from[x][c] * m[x] + 127) / 255);
+    }
+}
+
+cv::Mat developed(const Photograph& photograph, TProgress& progress) {
+    Development development(photograph);
+    development.set(darkMeadow());
+    Control control;
+    control.progress = [&](double share) {
+        if (!progress.prog(10 + static_cast<int>(80 * share), 100)) control.cancel();
+    };
+    Development::Output output;
+    output.bits = 16;
+    try {
+        return development.render(output, &control).pixels;
+    } catch (const Error& error) {
+        if (error.kind() == Error::Kind::cancelled) throw Cancelled{};
+        throw;
     }
 }
 
 void run(const Options& options) {
-    const QString out = pathOf(options.out);
-    checkSuffix(out);
-    if (options.mask) checkSuffix(pathOf(*options.mask));
+    checkWritable(options.out);
+    if (options.mask) checkWritable(*options.mask);
     ProgressBar bar(!options.quiet);
     TProgress& progress = bar.progress();
 
-    const QImage image = readImage(pathOf(options.in));
-    TPImage picture = pictureOf(image);
+    Photograph photograph = readPhotograph(options.in);
+    cv::Mat pixels = photograph.pixels;
+    TPImage picture;
+    picture.convertFrom(pixels.ptr<ushort>(), pixels.cols, pixels.rows, static_cast<int>(pixels.step / sizeof(ushort)));
     TDrawMask brush;
     brush.setInImage(&picture);
     paint(options, brush);
     const cv::Mat mask = brush.getMaskRoi(cv::Rect(), 0);
     proceed(progress.prog(10, 100));
 
-    const Developed developed = develop(picture, darkMeadow(), progress);
-    Developed plain = develop(picture, Settings(), progress);
-    cv::Mat fullMask(picture.m_Y.size(), CV_8UC1);
+    const cv::Mat other = developed(photograph, progress);
+    cv::Mat fullMask(pixels.size(), CV_8UC1);
     upSize2X(mask, fullMask, 2);
-    blend(fullMask, developed.red, plain.red);
-    blend(fullMask, developed.green, plain.green);
-    blend(fullMask, developed.blue, plain.blue);
+    blend(fullMask, other, pixels);
+    proceed(progress.prog(95, 100));
 
-    const auto lastCheck = [&] { proceed(progress.prog(99, 100)); };
-    if (options.mask) {
-        const QImage grey(mask.data, mask.cols, mask.rows, static_cast<qsizetype>(mask.step),
-                          QImage::Format_Grayscale8);
-        writeImage(grey, pathOf(*options.mask), 92, lastCheck);
-    }
-    QImage result = imageOf(plain.red, plain.green, plain.blue, isDeep(image));
-    result.setColorSpace(image.colorSpace());
-    writeImage(result, out, 92, lastCheck);
+    if (options.mask) writePhotograph(greyPhotograph(mask), *options.mask);
+    proceed(progress.prog(99, 100));
+    writePhotograph(photograph, options.out);
     progress.done();
 }
 

@@ -37,16 +37,8 @@ cv::Mat guided(const cv::Mat& Y, Scale scale) {
     return smoothGuidedReduced(Y, radius, kAmplitude[scale] * kAmplitude[scale], reductionFor(radius));
 }
 
-// The grid is read half a cell of luminance lower than it is written, which darkens texture; on the negative the same
-// brightens it. The mean of both does neither.
 cv::Mat bilateral(const cv::Mat& Y, Scale scale) {
-    const int sampling = std::max(2, radiusOf(scale, Y));
-    const cv::Mat darker = smoothBilateral(Y, sampling, kAmplitude[scale]);
-    cv::Mat negative, brighter, mean;
-    cv::bitwise_not(Y, negative);
-    cv::bitwise_not(smoothBilateral(negative, sampling, kAmplitude[scale]), brighter);
-    cv::addWeighted(darker, 0.5, brighter, 0.5, 0, mean);
-    return mean;
+    return smoothBilateral(Y, std::max(2, radiusOf(scale, Y)), kAmplitude[scale]);
 }
 
 cv::Mat laplacian(const cv::Mat& Y) {

@@ -80,10 +80,19 @@ cv::Mat smoothGuidedReduced(const cv::Mat& Y, int radius, float eps, int n) {
     return model.appliedTo(full)(cv::Rect(0, 0, Y.cols, Y.rows));
 }
 
+// The grid is read half a cell of luminance lower than it is written, which darkens texture; on the negative the same
+// brightens it. The mean of both does neither.
 cv::Mat smoothBilateral(const cv::Mat& Y, int sampling, float range) {
-    cv::Mat out = Y.clone();
-    BilateralFilter().proc(cv::Mat(), out, sampling, static_cast<int>(std::lround(range * kFullScale)), nullptr);
-    return out;
+    const auto onGrid = [&](cv::Mat& plane) {
+        BilateralFilter().proc(cv::Mat(), plane, sampling, static_cast<int>(std::lround(range * kFullScale)), nullptr);
+    };
+    cv::Mat darker = Y.clone(), brighter, mean;
+    onGrid(darker);
+    cv::bitwise_not(Y, brighter);
+    onGrid(brighter);
+    cv::bitwise_not(brighter, brighter);
+    cv::addWeighted(darker, 0.5, brighter, 0.5, 0, mean);
+    return mean;
 }
 
 cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int levels) {

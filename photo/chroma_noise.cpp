@@ -1,0 +1,114 @@
+#include "photo/chroma_noise.h"
+
+#include <kestrova/kestrova.h>
+
+#include "photo/kernel.h"
+#include "photo/noise.h"
+
+namespace kestrova::photo {
+
+namespace {
+
+constexpr int kReduction = 4, kRadius = 8, kCell = 8;
+constexpr float kEps = 0.02f * 0.02f;
+
+class Guided : public TGuidedFilter {
+public:
+    SmoothModel model() const { return {{m_a0, kReduction}, {m_b, kReduction}}; }
+};
+
+SmoothModel modelOf(const cv::Mat& guide, const cv::Mat& plane) {
+    Guided filter;
+    filter.setup({guide}, plane, kRadius, kEps);
+    return filter.model();
+}
+
+/// Luminance, red and blue difference of a tile.
+struct Planes {
+    cv::Mat Y, dr, db;
+};
+
+Planes planesOf(const Source& source, const cv::Mat& luminance, const cv::Rect& tile) {
+    const cv::Mat rgb = source.working(tile);
+    Planes out{luminance(tile), cv::Mat(tile.size(), CV_16UC1), cv::Mat(tile.size(), CV_16UC1)};
+    for (int y = 0; y < tile.height; ++y)
+        chromaRow(rgb.ptr<ushort>(y), out.Y.ptr<ushort>(y), out.dr.ptr<ushort>(y), out.db.ptr<ushort>(y), tile.width);
+    return out;
+}
+
+KESTROVA_PHOTO_KERNEL void addSquaresRow(const ushort* Y, const ushort* chroma, const float* slope, const float* offset,
+                                         float* squares, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const float rest = static_cast<float>(chroma[x]) * (1.0f / 65535) -
+                           (slope[x] * (static_cast<float>(Y[x]) * (1.0f / 65535)) + offset[x]);
+        squares[x] += 4 * rest * rest;
+    }
+}
+
+}  // namespace
+
+void ChromaNoise::smooth(cv::Point origin, int step, float share, const cv::Mat& Y, const cv::Mat& drIn,
+                         const cv::Mat& dbIn, cv::Mat& drOut, cv::Mat& dbOut) const {
+    drOut.create(Y.size(), CV_16UC1);
+    dbOut.create(Y.size(), CV_16UC1);
+    const int width = Y.cols * step;
+    ReducedReader drSlope(dr.slope, origin.x, width), drOffset(dr.offset, origin.x, width);
+    ReducedReader dbSlope(db.slope, origin.x, width), dbOffset(db.offset, origin.x, width);
+    ReducedReader kept(texture, origin.x, width);
+    for (int y = 0; y < Y.rows; ++y) {
+        const int row = origin.y + y * step + step / 2;
+        const float* keptRow = kept.row(row);
+        const auto* luminance = Y.ptr<ushort>(y);
+        const auto one = [&](const float* slope, const float* offset, const ushort* in, ushort* out) {
+            for (int x = 0; x < Y.cols; ++x) {
+                const int at = x * step + step / 2;
+                const float smoothed = slope[at] * static_cast<float>(luminance[x]) + offset[at] * 65535.0f;
+                const auto c = static_cast<float>(in[x]);
+                out[x] = rounded16(c - share * (1 - keptRow[at]) * (c - smoothed));
+            }
+        };
+        one(drSlope.row(row), drOffset.row(row), drIn.ptr<ushort>(y), drOut.ptr<ushort>(y));
+        one(dbSlope.row(row), dbOffset.row(row), dbIn.ptr<ushort>(y), dbOut.ptr<ushort>(y));
+    }
+}
+
+std::shared_ptr<const ChromaNoise> computeChromaNoise(const Source& source, const cv::Mat& luminance, int sourceBits,
+                                                      Steps& steps) {
+    const cv::Size small = Reduced::sizeOf(luminance.size(), kReduction);
+    cv::Mat Y(small, CV_32FC1), dr(small, CV_32FC1), db(small, CV_32FC1);
+    const std::vector<cv::Rect> tiles = tilesOf(luminance.size());
+    const int count = static_cast<int>(tiles.size());
+    steps.parallel(count, 0.9 / count, [&](int i) {
+        const Planes planes = planesOf(source, luminance, tiles[i]);
+        reduceInto(planes.Y, tiles[i].tl(), kReduction, Y);
+        reduceInto(planes.dr, tiles[i].tl(), kReduction, dr);
+        reduceInto(planes.db, tiles[i].tl(), kReduction, db);
+    });
+    auto out = std::make_shared<ChromaNoise>();
+    out->dr = modelOf(Y, dr);
+    steps.check();
+    out->db = modelOf(Y, db);
+    steps.done(0.2);
+
+    cv::Mat energy(Reduced::sizeOf(luminance.size(), kCell), CV_32FC1), level(energy.size(), CV_32FC1);
+    steps.parallel(count, 0.9 / count, [&](int i) {
+        const cv::Rect& tile = tiles[i];
+        const Planes planes = planesOf(source, luminance, tile);
+        cv::Mat squares = cv::Mat::zeros(tile.size(), CV_32FC1);
+        ReducedReader drSlope(out->dr.slope, tile.x, tile.width), drOffset(out->dr.offset, tile.x, tile.width);
+        ReducedReader dbSlope(out->db.slope, tile.x, tile.width), dbOffset(out->db.offset, tile.x, tile.width);
+        for (int y = 0; y < tile.height; ++y) {
+            const int row = tile.y + y;
+            const auto* luminanceRow = planes.Y.ptr<ushort>(y);
+            auto* sum = squares.ptr<float>(y);
+            addSquaresRow(luminanceRow, planes.dr.ptr<ushort>(y), drSlope.row(row), drOffset.row(row), sum, tile.width);
+            addSquaresRow(luminanceRow, planes.db.ptr<ushort>(y), dbSlope.row(row), dbOffset.row(row), sum, tile.width);
+        }
+        reduceFloatsInto(squares, tile.tl(), kCell, energy);
+        reduceInto(planes.Y, tile.tl(), kCell, level);
+    });
+    out->texture = {measureNoise({energy, {}, level}, 0, sourceBits).texture, kCell};
+    return out;
+}
+
+}  // namespace kestrova::photo

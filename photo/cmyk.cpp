@@ -1,0 +1,60 @@
+#include <lcms2.h>
+
+#include <memory>
+
+#include "photo/decode.h"
+#include "photo/error.h"
+#include "photo/profile_data.h"
+#include "photo/rows.h"
+
+namespace kestrova::photo {
+
+namespace {
+
+void convertPlainly(cv::Mat& pixels, int threads) {
+    shareRows(pixels.rows, threads, [&](int r) {
+        ushort* p = pixels.ptr<ushort>(r);
+        for (int x = 0; x < pixels.cols; ++x, p += 4) {
+            const unsigned paper = 65535u - p[3];
+            const auto light = [&](unsigned ink) {
+                return static_cast<ushort>(((65535u - ink) * paper + 32767) / 65535u);
+            };
+            const ushort red = light(p[0]), green = light(p[1]), blue = light(p[2]);
+            p[0] = blue;
+            p[1] = green;
+            p[2] = red;
+            p[3] = 65535;
+        }
+    });
+}
+
+}  // namespace
+
+Profile convertCmyk(cv::Mat& pixels, const std::vector<unsigned char>& icc, std::vector<std::string>& notes,
+                    int threads) {
+    if (icc.empty()) {
+        notes.push_back("CMYK without a profile was converted to sRGB by a plain formula");
+        convertPlainly(pixels, threads);
+        return Profile::srgb();
+    }
+    const Profile source = Profile::fromBytes(icc), target = Profile::displayP3();
+    const ProfileHandle from = source.data().open(), to = target.data().open();
+    const cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_HIGHRESPRECALC | cmsFLAGS_BLACKPOINTCOMPENSATION;
+    if (source.channels() != 4) throw Error(Error::Kind::input, "a CMYK picture with a profile that is not for CMYK");
+    const std::unique_ptr<void, decltype(&cmsDeleteTransform)> transform(
+        cmsCreateTransform(
+            from.get(), TYPE_CMYK_16, to.get(),
+            COLORSPACE_SH(PT_RGB) | EXTRA_SH(1) | CHANNELS_SH(3) | BYTES_SH(2) | DOSWAP_SH(1) | SWAPFIRST_SH(1),
+            INTENT_RELATIVE_COLORIMETRIC, flags),
+        cmsDeleteTransform);
+    if (!transform) throw Error(Error::Kind::input, "the profile \"" + source.name() + "\" cannot be converted to RGB");
+    notes.push_back("CMYK was converted from \"" + source.name() + "\" to " + target.name());
+    shareRows(pixels.rows, threads, [&](int r) {
+        ushort* row = pixels.ptr<ushort>(r);
+        cmsDoTransform(transform.get(), row, row, static_cast<cmsUInt32Number>(pixels.cols));
+        for (int x = 0; x < pixels.cols; ++x) row[4 * x + 3] = 65535;
+    });
+    return target;
+}
+
+}  // namespace kestrova::photo

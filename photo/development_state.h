@@ -1,0 +1,86 @@
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "photo/chroma_noise.h"
+#include "photo/chunk.h"
+#include "photo/development.h"
+#include "photo/geometry.h"
+#include "photo/mask_layer.h"
+#include "photo/scales.h"
+#include "photo/source.h"
+
+namespace kestrova::photo {
+
+/// A part of a view, with what it is made of.
+struct Tile {
+    Tile(const cv::Rect& inView, const cv::Rect& part, const Geometry::Plan& how)
+        : area(inView), made(part), plan(how), chunk(how.origin, how.size, how.reduction) {}
+
+    cv::Rect area;        ///< in pixels of the view
+    cv::Rect made;        ///< in pixels of the whole at the view's step: a little more where it is sharpened
+    Geometry::Plan plan;  ///< how it is made
+    Chunk chunk;
+};
+
+/// What a view depends on besides settings.
+struct View {
+    cv::Rect area;  ///< in pixels of the whole at `step`
+    int step = 0;
+
+    bool operator==(const View& other) const { return area == other.area && step == other.step; }
+};
+
+/// What the settings ask of each stage.
+Recipe recipeOf(const Settings& settings);
+/// Whether more than colour changes.
+bool needsScales(const Adjustments& adjustments);
+bool needsChroma(const Adjustments& adjustments);
+
+template <class Test>
+bool any(const Recipe& recipe, const Test& test) {
+    return test(recipe.whole) || std::any_of(recipe.layers.begin(), recipe.layers.end(), test);
+}
+
+struct Development::State {
+    State(Photograph photograph, const Options& wanted);
+
+    Options options;
+    Source source;
+    Settings settings;
+    Geometry geometry;
+
+    cv::Mat luminance;
+    std::shared_ptr<const MaskPicture> maskPicture;
+    std::vector<Mask> paintedMasks;  ///< what `prepared.masks` are of
+    Prepared prepared;
+    std::vector<std::shared_ptr<const ColourTable>> colours;  ///< of the whole and of the layers, latest rendering
+
+    /// Of the latest rendering: from the working space to its profile.
+    std::shared_ptr<const ColourTransform> transform;
+    Profile transformTo;
+
+    View keptView;
+    std::vector<std::unique_ptr<Tile>> keptTiles;
+
+    bool scalesMissing(const Recipe& recipe) const;
+    bool chromaMissing(const Recipe& recipe) const;
+    bool maskMissing(const Recipe& recipe, std::size_t layer, int alsoLayer) const;
+    double preparationLeft(const Recipe& recipe, int maskOfLayer) const;
+    void prepare(const Recipe& recipe, int maskOfLayer, Steps& steps);
+    void prepareColours(Recipe& recipe);
+    void prepareMasks(const Recipe& recipe, int maskOfLayer, Steps& steps);
+
+    std::shared_ptr<const ColourTransform> transformBetween(const Profile& from, const Profile& to);
+    View viewOf(const cv::Rect& view, int step) const;
+    std::vector<std::unique_ptr<Tile>> tilesOfView(const View& view) const;
+    Rendering render(const View& view, const Output& output, Control* control);
+    cv::Mat outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe, const ColourTransform* transform,
+                                    const cv::Mat& pixels) const;
+    void renderTile(Tile& tile, const Recipe& recipe, const View& view, const ColourTransform* transform,
+                    bool pixelsStay, const Output& output, const Steps& steps, Rendering& out) const;
+};
+
+}  // namespace kestrova::photo

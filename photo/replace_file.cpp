@@ -1,0 +1,159 @@
+#include "photo/replace_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "photo/descriptor.h"
+#include "photo/error.h"
+
+namespace kestrova::photo {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+    throw Error(Error::Kind::file, path + ": " + reason);
+}
+
+[[noreturn]] void refuseByErrno(const std::string& path) {
+    const int reason = errno;
+    refuse(path, reason == ENOSPC ? "the disk is full" : std::strerror(reason));
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// A file that becomes the target's. Where the file system can, it has no name until it is whole, so that even a process
+// that is killed leaves nothing; elsewhere its name is removed unless the file was kept.
+class NewFile {
+public:
+    NewFile(int folder, mode_t mode) : m_folder(folder) {
+        m_file = ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+        if (m_file < 0) createNamed(mode);
+    }
+    ~NewFile() {
+        const int reason = errno;
+        if (!m_name.empty()) ::unlinkat(m_folder, m_name.c_str(), 0);
+        if (m_file >= 0) ::close(m_file);
+        errno = reason;
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    int get() const { return m_file; }
+
+    /// Puts the file in place of `name`; false, with errno, if that fails.
+    bool keepAs(const std::string& name) {
+        if (m_name.empty()) {
+            // A free name is taken at once; one in use can only be replaced by a file that has a name itself.
+            if (linkTo(name)) return true;
+            if (errno != EEXIST || !linkToUniqueName()) return false;
+        }
+        if (::renameat(m_folder, m_name.c_str(), m_folder, name.c_str()) != 0) return false;
+        m_name.clear();
+        return true;
+    }
+
+private:
+    static std::string uniqueName() {
+        static std::atomic<unsigned> count{0};
+        timespec now{};
+        ::clock_gettime(CLOCK_REALTIME, &now);
+        return ".kestrova-" + std::to_string(::getpid()) + '-' + std::to_string(now.tv_sec) +
+               std::to_string(now.tv_nsec) + '-' + std::to_string(count++) + ".tmp";
+    }
+
+    bool linkTo(const std::string& name) const {
+        const std::string source = "/proc/self/fd/" + std::to_string(m_file);
+        return ::linkat(AT_FDCWD, source.c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
+
+    bool linkToUniqueName() {
+        std::string name = uniqueName();
+        if (!linkTo(name)) return false;
+        m_name = std::move(name);
+        return true;
+    }
+
+    void createNamed(mode_t mode) {
+        std::string name = uniqueName();
+        m_file = ::openat(m_folder, name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode);
+        if (m_file >= 0) m_name = std::move(name);
+    }
+
+    int m_folder;
+    int m_file = -1;
+    std::string m_name;  // of a file that is to be removed
+};
+
+void writeAll(int file, const std::vector<unsigned char>& bytes, const std::string& path,
+              const std::atomic<bool>* cancel) {
+    constexpr std::size_t kPiece = 1 << 20;
+    for (std::size_t done = 0; done < bytes.size();) {
+        if (cancel && *cancel) throw Error(Error::Kind::cancelled, "cancelled");
+        const ssize_t written = ::write(file, bytes.data() + done, std::min(kPiece, bytes.size() - done));
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) refuseByErrno(path);
+        done += static_cast<std::size_t>(written);
+    }
+}
+
+}  // namespace
+
+std::string checkTarget(const std::string& path) {
+    if (path.empty() || nameOf(path).empty()) refuse(path, "is not the name of a file");
+    std::string target = path;
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+        const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr), std::free);
+        if (!real) refuse(path, "is a link that leads nowhere");
+        target = real.get();
+    }
+    if (::stat(target.c_str(), &status) == 0) {
+        if (S_ISDIR(status.st_mode)) refuse(path, "is a folder");
+        if (!S_ISREG(status.st_mode)) refuse(path, "is a device, pipe or socket");
+        if (::access(target.c_str(), W_OK) != 0) refuseByErrno(path);
+    } else if (errno != ENOENT) {
+        refuseByErrno(path);
+    }
+    const std::string folder = folderOf(target);
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) refuse(path, "folder " + folder + ": " + std::strerror(errno));
+    return target;
+}
+
+void replaceFile(const std::string& path, const std::vector<unsigned char>& bytes, const std::atomic<bool>* cancel) {
+    const std::string target = checkTarget(path);
+    const Descriptor folder(::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) refuseByErrno(path);
+    struct stat old {};
+    const bool replaces = ::stat(target.c_str(), &old) == 0;
+
+    NewFile file(folder.get(), replaces ? 0600 : 0666);
+    if (file.get() < 0) refuseByErrno(path);
+    writeAll(file.get(), bytes, path, cancel);
+    if (replaces) {
+        // A change of owner clears some bits of the mode, so it comes first; it is for root alone.
+        if (::fchown(file.get(), old.st_uid, old.st_gid) != 0) errno = 0;
+        if (::fchmod(file.get(), old.st_mode & 07777) != 0) refuseByErrno(path);
+    }
+    if (::fsync(file.get()) != 0) refuseByErrno(path);
+    if (!file.keepAs(nameOf(target))) refuseByErrno(path);
+    ::fsync(folder.get());  // some file systems cannot; the file is in place all the same
+}
+
+}  // namespace kestrova::photo

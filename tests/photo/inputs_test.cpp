@@ -1,0 +1,369 @@
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+#include <lcms2.h>
+#include <tiffio.h>
+
+#include <cmath>
+#include <random>
+
+#include "photo/error.h"
+#include "photo/read.h"
+#include "photo/write.h"
+#include "tests/photo/files.h"
+
+// After all that declares FILE.
+#include <jpeglib.h>
+
+namespace kestrova::photo {
+namespace {
+
+// A picture of one format for the tests that break it.
+void make(const std::string& path) {
+    const std::string extension = path.substr(path.rfind('.') + 1);
+    if (writtenFormat(path)) {
+        writePhotograph(colourful(90, 70), path);
+        return;
+    }
+    const auto output = OIIO::ImageOutput::create(path);
+    OIIO::ImageSpec spec(90, 70, 3, extension == "exr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
+    ASSERT_TRUE(output && output->open(path, spec)) << extension;
+    std::vector<float> pixels(90 * 70 * 3);
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = float(i / 3 % 90) / 90;
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()));
+    output->close();
+}
+
+// A DNG of a Bayer sensor that saw grey of two levels, left and right, as libtiff writes it.
+void makeDng(const std::string& path, int orientation) {
+    constexpr int kWidth = 128, kHeight = 96;
+    TIFF* tiff = TIFFOpen(path.c_str(), "w");
+    ASSERT_TRUE(tiff);
+    const float matrix[9] = {3.2404542f, -1.5371385f, -0.4985314f, -0.9692660f, 1.8760108f,
+                             0.0415560f, 0.0556434f,  -0.2040259f, 1.0572252f};
+    const float neutral[3] = {0.5f, 1, 0.8f};
+    const std::uint8_t version[4] = {1, 4, 0, 0}, backward[4] = {1, 1, 0, 0}, pattern[4] = {0, 1, 1, 2};
+    const std::uint16_t repeat[2] = {2, 2};
+    const std::uint32_t white = 65535;
+    TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, 0);
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 16);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA);
+    TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientation);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+    TIFFSetField(tiff, TIFFTAG_MAKE, "Kestrova");
+    TIFFSetField(tiff, TIFFTAG_MODEL, "Test");
+    TIFFSetField(tiff, TIFFTAG_CFAREPEATPATTERNDIM, repeat);
+    TIFFSetField(tiff, TIFFTAG_CFAPATTERN, 4, pattern);
+    TIFFSetField(tiff, TIFFTAG_DNGVERSION, version);
+    TIFFSetField(tiff, TIFFTAG_DNGBACKWARDVERSION, backward);
+    TIFFSetField(tiff, TIFFTAG_UNIQUECAMERAMODEL, "Kestrova Test");
+    TIFFSetField(tiff, TIFFTAG_COLORMATRIX1, 9, matrix);
+    TIFFSetField(tiff, TIFFTAG_ASSHOTNEUTRAL, 3, neutral);
+    TIFFSetField(tiff, TIFFTAG_CALIBRATIONILLUMINANT1, 21);
+    TIFFSetField(tiff, TIFFTAG_WHITELEVEL, 1, &white);
+    std::vector<std::uint16_t> row(kWidth);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const float filter = neutral[y % 2 + x % 2];
+            row[x] = static_cast<std::uint16_t>(65535 * filter * (x < kWidth / 2 ? 0.1f : 0.4f));
+        }
+        TIFFWriteScanline(tiff, row.data(), static_cast<std::uint32_t>(y), 0);
+    }
+    TIFFClose(tiff);
+}
+
+TEST(Inputs, ARawFileIsDevelopedWithTheCamerasWhiteBalance) {
+    const Scratch scratch;
+    makeDng(scratch / "a.dng", 1);
+    const Photograph read = readPhotograph(scratch / "a.dng");
+    ASSERT_EQ(read.sourceBits, 16);
+    EXPECT_NEAR(read.pixels.cols, 128, 8);
+    EXPECT_NEAR(read.pixels.rows, 96, 8);
+    const auto at = [&](double share) {
+        return read.pixels.at<cv::Vec4w>(read.pixels.rows / 2, int(read.pixels.cols * share));
+    };
+    for (double share : {0.25, 0.75}) {
+        const auto p = at(share);
+        EXPECT_LT(std::abs(p[0] - p[1]) + std::abs(p[2] - p[1]), p[1] / 12) << p;
+    }
+    // Light of 1 to 4, neither brightened nor darkened: through the curve of 1.8 it is 1 to 2.16.
+    EXPECT_NEAR(double(at(0.75)[1]) / at(0.25)[1], std::pow(4.0, 1 / 1.8), 0.1);
+    EXPECT_EQ(read.outputProfile, Profile::displayP3());
+    ASSERT_TRUE(read.metadata);
+    EXPECT_EQ(read.metadata->text("Exif.Image.Model"), "Test");
+
+    const WriteReport report = writePhotograph(read, scratch / "a.jpg");
+    EXPECT_EQ(readPhotograph(scratch / "a.jpg").profile, Profile::displayP3());
+    const auto metadata = Metadata::fromFile(scratch / "a.jpg");
+    EXPECT_EQ(metadata->text("Exif.Image.Model"), "Test");
+    EXPECT_EQ(metadata->text("Exif.Image.StripOffsets"), "");
+    EXPECT_EQ(metadata->text("Exif.Image.DNGVersion"), "");
+}
+
+TEST(Inputs, ARawFileIsUpright) {
+    const Scratch scratch;
+    makeDng(scratch / "a.dng", 6);
+    const Photograph read = readPhotograph(scratch / "a.dng");
+    EXPECT_GT(read.pixels.rows, read.pixels.cols);
+    EXPECT_GT(read.pixels.at<cv::Vec4w>(read.pixels.rows * 3 / 4, read.pixels.cols / 2)[1],
+              read.pixels.at<cv::Vec4w>(read.pixels.rows / 4, read.pixels.cols / 2)[1]);
+}
+
+TEST(Inputs, LightOfOpenExrIsEncodedAndClippedAloud) {
+    const Scratch scratch;
+    const auto output = OIIO::ImageOutput::create("openexr");
+    OIIO::ImageSpec spec(4, 1, 4, OIIO::TypeDesc::FLOAT);
+    ASSERT_TRUE(output->open(scratch / "a.exr", spec));
+    const float pixels[16] = {0, 0, 0, 1, 0.2140411f, 0.2140411f, 0.2140411f, 1, 2, 1, 1, 1, 0.25f, 0.25f, 0.25f, 0.5f};
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels));
+    output->close();
+    const Photograph read = readPhotograph(scratch / "a.exr");
+    EXPECT_EQ(read.sourceBits, 32);
+    EXPECT_TRUE(read.hasAlpha);
+    EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 0), cv::Vec4w(0, 0, 0, 65535));
+    EXPECT_NEAR(read.pixels.at<cv::Vec4w>(0, 1)[1], 32768, 2);
+    EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 2), cv::Vec4w(65535, 65535, 65535, 65535));
+    EXPECT_NEAR(read.pixels.at<cv::Vec4w>(0, 3)[1], 65535 * (1.055 * std::pow(0.5, 1 / 2.4) - 0.055), 2)
+        << "not premultiplied";
+    ASSERT_EQ(read.notes.size(), 1u);
+    EXPECT_EQ(read.notes[0], "values beyond white were clipped");
+}
+
+TEST(Inputs, Jpeg2000HeifAndAvifAreRead) {
+    const Scratch scratch;
+    for (const char* name : {"a.jp2", "a.heic", "a.avif"}) {
+        make(scratch / name);
+        const Photograph read = readPhotograph(scratch / name);
+        EXPECT_EQ(read.pixels.size(), cv::Size(90, 70)) << name;
+        EXPECT_EQ(read.sourceBits, 8);
+        EXPECT_NEAR(read.pixels.at<cv::Vec4w>(30, 45)[1], 32768, 4000) << name;
+    }
+}
+
+TEST(Inputs, FloatTiffAndPalettesAreRead) {
+    const Scratch scratch;
+    const auto output = OIIO::ImageOutput::create("tiff");
+    OIIO::ImageSpec spec(3, 1, 3, OIIO::TypeDesc::FLOAT);
+    ASSERT_TRUE(output->open(scratch / "f.tif", spec));
+    const float pixels[9] = {0, 0.5f, 1, -1, NAN, 2, 0.25f, 0.25f, 0.25f};
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels));
+    output->close();
+    const Photograph read = readPhotograph(scratch / "f.tif");
+    EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 0), cv::Vec4w(65535, 32768, 0, 65535));
+    EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 1), cv::Vec4w(65535, 0, 0, 65535));
+    EXPECT_EQ(read.sourceBits, 32);
+
+    TIFF* tiff = TIFFOpen((scratch / "p.tif").c_str(), "w");
+    std::vector<std::uint16_t> red(256), green(256), blue(256);
+    red[7] = 65535, green[7] = 257 * 128, blue[9] = 65535;
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 2);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_PALETTE);
+    TIFFSetField(tiff, TIFFTAG_COLORMAP, red.data(), green.data(), blue.data());
+    std::uint8_t row[2] = {7, 9};
+    TIFFWriteScanline(tiff, row, 0, 0);
+    TIFFClose(tiff);
+    const Photograph palette = readPhotograph(scratch / "p.tif");
+    EXPECT_EQ(palette.pixels.at<cv::Vec4w>(0, 0), cv::Vec4w(0, 257 * 128, 65535, 65535));
+    EXPECT_EQ(palette.pixels.at<cv::Vec4w>(0, 1), cv::Vec4w(65535, 0, 0, 65535));
+    EXPECT_FALSE(palette.grey);
+}
+
+TEST(Inputs, CmykWithoutAProfileIsConvertedAloud) {
+    const Scratch scratch;
+    std::FILE* file = std::fopen((scratch / "c.jpg").c_str(), "wb");
+    jpeg_compress_struct state;
+    jpeg_error_mgr errors;
+    state.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&state);
+    jpeg_stdio_dest(&state, file);
+    state.image_width = state.image_height = 16;
+    state.input_components = 4;
+    state.in_color_space = JCS_CMYK;
+    jpeg_set_defaults(&state);
+    jpeg_set_quality(&state, 100, TRUE);
+    jpeg_start_compress(&state, TRUE);  // libjpeg writes Adobe's marker: values are inverted, 255 is no ink
+    std::vector<JSAMPLE> row(64);
+    for (int x = 0; x < 16; ++x) row[4 * x] = 0, row[4 * x + 1] = row[4 * x + 2] = 255, row[4 * x + 3] = 255;
+    JSAMPROW rows[1] = {row.data()};
+    for (int y = 0; y < 16; ++y) jpeg_write_scanlines(&state, rows, 1);
+    jpeg_finish_compress(&state);
+    jpeg_destroy_compress(&state);
+    std::fclose(file);
+
+    std::uint8_t inks[4] = {255, 0, 0, 0};
+    TIFF* tiff = TIFFOpen((scratch / "c.tif").c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 1);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFWriteScanline(tiff, inks, 0, 0);
+    TIFFClose(tiff);
+
+    for (const char* name : {"c.jpg", "c.tif"}) {
+        const Photograph read = readPhotograph(scratch / name);
+        const auto& p = read.pixels.at<cv::Vec4w>(0, 0);
+        EXPECT_GT(p[0], 64000) << name << p;
+        EXPECT_GT(p[1], 64000) << name << p;
+        EXPECT_LT(p[2], 1500) << name << p;
+        EXPECT_EQ(p[3], 65535);
+        ASSERT_EQ(read.notes.size(), 1u);
+        EXPECT_EQ(read.notes[0], "CMYK without a profile was converted to sRGB by a plain formula");
+    }
+}
+
+class BrokenFiles : public testing::TestWithParam<std::string> {};
+
+// Reads what may be broken: an error of the layer or a picture, and not a word on either stream.
+void tryReading(const std::string& path, int& refused) {
+    ReadOptions options;
+    options.maxMegapixels = 20;
+    options.threads = 1;
+    try {
+        readPhotograph(path, options);
+    } catch (const Error& error) {
+        ++refused;
+        EXPECT_NE(error.kind(), Error::Kind::programming) << error.what();
+        EXPECT_NE(error.kind(), Error::Kind::cancelled) << error.what();
+        EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos);
+    }
+}
+
+TEST_P(BrokenFiles, CutShortAreRefusedOrReadAndNothingIsPrinted) {
+    const Scratch scratch;
+    const std::string path = scratch / ("a." + GetParam());
+    GetParam() == "dng" ? makeDng(path, 1) : make(path);
+    const auto whole = bytesOf(path);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    int refused = 0, tried = 0;
+    for (std::size_t size = 0; size < whole.size(); size += 1 + whole.size() / 97, ++tried) {
+        writeBytes(path, {whole.begin(), whole.begin() + size});
+        tryReading(path, refused);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_GT(refused, tried * 3 / 4);
+}
+
+TEST_P(BrokenFiles, WithAnyByteChangedAreRefusedOrReadAndNothingIsPrinted) {
+    const Scratch scratch;
+    const std::string path = scratch / ("a." + GetParam());
+    GetParam() == "dng" ? makeDng(path, 1) : make(path);
+    const auto whole = bytesOf(path);
+    std::mt19937 random(7);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    int refused = 0;
+    for (int round = 0; round < 200; ++round) {
+        auto bytes = whole;
+        // Half of them where the headers are.
+        const std::size_t range = round % 2 ? bytes.size() : std::min<std::size_t>(bytes.size(), 300);
+        for (int k = 0; k <= round % 3; ++k) bytes[random() % range] = static_cast<unsigned char>(random());
+        writeBytes(path, bytes);
+        tryReading(path, refused);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    const std::string errors = testing::internal::GetCapturedStderr();
+    if (GetParam() != "avif") {  // the AV1 decoder under libheif prints, and nothing switches it off
+        EXPECT_EQ(errors, "");
+    }
+    EXPECT_GT(refused, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, BrokenFiles,
+                         testing::Values("jpg", "png", "tif", "webp", "exr", "jp2", "heic", "avif", "dng"));
+
+Error::Kind kindOfReading(const std::string& path, const std::string& text, const ReadOptions& options = {}) {
+    try {
+        readPhotograph(path, options);
+    } catch (const Error& error) {
+        EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
+        return error.kind();
+    }
+    ADD_FAILURE() << path << " was read";
+    return Error::Kind::programming;
+}
+
+TEST(Inputs, OfAFewBytesThatDeclareHundredsOfMegapixelsAreRefused) {
+    const Scratch scratch;
+    writePhotograph(colourful(8, 8), scratch / "a.png");
+    auto png = bytesOf(scratch / "a.png");
+    const auto setBig = [](std::vector<unsigned char>& bytes, std::size_t at, unsigned value) {
+        for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(value >> (24 - 8 * i));
+    };
+    setBig(png, 16, 20000);
+    setBig(png, 20, 15000);
+    writeBytes(scratch / "a.png", png);
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "300 megapixels"), Error::Kind::input);
+    setBig(png, 16, 60000);
+    setBig(png, 20, 60000);
+    writeBytes(scratch / "a.png", png);
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "more than the limit of 400 megapixels"), Error::Kind::input);
+
+    writePhotograph(colourful(8, 8), scratch / "a.jpg");
+    auto jpeg = bytesOf(scratch / "a.jpg");
+    for (std::size_t i = 2; i + 9 < jpeg.size(); ++i)
+        if (jpeg[i] == 0xff && jpeg[i + 1] == 0xc0) {
+            jpeg[i + 5] = jpeg[i + 7] = 0x60;
+            break;
+        }
+    writeBytes(scratch / "a.jpg", jpeg);
+    EXPECT_EQ(kindOfReading(scratch / "a.jpg", "megapixels"), Error::Kind::input);
+}
+
+TEST(Inputs, OverTheLimitsAreRefused) {
+    const Scratch scratch;
+    writePhotograph(colourful(1000, 1000), scratch / "a.jpg");
+    ReadOptions options;
+    options.maxMegapixels = 0.9;
+    EXPECT_EQ(kindOfReading(scratch / "a.jpg", "1 megapixels, more than the limit of 0.9", options),
+              Error::Kind::input);
+    options.maxMegapixels = 1;
+    options.maxMemory = 15'000'000;
+    EXPECT_EQ(kindOfReading(scratch / "a.jpg", "takes about 16 MB to read, more than the limit of 15 MB", options),
+              Error::Kind::memory);
+    options.maxMemory = 16'000'000;
+    readPhotograph(scratch / "a.jpg", options);
+}
+
+TEST(Inputs, ThatAreNoPhotographsSayWhy) {
+    const Scratch scratch;
+    writeBytes(scratch / "empty.jpg", {});
+    writeBytes(scratch / "text.jpg", {'h', 'e', 'l', 'l', 'o', '\n'});
+    EXPECT_EQ(kindOfReading(scratch / "missing.jpg", "No such file"), Error::Kind::file);
+    EXPECT_EQ(kindOfReading(scratch / "empty.jpg", "is empty"), Error::Kind::input);
+    EXPECT_EQ(kindOfReading(scratch / "text.jpg", "not a photograph of a known format"), Error::Kind::input);
+    EXPECT_EQ(kindOfReading(scratch.path(), "is a folder"), Error::Kind::input);
+    EXPECT_EQ(kindOfReading("/dev/zero", "is not a regular file"), Error::Kind::input);
+}
+
+TEST(Inputs, AreNotReadOnWhenCancelled) {
+    const Scratch scratch;
+    std::atomic<bool> cancel{true};
+    ReadOptions options;
+    options.cancel = &cancel;
+    for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"}) {
+        writePhotograph(colourful(300, 200), scratch / name);
+        EXPECT_EQ(kindOfReading(scratch / name, "cancelled", options), Error::Kind::cancelled);
+    }
+}
+
+TEST(Inputs, KeepTheirNamesOfAnyBytes) {
+    const Scratch scratch;
+    for (const std::string name : {"b\xff\xfe.jpg", "what?key=1.png", "100%d #1.tif", "-dash.webp"}) {
+        writePhotograph(colourful(30, 20), scratch / name);
+        EXPECT_EQ(readPhotograph(scratch / name).pixels.cols, 30) << name;
+    }
+}
+
+}  // namespace
+}  // namespace kestrova::photo

@@ -7,7 +7,7 @@ JOBS := $(shell nproc)
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
-PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev
+PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
@@ -15,15 +15,15 @@ help: ## List these targets
 	@grep -hE '^[a-z]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z]+):.*## (.*)/  make \1\t\2/' | expand -t 16
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
-	@cmake/packages.sh $(PACKAGES) qt6-base-dev
-	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF
-	@cmake --build $(BUILD) -j $(JOBS) --target examples
-	@examples/demo.sh $(BUILD)/examples $(BUILD)/demo
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target examples kestrova-develop
+	@examples/demo.sh $(BUILD)/apps/kestrova-develop $(BUILD)/examples/kestrova-paint $(BUILD)/demo
 
 test: ## Build everything and run every test
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=ON
-	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_docs_tests examples kestrova_examples_tests
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_apps_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 docs: ## Write the reference and a page per subsystem; what is exported and not told is an error
@@ -43,7 +43,7 @@ bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Release -DKESTROVA_SANITIZE=address,undefined -DKESTROVA_BENCH=OFF
-	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_docs_tests examples kestrova_examples_tests
+	@cmake --build build/asan -j $(JOBS) --target kestrova kestrova_tests kestrova_photo_tests kestrova_apps_tests kestrova_docs_tests examples kestrova_examples_tests
 	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
 
 tidy: ## Run clang-tidy over the library

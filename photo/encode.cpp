@@ -34,11 +34,12 @@ struct Plan {
     Profile embedded;
 };
 
+template <class Value>
 bool isGrey(const cv::Mat& pixels, int threads) {
     std::atomic<bool> grey{true};
     shareRows(pixels.rows, threads, [&](int r) {
         if (!grey) return;
-        const ushort* p = pixels.ptr<ushort>(r);
+        const Value* p = pixels.ptr<Value>(r);
         for (int x = 0; x < pixels.cols; ++x, p += 4)
             if (p[0] != p[1] || p[1] != p[2]) {
                 grey = false;
@@ -46,6 +47,10 @@ bool isGrey(const cv::Mat& pixels, int threads) {
             }
     });
     return grey;
+}
+
+bool isGrey(const cv::Mat& pixels, int threads) {
+    return pixels.depth() == CV_8U ? isGrey<uchar>(pixels, threads) : isGrey<ushort>(pixels, threads);
 }
 
 // A grey profile goes with grey pixels in the RGB space of its curve.
@@ -186,7 +191,12 @@ public:
 
     /// The rows from `top` on in B, G, R, A of 16 bits.
     cv::Mat& convert(int top, int rows) {
-        m_transform.apply(m_pixels.rowRange(top, top + rows), m_converted, m_threads);
+        cv::Mat band = m_pixels.rowRange(top, top + rows);
+        if (band.depth() == CV_8U) {
+            band.convertTo(m_widened, CV_16U, 257);
+            band = m_widened;
+        }
+        m_transform.apply(band, m_converted, m_threads);
         if (m_plan.blend)
             shareRows(rows, m_threads, [&](int r) { blendOverWhite(m_converted.ptr<ushort>(r), m_pixels.cols); });
         return m_converted;
@@ -214,7 +224,7 @@ private:
     const Plan& m_plan;
     int m_threads;
     ColourTransform m_transform;
-    cv::Mat m_converted;
+    cv::Mat m_widened, m_converted;
     std::vector<unsigned char> m_packed;
 };
 

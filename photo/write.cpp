@@ -51,8 +51,9 @@ void checkWritable(const std::string& path, const WriteOptions& options) {
 }
 
 WriteReport writePhotograph(const Photograph& photograph, const std::string& path, const WriteOptions& options) {
-    if (photograph.pixels.type() != CV_16UC4 || photograph.pixels.empty())
-        throw Error(Error::Kind::programming, "a photograph's pixels are CV_16UC4");
+    const int type = photograph.pixels.type();
+    if ((type != CV_16UC4 && type != CV_8UC4) || photograph.pixels.empty())
+        throw Error(Error::Kind::programming, "a photograph's pixels are CV_16UC4, or CV_8UC4 to be written");
     const FileFormat format = chosenFormat(path, options);
     checkWritable(path, options);
     const int own = photograph.sourceBits > 8 && holds16Bits(format) ? 16 : 8;

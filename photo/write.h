@@ -49,7 +49,7 @@ KESTROVA_PHOTO_EXPORT std::optional<FileFormat> writtenFormat(const std::string&
 /// is not there or not writable, a device, a pipe. Writes nothing.
 KESTROVA_PHOTO_EXPORT void checkWritable(const std::string& path, const WriteOptions& options = {});
 
-/// Writes a photograph in its `outputProfile`, which is embedded.
+/// Writes a photograph in its `outputProfile`, which is embedded. Its pixels may be CV_8UC4, too, as rendered in 8 bits.
 ///
 /// The file is whole or not there: it is made beside the target and replaces it in one step when it is on the disk. The
 /// mode of a file that is replaced is kept; a symbolic link stays and the file that it leads to is replaced. 16 bits

@@ -11,7 +11,7 @@ class DemoTest : public ProgramTest {};
 }  // namespace
 
 TEST_F(DemoTest, DevelopsAndPaintsThePhotographOnceAndSaysWhereThePicturesAre) {
-    const QStringList arguments = {QFileInfo(KESTROVA_DEVELOP).path(), scratch("out")};
+    const QStringList arguments = {KESTROVA_DEVELOP, KESTROVA_PAINT, scratch("out")};
     const QString before = scratch("out/before.jpg"), after = scratch("out/after.jpg");
 
     const Outcome first = runProgram(KESTROVA_DEMO, arguments);

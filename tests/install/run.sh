@@ -1,6 +1,6 @@
 #!/bin/sh
 # Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer and the tour of the examples
-# against it through CMake's find_package, and the consumer through pkg-config.
+# against it through CMake's find_package, and the consumers through pkg-config.
 # Usage: run.sh CMAKE BUILD_DIR SOURCE_DIR CXX
 set -eu
 cmake=$1 build=$2 source=$3 cxx=$4
@@ -20,8 +20,20 @@ fi
 "$scratch/build/consumer"
 "$scratch/build/tour"
 
+if [ -x "$scratch/build/photo_consumer" ]; then
+    "$scratch/build/photo_consumer" "$scratch/photo.png"
+fi
+if [ -x "$prefix/bin/kestrova-develop" ]; then
+    "$prefix/bin/kestrova-develop" "$scratch/photo.png" -o "$scratch/photo.jpg" --quiet
+fi
+
 pc=$(find "$prefix" -name kestrova.pc)
 libdir=$(dirname "$(dirname "$pc")")
 PKG_CONFIG_PATH=$(dirname "$pc") sh -c "'$cxx' -std=c++17 '$source/consumer.cpp' \
     \$(pkg-config --cflags --libs kestrova) -o '$scratch/consumer'"
 LD_LIBRARY_PATH=$libdir "$scratch/consumer"
+if [ -f "$libdir/pkgconfig/kestrova_photo.pc" ]; then
+    PKG_CONFIG_PATH=$(dirname "$pc") sh -c "'$cxx' -std=c++17 '$source/photo_consumer.cpp' \
+        \$(pkg-config --cflags --libs kestrova_photo) -Wl,-rpath-link,'$libdir' -o '$scratch/photo_consumer'"
+    LD_LIBRARY_PATH=$libdir "$scratch/photo_consumer" "$scratch/photo.png"
+fi

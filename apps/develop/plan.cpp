@@ -1,0 +1,184 @@
+#include "develop/plan.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <set>
+
+#include "photo/error.h"
+#include "photo/file_format.h"
+
+namespace kestrova::develop {
+
+namespace {
+
+namespace fs = std::filesystem;
+using photo::Error;
+
+// A photograph, and its name under the folder for results.
+struct Found {
+    fs::path path;
+    fs::path below;
+};
+
+void search(const fs::path& folder, std::vector<Found>& found) {
+    std::vector<fs::path> paths;
+    try {
+        for (const auto& entry : fs::recursive_directory_iterator(folder))
+            if (entry.is_regular_file() && photo::hasPhotographName(entry.path().string()))
+                paths.push_back(entry.path());
+    } catch (const fs::filesystem_error& error) {
+        throw Error(Error::Kind::file, folder.string() + ": " + error.code().message());
+    }
+    std::sort(paths.begin(), paths.end());
+    for (const fs::path& path : paths) found.push_back({path, path.lexically_relative(folder)});
+}
+
+std::vector<std::string> namesIn(const std::string& list) {
+    std::ifstream file;
+    if (list != "-") {
+        file.open(list);
+        if (!file) throw Error(Error::Kind::file, list + ": cannot be opened");
+    }
+    std::istream& stream = list == "-" ? std::cin : file;
+    std::vector<std::string> names;
+    for (std::string line; std::getline(stream, line);)
+        if (!line.empty()) names.push_back(line);
+    return names;
+}
+
+std::vector<Found> findAll(const Options& options) {
+    std::vector<std::string> names = options.inputs;
+    if (!options.list.empty()) {
+        const std::vector<std::string> more = namesIn(options.list);
+        names.insert(names.end(), more.begin(), more.end());
+    }
+    std::vector<Found> found;
+    for (const std::string& name : names) {
+        std::error_code error;
+        if (fs::is_directory(name, error))
+            search(name, found);
+        else
+            found.push_back({name, fs::path(name).filename()});
+    }
+    std::set<fs::path> seen;
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [&](const Found& f) { return !seen.insert(f.path.lexically_normal()).second; }),
+                found.end());
+    return found;
+}
+
+const char* extensionOf(photo::FileFormat format) {
+    switch (format) {
+        case photo::FileFormat::png: return ".png";
+        case photo::FileFormat::tiff: return ".tif";
+        case photo::FileFormat::webp: return ".webp";
+        default: return ".jpg";
+    }
+}
+
+// What a name below the folder for results becomes: the same if it may be written in its own format.
+fs::path renamed(const fs::path& name, const Options& options) {
+    const auto own = photo::writtenFormat(name.string());
+    if (own && (!options.format || *options.format == *own)) return name;
+    const std::string extension = name.extension().string();
+    const bool deep = extension == ".exr" || extension == ".jp2" || extension == ".j2k";
+    const photo::FileFormat format = options.format.value_or(deep ? photo::FileFormat::tiff : photo::FileFormat::jpeg);
+    return fs::path(name).replace_extension(extensionOf(format));
+}
+
+std::vector<Task> tasksInFolder(const std::vector<Found>& found, const Options& options) {
+    const fs::path folder = options.folder;
+    std::map<fs::path, int> uses;
+    for (const Found& f : found) ++uses[renamed(f.below, options)];
+    std::vector<Task> tasks;
+    std::map<fs::path, fs::path> taken;
+    for (const Found& f : found) {
+        fs::path name = renamed(f.below, options);
+        // A camera's a.jpg and a.nef: the one whose ending changes keeps its whole name.
+        if (uses[name] > 1 && name != f.below) name = f.below.string() + name.extension().string();
+        const auto [place, fresh] = taken.emplace(name, f.path);
+        if (!fresh)
+            throw Error(Error::Kind::input, place->second.string() + " and " + f.path.string() + " would both become " +
+                                                (folder / name).string());
+        tasks.push_back({f.path.string(), (folder / name).string()});
+    }
+    return tasks;
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error) && !error;
+}
+
+// `mine` are the tasks of this shard: results of others may be there already. No task may replace any input.
+void checkTargets(const std::vector<Task>& tasks, const std::vector<Task>& mine, const Options& options) {
+    photo::WriteOptions write;
+    write.format = options.format;
+    write.bits = options.bits;
+    write.quality = options.quality;
+    std::set<fs::path> inputFiles;
+    for (const Task& task : tasks) {
+        std::error_code error;
+        const fs::path real = fs::canonical(task.input, error);
+        if (!error) inputFiles.insert(real);
+    }
+    for (const Task& task : mine) {
+        std::error_code error;
+        const fs::path real = fs::canonical(task.output, error);
+        const bool there = !error;
+        if (!options.inPlace && there && (inputFiles.count(real) || sameFile(task.input, task.output)))
+            throw Error(Error::Kind::input,
+                        task.output + ": is one of the originals, which are replaced with --in-place alone");
+        if (!options.inPlace && there && fs::is_regular_file(real, error) && !options.overwrite &&
+            !options.skipExisting)
+            throw Error(Error::Kind::input, task.output +
+                                                ": is there already; --overwrite replaces it, --skip-existing "
+                                                "leaves it if it is up to date");
+        const fs::path folder = fs::path(task.output).parent_path();
+        if (there || options.folder.empty() || fs::exists(folder, error)) {
+            photo::checkWritable(task.output, write);
+        } else if (!photo::writtenFormat(task.output)) {
+            throw Error(Error::Kind::input, task.output + ": no format that is written");
+        } else if (options.bits == 16) {
+            const photo::FileFormat format = *photo::writtenFormat(task.output);
+            if (format == photo::FileFormat::jpeg || format == photo::FileFormat::webp)
+                throw Error(Error::Kind::input,
+                            std::string(photo::formatName(format)) + " does not hold 16 bits a channel");
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<Task> planTasks(const Options& options) {
+    const std::vector<Found> found = findAll(options);
+    std::vector<Task> tasks;
+    if (!options.output.empty()) {
+        if (found.size() != 1)
+            throw Error(Error::Kind::input,
+                        "-o takes one photograph, not " + std::to_string(found.size()) + "; -d takes many");
+        tasks.push_back({found[0].path.string(), options.output});
+    } else if (options.inPlace) {
+        for (const Found& f : found) tasks.push_back({f.path.string(), f.path.string()});
+    } else {
+        tasks = tasksInFolder(found, options);
+    }
+    if (tasks.empty()) throw Error(Error::Kind::input, "no photographs were found");
+    if (options.inPlace)
+        for (const Task& task : tasks) {
+            std::error_code error;
+            const auto own = photo::writtenFormat(task.input);
+            if (!own || (options.format && *options.format != *own))
+                throw Error(Error::Kind::input, task.input + ": cannot be replaced in a format of its name");
+        }
+    std::vector<Task> mine;
+    for (std::size_t i = 0; i < tasks.size(); ++i)
+        if (static_cast<int>(i % options.shards) == options.shard - 1) mine.push_back(tasks[i]);
+    checkTargets(tasks, mine, options);
+    return mine;
+}
+
+}  // namespace kestrova::develop

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "develop/options.h"
+
+namespace kestrova::develop {
+
+/// One photograph and where it goes.
+struct Task {
+    std::string input;
+    std::string output;
+};
+
+/// All photographs that the command line names, folders searched, in a settled order, with distinct targets, of this
+/// shard. Throws `photo::Error` before anything is written: for a list that cannot be read, targets that are inputs,
+/// that are there already or that cannot be written.
+std::vector<Task> planTasks(const Options& options);
+
+}  // namespace kestrova::develop

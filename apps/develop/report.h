@@ -1,0 +1,39 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "develop/job.h"
+
+namespace kestrova::develop {
+
+/// Tells on standard output and standard error what happens; may be called from several threads. Streams that are
+/// closed are no reason to stop.
+class Report {
+public:
+    Report(const Options& options, std::size_t tasks);
+
+    /// A task that runs in place `slot` has done a share of its work.
+    void progress(int slot, double share);
+    void add(const Task& task, const Outcome& outcome, int slot);
+    /// The last words; returns the exit code.
+    int finish(int interrupted);
+
+private:
+    void draw();
+    void clear();
+    void addLine(const Task& task, const Outcome& outcome);
+    void addJson(const Task& task, const Outcome& outcome);
+
+    const Options& m_options;
+    const std::size_t m_tasks;
+    const bool m_bar;
+    std::mutex m_mutex;
+    std::vector<double> m_shares;
+    std::size_t m_finished = 0, m_failed = 0, m_skipped = 0, m_done = 0;
+    int m_drawn = -1;
+    int m_code = kDone;
+};
+
+}  // namespace kestrova::develop

@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "photo/read.h"
+#include "photo/settings.h"
+#include "photo/write.h"
+#include "tests/apps/program.h"
+#include "tests/photo/files.h"
+
+namespace kestrova::photo {
+namespace {
+
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+
+class DevelopFiles : public testing::Test {
+protected:
+    std::string make(const std::string& name, int width = 60, int height = 40, int bits = 8) {
+        fs::create_directories(fs::path(scratch / name).parent_path());
+        writePhotograph(colourful(width, height, bits), scratch / name);
+        return scratch / name;
+    }
+    static std::vector<nlohmann::json> linesOf(const std::string& text) {
+        std::vector<nlohmann::json> lines;
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+        return lines;
+    }
+
+    Scratch scratch;
+};
+
+TEST_F(DevelopFiles, NeutralSettingsKeepThePixelsOfLosslessFiles) {
+    for (const char* name : {"a.png", "a.tif", "b.png"}) {
+        const std::string in = make(name, 61, 43, name[0] == 'a' ? 8 : 16),
+                          out = scratch / ("out_" + std::string(name));
+        const ProgramRun run = runDevelop({in, "-o", out});
+        EXPECT_EQ(run.code, 0) << run.err;
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.out, in + " -> " + out + "\n");
+        EXPECT_TRUE(same(readPhotograph(in).pixels, readPhotograph(out).pixels));
+    }
+}
+
+TEST_F(DevelopFiles, SlidersChangeThePicture) {
+    const std::string in = make("a.png");
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "b.png", "--brightness", "0.5", "--saturation=-1"}).code, 0);
+    const cv::Mat before = readPhotograph(in).pixels, after = readPhotograph(scratch / "b.png").pixels;
+    EXPECT_GT(cv::mean(after)[1], cv::mean(before)[1]);
+}
+
+TEST_F(DevelopFiles, AFolderIsSearchedAndItsTreeKept) {
+    make("in/a.jpg");
+    make("in/deep/b.png");
+    writeBytes(scratch / "in/notes.txt", {'x'});
+    const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_TRUE(fs::exists(scratch / "out/a.jpg"));
+    EXPECT_TRUE(fs::exists(scratch / "out/deep/b.png"));
+    EXPECT_NE(run.out.find("2 done, 0 up to date, 0 failed"), std::string::npos);
+}
+
+TEST_F(DevelopFiles, FormatBitsQualityAndProfileAreObeyed) {
+    const std::string in = make("a.png", 60, 40, 16);
+    ASSERT_EQ(runDevelop({in, "-d", scratch / "out", "--format", "tif", "--bits", "8", "--profile", "p3"}).code, 0);
+    const Photograph read = readPhotograph(scratch / "out/a.tif");
+    EXPECT_EQ(read.sourceBits, 8);
+    EXPECT_EQ(read.profile, Profile::displayP3());
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "q.jpg", "--quality", "30"}).code, 0);
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "Q.jpg", "--quality", "95"}).code, 0);
+    EXPECT_LT(fs::file_size(scratch / "q.jpg"), fs::file_size(scratch / "Q.jpg"));
+}
+
+TEST_F(DevelopFiles, SizeIsThatOfTheLongerSide) {
+    const std::string in = make("a.png", 60, 40);
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "b.png", "--size", "30"}).code, 0);
+    EXPECT_EQ(readPhotograph(scratch / "b.png").pixels.size(), cv::Size(30, 20));
+}
+
+TEST_F(DevelopFiles, OriginalsAreReplacedInPlaceAlone) {
+    const std::string in = make("a.png");
+    const auto original = bytesOf(in);
+    for (const Names& arguments :
+         {Names{in, "-o", in}, Names{in, "-o", in, "--overwrite"}, Names{in, "-d", scratch.path(), "--skip-existing"},
+          Names{in, "-o", scratch.path() + "/./a.png"}}) {
+        const ProgramRun run = runDevelop(arguments);
+        EXPECT_EQ(run.code, 2);
+        EXPECT_NE(run.err.find("--in-place"), std::string::npos) << run.err;
+        EXPECT_EQ(bytesOf(in), original);
+    }
+    ASSERT_EQ(::symlink("a.png", (scratch / "link.png").c_str()), 0);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "link.png", "--overwrite"}).code, 2);
+    EXPECT_EQ(bytesOf(in), original);
+    EXPECT_EQ(runDevelop({in, "--in-place", "--brightness", "0.3"}).code, 0);
+    EXPECT_NE(bytesOf(in), original);
+    EXPECT_EQ(scratch.names(), (Names{"a.png", "link.png"}));
+}
+
+TEST_F(DevelopFiles, ResultsThatAreThereStayUnlessTheyMayBeReplaced) {
+    const std::string in = make("a.png"), other = make("b.png", 10, 10);
+    const auto before = bytesOf(other);
+    EXPECT_EQ(runDevelop({in, "-o", other}).code, 2);
+    EXPECT_EQ(bytesOf(other), before);
+    const ProgramRun run = runDevelop({in, "-o", other, "--skip-existing"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("was not made by this program"), std::string::npos) << run.err;
+    EXPECT_EQ(bytesOf(other), before);
+    EXPECT_EQ(runDevelop({in, "-o", other, "--overwrite"}).code, 0);
+    EXPECT_NE(bytesOf(other), before);
+}
+
+TEST_F(DevelopFiles, WhatIsUpToDateIsLeftOut) {
+    const std::string in = make("a.jpg"), out = scratch / "out";
+    const Names again = {in, "-d", out, "--skip-existing", "--json", "--contrast", "0.2"};
+    EXPECT_EQ(linesOf(runDevelop(again).out).at(0)["outcome"], "done");
+    EXPECT_EQ(linesOf(runDevelop(again).out).at(0)["outcome"], "skipped");
+    Names other = again;
+    other.back() = "0.3";
+    EXPECT_EQ(linesOf(runDevelop(other).out).at(0)["outcome"], "done");
+    make("a.jpg", 50, 50);
+    EXPECT_EQ(linesOf(runDevelop(other).out).at(0)["outcome"], "done");
+    EXPECT_EQ(linesOf(runDevelop(other).out).at(0)["outcome"], "skipped");
+}
+
+TEST_F(DevelopFiles, ABadFileIsReportedAndTheOthersAreDone) {
+    make("in/1.jpg");
+    writeBytes(scratch / "in/2.jpg", {0xff, 0xd8, 0xff, 0xe0, 1, 2, 3});
+    make("in/3.png");
+    const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out", "--json"});
+    EXPECT_EQ(run.code, 2);
+    const auto lines = linesOf(run.out);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0]["outcome"], "done");
+    EXPECT_EQ(lines[1]["outcome"], "failed");
+    EXPECT_EQ(lines[1]["code"], 2);
+    EXPECT_EQ(lines[2]["outcome"], "done");
+    EXPECT_GT(lines[2]["peak_memory_mb"], 1);
+    EXPECT_TRUE(lines[2].contains("seconds"));
+    EXPECT_NE(run.err.find("2.jpg"), std::string::npos);
+    EXPECT_FALSE(fs::exists(scratch / "out/2.jpg"));
+}
+
+TEST_F(DevelopFiles, ExitCodesTellUsageFilesAndMemoryApart) {
+    const std::string in = make("a.png", 600, 400);
+    EXPECT_EQ(runDevelop({in}).code, 2);
+    EXPECT_EQ(runDevelop({"-o", scratch / "b.png"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.png", "--brightness", "1.5"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.png", "--no-such-option"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.bmp"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.jpg", "--bits", "16"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.png", "--preset", "nonsense"}).code, 2);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "missing/b.png"}).code, 3);
+    EXPECT_EQ(runDevelop({scratch / "missing.png", "-o", scratch / "b.png"}).code, 3);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.png", "--max-memory", "1M"}).code, 4);
+    EXPECT_EQ(runDevelop({in, "-o", scratch / "b.png", "--max-megapixels", "0.1"}).code, 2);
+    EXPECT_EQ(runDevelop({"--help"}).code, 0);
+    EXPECT_EQ(runDevelop({"--version"}).code, 0);
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
+}
+
+TEST_F(DevelopFiles, DevicesAreNotReplaced) {
+    const std::string in = make("a.png");
+    const ProgramRun run = runDevelop({in, "-o", "/dev/full", "--format", "png", "--overwrite"});
+    EXPECT_EQ(run.code, 3);
+    EXPECT_NE(run.err.find("device"), std::string::npos) << run.err;
+    struct stat status {};
+    ::stat("/dev/full", &status);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST_F(DevelopFiles, AFullDiskSaysSoAndLeavesNothing) {
+    const std::string in = make("a.png", 300, 300, 16);
+    const auto before = bytesOf(in);
+    const ProgramRun run = runDevelop({in, "--in-place", "--brightness", "0.2"}, {}, [] {
+        const rlimit limit = {4096, 4096};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    });
+    EXPECT_EQ(run.code, 3) << run.err;
+    EXPECT_EQ(bytesOf(in), before);
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
+}
+
+TEST_F(DevelopFiles, AClosedPipeIsNoDeath) {
+    make("in/a.png");
+    make("in/b.png");
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ::close(ends[0]);
+    const ProgramRun run =
+        runDevelop({scratch / "in", "-d", scratch / "out"}, {}, [&] { ::dup2(ends[1], STDOUT_FILENO); });
+    ::close(ends[1]);
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
+}
+
+TEST_F(DevelopFiles, NamesOfAnyBytesWork) {
+    const std::string in = make("b\xff\xfe.png");
+    const ProgramRun run = runDevelop({in, "-d", scratch / "out", "--json"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(linesOf(run.out).size(), 1u);
+    EXPECT_TRUE(fs::exists(scratch / "out/b\xff\xfe.png"));
+}
+
+TEST_F(DevelopFiles, ADryRunWritesNothing) {
+    const std::string in = make("a.png");
+    const ProgramRun run = runDevelop({in, "-d", scratch / "out", "--dry-run"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_NE(run.out.find("(not done)"), std::string::npos);
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
+}
+
+TEST_F(DevelopFiles, NamesThatWouldMeetAreKeptApartOrRefused) {
+    make("one/a.png");
+    make("two/a.png");
+    const ProgramRun run = runDevelop({scratch / "one/a.png", scratch / "two/a.png", "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("would both become"), std::string::npos);
+    make("one/a.tif");
+    ASSERT_EQ(runDevelop({scratch / "one", "-d", scratch / "out", "--format", "png"}).code, 0);
+    EXPECT_TRUE(fs::exists(scratch / "out/a.png"));
+    EXPECT_TRUE(fs::exists(scratch / "out/a.tif.png"));
+}
+
+TEST_F(DevelopFiles, SettingsAreSavedLoadedAndReadFromSidecars) {
+    const std::string in = make("a.png");
+    ASSERT_EQ(
+        runDevelop({in, "-o", scratch / "1.png", "--contrast", "0.4", "--save-settings", scratch / "s.json"}).code, 0);
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "2.png", "--settings", scratch / "s.json"}).code, 0);
+    Settings::load(scratch / "s.json").save(Settings::sidecarOf(in));
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "3.png", "--sidecars"}).code, 0);
+    ASSERT_EQ(runDevelop({in, "-o", scratch / "4.png"}).code, 0);
+    const cv::Mat one = readPhotograph(scratch / "1.png").pixels;
+    EXPECT_TRUE(same(one, readPhotograph(scratch / "2.png").pixels));
+    EXPECT_TRUE(same(one, readPhotograph(scratch / "3.png").pixels));
+    EXPECT_FALSE(same(one, readPhotograph(scratch / "4.png").pixels));
+}
+
+TEST_F(DevelopFiles, ShardsOfAListMakeEveryPhotographOnceAndTheSame) {
+    Names all;
+    std::string list;
+    for (int i = 0; i < 7; ++i) {
+        all.push_back(std::to_string(i) + ".png");
+        list += make("in/" + all.back(), 40 + i, 30) + "\n";
+    }
+    writeBytes(scratch / "list", {list.begin(), list.end()});
+    ASSERT_EQ(runDevelop({scratch / "in", "-d", scratch / "whole", "--contrast", "0.3", "--jobs", "2"}).code, 0);
+    for (const char* shard : {"1/3", "2/3"})
+        ASSERT_EQ(
+            runDevelop({"--list", scratch / "list", "--shard", shard, "-d", scratch / "parts", "--contrast", "0.3"})
+                .code,
+            0);
+    const ProgramRun slurm =
+        runDevelop({"--list", scratch / "list", "-d", scratch / "parts", "--contrast", "0.3"},
+                   {"SLURM_ARRAY_TASK_ID=12", "SLURM_ARRAY_TASK_MIN=10", "SLURM_ARRAY_TASK_COUNT=3"});
+    ASSERT_EQ(slurm.code, 0) << slurm.err;
+    for (const std::string& name : all)
+        EXPECT_EQ(bytesOf(scratch / ("whole/" + name)), bytesOf(scratch / ("parts/" + name))) << name;
+    EXPECT_EQ(runDevelop({"--list", scratch / "list", "--shard", "4/3", "-d", scratch / "parts"}).code, 2);
+}
+
+TEST_F(DevelopFiles, FilesOfFewBytesThatDeclareHundredsOfMegapixelsMeetTheLimit) {
+    const std::string in = make("a.png", 8, 8);
+    auto bytes = bytesOf(in);
+    bytes[18] = bytes[22] = 0x45;  // 17,672 or so each way
+    writeBytes(in, bytes);
+    const ProgramRun run = runDevelop({in, "-o", scratch / "b.png"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.err.find("megapixels"), std::string::npos) << run.err;
+}
+
+}  // namespace
+}  // namespace kestrova::photo

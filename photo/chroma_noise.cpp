@@ -107,7 +107,7 @@ std::shared_ptr<const ChromaNoise> computeChromaNoise(const Source& source, cons
         reduceFloatsInto(squares, tile.tl(), kCell, energy);
         reduceInto(planes.Y, tile.tl(), kCell, level);
     });
-    out->texture = {measureNoise({energy, {}, level}, 0, sourceBits).texture, kCell};
+    out->texture = {measureTexture({energy, {}, level}, 0, sourceBits), kCell};
     return out;
 }
 

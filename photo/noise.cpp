@@ -70,7 +70,7 @@ cv::Mat blurred(const cv::Mat& cells) {
 }
 
 /// Where `energy` is more than noise.
-NoiseMeasure measure(const cv::Mat& energy, const cv::Mat& level, int scale, int sourceBits) {
+cv::Mat measure(const cv::Mat& energy, const cv::Mat& level, int scale, int sourceBits) {
     constexpr float kTexture = 1.2f, kAllTexture = 1.6f;
     // Cameras go up to some 5 of 255 at pixel size; what is left of that at larger scales is less.
     constexpr float kMost[] = {0.025f, 0.010f, 0.006f};
@@ -82,33 +82,26 @@ NoiseMeasure measure(const cv::Mat& energy, const cv::Mat& level, int scale, int
     fillGaps(zones);
     for (float& zone : zones) zone = std::clamp(zone, least, kMost[scale]);
 
-    NoiseMeasure out;
-    out.texture.create(energy.size(), CV_32FC1);
-    double sum = 0;
+    cv::Mat out(energy.size(), CV_32FC1);
     for (int y = 0; y < energy.rows; ++y) {
         const auto* e = even.ptr<float>(y);
         const auto* l = level.ptr<float>(y);
-        auto* t = out.texture.ptr<float>(y);
+        auto* t = out.ptr<float>(y);
         for (int x = 0; x < energy.cols; ++x) {
             const float noise = noiseAt(zones, l[x]);
             const float way = std::clamp((std::sqrt(e[x]) / noise - kTexture) / (kAllTexture - kTexture), 0.0f, 1.0f);
             t[x] = way * way * (3 - 2 * way);
-            sum += static_cast<double>(noise);
         }
     }
-    out.mean = static_cast<float>(sum / static_cast<double>(energy.total()));
     return out;
 }
 
 }  // namespace
 
-NoiseMeasure measureNoise(const CellEnergies& cells, int scale, int sourceBits) {
-    NoiseMeasure out = measure(cells.detail, cells.level, scale, sourceBits);
-    if (!cells.bends.empty()) {
-        const cv::Mat bent = measure(cells.bends, cells.level, scale, sourceBits).texture;
-        out.texture = cv::max(out.texture, bent);
-    }
-    return out;
+cv::Mat measureTexture(const CellEnergies& cells, int scale, int sourceBits) {
+    const cv::Mat detailed = measure(cells.detail, cells.level, scale, sourceBits);
+    if (cells.bends.empty()) return detailed;
+    return cv::max(detailed, measure(cells.bends, cells.level, scale, sourceBits));
 }
 
 }  // namespace kestrova::photo

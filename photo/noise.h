@@ -11,15 +11,10 @@ struct CellEnergies {
     cv::Mat level;   ///< mean luminance
 };
 
-/// What is noise in a scale of detail.
-struct NoiseMeasure {
-    cv::Mat texture;  ///< CV_32FC1, a cell each: how much of its detail is no noise, 0 to 1
-    float mean = 0;   ///< mean standard deviation of the noise, white being 1
-};
-
 /// Noise is the same all over, in each tonal zone; whatever else there is comes on top. So the quiet cells of each of
 /// 16 zones of luminance, the lowest tenth, say how strong it is there, within what cameras do. A cell counts as
-/// texture from 1.2 times that on, in full from 1.6 times, in its detail or in its bends.
-NoiseMeasure measureNoise(const CellEnergies& cells, int scale, int sourceBits);
+/// texture from 1.2 times that on, in full from 1.6 times, in its detail or in its bends. Returns how much of each
+/// cell's detail is no noise, 0 to 1: CV_32FC1.
+cv::Mat measureTexture(const CellEnergies& cells, int scale, int sourceBits);
 
 }  // namespace kestrova::photo

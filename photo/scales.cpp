@@ -222,16 +222,9 @@ std::shared_ptr<const Scales> computeScales(const cv::Mat& luminance, DetailFilt
     const ReducedScale large = takeReduced(rest, 2, largeBy, filter, luminance.size(), steps);
     out->large = large.model;
 
-    const NoiseMeasure measures[3] = {
-        measureNoise(small.cells, 0, sourceBits),
-        measureNoise(medium.cells, 1, sourceBits),
-        measureNoise(large.cells, 2, sourceBits),
-    };
-    const int cells[3] = {kSmallCell, medium.cell * mediumBy, large.cell * largeBy};
-    for (int s = 0; s < 3; ++s) {
-        out->texture[s] = {measures[s].texture, cells[s]};
-        out->noise[s] = measures[s].mean;
-    }
+    out->texture[0] = {measureTexture(small.cells, 0, sourceBits), kSmallCell};
+    out->texture[1] = {measureTexture(medium.cells, 1, sourceBits), medium.cell * mediumBy};
+    out->texture[2] = {measureTexture(large.cells, 2, sourceBits), large.cell * largeBy};
     steps.done(0.3);
     return out;
 }

@@ -20,12 +20,11 @@ struct SmoothModel {
 /// each detail plane holding half of its part. Not changed once it is made; read by several threads.
 struct Scales {
     DetailFilter filter = DetailFilter::guided;
-    cv::Mat luminance;    ///< CV_16UC1, of the photograph's size
-    cv::Mat small;        ///< CV_16UC1, zero at 32768
-    SmoothModel medium;   ///< of luminance without small detail
-    SmoothModel large;    ///< of that without medium detail
-    Reduced texture[3];   ///< CV_32FC1, of each scale: how much of the detail is no noise, 0 to 1
-    float noise[3] = {};  ///< of each scale: mean standard deviation of its noise, in parts of white; for a report
+    cv::Mat luminance;   ///< CV_16UC1, of the photograph's size
+    cv::Mat small;       ///< CV_16UC1, zero at 32768
+    SmoothModel medium;  ///< of luminance without small detail
+    SmoothModel large;   ///< of that without medium detail
+    Reduced texture[3];  ///< CV_32FC1, of each scale: how much of the detail is no noise, 0 to 1
 };
 
 /// The radius of a scale: 1/1000 of the mean side, 5 pixels at 24 megapixels, and four times that a scale.

@@ -25,7 +25,8 @@ void checkRange(const std::string& name, double value, double least, double grea
 
 void checkSliders(const std::string& where, const Adjustments& adjustments) {
     for (const Slider& slider : sliders())
-        checkRange(where + slider.name, slider.value(adjustments), slider.least, slider.greatest);
+        checkRange(where + slider.name, double{slider.value(adjustments)}, double{slider.least},
+                   double{slider.greatest});
 }
 
 void checkStroke(const std::string& where, const Stroke& stroke) {

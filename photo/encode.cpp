@@ -235,12 +235,12 @@ void checkCancelled(const WriteOptions& options) {
 std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
     const cv::Mat& pixels = photograph.pixels;
     const int threads = threadCount(options.threads);
+    checkCancelled(options);  // an output that has its stream must be opened: closing it crashes otherwise
     const auto output = ImageOutput::create(pluginName(plan.format));
     if (!output)
         throw Error(Error::Kind::input,
                     std::string(formatName(plan.format)) + " files are not written by this OpenImageIO");
     output->threads(threads);
-    checkCancelled(options);
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
     output->set_ioproxy(&memory);

@@ -7,7 +7,7 @@ JOBS := $(shell nproc)
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
-PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
+PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 

@@ -12,8 +12,9 @@ namespace {
 
 void check(const heif_error& error, const std::string& path) {
     if (error.code == heif_error_Ok) return;
+    const std::string reason = error.message;
     const bool memory = error.code == heif_error_Memory_allocation_error;
-    throw Error(memory ? Error::Kind::memory : Error::Kind::input, path + ": " + error.message);
+    throw Error(memory ? Error::Kind::memory : Error::Kind::input, path + ": " + reason.substr(0, reason.find('\n')));
 }
 
 }  // namespace

@@ -34,6 +34,9 @@ Decoded decodeJpeg(const std::string& path, int reduction, const ReadOptions& op
 /// By libpng: OpenImageIO lets it print what is wrong with a file.
 Decoded decodePng(const std::string& path, const FileFacts& facts, const ReadOptions& options);
 
+/// By libheif: OpenImageIO takes the size that a file declares for that of what was decoded, and knows no 10 bits.
+Decoded decodeHeif(const std::string& path, const FileFacts& facts, const ReadOptions& options);
+
 /// By libwebp: OpenImageIO multiplies colours by alpha, which loses those of transparent pixels.
 Decoded decodeWebp(const std::string& path, const FileFacts& facts, const ReadOptions& options);
 

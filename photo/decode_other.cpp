@@ -21,12 +21,12 @@ using OIIO::TypeDesc;
 const char* pluginName(FileFormat format) {
     switch (format) {
         case FileFormat::tiff: return "tiff";
-        case FileFormat::heif: return "heif";
         case FileFormat::jpeg2000: return "jpeg2000";
         case FileFormat::openexr: return "openexr";
         case FileFormat::raw: return "raw";
         case FileFormat::jpeg:
         case FileFormat::png:
+        case FileFormat::heif:
         case FileFormat::webp: break;
     }
     return "";
@@ -225,7 +225,7 @@ Decoded decodeOther(const std::string& path, const FileFacts& facts, const ReadO
     result.hasAlpha = layout.alpha >= 0;
     result.cmyk = layout.cmyk;
     result.grey = layout.colours == 1;
-    result.upright = facts.format == FileFormat::heif || facts.format == FileFormat::raw;
+    result.upright = facts.format == FileFormat::raw;
     result.sourceBits = layout.type == TypeDesc::UINT8 ? 8 : layout.type == TypeDesc::UINT16 ? 16 : 32;
     bool beyond = false;
     if (spec.tile_width)

@@ -235,16 +235,17 @@ void checkCancelled(const WriteOptions& options) {
 std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
     const cv::Mat& pixels = photograph.pixels;
     const int threads = threadCount(options.threads);
+    checkCancelled(options);
+    const ImageSpec spec = specFor(plan, pixels.size(), photograph, options);
+    // They outlive the output, which writes to them when it is destroyed, too.
+    std::vector<unsigned char> bytes;
+    OIIO::Filesystem::IOVecOutput memory(bytes);
     const auto output = ImageOutput::create(pluginName(plan.format));
     if (!output)
         throw Error(Error::Kind::input,
                     std::string(formatName(plan.format)) + " files are not written by this OpenImageIO");
     output->threads(threads);
-    checkCancelled(options);
-    std::vector<unsigned char> bytes;
-    OIIO::Filesystem::IOVecOutput memory(bytes);
     output->set_ioproxy(&memory);
-    const ImageSpec spec = specFor(plan, pixels.size(), photograph, options);
     if (!output->open(std::string("memory.") + pluginName(plan.format), spec)) refuse(*output);
 
     Bands bands(photograph, plan, threads);

@@ -92,6 +92,7 @@ Decoded decode(const std::string& path, const FileFacts& facts, int reduction, c
     switch (facts.format) {
         case FileFormat::jpeg: return decodeJpeg(path, reduction, options);
         case FileFormat::png: return decodePng(path, facts, options);
+        case FileFormat::heif: return decodeHeif(path, facts, options);
         case FileFormat::webp: return decodeWebp(path, facts, options);
         default: return decodeOther(path, facts, options);
     }

@@ -83,8 +83,9 @@ TEST(ColourTransform, KeepsGreysGreyAndWhiteWhite) {
 
 TEST(ColourTransform, EveryColourOf8BitsComesBackFromTheWorkingSpace) {
     for (const Profile& profile : {Profile::srgb(), Profile::displayP3(), Profile::adobeRgb()}) {
-        // A plain power is so steep at black that half a step of 16 bits there is one of 8.
-        const int tolerance = profile == Profile::adobeRgb() ? 1 : 0;
+        // A plain power is so steep at black that bright values' rounding to 16 bits shows in a dark channel beside
+        // them.
+        const int tolerance = profile == Profile::adobeRgb() ? 2 : 0;
         const ColourTransform there(profile, Profile::working()), back(Profile::working(), profile);
         cv::Mat in(256, 256, CV_16UC4), work, out;
         for (int blue = 0; blue < 256; blue += 5) {

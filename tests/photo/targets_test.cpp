@@ -168,6 +168,16 @@ TEST(Targets, AreNotTouchedByACancelledWriting) {
     EXPECT_EQ(scratch.names().size(), 4u);
 }
 
+TEST(Targets, AreNotTouchedByAWritingThatIsCancelledFromTheStart) {
+    const Scratch scratch;
+    std::atomic<bool> cancel{true};
+    WriteOptions options;
+    options.cancel = &cancel;
+    for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"})
+        EXPECT_EQ(kindOf([&] { writePhotograph(colourful(30, 20), scratch / name, options); }), Error::Kind::cancelled);
+    EXPECT_TRUE(scratch.names().empty());
+}
+
 TEST(Targets, OptionsOutOfRangeAreInputErrors) {
     const Scratch scratch;
     const auto refuses = [&](const std::string& name, const std::function<void(WriteOptions&)>& change,

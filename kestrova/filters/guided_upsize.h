@@ -24,7 +24,7 @@
 /// **Without `useGuide`** `low` is of any type and size that the plain resampling takes; `r` and `eps` are ignored.
 ///
 /// `out` is made with the size and type of the result unless it has them. It may be, or overlap, any input plane. It
-/// stays as it was when a call fails.
+/// stays as it was when a call fails, but for a `kPyramidStep` of 8 bits or floats that runs out of memory.
 ///
 /// **Failures** are thrown texts (`const char*`). Those of the plain resampling and of `TGuidedFilter` pass through.
 /// Each function adds, in its own name and before anything is written: "ERROR - <function> - guide.cols < n" (" -

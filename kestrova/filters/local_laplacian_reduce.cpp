@@ -75,7 +75,7 @@ KESTROVA_KERNEL void sumFiveAcross(Row pixel, std::ptrdiff_t first, int n, int* 
 
 int mirrored(long long i, int n) { return cv::borderInterpolate(static_cast<int>(i), n, cv::BORDER_REFLECT_101); }
 
-// The same at a column near an edge, which mirrors the row.
+// What `sumFiveAcross` gives, at a column near an edge, which mirrors the row.
 template <int K, class Row>
 void sumFiveAcrossEdge(Row pixel, int cols, int column, int* sums) noexcept {
     constexpr int kTaps[] = {1, 4, 6, 4, 1};

@@ -65,11 +65,10 @@ template <class Pixel>
 Span spanOf(const cv::Mat& plane) {
     const Strips strips(plane.rows, plane.cols);
     std::vector<Extremes<Pixel>> extremes(static_cast<std::size_t>(strips.count()));
-    const auto ofStrip = [&](int strip) { return &extremes[static_cast<std::size_t>(strip)]; };
-    forEachStrip(strips, ofStrip, [&](int first, int end, Extremes<Pixel>* strip) noexcept {
+    forEachStripWith(strips, extremes, [&](int first, int end, Extremes<Pixel>& ofStrip) noexcept {
         Extremes<Pixel> own;
         for (int y = first; y < end; ++y) widenByRow(own, plane.ptr<Pixel>(y), plane.cols);
-        *strip = own;
+        ofStrip = own;
     });
     Extremes<Pixel> all;
     for (const Extremes<Pixel>& strip : extremes) {

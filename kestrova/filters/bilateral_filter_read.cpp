@@ -206,7 +206,7 @@ private:
 }  // namespace
 
 void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
-    const cv::Mat guide = overlapAcrossRows(edge, inOut) ? edge.clone() : edge;
+    const cv::Mat guide = sourceBeside(inOut, edge, StillRead::kThatRow);
     if (m_mode16)
         readBack<ushort>(inOut, guide);
     else

@@ -72,9 +72,8 @@ public:
     FilterPass(FilterPass&&) = default;
 
     void run() noexcept {
-        parallelTasks(m_strips.count(), m_strips.count(), [&](int strip, int) noexcept {
-            for (int y = m_strips.first(strip); y < m_strips.end(strip); ++y)
-                m_rows[static_cast<std::size_t>(strip)].make(y, m_dst.ptr<float>(y));
+        forEachStripWith(m_strips, m_rows, [&](int first, int end, FilteredRows& rows) noexcept {
+            for (int y = first; y < end; ++y) rows.make(y, m_dst.ptr<float>(y));
         });
     }
 
@@ -101,9 +100,8 @@ public:
     SynthesisPass(SynthesisPass&&) = default;
 
     void run() noexcept {
-        parallelTasks(m_strips.count(), m_strips.count(), [&](int strip, int) noexcept {
-            Rows& rows = m_rows[static_cast<std::size_t>(strip)];
-            for (int y = m_strips.first(strip); y < m_strips.end(strip); ++y) {
+        forEachStripWith(m_strips, m_rows, [&](int first, int end, Rows& rows) noexcept {
+            for (int y = first; y < end; ++y) {
                 float* const sum = m_dst.ptr<float>(y);
                 float* const even = rows.enlargedRow.data();
                 rows.own.make(y, sum);

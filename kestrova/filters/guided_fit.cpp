@@ -15,7 +15,7 @@ namespace {
 
 namespace one {
 
-enum Plane { kI, kP };
+enum Input { kI, kP };
 enum Mean { kMeanI, kMeanP, kMeanIP, kMeanII, kMeans };
 
 std::vector<Moment> moments() {
@@ -46,7 +46,7 @@ KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __res
 
 namespace three {
 
-enum Plane { kI0, kI1, kI2, kP };
+enum Input { kI0, kI1, kI2, kP };
 enum Mean {
     kMeanI0,
     kMeanI1,

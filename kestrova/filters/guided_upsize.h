@@ -24,13 +24,13 @@
 /// **Without `useGuide`** `low` is of any type and size that the plain resampling takes; `r` and `eps` are ignored.
 ///
 /// `out` is made with the size and type of the result unless it has them. It may be, or overlap, any input plane. It
-/// stays as it was when a call fails.
+/// stays as it was when a call fails, but for a `kPyramidStep` of 8 bits or floats that runs out of memory.
 ///
 /// **Failures** are thrown texts (`const char*`). Those of the plain resampling and of `TGuidedFilter` pass through.
-/// Each function adds, in its own name and before anything is written: "ERROR - <function> - guide.cols < n" (" -
-/// guide.cols < 2" of `upSize2XGuidedByY`) for a guide narrower than the factor, "ERROR - <function> - low.type() !=
-/// CV_8UC1 && low.type() != CV_16UC1" with a guide, "ERROR - <function> - low.empty()" without, and "ERROR - <function>
-/// - not enough memory". "ERROR - plane - dims>2" refuses planes of three dimensions.
+/// Each function that enlarges adds, in its own name and before anything is written: "ERROR - <function> - guide.cols <
+/// n" (" - guide.cols < 2" of `upSize2XGuidedByY`) for a guide narrower than the factor, "ERROR - <function> -
+/// low.type() != CV_8UC1 && low.type() != CV_16UC1" with a guide, "ERROR - <function> - low.empty()" without. All have
+/// "ERROR - <function> - not enough memory", and "ERROR - plane - dims>2" refuses planes of three dimensions.
 
 /// Enlarges `low` by 2 into `out`. With `useGuide` the guide is reduced cubically, whatever `interp`, and `out` takes
 /// size and type of `guide`; without, `out` is made the size of `guide` and the type of `low` for

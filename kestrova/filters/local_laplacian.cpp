@@ -15,6 +15,7 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/zero16.h"
 #include "kestrova/primitives/primitives.h"
 
 using namespace kestrova::curves;
@@ -24,7 +25,6 @@ using namespace kestrova::frame;
 namespace {
 
 constexpr int kEntries = 65536;
-constexpr int kMiddle = 32768;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 int saturated(long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); }
@@ -148,11 +148,11 @@ void LocalLaplacian::calRemapLut() {
     m_table->alpha = kNan;
     const long long t = saturated(m_alpha * 32768.0f);
     const long long a = std::abs(t), h = a / 2, peak = t >= 0 ? h : -h;
-    const int levels[] = {0,       saturated(kMiddle - a), saturated(kMiddle - h),
-                          kMiddle, saturated(kMiddle + h), saturated(kMiddle + a),
+    const int levels[] = {0,       saturated(kZero16 - a), saturated(kZero16 - h),
+                          kZero16, saturated(kZero16 + h), saturated(kZero16 + a),
                           65535};
-    const int values[] = {kMiddle, kMiddle, saturated(kMiddle + peak), kMiddle, saturated(kMiddle - peak),
-                          kMiddle, kMiddle};
+    const int values[] = {kZero16, kZero16, saturated(kZero16 + peak), kZero16, saturated(kZero16 - peak),
+                          kZero16, kZero16};
     const IppiSize row = {kEntries, 1};
     constexpr int kStep = kEntries * int(sizeof(ushort));
     // The curve ends below its last level: entry 65535 stays the identity; this is intentional.

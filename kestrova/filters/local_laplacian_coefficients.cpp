@@ -66,7 +66,8 @@ std::uint64_t sumPair(const int* p) {
 }
 constexpr std::uint64_t inBoth(std::uint64_t v) { return v << 32 | v; }
 
-// The same along a row of sums of K channels, for the pairs alone. `sums` begins at the tile's first column.
+// Enlarges along a row of sums of K channels, for the pairs alone: 1 6 1 at even columns, 4 4 at odd ones, over 64.
+// `sums` begins at the tile's first column.
 template <int K>
 void raisePairs(const int* sums, int n, const int* index, int* raised) noexcept {
     for (int x = 0; x < n; x += 2, sums += K) {

@@ -6,6 +6,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/zero16.h"
 
 namespace kestrova::filters {
 
@@ -22,7 +23,7 @@ constexpr std::size_t kFewPixels = 16384;  // pictures for which filling the ent
 // Entries of the halves of differences d: d / 2 rounded to nearest, ties to even.
 int offsetIndex(int d) {
     const int half = d >> 1;
-    return std::min(32768 + half + (d & half & 1), 65535);
+    return std::min(kZero16 + half + (d & half & 1), 65535);
 }
 
 template <class References>
@@ -51,7 +52,7 @@ constexpr int kChannelsAtOnce = 8;
 // The taps 1 4 6 4 1 along a row, centred at column 2 (first + x) for each output column x. What the last vector of a
 // pixel holds beyond its channels, the next pixel overwrites.
 template <int K, class Row>
-KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* sums) noexcept {
+KESTROVA_KERNEL void sumFiveAcross(Row pixel, std::ptrdiff_t first, int n, int* sums) noexcept {
     if (n < 1) return;
     constexpr int kCount = kPaddedChannels<K> / kChannelsAtOnce;
     Channels a[kCount], b[kCount], c[kCount];
@@ -74,9 +75,9 @@ KESTROVA_KERNEL void sumAcross(Row pixel, std::ptrdiff_t first, int n, int* sums
 
 int mirrored(long long i, int n) { return cv::borderInterpolate(static_cast<int>(i), n, cv::BORDER_REFLECT_101); }
 
-// The same at a column near an edge, which mirrors the row.
+// What `sumFiveAcross` gives, at a column near an edge, which mirrors the row.
 template <int K, class Row>
-void sumAcrossEdge(Row pixel, int cols, int column, int* sums) noexcept {
+void sumFiveAcrossEdge(Row pixel, int cols, int column, int* sums) noexcept {
     constexpr int kTaps[] = {1, 4, 6, 4, 1};
     std::fill_n(sums, K, 0);
     for (int tap = 0; tap < 5; ++tap) {
@@ -89,13 +90,14 @@ template <int K, class Row>
 void sumTile(Row pixel, int cols, int first, int n, int* sums) noexcept {
     const int innerFirst = std::clamp(1, first, first + n);
     const int innerEnd = std::clamp((cols - 1) / 2, innerFirst, first + n);
-    for (int x = first; x < innerFirst; ++x) sumAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
-    sumAcross<K>(pixel, innerFirst, innerEnd - innerFirst, sums + (innerFirst - first) * K);
-    for (int x = innerEnd; x < first + n; ++x) sumAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
+    for (int x = first; x < innerFirst; ++x) sumFiveAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
+    sumFiveAcross<K>(pixel, innerFirst, innerEnd - innerFirst, sums + (innerFirst - first) * K);
+    for (int x = innerEnd; x < first + n; ++x) sumFiveAcrossEdge<K>(pixel, cols, x, sums + (x - first) * K);
 }
 
-KESTROVA_KERNEL void sumDown(const int* __restrict a, const int* __restrict b, const int* __restrict c,
-                             const int* __restrict d, const int* __restrict e, ushort* __restrict out, int n) noexcept {
+KESTROVA_KERNEL void sumFiveDown(const int* __restrict a, const int* __restrict b, const int* __restrict c,
+                                 const int* __restrict d, const int* __restrict e, ushort* __restrict out,
+                                 int n) noexcept {
     for (int i = 0; i < n; ++i) out[i] = static_cast<ushort>((a[i] + e[i] + 4 * (b[i] + d[i]) + 6 * c[i] + 128) >> 8);
 }
 
@@ -109,8 +111,8 @@ void reduceTile(const Plane& plane, const StoredPlane<K>& out, int firstRow, int
         const long long centre = 2LL * y;
         for (; next <= centre + 2; ++next)
             sumTile<K>(plane.row(mirrored(next, plane.rows)), plane.cols, first, n, sumsOf(next));
-        sumDown(sumsOf(centre - 2), sumsOf(centre - 1), sumsOf(centre), sumsOf(centre + 1), sumsOf(centre + 2),
-                out.at(y) + static_cast<std::ptrdiff_t>(first) * K, n * K);
+        sumFiveDown(sumsOf(centre - 2), sumsOf(centre - 1), sumsOf(centre), sumsOf(centre + 1), sumsOf(centre + 2),
+                    out.at(y) + static_cast<std::ptrdiff_t>(first) * K, n * K);
     }
 }
 

@@ -8,7 +8,7 @@ using namespace kestrova::frame;
 
 namespace {
 
-void checkRegion(const cv::Mat& plane, IppiPoint at, IppiSize region) {
+void checkCovers(const cv::Mat& plane, IppiPoint at, IppiSize region) {
     if (plane.type() != CV_32FC1) fail("ERROR - TGuidedFilter::calcov2 - type()!=CV_32FC1");
     stepOf(plane);
     if (region.width > plane.cols - at.x || region.height > plane.rows - at.y)
@@ -36,9 +36,9 @@ void TGuidedFilter::calcov2(cv::Mat& out, const cv::Mat& X, const cv::Mat& Y, co
                             IppiSize innerRoi, IppiSize mask, IppiPoint anchor, bool offset) const {
     const IppiPoint at = offset ? anchor : IppiPoint{0, 0};
     checkWindows(tmpWide, wideRoi, innerRoi, mask, anchor);
-    for (const cv::Mat& plane : {X, Y, tmpWide}) checkRegion(plane, {0, 0}, wideRoi);
-    for (const cv::Mat& plane : {meanX, meanY, tmpInner}) checkRegion(plane, {0, 0}, innerRoi);
-    checkRegion(out, at, innerRoi);
+    for (const cv::Mat& plane : {X, Y, tmpWide}) checkCovers(plane, {0, 0}, wideRoi);
+    for (const cv::Mat& plane : {meanX, meanY, tmpInner}) checkCovers(plane, {0, 0}, innerRoi);
+    checkCovers(out, at, innerRoi);
 
     ippiMul_32f_C1R(X.ptr<float>(), stepOf(X), Y.ptr<float>(), stepOf(Y), tmpWide.ptr<float>(), stepOf(tmpWide),
                     wideRoi);

@@ -44,10 +44,11 @@ public:
         out.create(m_to.height, m_to.width, CV_32FC1);
         const double xFactor = static_cast<double>(m_to.width) / static_cast<double>(m_from.width);
         const double yFactor = static_cast<double>(m_to.height) / static_cast<double>(m_from.height);
-        if (ippiResizeSqrPixel_32f_C1R(plane.ptr<float>(), {m_from.width, m_from.height}, stepOf(plane), m_from,
-                                       out.ptr<float>(), stepOf(out), m_to, xFactor, yFactor, 0.0, 0.0, m_interpolation,
-                                       m_buffer.get()) != ippStsNoErr)
-            fail("ERROR - TGuidedFilter::apply - the model cannot be resized");
+        const IppStatus status = ippiResizeSqrPixel_32f_C1R(
+            plane.ptr<float>(), {m_from.width, m_from.height}, stepOf(plane), m_from, out.ptr<float>(), stepOf(out),
+            m_to, xFactor, yFactor, 0.0, 0.0, m_interpolation, m_buffer.get());
+        if (status == ippStsNoMemErr) throw std::bad_alloc();
+        if (status != ippStsNoErr) fail("ERROR - TGuidedFilter::apply - the model cannot be resized");
     }
 
 private:

@@ -35,11 +35,12 @@ public:
     /// @param lambda, alpha see above
     /// @param guide a plane of the same size, w x h floats
     /// @param logGuide the guide is replaced by the natural logarithm of itself plus 0.0001 first, for which it is to
-    /// be 0 or more, and stays so, whatever comes after Where the solver runs out of memory `inOut` is unchanged,
-    /// nothing is thrown, and `solved` answers false. Throws "TWLSFilter::realloc - failed" where there is no memory
-    /// for the buffers, and a text for null planes, w < 1, h < 1 or a plane of more than INT_MAX / 3 pixels, before
-    /// anything is written; and the texts of `pardisoSolver` (values that are not finite, weights beyond single
-    /// precision), `inOut` being unchanged.
+    /// be 0 or more, and stays so, also where `Proc` fails afterwards
+    ///
+    /// Where the solver runs out of memory `inOut` is unchanged, nothing is thrown, and `solved` answers false. Throws
+    /// "TWLSFilter::realloc - failed" where there is no memory for the buffers, and a text for null planes, w < 1, h <
+    /// 1 or a plane of more than INT_MAX / 3 pixels, before anything is written; and the texts of `pardisoSolver`
+    /// (values that are not finite, weights beyond single precision), `inOut` being unchanged.
     int Proc(float* inOut, int w, int h, float lambda, float alpha, float* guide, bool logGuide);
 
     /// Whether the last `Proc` of this object has smoothed its plane: false before the first one, after one that has

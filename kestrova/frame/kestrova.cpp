@@ -12,15 +12,11 @@ std::int32_t clockMilliseconds() {
     return static_cast<std::int32_t>(static_cast<std::int64_t>(std::clock()) * 1000 / CLOCKS_PER_SEC);
 }
 
-}  // namespace
-
-void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
-
-namespace {
-
 thread_local bool printingHere = true;
 
 }  // namespace
+
+void (*Kestrova::m_tDebug_p)(const char*) = nullptr;
 
 void Kestrova::setQDebugFunc(void (*func)(const char*)) { m_tDebug_p = func; }
 

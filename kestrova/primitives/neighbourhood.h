@@ -11,8 +11,8 @@
 /// Mean of the mask window. The cost does not depend on the window's height, and grows with the logarithm of its width.
 /// Source and destination do not overlap. Integers: the exact mean rounded to nearest, halves up; a mask has fewer than
 /// 2^32 cells, else -33. Floats: summed in double in an order that does not depend on threads, with an error of at most
-/// 4 B 2^-53, B = max(32, mask height), of the largest sum of |v| under this window and the B above it, before the mean
-/// is rounded to float: nothing drifts over the plane, and a mask of one pixel copies. A value that is not finite
+/// 4 B 2^-53, B = max(32, mask height), of the largest sum of |v| under this window and the 2 B above it, before the
+/// mean is rounded to float: nothing drifts over the plane, and a mask of one pixel copies. A value that is not finite
 /// reaches only the windows it lies in, where it has the effect that addition gives it; the sums begin anew where one
 /// enters windows that held none, and count it as 0. It costs the same under a mask of any height.
 IppStatus ippiFilterBox_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize dstSize,

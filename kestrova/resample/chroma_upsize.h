@@ -8,9 +8,10 @@
 /// is nearest its own, the first of equals, so that edges of colour follow edges of luminance. The outermost rows and
 /// columns repeat their inner neighbours; a picture of fewer than three rows repeats the last row of `low`.
 ///
-/// `guide` and `low` are `CV_16UC1` of any values; `low` has at least half the size of `guide`, rounded up. `out` is
-/// made `CV_16UC1` of the size of `guide` unless it is already; it may be, or overlap, either of the inputs. A guide
-/// without pixels gives an empty `out`.
+/// `guide` and `low` are `CV_16UC1` of any values; `low` has at least half the size of `guide`, rounded up. Of a larger
+/// one its own last row stands for the guide's last row, and its own last column for the last one of an odd width: this
+/// is intentional. `out` is made `CV_16UC1` of the size of `guide` unless it is already; it may be, or overlap, either
+/// of the inputs. A guide without pixels gives an empty `out`.
 ///
 /// Throws, with `out` as it was, "ERROR - upSize2XGuidedByYSimple - guide.type()!=CV_16UC1",
 /// "ERROR - upSize2XGuidedByYSimple - low.type()!=CV_16UC1",

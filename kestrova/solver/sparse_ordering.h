@@ -28,8 +28,7 @@ struct SparseRows {
 /// The order in which to eliminate the rows so that little fill arises: element k is the row that comes k-th.
 /// The pixels of a grid of 4-neighbours are ordered by nested dissection (George, "Nested Dissection of a Regular
 /// Finite Element Mesh", SIAM J. Numer. Anal. 10, 1973) along the diagonals, a chain stays as it is, anything else is
-/// ordered by
-/// approximate minimum degree (Amestoy, Davis, Duff, SIAM J. Matrix Anal. Appl. 17, 1996).
+/// ordered by approximate minimum degree (Amestoy, Davis, Duff, SIAM J. Matrix Anal. Appl. 17, 1996).
 SolverArray<int> fillReducingOrder(const SparseRows& rows);
 
 }  // namespace kestrova::solver

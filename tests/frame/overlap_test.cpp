@@ -72,3 +72,26 @@ TEST(SourceBeside, IsACopyOtherwise) {
         EXPECT_EQ(copy.at<ushort>(3, 3), 7);
     }
 }
+
+TEST(AssignCopy, FillsAnOutputThatFitsAndReplacesAnother) {
+    const cv::Mat in(4, 5, CV_16UC1, cv::Scalar(7));
+    cv::Mat fitting(4, 5, CV_16UC1), other(2, 3, CV_8UC1, cv::Scalar(9));
+    const cv::Mat before = other;
+    const uchar* const pixels = fitting.data;
+    assignCopy(in, fitting);
+    assignCopy(in, other);
+    EXPECT_EQ(fitting.data, pixels);
+    EXPECT_EQ(cv::countNonZero(fitting != in), 0);
+    EXPECT_EQ(cv::countNonZero(other != in), 0);
+    EXPECT_NE(other.data, in.data);
+    EXPECT_EQ(before.at<uchar>(1, 2), 9);
+}
+
+TEST(AssignCopy, ReadsAnInputThatTheOutputLiesAcrossBeforeItChanges) {
+    cv::Mat around(10, 10, CV_16UC1);
+    for (int i = 0; i < 100; ++i) around.at<ushort>(i / 10, i % 10) = static_cast<ushort>(i);
+    const cv::Mat in = around(cv::Rect(2, 2, 4, 4)), expected = in.clone();
+    cv::Mat out = around(cv::Rect(2, 3, 4, 4));
+    assignCopy(in, out);
+    EXPECT_EQ(cv::countNonZero(out != expected), 0);
+}

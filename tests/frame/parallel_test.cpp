@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <vector>
@@ -74,6 +75,23 @@ TEST(ParallelTest, ScratchThatIsKeptServesManySweeps) {
             forEachStripWith(strips, rows, [](int first, int end, int& sum) noexcept { sum += end - first; });
         for (int s = 0; s < strips.count(); ++s)
             EXPECT_EQ(rows[static_cast<std::size_t>(s)], 3 * (strips.end(s) - strips.first(s)));
+    });
+}
+
+TEST(ParallelTest, EveryTaskIsDoneOnceByOneOfItsWorkers) {
+    withThreadCounts([](int threads) {
+        for (int tasks : {0, 1, 2, 5, 64}) {
+            const int workers = workerCount(tasks);
+            EXPECT_EQ(workers, std::min(threads, tasks));
+            std::vector<std::atomic<int>> visits(static_cast<std::size_t>(tasks));
+            std::atomic<int> wrong{0};
+            parallelTasks(workers, tasks, [&](int i, int worker) noexcept {
+                ++visits[static_cast<std::size_t>(i)];
+                if (worker < 0 || worker >= workers) ++wrong;
+            });
+            for (const std::atomic<int>& count : visits) EXPECT_EQ(count, 1) << threads << " threads, " << tasks;
+            EXPECT_EQ(wrong, 0);
+        }
     });
 }
 

@@ -7,8 +7,8 @@
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/tcoloradjvl.h"
 #include "kestrova/detail/tvelline.h"
-#include "kestrova/frame/kestrova.h"
 #include "kestrova/filters/guided_upsize.h"
+#include "kestrova/frame/kestrova.h"
 #include "tests/support/printed.h"
 #include "tests/support/threads.h"
 

@@ -58,7 +58,7 @@ TEST_F(FarRows, GetTheirBorders) {
 
 #if !defined(__SANITIZE_ADDRESS__)  // whose allocator ends the process instead
 
-TEST(NoMemoryTest, APlaneThatCannotBeHadIsNull) {
+TEST(NoMemoryTest, APlaneWithoutMemoryIsNull) {
     int step = 99;
     EXPECT_EQ(ippiMalloc_8u_C1(1 << 30, 1 << 30, &step), nullptr);
     EXPECT_EQ(step, 0);

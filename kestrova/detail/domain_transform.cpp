@@ -100,7 +100,8 @@ bool DomainTransformFilter::filter(const cv::Mat& in, cv::Mat& out, int mode) {
 
 bool DomainTransformFilter::diffX(const cv::Mat& in, cv::Mat& dx) {
     checkFloat(in);
-    dx.create(in.size(), in.type());
+    orFailWithoutMemory("ERROR - DomainTransformFilter::diffX - not enough memory",
+                        [&] { dx.create(in.size(), in.type()); });
     const int n = std::max(in.cols - 1, 0) * in.channels();
     parallelRows(in.rows, n, [&](int y) noexcept {
         const float* row = in.ptr<float>(y);
@@ -111,7 +112,8 @@ bool DomainTransformFilter::diffX(const cv::Mat& in, cv::Mat& dx) {
 
 bool DomainTransformFilter::diffY(const cv::Mat& in, cv::Mat& dy) {
     checkFloat(in);
-    dy.create(in.size(), in.type());
+    orFailWithoutMemory("ERROR - DomainTransformFilter::diffY - not enough memory",
+                        [&] { dy.create(in.size(), in.type()); });
     const int n = std::max(in.cols - 1, 0) * in.channels();
     parallelRows(in.rows - 1, n,
                  [&](int y) noexcept { differenceRow(in.ptr<float>(y), in.ptr<float>(y + 1), dy.ptr<float>(y), n); });
@@ -120,7 +122,8 @@ bool DomainTransformFilter::diffY(const cv::Mat& in, cv::Mat& dy) {
 
 bool DomainTransformFilter::sumAbs(const cv::Mat& d, cv::Mat& sum) {
     checkFloat(d);
-    sum.create(d.size(), CV_32FC1);
+    orFailWithoutMemory("ERROR - DomainTransformFilter::sumAbs - not enough memory",
+                        [&] { sum.create(d.size(), CV_32FC1); });
     sum.setTo(0);
     parallelRows(d.rows - 1, d.cols * d.channels(),
                  [&](int y) noexcept { sumAbsRow(d.ptr<float>(y), sum.ptr<float>(y), d.cols - 1, d.channels()); });

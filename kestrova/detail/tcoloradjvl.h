@@ -14,9 +14,12 @@
 ///     colour.m_bChanged = true;
 ///     colour.proc(y0, y1, dr, db, dr, db);
 ///
-/// y0 and y1 are the luminance before and after; `TVelline` says what to take for a view. Where memory runs out,
-/// each operation throws "ERROR - TColorAdjVL::<operation> - not enough memory" and leaves the outputs as they were.
-/// One object serves one thread at a time.
+/// y0 and y1 are the luminance before and after, and chroma has their size: `TVelline` says what to take for a view;
+/// `upSize2XGuidedByYSimple` enlarges the half-size planes of a whole picture. An object takes 144 KB, so that it does
+/// not belong on a small stack. One object serves one thread at a time.
+///
+/// Failures are thrown texts, caught as `const char*`. Where memory runs out, the text is "ERROR -
+/// TColorAdjVL::<operation> - not enough memory" or that of an operation inside, and the outputs are as they were.
 class KESTROVA_EXPORT TColorAdjVL {
 public:
     /// All parameters 0. `warmScale` and `coolScale` scale temperatures above and below 0, `tintPosScale` and
@@ -44,9 +47,9 @@ public:
     float m_temperature;  ///< about -1..1: above 0 warmer (red and green rise), below 0 cooler (blue rises)
     float m_tint;         ///< about -1..1: above 0 towards magenta, below 0 towards green
     float m_saturation;   ///< -1..1: chroma times 1 + (maxSatGain - 1) s above 0, times 1 + s below: -1 is grey
-    float
-        m_vibrance;  ///< about -1..1: above 0 lifts weak colours to a threshold that grows with Y, below 0 removes them
-    bool m_bChanged;  ///< to be set after a change of the four; the next `proc` rebuilds the table and clears it
+    float m_vibrance;     ///< about -1..1: above 0 lifts weak colours up to a threshold, below 0 removes them; more for
+                          ///< bright colours than for dark ones
+    bool m_bChanged;      ///< to be set after a change of the four; the next `proc` rebuilds the table and clears it
 
 protected:
     /// Rebuilds saturation rows and tables if `m_bChanged`, and prints the time line.

@@ -18,9 +18,9 @@
 /// handed in while the engine is in use.
 ///
 /// **Order of calls.** `setup` once per picture with its whole luminance, which guides the chroma. Then the host sets
-/// `m_Y` to the luminance that is left without the details (Y less twice the sum of the three details): `proc` adds the
-/// details to `m_Y`, and to the whole luminance it would add them a second time. From there on, for every change of
-/// the view or of a parameter: fields, their flags, `proc`, `getRoiY`.
+/// `m_Y` to the luminance that is left without the details, Y - 2 (DS + DM + DL - 3 x 32768): `proc` adds the details
+/// to `m_Y`, and to the whole luminance it would add them a second time. From there on, for every change of the view or
+/// of a parameter: fields, their flags, `proc`, `getRoiY`. `picture` stands for a `TPImage`, `view` for a `cv::Rect`.
 ///
 ///     engine.setup(picture.m_Y, small, medium, large, picture.m_Dr, picture.m_Db, nullptr);
 ///     engine.m_Y = base;
@@ -30,9 +30,10 @@
 ///     engine.proc(view, level, cv::Mat());
 ///     const cv::Mat& luminance = engine.getRoiY();
 ///
-/// **Parameters.** All are 0 by default, which changes nothing, and are not limited; the ranges are those that the
-/// formulas are made for. A scale whose six parameters are within 0.01 of 0 stays as it is sampled, a mix whose weights
-/// are is left out. With kMax 5, 4, 3.5 and threshold 9830, 8191, 7372 for the small, medium and large scale:
+/// **Parameters.** All are 0 by default, which leaves details as they are and luminance within the light curve's
+/// rounding, some levels of 65535. They are not limited; the ranges are those that the formulas are made for. A scale
+/// whose six parameters are all within 0.01 of 0 skips its curves; a mix whose three weights are skips the mix. With
+/// kMax 5, 4, 3.5 and threshold 9830, 8191, 7372 for the small, medium and large scale s = 0, 1, 2:
 ///
 /// | field | range | above 0 | below 0 |
 /// |---|---|---|---|
@@ -53,19 +54,21 @@
 /// those below 0 taken 0.4 times. Thresholds are in levels of a detail plane, divided by a slope above 1, and their
 /// edges are smoothed. The curves are those of `TLut16U::setupLinearThreshold`.
 ///
-/// **A view** at a step needs its chroma, and the luminance before, for `TColorAdjVL::proc`, sampled as the engine
-/// samples, with `m_Dr` and `m_Db`, which have full size:
+/// **A view** at a step needs its chroma, and the luminance before, for `TColorAdjVL::proc`: sampled as the engine
+/// samples details, chroma from `m_Dr` and `m_Db`, which have full size:
 ///
 ///     const bool smooth = level > engine.m_maxPlainLevel;
 ///     y0 = TPImage::MatRoi(picture.m_Y, view.x, view.y, view.width, view.height, level, false, smooth);
 ///     dr = TPImage::MatRoi(engine.m_Dr, view.x, view.y, view.width, view.height, level, false, smooth);
+///     db = TPImage::MatRoi(engine.m_Db, view.x, view.y, view.width, view.height, level, false, smooth);
 ///
 /// **The process.** `proc` and the long `setup` print a line each to standard output; `Kestrova::setPrinting(false)`
 /// keeps them off it for the calling thread. The long `setup` changes the OpenMP settings of the whole process: as many
 /// threads as there are processors, nested parallel regions allowed, fixed teams.
 ///
-/// **Memory.** Where it runs out, each operation throws "ERROR - TVelline::<operation> - not enough memory", and the
-/// same call succeeds once there is memory. One engine serves one thread at a time.
+/// **Failures** are thrown texts, caught as `const char*`. Where memory runs out, the text is "ERROR -
+/// TVelline::<operation> - not enough memory" or that of an operation inside, and the same call succeeds once there is
+/// memory. One engine serves one thread at a time.
 class KESTROVA_EXPORT TVelline {
 public:
     /// The scale s of a strength or a threshold.
@@ -112,10 +115,11 @@ public:
     /// Releases the planes.
     ~TVelline();
 
-    /// Prepares a picture: stores `Y`, `DS`, `DM` and `DL` (shared), enlarges the half-size chroma planes to the size
-    /// of `Y` guided by it, smooths them with a domain transform of sigma (rows + cols) / 256, limited to 4..32 pixels,
-    /// block by block, sets `m_maxPlainLevel` from the longer side (over 6600: 4, over 4800: 3, over 3100: 2, else 1)
-    /// and marks all caches stale. Parameters stay. May be called again for another picture.
+    /// Prepares a picture: stores `Y`, `DS`, `DM` and `DL` (shared, all of one size), enlarges the chroma planes, which
+    /// have (cols + 1) / 2 x (rows + 1) / 2 pixels, to the size of `Y` guided by it, smooths them with a domain
+    /// transform of sigma (rows + cols) / 256, limited to 4..32 pixels, block by block, sets `m_maxPlainLevel` from the
+    /// longer side (over 6600: 4, over 4800: 3, over 3100: 2, else 1) and marks all caches stale. Parameters stay. May
+    /// be called again for another picture.
     ///
     /// `progress` may be null; it gets 20, 40 and 100 of 100. False if the host cancelled: at 20 `m_Db` and the flags
     /// are as they were, at 40 the flags are and chroma is not smoothed, at 100 all stands. The host treats any false
@@ -149,10 +153,10 @@ public:
     ///
     /// Throws "ERROR - TVelline::proc - ..." before it changes anything if a plane that it needs is empty or not of the
     /// size of `m_Y`. Once rectangle and step are stored, and still before any pixel is written, it throws the failures
-    /// of `TPImage::MatRoi`, also on a rectangle or step that makes no sense, the one of `modYWithC` on chroma types,
-    /// "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1" and, for details and the extra plane, further "ERROR -
-    /// TVelline::proc - ..." texts. The flags stay set then, the caches are as they were, and the next `proc` does the
-    /// work.
+    /// of `TPImage::MatRoi`, also on a rectangle or step that makes no sense, the trace text of `modYWithC` on chroma
+    /// types (valid until the thread's next failure of that kind), "ERROR - TLutYDrDb::proc -
+    /// inOutY16U.type()!=CV_16UC1" and, for details and the extra plane, further "ERROR - TVelline::proc - ..." texts.
+    /// The flags stay set then, the caches are as they were, and the next `proc` does the work.
     bool proc(cv::Rect roi, int level, cv::Mat rYE16U);
 
     /// The luminance that the last `proc` rendered, CV_16UC1. The next `proc` that changes it writes into the same

@@ -17,9 +17,13 @@ class TProgress;
 /// Anisotropic Diffusion", SIAM Journal on Numerical Analysis 31 (1994), with a sigma of 0.85 cells. Unlike the paper,
 /// pixels are read back half a cell lower along the guide's axis than they were put in; this is intentional.
 ///
+///     BilateralFilter filter;
+///     filter.proc(cv::Mat(), luminance, 16, 6000, nullptr);    // CV_16UC1, guided by itself, in place
+///
 /// One object serves one `proc` at a time. It keeps its two grids, 4 bytes for each of some
 /// (w / sampling + 4) * (h / sampling + 4) * (span of the guide / range + 4) cells, for the next plane of the same
 /// size. Assignment shares them; they are freed with the last object that shares them. There is no copy constructor.
+/// Failures are thrown texts, caught as `const char*`.
 class KESTROVA_EXPORT BilateralFilter {
 public:
     /// Has no grids yet.
@@ -86,7 +90,7 @@ private:
     void filterGrids();
     /// Reads the pixels back; `edge` may overlap `inOut`.
     void interpGrid(cv::Mat& inOut, const cv::Mat& edge);
-    /// Reads the pixels back.
+    /// Reads the pixels back; `guide` may be `plane`, but does not overlap it across rows.
     template <class Pixel>
     void readBack(cv::Mat& plane, const cv::Mat& guide) const;
     /// A cell of the weights.
@@ -104,15 +108,15 @@ private:
 
     bool m_mode16 = false;             ///< planes of 16 bits, else of 8
     int m_gridW = 0;                   ///< cells in x, padding included
-    int m_gridH = 0;                   ///< cells in y
-    int m_gridZ = 0;                   ///< cells along the guide's values, at most 252
+    int m_gridH = 0;                   ///< cells in y, padding included
+    int m_gridZ = 0;                   ///< cells along the guide's values, padding included, at most 252
     float* m_weights_p = nullptr;      ///< cell (x, y, z) is element (m_gridW * y + x) * m_gridZ + z
     float* m_values_p = nullptr;       ///< sums of values, after `buildGrid` the filtered values
-    int m_padXY = 1;                   ///< cells of padding at each side
-    int m_padZ = 1;                    ///< cells of padding at each end
+    int m_padXY = 1;                   ///< cells of padding at each end of x and y
+    int m_padZ = 1;                    ///< cells of padding at each end of the guide's values
     int m_min = 0;                     ///< smallest guide value, truncated
-    int m_width = 0;                   ///< of the planes
-    int m_height = 0;                  ///< of the planes
+    int m_width = 0;                   ///< columns of the planes
+    int m_height = 0;                  ///< rows of the planes
     int m_sampling = 0;                ///< pixels per cell
     int m_range = 0;                   ///< guide levels per cell
     int m_ready = 1;                   ///< set by `setup`, read by nothing

@@ -14,6 +14,11 @@
 /// the box means of the coefficients. `proc` applies them to a guide that may be larger. Guides have one plane, or
 /// three with one slope each.
 ///
+///     luminance.convertTo(scaled, CV_32F, 1.0 / 65535);    // CV_16UC1
+///     TGuidedFilter filter;
+///     filter.setup({scaled}, scaled, 16, 0.001f);          // guided by itself: smooths, and keeps edges
+///     filter.proc({luminance}, smooth);                    // smooth becomes CV_16UC1
+///
 /// Radius r, 0 to 32767 pixels: the window has 2r + 1 pixels a side. 2 to 16 suits noise and small detail, up to some
 /// 1/30 of the longer side large structure. `eps`, above 0: the variance of the guide below which the plane is smoothed
 /// rather than followed, in squared units of the guide; on the scale 0..1 usual values are 0.0001 (only faint texture
@@ -28,9 +33,10 @@
 /// Copies share the planes of the model, so that a new `setup` of the same size on one changes the other too. `proc`
 /// may run on several threads at once. The number of threads changes no bit of a result.
 ///
-/// Where memory runs out "ERROR - TGuidedFilter::setup - not enough memory" is thrown, or the same of the operation
-/// (`proc`, `apply`, `stripProc`, `calcov2`); the model and the output are as they were. Planes of three dimensions
-/// and, where floats are filtered, rows of 2^31 bytes and more are failures too.
+/// Failures are thrown texts, caught as `const char*`. Where memory runs out "ERROR - TGuidedFilter::setup - not enough
+/// memory" is thrown, or the same of the operation (`proc`, `apply`, `stripProc`, `calcov2`); the model and the output
+/// are as they were. Planes of three dimensions and, where floats are filtered, rows of 2^31 bytes and more are
+/// failures too.
 class KESTROVA_EXPORT TGuidedFilter {
 public:
     /// Fits the model and replaces the one before.
@@ -79,7 +85,7 @@ protected:
     /// Applies the model to a CV_32FC1 plane of any size, in units of the model; `q` gets its size and type. The
     /// coefficients are resized cubically. Throws a text for a plane that does not fit or a model that is missing.
     void gFc1_apply(const cv::Mat& I, cv::Mat& q) const;
-    /// The same with three planes of guide; the coefficients are resized to the nearest, other than with one plane.
+    /// `gFc1_apply` with three planes of guide, except that the coefficients are resized to the nearest.
     void gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& q) const;
 
     /// `stripProc` with strips of `blkH` rows of output, 1 or more.
@@ -105,7 +111,7 @@ protected:
                  IppiPoint anchor, bool offset) const;
 
     cv::Mat m_a0;  ///< CV_32FC1, box means of the slope of the guide's first plane
-    cv::Mat m_a1;  ///< of its second plane; not touched by a guide of one plane
-    cv::Mat m_a2;  ///< of its third plane; not touched by a guide of one plane
+    cv::Mat m_a1;  ///< CV_32FC1, box means of the slope of the guide's second plane, if it has three
+    cv::Mat m_a2;  ///< CV_32FC1, box means of the slope of the guide's third plane, if it has three
     cv::Mat m_b;   ///< CV_32FC1, box means of the offset, in units of full scale
 };

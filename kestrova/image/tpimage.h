@@ -102,7 +102,7 @@ public:
     /// Planes R, G, B of 16-bit words in, as `convertFrom`, but the identity stays. The step counts bytes; a negative
     /// or odd one is a failure.
     void convertFrompRGB(unsigned short* const planes[3], int width, int height, int step);
-    /// The same of planes on the 15-bit scale.
+    /// `convertFrompRGB` of planes on the 15-bit scale.
     void convertFrompRGB15U(unsigned short* const planes[3], int width, int height, int step);
 
     /// Packed 8-bit pixels out at full size: `YDRDBToQImage` of the whole picture.
@@ -112,7 +112,7 @@ public:
     /// pointers, odd addresses, steps that are odd or shorter than a row, and half-size planes smaller than the
     /// luminance needs are failures.
     void convertTopRGB(unsigned short* const planes[3], int step) const;
-    /// The same on the 15-bit scale; the results are not limited to 32767.
+    /// `convertTopRGB` on the 15-bit scale; the results are not limited to 32767.
     void convertTopRGB15U(unsigned short* const planes[3], int step) const;
     /// The cheap preview: `hWidth()` by `hHeight()` bytes a plane, luminance reduced instead of chroma enlarged.
     /// Failures as above; an empty image fails with "ERROR - downSize2X - outHalf must be allocated!".
@@ -121,16 +121,16 @@ public:
     /// Luminance of three `CV_16UC1` planes of one size; `Y` is created with that size as `CV_16UC1`, and may be one of
     /// them. Other types and a green or blue plane smaller than the red one are failures.
     static void PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
-    /// The same of planes on the 15-bit scale; `Y` is on the 16-bit scale.
+    /// `PRGB2Y` of planes on the 15-bit scale; `Y` is on the 16-bit scale.
     static void PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y);
 
     /// Full-size planes to full-size planes on the 16-bit scale. All are `CV_16UC1`, allocated by the caller, and at
     /// least as large as `Y`; R may be Dr and B may be Db. Green comes from the clamped red and blue. Other types and
     /// smaller planes are failures; an empty `Y` asks nothing.
     static void YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B);
-    /// The same on the 15-bit scale; the results are not limited to 32767. The object is not used.
+    /// `YDRDB2RGB` on the 15-bit scale; the results are not limited to 32767. The object is not used.
     void YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
-    /// The same to `CV_8UC1` planes: green comes from the unclamped red and blue, and Y loses its lowest bit. The
+    /// `YDRDB2RGB` to `CV_8UC1` planes: green comes from the unclamped red and blue, and Y loses its lowest bit. The
     /// object is not used.
     void YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) const;
 
@@ -151,9 +151,9 @@ public:
     /// the greatest is 1, or, where the least is below 0, towards its greatest until the least is 0. `y` is 0..255; `u`
     /// and `v` span the whole range of the differences of red and blue, with zero at 128.
     static void RGB2YUV(float r, float g, float b, unsigned char& y, unsigned char& u, unsigned char& v);
-    /// The same with `y` 0..65535, and with Dr and Db as `u` and `v`.
+    /// The 8-bit form, but with `y` 0..65535, and with Dr and Db as `u` and `v`.
     static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned short& u, unsigned short& v);
-    /// The same with `y` 0..65535, and with the `u` and `v` of the 8-bit form.
+    /// The 8-bit form, but with `y` 0..65535.
     static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned char& u, unsigned char& v);
     /// One colour out, the way back from the 8-bit form; nominally 0..1, not clamped.
     static void YUV2RGB(unsigned char y, unsigned char u, unsigned char v, float& r, float& g, float& b);
@@ -164,7 +164,7 @@ public:
 
     cv::Mat m_Y;     ///< luminance, `CV_16UC1`, width by height
     cv::Mat m_Dr;    ///< red difference, `CV_16UC1`, zero at 32768, hWidth by hHeight
-    cv::Mat m_Db;    ///< blue difference, likewise
+    cv::Mat m_Db;    ///< blue difference, `CV_16UC1`, zero at 32768, hWidth by hHeight
     cv::Mat m_mask;  ///< `CV_8UC1`, hWidth by hHeight; no conversion out reads it
     int m_uid;       ///< identity, as `uid`
 
@@ -193,8 +193,8 @@ protected:
     /// full = enlarged `half` + `gain` times the residual. The residual is half of the detail: a gain of 2 restores it.
     /// Gains within 0.01 of 1 are taken as 1. `full` is created with the size of `edge`.
     static void edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full, float gain);
-    /// The same over the enlarged `halfNew`, the gain varying with what became of the gradients of `halfOld`: it is
-    /// `gain` where they stayed, and goes to 0 where they were flattened, by
+    /// full = enlarged `halfNew` + gain times the residual, the gain varying with what became of the gradients of
+    /// `halfOld`: it is `gain` where they stayed, and goes to 0 where they were flattened, by
     ///
     ///     (smooth(grad new . grad old) + 65535 epsilon) / (smooth(|grad old|^2) + 65535 epsilon)
     ///

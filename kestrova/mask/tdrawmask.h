@@ -18,7 +18,7 @@ public:
     TMaskParam(int x, int y, uchar value, int outerR, int innerR, float opacity, float tolerance);
     /// The parameters of a stroke's start.
     TMaskParam(int startValue, float startScale);
-    /// Nothing.
+    /// Releases nothing.
     ~TMaskParam() {}
 
     uchar m_value = 0;       ///< what the dot or the fill writes: 0 erases, 255 paints full
@@ -60,6 +60,14 @@ public:
 /// `setValue` and `invert` between strokes; `proc`; `getMaskRoi`. `undo` removes commands and goes back to the last
 /// fill. There is no redo: what is undone is gone, and a host that offers redo keeps its calls and repeats them.
 ///
+///     brush.setInImage(&picture);                    // a TPImage; the mask becomes a copy of the picture's own
+///     brush.setValue(0);                             // nothing selected
+///     brush.drawStart(0, 1);
+///     brush.drawADot({300, 200}, 255, 40, 20, 0.8f, 0.5f);
+///     brush.drawEnd();
+///     brush.proc();
+///     cv::Mat half = brush.getMaskRoi(view, step);   // half of view.width x half of view.height
+///
 /// **Scale.** Host coordinates and radii are in picture pixels and are halved, with truncation, when a dot is recorded.
 /// The mask has (cols + 1) / 2 x (rows + 1) / 2 pixels for a picture of cols x rows; its pixel (x, y) belongs to the
 /// picture's (2 x, 2 y). It has the size of the picture's chroma planes and can blend those as it is (`blendAlpha`);
@@ -81,8 +89,9 @@ public:
 ///
 /// **Sharing.** Copies share the commands and the planes, pixels included. One object serves one thread.
 ///
-/// **Memory.** Where it runs out, each operation throws "ERROR - TDrawMask::<operation> - not enough memory" and leaves
-/// the object as it was, but for `proc`, which keeps what it has replayed; the same call succeeds once there is memory.
+/// **Failures** are thrown texts, caught as `const char*`. Where memory runs out, the text is "ERROR -
+/// TDrawMask::<operation> - not enough memory" or that of an operation inside. The object is as it was then, but for
+/// `proc`, which keeps what it has replayed; the same call succeeds once there is memory.
 class KESTROVA_EXPORT TDrawMask {
 public:
     /// Without a picture, a mask and commands.
@@ -125,7 +134,8 @@ public:
     /// is left, or from 255. An unfinished stroke is not removed, only replayed. Throws "Error: TFDrawMask::undo Mask
     /// cmd stack is empty!!!", and "ERROR - TDrawMask::undo - stroke without a start" with nothing changed.
     void undo();
-    /// Drops all commands: the mask becomes a copy of the picture's own, without pixels if planes were bound.
+    /// Drops all commands: the mask becomes a copy of that of the last `TPImage` bound, even if planes of another size
+    /// have been bound since, and has no pixels if there was none.
     void reset();
 
     /// Replays what is pending; always true. Throws "Error - TFDrawMask::resetMask - ippStsError" while no picture is
@@ -135,9 +145,10 @@ public:
     /// planes are not of the mask's size. What was replayed before stays, a later call resumes.
     bool proc();
 
-    /// The mask (CV_8UC1) for the rectangle `r` of the picture, in picture pixels, at sampling step `step`, as
-    /// `TPImage::MatRoi` samples a half-size plane: half of `r.width` x half of `r.height` pixels, rounded up. A clone
-    /// of the whole mask if `step` is below 1, an empty plane if there is no mask. Clears the dirty flag. Throws what
+    /// The mask (CV_8UC1) for a view as `TVelline::proc` renders it: `r` begins at (`r.x`, `r.y`) of the picture and
+    /// has the size of the view, `r.width` x `r.height` pixels that lie `step` apart in the picture. The result has
+    /// half that size, rounded up, whatever `step` is; at step 1 it is cut off at the edge of the mask. A clone of the
+    /// whole mask if `step` is below 1, an empty plane if there is no mask. Clears the dirty flag. Throws what
     /// `TPImage::MatRoi` throws.
     cv::Mat getMaskRoi(const cv::Rect& r, int step);
 

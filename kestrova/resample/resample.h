@@ -6,10 +6,14 @@
 
 /// \file
 /// Planes between scales: by two and by an integer, both ways. Planes are `CV_8UC1`, `CV_16UC1` or `CV_32FC1`, input
-/// and output of one type; they do not overlap. The output is the caller's, allocated. It may be larger than the factor
-/// makes it, because half sizes are rounded up. Its additional columns then repeat the last regular one; its additional
-/// rows stay as the resampling wrote them, which beyond the input's last row is that row repeated. That columns and
-/// rows differ is intentional.
+/// and output of one type; they do not overlap. The output is the caller's, allocated.
+///
+///     cv::Mat half((y.rows + 1) / 2, (y.cols + 1) / 2, y.type());
+///     downSize2X(y, half, kInterpCubic);
+///
+/// It may be smaller than the factor makes it, and then holds the top left of the result, or larger, because half sizes
+/// are rounded up. Its additional columns then repeat the last regular one; its additional rows stay as the resampling
+/// wrote them, which beyond the input's last row is that row repeated. That columns and rows differ is intentional.
 ///
 /// Integer results are rounded to nearest, halves up; float sums are taken in double and rounded once.
 ///

@@ -398,6 +398,21 @@ TEST_F(TDrawMaskTest, ResetWithoutAPicturesOwnMaskLeavesNone) {
     EXPECT_FAILURE(mask.proc(), "Error - TFDrawMask::resetMask - ippStsError");
 }
 
+TEST_F(TDrawMaskTest, ResetAfterPlanesOfAnotherSizeRestoresTheMaskOfTheLastImage) {
+    TPImage image(8, 6);
+    image.m_Y.setTo(1000);
+    image.m_mask.setTo(17);
+    mask.setInImage(&image);
+    mask.setInImage(planes.y, planes.dr, planes.db);
+    EXPECT_TRUE(samePixels(filled(255), mask.m_mask));
+    mask.reset();
+    EXPECT_TRUE(samePixels(image.m_mask, mask.m_mask));
+}
+
+TEST_F(TDrawMaskTest, GetMaskRoiHasHalfTheSizeOfAViewAtEveryStep) {
+    for (int step : {1, 2, 3, 5}) EXPECT_EQ(mask.getMaskRoi(cv::Rect(4, 6, 13, 8), step).size(), cv::Size(7, 4));
+}
+
 TEST_F(TDrawMaskTest, GetMaskRoiClonesTheWholeMaskForStepsBelowOne) {
     mask.setValue(3);
     mask.proc();

@@ -1,6 +1,9 @@
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 
+#include "kestrova/detail/domain_transform.h"
 #include "kestrova/kestrova.h"
 #include "tests/memory/operation.h"
 #include "tests/support/planes.h"
@@ -125,6 +128,22 @@ std::vector<Operation> detailOperations() {
                               const auto engine = std::make_shared<TColorAdjVL>();
                               return Attempt{[=] { TColorAdjVL copy(*engine); }, [] { return Seen(); }};
                           }});
+    using Stage = bool (DomainTransformFilter::*)(const cv::Mat&, cv::Mat&);
+    const std::pair<const char*, Stage> stages[] = {{"diffX", &DomainTransformFilter::diffX},
+                                                    {"diffY", &DomainTransformFilter::diffY},
+                                                    {"sumAbs", &DomainTransformFilter::sumAbs}};
+    for (const auto& [name, stage] : stages) {
+        operations.push_back(
+            {std::string("DomainTransformFilter_") + name,
+             [stage = stage] {
+                 const auto filter = std::make_shared<DomainTransformFilter>(8.0f, 100.0f);
+                 const auto out = std::make_shared<cv::Mat>();
+                 const cv::Mat in(20, 30, CV_32FC2, cv::Scalar(1, 2));
+                 return Attempt{[=] { ((*filter).*stage)(in, *out); }, [=] { return Seen().form(*out); }};
+             },
+             Promise::kOutputsMayChange});
+    }
+
     operations.push_back(coloured("New", cv::Mat(), false, true));
     operations.push_back(coloured("Larger", randomPlane(3, 4, CV_8UC1), false, true));
     operations.push_back(coloured("Fitting", full(9), false, true));

@@ -286,6 +286,7 @@ bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat
         fail("ERROR - TLutYDrDb::proc - inY16U.type()!=CV_16UC1 || inDr8U.type!=CV_8UC1 || inDb8U.type()!=CV_8UC1");
     if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
         fail("ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size");
+    checkPlanes(inY16U, inDr8U, inDb8U);
     // All memory is taken before the first table or pixel changes; the outputs may be inputs of each other.
     const cv::Mat y = inY16U, dr = inDr8U, db = inDb8U;
     cv::Mat outY, outDr, outDb;

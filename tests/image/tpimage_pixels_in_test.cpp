@@ -193,6 +193,8 @@ TEST(TPImagePixelsTest, NullPointersAndShortStepsInAreRefusedAndChangeNothing) {
     const char* const shortStep = "ERROR - TPImage::convertFrom - step<width*4";
     EXPECT_FAILURE(image.convertFrom(static_cast<const uchar*>(nullptr), 8, 5, 32), null);
     EXPECT_FAILURE(image.convertFrom(static_cast<const ushort*>(nullptr), 8, 5, 32), null);
+    EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 1 << 29, 1, INT_MAX), shortStep);
+    EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), 1 << 29, 1, INT_MAX), shortStep);
     for (int step : {31, 0, -31}) {
         EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, step), shortStep);
         EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), 8, 5, step), shortStep);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/zero16.h"
@@ -15,7 +16,6 @@ using namespace frame;
 
 namespace {
 
-constexpr int kEntries16 = 65536;
 constexpr int kMiddle8 = 128;
 constexpr float kTwoThirds = 0x1.555556p-1f;
 

@@ -1,4 +1,5 @@
 #include "kestrova/curves/detail_curves.h"
+#include "kestrova/curves/table_memory.h"
 #include "kestrova/curves/tlut1d.h"
 #include "kestrova/curves/tone_curve.h"
 #include "kestrova/curves/tspline.h"
@@ -13,8 +14,6 @@ using namespace kestrova::curves;
 using namespace kestrova::frame;
 
 namespace {
-
-constexpr int kEntries = 65536;
 
 void drawToneCurve(float shadows, float highlights, float* curve) {
     TSpline spline(5);
@@ -41,6 +40,6 @@ void TLut16U::setupLightAdjust(float brightness, float contrast, float shadows, 
                         [&] { drawToneCurve(shadows, highlights, m_curve); });
     const float slope = lineSlope(contrast, m_kMin, m_kMax);
     const float offset = lineOffset(slope, kZero16) + brightness * 32767.0f * 0.4f;
-    ippiImageRamp_16u_C1R(lut16U(), kEntries * 2, {kEntries, 1}, offset, slope, ippAxsHorizontal);
-    bend(lut16U(), m_curve, kEntries);
+    ippiImageRamp_16u_C1R(lut16U(), kEntries16 * 2, {kEntries16, 1}, offset, slope, ippAxsHorizontal);
+    bend(lut16U(), m_curve, kEntries16);
 }

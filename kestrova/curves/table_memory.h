@@ -7,6 +7,9 @@
 
 namespace kestrova::curves {
 
+/// The entries of a table that is indexed by 16 bits.
+constexpr int kEntries16 = 65536;
+
 // Tables of one row that release themselves with their last owner. Without memory they throw `std::bad_alloc`.
 // Internal.
 

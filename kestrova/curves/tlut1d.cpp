@@ -39,7 +39,7 @@ cv::Mat sourceFor(const cv::Mat& out, const cv::Mat& in, int type) {
 
 TLut1D::TLut1D(int inType, int outType) : m_inType(inType), m_outType(outType) {
     checkTypes(inType, outType);
-    const int entries = inType == CV_8UC1 ? 256 : 65536;
+    const int entries = inType == CV_8UC1 ? 256 : kEntries16;
     m_owner = orFailWithoutMemory("ERROR - TLut1D::TLut1D - not enough memory",
                                   [=] { return outType == CV_8UC1 ? newTable8U(entries) : newTable16U(entries); });
     m_lut_p = m_owner.get();
@@ -110,7 +110,7 @@ void TLut16U::setKRange(float kMin, float kMax, int threshold, float blurScale) 
 }
 
 void TLut16U::setupLinearThreshold(float k, float t, float baseK, float baseT) {
-    const std::unique_ptr<float[]> work(new float[65536]);
+    const std::unique_ptr<float[]> work(new float[kEntries16]);
     const float sigma = drawDetailCurve({k, t, baseK, baseT, m_kMin, m_kMax, m_threshold, m_blurScale}, lut16U());
-    if (sigma > 0) smoothLUT16U(lut16U(), 65536, sigma, 2, work.get());
+    if (sigma > 0) smoothLUT16U(lut16U(), kEntries16, sigma, 2, work.get());
 }

@@ -5,6 +5,7 @@
 #include <new>
 #include <numeric>
 
+#include "kestrova/curves/table_memory.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/image/host_pixels.h"
@@ -13,25 +14,24 @@
 #include "kestrova/primitives/memory.h"
 #include "kestrova/rows/lookup_row.h"
 
+using namespace kestrova::curves;
 using namespace kestrova::frame;
 using namespace kestrova::image;
 using namespace kestrova::rows;
 
 namespace {
 
-constexpr int kEntries = 65536;
-
 // Without memory there is no table.
 std::shared_ptr<ushort> newTable() {
     try {
-        return {ippsMalloc_16u(kEntries), ippsFree};
+        return {ippsMalloc_16u(kEntries16), ippsFree};
     } catch (const std::bad_alloc&) {  // for the count of its owners
         return nullptr;
     }
 }
 
 void makeLinear(ushort* table) {
-    if (table) std::iota(table, table + kEntries, ushort(0));
+    if (table) std::iota(table, table + kEntries16, ushort(0));
 }
 
 void lookUp(TImage& image, const ushort* table, const char* notOfWords) {

@@ -1,6 +1,7 @@
 #include "kestrova/curves/tlut_y.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "kestrova/curves/table_memory.h"
@@ -12,27 +13,24 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/step.h"
 #include "kestrova/primitives/primitives.h"
+#include "kestrova/rows/linear_rows.h"
 
 using namespace kestrova::curves;
 using namespace kestrova::frame;
+using namespace kestrova::rows;
 
 namespace {
 
-constexpr int kEntries = 65536;
 constexpr int kSamples = 4096;       // of luminance, every sixteenth level
 constexpr int kGrid = 128;           // samples of Dr, and of Db: every second level
 constexpr int kWorkOfMapPixel = 32;  // in elements, for the choice whether to fork
 
-// Linear enlarging of the samples by 16. Level 16 i + 8 + k lies (2k + 1) / 32 of the way from sample i to the next;
-// the ends repeat the end samples.
+// The ends repeat the end samples.
 KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restrict table) noexcept {
-    for (int e = 0; e < 8; ++e) table[e] = samples[0];
-    for (int i = 0; i < kSamples - 1; ++i) {
-        const int s0 = samples[i], s1 = samples[i + 1];
-        for (int k = 0; k < 16; ++k)
-            table[16 * i + 8 + k] = static_cast<ushort>((s0 * (31 - 2 * k) + s1 * (2 * k + 1) + 16) >> 5);
-    }
-    for (int e = kEntries - 8; e < kEntries; ++e) table[e] = samples[kSamples - 1];
+    const auto sample = [=](std::ptrdiff_t i) { return samples[i]; };
+    std::fill_n(table, 8, samples[0]);
+    enlargeLinearly<16, LinearGrid::kCentred>(sample, 0, kSamples - 1, table + 8);
+    std::fill_n(table + kEntries16 - 8, 8, samples[kSamples - 1]);
 }
 
 // `map` takes a level of luminance to another; `samples` has room for `kSamples`.
@@ -57,26 +55,25 @@ void checkInOutY(const cv::Mat& inOutY16U) {
     if (inOutY16U.type() != CV_16UC1) fail("ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1");
 }
 
-// Row `y` of a grid plane enlarged linearly by 2 in both directions: three quarters of the nearer sample and one of the
-// farther, across and down; the edges repeat the edge samples.
-void enlarge2Row(const uchar* grid, int y, int* full) noexcept {
+// Row `y` of a grid plane enlarged linearly by 2 in both directions, pixel x in `full[x + 1]`: three quarters of the
+// nearer sample and one of the farther, across and down; the edges repeat the edge samples.
+inline void enlarge2Row(const uchar* grid, int y, int* full) noexcept {
     const uchar* const nearer = grid + y / 2 * kGrid;
     const uchar* const farther = grid + clampInt(y % 2 ? y / 2 + 1 : y / 2 - 1, 0, kGrid - 1) * kGrid;
     int column[kGrid + 2];
     for (int x = 0; x < kGrid; ++x) column[x + 1] = 3 * nearer[x] + farther[x];
     column[0] = column[1];
     column[kGrid + 1] = column[kGrid];
-    for (int x = 0; x < kGrid; ++x) {
-        full[2 * x] = (column[x] + 3 * column[x + 1] + 8) >> 4;
-        full[2 * x + 1] = (3 * column[x + 1] + column[x + 2] + 8) >> 4;
-    }
+    const int* const columns = column;
+    const auto sum = [=](std::ptrdiff_t x) { return columns[x]; };
+    enlargeLinearly<2, LinearGrid::kCentred>(sum, 2, kGrid + 1, full);
 }
 
 KESTROVA_KERNEL void pairRow(const uchar* gridDr, const uchar* gridDb, int y, ushort* pairs) noexcept {
-    int dr[2 * kGrid], db[2 * kGrid];
+    int dr[2 * kGrid + 2], db[2 * kGrid + 2];
     enlarge2Row(gridDr, y, dr);
     enlarge2Row(gridDb, y, db);
-    for (int x = 0; x < 2 * kGrid; ++x) pairs[x] = static_cast<ushort>(dr[x] << 8 | db[x]);
+    for (int x = 0; x < 2 * kGrid; ++x) pairs[x] = static_cast<ushort>(dr[x + 1] << 8 | db[x + 1]);
 }
 
 void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
@@ -145,7 +142,7 @@ TLutY16U::~TLutY16U() = default;
 void TLutY16U::setupYLUT() {
     if (m_lutY_p) return;
     m_owner =
-        orFailWithoutMemory("ERROR - TLutY16U::setupYLUT - not enough memory", [] { return newTable16U(kEntries); });
+        orFailWithoutMemory("ERROR - TLutY16U::setupYLUT - not enough memory", [] { return newTable16U(kEntries16); });
     m_lutY_p = static_cast<ushort*>(m_owner.get());
 }
 
@@ -180,7 +177,7 @@ TLutYDrDb::~TLutYDrDb() = default;
 void TLutYDrDb::setupYLUT() {
     if (m_lutY_p) return;
     m_yOwner =
-        orFailWithoutMemory("ERROR - TLutYDrDb::setupYLUT - not enough memory", [] { return newTable16U(kEntries); });
+        orFailWithoutMemory("ERROR - TLutYDrDb::setupYLUT - not enough memory", [] { return newTable16U(kEntries16); });
     m_lutY_p = static_cast<ushort*>(m_yOwner.get());
 }
 
@@ -189,7 +186,7 @@ int TLutYDrDb::setupCLUT(int nc) {
     std::shared_ptr<void> made[32];
     orFailWithoutMemory("ERROR - TLutYDrDb::setupCLUT - not enough memory", [&] {
         for (int s = 0; s < count; ++s)
-            if (!m_cOwner[s] || !m_CLUT_p[s]) made[s] = newTable16U(kEntries);
+            if (!m_cOwner[s] || !m_CLUT_p[s]) made[s] = newTable16U(kEntries16);
     });
     for (int s = 0; s < 32; ++s) {
         if (s >= count) {
@@ -289,6 +286,7 @@ bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat
         fail("ERROR - TLutYDrDb::proc - inY16U.type()!=CV_16UC1 || inDr8U.type!=CV_8UC1 || inDb8U.type()!=CV_8UC1");
     if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
         fail("ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size");
+    checkPlanes(inY16U, inDr8U, inDb8U);
     // All memory is taken before the first table or pixel changes; the outputs may be inputs of each other.
     const cv::Mat y = inY16U, dr = inDr8U, db = inDb8U;
     cv::Mat outY, outDr, outDb;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 
@@ -18,8 +19,10 @@ bool aligned(const Element* address) {
     return reinterpret_cast<std::uintptr_t>(address) % alignof(Element) == 0;
 }
 
-/// True if rows of `length`, `step` apart in the same unit, do not overlap. A negative step is one of rows from the
-/// bottom to the top; that of a single row is never taken.
-inline bool rowsApart(int rows, int step, long long length) { return rows == 1 || std::abs(1LL * step) >= length; }
+/// True if rows of `length`, `step` apart in the same unit, do not overlap, and offsets within a row fit in 32 bits. A
+/// negative step is one of rows from the bottom to the top; that of a single row is never taken.
+inline bool rowsApart(int rows, int step, long long length) {
+    return length <= (rows == 1 ? INT_MAX : std::abs(1LL * step));
+}
 
 }  // namespace kestrova::image

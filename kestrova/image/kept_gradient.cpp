@@ -1,12 +1,14 @@
 #include "kestrova/image/kept_gradient.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/rows/gauss_rows.h"
+#include "kestrova/rows/linear_rows.h"
 
 namespace kestrova::image {
 
@@ -54,14 +56,11 @@ KESTROVA_KERNEL void divide(const float* __restrict beforeX, const float* __rest
     }
 }
 
-// Columns 2x and 2x + 1 between rows `a` and `b`.
-KESTROVA_KERNEL void enlargeLinearly(const uchar* __restrict a, const uchar* __restrict b, uchar* __restrict out,
-                                     int pairs) noexcept {
-    for (int x = 0; x < pairs; ++x) {
-        const int here = a[x] + b[x], next = a[x + 1] + b[x + 1];
-        out[2 * x] = static_cast<uchar>((here + 1) >> 1);
-        out[2 * x + 1] = static_cast<uchar>((here + next + 2) >> 2);
-    }
+// Columns 2x and 2x + 1 midway between rows `a` and `b`, which are the same on an even row.
+KESTROVA_KERNEL void enlargeRow(const uchar* __restrict a, const uchar* __restrict b, uchar* __restrict out,
+                                int pairs) noexcept {
+    const auto sum = [=](std::ptrdiff_t x) { return a[x] + b[x]; };
+    enlargeLinearly<2, LinearGrid::kAligned>(sum, 1, pairs, out);
 }
 
 // `row` has `n` pixels and room for `border` more on either side.
@@ -146,7 +145,7 @@ KeptGradient::KeptGradient(const cv::Mat& before, const cv::Mat& after, float ep
 void KeptGradient::enlargedRow(int y, uchar* out, int n) const noexcept {
     const int k = std::min(y / 2, m_rows - 1);
     const int below = y % 2 == 0 ? k : std::min(k + 1, m_rows - 1);
-    enlargeLinearly(m_weight.ptr(k), m_weight.ptr(below), out, (n + 1) / 2);
+    enlargeRow(m_weight.ptr(k), m_weight.ptr(below), out, (n + 1) / 2);
 }
 
 }  // namespace kestrova::image

@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/step.h"
 
 namespace kestrova::image {
 
 using namespace frame;
 
 cv::Mat regionOf(const cv::Mat& in, int x, int y, int w, int h, int scale) {
+    checkPlane(in);
     if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
     if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
     const bool bEmpty = w == 0 || h == 0;

@@ -219,6 +219,7 @@ void TImage::copyFrom(const TImage& other) {
         bFits = bFits && m_data[p] && m_blocks[p].use_count() == 1;
         bPixels = bPixels && source.m_data[p];
     }
+    const std::shared_ptr<void> before[] = {m_blocks[0], m_blocks[1]};  // `other` may be a view of them
     if (bFits) {
         m_region = TImRegion();
         m_updateRect = TUpdateRect();

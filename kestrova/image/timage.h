@@ -53,7 +53,8 @@ public:
     /// begins `r * step` bytes from there: a negative step makes a view of rows stored from the bottom to the top. The
     /// view never resizes, copies into or releases the pixels. With `swapRB`, red and blue of the host's pixels are
     /// exchanged at once. Throws "ERROR - TImage::TImage - data==NULL", and "ERROR - TImage::TImage - step<width*pstep"
-    /// if |step| is shorter than a row; a single row may have any step. An empty size asks nothing of both.
+    /// if |step| is shorter than a row; a single row, of less than 2^31 bytes, may have any step. An empty size asks
+    /// nothing of both.
     TImage(const TSize& size, unsigned char* data, int step, bool swapRB);
     /// The same of 16-bit words as `IM_RGBA16U`; the step counts bytes. Throws "ERROR - TImage::TImage - data%2" and
     /// "ERROR - TImage::TImage - step%2" for odd addresses and steps, too.
@@ -71,7 +72,8 @@ public:
     /// the image has the size and null planes; the next `resize`, to the same size as well, tries again.
     void resize(const TSize& size);
     /// Copies kind, size and pixels of `other`; the image gets a fresh stamp and an empty rectangle of change. A view
-    /// stays as it is. Throws "ERROR - TImage::copyFrom - not enough memory".
+    /// stays as it is. `other` may be a view of this image's own pixels. Throws "ERROR - TImage::copyFrom - not enough
+    /// memory".
     void copyFrom(const TImage& other);
 
     /// Copies a plane into an image of its size: `CV_16UC1` into `IM_Y16U`, `CV_8UC1` into `IM_M8U` or into a plane of

@@ -21,8 +21,6 @@ namespace {
 constexpr double kByteScale = 255.4;
 constexpr double kWordScale = 65535.4;
 
-float luminance(float r, float g, float b) { return r * kRed + g * kGreen + b * kBlue; }
-
 }  // namespace
 
 void TImage::RGB2YUV(float r, float g, float b, unsigned char& y, unsigned char& u, unsigned char& v) {

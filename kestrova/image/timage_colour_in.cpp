@@ -64,15 +64,13 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
                               ushort* __restrict yLower, uchar* __restrict c0, uchar* __restrict c1,
                               uchar* __restrict m, int n) noexcept {
     // The weights add up to 1: at most 65535.
-    const auto luminance = [](const Pixel& p) {
-        const float v =
-            static_cast<float>(p.r) * kRed + static_cast<float>(p.g) * kGreen + static_cast<float>(p.b) * kBlue;
-        return nearestFloat(v);
+    const auto luminanceOf = [](const Pixel& p) {
+        return nearestFloat(luminance(static_cast<float>(p.r), static_cast<float>(p.g), static_cast<float>(p.b)));
     };
     for (std::ptrdiff_t j = 0; j < n; ++j) {
         const Pixel p = Format::at(upper, 2 * j), q = Format::at(upper, 2 * j + 1);
         const Pixel s = Format::at(lower, 2 * j), t = Format::at(lower, 2 * j + 1);
-        const int yp = luminance(p), yq = luminance(q), ys = luminance(s), yt = luminance(t);
+        const int yp = luminanceOf(p), yq = luminanceOf(q), ys = luminanceOf(s), yt = luminanceOf(t);
         putPair(yp, yq, yUpper + 2 * j);
         putPair(ys, yt, yLower + 2 * j);
         const int sum = yp + yq + ys + yt;

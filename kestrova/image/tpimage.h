@@ -26,7 +26,8 @@
 ///     half pRGB       three 8-bit planes R, G, B of half size; output only
 ///
 /// The host's buffer begins with the top row, and row r lies r steps from there. In the packed forms a negative step
-/// stands for rows stored from the bottom to the top. A single row may have any step.
+/// stands for rows stored from the bottom to the top. A single row may have any step; a packed one has less than 2^31
+/// elements.
 ///
 /// Planes are shared by `cv::Mat`'s reference count: copying and assigning share pixels, only `clone` and `copyTo` give
 /// private ones. A plane lives as long as a header on it, so that one taken out of an image outlives it. One object

@@ -39,8 +39,6 @@ void intoGamut(float& r, float& g, float& b) {
     }
 }
 
-float luminance(float r, float g, float b) { return r * kRed + g * kGreen + b * kBlue; }
-
 void toU8V8(float yf, float r, float b, unsigned char& u, unsigned char& v) {
     u = sat8((r - yf) * 128.0f * kRedRangeInv + 128.0f);
     v = sat8((b - yf) * 128.0f * kBlueRangeInv + 128.0f);
@@ -85,8 +83,8 @@ void TPImage::RGB2YUV(float r, float g, float b, unsigned short& y, unsigned sho
     intoGamut(r, g, b);
     const float yf = luminance(r, g, b);
     y = sat16(yf * 65535.0f);
-    u = sat16(((r - yf) * 0.5f + 1.0f) * 32768.0f);
-    v = sat16(((b - yf) * 0.5f + 1.0f) * 32768.0f);
+    u = sat16(((r - yf) * 0.5f + 1.0f) * kZero16);
+    v = sat16(((b - yf) * 0.5f + 1.0f) * kZero16);
 }
 
 void TPImage::RGB2YUV(float r, float g, float b, unsigned short& y, unsigned char& u, unsigned char& v) {

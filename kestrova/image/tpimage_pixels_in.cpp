@@ -27,7 +27,7 @@ using namespace ydrdb;
 namespace {
 
 inline float luminance(int r, int g, int b) {
-    return static_cast<float>(r) * kRed + static_cast<float>(g) * kGreen + static_cast<float>(b) * kBlue;
+    return ydrdb::luminance(static_cast<float>(r), static_cast<float>(g), static_cast<float>(b));
 }
 
 // Halved towards zero: within 1..65535 for all c and y.

@@ -146,6 +146,7 @@ void forEnlargedRows(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int
 
 template <class Row>
 void convertEnlarged(const TPImage& image, unsigned short* const planes[3], int step, const Row& row) {
+    checkPlanes(image.m_Y, image.m_Dr, image.m_Db);
     if (image.m_Y.empty()) return;
     if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertTopRGB - plane==NULL");
     if (!aligned(planes[0]) || !aligned(planes[1]) || !aligned(planes[2]))
@@ -206,6 +207,7 @@ void TPImage::convertTopRGB15U(unsigned short* const planes[3], int step) const 
 }
 
 void TPImage::convertToHalfpRGB(unsigned char* const planes[3], int step) const {
+    checkPlanes(m_Y, m_Dr, m_Db);
     // The text of the reduction of luminance, which takes no empty plane.
     if (m_Y.empty() || m_Y.type() != CV_16UC1) fail("ERROR - downSize2X - outHalf must be allocated!");
     if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertToHalfpRGB - plane==NULL");

@@ -151,7 +151,7 @@ TEST(TableSmoothingTest, Tables16AreSmoothedRoundedAndSaturated) {
     }
 }
 
-TEST(TableSmoothingTest, NullAndEmptyTablesAreLetPass) {
+TEST(TableSmoothingTest, NullAndEmptyTablesAreIgnored) {
     uchar byte = 7;
     ushort word = 7;
     smoothLUT8U(nullptr, 4, 2.0f, 2);

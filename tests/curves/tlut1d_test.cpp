@@ -191,7 +191,7 @@ TEST(TLut1DTest, AnInputWhosePixelsAreTooSmallIsRefused) {
     }
 }
 
-TEST(TLut1DTest, AnEmptyPlaneIsLetPass) {
+TEST(TLut1DTest, AnEmptyPlaneIsIgnored) {
     for (const Form& form : kForms) {
         TLut1D lut(form.in, form.out);
         fillTable(lut);

@@ -124,7 +124,7 @@ TYPED_TEST(LutOfImageTest, InterleavedRowsAreTakenAsWords) {
     }
 }
 
-TYPED_TEST(LutOfImageTest, WhatIsNotOfWordsIsRefusedAndEmptyImagesLetPass) {
+TYPED_TEST(LutOfImageTest, WhatIsNotOfWordsIsRefusedAndEmptyImagesAreIgnored) {
     TypeParam lut = this->make();
     fill(this->table(lut), 3);
     for (TImage::IMTYPE kind : {TImage::IM_C8U, TImage::IM_M8U}) {

@@ -221,7 +221,7 @@ TEST(TLutYDrDbTest, PlanesThatWouldBeReadBeyondTheirEndsAreRefused) {
     EXPECT_TRUE(outDr.empty() && outDb.empty());
 }
 
-TEST(TLutYDrDbTest, EmptyPlanesAreLetPass) {
+TEST(TLutYDrDbTest, EmptyPlanesAreAccepted) {
     Ruled lut(wildRule, 1);
     cv::Mat plane(0, 0, CV_16UC1), chroma(0, 0, CV_8UC1), outY, outDr, outDb;
     EXPECT_TRUE(lut.proc(plane));
@@ -255,6 +255,7 @@ TEST(TLutYDrDbTest, ArraysOfThreeDimensionsAreRefused) {
     EXPECT_FAILURE(lut.applyYLUT(cube16, outY), "ERROR - plane - dims>2");
     EXPECT_FAILURE(lut.applyCLUT(cube8, c, outDr, outDb), "ERROR - plane - dims>2");
     EXPECT_FAILURE(lut.applyCLUT(y, c, cube8, outDr, outDb), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(lut.proc(cube16, cube8, cube8, outY, outDr, outDb), "ERROR - plane - dims>2");
     EXPECT_TRUE(outY.empty() && outDr.empty() && outDb.empty());
 }
 

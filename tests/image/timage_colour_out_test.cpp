@@ -122,7 +122,7 @@ TEST(TImageColour, OtherKindsAreRefusedOnTheWayOutBeforeAnythingIsWritten) {
     EXPECT_TRUE(samePixels(randomImage(TImage::IM_RGBA8U, 6, 4).toMat(0), bytes.toMat(0)));
 }
 
-TEST(TImageColour, EmptyYcmIsLetPass) {
+TEST(TImageColour, EmptyYcmIsAccepted) {
     const Ycm in;
     TImage words(TImage::IM_RGBA16U, TSize()), bytes = randomImage(TImage::IM_RGBA8U, 3, 3);
     TImage::YCMToRgba16u(in.y, in.c, in.m, words);
@@ -133,7 +133,7 @@ TEST(TImageColour, EmptyYcmIsLetPass) {
     EXPECT_TRUE(bytes.size() == TSize());
 }
 
-TEST(TImageColour, ScratchThatIsNotToBeHadThrowsZero) {
+TEST(TImageColour, ScratchWithoutMemoryThrowsZero) {
     constexpr int kWidth = 1 << 25;
     const TImage y(TImage::IM_Y16U, TSize(kWidth, 1)), c(TImage::IM_C8U, TSize(kWidth / 2, 1));
     const TImage m(TImage::IM_M8U, TSize(kWidth / 2, 1));
@@ -148,7 +148,7 @@ TEST(TImageColour, ScratchThatIsNotToBeHadThrowsZero) {
     });
 }
 
-TEST(TImageColour, BytesStayAsTheyAreWhereScratchIsNotToBeHad) {
+TEST(TImageColour, BytesStayAsTheyAreWhereScratchGetsNoMemory) {
     constexpr int kWidth = 1 << 25;
     const TImage y(TImage::IM_Y16U, TSize(kWidth, 1)), c(TImage::IM_C8U, TSize(kWidth / 2, 1));
     const TImage m(TImage::IM_M8U, TSize(kWidth / 2, 1));

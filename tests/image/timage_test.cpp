@@ -222,6 +222,9 @@ TEST(TImage, ViewOfARowThatDoesNotFitIsRefused) {
     for (int step : {15, 0, -15})
         EXPECT_FAILURE(TImage(TSize(2, 2), words, step, true), "ERROR - TImage::TImage - step<width*pstep");
     EXPECT_FAILURE(TImage(TSize(1 << 30, 2), words, 16, true), "ERROR - TImage::TImage - step<width*pstep");
+    // A row of 2^31 bytes, though it is the only one.
+    EXPECT_FAILURE(TImage(TSize(1 << 29, 1), bytes, 16, true), "ERROR - TImage::TImage - step<width*pstep");
+    EXPECT_FAILURE(TImage(TSize(1 << 28, 1), words, 16, true), "ERROR - TImage::TImage - step<width*pstep");
     for (int step : {9, -9}) EXPECT_FAILURE(TImage(TSize(1, 2), words, step, true), "ERROR - TImage::TImage - step%2");
     EXPECT_FAILURE(TImage(TSize(1, 1), reinterpret_cast<ushort*>(bytes + 1), 8, true),
                    "ERROR - TImage::TImage - data%2");
@@ -390,6 +393,14 @@ TEST(TImage, SetChangedGivesAFreshStamp) {
     image.setChanged();
     EXPECT_NE(image.updateRect().m_stamp, second);
     EXPECT_TRUE(image.updateRect().rect() == TRect(1, 2, 3, 4));
+}
+
+TEST(TImage, CopyFromAViewOfItsOwnPixelsKeepsThemUntilTheyAreCopied) {
+    TImage image = randomImage(TImage::IM_RGBA16U, 600, 500);
+    const TImage view(TSize(300, 400), reinterpret_cast<ushort*>(image.dataPtr(50, 20, 0)), image.step(), false);
+    const cv::Mat expected = cv::Mat(view.toMat(0)).clone();
+    image.copyFrom(view);
+    EXPECT_TRUE(samePixels(expected, image.toMat(0)));
 }
 
 TEST(TImage, SingleRowOfAViewMayHaveAnyStep) {

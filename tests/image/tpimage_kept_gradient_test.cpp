@@ -208,7 +208,7 @@ TEST(KeptGradientTest, TheResultMayTakeThePlaceOfAHalfPlane) {
     EXPECT_TRUE(samePixels(expected, second));
 }
 
-TEST(KeptGradientTest, AnyEpsilonAndGainIsLetThrough) {
+TEST(KeptGradientTest, AnyEpsilonAndGainIsAccepted) {
     const Edges edges;
     const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
     const cv::Mat edge = randomPlane(20, 20, CV_8UC1), half = randomPlane(10, 10, CV_16UC1, 1);

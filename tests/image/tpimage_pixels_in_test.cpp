@@ -193,6 +193,8 @@ TEST(TPImagePixelsTest, NullPointersAndShortStepsInAreRefusedAndChangeNothing) {
     const char* const shortStep = "ERROR - TPImage::convertFrom - step<width*4";
     EXPECT_FAILURE(image.convertFrom(static_cast<const uchar*>(nullptr), 8, 5, 32), null);
     EXPECT_FAILURE(image.convertFrom(static_cast<const ushort*>(nullptr), 8, 5, 32), null);
+    EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 1 << 29, 1, INT_MAX), shortStep);
+    EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), 1 << 29, 1, INT_MAX), shortStep);
     for (int step : {31, 0, -31}) {
         EXPECT_FAILURE(image.convertFrom(bytes.ptr(), 8, 5, step), shortStep);
         EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), 8, 5, step), shortStep);
@@ -340,6 +342,16 @@ TEST(TPImagePixelsTest, LargerHalfPlanesAreFilledAndReadWhereTheyAreNeeded) {
         exact.convertTo(expected.ptr(), step);
         larger.convertTo(out.ptr(), step);
         EXPECT_TRUE(samePixels(expected, out)) << size;
+        ThreePlanes<uchar> expectedHalf(half.height, half.width), outHalf(half.height, half.width);
+        exact.convertToHalfpRGB(expectedHalf.pointer, expectedHalf.step);
+        larger.convertToHalfpRGB(outHalf.pointer, outHalf.step);
+        ThreePlanes<ushort> expectedFull(size.height, size.width), outFull(size.height, size.width);
+        exact.convertTopRGB(expectedFull.pointer, expectedFull.step);
+        larger.convertTopRGB(outFull.pointer, outFull.step);
+        for (int p = 0; p < 3; ++p) {
+            EXPECT_TRUE(samePixels(expectedHalf.mat[p], outHalf.mat[p])) << size;
+            EXPECT_TRUE(samePixels(expectedFull.mat[p], outFull.mat[p])) << size;
+        }
     }
 }
 
@@ -382,6 +394,17 @@ TEST(TPImagePixelsTest, ArraysOfThreeDimensionsAreRefused) {
     EXPECT_FAILURE(TPImage::PRGB2Y(cube, plane, plane, out), "ERROR - plane - dims>2");
     EXPECT_FAILURE(TPImage::YDRDB2RGB(plane, cube, plane, out, out, out), "ERROR - plane - dims>2");
     EXPECT_FAILURE(TPImage::YDRDBToQImage(cube, plane, plane, out.ptr(), 1, 1, 4), "ERROR - plane - dims>2");
+    EXPECT_FAILURE(TPImage::MatRoi(cube, 0, 0, 1, 1, 1, false, false), "ERROR - plane - dims>2");
+    ThreePlanes<ushort> words(4, 6);
+    ThreePlanes<uchar> bytes(2, 3);
+    for (cv::Mat TPImage::*part : {&TPImage::m_Y, &TPImage::m_Dr, &TPImage::m_Db}) {
+        TPImage image(6, 4);
+        image.*part = cube;
+        EXPECT_FAILURE(image.convertTo(out.ptr(), 24), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(image.convertTopRGB(words.pointer, words.step), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(image.convertTopRGB15U(words.pointer, words.step), "ERROR - plane - dims>2");
+        EXPECT_FAILURE(image.convertToHalfpRGB(bytes.pointer, bytes.step), "ERROR - plane - dims>2");
+    }
 }
 
 }  // namespace

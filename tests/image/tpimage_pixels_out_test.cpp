@@ -265,6 +265,8 @@ TEST(TPImagePixelsTest, PackedOutRefusesWrongTypesSizesAndPointers) {
     EXPECT_FAILURE(image.convertTo(nullptr, 32), "ERROR TPImage::YDrDbToQImage - dst==NULL");
     for (int step : {31, 0, -31})
         EXPECT_FAILURE(image.convertTo(out.ptr(), step), "ERROR TPImage::YDrDbToQImage - step<width*4");
+    EXPECT_FAILURE(TPImage::YDRDBToQImage(image.m_Y, image.m_Dr, image.m_Db, out.ptr(), 1 << 29, 1, INT_MAX),
+                   "ERROR TPImage::YDrDbToQImage - step<width*4");
     EXPECT_FAILURE(TPImage::YDRDBToQImage(image.m_Y, image.m_Dr, image.m_Db, out.ptr(), 8, 7, 32),
                    "ERROR TPImage::YDrDbToQImage - Y is smaller than width by height");
     TPImage small = image.clone(true);

@@ -424,10 +424,15 @@ TEST(TPImageTest, SeveralThreadsMakeAndDestroyImages) {
     const int before = TPImage::m_count;
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
-        threads.emplace_back([] {
+        threads.emplace_back([before] {
             for (int i = 0; i < 20000; ++i) {
-                const TPImage image, copy(image);
-                EXPECT_NE(image.uid(), copy.uid());
+                TPImage image;
+                const TPImage copy(image);
+                const int uid = image.uid();
+                EXPECT_EQ(uid & 511, 0);
+                EXPECT_GT(uid, before << 9);
+                image.updateUid();
+                EXPECT_EQ(image.uid(), uid + 1);
             }
         });
     for (std::thread& thread : threads) thread.join();

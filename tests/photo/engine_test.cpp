@@ -5,6 +5,7 @@
 #include <omp.h>
 
 #include <atomic>
+#include <chrono>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -98,6 +99,7 @@ TEST(Engine, FirstFailureOfAStepEndsTheRest) {
         steps.parallel(1000, 0.001, [&](int i) {
             ++ran;
             if (i == 3) throw Error(Error::Kind::file, "third");
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         });
     });
     EXPECT_STREQ(error.what(), "third");

@@ -60,6 +60,13 @@ void copyPlane(Plane<const char> src, Plane<char> dst, int rows, std::size_t byt
                  [=](int r) noexcept { std::memcpy(dst.row(r), src.row(r), bytes); });
 }
 
+// Whether an address lies in those rows, which are stored from the top to the bottom.
+bool liesIn(const char* address, Plane<const char> plane, int rows) {
+    const std::uintptr_t offset =
+        reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(plane.elements);
+    return offset < static_cast<std::uintptr_t>(plane.step) * static_cast<std::uintptr_t>(rows);
+}
+
 KESTROVA_KERNEL void swapRow(uchar* rgba, int n) noexcept {
     for (std::ptrdiff_t x = 0; x < n; ++x) {
         std::uint32_t p;
@@ -214,12 +221,13 @@ void TImage::copyFrom(const TImage& other) {
     source = other;
     const Kind kind = kindOf(source.m_type);
     // Planes that fit are kept: fresh ones of 96 megabytes cost five times the copy.
-    bool bFits = m_type == source.m_type && m_size == source.m_size, bPixels = !source.m_size.isEmpty();
+    const bool bOwnView = !source.m_bOwner && liesIn(source.m_data[0], {m_data[0], m_step}, m_size.height);
+    bool bFits = m_type == source.m_type && m_size == source.m_size && !bOwnView, bPixels = !source.m_size.isEmpty();
     for (int p = 0; p < kind.planes; ++p) {
         bFits = bFits && m_data[p] && m_blocks[p].use_count() == 1;
         bPixels = bPixels && source.m_data[p];
     }
-    const std::shared_ptr<void> before[] = {m_blocks[0], m_blocks[1]};  // `other` may be a view of them
+    const std::shared_ptr<void> before[] = {m_blocks[0], m_blocks[1]};  // kept for a view of them
     if (bFits) {
         m_region = TImRegion();
         m_updateRect = TUpdateRect();

@@ -401,6 +401,11 @@ TEST(TImage, CopyFromAViewOfItsOwnPixelsKeepsThemUntilTheyAreCopied) {
     const cv::Mat expected = cv::Mat(view.toMat(0)).clone();
     image.copyFrom(view);
     EXPECT_TRUE(samePixels(expected, image.toMat(0)));
+    // Of the same size, from the bottom up.
+    cv::Mat flipped;
+    cv::flip(expected, flipped, 0);
+    image.copyFrom(TImage(TSize(300, 400), reinterpret_cast<ushort*>(image.dataPtr(399, 0, 0)), -image.step(), false));
+    EXPECT_TRUE(samePixels(flipped, image.toMat(0)));
 }
 
 TEST(TImage, SingleRowOfAViewMayHaveAnyStep) {

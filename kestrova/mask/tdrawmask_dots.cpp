@@ -182,7 +182,6 @@ void TDrawMask::updateLUT(int outerR, int innerR) {
     if (!m_profile_p || (!bSame && outerR >= innerR && m_profile.use_count() > 1)) {
         m_profile.reset(new float[kProfileSize](), std::default_delete<float[]>());
         m_profile_p = m_profile.get();
-        m_profileEnd = 0;
     }
     if (bSame) return;
     m_outerR = outerR;

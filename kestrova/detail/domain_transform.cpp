@@ -122,9 +122,10 @@ bool DomainTransformFilter::diffY(const cv::Mat& in, cv::Mat& dy) {
 
 bool DomainTransformFilter::sumAbs(const cv::Mat& d, cv::Mat& sum) {
     checkFloat(d);
-    orFailWithoutMemory("ERROR - DomainTransformFilter::sumAbs - not enough memory",
-                        [&] { sum.create(d.size(), CV_32FC1); });
-    sum.setTo(0);
+    orFailWithoutMemory("ERROR - DomainTransformFilter::sumAbs - not enough memory", [&] {
+        sum.create(d.size(), CV_32FC1);
+        sum.setTo(0);
+    });
     parallelRows(d.rows - 1, d.cols * d.channels(),
                  [&](int y) noexcept { sumAbsRow(d.ptr<float>(y), sum.ptr<float>(y), d.cols - 1, d.channels()); });
     return true;

@@ -77,19 +77,17 @@ cv::Rect partInMask(cv::Size mask, const cv::Point& p, long long before, long lo
 }
 
 // The weights of a dot in the rows `dy` above and below its centre: `reach` is how many columns to each side of the
-// centre have one, `outwards` writes those of `n` columns from `firstDx` on.
+// centre have one, of which those in the dot's square count; `outwards` writes those of `n` columns from `firstDx` on.
 
 // Of a profile whose entries from `end` on are 0. That is the radius, but for a dot whose own profile was refused.
 struct ProfileWeights {
     const float* profile;
     int end;
-    int radius;
 
     int reach(int dy) const noexcept {
-        const int last = lastInside(halfChord(end - 0.5, dy), [&](int dx) {
+        return lastInside(halfChord(end - 0.5, dy), [&](int dx) {
             return distance(static_cast<float>(dx), static_cast<float>(dy)) + 0.5f < static_cast<float>(end);
         });
-        return std::min(last, radius);
     }
     void outwards(int firstDx, int dy, int n, float* weights) const noexcept {
         profileRow(profile, firstDx, static_cast<float>(dy), n, weights);
@@ -184,7 +182,6 @@ void TDrawMask::updateLUT(int outerR, int innerR) {
     if (!m_profile_p || (!bSame && outerR >= innerR && m_profile.use_count() > 1)) {
         m_profile.reset(new float[kProfileSize](), std::default_delete<float[]>());
         m_profile_p = m_profile.get();
-        m_profileEnd = 0;
     }
     if (bSame) return;
     m_outerR = outerR;
@@ -260,7 +257,7 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
 }
 
 void TDrawMask::drawMaskDotLUT(cv::Point p, int outerR, int, float tolerance) {
-    coverDot(p, outerR, tolerance, ProfileWeights{m_profile_p, m_profileEnd, outerR});
+    coverDot(p, outerR, tolerance, ProfileWeights{m_profile_p, m_profileEnd});
 }
 
 void TDrawMask::drawMaskDot(cv::Point p, int outerR, int innerR, float tolerance) {

@@ -491,6 +491,17 @@ TEST_F(TDrawMaskTest, CopiesWithStrokesOfTheirOwnBeginEachWithNoCoverage) {
         << "a stroke starts from the mask as it is";
 }
 
+TEST_F(TDrawMaskTest, StrokeStartsFromAMaskThatADerivedClassHasReplaced) {
+    mask.setValue(0);
+    stroke(40, 40, 20, 255);
+    mask.proc();
+    mask.m_mask = filled(70);
+    stroke(20, 20, 6, 200);
+    mask.proc();
+    EXPECT_TRUE(samePixels(filled(70), mask.m_maskAtStart));
+    EXPECT_EQ(cv::countNonZero(mask.m_mask == 255), 0) << "the stroke before is not in the new mask";
+}
+
 TEST_F(TDrawMaskTest, StrokeStartsFromAMaskThatWasFilledDirectly) {
     mask.setValue(0);
     stroke(40, 40, 20, 255);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <sstream>
 #include <type_traits>
@@ -38,10 +39,12 @@ void fill(cv::Mat& plane, double low, double high, Random& random) {
     const int width = plane.cols * plane.channels();
     for (int y = 0; y < plane.rows; ++y) {
         for (int x = 0; x < width; ++x) {
-            if (std::is_integral_v<Pixel>)
-                plane.ptr<Pixel>(y)[x] = static_cast<Pixel>(std::floor(low + random.unit() * (high - low + 1)));
-            else
+            if constexpr (std::is_integral_v<Pixel>) {
+                const double whole = std::floor(low + random.unit() * (high - low + 1));
+                plane.ptr<Pixel>(y)[x] = static_cast<Pixel>(static_cast<std::int64_t>(whole));
+            } else {
                 plane.ptr<Pixel>(y)[x] = static_cast<Pixel>(low + random.unit() * (high - low));
+            }
         }
     }
 }

@@ -63,6 +63,7 @@ TDrawMask::TDrawMask() {
 TDrawMask::TDrawMask(const TDrawMask& other) : TDrawMask() { *this = other; }
 
 TDrawMask& TDrawMask::operator=(const TDrawMask& other) {
+    if (this == &other) return *this;
     std::vector<TMaskCmd*> cmdStack;
     std::vector<std::shared_ptr<Command>> commands;
     orFailWithoutMemory("ERROR - TDrawMask::operator= - not enough memory", [&] {

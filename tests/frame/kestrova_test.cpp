@@ -82,6 +82,9 @@ TEST_F(KestrovaTest, TimeIsThatOfTheClockScaledToMilliseconds) {
 }
 
 TEST_F(KestrovaTest, TimeNeedsNoFileDescriptor) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer itself needs descriptors to look at a type";
+#endif
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto child = [] {
         for (const std::clock_t start = std::clock(); std::clock() - start < CLOCKS_PER_SEC / 20;) continue;

@@ -11,7 +11,7 @@
 
 /// Read by LeakSanitizer: the blocks that OpenCV loses, see `refuse`.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:cv::Mat::create\n";
+    return "leak:cv::Mat::create\nleak:add_to_global_resize\n";  // the latter the loader's own
 }
 
 /// Every operation in turn, every allocation in turn: refused alone, and with all that come after it.

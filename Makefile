@@ -34,8 +34,8 @@ endef
 test: ## Build everything and run every test
 	$(call run_tests,$(BUILD))
 
-asan: ## Run every test under AddressSanitizer and UndefinedBehaviorSanitizer
-	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=$(SANITIZERS))
+asan: ## Run every test of the core under AddressSanitizer and UndefinedBehaviorSanitizer
+	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_PHOTO=OFF -DKESTROVA_APPS=OFF -DKESTROVA_EXAMPLES=OFF)
 
 levels: ## Run the library's tests at each level of the instruction set below the one that `make test` runs at
 	@cmake/packages.sh $(TEST_PACKAGES)

@@ -41,7 +41,7 @@ cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out) {
     const int nearest = std::min(in.rows, 2);
     cv::Mat tail(2 * nearest + out.height - 2 * in.rows, out.width, in.type());
     cv::pyrUp(in.rowRange(in.rows - nearest, in.rows), tail, tail.size(), cv::BORDER_REFLECT_101);
-    const cv::Mat row = tail.row(tail.rows - 1);
+    cv::Mat row = tail.row(tail.rows - 1);
     if (out.width > 2 * in.cols) row.col(out.width - 2).copyTo(row.col(out.width - 1));
     return row;
 }
@@ -57,7 +57,7 @@ void PyramidRows::check(const cv::Mat& in, const cv::Mat& out) {
 }
 
 void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
-    const PyramidRows rows(in, out.size());
+    PyramidRows rows(in, out.size());
     forEachStrip(
         Strips(out.rows, out.cols), [&](int) { return rows; },
         [&](int first, int end, PyramidRows& strip) noexcept {

@@ -45,7 +45,7 @@ struct TileScratch {
     int* wholeColumn() const { return ints.row(0); }
     int* first() const { return ints.row(1); }
     W* weight(int tap) const { return sums.row(static_cast<std::size_t>(tap)); }
-    W* windowRow(int slot) const { return sums.row(static_cast<std::size_t>(kMaxTaps + slot)); }
+    W* windowRow(int slot) const { return sums.row(kMaxTaps + static_cast<std::size_t>(slot)); }
     W* phase() const { return sums.row(2 * kMaxTaps); }
 };
 

@@ -15,9 +15,10 @@ chmod 755 "$scratch"
 cd "$scratch" || exit 1
 daemons=
 finish() {
-    scancel --user="$(id -un)" >/dev/null 2>&1
+    scancel --signal=KILL --user="$(id -un)" >/dev/null 2>&1
     for daemon in $daemons; do kill "$daemon" 2>/dev/null; done
-    wait 2>/dev/null
+    ended() { for daemon in $daemons; do ! kill -0 "$daemon" 2>/dev/null || return 1; done; }
+    until_true 10 ended || kill -KILL $daemons 2>/dev/null
     rm -rf "$scratch"
 }
 trap finish EXIT

@@ -31,7 +31,9 @@ public:
     int orientation() const;
 
     struct Data;
+    /// For the layer's own use.
     explicit Metadata(std::shared_ptr<const Data> data);
+    /// For the layer's own use.
     const Data& data() const { return *m_data; }
 
 private:

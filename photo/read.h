@@ -10,6 +10,7 @@
 
 namespace kestrova::photo {
 
+/// How to read, and what to refuse.
 struct ReadOptions {
     /// Refuses more pixels, in millions. Besides, files that declare over 16 million pixels and more than 10,000 for
     /// each of their bytes are refused at any limit.

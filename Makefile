@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels docs bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -9,7 +9,7 @@ CONFIGURE := cmake -G Ninja
 SANITIZERS := address,undefined,float-cast-overflow
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
@@ -17,10 +17,16 @@ help: ## List these targets
 	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
-	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples kestrova-develop
 	@examples/demo.sh $(BUILD)/apps/kestrova-develop $(BUILD)/examples/kestrova-paint $(BUILD)/demo
+
+pictures: ## Make the pictures of the photo layer in docs/ again
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-develop
+	@examples/pictures.sh $(BUILD)/apps/kestrova-develop docs
 
 # $(call run_tests,DIRECTORY,OPTIONS): builds everything but the benches there, and runs every test
 define run_tests
@@ -50,7 +56,7 @@ docs: ## Write the reference and a page per subsystem; what is exported and has 
 	@cmake/packages.sh doxygen graphviz
 	@mkdir -p build/docs
 	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-	 KESTROVA_HEADERS="$$(grep -l 'KESTROVA_EXPORT ' $$(git ls-files 'kestrova/*.h' ':!kestrova/export.h') | tr '\n' ' ')" \
+	 KESTROVA_HEADERS="$$(grep -lE 'KESTROVA_(PHOTO_)?EXPORT ' $$(git ls-files 'kestrova/*.h' 'photo/*.h' ':!*/export.h') | tr '\n' ' ')" \
 	 doxygen docs/Doxyfile
 	@echo 'the documentation: build/docs/html/index.html'
 

@@ -94,7 +94,7 @@ Outcome develop(const Task& task, const Options& options, photo::Control& contro
     const photo::Settings settings = settingsFor(task, options);
     photo::examineFile(task.input);
     std::string key;
-    if (options.skipExisting || options.metadata != photo::MetadataChoice::none)
+    if (options.skipExisting || (!options.dryRun && options.metadata != photo::MetadataChoice::none))
         key = keyOf(task.input, settings, format, options);
     if (options.skipExisting && isUpToDate(task, key, options)) {
         outcome.kind = Outcome::Kind::skipped;

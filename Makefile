@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -70,6 +70,9 @@ endef
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+
+bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses
+	$(call run_bench,--beside_busy_processes='$(or $(BENCH),.*)')
 
 bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
 	$(call run_bench,--benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0)

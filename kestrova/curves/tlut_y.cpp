@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kSamples = 4096;       // of luminance, every sixteenth level
 constexpr int kGrid = 128;           // samples of Dr, and of Db: every second level
-constexpr int kWorkOfMapPixel = 32;  // in elements, for the choice whether to fork
+constexpr int kWorkOfMapPixel = 48;  // in elements, for the choice whether to fork
 
 // The ends repeat the end samples.
 KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restrict table) noexcept {

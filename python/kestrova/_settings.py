@@ -304,6 +304,10 @@ class Settings(Adjustments):
         _kestrova.save_settings(self.to_json(), os.fsencode(path))
 
 
+for _class in (Adjustments, Stroke, Layer, Settings):  # help() repeats the types otherwise, a screen full of "float"
+    _class.__init__.__annotations__ = {}
+
+
 def presets():
     """The names of the starting points that `preset` knows, with a sentence about each.
 

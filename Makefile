@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels python python-test python-asan docs bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo test asan levels python python-test python-examples python-asan docs bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -64,7 +64,16 @@ python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses
 
 python-test: python ## Build the Python module and run its tests
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
-	@PYTHONPATH=$(BUILD)/python $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
+	 $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+
+python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples
+	@cmake/packages.sh python3-matplotlib python3-opencv python3-distributed
+	@mkdir -p $(BUILD)/python-examples
+	@cd $(BUILD)/python-examples && export PYTHONPATH=$(abspath $(BUILD))/python MPLBACKEND=Agg && \
+	 for example in edge_aware_filters.py run_time.py batch.py "dask_folder.py $(abspath examples/photos) -d on-workers --kill-one"; do \
+	     $(PYTHON) $(abspath examples/python)/$$example || exit; \
+	 done
 
 python-asan: ## Run the tests of the Python module under AddressSanitizer
 	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)

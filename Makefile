@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -11,6 +11,8 @@ PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgpro
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
+PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python3-numpy
+PYTHON_TEST_PACKAGES := python3-pytest mypy
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -51,6 +53,40 @@ levels: ## Run the library's tests at each level of the instruction set below th
 	     cmake --build $(BUILD) -j $(JOBS) --target kestrova_tests_$$level && \
 	     $(BUILD)/tests/kestrova_tests_$$level --gtest_brief=1 || exit; \
 	 done
+
+# Debian's own Python, whatever else comes first in PATH.
+PYTHON := /usr/bin/python3
+
+# $(call build_python,DIRECTORY,OPTIONS)
+define build_python
+	@cmake/packages.sh $(PYTHON_PACKAGES)
+	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_PYTHON=ON -DKESTROVA_PHOTO=ON -DPython_EXECUTABLE=$(PYTHON) $(2)
+	@cmake --build $(1) -j $(JOBS) --target kestrova_python
+endef
+
+python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses it from there
+	$(call build_python,$(BUILD),-DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF)
+	@echo 'the module: PYTHONPATH=$(BUILD)/python $(PYTHON)'
+
+python-test: python ## Build the Python module and run its tests
+	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
+	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
+	 $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+
+python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples
+	@cmake/packages.sh python3-matplotlib python3-opencv python3-distributed
+	@mkdir -p $(BUILD)/python-examples
+	@cd $(BUILD)/python-examples && export PYTHONPATH=$(abspath $(BUILD))/python MPLBACKEND=Agg && \
+	 for example in edge_aware_filters.py run_time.py batch.py "dask_folder.py $(abspath examples/photos) -d on-workers --kill-one"; do \
+	     $(PYTHON) $(abspath examples/python)/$$example || exit; \
+	 done
+
+python-asan: ## Run the tests of the Python module under AddressSanitizer
+	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
+	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
+	@LD_PRELOAD="$$(g++ -print-file-name=libasan.so) $$(g++ -print-file-name=libstdc++.so)" ASAN_OPTIONS=detect_leaks=0 \
+	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \
+	 $(PYTHON) -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
 
 docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
 	@cmake/packages.sh doxygen graphviz

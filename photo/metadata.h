@@ -29,8 +29,8 @@ public:
     /// EXIF's orientation, 1 to 8; 1 if there is none.
     int orientation() const;
 
-    struct Data;
-    explicit Metadata(std::shared_ptr<const Data> data);
+    struct KESTROVA_PHOTO_HIDDEN Data;
+    KESTROVA_PHOTO_HIDDEN explicit Metadata(std::shared_ptr<const Data> data);
     const Data& data() const { return *m_data; }
 
 private:

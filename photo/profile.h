@@ -35,11 +35,11 @@ public:
     bool operator==(const Profile& other) const;
     bool operator!=(const Profile& other) const { return !(*this == other); }
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
     const Data& data() const { return *m_data; }
 
 private:
-    explicit Profile(std::shared_ptr<const Data> data);
+    KESTROVA_PHOTO_HIDDEN explicit Profile(std::shared_ptr<const Data> data);
     std::shared_ptr<const Data> m_data;
 };
 
@@ -59,7 +59,7 @@ public:
     /// Likewise to packed 8-bit B, G, R, A: CV_8UC4.
     void applyTo8(const cv::Mat& in, cv::Mat& out, int threads) const;
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
 
 private:
     std::shared_ptr<const Data> m_data;

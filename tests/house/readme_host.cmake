@@ -1,6 +1,6 @@
 # Holds that README.md shows the host of docs/use/readme.cpp, which is built and run, word for word.
 # Usage: cmake -DROOT=DIRECTORY -P readme_host.cmake
-cmake_minimum_required(VERSION 3.25)
+cmake_minimum_required(VERSION 3.22)
 file(READ "${ROOT}/docs/use/readme.cpp" source)
 string(REGEX REPLACE ".*//! \\[use\\]\n(.*)//! \\[use\\]\n.*" "\\1" host "${source}")
 file(READ "${ROOT}/README.md" readme)

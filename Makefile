@@ -1,12 +1,13 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan packages
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
 BUILD := build/release
 CONFIGURE := cmake -G Ninja
 SANITIZERS := address,undefined,float-cast-overflow
+SOURCES := $(wildcard kestrova photo apps python examples tests bench fuzz docs)
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel
@@ -92,9 +93,21 @@ docs: ## Write the reference and a page per subsystem; what is exported and has 
 	@cmake/packages.sh doxygen graphviz
 	@mkdir -p build/docs
 	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-	 KESTROVA_HEADERS="$$(grep -lE 'KESTROVA_(PHOTO_)?EXPORT ' $$(git ls-files 'kestrova/*.h' 'photo/*.h' ':!*/export.h') | tr '\n' ' ')" \
+	 KESTROVA_HEADERS="$$(grep -lE 'KESTROVA_(PHOTO_)?EXPORT ' $$(find kestrova photo -name '*.h' ! -name export.h) | sort | tr '\n' ' ')" \
 	 doxygen docs/Doxyfile
 	@echo 'the documentation: build/docs/html/index.html'
+
+packages: docs ## Build the Debian packages into build/packages, and check them with lintian
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) dpkg-dev file lintian
+	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
+	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now \
+	  -DCMAKE_INSTALL_LIBDIR=lib/$$(dpkg-architecture -qDEB_HOST_MULTIARCH) -DKESTROVA_DOCS_HTML=$(CURDIR)/build/docs/html \
+	  -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build build/packages -j $(JOBS)
+	@rm -f build/packages/*.deb
+	@cd build/packages && cpack
+	@lintian --fail-on error,warning --allow-root build/packages/*.deb
+	@ls -sh build/packages/*.deb
 
 # $(call run_bench,OPTIONS)
 define run_bench
@@ -132,8 +145,8 @@ tsan: ## Run two threads of a host at once under ThreadSanitizer, with teams of 
 tidy: ## Run clang-tidy over the library; CHECKS adds to those of .clang-tidy, or takes away from them
 	@cmake/packages.sh $(TEST_PACKAGES) clang-tidy libomp-14-dev
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF >/dev/null
-	@git ls-files 'kestrova/*.cpp' | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
+	@find kestrova -name '*.cpp' | sort | xargs -P $(JOBS) -n 1 clang-tidy --quiet -p $(BUILD) $(if $(CHECKS),--checks='$(CHECKS)')
 
 format: ## Lay out the sources as .clang-format says
 	@cmake/packages.sh clang-format
-	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+	@find $(SOURCES) -name '*.cpp' -o -name '*.h' | xargs clang-format -i

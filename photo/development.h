@@ -84,7 +84,7 @@ public:
                                  const Options& options);
 
 private:
-    struct State;
+    struct KESTROVA_PHOTO_HIDDEN State;
     std::unique_ptr<State> m_state;
 };
 

@@ -30,9 +30,9 @@ public:
     /// EXIF's orientation, 1 to 8; 1 if there is none.
     int orientation() const;
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
     /// For the layer's own use.
-    explicit Metadata(std::shared_ptr<const Data> data);
+    KESTROVA_PHOTO_HIDDEN explicit Metadata(std::shared_ptr<const Data> data);
     /// For the layer's own use.
     const Data& data() const { return *m_data; }
 

@@ -38,12 +38,12 @@ public:
     /// The opposite.
     bool operator!=(const Profile& other) const { return !(*this == other); }
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
     /// For the layer's own use.
     const Data& data() const { return *m_data; }
 
 private:
-    explicit Profile(std::shared_ptr<const Data> data);
+    KESTROVA_PHOTO_HIDDEN explicit Profile(std::shared_ptr<const Data> data);
     std::shared_ptr<const Data> m_data;
 };
 
@@ -63,7 +63,7 @@ public:
     /// Likewise to packed 8-bit B, G, R, A: CV_8UC4.
     void applyTo8(const cv::Mat& in, cv::Mat& out, int threads) const;
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
 
 private:
     std::shared_ptr<const Data> m_data;

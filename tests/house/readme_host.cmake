@@ -1,7 +1,7 @@
 # Holds that README.md shows the hosts of docs/use/readme.cpp and docs/use/photo.cpp, which are built and run, word for
 # word.
 # Usage: cmake -DROOT=DIRECTORY -P readme_host.cmake
-cmake_minimum_required(VERSION 3.25)
+cmake_minimum_required(VERSION 3.22)
 file(READ "${ROOT}/README.md" readme)
 foreach(name readme photo)
   file(READ "${ROOT}/docs/use/${name}.cpp" source)

@@ -9,8 +9,9 @@ CONFIGURE := cmake -G Ninja
 SANITIZERS := address,undefined,float-cast-overflow
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev python3
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
+DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -46,13 +47,12 @@ levels: ## Run the library's tests at each level of the instruction set below th
 	     $(BUILD)/tests/kestrova_tests_$$level --gtest_brief=1 || exit; \
 	 done
 
-docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
-	@cmake/packages.sh doxygen graphviz
-	@mkdir -p build/docs
-	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-	 KESTROVA_HEADERS="$$(grep -l 'KESTROVA_EXPORT ' $$(git ls-files 'kestrova/*.h' ':!kestrova/export.h') | tr '\n' ' ')" \
-	 doxygen docs/Doxyfile
-	@echo 'the documentation: build/docs/html/index.html'
+docs: ## Write the site: guide, pages with pictures, reference; what is exported and has no comment is an error
+	@cmake/packages.sh $(DOCS_PACKAGES)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_DOCS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF \
+	  -DKESTROVA_EXAMPLES=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target docs_programs
+	@docs/build.sh $(BUILD)/docs
 
 # $(call run_bench,OPTIONS)
 define run_bench

@@ -10,10 +10,11 @@ SANITIZERS := address,undefined,float-cast-overflow
 SOURCES := $(wildcard kestrova photo apps python examples tests bench fuzz docs)
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel python3
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python3-numpy
 PYTHON_TEST_PACKAGES := python3-pytest mypy
+DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
@@ -89,13 +90,12 @@ python-asan: ## Run the tests of the Python module under AddressSanitizer
 	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \
 	 $(PYTHON) -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
 
-docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
-	@cmake/packages.sh doxygen graphviz
-	@mkdir -p build/docs
-	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-	 KESTROVA_HEADERS="$$(grep -lE 'KESTROVA_(PHOTO_)?EXPORT ' $$(find kestrova photo -name '*.h' ! -name export.h) | sort | tr '\n' ' ')" \
-	 doxygen docs/Doxyfile
-	@echo 'the documentation: build/docs/html/index.html'
+docs: ## Write the site: guide, pages with pictures, reference; what is exported and has no comment is an error
+	@cmake/packages.sh $(DOCS_PACKAGES)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_DOCS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF \
+	  -DKESTROVA_EXAMPLES=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target docs_programs
+	@docs/build.sh $(BUILD)/docs
 
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
 	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) dpkg-dev file lintian

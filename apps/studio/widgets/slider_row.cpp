@@ -153,20 +153,24 @@ bool SliderRow::turnWheel(QWheelEvent* event, bool focused) {
 
 bool SliderRow::pressKey(QKeyEvent* event, bool onTrack) {
     const int arrow = event->modifiers() & Qt::ShiftModifier ? kFineStep : kStep;
-    if (!onTrack) m_box->interpretText();  // what has been typed so far
+    const auto stepBy = [&](int steps) {
+        if (!onTrack) m_box->interpretText();  // what has been typed so far
+        step(steps);
+        return true;
+    };
     switch (event->key()) {
-        case Qt::Key_Up: step(arrow); return true;
-        case Qt::Key_Down: step(-arrow); return true;
-        case Qt::Key_PageUp: step(kPage); return true;
-        case Qt::Key_PageDown: step(-kPage); return true;
+        case Qt::Key_Up: return stepBy(arrow);
+        case Qt::Key_Down: return stepBy(-arrow);
+        case Qt::Key_PageUp: return stepBy(kPage);
+        case Qt::Key_PageDown: return stepBy(-kPage);
         default: break;
     }
     if (!onTrack) return false;
     switch (event->key()) {
-        case Qt::Key_Right: step(arrow); return true;
-        case Qt::Key_Left: step(-arrow); return true;
-        case Qt::Key_Home: step(hundredths(m_least) - hundredths(m_value)); return true;
-        case Qt::Key_End: step(hundredths(m_greatest) - hundredths(m_value)); return true;
+        case Qt::Key_Right: return stepBy(arrow);
+        case Qt::Key_Left: return stepBy(-arrow);
+        case Qt::Key_Home: return stepBy(hundredths(m_least) - hundredths(m_value));
+        case Qt::Key_End: return stepBy(hundredths(m_greatest) - hundredths(m_value));
         default: return false;
     }
 }

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QStandardPaths>
+#include <algorithm>
 
 #include "photo/read.h"
 #include "studio/widgets/pixels.h"
@@ -20,8 +21,9 @@ QImage makeThumbnail(const QString& path, int longEdge, const std::atomic<bool>*
     options.cancel = cancel;
     const photo::Photograph photograph = photo::readPreview(fileName(path), longEdge, options);
     const QImage image = ScreenTransform(photograph.profile, photo::Profile::srgb()).apply(photograph.pixels, 1);
-    return image.scaled(image.size().scaled(longEdge, longEdge, Qt::KeepAspectRatio).expandedTo({1, 1}),
-                        Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (std::max(image.width(), image.height()) <= longEdge) return image;
+    const QSize size = QSizeF(image.size()).scaled(longEdge, longEdge, Qt::KeepAspectRatio).toSize();
+    return image.scaled(size.expandedTo({1, 1}), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
 
 ThumbnailCache::ThumbnailCache(QString folder, qint64 mostBytes)

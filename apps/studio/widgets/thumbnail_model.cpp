@@ -38,7 +38,8 @@ ThumbnailModel::~ThumbnailModel() {
 QStringList ThumbnailModel::photographsIn(const QString& folder) {
     QStringList names = QDir(folder).entryList(QDir::Files | QDir::Readable, QDir::NoSort);
     names.removeIf([](const QString& name) { return !photo::hasPhotographName(fileName(name)); });
-    QCollator collator;
+    const bool plain = QLocale().language() == QLocale::C;  // which knows no numbers
+    QCollator collator(plain ? QLocale(QLocale::English) : QLocale());
     collator.setNumericMode(true);  // 2.jpg stands before 10.jpg
     std::sort(names.begin(), names.end(), collator);
     for (QString& name : names) name = QDir(folder).absoluteFilePath(name);

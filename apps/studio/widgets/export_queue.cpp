@@ -14,6 +14,13 @@ namespace {
 
 constexpr int kWhole = 1000, kSmallestReport = 5;
 
+// The layer's messages begin with the file that they are about, which the row shows anyway.
+QString withoutName(const QString& message, const ExportJob& job) {
+    for (const QString& name : {job.source, job.target})
+        if (message.startsWith(name + ": ")) return message.mid(name.size() + 2);
+    return message;
+}
+
 }  // namespace
 
 struct ExportQueue::Entry {
@@ -153,7 +160,7 @@ QString ExportQueue::stateText(const Entry& entry) const {
         case State::waiting: return tr("waiting");
         case State::running: return entry.control.cancelled() ? tr("stopping") : tr("%1 %").arg(entry.progress / 10);
         case State::done: return entry.message.isEmpty() ? tr("done") : tr("done, with notes");
-        case State::failed: return tr("failed: %1").arg(entry.message);
+        case State::failed: return tr("failed: %1").arg(withoutName(entry.message, entry.job));
         case State::cancelled: return tr("cancelled");
     }
     return {};

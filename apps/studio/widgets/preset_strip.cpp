@@ -12,7 +12,8 @@ namespace kestrova::studio {
 
 namespace {
 
-const QSize kPicture(96, 72);
+const QSize kPicture(84, 63);
+constexpr int kInRow = 3, kSlack = 4;
 
 QString presetTitle(const photo::Preset& preset) {
     QString title = QString::fromStdString(preset.name).replace('-', ' ');
@@ -63,8 +64,8 @@ PresetStrip::~PresetStrip() {
 
 QSize PresetStrip::sizeHint() const {
     const QSize tile = m_tiles->tileSize(fontMetrics());
-    return {3 * tile.width() + 2 * frameWidth() + verticalScrollBar()->sizeHint().width(),
-            (count() + 2) / 3 * tile.height() + 2 * frameWidth()};
+    return {kInRow * tile.width() + kSlack + 2 * frameWidth() + verticalScrollBar()->sizeHint().width(),
+            (count() + kInRow - 1) / kInRow * tile.height() + kSlack + 2 * frameWidth()};
 }
 
 QSize PresetStrip::minimumSizeHint() const { return m_tiles->tileSize(fontMetrics()) + QSize(20, 8); }

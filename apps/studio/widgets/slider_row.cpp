@@ -25,7 +25,7 @@ int hundredths(float value) { return static_cast<int>(std::lround(100 * value));
 }  // namespace
 
 SliderRow::SliderRow(const photo::Slider& slider, QWidget* parent)
-    : SliderRow(sliderLabel(slider), sliderTip(slider), slider.least, slider.greatest, 0, parent) {
+    : SliderRow(sliderRowLabel(slider), sliderTip(slider), slider.least, slider.greatest, 0, parent) {
     for (QWidget* part : {static_cast<QWidget*>(this), static_cast<QWidget*>(m_track), static_cast<QWidget*>(m_box)})
         part->setAccessibleName(sliderFullName(slider));
     setObjectName(slider.name);

@@ -73,6 +73,8 @@ TEST_F(SliderRowTest, EverySliderHasItsRangeItsTextsAndItsName) {
         EXPECT_EQ(one.objectName(), slider.name);
     }
     EXPECT_EQ(sliderLabel(photo::slider("small-midtones-threshold")), "Midtones threshold");
+    EXPECT_EQ(sliderRowLabel(photo::slider("small-midtones-threshold")).trimmed(), "threshold");
+    EXPECT_EQ(sliderRowLabel(photo::slider("small-midtones")), "Midtones");
     EXPECT_EQ(sliderFullName(photo::slider("mix-red")), "Brightness of colours: Red");
 }
 

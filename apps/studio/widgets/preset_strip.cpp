@@ -12,7 +12,7 @@ namespace kestrova::studio {
 
 namespace {
 
-const QSize kPicture(84, 63);
+const QSize kPicture(92, 69);
 constexpr int kInRow = 3, kSlack = 4;
 
 QString presetTitle(const photo::Preset& preset) {

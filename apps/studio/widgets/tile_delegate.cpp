@@ -74,7 +74,7 @@ void TileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, 
         painter->drawImage(place, image);
         if (index.data(EditedRole).toBool()) drawDot(*painter, place.bottomRight(), palette);
     }
-    const QRectF line(field.left(), field.bottom() + 2, field.width(), tile.bottom() - field.bottom() - 4);
+    const QRectF line(tile.left() + 2, field.bottom() + 2, tile.width() - 4, tile.bottom() - field.bottom() - 4);
     painter->setPen(palette.color(failed ? QPalette::Disabled : QPalette::Active, QPalette::Text));
     painter->setFont(option.font);
     painter->drawText(

@@ -54,7 +54,7 @@ void ThumbnailModel::setPaths(const QStringList& paths) {
     for (const QString& path : paths) {
         if (m_rows.contains(path)) continue;
         m_rows[path] = static_cast<int>(m_entries.size());
-        m_entries.push_back({path, {}, hasSettings(path)});
+        m_entries.push_back({path, {}, {}});
     }
     endResetModel();
 }
@@ -92,10 +92,10 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
         case Qt::ToolTipRole: return entry.failure.isEmpty() ? QDir::toNativeSeparators(entry.path) : entry.failure;
         case Qt::AccessibleDescriptionRole:
             if (!entry.failure.isEmpty()) return entry.failure;
-            return entry.edited ? tr("edited") : QString();
+            return entry.edited.value_or(false) ? tr("edited") : QString();
         case PathRole: return entry.path;
         case FailedRole: return !entry.failure.isEmpty();
-        case EditedRole: return entry.edited;
+        case EditedRole: return entry.edited.value_or(false);
         default: return {};
     }
 }
@@ -112,7 +112,7 @@ void ThumbnailModel::makeNext() {
     if (!m_making.isEmpty() || m_asked.isEmpty()) return;
     m_making = m_asked.takeLast();
     m_pool.start([this, path = m_making] {
-        Result result{path, m_cache.find(path), {}};
+        Result result{path, m_cache.find(path), {}, hasSettings(path)};
         try {
             if (result.image.isNull()) {
                 result.image = makeThumbnail(path, kLongEdge, &m_cancel);
@@ -129,10 +129,12 @@ void ThumbnailModel::take(const Result& result) {
     m_making.clear();
     const int row = rowOf(result.path);
     if (row >= 0) {
-        m_entries[static_cast<std::size_t>(row)].failure = result.failure;
+        Entry& entry = m_entries[static_cast<std::size_t>(row)];
+        entry.failure = result.failure;
+        if (!entry.edited) entry.edited = result.edited;
         if (result.failure.isEmpty())
             m_images.insert(result.path, new QImage(result.image), result.image.sizeInBytes() >> 10);
-        announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
+        announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole, EditedRole});
     }
     makeNext();
 }

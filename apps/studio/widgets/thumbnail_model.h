@@ -4,6 +4,7 @@
 #include <QCache>
 #include <QThreadPool>
 #include <atomic>
+#include <optional>
 #include <vector>
 
 #include "studio/widgets/thumbnail_cache.h"
@@ -22,7 +23,7 @@ public:
     ThumbnailModel(ThumbnailCache cache, QObject* parent);
     ~ThumbnailModel() override;
 
-    /// The photographs of a folder, by name; without those of folders in it.
+    /// The photographs of a folder, by name; without those of folders in it. May be called on any thread.
     static QStringList photographsIn(const QString& folder);
 
     void setPaths(const QStringList& paths);
@@ -38,12 +39,13 @@ private:
     struct Entry {
         QString path;
         QString failure;
-        bool edited = false;
+        std::optional<bool> edited;  // not looked up yet
     };
     struct Result {
         QString path;
         QImage image;
         QString failure;
+        bool edited = false;
     };
 
     void ask(const QString& path) const;

@@ -162,10 +162,20 @@ TEST_F(Thumbnails, MarkThePhotographsWithSettings) {
     ThumbnailModel model(cache(), nullptr);
     model.setPaths({edited, plain, edited});
     EXPECT_EQ(model.rowCount(), 2);
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    EXPECT_FALSE(imageOf(model, 1).isNull());
     EXPECT_TRUE(get(model, 0, EditedRole).toBool());
     EXPECT_FALSE(get(model, 1, EditedRole).toBool());
     model.setEdited(plain, true);
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
+}
+
+TEST_F(Thumbnails, WhatTheWindowSaysOfSettingsIsNewerThanTheDisk) {
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({make("a.png")});
+    model.setEdited(path("a.png"), true);
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    EXPECT_TRUE(get(model, 0, EditedRole).toBool());
 }
 
 TEST_F(Thumbnails, AFolderIsListedByNumberAndName) {

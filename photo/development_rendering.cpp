@@ -35,7 +35,8 @@ void convert(const ColourTransform* transform, const cv::Mat& in, cv::Mat& out) 
 std::shared_ptr<const ColourTransform> Development::State::transformBetween(const Profile& from, const Profile& to) {
     if (from == to) return nullptr;
     if (from != Profile::working()) return std::make_shared<const ColourTransform>(from, to);
-    if (!transform || transformTo != to) {
+    // Profiles of one space may differ in the last bit of what they make.
+    if (!transform || transformTo.bytes() != to.bytes()) {
         transform = std::make_shared<const ColourTransform>(from, to);
         transformTo = to;
     }

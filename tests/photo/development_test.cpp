@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "photo/error.h"
+#include "photo/read.h"
 #include "tests/photo/pictures.h"
 #include "tests/support/printed.h"
 #include "tests/support/threads.h"
@@ -477,6 +478,19 @@ TEST(Development, GivesTheSamePixelsForViewsThatAlternate) {
             EXPECT_TRUE(sameValues(rendered16(alternating, view, step), rendered16(fresh, view, step)));
         }
     }
+}
+
+TEST(Development, GivesTheSamePixelsAfterARenderingToAnotherProfileOfTheSameSpace) {
+    const Photograph photograph = readPhotograph(KESTROVA_PHOTOS "/tmshre_riaphotographs_srgb8.png");
+    ASSERT_EQ(photograph.profile, Profile::srgb());
+    ASSERT_NE(photograph.profile.bytes(), Profile::srgb().bytes());
+    Development::Output output;
+    output.profile = Profile::srgb();
+    Development fresh(photograph), used(photograph);
+    fresh.set(lively());
+    used.set(lively());
+    used.render();
+    EXPECT_TRUE(sameValues(used.render(output).pixels, fresh.render(output).pixels));
 }
 
 }  // namespace

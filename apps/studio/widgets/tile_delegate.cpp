@@ -41,6 +41,8 @@ QSize TileDelegate::tileSize(const QFontMetrics& metrics) const {
     return m_picture + QSize(2 * kPadding, metrics.height() + 3 * kPadding);
 }
 
+int TileDelegate::frameWidth() { return 2 * kPadding; }
+
 QSize TileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
     return tileSize(option.fontMetrics);
 }

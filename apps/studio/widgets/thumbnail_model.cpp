@@ -16,7 +16,7 @@ namespace kestrova::studio {
 namespace {
 
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
-constexpr qsizetype kMostAsked = 200;           // what has long been scrolled away is asked for again when it is back
+constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
 bool hasSettings(const QString& path) {
     return QFileInfo::exists(fileName(photo::Settings::sidecarOf(fileName(path))));
@@ -101,8 +101,7 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
 }
 
 void ThumbnailModel::ask(const QString& path) const {
-    if (path == m_making) return;
-    m_asked.removeOne(path);
+    if (path == m_making || m_asked.contains(path)) return;
     m_asked.append(path);
     if (m_asked.size() > kMostAsked) m_asked.removeFirst();
     const_cast<ThumbnailModel*>(this)->makeNext();
@@ -110,7 +109,7 @@ void ThumbnailModel::ask(const QString& path) const {
 
 void ThumbnailModel::makeNext() {
     if (!m_making.isEmpty() || m_asked.isEmpty()) return;
-    m_making = m_asked.takeLast();
+    m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
         Result result{path, m_cache.find(path), {}, hasSettings(path)};
         try {

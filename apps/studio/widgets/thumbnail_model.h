@@ -11,8 +11,9 @@
 
 namespace kestrova::studio {
 
-/// Photographs, by their paths, with thumbnails that are made in the background once a view asks for them, those asked
-/// for last first. Its destructor cancels what is under way.
+/// Photographs, by their paths, with thumbnails that are made in the background once a view asks for them; what has
+/// been scrolled past in between is left out. The roles are those of tile_delegate.h. Its destructor cancels what is
+/// under way.
 class ThumbnailModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -56,7 +57,7 @@ private:
     std::vector<Entry> m_entries;
     QHash<QString, int> m_rows;
     QCache<QString, QImage> m_images;
-    mutable QStringList m_asked;  // the next is the last
+    mutable QStringList m_asked;  // the next one first
     QString m_making;
     ThumbnailCache m_cache;  // used by the pool's thread alone
     std::atomic<bool> m_cancel{false};

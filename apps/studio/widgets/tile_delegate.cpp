@@ -9,6 +9,7 @@ namespace kestrova::studio {
 namespace {
 
 constexpr int kPadding = 6;
+constexpr double kSmallFont = 0.85;  // for names that are too long
 
 void drawDot(QPainter& painter, const QPointF& corner, const QPalette& palette) {
     painter.setPen(QPen(Qt::black, 1));
@@ -78,10 +79,12 @@ void TileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, 
     }
     const QRectF line(tile.left() + 2, field.bottom() + 2, tile.width() - 4, tile.bottom() - field.bottom() - 4);
     painter->setPen(palette.color(failed ? QPalette::Disabled : QPalette::Active, QPalette::Text));
-    painter->setFont(option.font);
-    painter->drawText(
-        line, Qt::AlignCenter,
-        option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, static_cast<int>(line.width())));
+    QFont font = option.font;
+    const QString name = index.data().toString();
+    if (option.fontMetrics.horizontalAdvance(name) > line.width()) font.setPointSizeF(kSmallFont * font.pointSizeF());
+    painter->setFont(font);
+    painter->drawText(line, Qt::AlignCenter,
+                      painter->fontMetrics().elidedText(name, Qt::ElideMiddle, static_cast<int>(line.width())));
     painter->restore();
 }
 

@@ -61,6 +61,22 @@ TEST_F(Thumbnails, AreNotMadeUnlessAskedFor) {
     EXPECT_EQ(cached().size(), 1);
 }
 
+TEST_F(Thumbnails, AreMadeInTheOrderInWhichTheyAreAskedFor) {
+    ThumbnailModel model(cache(), nullptr);
+    QStringList paths;
+    for (int i = 0; i < 80; ++i) paths << make(std::to_string(i) + ".png", 6, 4);
+    model.setPaths(paths);
+    QList<int> order;
+    QObject::connect(&model, &ThumbnailModel::dataChanged, [&](const QModelIndex& first) { order << first.row(); });
+    for (int row = 0; row < 80; ++row) get(model, row, Qt::DecorationRole);
+    ASSERT_TRUE(waitUntil([&] { return order.contains(79); }));
+    // The first one is under way at once; of the others the latest 64 are made.
+    QList<int> expected = {0};
+    for (int row = 16; row < 80; ++row) expected << row;
+    EXPECT_EQ(order, expected);
+    EXPECT_FALSE(imageOf(model, 5).isNull());
+}
+
 TEST_F(Thumbnails, ComeFromTheCacheTheNextTime) {
     const QString photograph = make("a.jpg", 400, 300);
     {

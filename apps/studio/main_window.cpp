@@ -79,6 +79,9 @@ MainWindow::MainWindow()
 
 MainWindow::~MainWindow() {
     if (m_previewCancel) *m_previewCancel = true;
+    m_session->close();
+    m_renderer->close();
+    disconnect(m_session->history(), nullptr, this, nullptr);
 }
 
 void MainWindow::makeCentre() {

@@ -38,7 +38,8 @@ void Renderer::close() {
 
 void Renderer::open(const std::string& path, std::shared_ptr<const photo::Settings> settings) {
     QPointer<Worker> ready;
-    if (m_next && m_next->path() == path && m_next->options().filter == settings->filter) std::swap(ready, m_next);
+    if (m_next && m_next->path() == path && m_next->options().filter == settings->filter && m_next->isRunning())
+        std::swap(ready, m_next);
     close();
     m_settings = std::move(settings);
     if (ready) {
@@ -80,6 +81,7 @@ void Renderer::adopt(Worker* worker) {
         connect(worker, &Worker::progress, this, &Renderer::progress);
         connect(worker, &Worker::failed, this, &Renderer::failed);
     }
+    if (!worker->isRunning()) worker->start();
 }
 
 void Renderer::prefetch(const std::string& path) {
@@ -94,6 +96,7 @@ void Renderer::startNext() {
     m_next = new Worker(m_nextPath, {0, m_options.threads, m_options.prefetchMemory, m_settings->filter});
     // Whatever is wrong with it is said when it is opened.
     connect(m_next, &Worker::failed, this, [this] { retire(m_next); });
+    m_next->start();
 }
 
 void Renderer::cancelPreparation() {

@@ -84,6 +84,7 @@ Settings Session::settingsOf(const std::string& photograph) {
 
 void Session::restore(const History& history) {
     m_restoring = true;
+    m_target = kWhole;
     m_history.clear();
     m_settings = history.states.front();
     // The stack keeps the latest steps: those before them have no effect on it.
@@ -94,7 +95,6 @@ void Session::restore(const History& history) {
     m_history.setIndex(std::max(0, history.index - dropped));
     if (m_history.count() == 0) m_settings = history.states.back();
     m_restoring = false;
-    m_target = kWhole;
     emit targetChanged(m_target);
 }
 
@@ -103,11 +103,13 @@ void Session::close() {
     endGesture();
     save();
     m_path.clear();
+    m_target = kWhole;
     m_restoring = true;
     m_history.clear();
     m_settings = std::make_shared<const Settings>();
     m_restoring = false;
     emit closed();
+    emit targetChanged(m_target);
 }
 
 void Session::apply(const SettingsPtr& settings) {

@@ -45,7 +45,6 @@ Worker::Worker(const std::string& path, const Options& options) : m_path(path), 
     connect(this, &Worker::loaded, this, [this](QSize size) { m_size = size; });
     connect(this, &Worker::prepared, this, [this] { m_isPrepared = true; });
     m_control = std::make_shared<photo::Control>();
-    start();
 }
 
 Worker::~Worker() {

@@ -472,7 +472,8 @@ TEST(Development, GivesTheSamePixelsForViewsThatAlternate) {
     for (int i = 0; i < 4; ++i) {
         settings.light.shadows = 0.2f * static_cast<float>(i);
         alternating.set(settings);
-        for (const auto& [view, step] : {std::pair(cv::Rect(0, 0, 500, 400), 4), std::pair(cv::Rect(40, 60, 200, 200), 1)}) {
+        for (const auto& [view, step] :
+             {std::pair(cv::Rect(0, 0, 500, 400), 4), std::pair(cv::Rect(40, 60, 200, 200), 1)}) {
             Development fresh(photographOf(pixels));
             fresh.set(settings);
             EXPECT_TRUE(sameValues(rendered16(alternating, view, step), rendered16(fresh, view, step)));

@@ -23,9 +23,8 @@ testing::AssertionResult sameImage(const QImage& a, const QImage& b) {
         if (std::memcmp(a.constScanLine(y), b.constScanLine(y), static_cast<std::size_t>(4 * a.width())) != 0)
             for (int x = 0; x < a.width(); ++x)
                 if (a.pixel(x, y) != b.pixel(x, y))
-                    return testing::AssertionFailure()
-                           << "first difference at " << x << ", " << y << ": " << std::hex << a.pixel(x, y) << " and "
-                           << b.pixel(x, y);
+                    return testing::AssertionFailure() << "first difference at " << x << ", " << y << ": " << std::hex
+                                                       << a.pixel(x, y) << " and " << b.pixel(x, y);
     return testing::AssertionSuccess();
 }
 

@@ -227,6 +227,9 @@ TEST_F(WindowTest, FilesAndFoldersCanBeDropped) {
     photograph("u76c0g_bliznaca_srgb8.png");
     QMimeData mime;
     mime.setUrls({QUrl::fromLocalFile(QString::fromStdString(scratch.path()))});
+    QDragEnterEvent enter(middle(), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(middle(), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(window.get(), &drop);
     settle();

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels docs packages bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo test asan levels docs abi abi-check packages bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -54,6 +54,22 @@ docs: ## Write the reference and a page per subsystem; what is exported and has 
 	 KESTROVA_HEADERS="$$(grep -l 'KESTROVA_EXPORT ' $$(find kestrova -name '*.h' ! -path kestrova/export.h) | tr '\n' ' ')" \
 	 doxygen docs/Doxyfile
 	@echo 'the documentation: build/docs/html/index.html'
+
+# A build with debug information, for the comparison of interfaces alone
+define configure_abi
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) abigail-tools xz-utils
+	@$(CONFIGURE) -S . -B build/abi -DCMAKE_BUILD_TYPE=Debug -DKESTROVA_ABI=ON -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=OFF \
+	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+endef
+
+abi-check: ## Compare the libraries' binary interface with that of the last release, kept in abi/
+	$(configure_abi)
+	@cmake --build build/abi -j $(JOBS) --target kestrova kestrova_photo
+	@ctest --test-dir build/abi --output-on-failure -j $(JOBS)
+
+abi: ## Accept the binary interface as it is now
+	$(configure_abi)
+	@cmake --build build/abi -j $(JOBS) --target abi_accept
 
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
 	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) dpkg-dev file lintian

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels docs abi abi-check packages bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan packages abi abi-check
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -10,18 +10,27 @@ SANITIZERS := address,undefined,float-cast-overflow
 SOURCES := $(wildcard kestrova photo apps python examples tests bench fuzz docs)
 PACKAGES := g++ cmake ninja-build pkg-config libopencv-core-dev libopencv-imgproc-dev libeigen3-dev
 PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjpeg-dev libpng-dev libwebp-dev nlohmann-json3-dev libcli11-dev
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev g++-11 clang-14
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel python3 fonts-dejavu-core g++-11 clang-14
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
+PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python3-numpy
+PYTHON_TEST_PACKAGES := python3-pytest mypy
+DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
 
 help: ## List these targets
 	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
 
 demo: ## Build the example hosts, develop and paint the bundled photograph, say where the pictures are
-	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target examples kestrova-develop
 	@examples/demo.sh $(BUILD)/apps/kestrova-develop $(BUILD)/examples/kestrova-paint $(BUILD)/demo
+
+pictures: ## Make the pictures of the photo layer in docs/ again
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-develop
+	@examples/pictures.sh $(BUILD)/apps/kestrova-develop docs
 
 # $(call run_tests,DIRECTORY,OPTIONS): builds everything but the benches there, and runs every test
 define run_tests
@@ -47,13 +56,46 @@ levels: ## Run the library's tests at each level of the instruction set below th
 	     $(BUILD)/tests/kestrova_tests_$$level --gtest_brief=1 || exit; \
 	 done
 
-docs: ## Write the reference and a page per subsystem; what is exported and has no comment is an error
-	@cmake/packages.sh doxygen graphviz
-	@mkdir -p build/docs
-	@KESTROVA_VERSION=$$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) \
-	 KESTROVA_HEADERS="$$(grep -l 'KESTROVA_EXPORT ' $$(find kestrova -name '*.h' ! -path kestrova/export.h) | tr '\n' ' ')" \
-	 doxygen docs/Doxyfile
-	@echo 'the documentation: build/docs/html/index.html'
+# Debian's own Python, whatever else comes first in PATH.
+PYTHON := /usr/bin/python3
+
+# $(call build_python,DIRECTORY,OPTIONS)
+define build_python
+	@cmake/packages.sh $(PYTHON_PACKAGES)
+	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_PYTHON=ON -DKESTROVA_PHOTO=ON -DPython_EXECUTABLE=$(PYTHON) $(2)
+	@cmake --build $(1) -j $(JOBS) --target kestrova_python
+endef
+
+python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses it from there
+	$(call build_python,$(BUILD),-DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_BENCH=OFF)
+	@echo 'the module: PYTHONPATH=$(BUILD)/python $(PYTHON)'
+
+python-test: python ## Build the Python module and run its tests
+	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
+	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
+	 $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+
+python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples
+	@cmake/packages.sh python3-matplotlib python3-opencv python3-distributed
+	@mkdir -p $(BUILD)/python-examples
+	@cd $(BUILD)/python-examples && export PYTHONPATH=$(abspath $(BUILD))/python MPLBACKEND=Agg && \
+	 for example in edge_aware_filters.py run_time.py batch.py "dask_folder.py $(abspath examples/photos) -d on-workers --kill-one"; do \
+	     $(PYTHON) $(abspath examples/python)/$$example || exit; \
+	 done
+
+python-asan: ## Run the tests of the Python module under AddressSanitizer
+	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
+	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
+	@LD_PRELOAD="$$(g++ -print-file-name=libasan.so) $$(g++ -print-file-name=libstdc++.so)" ASAN_OPTIONS=detect_leaks=0 \
+	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \
+	 $(PYTHON) -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
+
+docs: ## Write the site: guide, pages with pictures, reference; what is exported and has no comment is an error
+	@cmake/packages.sh $(DOCS_PACKAGES)
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_DOCS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=OFF \
+	  -DKESTROVA_EXAMPLES=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target docs_programs
+	@docs/build.sh $(BUILD)/docs
 
 # A build with debug information, for the comparison of interfaces alone
 define configure_abi
@@ -93,6 +135,9 @@ endef
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+
+bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses
+	$(call run_bench,--beside_busy_processes='$(or $(BENCH),.*)')
 
 bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
 	$(call run_bench,--benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0)

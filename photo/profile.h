@@ -18,7 +18,9 @@ public:
     static Profile fromBytes(const std::vector<unsigned char>& bytes);
     /// From an .icc file. Throws `Error` of kind file or input.
     static Profile fromFile(const std::string& path);
+    /// sRGB.
     static Profile srgb();
+    /// Display P3: what recent cameras and screens use.
     static Profile displayP3();
     /// Compatible with Adobe RGB (1998), which cameras name without embedding it.
     static Profile adobeRgb();
@@ -33,9 +35,11 @@ public:
     int channels() const;
     /// Whether both hold the same bytes, or describe the same space.
     bool operator==(const Profile& other) const;
+    /// The opposite.
     bool operator!=(const Profile& other) const { return !(*this == other); }
 
     struct KESTROVA_PHOTO_HIDDEN Data;
+    /// For the layer's own use.
     const Data& data() const { return *m_data; }
 
 private:

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan packages abi abi-check
+.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -114,16 +114,37 @@ abi: ## Accept the binary interface as it is now
 	@cmake --build build/abi -j $(JOBS) --target abi_accept
 
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
-	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) dpkg-dev file lintian
+	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev dpkg-dev file lintian
 	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
 	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now \
 	  -DCMAKE_INSTALL_LIBDIR=lib/$$(dpkg-architecture -qDEB_HOST_MULTIARCH) -DKESTROVA_DOCS_HTML=$(CURDIR)/build/docs/html \
-	  -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	  -DKESTROVA_PYTHON=ON -DPython_EXECUTABLE=$(PYTHON) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/packages -j $(JOBS)
 	@rm -f build/packages/*.deb
 	@cd build/packages && cpack
 	@lintian --fail-on error,warning --allow-root build/packages/*.deb
 	@ls -sh build/packages/*.deb
+
+packages-check: ## Install, use and purge what `make packages` has built in a fresh Debian 12 (root, some minutes)
+	@cmake/packages.sh debootstrap
+	@packaging/clean_root.sh build/packages .
+
+compilers: ## Build the libraries and their hosts by the oldest compilers that are supported, and run those hosts
+	@cmake/packages.sh $(TEST_PACKAGES) libomp-14-dev
+	@for compiler in g++-11 clang++-14; do \
+	     $(CONFIGURE) -S . -B build/$$compiler -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=$$compiler -DKESTROVA_TESTS=ON \
+	       -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_STUDIO=OFF && \
+	     cmake --build build/$$compiler -j $(JOBS) --target kestrova kestrova_photo kestrova-develop kestrova_docs_tests && \
+	     build/$$compiler/tests/kestrova_docs_tests --gtest_brief=1 && \
+	     ctest --test-dir build/$$compiler --output-on-failure -R '^(exported_symbols|strict_host|installed_tree)' || exit; \
+	 done
+
+release: ## Cut the source archive of this version into build/dist, with its SHA256 and what is new
+	@cmake/release.sh
+
+release-check: ## Unpack the archive of `make release`, build it without git and run a part of the tests
+	@cmake/packages.sh $(TEST_PACKAGES)
+	@cmake/release.sh check
 
 # $(call run_bench,OPTIONS)
 define run_bench

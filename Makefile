@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels docs bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo test asan levels docs bench bench-smoke bench-report fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -12,7 +12,7 @@ PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjp
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev python3
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
-BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
+BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev libsuitesparse-dev libopencolorio-dev python3
 
 help: ## List these targets
 	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 20
@@ -54,19 +54,26 @@ docs: ## Write the site: guide, pages with pictures, reference; what is exported
 	@cmake --build $(BUILD) -j $(JOBS) --target docs_programs
 	@docs/build.sh $(BUILD)/docs
 
-# $(call run_bench,OPTIONS)
-define run_bench
+define build_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF -DKESTROVA_PHOTO=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target kestrova_bench
-	@$(BUILD)/bench/kestrova_bench $(1)
 endef
+KESTROVA_BENCH := $(BUILD)/bench/kestrova_bench
+BENCH_REPORT := python3 -B bench/report.py --bench $(KESTROVA_BENCH)
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
-	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+	$(build_bench)
+	@$(KESTROVA_BENCH) --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
 
 bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
-	$(call run_bench,--benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0)
+	$(build_bench)
+	@$(KESTROVA_BENCH) --benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0
+	@$(BENCH_REPORT) --check
+
+bench-report: ## Measure operations beside their peers on a quiet machine, and write tables and plots to docs/performance
+	$(build_bench)
+	@$(BENCH_REPORT) $(BENCH_REPORT_OPTIONS)
 
 fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
 	@cmake/packages.sh $(FUZZ_PACKAGES)

@@ -264,7 +264,7 @@ def page(results, machine, seconds):
 Written by `make bench-report` on {machine['date']}: all figures are of one process and one run, {seconds / 60:.0f} minutes long.
 
 - processor: {machine['processor']}, {machine['processors']} of its processors; {machine['caches']}
-- system: {machine['system']}; load when the run began: {machine['load']}
+- system: {machine['system']}; load when the run began: {machine['load']:.1f}
 - built with and against {', '.join(machine['versions'])}
 
 Milliseconds depend on the machine and on what else it does. The ratios are what counts: *times as fast* compares with a

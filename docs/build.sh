@@ -15,7 +15,7 @@ mandoc -T html -O fragment apps/develop/kestrova-develop.1 >"$made/kestrova-deve
 
 KESTROVA_VERSION=$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 # A header is installed that exports something; vendor_types.h has the records that such headers name.
-KESTROVA_HEADERS="$(grep -rl --include='*.h' 'KESTROVA_EXPORT ' kestrova | grep -v '/export.h$' | sort | tr '\n' ' ')"
+KESTROVA_HEADERS="$(grep -rlE --include='*.h' 'KESTROVA_(PHOTO_)?EXPORT ' kestrova photo | grep -v '/export.h$' | sort | tr '\n' ' ')"
 KESTROVA_HEADERS+=kestrova/frame/vendor_types.h
 KESTROVA_PAGES=$(cd docs/pages && echo *.md | sed 's/\.md//g')
 export KESTROVA_VERSION KESTROVA_HEADERS KESTROVA_PAGES

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/busy.h"
+
 /// A row of the table: what `prepare` returns, measured with each number of threads, beside a plain copy of as many
 /// bytes as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it
 /// runs when the row runs. Reported: milliseconds, bytes per second, and "copies", the ratio to the time of that copy
@@ -37,6 +39,8 @@ struct BenchSize {
 constexpr BenchSize kBenchSizes[] = {{"1920x1080", 1920, 1080}, {"6000x4000", 6000, 4000}};
 
 namespace bench_detail {
+/// All rows, to be measured in another way.
+std::vector<BusyRow>& rows();
 /// Seconds of a plain copy that reads half and writes half of `bytesMoved`, with the current number of threads.
 double copySeconds(std::size_t bytesMoved);
 }  // namespace bench_detail
@@ -44,6 +48,7 @@ double copySeconds(std::size_t bytesMoved);
 template <class Prepare>
 void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels,
               const std::vector<int>& teams) {
+    bench_detail::rows().push_back({name, [=]() -> std::function<void()> { return prepare(); }});
     for (int threads : teams) {
         const std::string row = name + "/threads:" + std::to_string(threads);
         benchmark::RegisterBenchmark(

@@ -113,18 +113,6 @@ cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int level
 }
 //! [laplacian]
 
-cv::Mat smoothLaplacianReduced(const cv::Mat& Y, float amplitude, float blur, int levels, int n) {
-    if (n == 1) return smoothLaplacian(Y, amplitude, blur, levels);
-    // What is enlarged is half of the difference, zero at 32768: without edges of its own, it suffers least.
-    constexpr int kCubic = 4;
-    const cv::Mat full = continued(Y, n), small = reduced(full, n);
-    cv::Mat half, halfEnlarged(full.size(), CV_16UC1), out;
-    cv::addWeighted(small, 0.5, smoothLaplacian(small, amplitude, blur, levels), -0.5, 32768, half);
-    upSizeNX(half, halfEnlarged, n, kCubic);
-    cv::addWeighted(full, 1, halfEnlarged, -2, 65536, out);
-    return out(cv::Rect(0, 0, Y.cols, Y.rows));
-}
-
 //! [wls]
 cv::Mat smoothLeastSquares(const cv::Mat& Y, float lambda, float alpha) {
     constexpr std::size_t kMostPixels = 4'000'000;

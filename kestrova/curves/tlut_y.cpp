@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kSamples = 4096;       // of luminance, every sixteenth level
 constexpr int kGrid = 128;           // samples of Dr, and of Db: every second level
-constexpr int kWorkOfMapPixel = 32;  // in elements, for the choice whether to fork
+constexpr int kWorkOfMapPixel = 48;  // in elements, for the choice whether to fork
 
 // The ends repeat the end samples.
 KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restrict table) noexcept {
@@ -95,8 +95,8 @@ int pairAtStartOfBand(const ushort* const* tables, int i, int last, int at) noex
     return (2 * (a >> 8) - (b >> 8)) * 256 + ((2 * a - b) & 0xFF);
 }
 
-void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
-                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+KESTROVA_KERNEL void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
+                                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
     const int offsetMask = (1 << shift) - 1;
     for (int x = 0; x < n; ++x) {
         const int i = y[x] >> shift, at = inDr[x] << 8 | inDb[x];

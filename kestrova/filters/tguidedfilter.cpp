@@ -37,7 +37,7 @@ std::vector<cv::Mat> fittedModel(const std::vector<cv::Mat>& guide, const cv::Ma
     std::vector<cv::Mat> model;
     for (const cv::Mat* plane : before) model.push_back(outputLike(*plane, p.size(), CV_32FC1));
 
-    const auto makeFit = [&](int) { return GuidedFit(guide, p, r, eps, BoxBorder::kReplicated); };
+    const auto makeFit = [&] { return GuidedFit(guide, p, r, eps, BoxBorder::kReplicated); };
     const auto copyMeans = [&](int first, int end, GuidedFit& fit) noexcept {
         fit.begin(first, 0);
         for (int y = first; y < end; ++y) {
@@ -49,7 +49,7 @@ std::vector<cv::Mat> fittedModel(const std::vector<cv::Mat>& guide, const cv::Ma
             }
         }
     };
-    forEachStrip(Strips(p.rows, p.cols, GuidedFit::blockRows(r)), makeFit, copyMeans);
+    forEachStrip(Strips::onePerThread(p.rows, workOf(p.cols, 8), GuidedFit::blockRows(r)), makeFit, copyMeans);
     return model;
 }
 

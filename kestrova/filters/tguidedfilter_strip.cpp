@@ -44,7 +44,7 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
     const int blocksPerStrip = blocksOf(stripRows);
     const int blocks = q.rows / stripRows * blocksPerStrip + blocksOf(q.rows % stripRows);
 
-    const auto makeFit = [&](int) { return GuidedFit({I}, p, r, eps, BoxBorder::kInside); };
+    const auto makeFit = [&] { return GuidedFit({I}, p, r, eps, BoxBorder::kInside); };
     const auto filterBlocks = [&](int firstBlock, int endBlock, GuidedFit& fit) noexcept {
         for (int block = firstBlock; block < endBlock; ++block) {
             const int top = block / blocksPerStrip * stripRows, inStrip = block % blocksPerStrip * blockRows;
@@ -62,7 +62,8 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
         }
     };
     const long long perBlock = static_cast<long long>(q.cols) * std::min(blockRows, stripRows);
-    forEachStrip(Strips(blocks, static_cast<int>(std::min<long long>(perBlock, INT_MAX))), makeFit, filterBlocks);
+    const int work = workOf(static_cast<int>(std::min<long long>(perBlock, INT_MAX)), 8);
+    forEachStrip(Strips::onePerThread(blocks, work), makeFit, filterBlocks);
 }
 
 /// Copies the outermost `margin` pixels of every side.

@@ -117,7 +117,7 @@ void convertPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::M
     });
 }
 
-// Chroma rows on their way to full size, for one strip.
+// Chroma rows on their way to full size, for one thread.
 struct EnlargedChroma {
     ChromaRows rows;
     std::vector<ushort> dr, db;
@@ -135,8 +135,8 @@ struct EnlargedChroma {
 template <class Row>
 void forEnlargedRows(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int rows, const Row& row) {
     ChromaRows::check(Y, {Dr, Db});
-    const auto makeChroma = [&](int) { return EnlargedChroma(Y, Dr, Db); };
-    forEachStrip(Strips(rows, Y.cols), makeChroma, [&](int first, int end, EnlargedChroma& chroma) noexcept {
+    const auto makeChroma = [&] { return EnlargedChroma(Y, Dr, Db); };
+    forEachStrip(Strips(rows, workOf(Y.cols, 4)), makeChroma, [&](int first, int end, EnlargedChroma& chroma) noexcept {
         for (int r = first; r < end; ++r) {
             chroma.compute(r);
             row(r, chroma.dr.data(), chroma.db.data());
@@ -218,7 +218,7 @@ void TPImage::convertToHalfpRGB(unsigned char* const planes[3], int step) const 
 
     const int columns = hWidth(), regular = std::max(width() / 2, 1);
     using Luminance = std::vector<ushort>;
-    const auto makeLuminance = [=](int) { return Luminance(static_cast<std::size_t>(columns)); };
+    const auto makeLuminance = [=] { return Luminance(static_cast<std::size_t>(columns)); };
     const auto convertRows = [&](int first, int end, Luminance& luminance) noexcept {
         ushort* const y = luminance.data();
         for (int k = first; k < end; ++k) {

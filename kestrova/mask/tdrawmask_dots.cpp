@@ -238,7 +238,7 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
     const int top = part.y, bottom = part.br().y - 1;
     const int nearestY = clampInt(p.y, top, bottom), firstDy = std::abs(p.y - nearestY);
     const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, 2 * part.width);
-    const auto rowOfWeights = [side](int) { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
+    const auto rowOfWeights = [side] { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
     forEachStrip(distances, rowOfWeights, [&](int first, int end, std::vector<float>& row) noexcept {
         float* const middle = row.data() + side;
         for (int i = first; i < end; ++i) {

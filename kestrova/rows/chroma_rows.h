@@ -17,7 +17,7 @@ namespace kestrova::rows {
 ///     row 2k + 1  cross        diagonal[k][0]   cross    diagonal[k][1]
 ///
 /// So row 2k + 1 needs the low rows k and k + 1 and the diagonals k, row 2k the diagonals k - 1 and k: a window of two
-/// rows each, which fills itself from wherever a strip begins. One object serves one strip. Internal.
+/// rows each, which fills itself from whatever row comes next. One object serves one thread. Internal.
 class ChromaRows {
 public:
     /// Fails unless guide and planes are `CV_16UC1` and the planes have half the guide's size, rounded up, or more. A

@@ -21,14 +21,14 @@ namespace {
 
 constexpr int kWorkOfPixel = 16;
 
-// A block of a megapixel takes 17 MB: more threads than this share blocks.
+// A block of a megapixel takes 13 MB: more threads than this share blocks.
 constexpr int kMostBlocksAtOnce = 4;
 
 // A team on its way through blocks. Its first members each take block after block; who has none helps with those.
 class BlocksAtOnce {
 public:
     BlocksAtOnce(const std::vector<PlacedBlock>& blocks, const WeightTables& tables,
-                 const std::vector<PairSmoothing>& smoothings, int atOnce, std::vector<PairScratch>& scratch)
+                 std::vector<PairSmoothing>& smoothings, int atOnce, std::vector<PairScratch>& scratch)
         : m_blocks(blocks),
           m_tables(tables),
           m_smoothings(smoothings),
@@ -70,7 +70,7 @@ private:
 
     const std::vector<PlacedBlock>& m_blocks;
     const WeightTables& m_tables;
-    const std::vector<PairSmoothing>& m_smoothings;
+    std::vector<PairSmoothing>& m_smoothings;
     std::vector<PairScratch>& m_scratch;
     const std::array<int, PairSmoothing::kSteps> m_pieces;
     const int m_atOnce;

@@ -87,11 +87,33 @@ Sampled sample(const TVelline& engine, const cv::Mat& full, bool bSmooth) {
     return {TPImage::MatRoi(full, roi.x, roi.y, roi.width, roi.height, engine.m_level, false, bSmooth), true};
 }
 
+// A plane of `size` in the memory of one of another size that nobody else sees, or in new memory where there is too
+// little of it, or far too much: first touches of new memory take longer than a rendering.
+cv::Mat resizedPlane(const cv::Mat& before, cv::Size size) {
+    constexpr std::size_t kMostRoom = 4;
+    const std::size_t pixels = static_cast<std::size_t>(size.area());
+    if (before.empty() || before.type() != CV_16UC1 || pixels == 0) return {size, CV_16UC1};
+    cv::Mat room = before;
+    cv::Size whole;
+    cv::Point at;
+    room.locateROI(whole, at);
+    room.adjustROI(at.y, whole.height - at.y - room.rows, at.x, whole.width - at.x - room.cols);
+    if (!room.isContinuous() || room.total() < pixels || room.total() / kMostRoom > pixels) return {size, CV_16UC1};
+    return room.reshape(1, 1).colRange(0, static_cast<int>(pixels)).reshape(1, size.height);
+}
+
+// A plane of `size` in place of `before`: its pixels if it has that size.
+cv::Mat planeLike(const cv::Mat& before, cv::Size size) {
+    const bool bFits = before.size() == size && before.type() == CV_16UC1;
+    return bFits || !isSoleHeader(before) ? outputLike(before, size, CV_16UC1) : resizedPlane(before, size);
+}
+
 // The plane that the result made of `sampled` goes into: the same if its pixels are new, those of the cache that it
 // replaces if nobody else sees them, else others.
 cv::Mat renderedPlane(const Sampled& sampled, const cv::Mat& cache) {
     if (sampled.bNew) return sampled.plane;
-    return outputLike(isSoleHeader(cache) ? cache : cv::Mat(), sampled.plane.size(), CV_16UC1);
+    const cv::Size size = sampled.plane.size();
+    return isSoleHeader(cache) ? planeLike(cache, size) : cv::Mat(size, CV_16UC1);
 }
 
 // The rectangle's luminance under mix and light curve.
@@ -307,7 +329,7 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
         m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
         std::any_of(std::begin(read), std::end(read), [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
     const auto users = bOthersSee ? std::make_shared<char>() : m_roiYUsers;
-    cv::Mat result = outputLike(bOthersSee ? cv::Mat() : m_roiY, y.size(), CV_16UC1);
+    cv::Mat result = bOthersSee ? cv::Mat(y.size(), CV_16UC1) : planeLike(m_roiY, y.size());
 
     m_rY = y;
     for (int s = 0; s < kScales; ++s) this->*kScale[s].cache = d[s];

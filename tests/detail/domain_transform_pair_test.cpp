@@ -48,7 +48,7 @@ TEST(DomainTransform, PairKeepsItsPlanesAndTables) {
     filter->filterPair(first, second);
     const auto kept = [&] {
         const DomainTransformFilter::Workspace& w = *filter->m_workspace;
-        return std::vector<const void*>{w.smoothings[0].m_image.row(0), w.smoothings[0].m_sumX.row(0),
+        return std::vector<const void*>{w.smoothings[0].m_image.row(0), w.smoothings[0].m_sumX.lows.row(0),
                                         w.scratch[0].m_lines.row(0), w.tables[0].data()};
     };
     const std::vector<const void*> before = kept();

@@ -1,6 +1,7 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-smoke fuzz tsan tidy format bench-busy python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check
+.PHONY: help demo pictures test asan levels docs bench bench-busy bench-smoke bench-report fuzz tsan tidy format \
+  python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check studio
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 # Debian's own, whatever else comes first in PATH.
@@ -17,7 +18,7 @@ PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python
 PYTHON_TEST_PACKAGES := python3-pytest mypy
 TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel fonts-dejavu-core g++-11 clang-14 pybind11-dev python3-dev python3-numpy $(PYTHON_TEST_PACKAGES)
 DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
-BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev
+BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev libsuitesparse-dev libopencolorio-dev python3
 
 help: ## List these targets
 	@grep -hE '^[a-z-]+:.*## ' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## (.*)/  make \1\t\2/' | expand -t 24
@@ -146,22 +147,30 @@ release-check: ## Unpack the archive of `make release`, build it without git and
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@cmake/release.sh check
 
-# $(call run_bench,OPTIONS)
-define run_bench
+define build_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_BENCH=ON -DKESTROVA_TESTS=OFF $(CORE_ALONE)
 	@cmake --build $(BUILD) -j $(JOBS) --target kestrova_bench
-	@$(BUILD)/bench/kestrova_bench $(1)
 endef
+KESTROVA_BENCH := $(BUILD)/bench/kestrova_bench
+BENCH_REPORT := python3 -B bench/report.py --bench $(KESTROVA_BENCH)
 
 bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
-	$(call run_bench,--benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true)
+	$(build_bench)
+	@$(KESTROVA_BENCH) --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
 
 bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses
-	$(call run_bench,--beside_busy_processes='$(or $(BENCH),.*)')
+	$(build_bench)
+	@$(KESTROVA_BENCH) --beside_busy_processes='$(or $(BENCH),.*)'
 
 bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
-	$(call run_bench,--benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0)
+	$(build_bench)
+	@$(KESTROVA_BENCH) --benchmark_filter='-6000x4000|2048|1500|1024|512x512|threads:[^1]' --benchmark_min_time=0
+	@$(BENCH_REPORT) --check
+
+bench-report: ## Measure operations beside their peers on a quiet machine, and write tables and plots to docs/performance
+	$(build_bench)
+	@$(BENCH_REPORT) $(BENCH_REPORT_OPTIONS)
 
 fuzz: ## Search each fuzz target for SECONDS=n (60), then look into build/fuzz/fuzz/found
 	@cmake/packages.sh $(FUZZ_PACKAGES)

@@ -76,7 +76,7 @@ python-examples: python ## Run the examples of the Python module; their figures 
 	 done
 
 python-asan: ## Run the tests of the Python module under AddressSanitizer
-	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
+	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
 	@LD_PRELOAD="$$(g++ -print-file-name=libasan.so) $$(g++ -print-file-name=libstdc++.so)" ASAN_OPTIONS=detect_leaks=0 \
 	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \

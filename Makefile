@@ -28,7 +28,7 @@ demo: ## Build the example hosts, develop and paint the bundled photograph, say 
 define run_tests
 	@cmake/packages.sh $(TEST_PACKAGES)
 	@$(CONFIGURE) -S . -B $(1) -DKESTROVA_TESTS=ON -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_EXAMPLES=ON -DKESTROVA_BENCH=OFF \
-	  $(2)
+	  -DKESTROVA_PYTHON=OFF $(2)
 	@cmake --build $(1) -j $(JOBS)
 	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
 endef

@@ -64,7 +64,7 @@ python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses
 
 python-test: python ## Build the Python module and run its tests
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
-	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
+	@KESTROVA_DEVELOP=$(abspath $(wildcard $(BUILD)/apps/kestrova-develop)) PYTHONPATH=$(BUILD)/python \
 	 $(PYTHON) -B -m pytest -q -p no:cacheprovider tests/python
 
 python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples

@@ -42,7 +42,7 @@ void Development::set(const Settings& settings) {
     const Settings& old = m_state->settings;
     const bool sameGeometry = old.rotate == settings.rotate && old.straighten == settings.straighten &&
                               old.crop == settings.crop && old.size == settings.size;
-    if (!sameGeometry) m_state->keptTiles.clear();
+    if (!sameGeometry) m_state->kept.clear();
     m_state->settings = settings;
     m_state->geometry = geometry;
 }

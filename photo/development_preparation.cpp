@@ -35,7 +35,7 @@ void Development::State::prepare(const Recipe& recipe, int maskOfLayer, Steps& s
     if ((scales || chroma) && luminance.empty()) luminance = computeLuminance(source, steps);
     if (scales) {
         prepared.scales.reset();
-        keptTiles.clear();
+        kept.clear();
         prepared.scales = computeScales(luminance, settings.filter, bits, steps);
     }
     if (chroma) prepared.chroma = computeChromaNoise(source, luminance, bits, steps);
@@ -56,12 +56,14 @@ void Development::State::prepareColours(Recipe& recipe) {
 
 void Development::State::prepareMasks(const Recipe& recipe, int maskOfLayer, Steps& steps) {
     prepared.masks.resize(recipe.layers.size());
+    painters.resize(recipe.layers.size());
     paintedMasks.resize(recipe.layers.size());
     for (std::size_t i = 0; i < recipe.layers.size(); ++i) {
         if (!maskMissing(recipe, i, maskOfLayer)) continue;
         if (!maskPicture) maskPicture = computeMaskPicture(source, steps);
         const Mask mask = settings.layers[i].mask;
-        prepared.masks[i] = {paintMask(*maskPicture, source.size(), mask, steps), maskPicture->n};
+        if (!painters[i]) painters[i] = std::make_unique<MaskPainter>(maskPicture, source.size());
+        prepared.masks[i] = {painters[i]->paint(mask, steps), painters[i]->reduction()};
         paintedMasks[i] = mask;
         steps.done(1);
     }

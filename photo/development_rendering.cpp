@@ -35,7 +35,8 @@ void convert(const ColourTransform* transform, const cv::Mat& in, cv::Mat& out) 
 std::shared_ptr<const ColourTransform> Development::State::transformBetween(const Profile& from, const Profile& to) {
     if (from == to) return nullptr;
     if (from != Profile::working()) return std::make_shared<const ColourTransform>(from, to);
-    if (!transform || transformTo != to) {
+    // Profiles of one space may differ in the last bit of what they make.
+    if (!transform || transformTo.bytes() != to.bytes()) {
         transform = std::make_shared<const ColourTransform>(from, to);
         transformTo = to;
     }
@@ -78,6 +79,15 @@ std::vector<std::unique_ptr<Tile>> Development::State::tilesOfView(const View& v
                 tiles.push_back(std::make_unique<Tile>(area, made, geometry.planFor(made, view.step)));
             }
         }
+    return tiles;
+}
+
+/// What is kept of the view, which then no longer is, or fresh tiles.
+std::vector<std::unique_ptr<Tile>> Development::State::takeTiles(const View& view) {
+    const auto found = std::find_if(kept.begin(), kept.end(), [&](const KeptView& k) { return k.view == view; });
+    if (found == kept.end()) return tilesOfView(view);
+    std::vector<std::unique_ptr<Tile>> tiles = std::move(found->tiles);
+    kept.erase(found);
     return tiles;
 }
 
@@ -161,14 +171,13 @@ Development::Rendering Development::State::render(const View& view, const Output
     const Profile& from = pixelsStay ? own : Profile::working();
     const std::shared_ptr<const ColourTransform> conversion = transformBetween(from, wanted);
 
-    std::vector<std::unique_ptr<Tile>> tiles;
-    if (view == keptView && !keptTiles.empty())
-        tiles = std::move(keptTiles);
-    else
-        tiles = tilesOfView(view);
-    keptTiles.clear();
+    std::vector<std::unique_ptr<Tile>> tiles = takeTiles(view);
     const double pixels = static_cast<double>(view.area.area()) * std::max(1.0, geometry.scale() * geometry.scale());
-    const bool keep = pixels * Chunk::bytesAPixel(recipe.layers.size()) <= static_cast<double>(options.keptForView);
+    const double bytes = pixels * Chunk::bytesAPixel(recipe.layers.size());
+    const bool keep = bytes <= static_cast<double>(options.keptForView);
+    // Before the tiles of this view grow.
+    if (kept.size() > 1) kept.resize(1);
+    if (!kept.empty() && kept[0].bytes + bytes > static_cast<double>(options.keptForView)) kept.clear();
 
     Rendering out;
     out.profile = wanted;
@@ -179,10 +188,7 @@ Development::Rendering Development::State::render(const View& view, const Output
         renderTile(*tiles[i], recipe, view, conversion.get(), pixelsStay, output, steps, out);
         if (!keep) tiles[i].reset();
     });
-    if (keep) {
-        keptTiles = std::move(tiles);
-        keptView = view;
-    }
+    if (keep) kept.insert(kept.begin(), KeptView{view, std::move(tiles), bytes});
     return out;
 }
 

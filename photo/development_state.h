@@ -33,6 +33,14 @@ struct View {
     bool operator==(const View& other) const { return area == other.area && step == other.step; }
 };
 
+/// What is left of a rendered view. Two are kept, for hosts that render a coarse one while a slider moves and a fine
+/// one afterwards.
+struct KeptView {
+    View view;
+    std::vector<std::unique_ptr<Tile>> tiles;
+    double bytes = 0;
+};
+
 /// What the settings ask of each stage.
 Recipe recipeOf(const Settings& settings);
 /// Whether more than colour changes.
@@ -54,7 +62,8 @@ struct Development::State {
 
     cv::Mat luminance;
     std::shared_ptr<const MaskPicture> maskPicture;
-    std::vector<Mask> paintedMasks;  ///< what `prepared.masks` are of
+    std::vector<std::unique_ptr<MaskPainter>> painters;  ///< of the layers
+    std::vector<Mask> paintedMasks;                      ///< what `prepared.masks` are of
     Prepared prepared;
     std::vector<std::shared_ptr<const ColourTable>> colours;  ///< of the whole and of the layers, latest rendering
 
@@ -62,8 +71,7 @@ struct Development::State {
     std::shared_ptr<const ColourTransform> transform;
     Profile transformTo;
 
-    View keptView;
-    std::vector<std::unique_ptr<Tile>> keptTiles;
+    std::vector<KeptView> kept;  ///< the latest first
 
     bool scalesMissing(const Recipe& recipe) const;
     bool chromaMissing(const Recipe& recipe) const;
@@ -76,6 +84,7 @@ struct Development::State {
     std::shared_ptr<const ColourTransform> transformBetween(const Profile& from, const Profile& to);
     View viewOf(const cv::Rect& view, int step) const;
     std::vector<std::unique_ptr<Tile>> tilesOfView(const View& view) const;
+    std::vector<std::unique_ptr<Tile>> takeTiles(const View& view);
     Rendering render(const View& view, const Output& output, Control* control);
     cv::Mat outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe, const ColourTransform* transform,
                                     const cv::Mat& pixels) const;

@@ -100,6 +100,23 @@ cv::Point2d Geometry::toPhotograph(cv::Point2d p) const {
     }
 }
 
+cv::Point2d Geometry::photographPoint(cv::Point2d rendering) const {
+    return toPhotograph({m_crop.x + rendering.x * scaleOf(true, 1, 1), m_crop.y + rendering.y * scaleOf(false, 1, 1)});
+}
+
+cv::Point2d Geometry::renderingPoint(cv::Point2d photograph) const {
+    cv::Point2d t = photograph;
+    switch (m_quarters) {
+        case 1: t = {m_photograph.height - photograph.y, photograph.x}; break;
+        case 2: t = {m_photograph.width - photograph.x, m_photograph.height - photograph.y}; break;
+        case 3: t = {photograph.y, m_photograph.width - photograph.x}; break;
+        default: break;
+    }
+    const cv::Point2d d(t.x - 0.5 * m_turned.width, t.y - 0.5 * m_turned.height);
+    const cv::Point2d frame(m_cos * d.x - m_sin * d.y - m_frame.x, m_sin * d.x + m_cos * d.y - m_frame.y);
+    return {(frame.x - m_crop.x) / scaleOf(true, 1, 1), (frame.y - m_crop.y) / scaleOf(false, 1, 1)};
+}
+
 /// Reduced pixels of the cropped frame to a pixel of the rendering at that step.
 double Geometry::scaleOf(bool horizontal, int step, int reduction) const {
     const double frame = horizontal ? m_crop.width : m_crop.height, out = horizontal ? m_size.width : m_size.height;

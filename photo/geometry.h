@@ -34,6 +34,9 @@ public:
     cv::Mat resampled(const cv::Mat& rendered, const Plan& plan, const cv::Rect& area, int step) const;
     /// How many pixels of the photograph one of the rendering is wide.
     double scale() const { return scaleOf(true, 1, 1); }
+    /// A place in the rendering as one in the photograph, and back; both in pixels, whose centres stand at halves.
+    cv::Point2d photographPoint(cv::Point2d rendering) const;
+    cv::Point2d renderingPoint(cv::Point2d photograph) const;
 
     cv::Size sizeAt(int step) const { return {std::max(1, m_size.width / step), std::max(1, m_size.height / step)}; }
 

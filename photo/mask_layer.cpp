@@ -17,21 +17,26 @@ cv::Mat meansOf(const cv::Mat& unit, int type, double scale) {
     return out;
 }
 
-/// Points no further apart than a quarter of the radius, so that dots make a line.
-std::vector<cv::Point> dotsAlong(const Stroke& stroke, cv::Size mask, double radius) {
+/// Points no further apart than a quarter of the radius, so that dots make a line, from the point of that index on.
+std::vector<cv::Point> dotsAlong(const Stroke& stroke, std::size_t firstPoint, cv::Size mask, double radius) {
     const double spacing = std::max(1.0, radius / 4);
+    const auto placeOf = [&](const Point& p) { return cv::Point2d(p.x * mask.width, p.y * mask.height); };
     std::vector<cv::Point> dots;
-    cv::Point2d last;
-    for (const Point& point : stroke.points) {
-        const cv::Point2d at(point.x * mask.width, point.y * mask.height);
-        const int count = dots.empty() ? 1 : std::max(1, static_cast<int>(std::ceil(cv::norm(at - last) / spacing)));
+    for (std::size_t k = firstPoint; k < stroke.points.size(); ++k) {
+        const cv::Point2d at = placeOf(stroke.points[k]), last = k == 0 ? at : placeOf(stroke.points[k - 1]);
+        const int count = std::max(1, static_cast<int>(std::ceil(cv::norm(at - last) / spacing)));
         for (int i = 1; i <= count; ++i) {
-            const cv::Point2d p = dots.empty() ? at : last + (at - last) * (static_cast<double>(i) / count);
+            const cv::Point2d p = last + (at - last) * (static_cast<double>(i) / count);
             dots.emplace_back(static_cast<int>(std::floor(p.x)), static_cast<int>(std::floor(p.y)));
         }
-        last = at;
     }
     return dots;
+}
+
+/// Whether both are the same but for their points.
+bool sameBrush(Stroke one, const Stroke& other) {
+    one.points = other.points;
+    return one == other;
 }
 
 }  // namespace
@@ -64,32 +69,62 @@ std::shared_ptr<const MaskPicture> computeMaskPicture(const Source& source, Step
     return out;
 }
 
-cv::Mat paintMask(const MaskPicture& picture, cv::Size photograph, const Mask& mask, Steps& steps) {
-    const double longSide = static_cast<double>(std::max(photograph.width, photograph.height)) / picture.n;
-    TDrawMask brush;
-    brush.setInImage(picture.Y, picture.dr, picture.db);
-    brush.setValue(0);
-    for (const Stroke& stroke : mask.strokes) {
-        // The brush halves what it is given.
-        const int outer = std::clamp(static_cast<int>(std::lround(stroke.radius * longSide)), 1, 7999);
-        const int inner = static_cast<int>(std::lround(outer * stroke.hardness));
-        // A dot with a tolerance reads the colour under its centre.
-        const int beyond = stroke.tolerance > 0 ? 0 : outer;
-        const cv::Rect reach(-beyond, -beyond, picture.Y.cols + 2 * beyond, picture.Y.rows + 2 * beyond);
-        brush.drawStart(0, 1);
-        for (const cv::Point& dot :
-             dotsAlong(stroke, {photograph.width / picture.n, photograph.height / picture.n}, outer)) {
-            if (!reach.contains(dot)) continue;
-            brush.drawADot(2 * dot, stroke.erase ? 0 : 255, 2 * outer, 2 * inner, static_cast<float>(stroke.opacity),
-                           static_cast<float>(stroke.tolerance));
-            brush.proc();
-            steps.check();
-        }
-        brush.drawEnd();
+MaskPainter::MaskPainter(std::shared_ptr<const MaskPicture> picture, cv::Size photograph)
+    : m_picture(std::move(picture)), m_photograph(photograph) {}
+
+bool MaskPainter::continues(const std::vector<Stroke>& strokes) const {
+    if (!m_valid || strokes.size() < m_painted.size()) return false;
+    if (m_painted.empty()) return true;
+    const std::size_t last = m_painted.size() - 1;
+    if (!std::equal(m_painted.begin(), m_painted.begin() + static_cast<std::ptrdiff_t>(last), strokes.begin()))
+        return false;
+    const std::vector<Point>&before = m_painted[last].points, &now = strokes[last].points;
+    return sameBrush(m_painted[last], strokes[last]) && now.size() >= before.size() &&
+           std::equal(before.begin(), before.end(), now.begin());
+}
+
+void MaskPainter::begin() {
+    m_painted.clear();
+    m_brush = TDrawMask();
+    m_brush.setInImage(m_picture->Y, m_picture->dr, m_picture->db);
+    m_brush.setValue(0);
+}
+
+void MaskPainter::paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps) {
+    const double longSide = static_cast<double>(std::max(m_photograph.width, m_photograph.height)) / m_picture->n;
+    // The brush halves what it is given.
+    const int outer = std::clamp(static_cast<int>(std::lround(stroke.radius * longSide)), 1, 7999);
+    const int inner = static_cast<int>(std::lround(outer * stroke.hardness));
+    // A dot with a tolerance reads the colour under its centre.
+    const int beyond = stroke.tolerance > 0 ? 0 : outer;
+    const cv::Rect reach(-beyond, -beyond, m_picture->Y.cols + 2 * beyond, m_picture->Y.rows + 2 * beyond);
+    const cv::Size mask(m_photograph.width / m_picture->n, m_photograph.height / m_picture->n);
+    for (const cv::Point& dot : dotsAlong(stroke, firstPoint, mask, outer)) {
+        if (!reach.contains(dot)) continue;
+        m_brush.drawADot(2 * dot, stroke.erase ? 0 : 255, 2 * outer, 2 * inner, static_cast<float>(stroke.opacity),
+                         static_cast<float>(stroke.tolerance));
+        m_brush.proc();
+        steps.check();
     }
-    if (mask.inverted) brush.invert();
-    brush.proc();
-    return brush.getMaskRoi(cv::Rect(), 0);
+}
+
+cv::Mat MaskPainter::paint(const Mask& mask, Steps& steps) {
+    if (!continues(mask.strokes)) begin();
+    m_valid = false;
+    for (std::size_t i = m_painted.empty() ? 0 : m_painted.size() - 1; i < mask.strokes.size(); ++i) {
+        const bool goesOn = i < m_painted.size();
+        if (!goesOn) {
+            if (i > 0) m_brush.drawEnd();
+            m_brush.drawStart(0, 1);
+        }
+        paintFrom(mask.strokes[i], goesOn ? m_painted[i].points.size() : 0, steps);
+    }
+    m_brush.proc();
+    cv::Mat painted = m_brush.getMaskRoi(cv::Rect(), 0);
+    if (mask.inverted) cv::bitwise_not(painted, painted);
+    m_painted = mask.strokes;
+    m_valid = true;
+    return painted;
 }
 
 }  // namespace kestrova::photo

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <kestrova/kestrova.h>
+
 #include <memory>
+#include <vector>
 
 #include "photo/engine.h"
 #include "photo/reduced.h"
@@ -18,7 +21,26 @@ struct MaskPicture {
 /// Half the size of the photograph, and less for those of more than some 25 megapixels. `steps` gets 1 in all.
 std::shared_ptr<const MaskPicture> computeMaskPicture(const Source& source, Steps& steps);
 
-/// Paints a mask: CV_8UC1 at the size of the picture, 255 inside.
-cv::Mat paintMask(const MaskPicture& picture, cv::Size photograph, const Mask& mask, Steps& steps);
+/// Paints the mask of a layer, and goes on from what it has painted where only dots and strokes have been added: a
+/// stroke under way costs its new dots.
+class MaskPainter {
+public:
+    MaskPainter(std::shared_ptr<const MaskPicture> picture, cv::Size photograph);
+
+    /// CV_8UC1 at the size of the picture, 255 inside. After a cancel the next call begins anew.
+    cv::Mat paint(const Mask& mask, Steps& steps);
+    int reduction() const { return m_picture->n; }
+
+private:
+    bool continues(const std::vector<Stroke>& strokes) const;
+    void begin();
+    void paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps);
+
+    std::shared_ptr<const MaskPicture> m_picture;
+    cv::Size m_photograph;
+    TDrawMask m_brush;
+    std::vector<Stroke> m_painted;
+    bool m_valid = false;
+};
 
 }  // namespace kestrova::photo

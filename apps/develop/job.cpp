@@ -4,11 +4,10 @@
 #include <filesystem>
 #include <new>
 
-#include "develop/key.h"
-#include "photo/development.h"
+#include "photo/develop_file.h"
 #include "photo/error.h"
+#include "photo/file_format.h"
 #include "photo/metadata.h"
-#include "photo/read.h"
 
 namespace kestrova::develop {
 
@@ -46,115 +45,39 @@ bool isUpToDate(const Task& task, const std::string& key, const Options& options
     return there == key;
 }
 
-// What the writer gets of the photograph that was read besides its pixels, and the profile to render in.
-struct Frame {
-    photo::Photograph photograph;
-    photo::Profile rendered;
-};
-
-Frame frameOf(const photo::Photograph& read, const Options& options) {
-    Frame frame;
-    frame.photograph = read;
-    frame.photograph.pixels.release();
-    frame.photograph.notes.clear();
-    if (options.profile) {
-        frame.rendered = frame.photograph.outputProfile = *options.profile;
-    } else {
-        const bool rgb = read.outputProfile.channels() == 3;
-        frame.rendered = rgb ? read.outputProfile : read.profile;
-    }
-    frame.photograph.profile = frame.rendered;
-    return frame;
-}
-
-// What of the settings chooses the view and changes nothing in it.
-photo::Settings geometryOf(const photo::Settings& settings) {
-    photo::Settings geometry;
-    geometry.rotate = settings.rotate;
-    geometry.straighten = settings.straighten;
-    geometry.crop = settings.crop;
-    geometry.size = settings.size;
-    return geometry;
-}
-
-// With a white gap in between.
-cv::Mat sideBySide(const cv::Mat& before, const cv::Mat& after) {
-    const cv::Mat gap(before.rows, before.cols / 50, before.type(),
-                      cv::Scalar::all(before.depth() == CV_8U ? 255 : 65535));
-    cv::Mat both(before.rows, before.cols + gap.cols + after.cols, before.type());
-    before.copyTo(both.colRange(0, before.cols));
-    gap.copyTo(both.colRange(before.cols, before.cols + gap.cols));
-    after.copyTo(both.colRange(before.cols + gap.cols, both.cols));
-    return both;
+photo::DevelopFileOptions fileOptions(const Options& options) {
+    photo::DevelopFileOptions file;
+    file.format = options.format;
+    file.bits = options.bits;
+    file.quality = options.quality;
+    file.profile = options.profile;
+    file.metadata = options.metadata;
+    file.compare = options.compare;
+    file.threads = options.threads;
+    file.maxMemory = options.maxMemory / options.jobs;
+    file.maxMegapixels = options.maxMegapixels;
+    return file;
 }
 
 Outcome develop(const Task& task, const Options& options, photo::Control& control) {
     Outcome outcome;
-    const auto format = options.format ? *options.format : photo::writtenFormat(task.output).value();
+    photo::DevelopFileOptions file = fileOptions(options);
     const photo::Settings settings = settingsFor(task, options);
     photo::examineFile(task.input);
-    std::string key;
-    if (options.skipExisting || options.metadata != photo::MetadataChoice::none)
-        key = keyOf(task.input, settings, format, options);
-    if (options.skipExisting && isUpToDate(task, key, options)) {
-        outcome.kind = Outcome::Kind::skipped;
-        return outcome;
+    if (options.skipExisting) {
+        file.key = photo::developFileKey(task.input, settings, task.output, file);
+        if (isUpToDate(task, file.key, options)) {
+            outcome.kind = Outcome::Kind::skipped;
+            return outcome;
+        }
     }
     if (options.dryRun) {
         outcome.kind = Outcome::Kind::planned;
         return outcome;
     }
-
-    const std::size_t memory = options.maxMemory / options.jobs;
-    photo::ReadOptions reading;
-    reading.maxMegapixels = options.maxMegapixels;
-    reading.maxMemory = memory;
-    reading.threads = options.threads;
-    reading.cancel = control.flag();
-    photo::Photograph photograph = photo::readPhotograph(task.input, reading);
-    outcome.notes = photograph.notes;
-    const auto report = control.progress;
-    if (report) report(kRead);
-
-    Frame frame = frameOf(photograph, options);
-    const bool deep = options.bits ? options.bits == 16
-                                   : photograph.sourceBits > 8 &&
-                                         (format == photo::FileFormat::png || format == photo::FileFormat::tiff);
-    const std::size_t own = photograph.pixels.total() * photograph.pixels.elemSize();
-    photo::Development::Options bounds;
-    bounds.threads = options.threads;
-    bounds.keptForView = 0;
-    if (memory) bounds.mostMemory = memory > own ? memory - own : 1;
-    {
-        photo::Development development(std::move(photograph), bounds);
-        development.set(settings);
-        if (report) control.progress = [&](double share) { report(kRead + share * (kRendered - kRead)); };
-        photo::Development::Output output;
-        output.bits = deep ? 16 : 8;
-        output.profile = frame.rendered;
-        frame.photograph.pixels = development.render(output, &control).pixels;
-        if (options.compare) {
-            development.set(geometryOf(settings));
-            frame.photograph.pixels = sideBySide(development.render(output, &control).pixels, frame.photograph.pixels);
-        }
-    }
-
-    photo::WriteOptions writing;
-    writing.format = format;
-    writing.bits = deep ? 16 : 8;
-    writing.quality = options.quality;
-    writing.metadata = options.metadata;
-    writing.key = key;
-    writing.threads = options.threads;
-    writing.cancel = control.flag();
-    const fs::path folder = fs::path(task.output).parent_path();
-    std::error_code error;
-    if (!folder.empty() && !fs::create_directories(folder, error) && error)
-        throw Error(Error::Kind::file, folder.string() + ": " + error.message());
-    const photo::WriteReport written = photo::writePhotograph(frame.photograph, task.output, writing);
+    const photo::WriteReport written = photo::developFile(task.input, settings, task.output, file, &control);
     outcome.bytes = written.bytes;
-    outcome.notes.insert(outcome.notes.end(), written.notes.begin(), written.notes.end());
-    if (report) report(1);
+    outcome.notes = written.notes;
     return outcome;
 }
 

@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "photo/error.h"
+#include "photo/profile_data.h"
+#include "photo/read.h"
 #include "tests/photo/pictures.h"
 #include "tests/support/printed.h"
 #include "tests/support/threads.h"
@@ -243,8 +245,9 @@ TEST(Development, LooksAlikeWhateverTheProfile) {
     const Photograph photograph = bundled("tmshre_riaphotographs_srgb8");
     cv::Mat inP3;
     ColourTransform(Profile::srgb(), Profile::displayP3()).apply(photograph.pixels, inP3, 1);
-    cv::Mat inWide;
-    ColourTransform(Profile::srgb(), Profile::working()).apply(photograph.pixels, inWide, 1);
+    cv::Mat inProPhoto;
+    const Profile proPhoto = profileOfRaw();
+    ColourTransform(Profile::srgb(), proPhoto).apply(photograph.pixels, inProPhoto, 1);
     Development::Output output;
     output.bits = 16;
     output.profile = Profile::srgb();
@@ -255,7 +258,7 @@ TEST(Development, LooksAlikeWhateverTheProfile) {
             return development.render(output).pixels;
         };
         const cv::Mat one = developed(photograph.pixels, Profile::srgb());
-        for (const cv::Mat& other : {developed(inP3, Profile::displayP3()), developed(inWide, Profile::working())}) {
+        for (const cv::Mat& other : {developed(inP3, Profile::displayP3()), developed(inProPhoto, proPhoto)}) {
             double squares = 0;
             for (int y = 0; y < one.rows; ++y)
                 for (int i = 0; i < 4 * one.cols; ++i)
@@ -429,6 +432,68 @@ TEST(Development, BlendsALayerUnderItsMask) {
     const cv::Mat out = rendered16(pixels, settings), full = rendered16(pixels, everywhere);
     EXPECT_EQ(out.at<cv::Vec4w>(280, 20), pixels.at<cv::Vec4w>(280, 20));
     EXPECT_EQ(out.at<cv::Vec4w>(135, 180), full.at<cv::Vec4w>(135, 180));
+}
+
+TEST(Development, PaintsAStrokeThatGrowsAsOneThatWasThereAtOnce) {
+    for (double tolerance : {0.0, 0.5})
+        for (bool inverted : {false, true}) {
+            Settings whole;
+            whole.layers.resize(1);
+            Mask& mask = whole.layers[0].mask;
+            mask.inverted = inverted;
+            mask.strokes = {strokeAcross(tolerance), strokeAcross(tolerance), strokeAcross(tolerance)};
+            mask.strokes[0].opacity = 0.6;
+            mask.strokes[1].points = {{0.5, 0.2}, {0.6, 0.3}, {0.3, 0.8}, {0.1, 0.9}};
+            mask.strokes[1].erase = true;
+            mask.strokes[2].points = {{0.9, 0.9}};
+            Development::Output output;
+            output.maskOfLayer = 0;
+            const auto maskOf = [&](Development& development, const Settings& settings) {
+                development.set(settings);
+                return development.render({0, 0, 400, 300}, 1, output).mask;
+            };
+            Development grown(photographOf(scene({400, 300})));
+            Settings part = whole;
+            for (std::size_t strokes = 0; strokes < 3; ++strokes)
+                for (std::size_t points = 1; points <= mask.strokes[strokes].points.size(); ++points) {
+                    part.layers[0].mask.strokes = {mask.strokes.begin(), mask.strokes.begin() + 1 + strokes};
+                    part.layers[0].mask.strokes[strokes].points.resize(points);
+                    Development fresh(photographOf(scene({400, 300})));
+                    EXPECT_TRUE(sameValues(maskOf(grown, part), maskOf(fresh, part))) << strokes << ' ' << points;
+                }
+            part.layers[0].mask.strokes.pop_back();  // undone
+            Development fresh(photographOf(scene({400, 300})));
+            EXPECT_TRUE(sameValues(maskOf(grown, part), maskOf(fresh, part)));
+        }
+}
+
+TEST(Development, GivesTheSamePixelsForViewsThatAlternate) {
+    const cv::Mat pixels = scene({500, 400});
+    Development alternating(photographOf(pixels));
+    Settings settings = withLayers();
+    for (int i = 0; i < 4; ++i) {
+        settings.light.shadows = 0.2f * static_cast<float>(i);
+        alternating.set(settings);
+        for (const auto& [view, step] :
+             {std::pair(cv::Rect(0, 0, 500, 400), 4), std::pair(cv::Rect(40, 60, 200, 200), 1)}) {
+            Development fresh(photographOf(pixels));
+            fresh.set(settings);
+            EXPECT_TRUE(sameValues(rendered16(alternating, view, step), rendered16(fresh, view, step)));
+        }
+    }
+}
+
+TEST(Development, GivesTheSamePixelsAfterARenderingToAnotherProfileOfTheSameSpace) {
+    const Photograph photograph = readPhotograph(KESTROVA_PHOTOS "/tmshre_riaphotographs_srgb8.png");
+    ASSERT_EQ(photograph.profile, Profile::srgb());
+    ASSERT_NE(photograph.profile.bytes(), Profile::srgb().bytes());
+    Development::Output output;
+    output.profile = Profile::srgb();
+    Development fresh(photograph), used(photograph);
+    fresh.set(lively());
+    used.set(lively());
+    used.render();
+    EXPECT_TRUE(sameValues(used.render(output).pixels, fresh.render(output).pixels));
 }
 
 }  // namespace

@@ -1,0 +1,55 @@
+#include "studio/frame.h"
+
+#include <algorithm>
+#include <opencv2/imgproc.hpp>
+
+namespace kestrova::studio {
+
+cv::Mat atScreenSize(const cv::Mat& pixels, const QSize& size) {
+    const cv::Size wanted(std::max(1, size.width()), std::max(1, size.height()));
+    if (pixels.size() == wanted) return pixels;
+    const double enlarged = static_cast<double>(wanted.width) / pixels.cols;
+    const int how = enlarged >= 2 ? cv::INTER_NEAREST : enlarged < 0.5 ? cv::INTER_AREA : cv::INTER_LINEAR;
+    cv::Mat out;
+    cv::resize(pixels, out, wanted, 0, 0, how);
+    return out;
+}
+
+QImage imageOf(const cv::Mat& pixels, bool alpha) {
+    auto* owner = new cv::Mat(pixels);
+    const QImage image(
+        owner->data, owner->cols, owner->rows, static_cast<qsizetype>(owner->step),
+        alpha ? QImage::Format_ARGB32 : QImage::Format_RGB32, [](void* mat) { delete static_cast<cv::Mat*>(mat); },
+        owner);
+    return alpha ? image.convertToFormat(QImage::Format_ARGB32_Premultiplied) : image;
+}
+
+QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& view) {
+    constexpr double kCover = 0.55;
+    const QColor& maskColour = view.maskColour;
+    QRgb tints[256];
+    for (int v = 0; v < 256; ++v) {
+        const double a = kCover * v / 255;
+        tints[v] = qRgba(static_cast<int>(a * maskColour.red()), static_cast<int>(a * maskColour.green()),
+                         static_cast<int>(a * maskColour.blue()), static_cast<int>(a * 255));
+    }
+    QImage out(pixels.cols, pixels.rows, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < pixels.rows; ++y) {
+        auto* to = reinterpret_cast<QRgb*>(out.scanLine(y));
+        if (mask.empty())
+            std::fill(to, to + pixels.cols, 0u);
+        else
+            std::transform(mask.ptr(y), mask.ptr(y) + pixels.cols, to, [&](uchar m) { return tints[m]; });
+        if (!view.darkClipping && !view.brightClipping) continue;
+        const auto* from = pixels.ptr<cv::Vec4b>(y);
+        for (int x = 0; x < pixels.cols; ++x) {
+            if (view.brightClipping && std::max({from[x][0], from[x][1], from[x][2]}) == 255)
+                to[x] = qRgb(255, 40, 40);
+            else if (view.darkClipping && std::min({from[x][0], from[x][1], from[x][2]}) == 0)
+                to[x] = qRgb(40, 90, 255);
+        }
+    }
+    return out;
+}
+
+}  // namespace kestrova::studio

@@ -1,0 +1,88 @@
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QIcon>
+#include <QSettings>
+#include <QTimer>
+#include <cstdio>
+
+#include "studio/main_window.h"
+#include "studio/widgets/theme.h"
+
+namespace {
+
+using kestrova::studio::MainWindow;
+
+/// Writes the window to a file once it shows what it is to show, and ends the program.
+void writeScreenshot(MainWindow& window, const QString& file) {
+    constexpr int kLook = 100, kAtRest = 400;  // milliseconds; thumbnails and previews come last
+    constexpr int kMostLooks = 600;
+    auto* timer = new QTimer(&window);
+    QObject::connect(timer, &QTimer::timeout, &window, [&window, file, timer, looks = 0]() mutable {
+        const bool failed = !window.messageText().isEmpty();
+        if (++looks < kMostLooks && !window.isSettled() && !failed) return;
+        timer->stop();
+        QTimer::singleShot(kAtRest, &window, [&window, file] {
+            const bool written = window.grab().save(file);
+            if (!written) std::fprintf(stderr, "kestrova-studio: %s cannot be written\n", qPrintable(file));
+            QCoreApplication::exit(written ? 0 : 2);
+        });
+    });
+    timer->start(kLook);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("kestrova-studio");
+    QApplication::setOrganizationName("kestrova");
+    QApplication::setApplicationVersion(KESTROVA_VERSION);
+    QApplication::setDesktopFileName("org.kestrova.studio");
+    QIcon icon;
+    for (int size : {16, 32, 48, 128, 256}) icon.addFile(QStringLiteral(":/kestrova-studio/icon-%1.png").arg(size));
+    QApplication::setWindowIcon(icon);
+
+    const auto tr = [](const char* text) { return QCoreApplication::translate("main", text); };
+    QCommandLineParser parser;
+    parser.setApplicationDescription(tr("Develops photographs in a window."));
+    const QCommandLineOption help(QStringList{"h", "help"}, tr("Shows this text."));
+    const QCommandLineOption version(QStringList{"v", "version"}, tr("Shows the version."));
+    const QCommandLineOption screenshot("screenshot", tr("Writes the window as it looks to <file>, and exits."),
+                                        "file");
+    const QCommandLineOption size("size", tr("Of the window, in pixels: 1280x720."), "size");
+    const QCommandLineOption panel("panel", tr("Shows the panel light, detail, colour or layers."), "panel");
+    const QCommandLineOption theme("theme", tr("Looks dark or light."), "theme");
+    parser.addOptions({help, version, screenshot, size, panel, theme});
+    parser.addPositionalArgument("photographs", tr("Photographs, or a folder of them."), "[photographs...]");
+    const auto refuse = [](const QString& why) {
+        std::fprintf(stderr, "kestrova-studio: %s\n", qPrintable(why));
+        return 2;
+    };
+    if (!parser.parse(QApplication::arguments())) return refuse(parser.errorText());
+    if (parser.isSet(help)) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return 0;
+    }
+    if (parser.isSet(version)) {
+        std::printf("kestrova-studio %s\n", KESTROVA_VERSION);
+        return 0;
+    }
+
+    using namespace kestrova::studio;
+    const Theme look = themeNamed(parser.isSet(theme) ? parser.value(theme) : QSettings().value("theme").toString());
+    applyTheme(application, look);
+    MainWindow window;
+    if (parser.isSet(panel) && !window.showPanel(parser.value(panel)))
+        return refuse(tr("there is no panel \"%1\"").arg(parser.value(panel)));
+    if (parser.isSet(size)) {
+        const QStringList sides = parser.value(size).split('x');
+        const QSize wanted = sides.size() == 2 ? QSize(sides[0].toInt(), sides[1].toInt()) : QSize();
+        if (wanted.isEmpty()) return refuse(tr("\"%1\" is no size").arg(parser.value(size)));
+        window.resize(wanted);
+    }
+    window.show();
+    if (!parser.positionalArguments().isEmpty()) window.openPaths(parser.positionalArguments());
+    if (parser.isSet(screenshot)) writeScreenshot(window, parser.value(screenshot));
+    return QApplication::exec();
+}

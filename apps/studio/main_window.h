@@ -1,0 +1,150 @@
+#pragma once
+
+#include <QMainWindow>
+#include <atomic>
+#include <memory>
+
+#include "studio/frame.h"
+#include "studio/widgets/theme.h"
+
+class QAction;
+class QActionGroup;
+class QComboBox;
+class QDockWidget;
+class QLabel;
+class QProgressBar;
+class QTabWidget;
+class QToolBar;
+class QToolButton;
+class QUndoView;
+
+namespace kestrova::studio {
+
+class BrushTool;
+class CropBar;
+class CropTool;
+class ExportPanel;
+class ExportQueue;
+class FilmStrip;
+class HistogramView;
+class LayerPanel;
+class MessageBar;
+class PhotoView;
+class PresetStrip;
+class Renderer;
+class Session;
+class SliderPanel;
+class StraightenTool;
+class ThumbnailModel;
+
+/// The window: puts session, renderer and widgets together.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    MainWindow();
+    ~MainWindow() override;
+
+    /// Files, or one folder; opens the first photograph.
+    void openPaths(const QStringList& paths);
+    void openPhotograph(const QString& path);
+    /// "light", "detail", "colour" or "layers"; false for another one.
+    bool showPanel(const QString& name);
+    void setTheme(Theme theme);
+
+    Session* session() const { return m_session; }
+    Renderer* renderer() const { return m_renderer; }
+    PhotoView* view() const { return m_view; }
+    MessageBar* messages() const { return m_messages; }
+    FilmStrip* strip() const { return m_strip; }
+    ExportQueue* exports() const { return m_exports; }
+    LayerPanel* layers() const { return m_layers; }
+    const std::vector<SliderPanel*>& sliderPanels() const { return m_sliderPanels; }
+    /// Whether all that is to be seen is seen.
+    bool isSettled() const;
+    QString messageText() const;  ///< empty if there is none
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    // main_window.cpp
+    void makePanels();
+    void makeCentre();
+    void makeStatusBar();
+    QDockWidget* addDock(const QString& name, const QString& title, QWidget* widget, Qt::DockWidgetArea area);
+    void restoreLayout();
+    void connectSession();
+    bool mayClose();
+
+    // main_window_actions.cpp
+    void makeActions();
+    void makeFileMenu();
+    void makeEditMenu();
+    void makeViewMenu();
+    void makeToolMenu();
+    void makeHelpMenu();
+    QAction* addAction(QMenu* menu, const QString& text, const QKeySequence& keys, const QString& tip);
+    void enableActions();
+    void finishGestures();
+    void resetAll();
+    void showShortcuts();
+    void about();
+
+    // main_window_files.cpp
+    void openDialog();
+    void openFolderDialog();
+    void listPhotographs(const QStringList& paths, const QString& current);
+    void startPreviews(const QString& path);
+    void exportPhotographs(const QStringList& paths);
+    void copySettings();
+    void pasteSettings();
+    void chooseScreenProfile();
+
+    // main_window_view.cpp
+    void connectView();
+    void updatePicture();
+    void updateView(bool moving);
+    void showFrame(const std::shared_ptr<const Frame>& frame);
+    void showProgress(double share);
+    void showPointer(const QPointF& place, const QColor& colour);
+    void showZoom();
+    void chooseTool(QAction* action);
+
+    Session* m_session;
+    Renderer* m_renderer;
+    ExportQueue* m_exports;
+    ThumbnailModel* m_thumbnails;
+
+    PhotoView* m_view;
+    MessageBar* m_messages;
+    CropBar* m_cropBar;
+    HistogramView* m_histogram;
+    QComboBox* m_target;
+    QTabWidget* m_tabs;
+    std::vector<SliderPanel*> m_sliderPanels;
+    LayerPanel* m_layers;
+    PresetStrip* m_presets;
+    FilmStrip* m_strip;
+    QDockWidget* m_exportDock;
+    QToolBar* m_toolBar;
+    QLabel *m_pixel, *m_zoom;
+    QProgressBar* m_progress;
+    QToolButton* m_cancel;
+
+    BrushTool* m_brush;
+    CropTool* m_crop;
+    StraightenTool* m_straighten;
+
+    QAction *m_undo, *m_redo, *m_before, *m_split, *m_clipping, *m_mask, *m_hand, *m_brushAction, *m_cropAction,
+        *m_straightenAction;
+    QActionGroup *m_tools, *m_filters;
+    QList<QAction*> m_needPhotograph;
+    std::shared_ptr<std::atomic<bool>> m_previewCancel;
+    Theme m_theme = Theme::dark;
+    bool m_clippingDark = true, m_clippingBright = true;
+};
+
+}  // namespace kestrova::studio

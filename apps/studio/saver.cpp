@@ -1,0 +1,98 @@
+#include "studio/saver.h"
+
+#include <QCryptographicHash>
+#include <QMutexLocker>
+#include <algorithm>
+#include <filesystem>
+
+#include "photo/error.h"
+
+namespace kestrova::studio {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// "a.json.broken", or "a.json.broken-2" and so on.
+void moveAside(const std::string& path) {
+    fs::path aside = path + ".broken";
+    for (int i = 2; fs::exists(aside); ++i) aside = path + ".broken-" + std::to_string(i);
+    fs::rename(path, aside);
+}
+
+}  // namespace
+
+Saver::Saver(std::string folder, QObject* parent) : QObject(parent), m_folder(std::move(folder)) {
+    m_pool.setMaxThreadCount(1);
+}
+
+Saver::~Saver() { flush(); }
+
+void Saver::flush() { m_pool.waitForDone(); }
+
+std::string Saver::journalOf(const std::string& photograph) const {
+    std::error_code error;
+    const fs::path whole = fs::weakly_canonical(photograph, error);
+    const QByteArray name = QByteArray::fromStdString(error ? photograph : whole.string());
+    const QByteArray hash = QCryptographicHash::hash(name, QCryptographicHash::Sha1).toHex();
+    return m_folder + '/' + hash.toStdString() + ".journal";
+}
+
+void Saver::save(Job job) {
+    {
+        const QMutexLocker lock(&m_mutex);
+        const auto same = std::find_if(m_waiting.begin(), m_waiting.end(),
+                                       [&](const Job& j) { return j.photograph == job.photograph; });
+        if (same != m_waiting.end()) {
+            *same = std::move(job);
+            return;
+        }
+        m_waiting.push_back(std::move(job));
+    }
+    m_pool.start([this] { work(); });
+}
+
+void Saver::work() {
+    Job job;
+    {
+        const QMutexLocker lock(&m_mutex);
+        job = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        m_underWay = job;
+    }
+    const QString photograph = QString::fromStdString(job.photograph);
+    try {
+        write(job);
+        emit saved(photograph);
+    } catch (const std::exception& error) {
+        emit failed(photograph, QString::fromUtf8(error.what()));
+    }
+    const QMutexLocker lock(&m_mutex);
+    m_underWay = {};
+}
+
+History Saver::pending(const std::string& photograph) {
+    const QMutexLocker lock(&m_mutex);
+    for (const Job& job : m_waiting)
+        if (job.photograph == photograph) return job.history;
+    return m_underWay.photograph == photograph ? m_underWay.history : History();
+}
+
+void Saver::write(const Job& job) {
+    // The history first: should the process end in between, the newer of the two is known. Should either fail, the
+    // other one is written all the same.
+    std::string trouble;
+    try {
+        fs::create_directories(m_folder);
+        const std::string path = journalOf(job.photograph);
+        m_journals.try_emplace(path, path).first->second.write(job.history);
+    } catch (const std::exception& error) {
+        trouble = error.what();
+    }
+    const std::string sidecar = photo::Settings::sidecarOf(job.photograph);
+    if (job.keepBroken && m_unbroken.insert(job.photograph).second && fs::exists(sidecar)) moveAside(sidecar);
+    job.history.states[static_cast<std::size_t>(job.history.index)]->save(sidecar);
+    if (!trouble.empty()) throw photo::Error(photo::Error::Kind::file, trouble);
+}
+
+}  // namespace kestrova::studio

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QMutex>
+#include <QObject>
+#include <QThreadPool>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "studio/history.h"
+
+namespace kestrova::studio {
+
+/// Writes sidecars and histories in the background. The destructor waits until all is written.
+class Saver : public QObject {
+    Q_OBJECT
+
+public:
+    /// `folder`: of the histories; made when it is needed.
+    explicit Saver(std::string folder, QObject* parent = nullptr);
+    ~Saver() override;
+
+    struct Job {
+        std::string photograph;
+        History history;
+        bool keepBroken = false;  ///< the sidecar there is cannot be read: it is renamed first
+    };
+    /// Of jobs for one photograph that wait, the newest alone is done.
+    void save(Job job);
+    /// Waits until all is written.
+    void flush();
+
+    /// The history of a photograph that is still to be written; empty if there is none.
+    History pending(const std::string& photograph);
+    std::string journalOf(const std::string& photograph) const;
+
+signals:
+    void saved(QString photograph);
+    void failed(QString photograph, QString text);
+
+private:
+    void work();
+    void write(const Job& job);
+
+    const std::string m_folder;
+    QThreadPool m_pool;
+    QMutex m_mutex;
+    std::deque<Job> m_waiting;
+    Job m_underWay;
+    std::map<std::string, Journal> m_journals;  ///< of the pool's one thread
+    std::set<std::string> m_unbroken;           ///< likewise: sidecars that were moved aside
+};
+
+}  // namespace kestrova::studio

@@ -1,0 +1,193 @@
+#include "studio/session.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <filesystem>
+
+#include "photo/error.h"
+
+namespace kestrova::studio {
+
+using photo::Settings;
+
+namespace {
+
+bool sameState(const SettingsPtr& state, const Settings& settings) { return *state == settings; }
+
+/// The history that leads to what the sidecar says. A state that the history knows is one that a process was killed
+/// after; any other was written by another program.
+History joined(History history, const Settings* sidecar) {
+    if (history.empty()) history.states = {std::make_shared<const Settings>(sidecar ? *sidecar : Settings())};
+    if (!sidecar) return history;
+    const bool known = std::any_of(history.states.begin(), history.states.end(),
+                                   [&](const SettingsPtr& state) { return sameState(state, *sidecar); });
+    if (known) return history;
+    history.states.resize(static_cast<std::size_t>(history.index) + 1);
+    history.texts.resize(history.index);
+    history.states.push_back(std::make_shared<const Settings>(*sidecar));
+    history.texts << Session::tr("Changed by another program");
+    ++history.index;
+    return history;
+}
+
+}  // namespace
+
+Session::Session(const std::string& dataFolder, QObject* parent)
+    : QObject(parent), m_settings(std::make_shared<const Settings>()), m_saver(dataFolder) {
+    m_history.setUndoLimit(kMostSteps);
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(kSaveAfter);
+    connect(&m_saveTimer, &QTimer::timeout, this, &Session::save);
+    connect(&m_saver, &Saver::saved, this, [this] { m_trouble.clear(); });
+    connect(&m_saver, &Saver::failed, this, [this](const QString&, const QString& text) {
+        if (text == m_trouble) return;
+        m_trouble = text;
+        emit message(tr("The settings could not be saved: %1").arg(text));
+    });
+}
+
+Session::~Session() { close(); }
+
+void Session::open(const std::string& photograph) {
+    close();
+    m_path = photograph;
+    m_sidecarBroken = false;
+    History history = m_saver.pending(photograph);
+    if (history.empty()) {
+        history = Journal::read(m_saver.journalOf(photograph));
+        const std::string sidecar = Settings::sidecarOf(photograph);
+        std::error_code error;
+        try {
+            if (std::filesystem::exists(sidecar, error)) {
+                const Settings settings = Settings::load(sidecar);
+                history = joined(std::move(history), &settings);
+            }
+        } catch (const photo::Error& trouble) {
+            m_sidecarBroken = true;
+            emit message(tr("The settings beside the photograph cannot be read, and are kept under another name once "
+                            "there are new ones: %1")
+                             .arg(QString::fromStdString(trouble.what())));
+        }
+    }
+    restore(joined(std::move(history), nullptr));
+    emit opened();
+}
+
+Settings Session::settingsOf(const std::string& photograph) {
+    if (photograph == m_path) return *m_settings;
+    const History pending = m_saver.pending(photograph);
+    if (!pending.empty()) return *pending.states[static_cast<std::size_t>(pending.index)];
+    const std::string sidecar = Settings::sidecarOf(photograph);
+    std::error_code error;
+    return std::filesystem::exists(sidecar, error) ? Settings::load(sidecar) : Settings();
+}
+
+void Session::restore(const History& history) {
+    m_restoring = true;
+    m_target = kWhole;
+    m_history.clear();
+    m_settings = history.states.front();
+    // The stack keeps the latest steps: those before them have no effect on it.
+    for (std::size_t i = 1; i < history.states.size(); ++i)
+        m_history.push(new HistoryStep(history.texts[static_cast<qsizetype>(i) - 1], history.states[i - 1],
+                                       history.states[i], ++m_gesture, [this](const SettingsPtr& s) { apply(s); }));
+    const int dropped = static_cast<int>(history.texts.size()) - m_history.count();
+    m_history.setIndex(std::max(0, history.index - dropped));
+    if (m_history.count() == 0) m_settings = history.states.back();
+    m_restoring = false;
+    emit targetChanged(m_target);
+}
+
+void Session::close() {
+    if (!isOpen()) return;
+    endGesture();
+    save();
+    m_path.clear();
+    m_target = kWhole;
+    m_restoring = true;
+    m_history.clear();
+    m_settings = std::make_shared<const Settings>();
+    m_restoring = false;
+    emit closed();
+    emit targetChanged(m_target);
+}
+
+void Session::apply(const SettingsPtr& settings) {
+    m_settings = settings;
+    if (m_restoring) return;
+    keepTargetInRange();
+    if (!m_saveTimer.isActive()) m_saveTimer.start();
+    emit settingsChanged(m_inGesture);
+}
+
+void Session::keepTargetInRange() {
+    const int last = static_cast<int>(m_settings->layers.size()) - 1;
+    if (m_target <= last) return;
+    m_target = last;
+    emit targetChanged(m_target);
+}
+
+History Session::snapshot() const {
+    History history;
+    for (int i = 0; i < m_history.count(); ++i) {
+        const auto* step = static_cast<const HistoryStep*>(m_history.command(i));
+        if (i == 0) history.states.push_back(step->before());
+        history.states.push_back(step->after());
+        history.texts << step->text();
+    }
+    if (history.states.empty()) history.states.push_back(m_settings);
+    history.index = m_history.index();
+    return history;
+}
+
+void Session::save() {
+    const bool due = m_saveTimer.isActive() || sender() == &m_saveTimer || !m_trouble.isEmpty();
+    m_saveTimer.stop();
+    if (due && isOpen()) m_saver.save({m_path, snapshot(), m_sidecarBroken});
+}
+
+bool Session::saveNow() {
+    save();
+    m_saver.flush();
+    QCoreApplication::sendPostedEvents(this);
+    return m_trouble.isEmpty();
+}
+
+void Session::beginGesture() {
+    endGesture();
+    ++m_gesture;
+    m_inGesture = true;
+}
+
+void Session::endGesture() {
+    if (!m_inGesture) return;
+    m_inGesture = false;
+    ++m_gesture;
+    save();
+    emit settingsChanged(false);
+}
+
+void Session::undo() {
+    endGesture();
+    m_history.undo();
+}
+
+void Session::redo() {
+    endGesture();
+    m_history.redo();
+}
+
+void Session::change(const QString& text, const Settings& next) {
+    if (!isOpen() || next == *m_settings) return;
+    try {
+        next.check();
+    } catch (const photo::Error& error) {
+        emit message(QString::fromStdString(error.what()));
+        return;
+    }
+    if (!m_inGesture) ++m_gesture;
+    m_history.push(new HistoryStep(text, m_settings, std::make_shared<const Settings>(next), m_gesture,
+                                   [this](const SettingsPtr& s) { apply(s); }));
+}
+
+}  // namespace kestrova::studio

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <QUndoStack>
+#include <string>
+
+#include "studio/history.h"
+#include "studio/saver.h"
+
+namespace kestrova::studio {
+
+/// The photograph that is open and what has been done to it: settings, layers, history. Every change becomes a step of
+/// the history and is on the disk a moment later, in the sidecar beside the photograph and in a history of this
+/// program's; the photograph itself is only read, by others.
+class Session : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int kWhole = -1;       ///< the target that is no layer
+    static constexpr int kMostSteps = 500;  ///< of the history
+    static constexpr int kSaveAfter = 200;  ///< milliseconds
+
+    /// `dataFolder`: where histories are kept.
+    explicit Session(const std::string& dataFolder, QObject* parent = nullptr);
+    ~Session() override;
+
+    /// Takes the settings from the sidecar and the history from the last time. What cannot be read is said by `message`
+    /// and kept.
+    void open(const std::string& photograph);
+    void close();
+    bool isOpen() const { return !m_path.empty(); }
+    const std::string& path() const { return m_path; }
+    /// Of any photograph: those of the open one, or what has been saved. Throws `photo::Error` for a sidecar that
+    /// cannot be read.
+    photo::Settings settingsOf(const std::string& photograph);
+    /// Writes what is to be written and waits for it; false if that failed.
+    bool saveNow();
+
+    const photo::Settings& settings() const { return *m_settings; }
+    const SettingsPtr& settingsPtr() const { return m_settings; }
+    QUndoStack* history() { return &m_history; }
+
+    /// Changes between the two become one step, and are shown as soon as they can be.
+    void beginGesture();
+    void endGesture();
+    bool inGesture() const { return m_inGesture; }
+    void undo();
+    void redo();
+    /// A step of the history, unless nothing changes. Refuses, with a message, what is out of range.
+    void change(const QString& text, const photo::Settings& next);
+
+    /// The layer that sliders and brush act on, or `kWhole`.
+    int target() const { return m_target; }
+    void setTarget(int target);
+    const photo::Adjustments& adjustments() const;
+    void setValue(const photo::Slider& slider, float value);
+    void setAdjustments(const QString& text, const photo::Adjustments& adjustments);
+    void setFilter(photo::DetailFilter filter);
+    void applyPreset(const photo::Preset& preset);
+    /// All but rotation, straightening, crop and size.
+    void paste(const photo::Settings& from);
+
+    bool addLayer();  ///< and makes it the target; false if there are as many as there may be
+    bool duplicateLayer(int layer);
+    void removeLayer(int layer);
+    void moveLayer(int from, int to);
+    void renameLayer(int layer, const QString& name);
+    void fillLayer(int layer);
+    void clearLayer(int layer);
+    void invertLayer(int layer);
+
+    /// A stroke on the target, on a new layer if that is the whole photograph: one step. `brush` has no points; `erase`
+    /// is what the person sees, also where the layer's mask is inverted. `pressure` scales the radius, 0 to 1.
+    void beginStroke(const photo::Stroke& brush, const photo::Point& point, double pressure = 1);
+    void extendStroke(const photo::Point& point, double pressure = 1);
+    void endStroke();
+
+    void rotate(int quarters);  ///< clockwise; the crop turns along
+    void setCrop(const photo::Crop& crop);
+    void setStraighten(double degrees);
+
+signals:
+    void opened();
+    void closed();
+    void settingsChanged(bool held);
+    void targetChanged(int target);
+    void message(QString text);
+
+private:
+    void apply(const SettingsPtr& settings);
+    void restore(const History& history);
+    History snapshot() const;
+    void save();
+    void keepTargetInRange();
+    void setMask(int layer, const QString& text, const photo::Mask& mask);
+
+    std::string m_path;
+    SettingsPtr m_settings;
+    QUndoStack m_history;
+    Saver m_saver;
+    QTimer m_saveTimer;
+    int m_target = kWhole;
+    int m_gesture = 0;
+    bool m_inGesture = false;
+    bool m_restoring = false;
+    bool m_sidecarBroken = false;
+    QString m_trouble;  ///< why the latest save failed
+    photo::Stroke m_brush;
+};
+
+}  // namespace kestrova::studio

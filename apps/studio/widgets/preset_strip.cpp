@@ -1,0 +1,118 @@
+#include "studio/widgets/preset_strip.h"
+
+#include <QCoreApplication>
+#include <QScrollBar>
+#include <algorithm>
+
+#include "photo/development.h"
+#include "photo/error.h"
+#include "studio/widgets/pixels.h"
+#include "studio/widgets/tile_delegate.h"
+
+namespace kestrova::studio {
+
+namespace {
+
+constexpr int kNarrowTile = 104, kInRow = 3;
+constexpr int kSlack = 4;  // for what the list adds to its items
+
+QString presetTitle(const photo::Preset& preset) {
+    QString title = QString::fromStdString(preset.name).replace('-', ' ');
+    title[0] = title[0].toUpper();
+    return QCoreApplication::translate("Preset", title.toUtf8().constData());
+}
+
+photo::Settings previewSettings(const photo::Adjustments& adjustments, const photo::Settings& settings) {
+    photo::Settings preview;
+    static_cast<photo::Adjustments&>(preview) = adjustments;
+    preview.rotate = settings.rotate;
+    preview.straighten = settings.straighten;
+    preview.crop = settings.crop;
+    preview.size = PresetStrip::kLongEdge;
+    return preview;
+}
+
+}  // namespace
+
+PresetStrip::PresetStrip(QWidget* parent)
+    : QListWidget(parent), m_tiles(new TileDelegate({92, 69}, this)), m_work(std::make_shared<photo::Control>()) {
+    m_pool.setMaxThreadCount(1);
+    m_pool.setThreadPriority(QThread::LowPriority);
+    setItemDelegate(m_tiles);
+    setFlow(LeftToRight);
+    setWrapping(true);
+    setResizeMode(Adjust);
+    setUniformItemSizes(true);
+    setMouseTracking(true);
+    setAccessibleName(tr("Presets"));
+    auto* none = new QListWidgetItem(tr("None"), this);
+    none->setToolTip(tr("All sliders at rest"));
+    none->setData(PathRole, QString());
+    for (const photo::Preset& preset : photo::presets()) {
+        auto* item = new QListWidgetItem(presetTitle(preset), this);
+        item->setToolTip(QCoreApplication::translate("Preset", preset.tip.c_str()));
+        item->setData(PathRole, QString::fromStdString(preset.name));
+    }
+    const auto choose = [this](const QListWidgetItem* item) { emit presetChosen(item->data(PathRole).toString()); };
+    connect(this, &QListWidget::itemClicked, this, choose);
+    connect(this, &QListWidget::itemActivated, this, choose);
+}
+
+PresetStrip::~PresetStrip() {
+    m_work->cancel();
+    m_pool.waitForDone();
+}
+
+QSize PresetStrip::sizeHint() const {
+    const int height = m_tiles->tileSize(fontMetrics()).height();
+    return {kInRow * kNarrowTile + kSlack + 2 * frameWidth() + verticalScrollBar()->sizeHint().width(),
+            (count() + kInRow - 1) / kInRow * height + kSlack + 2 * frameWidth()};
+}
+
+QSize PresetStrip::minimumSizeHint() const { return {kNarrowTile, kNarrowTile}; }
+
+// The width is shared as if the scroll bar were there always: its coming and going would move the tiles.
+void PresetStrip::resizeEvent(QResizeEvent* event) {
+    const int room = contentsRect().width() - verticalScrollBar()->sizeHint().width() - kSlack;
+    const int columns = std::max(2, room / kNarrowTile);
+    const int picture = std::max(24, room / columns - TileDelegate::frameWidth());
+    m_tiles->setPicture({picture, picture * 3 / 4});
+    scheduleDelayedItemsLayout();
+    QListWidget::resizeEvent(event);
+}
+
+void PresetStrip::clearPictures() {
+    m_work->cancel();
+    m_work = std::make_shared<photo::Control>();
+    for (int row = 0; row < count(); ++row) item(row)->setData(Qt::DecorationRole, {});
+}
+
+void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Settings& settings) {
+    m_work->cancel();
+    m_work = std::make_shared<photo::Control>();
+    m_pool.start([this, small, settings, work = m_work] {
+        const auto show = [&](int row, const QImage& image) {
+            QMetaObject::invokeMethod(this, [this, work, row, image] {
+                if (work != m_work) return;
+                item(row)->setData(Qt::DecorationRole, image);
+                if (row == count() - 1) emit previewsReady();
+            });
+        };
+        try {
+            photo::Development::Options options;
+            options.threads = 1;  // the view needs the others
+            photo::Development development(small, options);
+            photo::Development::Output output;
+            output.profile = photo::Profile::srgb();
+            std::vector<photo::Adjustments> all = {{}};
+            for (const photo::Preset& preset : photo::presets()) all.push_back(preset.settings);
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                development.set(previewSettings(all[i], settings));
+                show(static_cast<int>(i), toImage(development.render(output, work.get()).pixels));
+            }
+        } catch (const std::exception&) {  // cancelled, or no memory: the tiles stay without pictures
+        }
+    });
+}
+
+}  // namespace kestrova::studio

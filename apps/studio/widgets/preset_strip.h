@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QListWidget>
+#include <QThreadPool>
+#include <memory>
+
+#include "photo/control.h"
+#include "photo/photograph.h"
+#include "photo/settings.h"
+
+namespace kestrova::studio {
+
+class TileDelegate;
+
+/// The presets of the photo layer as tiles, each with the photograph as it would be, in columns that fill the width.
+/// The first one asks for nothing.
+class PresetStrip : public QListWidget {
+    Q_OBJECT
+
+public:
+    static constexpr int kLongEdge = 192;  ///< of a preview, in pixels
+
+    explicit PresetStrip(QWidget* parent = nullptr);
+    ~PresetStrip() override;
+
+    /// Renders the previews in the background, with the crop and the rotation of `settings`. A small version of the
+    /// photograph will do: `photo::readPreview`. What was under way for another one is dropped.
+    void setPhotograph(const photo::Photograph& small, const photo::Settings& settings = {});
+    /// Without pictures.
+    void clearPictures();
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+signals:
+    /// `photo::preset(name)`, empty for no preset.
+    void presetChosen(const QString& name);
+    void previewsReady();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    TileDelegate* m_tiles;
+    std::shared_ptr<photo::Control> m_work;
+    QThreadPool m_pool;
+};
+
+}  // namespace kestrova::studio

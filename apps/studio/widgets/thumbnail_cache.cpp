@@ -1,0 +1,75 @@
+#include "studio/widgets/thumbnail_cache.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <algorithm>
+
+#include "photo/read.h"
+#include "studio/widgets/pixels.h"
+#include "studio/widgets/screen_profile.h"
+
+namespace kestrova::studio {
+
+QImage makeThumbnail(const QString& path, int longEdge, const std::atomic<bool>* cancel) {
+    photo::ReadOptions options;
+    options.threads = 1;  // the photograph that is open needs the others
+    options.cancel = cancel;
+    const photo::Photograph photograph = photo::readPreview(fileName(path), longEdge, options);
+    const QImage image = ScreenTransform(photograph.profile, photo::Profile::srgb()).apply(photograph.pixels, 1);
+    if (std::max(image.width(), image.height()) <= longEdge) return image;
+    const QSize size = QSizeF(image.size()).scaled(longEdge, longEdge, Qt::KeepAspectRatio).toSize();
+    return image.scaled(size.expandedTo({1, 1}), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+ThumbnailCache::ThumbnailCache(QString folder, qint64 mostBytes)
+    : m_folder(std::move(folder)), m_mostBytes(mostBytes) {}
+
+QString ThumbnailCache::defaultFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + "/thumbnails";
+}
+
+QString ThumbnailCache::fileOf(const QString& path) const {
+    const QFileInfo info(path);
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(QFile::encodeName(info.absoluteFilePath()));
+    hash.addData('\0' + QByteArray::number(info.size()) + ' ' +
+                 QByteArray::number(info.lastModified().toMSecsSinceEpoch()));
+    return m_folder + '/' + QString::fromLatin1(hash.result().toHex()) + ".png";
+}
+
+QImage ThumbnailCache::find(const QString& path) const {
+    QFile file(fileOf(path));
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) return {};
+    QImage image;
+    if (!image.load(&file, "PNG")) return {};
+    file.setFileTime(QDateTime::currentDateTime(), QFileDevice::FileModificationTime);
+    return image;
+}
+
+void ThumbnailCache::store(const QString& path, const QImage& thumbnail) {
+    if (!QDir().mkpath(m_folder)) return;
+    QSaveFile file(fileOf(path));
+    if (!file.open(QIODevice::WriteOnly) || !thumbnail.save(&file, "PNG")) return;
+    const qint64 bytes = file.size();
+    if (!file.commit()) return;
+    if (m_bytes >= 0) m_bytes += bytes;
+    makeRoom();
+}
+
+void ThumbnailCache::makeRoom() {
+    if (m_bytes >= 0 && m_bytes <= m_mostBytes) return;
+    m_bytes = 0;
+    for (const QFileInfo& info : QDir(m_folder).entryInfoList({"*.png"}, QDir::Files, QDir::Time)) {  // newest first
+        if (m_bytes + info.size() <= m_mostBytes)
+            m_bytes += info.size();
+        else
+            QFile::remove(info.filePath());
+    }
+}
+
+}  // namespace kestrova::studio

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QMutex>
+#include <QThread>
+#include <QWaitCondition>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "photo/control.h"
+#include "photo/development.h"
+#include "photo/error.h"
+#include "studio/frame.h"
+
+namespace kestrova::studio {
+
+/// A thread that owns one Development: reads a photograph, prepares it and renders what is asked for, the newest
+/// request alone. Its functions are called from the thread of the window and never wait, but for the destructor, which
+/// waits for the thread to end; `retire` does not.
+class Worker : public QThread {
+    Q_OBJECT
+
+public:
+    struct Options {
+        int previewEdge = 0;  ///< reads a small picture with a longer side of about so many pixels; 0 for the whole
+        int threads = 0;
+        std::size_t memory = 0;  ///< fails with kind memory beyond so many bytes; 0 for no limit
+        photo::DetailFilter filter = photo::DetailFilter::guided;  ///< what to prepare for; previews are not prepared
+    };
+    Worker(const std::string& path, const Options& options);
+    ~Worker() override;
+
+    const std::string& path() const { return m_path; }
+    const Options& options() const { return m_options; }
+    bool isPrepared() const { return m_isPrepared; }
+    QSize size() const { return m_size; }  ///< of the photograph; empty until it is loaded
+
+    /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown.
+    void request(const Request& request);
+    /// Ends reading, preparation or rendering. What was not prepared then fails with kind cancelled.
+    void cancel();
+    /// Ends the thread and deletes this when it has ended.
+    void retire();
+
+signals:
+    void loaded(QSize size, QStringList notes);
+    void prepared();
+    void progress(double share);  ///< of reading and preparing, and of renderings that take long
+    void rendered(std::shared_ptr<const kestrova::studio::Frame> frame);
+    void failed(int kind, QString text);
+
+protected:
+    void run() override;
+
+private:
+    void work();
+    void prepare(photo::Development& development);
+    bool waitForRequest(Request& request);
+    void renderAll(photo::Development& development, const Request& request);
+    photo::Development::Rendering renderView(photo::Development& development, const cv::Rect& view, int step,
+                                             const Request& request, bool before);
+    Frame frameFor(photo::Development& development, const Request& request, bool before);
+    int stepFor(const Request& request, double zoom, double pixels) const;
+
+    const std::string m_path;
+    const Options m_options;
+
+    QMutex m_mutex;
+    QWaitCondition m_wake;
+    std::optional<Request> m_pending;
+    std::shared_ptr<photo::Control> m_control;  ///< of what is under way
+    bool m_runningIsFine = false;
+    bool m_stop = false;
+
+    // Of the thread.
+    bool m_hasAlpha = false;
+    double m_nanosecondsPerPixel = 0;  ///< of the latest rendering whose planes were there
+    int m_heldStep = 0;
+    cv::Rect m_lastView;
+    int m_lastStep = 0;
+
+    // Written by the thread of the window.
+    bool m_isPrepared = false;
+    QSize m_size;
+};
+
+}  // namespace kestrova::studio

@@ -74,8 +74,8 @@ python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses
 
 python-test: python ## Build the Python module and run its tests
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
-	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
-	 $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+	@KESTROVA_DEVELOP=$(abspath $(wildcard $(BUILD)/apps/kestrova-develop)) PYTHONPATH=$(BUILD)/python \
+	 $(PYTHON) -B -m pytest -q -p no:cacheprovider tests/python
 
 python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples
 	@cmake/packages.sh python3-matplotlib python3-opencv python3-distributed
@@ -86,11 +86,11 @@ python-examples: python ## Run the examples of the Python module; their figures 
 	 done
 
 python-asan: ## Run the tests of the Python module under AddressSanitizer
-	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
+	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
 	@LD_PRELOAD="$$(g++ -print-file-name=libasan.so) $$(g++ -print-file-name=libstdc++.so)" ASAN_OPTIONS=detect_leaks=0 \
 	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \
-	 $(PYTHON) -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
+	 $(PYTHON) -B -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
 
 docs: ## Write the site: guide, pages with pictures, reference; what is exported and has no comment is an error
 	@cmake/packages.sh $(DOCS_PACKAGES)

@@ -132,7 +132,7 @@ void ExportDialog::layOut() {
     browse->setText(tr("Choose…"));
     connect(browse, &QToolButton::clicked, this, &ExportDialog::chooseFolder);
     auto* form = new QFormLayout(this);
-    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     form->addRow(tr("&Format"), sideBySide(m_format, m_bits));
     form->addRow(tr("&Quality"), sideBySide(m_qualitySlider, m_quality));
     form->addRow(tr("&Size"), sideBySide(m_resize, m_size));

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QThread>
 #include <algorithm>
 #include <filesystem>
 
@@ -13,6 +14,13 @@ namespace kestrova::studio {
 namespace {
 
 constexpr int kWhole = 1000, kSmallestReport = 5;
+
+// The layer's messages begin with the file that they are about, which the row shows anyway.
+QString withoutName(const QString& message, const ExportJob& job) {
+    for (const QString& name : {job.source, job.target})
+        if (message.startsWith(name + ": ")) return message.mid(name.size() + 2);
+    return message;
+}
 
 }  // namespace
 
@@ -76,8 +84,9 @@ void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
         if (std::filesystem::equivalent(source, target, none))
             throw photo::Error(photo::Error::Kind::input, target + ": is the original, which is never replaced");
         QStringList notes;
-        for (const std::string& note :
-             photo::developFile(source, job.settings, target, job.options, &entry->control).notes)
+        photo::DevelopFileOptions options = job.options;
+        if (!options.threads) options.threads = std::max(1, QThread::idealThreadCount() / 2);
+        for (const std::string& note : photo::developFile(source, job.settings, target, options, &entry->control).notes)
             notes << fileName(note);
         message = notes.join('\n');
     } catch (const photo::Error& error) {
@@ -153,7 +162,7 @@ QString ExportQueue::stateText(const Entry& entry) const {
         case State::waiting: return tr("waiting");
         case State::running: return entry.control.cancelled() ? tr("stopping") : tr("%1 %").arg(entry.progress / 10);
         case State::done: return entry.message.isEmpty() ? tr("done") : tr("done, with notes");
-        case State::failed: return tr("failed: %1").arg(entry.message);
+        case State::failed: return tr("failed: %1").arg(withoutName(entry.message, entry.job));
         case State::cancelled: return tr("cancelled");
     }
     return {};

@@ -18,7 +18,8 @@ struct ExportJob {
 };
 
 /// Exports in the background, one after the other in the order in which they were added, each as `kestrova-develop`
-/// does it. Its destructor cancels what is not done.
+/// does it. An export takes half of the processors unless its options name a number of threads: the other half is the
+/// view's. The destructor cancels what is not done.
 class ExportQueue : public QAbstractTableModel {
     Q_OBJECT
 

@@ -14,7 +14,9 @@ namespace kestrova::studio {
 
 namespace {
 
-QString tr(const char* text) { return QCoreApplication::translate("ExportTargets", text); }
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(ExportTargets)
+};
 
 // What is one file under all of its names.
 std::optional<std::pair<dev_t, ino_t>> identityOf(const QString& path) {
@@ -34,12 +36,13 @@ QString endingOf(photo::FileFormat format) {
 
 // Folders that are not there yet are made.
 QString problemOfFolder(const QString& folder) {
-    if (folder.isEmpty()) return tr("There is no folder to export to.");
-    if (QDir::isRelativePath(folder)) return tr("The folder needs its whole path.");
+    if (folder.isEmpty()) return Texts::tr("There is no folder to export to.");
+    if (QDir::isRelativePath(folder)) return Texts::tr("The folder needs its whole path.");
     QFileInfo place(folder);
     while (!place.exists() && !place.isRoot()) place.setFile(place.path());
-    if (!place.isDir()) return tr("%1 is no folder.").arg(QDir::toNativeSeparators(place.filePath()));
-    if (!place.isWritable()) return tr("%1 cannot be written to.").arg(QDir::toNativeSeparators(place.filePath()));
+    if (!place.isDir()) return Texts::tr("%1 is no folder.").arg(QDir::toNativeSeparators(place.filePath()));
+    if (!place.isWritable())
+        return Texts::tr("%1 cannot be written to.").arg(QDir::toNativeSeparators(place.filePath()));
     return {};
 }
 
@@ -52,9 +55,9 @@ QString ExportTargets::targetOf(const QString& photograph) const {
 }
 
 QString ExportTargets::problem(const QStringList& photographs, const QStringList& originals) const {
-    if (photographs.isEmpty()) return tr("There is no photograph to export.");
-    if (name.trimmed().isEmpty()) return tr("The name is empty.");
-    if (name.contains('/')) return tr("A name cannot contain a slash.");
+    if (photographs.isEmpty()) return Texts::tr("There is no photograph to export.");
+    if (name.trimmed().isEmpty()) return Texts::tr("The name is empty.");
+    if (name.contains('/')) return Texts::tr("A name cannot contain a slash.");
     if (const QString problem = problemOfFolder(folder); !problem.isEmpty()) return problem;
 
     std::set<std::pair<dev_t, ino_t>> kept;
@@ -64,13 +67,13 @@ QString ExportTargets::problem(const QStringList& photographs, const QStringList
     for (const QString& photograph : photographs) {
         const QString target = targetOf(photograph), file = QFileInfo(target).fileName();
         if (sources.contains(target))
-            return tr("%1 and %2 would both become %3; {name} in the name keeps them apart.")
+            return Texts::tr("%1 and %2 would both become %3; {name} in the name keeps them apart.")
                 .arg(QFileInfo(sources[target]).fileName(), QFileInfo(photograph).fileName(), file);
         sources[target] = photograph;
         const auto there = identityOf(target);
-        if (there && kept.count(*there)) return tr("%1 is an original, which is never replaced.").arg(file);
-        if (there && !QFileInfo(target).isFile()) return tr("%1 is there already and is no file.").arg(file);
-        if (there && !replace) return tr("%1 is there already.").arg(file);
+        if (there && kept.count(*there)) return Texts::tr("%1 is an original, which is never replaced.").arg(file);
+        if (there && !QFileInfo(target).isFile()) return Texts::tr("%1 is there already and is no file.").arg(file);
+        if (there && !replace) return Texts::tr("%1 is there already.").arg(file);
     }
     return {};
 }

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QScrollBar>
+#include <algorithm>
 
 #include "photo/development.h"
 #include "photo/error.h"
@@ -12,7 +13,8 @@ namespace kestrova::studio {
 
 namespace {
 
-const QSize kPicture(96, 72);
+constexpr int kNarrowTile = 104, kInRow = 3;
+constexpr int kSlack = 4;  // for what the list adds to its items
 
 QString presetTitle(const photo::Preset& preset) {
     QString title = QString::fromStdString(preset.name).replace('-', ' ');
@@ -33,9 +35,8 @@ photo::Settings previewSettings(const photo::Adjustments& adjustments, const pho
 }  // namespace
 
 PresetStrip::PresetStrip(QWidget* parent)
-    : QListWidget(parent), m_tiles(new TileDelegate(kPicture, this)), m_work(std::make_shared<photo::Control>()) {
+    : QListWidget(parent), m_tiles(new TileDelegate({92, 69}, this)), m_work(std::make_shared<photo::Control>()) {
     m_pool.setMaxThreadCount(1);
-    m_pool.setThreadPriority(QThread::LowPriority);
     setItemDelegate(m_tiles);
     setFlow(LeftToRight);
     setWrapping(true);
@@ -62,12 +63,22 @@ PresetStrip::~PresetStrip() {
 }
 
 QSize PresetStrip::sizeHint() const {
-    const QSize tile = m_tiles->tileSize(fontMetrics());
-    return {3 * tile.width() + 2 * frameWidth() + verticalScrollBar()->sizeHint().width(),
-            (count() + 2) / 3 * tile.height() + 2 * frameWidth()};
+    const int height = m_tiles->tileSize(fontMetrics()).height();
+    return {kInRow * kNarrowTile + kSlack + 2 * frameWidth() + verticalScrollBar()->sizeHint().width(),
+            (count() + kInRow - 1) / kInRow * height + kSlack + 2 * frameWidth()};
 }
 
-QSize PresetStrip::minimumSizeHint() const { return m_tiles->tileSize(fontMetrics()) + QSize(20, 8); }
+QSize PresetStrip::minimumSizeHint() const { return {kNarrowTile, kNarrowTile}; }
+
+// The width is shared as if the scroll bar were there always: its coming and going would move the tiles.
+void PresetStrip::resizeEvent(QResizeEvent* event) {
+    const int room = contentsRect().width() - verticalScrollBar()->sizeHint().width() - kSlack;
+    const int columns = std::max(2, room / kNarrowTile);
+    const int picture = std::max(24, room / columns - TileDelegate::frameWidth());
+    m_tiles->setPicture({picture, picture * 3 / 4});
+    scheduleDelayedItemsLayout();
+    QListWidget::resizeEvent(event);
+}
 
 void PresetStrip::clearPictures() {
     m_work->cancel();

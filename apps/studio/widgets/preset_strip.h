@@ -12,7 +12,8 @@ namespace kestrova::studio {
 
 class TileDelegate;
 
-/// The presets of the photo layer as tiles, each with the photograph as it would be. The first one asks for nothing.
+/// The presets of the photo layer as tiles, each with the photograph as it would be, in columns that fill the width.
+/// The first one asks for nothing.
 class PresetStrip : public QListWidget {
     Q_OBJECT
 
@@ -35,6 +36,9 @@ signals:
     /// `photo::preset(name)`, empty for no preset.
     void presetChosen(const QString& name);
     void previewsReady();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     TileDelegate* m_tiles;

@@ -11,13 +11,16 @@ namespace kestrova::studio {
 
 namespace {
 
-QString tr(const char* text) { return QCoreApplication::translate("ScreenProfile", text); }
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(ScreenProfile)
+};
 
 photo::Profile rgbProfile(const QString& path) {
     const photo::Profile profile = photo::Profile::fromFile(fileName(path));
     if (profile.channels() != 3)
-        throw photo::Error(photo::Error::Kind::input,
-                           tr("%1: is no profile of a screen").arg(QDir::toNativeSeparators(path)).toStdString());
+        throw photo::Error(
+            photo::Error::Kind::input,
+            Texts::tr("%1: is no profile of a screen").arg(QDir::toNativeSeparators(path)).toStdString());
     return profile;
 }
 
@@ -26,8 +29,8 @@ photo::Profile rgbProfile(const QString& path) {
 ScreenProfile ScreenProfile::find(const QString& chosenFile) {
     const struct {
         QString file, origin;
-    } places[] = {{chosenFile, tr("%1, chosen in the settings")},
-                  {qEnvironmentVariable("KESTROVA_SCREEN_PROFILE"), tr("%1, named by KESTROVA_SCREEN_PROFILE")}};
+    } places[] = {{chosenFile, Texts::tr("%1, chosen in the settings")},
+                  {qEnvironmentVariable("KESTROVA_SCREEN_PROFILE"), Texts::tr("%1, named by KESTROVA_SCREEN_PROFILE")}};
     ScreenProfile found;
     QStringList problems;
     for (const auto& place : places) {
@@ -40,7 +43,7 @@ ScreenProfile ScreenProfile::find(const QString& chosenFile) {
             problems << QString::fromStdString(error.what());
         }
     }
-    if (found.origin.isEmpty()) found.origin = tr("sRGB: no profile of the screen is known");
+    if (found.origin.isEmpty()) found.origin = Texts::tr("sRGB: no profile of the screen is known");
     found.problem = problems.join('\n');
     return found;
 }

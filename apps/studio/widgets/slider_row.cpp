@@ -25,7 +25,7 @@ int hundredths(float value) { return static_cast<int>(std::lround(100 * value));
 }  // namespace
 
 SliderRow::SliderRow(const photo::Slider& slider, QWidget* parent)
-    : SliderRow(sliderLabel(slider), sliderTip(slider), slider.least, slider.greatest, 0, parent) {
+    : SliderRow(sliderRowLabel(slider), sliderTip(slider), slider.least, slider.greatest, 0, parent) {
     for (QWidget* part : {static_cast<QWidget*>(this), static_cast<QWidget*>(m_track), static_cast<QWidget*>(m_box)})
         part->setAccessibleName(sliderFullName(slider));
     setObjectName(slider.name);
@@ -175,6 +175,35 @@ bool SliderRow::pressKey(QKeyEvent* event, bool onTrack) {
     }
 }
 
+// Keys of the slider that the window has as shortcuts, too, are the slider's; the window's undo is not the box's while
+// nothing is typed.
+bool SliderRow::claimKey(QKeyEvent* event, bool onTrack) const {
+    const auto* edit = m_box->findChild<QLineEdit*>();
+    if (!onTrack && (event->matches(QKeySequence::Undo) || event->matches(QKeySequence::Redo)) &&
+        !edit->isUndoAvailable() && !edit->isRedoAvailable()) {
+        event->ignore();
+        return true;
+    }
+    if (event->modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier)) return false;
+    switch (event->key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            if (onTrack) return false;
+            break;
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+        case Qt::Key_Left:
+        case Qt::Key_Right:
+        case Qt::Key_PageUp:
+        case Qt::Key_PageDown:
+        case Qt::Key_Home:
+        case Qt::Key_End: break;
+        default: return false;
+    }
+    event->accept();
+    return true;
+}
+
 bool SliderRow::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
         case QEvent::MouseButtonDblClick:
@@ -184,6 +213,10 @@ bool SliderRow::eventFilter(QObject* watched, QEvent* event) {
         case QEvent::Wheel:
             if (watched == m_label) break;
             return turnWheel(static_cast<QWheelEvent*>(event), static_cast<QWidget*>(watched)->hasFocus());
+        case QEvent::ShortcutOverride:
+            if (watched == m_label) break;
+            if (claimKey(static_cast<QKeyEvent*>(event), watched == m_track)) return true;
+            break;
         case QEvent::KeyPress:
             if (pressKey(static_cast<QKeyEvent*>(event), watched == m_track)) return true;
             break;

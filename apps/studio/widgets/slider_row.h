@@ -63,6 +63,7 @@ private:
     void step(int hundredths);
     bool turnWheel(QWheelEvent* event, bool focused);
     bool pressKey(QKeyEvent* event, bool onTrack);
+    bool claimKey(QKeyEvent* event, bool onTrack) const;
 
     float m_least, m_greatest, m_rest;
     float m_value;

@@ -34,6 +34,11 @@ QString sliderLabel(const photo::Slider& slider) {
     return translated(label.toUtf8().constData());
 }
 
+QString sliderRowLabel(const photo::Slider& slider) {
+    const bool threshold = QString::fromUtf8(slider.name).endsWith("-threshold");
+    return threshold ? "    " + translated(QT_TRANSLATE_NOOP("Slider", "threshold")) : sliderLabel(slider);
+}
+
 QString sliderFullName(const photo::Slider& slider) {
     return sliderGroupTitle(QString::fromUtf8(slider.group)) + ": " + sliderLabel(slider);
 }

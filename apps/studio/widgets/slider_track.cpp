@@ -87,7 +87,9 @@ void SliderTrack::paintEvent(QPaintEvent*) {
         painter.drawRect(QRectF(rest - 0.5, middle - 5, 1, 10));
     }
     const bool lit = isSliderDown() || hasFocus() || (isEnabled() && underMouse());
-    painter.setBrush(palette().color(group, QPalette::Button).lighter(lit ? 125 : 110));
+    const bool darkTheme = palette().color(QPalette::Window).lightness() < 128;
+    painter.setBrush(
+        palette().color(group, QPalette::Light).lighter(darkTheme && isEnabled() ? (lit ? 200 : 160) : 100));
     painter.setPen(QPen(palette().color(group, hasFocus() ? QPalette::Highlight : QPalette::Dark), hasFocus() ? 2 : 1));
     painter.drawEllipse(QPointF(hand, middle), kHandle / 2.0 - 1, kHandle / 2.0 - 1);
 }

@@ -52,6 +52,7 @@ QToolTip { border: 1px solid palette(mid); padding: 3px; }
 QDockWidget::title { padding: 5px 6px; }
 QGroupBox { font-weight: bold; border: none; margin-top: 1.6em; }
 QGroupBox::title { subcontrol-origin: margin; left: 0px; }
+QTreeView::item { padding: 2px; }
 QStatusBar::item { border: none; }
 )";
 
@@ -62,7 +63,7 @@ Theme themeNamed(const QString& name) { return name == "light" ? Theme::light : 
 QString themeName(Theme theme) { return theme == Theme::light ? "light" : "dark"; }
 
 void applyTheme(QApplication& application, Theme theme) {
-    static const Greys dark = {44, 30, 60, 220, 84, 24, QColor(58, 122, 200)};
+    static const Greys dark = {50, 30, 68, 224, 96, 24, QColor(58, 122, 200)};
     static const Greys light = {236, 250, 226, 28, 160, 130, QColor(40, 105, 190)};
     application.setStyle(QStyleFactory::create("Fusion"));
     application.setPalette(paletteOf(theme == Theme::light ? light : dark));

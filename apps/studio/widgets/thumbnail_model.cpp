@@ -16,7 +16,7 @@ namespace kestrova::studio {
 namespace {
 
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
-constexpr qsizetype kMostAsked = 200;           // what has long been scrolled away is asked for again when it is back
+constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
 bool hasSettings(const QString& path) {
     return QFileInfo::exists(fileName(photo::Settings::sidecarOf(fileName(path))));
@@ -27,7 +27,6 @@ bool hasSettings(const QString& path) {
 ThumbnailModel::ThumbnailModel(ThumbnailCache cache, QObject* parent)
     : QAbstractListModel(parent), m_images(kMostKilobytes), m_cache(std::move(cache)) {
     m_pool.setMaxThreadCount(1);
-    m_pool.setThreadPriority(QThread::LowPriority);
 }
 
 ThumbnailModel::~ThumbnailModel() {
@@ -54,7 +53,7 @@ void ThumbnailModel::setPaths(const QStringList& paths) {
     for (const QString& path : paths) {
         if (m_rows.contains(path)) continue;
         m_rows[path] = static_cast<int>(m_entries.size());
-        m_entries.push_back({path, {}, hasSettings(path)});
+        m_entries.push_back({path, {}, {}});
     }
     endResetModel();
 }
@@ -92,17 +91,16 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
         case Qt::ToolTipRole: return entry.failure.isEmpty() ? QDir::toNativeSeparators(entry.path) : entry.failure;
         case Qt::AccessibleDescriptionRole:
             if (!entry.failure.isEmpty()) return entry.failure;
-            return entry.edited ? tr("edited") : QString();
+            return entry.edited.value_or(false) ? tr("edited") : QString();
         case PathRole: return entry.path;
         case FailedRole: return !entry.failure.isEmpty();
-        case EditedRole: return entry.edited;
+        case EditedRole: return entry.edited.value_or(false);
         default: return {};
     }
 }
 
 void ThumbnailModel::ask(const QString& path) const {
-    if (path == m_making) return;
-    m_asked.removeOne(path);
+    if (path == m_making || m_asked.contains(path)) return;
     m_asked.append(path);
     if (m_asked.size() > kMostAsked) m_asked.removeFirst();
     const_cast<ThumbnailModel*>(this)->makeNext();
@@ -110,9 +108,9 @@ void ThumbnailModel::ask(const QString& path) const {
 
 void ThumbnailModel::makeNext() {
     if (!m_making.isEmpty() || m_asked.isEmpty()) return;
-    m_making = m_asked.takeLast();
+    m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
-        Result result{path, m_cache.find(path), {}};
+        Result result{path, m_cache.find(path), {}, hasSettings(path)};
         try {
             if (result.image.isNull()) {
                 result.image = makeThumbnail(path, kLongEdge, &m_cancel);
@@ -129,10 +127,12 @@ void ThumbnailModel::take(const Result& result) {
     m_making.clear();
     const int row = rowOf(result.path);
     if (row >= 0) {
-        m_entries[static_cast<std::size_t>(row)].failure = result.failure;
+        Entry& entry = m_entries[static_cast<std::size_t>(row)];
+        entry.failure = result.failure;
+        if (!entry.edited) entry.edited = result.edited;
         if (result.failure.isEmpty())
             m_images.insert(result.path, new QImage(result.image), result.image.sizeInBytes() >> 10);
-        announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
+        announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole, EditedRole});
     }
     makeNext();
 }

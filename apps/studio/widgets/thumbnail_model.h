@@ -4,14 +4,16 @@
 #include <QCache>
 #include <QThreadPool>
 #include <atomic>
+#include <optional>
 #include <vector>
 
 #include "studio/widgets/thumbnail_cache.h"
 
 namespace kestrova::studio {
 
-/// Photographs, by their paths, with thumbnails that are made in the background once a view asks for them, those asked
-/// for last first. Its destructor cancels what is under way.
+/// Photographs, by their paths, with thumbnails that are made in the background once a view asks for them; what has
+/// been scrolled past in between is left out. The roles are those of tile_delegate.h. Its destructor cancels what is
+/// under way.
 class ThumbnailModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -22,7 +24,7 @@ public:
     ThumbnailModel(ThumbnailCache cache, QObject* parent);
     ~ThumbnailModel() override;
 
-    /// The photographs of a folder, by name; without those of folders in it.
+    /// The photographs of a folder, by name; without those of folders in it. May be called on any thread.
     static QStringList photographsIn(const QString& folder);
 
     void setPaths(const QStringList& paths);
@@ -38,12 +40,13 @@ private:
     struct Entry {
         QString path;
         QString failure;
-        bool edited = false;
+        std::optional<bool> edited;  // not looked up yet
     };
     struct Result {
         QString path;
         QImage image;
         QString failure;
+        bool edited = false;
     };
 
     void ask(const QString& path) const;
@@ -54,7 +57,7 @@ private:
     std::vector<Entry> m_entries;
     QHash<QString, int> m_rows;
     QCache<QString, QImage> m_images;
-    mutable QStringList m_asked;  // the next is the last
+    mutable QStringList m_asked;  // the next one first
     QString m_making;
     ThumbnailCache m_cache;  // used by the pool's thread alone
     std::atomic<bool> m_cancel{false};

@@ -9,6 +9,7 @@ namespace kestrova::studio {
 namespace {
 
 constexpr int kPadding = 6;
+constexpr double kSmallFont = 0.85;  // for names that are too long
 
 void drawDot(QPainter& painter, const QPointF& corner, const QPalette& palette) {
     painter.setPen(QPen(Qt::black, 1));
@@ -40,6 +41,8 @@ void drawPlaceholder(QPainter& painter, const QRectF& field, bool failed, const 
 QSize TileDelegate::tileSize(const QFontMetrics& metrics) const {
     return m_picture + QSize(2 * kPadding, metrics.height() + 3 * kPadding);
 }
+
+int TileDelegate::frameWidth() { return 2 * kPadding; }
 
 QSize TileDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
     return tileSize(option.fontMetrics);
@@ -74,12 +77,14 @@ void TileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, 
         painter->drawImage(place, image);
         if (index.data(EditedRole).toBool()) drawDot(*painter, place.bottomRight(), palette);
     }
-    const QRectF line(field.left(), field.bottom() + 2, field.width(), tile.bottom() - field.bottom() - 4);
+    const QRectF line(tile.left() + 2, field.bottom() + 2, tile.width() - 4, tile.bottom() - field.bottom() - 4);
     painter->setPen(palette.color(failed ? QPalette::Disabled : QPalette::Active, QPalette::Text));
-    painter->setFont(option.font);
-    painter->drawText(
-        line, Qt::AlignCenter,
-        option.fontMetrics.elidedText(index.data().toString(), Qt::ElideMiddle, static_cast<int>(line.width())));
+    QFont font = option.font;
+    const QString name = index.data().toString();
+    if (option.fontMetrics.horizontalAdvance(name) > line.width()) font.setPointSizeF(kSmallFont * font.pointSizeF());
+    painter->setFont(font);
+    painter->drawText(line, Qt::AlignCenter,
+                      painter->fontMetrics().elidedText(name, Qt::ElideMiddle, static_cast<int>(line.width())));
     painter->restore();
 }
 

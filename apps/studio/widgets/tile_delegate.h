@@ -19,9 +19,13 @@ public:
     /// Room for a picture of that size.
     TileDelegate(const QSize& picture, QObject* parent) : QStyledItemDelegate(parent), m_picture(picture) {}
 
+    void setPicture(const QSize& picture) { m_picture = picture; }
+
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     /// The size of every tile with names in that font.
     QSize tileSize(const QFontMetrics& metrics) const;
+    /// What a tile has around its picture, left and right together.
+    static int frameWidth();
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 private:

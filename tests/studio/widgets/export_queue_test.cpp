@@ -113,6 +113,7 @@ TEST_F(Exports, AFailureSaysWhyAndTheOthersAreDone) {
     for (int row = 0; row < 3; ++row) {
         EXPECT_EQ(queue.state(row), State::failed);
         EXPECT_TRUE(text(queue, row).startsWith("failed: "));
+        EXPECT_FALSE(text(queue, row).contains("bad.jpg"));
     }
     EXPECT_TRUE(text(queue, 0, ExportQueue::StateColumn, Qt::ToolTipRole).contains("bad.jpg"));
     EXPECT_EQ(queue.state(3), State::done);

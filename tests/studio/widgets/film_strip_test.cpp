@@ -61,6 +61,22 @@ TEST_F(Thumbnails, AreNotMadeUnlessAskedFor) {
     EXPECT_EQ(cached().size(), 1);
 }
 
+TEST_F(Thumbnails, AreMadeInTheOrderInWhichTheyAreAskedFor) {
+    ThumbnailModel model(cache(), nullptr);
+    QStringList paths;
+    for (int i = 0; i < 80; ++i) paths << make(std::to_string(i) + ".png", 6, 4);
+    model.setPaths(paths);
+    QList<int> order;
+    QObject::connect(&model, &ThumbnailModel::dataChanged, [&](const QModelIndex& first) { order << first.row(); });
+    for (int row = 0; row < 80; ++row) get(model, row, Qt::DecorationRole);
+    ASSERT_TRUE(waitUntil([&] { return order.contains(79); }));
+    // The first one is under way at once; of the others the latest 64 are made.
+    QList<int> expected = {0};
+    for (int row = 16; row < 80; ++row) expected << row;
+    EXPECT_EQ(order, expected);
+    EXPECT_FALSE(imageOf(model, 5).isNull());
+}
+
 TEST_F(Thumbnails, ComeFromTheCacheTheNextTime) {
     const QString photograph = make("a.jpg", 400, 300);
     {
@@ -162,10 +178,20 @@ TEST_F(Thumbnails, MarkThePhotographsWithSettings) {
     ThumbnailModel model(cache(), nullptr);
     model.setPaths({edited, plain, edited});
     EXPECT_EQ(model.rowCount(), 2);
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    EXPECT_FALSE(imageOf(model, 1).isNull());
     EXPECT_TRUE(get(model, 0, EditedRole).toBool());
     EXPECT_FALSE(get(model, 1, EditedRole).toBool());
     model.setEdited(plain, true);
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
+}
+
+TEST_F(Thumbnails, WhatTheWindowSaysOfSettingsIsNewerThanTheDisk) {
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({make("a.png")});
+    model.setEdited(path("a.png"), true);
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    EXPECT_TRUE(get(model, 0, EditedRole).toBool());
 }
 
 TEST_F(Thumbnails, AFolderIsListedByNumberAndName) {

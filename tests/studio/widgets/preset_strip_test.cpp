@@ -25,6 +25,23 @@ TEST(PresetStrip, HasATileForNoneAndForEachPreset) {
     EXPECT_EQ(strip.item(6)->toolTip(), photo::presets()[5].tip.c_str());
 }
 
+TEST(PresetStrip, ItsTilesFillTheWidth) {
+    PresetStrip strip;
+    strip.show();
+    for (const int width : {150, 190, 260, 330, 500}) {
+        strip.resize(width, 900);
+        QCoreApplication::processEvents();
+        int right = 0;
+        for (int row = 0; row < strip.count(); ++row) {
+            const QRect tile = strip.visualItemRect(strip.item(row));
+            EXPECT_LE(tile.right(), strip.viewport()->width());
+            right = std::max(right, tile.right());
+        }
+        EXPECT_GT(right, strip.viewport()->width() - 32) << width;
+        EXPECT_EQ(strip.visualItemRect(strip.item(1)).top(), strip.visualItemRect(strip.item(0)).top()) << width;
+    }
+}
+
 TEST(PresetStrip, ShowsThePhotographAsEachPresetMakesIt) {
     PresetStrip strip;
     QSignalSpy ready(&strip, &PresetStrip::previewsReady);

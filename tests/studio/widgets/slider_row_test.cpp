@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSpinBox>
@@ -73,6 +74,8 @@ TEST_F(SliderRowTest, EverySliderHasItsRangeItsTextsAndItsName) {
         EXPECT_EQ(one.objectName(), slider.name);
     }
     EXPECT_EQ(sliderLabel(photo::slider("small-midtones-threshold")), "Midtones threshold");
+    EXPECT_EQ(sliderRowLabel(photo::slider("small-midtones-threshold")).trimmed(), "threshold");
+    EXPECT_EQ(sliderRowLabel(photo::slider("small-midtones")), "Midtones");
     EXPECT_EQ(sliderFullName(photo::slider("mix-red")), "Brightness of colours: Red");
 }
 
@@ -188,6 +191,31 @@ TEST_F(SliderRowTest, ATypedValueIsOneGesture) {
     EXPECT_EQ(log, Log({"begun", "-0.42", "ended"}));
     EXPECT_EQ(row.track()->value(), -42);
     EXPECT_TRUE(row.track()->hasFocus());
+}
+
+TEST_F(SliderRowTest, ItsKeysAreItsOwnWhereTheWindowHasThemToo) {
+    QAction done("Done"), back("Back"), undo("Undo");
+    done.setShortcut(Qt::Key_Return);
+    back.setShortcut(Qt::Key_Left);
+    undo.setShortcut(QKeySequence::Undo);
+    QStringList triggered;
+    for (QAction* action : {&done, &back, &undo}) {
+        window.addAction(action);
+        QObject::connect(action, &QAction::triggered, [&triggered, action] { triggered << action->text(); });
+    }
+    row.box()->setFocus();
+    row.box()->selectAll();
+    QTest::keyClicks(row.box(), "7");
+    QTest::keyClick(row.box(), Qt::Key_Return);
+    EXPECT_EQ(row.value(), 0.07f);
+    QTest::keyClick(row.track(), Qt::Key_Left);
+    EXPECT_EQ(row.value(), 0.02f);
+    EXPECT_EQ(triggered, QStringList());
+    QTest::keyClick(row.track(), Qt::Key_Return);
+    EXPECT_EQ(triggered, QStringList{"Done"});
+    row.box()->setFocus();
+    QTest::keyClick(row.box(), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(triggered, QStringList({"Done", "Undo"}));
 }
 
 TEST_F(SliderRowTest, KeysInTheBoxStepFromWhatIsTyped) {

@@ -1,6 +1,6 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo test asan levels docs bench bench-smoke fuzz tsan tidy format
+.PHONY: help demo studio test asan levels docs bench bench-smoke fuzz tsan tidy format
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 
@@ -30,6 +30,14 @@ define run_tests
 	@cmake --build $(1) -j $(JOBS)
 	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
 endef
+
+studio: ## Build the window and start it on copies of the bundled photographs
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev fonts-dejavu-core
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_STUDIO=ON -DKESTROVA_EXAMPLES=OFF \
+	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-studio
+	@mkdir -p $(BUILD)/photos && cp -u examples/photos/*.jpg examples/photos/*.png $(BUILD)/photos
+	@$(BUILD)/apps/studio/kestrova-studio $(BUILD)/photos/dandelion_5312x2988.jpg
 
 test: ## Build everything and run every test
 	$(call run_tests,$(BUILD))

@@ -46,6 +46,14 @@ define run_tests
 	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
 endef
 
+studio: ## Build the window and start it on copies of the bundled photographs
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev fonts-dejavu-core
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_STUDIO=ON -DKESTROVA_EXAMPLES=OFF \
+	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-studio
+	@mkdir -p $(BUILD)/photos && cp -u examples/photos/*.jpg examples/photos/*.png $(BUILD)/photos
+	@$(BUILD)/apps/studio/kestrova-studio $(BUILD)/photos/dandelion_5312x2988.jpg
+
 test: ## Build everything and run every test
 	$(call run_tests,$(BUILD),$(EVERYTHING))
 

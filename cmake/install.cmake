@@ -1,3 +1,4 @@
+# Components, each a package of its own: core and photo (the shared libraries), dev (headers, configuration, both), tools.
 include(CMakePackageConfigHelpers)
 
 # A header that exports nothing is internal and stays at home, but for the records in the exported classes' arguments;
@@ -11,12 +12,13 @@ foreach(header ${kestrova_headers})
 endforeach()
 foreach(header ${installed_headers})
   get_filename_component(room "${header}" DIRECTORY)
-  install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${room}")
+  install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${room}" COMPONENT dev)
 endforeach()
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/kestrova")
-install(TARGETS kestrova EXPORT kestrova_targets)
-install(EXPORT kestrova_targets NAMESPACE kestrova:: FILE kestrovaTargets.cmake DESTINATION "${package_dir}")
+install(TARGETS kestrova EXPORT kestrova_targets LIBRARY COMPONENT core NAMELINK_COMPONENT dev)
+install(EXPORT kestrova_targets NAMESPACE kestrova:: FILE kestrovaTargets.cmake DESTINATION "${package_dir}"
+        COMPONENT dev)
 configure_package_config_file(cmake/kestrovaConfig.cmake.in "${CMAKE_CURRENT_BINARY_DIR}/kestrovaConfig.cmake"
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/kestrovaConfigVersion.cmake"
@@ -24,10 +26,11 @@ write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/kestrovaConfigVers
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/kestrovaConfig.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/kestrovaConfigVersion.cmake"
               cmake/FindKestrovaOpenCV.cmake
-        DESTINATION "${package_dir}")
+        DESTINATION "${package_dir}" COMPONENT dev)
 
 # The pkg-config file finds its prefix from its own place, so that an installed tree can be moved.
 file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 configure_file(cmake/kestrova.pc.in "${CMAKE_CURRENT_BINARY_DIR}/kestrova.pc" @ONLY)
-install(FILES "${CMAKE_CURRENT_BINARY_DIR}/kestrova.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/kestrova.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+        COMPONENT dev)

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "photo/error.h"
+#include "photo/kernel.h"
 #include "photo/profile.h"
 #include "photo/profile_data.h"
 #include "photo/rows.h"
@@ -13,38 +14,115 @@ namespace kestrova::photo {
 
 namespace {
 
-// The inverse of a tone curve: codes for light, read by the bits of the float. Each power of two from 2^-40 (below a
-// quarter of a code of any curve in use) to 1 has 512 entries, between which is interpolated: exact to 1/30 of a code.
+constexpr int kBlock = 256;
+
+// Light at or below `darkest` counts as it, light beyond white as white.
+inline float bounded(float light, float darkest) { return light > darkest ? (light < 1.0f ? light : 1.0f) : darkest; }
+
+inline std::uint32_t bitsOf(float light) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &light, sizeof bits);
+    return bits;
+}
+
+inline float ofBits(std::uint32_t bits) {
+    float light;
+    std::memcpy(&light, &bits, sizeof light);
+    return light;
+}
+
+// How tables are read by light from 2^-powers to 1: by the bits of the float, so that each power of two has as many
+// entries, 2^(23 - shift).
+constexpr std::uint32_t bitsOfPower(int powers) { return (127u - static_cast<unsigned>(powers)) << 23; }
+
+// Codes of 16 bits: each power from 2^-40 (below a quarter of a code of any curve in use) on has 512 entries, between
+// which is interpolated: exact to 1/30 of a code.
+constexpr int kShift = 14, kPowers = 40, kEntries = kPowers << (23 - kShift);
+constexpr float kDarkest = 0x1p-40f;
+
+KESTROVA_PHOTO_KERNEL void codeRow(const float* light, const float* codes, ushort* out, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t bits = bitsOf(bounded(light[x], kDarkest)) - bitsOfPower(kPowers);
+        const float* entry = codes + (bits >> kShift);
+        const float share = static_cast<float>(bits & ((1u << kShift) - 1)) * (1.0f / (1u << kShift));
+        out[x] = static_cast<ushort>(static_cast<int>(entry[0] + share * (entry[1] - entry[0]) + 0.5f));
+    }
+}
+
+// Codes of 8 bits: cells so narrow that a code ends in each at most once.
+constexpr int kShift8 = 16, kPowers8 = 24, kCells = kPowers8 << (23 - kShift8);
+constexpr float kDarkest8 = 0x1p-24f;
+struct Cell {
+    float next;  ///< the light from which on `code` is one more
+    int code;
+};
+
+KESTROVA_PHOTO_KERNEL void code8Row(const float* light, const Cell* cells, uchar* out, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const float l = bounded(light[x], kDarkest8);
+        const Cell& cell = cells[(bitsOf(l) - bitsOfPower(kPowers8)) >> kShift8];
+        out[x] = static_cast<uchar>(cell.code + (l >= cell.next));
+    }
+}
+
+KESTROVA_PHOTO_KERNEL void lightRow(const ushort* channel, const float* table, float* light, int n) noexcept {
+    for (int x = 0; x < n; ++x) light[x] = table[channel[4 * x]];
+}
+
+KESTROVA_PHOTO_KERNEL void mixRow(const float* m, float* r, float* g, float* b, int n) noexcept {
+    const float m0 = m[0], m1 = m[1], m2 = m[2], m3 = m[3], m4 = m[4], m5 = m[5], m6 = m[6], m7 = m[7], m8 = m[8];
+    for (int x = 0; x < n; ++x) {
+        const float red = r[x], green = g[x], blue = b[x];
+        r[x] = m0 * red + m1 * green + m2 * blue;
+        g[x] = m3 * red + m4 * green + m5 * blue;
+        b[x] = m6 * red + m7 * green + m8 * blue;
+    }
+}
+
+KESTROVA_PHOTO_KERNEL void packRow(const ushort* r, const ushort* g, const ushort* b, const ushort* in, ushort* out,
+                                   int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const ushort alpha = in[4 * x + 3];
+        out[4 * x] = b[x];
+        out[4 * x + 1] = g[x];
+        out[4 * x + 2] = r[x];
+        out[4 * x + 3] = alpha;
+    }
+}
+
+inline uchar rounded8(ushort value) { return static_cast<uchar>((value + 128u) / 257u); }
+
+KESTROVA_PHOTO_KERNEL void pack8Row(const uchar* r, const uchar* g, const uchar* b, const ushort* in, uchar* out,
+                                    int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        out[4 * x] = b[x];
+        out[4 * x + 1] = g[x];
+        out[4 * x + 2] = r[x];
+        out[4 * x + 3] = rounded8(in[4 * x + 3]);
+    }
+}
+
+KESTROVA_PHOTO_KERNEL void to8Row(const ushort* in, uchar* out, int n) noexcept {
+    for (int i = 0; i < n; ++i) out[i] = rounded8(in[i]);
+}
+
+// The inverse of a tone curve: codes for light.
 class InverseTone {
 public:
-    explicit InverseTone(const ToneTable& curve) : m_codes(kEntries + 1) {
+    explicit InverseTone(const ToneTable& curve) : m_codes(kEntries + 2) {
         for (int i = 0; i <= kEntries; ++i) m_codes[i] = static_cast<float>(code(curve, lightAt(i)));
         m_codes[0] = 0;
+        m_codes[kEntries + 1] = m_codes[kEntries];  // read at white, with a share of 0
+        makeCells();
     }
 
-    ushort operator()(float light) const {
-        const float bounded = light > kDarkest ? (light < 1.0f ? light : 1.0f) : kDarkest;
-        std::uint32_t bits;
-        std::memcpy(&bits, &bounded, sizeof bits);
-        bits -= kDarkestBits;
-        const std::uint32_t entry = bits >> kShift;
-        const float share = static_cast<float>(bits & ((1u << kShift) - 1)) * (1.0f / (1u << kShift));
-        const float left = m_codes[entry];
-        return static_cast<ushort>(left + share * (m_codes[entry + (share > 0)] - left) + 0.5f);
-    }
+    const float* codes() const { return m_codes.data(); }
+    // Null where the curve is too steep for cells.
+    const Cell* cells() const { return m_cells.empty() ? nullptr : m_cells.data(); }
 
 private:
-    static constexpr int kShift = 14;
-    static constexpr int kPowers = 40;
-    static constexpr int kEntries = kPowers << (23 - kShift);
-    static constexpr float kDarkest = 0x1p-40f;
-    static constexpr std::uint32_t kDarkestBits = (127u - kPowers) << 23;
-
     static double lightAt(int entry) {
-        const std::uint32_t bits = kDarkestBits + (static_cast<std::uint32_t>(entry) << kShift);
-        float light;
-        std::memcpy(&light, &bits, sizeof light);
-        return double(light);
+        return double(ofBits(bitsOfPower(kPowers) + (static_cast<std::uint32_t>(entry) << kShift)));
     }
 
     static double code(const ToneTable& curve, double light) {
@@ -55,7 +133,36 @@ private:
         return double(above - curve.begin()) - (*above - light) / step;
     }
 
+    int code8(std::uint32_t bits) const {
+        const float light = ofBits(bits);
+        ushort code;
+        codeRow(&light, m_codes.data(), &code, 1);
+        return rounded8(code);
+    }
+
+    // What the codes of 16 bits round to, found where they change.
+    void makeCells() {
+        constexpr std::uint32_t kWhite = bitsOfPower(0);
+        std::uint32_t start = bitsOfPower(kPowers8);
+        if (code8(start) != 0) return;
+        std::vector<Cell> cells(kCells + 1);
+        for (int i = 0; i <= kCells; ++i, start += 1u << kShift8) {
+            const std::uint32_t last = std::min(start + (1u << kShift8) - 1, kWhite);
+            cells[i].code = code8(start);
+            const int end = code8(last);
+            if (end > cells[i].code + 1) return;
+            std::uint32_t below = start, above = end == cells[i].code ? kWhite + 1 : last;
+            while (end != cells[i].code && above - below > 1) {
+                const std::uint32_t middle = below + (above - below) / 2;
+                (code8(middle) == cells[i].code ? below : above) = middle;
+            }
+            cells[i].next = ofBits(above);
+        }
+        m_cells = std::move(cells);
+    }
+
     std::vector<float> m_codes;
+    std::vector<Cell> m_cells;
 };
 
 std::array<double, 9> inverse(const std::array<double, 9>& m) {
@@ -100,17 +207,33 @@ struct ShaperTransform {
         }
     }
 
+    // At most kBlock pixels.
+    void mix(const ushort* in, float (*mixed)[kBlock], int n) const noexcept {
+        for (int c = 0; c < 3; ++c) lightRow(in + 2 - c, light[c]->data(), mixed[c], n);
+        mixRow(matrix.data(), mixed[0], mixed[1], mixed[2], n);
+    }
+
     void row(const ushort* in, ushort* out, int width) const noexcept {
-        const float *lightR = light[0]->data(), *lightG = light[1]->data(), *lightB = light[2]->data();
-        const InverseTone &codeR = *code[0], &codeG = *code[1], &codeB = *code[2];
-        const std::array<float, 9> m = matrix;
-        for (int x = 0; x < width; ++x, in += 4, out += 4) {
-            const float b = lightB[in[0]], g = lightG[in[1]], r = lightR[in[2]];
-            const ushort alpha = in[3];
-            out[0] = codeB(m[6] * r + m[7] * g + m[8] * b);
-            out[1] = codeG(m[3] * r + m[4] * g + m[5] * b);
-            out[2] = codeR(m[0] * r + m[1] * g + m[2] * b);
-            out[3] = alpha;
+        float mixed[3][kBlock];
+        ushort codes[3][kBlock];
+        for (int start = 0; start < width; start += kBlock) {
+            const int n = std::min(kBlock, width - start);
+            mix(in + 4 * start, mixed, n);
+            for (int c = 0; c < 3; ++c) codeRow(mixed[c], code[c]->codes(), codes[c], n);
+            packRow(codes[0], codes[1], codes[2], in + 4 * start, out + 4 * start, n);
+        }
+    }
+
+    bool hasCells() const { return code[0]->cells() && code[1]->cells() && code[2]->cells(); }
+
+    void rowTo8(const ushort* in, uchar* out, int width) const noexcept {
+        float mixed[3][kBlock];
+        uchar codes[3][kBlock];
+        for (int start = 0; start < width; start += kBlock) {
+            const int n = std::min(kBlock, width - start);
+            mix(in + 4 * start, mixed, n);
+            for (int c = 0; c < 3; ++c) code8Row(mixed[c], code[c]->cells(), codes[c], n);
+            pack8Row(codes[0], codes[1], codes[2], in + 4 * start, out + 4 * start, n);
         }
     }
 
@@ -148,7 +271,6 @@ struct TableTransform {
     }
 
     void row(const ushort* in, ushort* out, int width) const noexcept {
-        constexpr int kBlock = 256;
         float pixels[3 * kBlock];
         for (int start = 0; start < width; start += kBlock) {
             const int n = std::min(kBlock, width - start);
@@ -170,8 +292,6 @@ struct TableTransform {
     std::unique_ptr<void, DeleteTransform> transform;
 };
 
-ushort rounded8(ushort value) { return static_cast<ushort>((value + 128) / 257); }
-
 }  // namespace
 
 // Neither part stands where both profiles are of one space: pixels are then copied.
@@ -183,6 +303,17 @@ struct ColourTransform::Data {
         if (shaper) return shaper->row(in, out, width);
         if (table) return table->row(in, out, width);
         if (in != out) std::memcpy(out, in, sizeof(ushort) * 4 * width);
+    }
+
+    void rowTo8(const ushort* in, uchar* out, int width) const noexcept {
+        if (shaper && shaper->hasCells()) return shaper->rowTo8(in, out, width);
+        if (!shaper && !table) return to8Row(in, out, 4 * width);
+        ushort block[4 * kBlock];
+        for (int start = 0; start < width; start += kBlock) {
+            const int n = std::min(kBlock, width - start);
+            row(in + 4 * start, block, n);
+            to8Row(block, out + 4 * start, 4 * n);
+        }
     }
 };
 
@@ -212,17 +343,8 @@ void ColourTransform::applyTo8(const cv::Mat& in, cv::Mat& out, int threads) con
     CV_Assert(in.type() == CV_16UC4);
     const cv::Mat source = in;
     out.create(source.size(), CV_8UC4);
-    shareRows(source.rows, threads, [&](int r) {
-        constexpr int kBlock = 256;
-        ushort block[4 * kBlock];
-        const ushort* from = source.ptr<ushort>(r);
-        uchar* to = out.ptr<uchar>(r);
-        for (int start = 0; start < source.cols; start += kBlock) {
-            const int n = std::min(kBlock, source.cols - start);
-            m_data->row(from + 4 * start, block, n);
-            for (int i = 0; i < 4 * n; ++i) to[4 * start + i] = static_cast<uchar>(rounded8(block[i]));
-        }
-    });
+    shareRows(source.rows, threads,
+              [&](int r) { m_data->rowTo8(source.ptr<ushort>(r), out.ptr<uchar>(r), source.cols); });
 }
 
 }  // namespace kestrova::photo

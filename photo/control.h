@@ -18,6 +18,7 @@ public:
     void cancel() noexcept { m_cancelled.store(true, std::memory_order_relaxed); }
     /// What the functions that read and write files take.
     const std::atomic<bool>* flag() const noexcept { return &m_cancelled; }
+    /// Whether it was cancelled.
     bool cancelled() const noexcept { return m_cancelled.load(std::memory_order_relaxed); }
 
 private:

@@ -30,6 +30,9 @@ void checkCancelled(const ReadOptions& options);
 /// By libjpeg, which unlike OpenImageIO says when data is missing, leaves CMYK as it is and decodes at a fraction of
 /// the size: 1 / `reduction`, one of 1, 2, 4, 8.
 Decoded decodeJpeg(const std::string& path, int reduction, const ReadOptions& options);
+/// The same of a JPEG in memory; `path` is for messages.
+Decoded decodeJpeg(const std::vector<unsigned char>& bytes, const std::string& path, int reduction,
+                   const ReadOptions& options);
 
 /// By libpng: OpenImageIO lets it print what is wrong with a file.
 Decoded decodePng(const std::string& path, const FileFacts& facts, const ReadOptions& options);

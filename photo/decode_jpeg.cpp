@@ -31,9 +31,11 @@ constexpr int kMostScans = 200;
 
 class JpegDecoder {
 public:
-    JpegDecoder(const std::string& path, const ReadOptions& options) : m_path(path), m_options(options) {
-        m_file.reset(std::fopen(path.c_str(), "rbe"));
-        if (!m_file) throw Error(Error::Kind::file, path + ": " + std::strerror(errno));
+    /// From the file, or from `bytes` if they are given.
+    JpegDecoder(const std::string& path, const std::vector<unsigned char>* bytes, const ReadOptions& options)
+        : m_path(path), m_options(options), m_bytes(bytes) {
+        if (!bytes) m_file.reset(std::fopen(path.c_str(), "rbe"));
+        if (!bytes && !m_file) throw Error(Error::Kind::file, path + ": " + std::strerror(errno));
         m_state.err = jpeg_std_error(&m_errors.base);
         m_errors.base.error_exit = [](j_common_ptr state) { std::longjmp(errors(state).escape, 1); };
         m_errors.base.emit_message = emit;
@@ -49,7 +51,10 @@ public:
 
     Decoded decode(int reduction, std::uintmax_t fileBytes) {
         guarded([this] {
-            jpeg_stdio_src(&m_state, m_file.get());
+            if (m_bytes)
+                jpeg_mem_src(&m_state, m_bytes->data(), m_bytes->size());
+            else
+                jpeg_stdio_src(&m_state, m_file.get());
             jpeg_save_markers(&m_state, JPEG_APP0 + 2, 0xffff);
             jpeg_read_header(&m_state, TRUE);
         });
@@ -60,6 +65,7 @@ public:
         guarded([this] { jpeg_start_decompress(&m_state); });
         readRows(result);
         if (m_errors.lost) throw Error(Error::Kind::input, m_path + ": the JPEG data is damaged or cut short");
+        noteRest(result, fileBytes);
         return result;
     }
 
@@ -142,8 +148,19 @@ private:
         guarded([this] { jpeg_finish_decompress(&m_state); });
     }
 
+    // Phones append films and gain maps, cameras large previews.
+    void noteRest(Decoded& result, std::uintmax_t fileBytes) {
+        constexpr std::uintmax_t kPadding = 1024;
+        if (!m_file) return;
+        const auto read = static_cast<std::uintmax_t>(std::ftell(m_file.get())) - m_state.src->bytes_in_buffer;
+        if (fileBytes > read + kPadding)
+            result.notes.push_back(std::to_string((fileBytes - read) / 1024) +
+                                   " KB after the picture, such as a film, a gain map or a preview, were not read");
+    }
+
     const std::string& m_path;
     const ReadOptions& m_options;
+    const std::vector<unsigned char>* m_bytes;
     std::unique_ptr<std::FILE, CloseFile> m_file;
     Errors m_errors;
     Progress m_progress;
@@ -154,7 +171,12 @@ private:
 
 Decoded decodeJpeg(const std::string& path, int reduction, const ReadOptions& options) {
     const FileFacts facts = examineFile(path);
-    return JpegDecoder(path, options).decode(reduction, facts.bytes);
+    return JpegDecoder(path, nullptr, options).decode(reduction, facts.bytes);
+}
+
+Decoded decodeJpeg(const std::vector<unsigned char>& bytes, const std::string& path, int reduction,
+                   const ReadOptions& options) {
+    return JpegDecoder(path, &bytes, options).decode(reduction, bytes.size());
 }
 
 }  // namespace kestrova::photo

@@ -23,6 +23,7 @@ namespace kestrova::photo {
 /// All functions throw `Error`. One Development serves one thread at a time; several run side by side on several.
 class KESTROVA_PHOTO_EXPORT Development {
 public:
+    /// What a development may take.
     struct Options {
         int threads = 0;  ///< at most as many, whatever OpenMP's own number is; 0 for one a processor
         /// What may be kept of a view so that moving a slider computes little: bytes. A view that needs more is
@@ -32,24 +33,31 @@ public:
         std::size_t mostMemory = 0;
     };
 
+    /// Opens a photograph, whose pixels are shared: they must not change from now on.
     explicit Development(Photograph photograph) : Development(std::move(photograph), Options()) {}
+    /// Likewise within bounds.
     Development(Photograph photograph, const Options& options);
     ~Development();
+    /// What is left can be destroyed or assigned to.
     Development(Development&&) noexcept;
+    /// Likewise.
     Development& operator=(Development&&) noexcept;
 
     /// What to render from now on. Throws as `Settings::check`, with nothing changed.
     void set(const Settings& settings);
+    /// What was set last; at first what asks for nothing.
     const Settings& settings() const;
 
     /// The size of the whole rendering at step 1: turned, straightened, cropped and resized.
     cv::Size size() const;
 
+    /// What a rendering is to be.
     struct Output {
         int bits = 8;                    ///< of each channel: 8 or 16
         std::optional<Profile> profile;  ///< that of the photograph without
         int maskOfLayer = -1;            ///< also renders the mask of this layer
     };
+    /// What a rendering is.
     struct Rendering {
         cv::Mat pixels;   ///< CV_8UC4 or CV_16UC4: B, G, R, A, not premultiplied
         cv::Mat mask;     ///< CV_8UC1 of the same size, 255 inside; empty unless asked for
@@ -66,6 +74,7 @@ public:
     Rendering render(const cv::Rect& view, int step, const Output& output, Control* control = nullptr);
     /// The whole.
     Rendering render(const Output& output, Control* control = nullptr);
+    /// The whole in 8 bits, in the photograph's own profile.
     Rendering render() { return render(Output()); }
 
     /// An upper bound of what rendering the whole takes beyond the photograph's own 8 bytes a pixel: 4 or 8 bytes a
@@ -75,7 +84,7 @@ public:
                                  const Options& options);
 
 private:
-    struct State;
+    struct KESTROVA_PHOTO_HIDDEN State;
     std::unique_ptr<State> m_state;
 };
 

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "photo/decode.h"
+#include "photo/encode_jpeg.h"
 #include "photo/encode_webp.h"
 #include "photo/error.h"
 #include "photo/png_writer.h"
@@ -110,20 +112,8 @@ ImageSpec specFor(const Plan& plan, cv::Size size, const Photograph& photograph,
     if (alpha) spec.attribute("oiio:UnassociatedAlpha", 1);
     const auto& icc = plan.embedded.bytes();
     spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, static_cast<int>(icc.size())), icc.data());
-    switch (plan.format) {
-        case FileFormat::jpeg: {
-            const bool full = options.chroma == ChromaSampling::full ||
-                              (options.chroma == ChromaSampling::byQuality && options.quality >= 90);
-            spec.attribute("Compression", "jpeg:" + std::to_string(options.quality));
-            spec.attribute("jpeg:subsampling", full ? "4:4:4" : "4:2:0");
-            break;
-        }
-        case FileFormat::tiff:
-            spec.attribute("Compression", "zip");
-            spec.attribute("tiff:RowsPerStrip", kBand);
-            break;
-        default: break;
-    }
+    spec.attribute("Compression", "zip");
+    spec.attribute("tiff:RowsPerStrip", kBand);
     const Resolution resolution = resolutionOf(photograph, options);
     if (resolution.x > 0) {
         spec.attribute("XResolution", resolution.x);
@@ -144,8 +134,8 @@ void blendOverWhite(ushort* row, int width) {
 
 unsigned char rounded8(ushort value) { return static_cast<unsigned char>((value + 128) / 257); }
 
-template <class Value, class Code>
-void packRow(const ushort* in, Value* out, int width, int channels, const Code& code) {
+template <class In, class Value, class Code>
+void packRow(const In* in, Value* out, int width, int channels, const Code& code) {
     for (int x = 0; x < width; ++x, in += 4, out += channels) {
         int c = 0;
         if (channels >= 3) {
@@ -172,14 +162,6 @@ void checkSize(cv::Size size, FileFormat format) {
                                             std::to_string(size.height));
 }
 
-const char* pluginName(FileFormat format) {
-    switch (format) {
-        case FileFormat::jpeg: return "jpeg";
-        case FileFormat::tiff: return "tiff";
-        default: throw Error(Error::Kind::input, std::string(formatName(format)) + " files are not written");
-    }
-}
-
 // Converts bands of the photograph to what its file holds.
 class Bands {
 public:
@@ -187,7 +169,8 @@ public:
         : m_pixels(photograph.pixels),
           m_plan(plan),
           m_threads(threads),
-          m_transform(plan.pixels, plan.embedded.channels() == 3 ? plan.embedded : plan.pixels) {}
+          m_target(plan.embedded.channels() == 3 ? plan.embedded : plan.pixels),
+          m_transform(plan.pixels, m_target) {}
 
     /// The rows from `top` on in B, G, R, A of 16 bits.
     cv::Mat& convert(int top, int rows) {
@@ -204,8 +187,15 @@ public:
 
     /// Likewise, as the file holds them.
     const unsigned char* pack(int top, int rows) {
-        const cv::Mat& converted = convert(top, rows);
         m_packed.resize(rowBytes() * rows);
+        if (m_asTheyAre) {
+            shareRows(rows, m_threads, [&](int r) {
+                packRow(m_pixels.ptr<uchar>(top + r), m_packed.data() + r * rowBytes(), m_pixels.cols, m_plan.channels,
+                        [](uchar v) { return v; });
+            });
+            return m_packed.data();
+        }
+        const cv::Mat& converted = convert(top, rows);
         shareRows(rows, m_threads, [&](int r) {
             const auto* row = converted.ptr<ushort>(r);
             unsigned char* out = m_packed.data() + r * rowBytes();
@@ -223,7 +213,10 @@ private:
     const cv::Mat& m_pixels;
     const Plan& m_plan;
     int m_threads;
+    Profile m_target;
     ColourTransform m_transform;
+    /// Whether pixels of 8 bits become bytes of the file without a change.
+    bool m_asTheyAre = m_pixels.depth() == CV_8U && m_plan.bits == 8 && !m_plan.blend && m_plan.pixels == m_target;
     cv::Mat m_widened, m_converted;
     std::vector<unsigned char> m_packed;
 };
@@ -232,7 +225,7 @@ void checkCancelled(const WriteOptions& options) {
     if (options.cancel && *options.cancel) throw Error(Error::Kind::cancelled, "cancelled");
 }
 
-std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
+std::vector<unsigned char> encodeAsTiff(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
     const cv::Mat& pixels = photograph.pixels;
     const int threads = threadCount(options.threads);
     checkCancelled(options);
@@ -240,13 +233,11 @@ std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan
     // They outlive the output, which writes to them when it is destroyed, too.
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
-    const auto output = ImageOutput::create(pluginName(plan.format));
-    if (!output)
-        throw Error(Error::Kind::input,
-                    std::string(formatName(plan.format)) + " files are not written by this OpenImageIO");
+    const auto output = ImageOutput::create("tiff");
+    if (!output) throw Error(Error::Kind::input, "TIFF files are not written by this OpenImageIO");
     output->threads(threads);
     output->set_ioproxy(&memory);
-    if (!output->open(std::string("memory.") + pluginName(plan.format), spec)) refuse(*output);
+    if (!output->open("memory.tif", spec)) refuse(*output);
 
     Bands bands(photograph, plan, threads);
     for (int top = 0; top < pixels.rows; top += kBand) {
@@ -257,6 +248,27 @@ std::vector<unsigned char> encodeByOiio(const Photograph& photograph, const Plan
     }
     if (!output->close()) refuse(*output);
     return bytes;
+}
+
+std::vector<unsigned char> encodeAsJpeg(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
+    const Resolution resolution = resolutionOf(photograph, options);
+    JpegRequest request;
+    request.size = photograph.pixels.size();
+    request.channels = plan.channels;
+    request.quality = options.quality;
+    request.fullChroma = options.chroma == ChromaSampling::full ||
+                         (options.chroma == ChromaSampling::byQuality && options.quality >= 90);
+    request.icc = plan.embedded.bytes();
+    request.dotsX = resolution.x;
+    request.dotsY = resolution.y;
+    request.dotsPerCentimetre = resolution.perCentimetre;
+    request.threads = threadCount(options.threads);
+    request.cancel = options.cancel;
+    const Bands bands(photograph, plan, 1);
+    return encodeJpeg(request, [&](int top, int rows, unsigned char* out) {
+        Bands own = bands;
+        std::memcpy(out, own.pack(top, rows), own.rowBytes() * rows);
+    });
 }
 
 std::vector<unsigned char> encodeAsPng(const Photograph& photograph, const Plan& plan, const WriteOptions& options) {
@@ -307,7 +319,9 @@ std::vector<unsigned char> encode(const Photograph& photograph, FileFormat forma
     switch (format) {
         case FileFormat::png: return encodeAsPng(photograph, plan, options);
         case FileFormat::webp: return encodeAsWebp(photograph, plan, options);
-        default: return encodeByOiio(photograph, plan, options);
+        case FileFormat::jpeg: return encodeAsJpeg(photograph, plan, options);
+        case FileFormat::tiff: return encodeAsTiff(photograph, plan, options);
+        default: throw Error(Error::Kind::input, std::string(formatName(format)) + " files are not written");
     }
 }
 

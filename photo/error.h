@@ -10,6 +10,7 @@ namespace kestrova::photo {
 /// The layer's one exception. `what()` is a sentence for the person at the screen, without a line end.
 class KESTROVA_PHOTO_EXPORT Error : public std::runtime_error {
 public:
+    /// What a program can do about it.
     enum class Kind {
         input,        ///< what was given is wrong: a value out of range, a broken or refused file, an unknown key
         file,         ///< the file system refused: not found, no permission, disk full
@@ -18,7 +19,9 @@ public:
         programming,  ///< a call out of order: a mistake of the host's or of this layer's
     };
 
+    /// With a message of one line.
     Error(Kind kind, const std::string& message) : std::runtime_error(message), m_kind(kind) {}
+    /// Its kind.
     Kind kind() const noexcept { return m_kind; }
 
 private:

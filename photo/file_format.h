@@ -12,7 +12,7 @@ enum class FileFormat { jpeg, png, tiff, webp, heif, jpeg2000, openexr, raw };
 
 /// What a file says of itself before any pixel is decoded.
 struct KESTROVA_PHOTO_EXPORT FileFacts {
-    FileFormat format = FileFormat::jpeg;
+    FileFormat format = FileFormat::jpeg;  ///< by its first bytes
     int width = 0;   ///< as stored, before orientation; 0 where only decoding tells (RAW, some TIFF and OpenEXR files)
     int height = 0;  ///< likewise
     std::uintmax_t bytes = 0;  ///< size of the file

@@ -59,11 +59,14 @@ std::shared_ptr<const Metadata> readMetadata(const std::string& path, std::vecto
             const Exiv2::DataBuf* icc = image->iccProfile();
             profile.assign(icc->pData_, icc->pData_ + icc->size_);
         }
-        if (image->exifData().empty() && image->iptcData().empty() && image->xmpData().empty()) return nullptr;
+        if (image->exifData().empty() && image->iptcData().empty() && image->xmpData().empty() &&
+            image->comment().empty())
+            return nullptr;
         auto data = std::make_shared<Metadata::Data>();
         data->exif = image->exifData();
         data->iptc = image->iptcData();
         data->xmp = image->xmpData();
+        data->comment = image->comment();
         return std::make_shared<const Metadata>(data);
     } catch (const Exiv2::AnyError& error) {
         if (error.code() == Exiv2::kerFileContainsUnknownImageType || error.code() == Exiv2::kerUnsupportedImageType)

@@ -10,7 +10,8 @@ namespace kestrova::photo {
 
 /// What of a photograph's metadata a file made of it gets.
 enum class MetadataChoice {
-    all,        ///< EXIF with the maker's notes, IPTC and XMP; orientation, size and colour space as they now are
+    all,        ///< EXIF with the maker's notes, IPTC, XMP and the file's comment; orientation, size and colour space
+                ///< as they now are
     copyright,  ///< who made it and whose it is
     none,
 };
@@ -29,8 +30,10 @@ public:
     /// EXIF's orientation, 1 to 8; 1 if there is none.
     int orientation() const;
 
-    struct Data;
-    explicit Metadata(std::shared_ptr<const Data> data);
+    struct KESTROVA_PHOTO_HIDDEN Data;
+    /// For the layer's own use.
+    KESTROVA_PHOTO_HIDDEN explicit Metadata(std::shared_ptr<const Data> data);
+    /// For the layer's own use.
     const Data& data() const { return *m_data; }
 
 private:

@@ -15,6 +15,7 @@ struct Metadata::Data {
     Exiv2::ExifData exif;
     Exiv2::IptcData iptc;
     Exiv2::XmpData xmp;
+    std::string comment;  ///< of the file itself, as JPEG and PNG have it
 
     /// Whether a camera says Adobe RGB by the words that stand for an embedded profile.
     bool saysAdobeRgb() const;

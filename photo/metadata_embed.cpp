@@ -67,6 +67,7 @@ struct Selection {
     Exiv2::ExifData exif;
     Exiv2::IptcData iptc;
     Exiv2::XmpData xmp;
+    std::string comment;
 };
 
 Selection select(const MetadataRequest& request) {
@@ -84,6 +85,7 @@ Selection select(const MetadataRequest& request) {
         if (!startsWith(datum.key(), "Xmp.xmp.Thumbnails") && !startsWith(datum.key(), "Xmp.kestrova.") &&
             wanted(datum.key()))
             selection.xmp.add(datum);
+    if (request.choice == MetadataChoice::all) selection.comment = from.comment;
     return selection;
 }
 
@@ -150,6 +152,8 @@ void noteMissing(const Selection& wanted, Exiv2::Image& written, FileFormat form
     note("EXIF", countMissing(wanted.exif, written.exifData()));
     note("IPTC", countMissing(wanted.iptc, written.iptcData()));
     note("XMP", countMissing(wanted.xmp, written.xmpData()));
+    if (wanted.comment != written.comment())
+        notes.push_back(std::string(formatName(format)) + " does not hold the comment of the file");
 }
 
 Exiv2::Image::AutoPtr opened(const std::vector<unsigned char>& encoded) {
@@ -192,6 +196,8 @@ void store(std::vector<unsigned char>& encoded, const Selection& selection) {
     if (Exiv2::ImageFactory::checkMode(image->imageType(), Exiv2::mdIptc) & Exiv2::amWrite)
         image->setIptcData(selection.iptc);
     image->setXmpData(selection.xmp);
+    if (Exiv2::ImageFactory::checkMode(image->imageType(), Exiv2::mdComment) & Exiv2::amWrite)
+        image->setComment(selection.comment);
     image->writeMetadata();
     encoded = content(*image);
 }

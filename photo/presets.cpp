@@ -80,7 +80,11 @@ const std::vector<Preset>& presets() {
 const Preset& preset(const std::string& name) {
     const auto found =
         std::find_if(presets().begin(), presets().end(), [&](const Preset& p) { return p.name == name; });
-    if (found == presets().end()) throw Error(Error::Kind::input, "there is no preset \"" + name + "\"");
+    if (found == presets().end()) {
+        std::string names;
+        for (const Preset& p : presets()) names += (names.empty() ? "" : ", ") + p.name;
+        throw Error(Error::Kind::input, "there is no preset \"" + name + "\", but " + names);
+    }
     return *found;
 }
 

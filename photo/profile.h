@@ -18,7 +18,9 @@ public:
     static Profile fromBytes(const std::vector<unsigned char>& bytes);
     /// From an .icc file. Throws `Error` of kind file or input.
     static Profile fromFile(const std::string& path);
+    /// sRGB.
     static Profile srgb();
+    /// Display P3: what recent cameras and screens use.
     static Profile displayP3();
     /// Compatible with Adobe RGB (1998), which cameras name without embedding it.
     static Profile adobeRgb();
@@ -33,13 +35,15 @@ public:
     int channels() const;
     /// Whether both hold the same bytes, or describe the same space.
     bool operator==(const Profile& other) const;
+    /// The opposite.
     bool operator!=(const Profile& other) const { return !(*this == other); }
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
+    /// For the layer's own use.
     const Data& data() const { return *m_data; }
 
 private:
-    explicit Profile(std::shared_ptr<const Data> data);
+    KESTROVA_PHOTO_HIDDEN explicit Profile(std::shared_ptr<const Data> data);
     std::shared_ptr<const Data> m_data;
 };
 
@@ -59,7 +63,7 @@ public:
     /// Likewise to packed 8-bit B, G, R, A: CV_8UC4.
     void applyTo8(const cv::Mat& in, cv::Mat& out, int threads) const;
 
-    struct Data;
+    struct KESTROVA_PHOTO_HIDDEN Data;
 
 private:
     std::shared_ptr<const Data> m_data;

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <new>
 #include <opencv2/imgproc.hpp>
+#include <optional>
 #include <sstream>
 
 #include "photo/decode.h"
+#include "photo/embedded_preview.h"
 #include "photo/error.h"
 #include "photo/metadata_data.h"
 #include "photo/orientation.h"
@@ -75,8 +77,8 @@ Photograph finished(Decoded decoded, const std::string& path, FileFormat format,
     photograph.notes = std::move(decoded.notes);
     std::vector<unsigned char> icc;
     photograph.metadata = metadataOrNote(path, icc, photograph.notes);
+    if (format == FileFormat::raw) icc.clear();  // of its previews
     if (!decoded.icc.empty()) icc = decoded.icc;
-    if (format == FileFormat::raw) icc.clear();
     photograph.hasAlpha = decoded.hasAlpha;
     photograph.sourceBits = decoded.sourceBits;
     photograph.grey = decoded.grey;
@@ -95,6 +97,41 @@ Decoded decode(const std::string& path, const FileFacts& facts, int reduction, c
         case FileFormat::heif: return decodeHeif(path, facts, options);
         case FileFormat::webp: return decodeWebp(path, facts, options);
         default: return decodeOther(path, facts, options);
+    }
+}
+
+// How far JPEG's own reduction may go.
+int reductionFor(int longSide, int longEdge) {
+    int reduction = 1;
+    while (reduction < 8 && longSide / (2 * reduction) >= longEdge) reduction *= 2;
+    return reduction;
+}
+
+// What a preview without a profile is in: of a RAW file what the camera says; of a JPEG sRGB if the picture itself is,
+// empty otherwise.
+std::vector<unsigned char> profileOfPreview(const std::string& path, FileFormat format) {
+    std::vector<unsigned char> icc;
+    const auto metadata = readMetadata(path, icc);
+    const bool adobe = metadata && metadata->data().saysAdobeRgb();
+    if (format == FileFormat::raw) return (adobe ? Profile::adobeRgb() : Profile::srgb()).bytes();
+    const bool srgb = icc.empty() ? !adobe : Profile::fromBytes(icc) == Profile::srgb();
+    return srgb ? Profile::srgb().bytes() : std::vector<unsigned char>();
+}
+
+// None if the file has no preview that may stand for it. A damaged one does not count.
+std::optional<Photograph> readEmbedded(const std::string& path, const FileFacts& facts, int longEdge,
+                                       const ReadOptions& options) {
+    try {
+        const EmbeddedPreview preview = findEmbeddedPreview(path, facts, longEdge);
+        if (preview.bytes.empty()) return std::nullopt;
+        Decoded decoded = decodeJpeg(preview.bytes, path, reductionFor(preview.longSide, longEdge), options);
+        if (decoded.cmyk) return std::nullopt;
+        if (decoded.icc.empty()) decoded.icc = profileOfPreview(path, facts.format);
+        if (decoded.icc.empty()) return std::nullopt;
+        return finished(std::move(decoded), path, facts.format, options);
+    } catch (const Error& error) {
+        if (error.kind() != Error::Kind::input) throw;
+        return std::nullopt;
     }
 }
 
@@ -155,9 +192,11 @@ Photograph readPreview(const std::string& path, int longEdge, const ReadOptions&
     return translated(path, [&] {
         const FileFacts facts = examineFile(path);
         if (facts.width || facts.height) checkLimits(path, facts.width, facts.height, facts.bytes, 2, options);
-        int reduction = 1;
-        while (reduction < 8 && std::max(facts.width, facts.height) / (2 * reduction) >= longEdge) reduction *= 2;
-        Photograph photograph = finished(decode(path, facts, reduction, options), path, facts.format, options);
+        const int longSide = std::max(facts.width, facts.height);
+        std::optional<Photograph> embedded = readEmbedded(path, facts, longEdge, options);
+        Photograph photograph = embedded ? std::move(*embedded)
+                                         : finished(decode(path, facts, reductionFor(longSide, longEdge), options),
+                                                    path, facts.format, options);
         const int whole = std::max(photograph.pixels.cols, photograph.pixels.rows);
         if (whole >= 2 * longEdge) {
             const double scale = double(longEdge) / whole;

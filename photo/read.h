@@ -10,6 +10,7 @@
 
 namespace kestrova::photo {
 
+/// How to read, and what to refuse.
 struct ReadOptions {
     /// Refuses more pixels, in millions. Besides, files that declare over 16 million pixels and more than 10,000 for
     /// each of their bytes are refused at any limit.
@@ -37,9 +38,13 @@ struct ReadOptions {
 /// short or too large, of kind memory if memory or its limit does not suffice, of kind cancelled. Prints nothing.
 KESTROVA_PHOTO_EXPORT Photograph readPhotograph(const std::string& path, const ReadOptions& options = {});
 
-/// A small picture of the same photograph, for lists and first views: JPEG is decoded at a fraction of its size, others
-/// are read whole and reduced. Its longer side has at least `longEdge` pixels where the file has as many, and less than
-/// twice as many.
+/// A small picture of the same photograph, for lists and first views. Its longer side has at least `longEdge` pixels
+/// where the file has as many, and less than twice as many.
+///
+/// A preview that the camera has put into a JPEG or RAW file is taken where it is large enough and has the shape of the
+/// photograph: of RAW as the camera has developed it, in its own profile or what the camera says; of JPEG where both
+/// are sRGB or the preview has a profile. Else JPEG is decoded at a fraction of its size, all others are read whole and
+/// reduced.
 KESTROVA_PHOTO_EXPORT Photograph readPreview(const std::string& path, int longEdge, const ReadOptions& options = {});
 
 }  // namespace kestrova::photo

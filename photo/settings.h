@@ -32,7 +32,9 @@ struct Detail {
 /// One scale of detail by tonal zone; each zone stands for itself. Engine: a row of `m_k` and `m_t`, whose shadows and
 /// midtones move on from the highlights.
 struct Scale {
-    Detail shadows, midtones, highlights;
+    Detail shadows;     ///< of the dark third
+    Detail midtones;    ///< in between
+    Detail highlights;  ///< of the bright third
 };
 
 /// Colour that is turned into luminance. Engine: `m_mix`.
@@ -53,21 +55,23 @@ struct Colour {
 
 /// From 0 to 1. What is below the noise of the photograph, which is measured, goes; what is above stays.
 struct Noise {
-    float luminance = 0;
-    float colour = 0;
+    float luminance = 0;  ///< grain
+    float colour = 0;     ///< speckles of colour
 };
 
 /// What can be done to the whole of a photograph, and once more to a part of it.
 struct Adjustments {
-    Light light;
-    Scale small;   ///< hair and grain: 1/1000 of the photograph's mean side
-    Scale medium;  ///< leaves, folds, faces: four times that
-    Scale large;   ///< light and shade: sixteen times that
-    Mix mix;
-    Colour colour;
-    Noise noise;
+    Light light;    ///< the tone curve
+    Scale small;    ///< hair and grain: 1/1000 of the photograph's mean side
+    Scale medium;   ///< leaves, folds, faces: four times that
+    Scale large;    ///< light and shade: sixteen times that
+    Mix mix;        ///< colour as luminance
+    Colour colour;  ///< colour as colour
+    Noise noise;    ///< what goes because it is none of the picture
 
+    /// Value by value.
     KESTROVA_PHOTO_EXPORT bool operator==(const Adjustments& other) const;
+    /// The opposite.
     bool operator!=(const Adjustments& other) const { return !(*this == other); }
 };
 
@@ -76,12 +80,14 @@ KESTROVA_PHOTO_EXPORT Adjustments operator+(const Adjustments& one, const Adjust
 
 /// A slider of `Adjustments`: what a command line or a window needs to offer it.
 struct Slider {
-    const char* name;   ///< "shadows", "small-midtones-threshold": unique, also the name in JSON
-    const char* group;  ///< "light", "small", "medium", "large", "mix", "colour", "noise"
-    float least, greatest;
-    const char* tip;  ///< a sentence for the person who moves it
-    float& (*of)(Adjustments& adjustments);
+    const char* name;                        ///< "shadows", "small-midtones-threshold": unique, also the name in JSON
+    const char* group;                       ///< "light", "small", "medium", "large", "mix", "colour", "noise"
+    float least;                             ///< of its range
+    float greatest;                          ///< of its range
+    const char* tip;                         ///< a sentence for the person who moves it
+    float& (*of)(Adjustments& adjustments);  ///< its value among adjustments
 
+    /// Its value.
     float value(const Adjustments& adjustments) const { return of(const_cast<Adjustments&>(adjustments)); }
 };
 
@@ -93,8 +99,11 @@ KESTROVA_PHOTO_EXPORT const Slider& slider(const std::string& name);
 /// A point of the photograph: 0, 0 is its upper left corner and 1, 1 its lower right one, upright and before `rotate`,
 /// `straighten` and `crop`.
 struct Point {
-    double x = 0, y = 0;
+    double x = 0;  ///< from the left
+    double y = 0;  ///< from the top
+    /// Value by value.
     bool operator==(const Point& other) const { return x == other.x && y == other.y; }
+    /// The opposite.
     bool operator!=(const Point& other) const { return !(*this == other); }
 };
 
@@ -107,37 +116,48 @@ struct Stroke {
     double tolerance = 0;       ///< 0 paints over everything, up to 100: the higher, the sooner a stroke stops at edges
     bool erase = false;         ///< takes away instead
 
+    /// Value by value.
     KESTROVA_PHOTO_EXPORT bool operator==(const Stroke& other) const;
+    /// The opposite.
     bool operator!=(const Stroke& other) const { return !(*this == other); }
 };
 
 /// Where a local layer acts: nowhere, but for its strokes.
 struct Mask {
-    std::vector<Stroke> strokes;
-    bool inverted = false;  ///< everywhere, but for its strokes
+    std::vector<Stroke> strokes;  ///< in the order in which they were painted
+    bool inverted = false;        ///< everywhere, but for its strokes
 
+    /// Value by value.
     bool operator==(const Mask& other) const { return strokes == other.strokes && inverted == other.inverted; }
+    /// The opposite.
     bool operator!=(const Mask& other) const { return !(*this == other); }
 };
 
 /// Adjustments for a part of the photograph, on top of those for the whole.
 struct Layer {
-    std::string name;
-    Adjustments adjustments;
-    Mask mask;
+    std::string name;         ///< for the person who made it
+    Adjustments adjustments;  ///< on top of those for the whole
+    Mask mask;                ///< where
 
+    /// Value by value.
     bool operator==(const Layer& other) const {
         return name == other.name && adjustments == other.adjustments && mask == other.mask;
     }
+    /// The opposite.
     bool operator!=(const Layer& other) const { return !(*this == other); }
 };
 
 /// A rectangle in parts of the width and the height of the photograph, after `rotate` and `straighten`.
 struct Crop {
-    double x = 0, y = 0, width = 1, height = 1;
+    double x = 0;       ///< of its left edge
+    double y = 0;       ///< of its upper edge
+    double width = 1;   ///< above 0
+    double height = 1;  ///< above 0
+    /// Value by value.
     bool operator==(const Crop& other) const {
         return x == other.x && y == other.y && width == other.width && height == other.height;
     }
+    /// The opposite.
     bool operator!=(const Crop& other) const { return !(*this == other); }
 };
 
@@ -153,14 +173,16 @@ enum class DetailFilter {
 struct KESTROVA_PHOTO_EXPORT Settings : Adjustments {
     static constexpr int kVersion = 1;  ///< of the JSON
 
-    DetailFilter filter = DetailFilter::guided;
-    std::vector<Layer> layers;  ///< in the order in which they are blended, at most 16
-    int rotate = 0;             ///< clockwise: 0, 90, 180, 270
-    double straighten = 0;      ///< degrees clockwise, -45 to 45; the corners that this lays bare are cut off
-    Crop crop;
+    DetailFilter filter = DetailFilter::guided;  ///< how detail is taken apart
+    std::vector<Layer> layers;                   ///< in the order in which they are blended, at most 16
+    int rotate = 0;                              ///< clockwise: 0, 90, 180, 270
+    double straighten = 0;  ///< degrees clockwise, -45 to 45; the corners that this lays bare are cut off
+    Crop crop;              ///< what of it is shown
     int size = 0;  ///< of the result's longer side in pixels, never enlarged; 0 for as many as there are, up to 65535
 
+    /// Value by value.
     bool operator==(const Settings& other) const;
+    /// The opposite.
     bool operator!=(const Settings& other) const { return !(*this == other); }
 
     /// Whether pixels keep their values: nothing is adjusted, anywhere, and the size is that of the photograph.
@@ -177,6 +199,7 @@ struct KESTROVA_PHOTO_EXPORT Settings : Adjustments {
 
     /// Throw `Error` of kind file, and those of `fromJson`. Files are replaced in one step.
     static Settings load(const std::string& path);
+    /// Likewise.
     void save(const std::string& path) const;
 
     /// "photo.jpg.kestrova.json" for "photo.jpg".
@@ -185,11 +208,12 @@ struct KESTROVA_PHOTO_EXPORT Settings : Adjustments {
 
 /// A named starting point.
 struct Preset {
-    std::string name;
-    std::string tip;
-    Settings settings;
+    std::string name;   ///< for the command line and lists
+    std::string tip;    ///< a sentence for the person who chooses
+    Settings settings;  ///< the starting point
 };
 
+/// All presets.
 KESTROVA_PHOTO_EXPORT const std::vector<Preset>& presets();
 /// The preset of that name; throws `Error` of kind input for an unknown one.
 KESTROVA_PHOTO_EXPORT const Preset& preset(const std::string& name);

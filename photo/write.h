@@ -20,6 +20,7 @@ enum class ChromaSampling {
     half,       ///< 4:2:0
 };
 
+/// How to write.
 struct WriteOptions {
     /// JPEG, PNG, TIFF or WebP; none for what the name ends in.
     std::optional<FileFormat> format;
@@ -27,7 +28,9 @@ struct WriteOptions {
     int bits = 0;
     /// Of JPEG and WebP, 1 to 100; WebP at 100 is lossless.
     int quality = 92;
+    /// Of JPEG.
     ChromaSampling chroma = ChromaSampling::byQuality;
+    /// What to carry along.
     MetadataChoice metadata = MetadataChoice::all;
     /// Stored as XMP's `Xmp.kestrova.Key` whatever `metadata` says; nothing if empty.
     std::string key;
@@ -37,6 +40,7 @@ struct WriteOptions {
     const std::atomic<bool>* cancel = nullptr;
 };
 
+/// What became of it.
 struct KESTROVA_PHOTO_EXPORT WriteReport {
     std::uintmax_t bytes = 0;        ///< size of the file
     std::vector<std::string> notes;  ///< what of the photograph the file does not hold
@@ -49,7 +53,8 @@ KESTROVA_PHOTO_EXPORT std::optional<FileFormat> writtenFormat(const std::string&
 /// is not there or not writable, a device, a pipe. Writes nothing.
 KESTROVA_PHOTO_EXPORT void checkWritable(const std::string& path, const WriteOptions& options = {});
 
-/// Writes a photograph in its `outputProfile`, which is embedded. Its pixels may be CV_8UC4, too, as rendered in 8 bits.
+/// Writes a photograph in its `outputProfile`, which is embedded. Its pixels may be CV_8UC4, too, as rendered in 8
+/// bits.
 ///
 /// The file is whole or not there: it is made beside the target and replaces it in one step when it is on the disk. The
 /// mode of a file that is replaced is kept; a symbolic link stays and the file that it leads to is replaced. 16 bits

@@ -1,19 +1,27 @@
 # Completion of kestrova-develop for bash.
 _kestrova_develop() {
-    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}
-    COMPREPLY=()
+    local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} words=
     case $previous in
-        --metadata) COMPREPLY=($(compgen -W 'all copyright none' -- "$word")); return ;;
-        --format) COMPREPLY=($(compgen -W 'jpg png tif webp' -- "$word")); return ;;
-        --bits) COMPREPLY=($(compgen -W '8 16' -- "$word")); return ;;
-        --rotate) COMPREPLY=($(compgen -W '0 90 180 270' -- "$word")); return ;;
-        --filter) COMPREPLY=($(compgen -W 'guided bilateral laplacian wls' -- "$word")); return ;;
-        --profile) COMPREPLY=($(compgen -W 'own srgb p3 adobe' -- "$word") $(compgen -f -X '!*.ic[cm]' -- "$word")); return ;;
-        -d|--directory) COMPREPLY=($(compgen -d -- "$word")); return ;;
+        --metadata) words='all copyright none' ;;
+        --format) words='jpg png tif webp' ;;
+        --bits) words='8 16' ;;
+        --rotate) words='0 90 180 270' ;;
+        --filter) words='guided bilateral laplacian wls' ;;
+        --preset) words='natural landscape portrait backlight night black-and-white' ;;
+        --profile)
+            mapfile -t COMPREPLY < <(compgen -W 'own srgb p3 adobe' -- "$word"; compgen -f -X '!*.ic[cm]' -- "$word")
+            return ;;
+        -d|--directory|--base)
+            mapfile -t COMPREPLY < <(compgen -d -- "$word")
+            return ;;
     esac
-    case $word in
-        -*) COMPREPLY=($(compgen -W "$(kestrova-develop --help | grep -oE '(^|[ ,])--?[a-z][a-z-]*' | tr -d ' ,' | sort -u)" -- "$word")) ;;
-        *) COMPREPLY=($(compgen -f -- "$word")) ;;
-    esac
+    # Options begin the lines of the help.
+    [[ -z $words && $word == -* ]] &&
+        words=$(kestrova-develop --help | grep -oE '^ +(-[a-z],)?--[a-z][a-z-]*' | tr ',' '\n')
+    if [[ -n $words ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+    else
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+    fi
 }
 complete -o filenames -F _kestrova_develop kestrova-develop

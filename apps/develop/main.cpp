@@ -1,6 +1,7 @@
 #include <atomic>
 #include <cstdio>
 #include <new>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -25,8 +26,11 @@ int runAll(const std::vector<Task>& tasks, const Options& options, Interruption&
         }
     };
     std::vector<std::thread> workers;
-    for (int slot = 1; slot < options.jobs && slot < static_cast<int>(tasks.size()); ++slot)
-        workers.emplace_back(work, slot);
+    try {
+        for (int slot = 1; slot < options.jobs && slot < static_cast<int>(tasks.size()); ++slot)
+            workers.emplace_back(work, slot);
+    } catch (const std::system_error&) {  // the system gives no more threads: those that are there do all
+    }
     work(0);
     for (std::thread& worker : workers) worker.join();
     return report.finish(interruption.code());

@@ -40,6 +40,9 @@ void addOutput(CLI::App& app, Options& options, Raw& raw) {
     auto* folder =
         app.add_option("-d,--directory", options.folder, "Write into DIR, under the names of the photographs")
             ->type_name("DIR");
+    app.add_option("--base", options.base, "With -d, keep the folders that photographs are in below DIR")
+        ->type_name("DIR")
+        ->needs(folder);
     auto* inPlace = app.add_flag("--in-place", options.inPlace, "Replace the photographs themselves");
     file->excludes(folder)->excludes(inPlace);
     folder->excludes(inPlace);
@@ -66,8 +69,15 @@ void addWork(CLI::App& app, Options& options, Raw& raw) {
     app.add_flag("--quiet", options.quiet, "Report failures alone");
 }
 
+std::string presetNames() {
+    std::string names;
+    for (const photo::Preset& preset : photo::presets()) names += (names.empty() ? "" : ", ") + preset.name;
+    return names;
+}
+
 void addSettings(CLI::App& app, Options& options, Raw& raw) {
-    app.add_option("--preset", raw.presets, "Start from a preset, or several on top of each other")->type_name("NAME");
+    app.add_option("--preset", raw.presets, "Start from a preset, or several on top of each other: " + presetNames())
+        ->type_name("NAME");
     app.add_option("--settings", raw.settings, "Start from a settings file")->type_name("FILE");
     app.add_option("--save-settings", options.saveSettings, "Write the settings to FILE, too")->type_name("FILE");
     app.add_flag("--compare", options.compare, "Put the photograph as it was to the left of the result")

@@ -19,6 +19,7 @@ struct Options {
     std::string output;  ///< a file; or
     std::string folder;  ///< a folder; or
     bool inPlace = false;
+    std::string base;  ///< results in `folder` keep the folders that their photographs are in below this one; or empty
     bool overwrite = false;
     bool skipExisting = false;
 

@@ -1,6 +1,10 @@
 #include "develop/plan.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -49,6 +53,15 @@ std::vector<std::string> namesIn(const std::string& list) {
     return names;
 }
 
+void keepFolders(std::vector<Found>& found, const std::string& base) {
+    const fs::path from = fs::absolute(base).lexically_normal();
+    for (Found& f : found) {
+        f.below = fs::absolute(f.path).lexically_normal().lexically_relative(from);
+        if (f.below.empty() || *f.below.begin() == "..")
+            throw Error(Error::Kind::input, f.path.string() + ": is not below " + base);
+    }
+}
+
 std::vector<Found> findAll(const Options& options) {
     std::vector<std::string> names = options.inputs;
     if (!options.list.empty()) {
@@ -67,6 +80,7 @@ std::vector<Found> findAll(const Options& options) {
     found.erase(std::remove_if(found.begin(), found.end(),
                                [&](const Found& f) { return !seen.insert(f.path.lexically_normal()).second; }),
                 found.end());
+    if (!options.base.empty()) keepFolders(found, options.base);
     return found;
 }
 
@@ -113,6 +127,17 @@ bool sameFile(const std::string& a, const std::string& b) {
     return fs::equivalent(a, b, error) && !error;
 }
 
+// A folder for results is made where it is missing: the nearest one that is there has to allow that.
+void checkFolder(fs::path folder) {
+    std::error_code error;
+    while (folder.has_relative_path() && fs::status(folder, error).type() == fs::file_type::not_found)
+        folder = folder.parent_path();
+    if (folder.empty()) folder = ".";
+    if (!fs::is_directory(folder, error)) throw Error(Error::Kind::file, folder.string() + ": is no folder");
+    if (::access(folder.c_str(), W_OK | X_OK) != 0)
+        throw Error(Error::Kind::file, folder.string() + ": " + std::strerror(errno));
+}
+
 // `mine` are the tasks of this shard: results of others may be there already. No task may replace any input.
 void checkTargets(const std::vector<Task>& tasks, const std::vector<Task>& mine, const Options& options) {
     photo::WriteOptions write;
@@ -125,6 +150,7 @@ void checkTargets(const std::vector<Task>& tasks, const std::vector<Task>& mine,
         const fs::path real = fs::canonical(task.input, error);
         if (!error) inputFiles.insert(real);
     }
+    if (!options.folder.empty()) checkFolder(options.folder);
     for (const Task& task : mine) {
         std::error_code error;
         const fs::path real = fs::canonical(task.output, error);

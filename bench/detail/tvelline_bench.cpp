@@ -77,6 +77,14 @@ KESTROVA_BENCH(tvelline) {
                 engine->proc(all, 1, cv::Mat());
             };
         });
+        benchRow("TVelline::proc/a move of the rectangle" + size, pixels * 22, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=, move = 0]() mutable { engine->proc(cv::Rect(++move % 2, 0, cols - 1, rows), 1, cv::Mat()); };
+        });
+        benchRow("TVelline::proc/a rectangle of another size" + size, pixels * 22, [=] {
+            auto engine = preparedEngine(rows, cols);
+            return [=, move = 0]() mutable { engine->proc(cv::Rect(0, 0, cols, rows - ++move % 2), 1, cv::Mat()); };
+        });
         benchRow("TVelline::proc/cold" + size, pixels * 22, [=] {
             auto engine = preparedEngine(rows, cols);
             return [=] {

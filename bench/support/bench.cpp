@@ -47,8 +47,17 @@ double peakBytes(const std::function<void()>& work) {
     return statusBytes("VmHWM:") - before;
 }
 
+std::vector<BusyRow>& bench_detail::rows() {
+    static std::vector<BusyRow> rows;
+    return rows;
+}
+
+// --beside_busy_processes=REGEX measures rows in that way instead.
 int main(int argc, char** argv) {
     Kestrova::setPrinting(false);
+    const std::string busy = "--beside_busy_processes=";
+    if (argc == 2 && std::string(argv[1]).compare(0, busy.size(), busy) == 0)
+        return measureBesideBusyProcesses(bench_detail::rows(), argv[1] + busy.size()) > 0;
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "bench/support/busy.h"
 
 /// A row of the table: what `prepare` returns, measured with 1 thread and with all, beside a plain copy of as many
 /// bytes as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it
@@ -35,12 +38,15 @@ struct BenchSize {
 constexpr BenchSize kBenchSizes[] = {{"1920x1080", 1920, 1080}, {"6000x4000", 6000, 4000}};
 
 namespace bench_detail {
+/// All rows, to be measured in another way.
+std::vector<BusyRow>& rows();
 /// Seconds of a plain copy that reads half and writes half of `bytesMoved`, with the current number of threads.
 double copySeconds(std::size_t bytesMoved);
 }  // namespace bench_detail
 
 template <class Prepare>
 void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels) {
+    bench_detail::rows().push_back({name, [=]() -> std::function<void()> { return prepare(); }});
     const int all = omp_get_num_procs();
     for (int threads : {1, all}) {
         const std::string row = name + "/threads:" + std::to_string(threads);

@@ -5,6 +5,7 @@
 
 namespace {
 
+//! [integrated]
 /// Integrates gradients: the plane whose Laplacian is `divergence` (CV_32FC1), with the kernels of Farbman, Fattal and
 /// Lischinski, "Convolution Pyramids" (2011), section 4.1.
 cv::Mat integrated(const cv::Mat& divergence) {
@@ -15,9 +16,11 @@ cv::Mat integrated(const cv::Mat& divergence) {
     ConvPyr(around, around, own).proc(divergence, negative);
     return -negative;
 }
+//! [integrated]
 
 }  // namespace
 
+//! [pyramid]
 cv::Mat withoutFaintGradients(const cv::Mat& Y, float threshold) {
     // The pyramid sees zero outside its plane at every level; a margin gives the coarse levels the room they need.
     const int margin = std::max(Y.rows, Y.cols) / 4 + 1;
@@ -41,3 +44,4 @@ cv::Mat withoutFaintGradients(const cv::Mat& Y, float threshold) {
     cv::addWeighted(Y, 1, faint, -65535, 65535 * cv::mean(faint)[0], result, CV_16U);
     return result;
 }
+//! [pyramid]

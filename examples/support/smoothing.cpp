@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kFullScale = 65535;
 
+//! [scale]
 cv::Mat toFloat(const cv::Mat& plane) {
     cv::Mat out;
     plane.convertTo(out, CV_32F, 1 / kFullScale);
@@ -22,6 +23,7 @@ cv::Mat to16Bits(const cv::Mat& plane) {
     plane.convertTo(out, CV_16U, kFullScale);
     return out;
 }
+//! [scale]
 
 /// A guided filter whose model may be smaller than the plane that it is applied to. `proc` gives each cell of the model
 /// a block of pixels, whose seams a strong detail setting would show; here the cells are interpolated.
@@ -52,6 +54,7 @@ constexpr double kHeadroomScale = 0.875, kHeadroomShift = 4096;
 
 }  // namespace
 
+//! [guided]
 cv::Mat smoothGuided(const cv::Mat& Y, int radius, float eps) {
     const cv::Mat guide = toFloat(Y);
     TGuidedFilter filter;
@@ -60,6 +63,7 @@ cv::Mat smoothGuided(const cv::Mat& Y, int radius, float eps) {
     filter.proc({Y}, out);
     return out;
 }
+//! [guided]
 
 cv::Mat smoothGuidedByColour(const TPImage& picture, int radius, float eps) {
     std::vector<cv::Mat> colours;
@@ -80,6 +84,7 @@ cv::Mat smoothGuidedReduced(const cv::Mat& Y, int radius, float eps, int n) {
     return model.appliedTo(full)(cv::Rect(0, 0, Y.cols, Y.rows));
 }
 
+//! [bilateral]
 // The grid is read half a cell of luminance lower than it is written, which darkens texture; on the negative the same
 // brightens it. The mean of both does neither.
 cv::Mat smoothBilateral(const cv::Mat& Y, int sampling, float range) {
@@ -94,7 +99,9 @@ cv::Mat smoothBilateral(const cv::Mat& Y, int sampling, float range) {
     cv::addWeighted(darker, 0.5, brighter, 0.5, 0, mean);
     return mean;
 }
+//! [bilateral]
 
+//! [laplacian]
 cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int levels) {
     cv::Mat in, filtered, out;
     Y.convertTo(in, CV_16U, kHeadroomScale, kHeadroomShift);
@@ -104,19 +111,9 @@ cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int level
     filtered.convertTo(out, CV_16U, 1 / kHeadroomScale, -kHeadroomShift / kHeadroomScale);
     return out;
 }
+//! [laplacian]
 
-cv::Mat smoothLaplacianReduced(const cv::Mat& Y, float amplitude, float blur, int levels, int n) {
-    if (n == 1) return smoothLaplacian(Y, amplitude, blur, levels);
-    // What is enlarged is half of the difference, zero at 32768: without edges of its own, it suffers least.
-    constexpr int kCubic = 4;
-    const cv::Mat full = continued(Y, n), small = reduced(full, n);
-    cv::Mat half, halfEnlarged(full.size(), CV_16UC1), out;
-    cv::addWeighted(small, 0.5, smoothLaplacian(small, amplitude, blur, levels), -0.5, 32768, half);
-    upSizeNX(half, halfEnlarged, n, kCubic);
-    cv::addWeighted(full, 1, halfEnlarged, -2, 65536, out);
-    return out(cv::Rect(0, 0, Y.cols, Y.rows));
-}
-
+//! [wls]
 cv::Mat smoothLeastSquares(const cv::Mat& Y, float lambda, float alpha) {
     constexpr std::size_t kMostPixels = 4'000'000;
     if (Y.total() > kMostPixels) throw Refusal("the picture has more than 4 megapixels, too many for wls");
@@ -126,3 +123,4 @@ cv::Mat smoothLeastSquares(const cv::Mat& Y, float lambda, float alpha) {
     if (!filter.solved()) throw std::bad_alloc();
     return to16Bits(plane);
 }
+//! [wls]

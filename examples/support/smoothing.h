@@ -23,9 +23,6 @@ cv::Mat smoothBilateral(const cv::Mat& Y, int sampling, float range);
 /// negative amplitude doubles them instead. `blur` smooths the way from one to the other.
 cv::Mat smoothLaplacian(const cv::Mat& Y, float amplitude, float blur, int levels);
 
-/// The same on the plane reduced by `n`, a power of two; what it has changed there is enlarged and changed in `Y`.
-cv::Mat smoothLaplacianReduced(const cv::Mat& Y, float amplitude, float blur, int levels, int n);
-
 /// As smooth as `lambda` says, with the less regard for a difference the larger it is: `alpha`. Throws Refusal for
 /// pictures of more than 4 megapixels: the solver needs some 450 bytes a pixel, and its work grows faster than the
 /// picture.

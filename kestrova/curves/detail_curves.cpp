@@ -74,7 +74,7 @@ float drawDetailCurve(const DetailCurve& curve, ushort* table) {
     return sigmaOf(n, curve);
 }
 
-DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves) {
+DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::function<void()>& beside) {
     std::vector<DetailCurve> distinct;
     std::vector<std::size_t> which;
     for (const DetailCurve& curve : curves) {
@@ -85,14 +85,22 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves) {
     }
     m_entries.reset(new ushort[distinct.size() * kEntries16]);
     for (const std::size_t i : which) m_table.push_back(&m_entries[i * kEntries16]);
+    const std::unique_ptr<float[]> work(new float[distinct.size() * kEntries16]);
 
     const int count = static_cast<int>(distinct.size());
-    std::vector<TableToSmooth> tables(distinct.size());
-    parallelRows(count, kEntries16, [&](int i) noexcept {
-        ushort* const table = &m_entries[std::size_t(i) * kEntries16];
-        tables[i] = {table, drawDetailCurve(distinct[i], table)};
+    const int threads = std::max(workerCount(count), 1);
+    const int bunch = std::min((count + threads - 1) / threads, kTablesSideBySide);
+    const int bunches = count == 0 ? 0 : (count + bunch - 1) / bunch, tasks = bunches + (beside ? 1 : 0);
+    parallelTasks(workerCount(tasks), tasks, [&](int task, int) noexcept {
+        if (task == bunches) return beside();
+        TableToSmooth tables[kTablesSideBySide];
+        const int first = task * bunch, n = std::min(bunch, count - first);
+        for (int i = 0; i < n; ++i) {
+            ushort* const table = &m_entries[static_cast<std::size_t>(first + i) * kEntries16];
+            tables[i] = {table, drawDetailCurve(distinct[static_cast<std::size_t>(first + i)], table)};
+        }
+        smoothLUTs16U(tables, n, kEntries16, 2, &work[static_cast<std::size_t>(first) * kEntries16]);
     });
-    smoothLUTs16U(tables, kEntries16, 2);
 }
 
 }  // namespace kestrova::curves

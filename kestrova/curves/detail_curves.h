@@ -3,6 +3,7 @@
 #include <opencv2/core/hal/interface.h>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -32,14 +33,15 @@ float drawDetailCurve(const DetailCurve& curve, uchar* table);
 float drawDetailCurve(const DetailCurve& curve, ushort* table);
 
 /// The finished 16-bit tables of a list of curves, the same bits as `TLut16U::setupLinearThreshold` gives one by one.
-/// Equal curves are built once and share a table, and the smoothing, which is nearly all of the time, runs over all
+/// Equal curves are built once and share a table, and the smoothing, which is nearly all of the time, runs over several
 /// tables side by side: nine curves take little longer than one.
 ///
 ///     const DetailCurves curves({base, shadows, midtones});
 ///     const ushort* shadowTable = curves[1];
 class DetailCurves {
 public:
-    explicit DetailCurves(const std::vector<DetailCurve>& curves);
+    /// `beside`, if there is one, is called on one of the threads that build the tables; it must not throw.
+    explicit DetailCurves(const std::vector<DetailCurve>& curves, const std::function<void()>& beside = {});
     /// The 65536 entries of curve `i` of the list.
     const ushort* operator[](int i) const { return m_table[i]; }
 

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 
-#include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/primitives.h"
-
-using namespace kestrova::frame;
 
 namespace {
 
@@ -61,10 +59,8 @@ void smoothRows(const Row* rows, int n, int steps) noexcept {
     }
 }
 
-// Six rows take no longer than one; more begin to take longer.
-constexpr int kSideBySide = 6;
-constexpr void (*kSmoothRows[])(const Row*, int, int) noexcept = {smoothRows<1>, smoothRows<2>, smoothRows<3>,
-                                                                  smoothRows<4>, smoothRows<5>, smoothRows<6>};
+constexpr void (*kSmoothRows[kTablesSideBySide])(const Row*, int, int) noexcept = {
+    smoothRows<1>, smoothRows<2>, smoothRows<3>, smoothRows<4>, smoothRows<5>, smoothRows<6>};
 
 }  // namespace
 
@@ -100,26 +96,21 @@ void smoothLUT16U(ushort* table, int n, float sigma, int steps, float* work) {
     ippiConvert_32f16u_C1R(work, bytes32, table, bytes16, {n, 1}, ippRndNear);
 }
 
-void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps) {
-    std::vector<TableToSmooth> todo;
-    for (const TableToSmooth& t : tables)
-        if (t.table && n > 0 && t.sigma > 0 && steps >= 0) todo.push_back(t);
-    const int count = static_cast<int>(todo.size());
-    const std::unique_ptr<float[]> work(new float[std::size_t(n) * count]);
-    std::vector<Row> rows;
-    for (int i = 0; i < count; ++i) rows.push_back(rowOf(&work[std::size_t(n) * i], todo[i].sigma, steps));
-
+void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, float* work) noexcept {
     const IppiSize row = {n, 1};
     const int bytes16 = n * static_cast<int>(sizeof(ushort)), bytes32 = n * static_cast<int>(sizeof(float));
-    forEachStrip(Strips(count, n), [&](int first, int end) noexcept {
-        for (int i = first; i < end; ++i) ippiConvert_16u32f_C1R(todo[i].table, bytes16, rows[i].data, bytes32, row);
-        for (int i = first; i < end;) {
-            const int bunches = (end - i + kSideBySide - 1) / kSideBySide;
-            const int bunch = (end - i + bunches - 1) / bunches;
-            kSmoothRows[bunch - 1](&rows[i], n, steps);
-            i += bunch;
-        }
-        for (int i = first; i < end; ++i)
-            ippiConvert_32f16u_C1R(rows[i].data, bytes32, todo[i].table, bytes16, row, ippRndNear);
-    });
+    TableToSmooth todo[kTablesSideBySide];
+    Row rows[kTablesSideBySide];
+    int rowCount = 0;
+    for (int i = 0; i < count; ++i) {
+        if (!tables[i].table || n < 1 || !(tables[i].sigma > 0) || steps < 0) continue;
+        todo[rowCount] = tables[i];
+        rows[rowCount] = rowOf(work + static_cast<std::ptrdiff_t>(n) * rowCount, tables[i].sigma, steps);
+        ippiConvert_16u32f_C1R(tables[i].table, bytes16, rows[rowCount].data, bytes32, row);
+        ++rowCount;
+    }
+    if (rowCount == 0) return;
+    kSmoothRows[rowCount - 1](rows, n, steps);
+    for (int i = 0; i < rowCount; ++i)
+        ippiConvert_32f16u_C1R(rows[i].data, bytes32, todo[i].table, bytes16, row, ippRndNear);
 }

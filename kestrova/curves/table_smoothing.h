@@ -29,6 +29,10 @@ struct TableToSmooth {
     float sigma;
 };
 
-/// `smoothLUT16U` of several tables of `n` entries, the same bits in a fraction of the time: one table alone waits for
-/// the latency of its recurrence, several run side by side. Splits the tables among the threads.
-void smoothLUTs16U(const std::vector<TableToSmooth>& tables, int n, int steps);
+/// Six tables take no longer than one; more begin to take longer.
+constexpr int kTablesSideBySide = 6;
+
+/// `smoothLUT16U` of up to `kTablesSideBySide` tables of `n` entries, the same bits in a fraction of the time: one
+/// table alone waits for the latency of its recurrence, several run side by side. Leaves tables as they are that are
+/// null or whose sigma is not above 0. `work` has n floats a table.
+void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, float* work) noexcept;

@@ -1,6 +1,7 @@
 #include "kestrova/curves/tlut_y.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/step.h"
+#include "kestrova/frame/steps.h"
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/rows/linear_rows.h"
 
@@ -23,7 +25,7 @@ namespace {
 
 constexpr int kSamples = 4096;       // of luminance, every sixteenth level
 constexpr int kGrid = 128;           // samples of Dr, and of Db: every second level
-constexpr int kWorkOfMapPixel = 32;  // in elements, for the choice whether to fork
+constexpr int kWorkOfMapPixel = 48;  // in elements, for the choice whether to fork
 
 // The ends repeat the end samples.
 KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restrict table) noexcept {
@@ -31,13 +33,6 @@ KESTROVA_KERNEL void enlarge16(const ushort* __restrict samples, ushort* __restr
     std::fill_n(table, 8, samples[0]);
     enlargeLinearly<16, LinearGrid::kCentred>(sample, 0, kSamples - 1, table + 8);
     std::fill_n(table + kEntries16 - 8, 8, samples[kSamples - 1]);
-}
-
-// `map` takes a level of luminance to another; `samples` has room for `kSamples`.
-template <class Map>
-void fillYTable(ushort* table, ushort* samples, const Map& map) noexcept {
-    parallelRows(kSamples, kWorkOfMapPixel, [&](int i) noexcept { samples[i] = map(static_cast<ushort>(16 * i)); });
-    enlarge16(samples, table);
 }
 
 void lookUpY(const cv::Mat& inY, const ushort* table, cv::Mat& outY) {
@@ -95,8 +90,8 @@ int pairAtStartOfBand(const ushort* const* tables, int i, int last, int at) noex
     return (2 * (a >> 8) - (b >> 8)) * 256 + ((2 * a - b) & 0xFF);
 }
 
-void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
-                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+KESTROVA_KERNEL void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
+                                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
     const int offsetMask = (1 << shift) - 1;
     for (int x = 0; x < n; ++x) {
         const int i = y[x] >> shift, at = inDr[x] << 8 | inDb[x];
@@ -149,11 +144,12 @@ void TLutY16U::setupYLUT() {
 void TLutY16U::computeLUT16U(bool update) {
     if (!update || !m_lutY_p) return;
     ushort samples[kSamples];
-    fillYTable(m_lutY_p, samples, [this](ushort y) noexcept {
-        ushort dr = 0x7FFF, db = 0x7FFF;
+    parallelRows(kSamples, kWorkOfMapPixel, [&](int i) noexcept {
+        ushort y = static_cast<ushort>(16 * i), dr = 0x7FFF, db = 0x7FFF;
         mapPixel(y, dr, db);
-        return y;
+        samples[i] = y;
     });
+    enlarge16(samples, m_lutY_p);
 }
 
 void TLutY16U::applyYLUT(const cv::Mat& inY, cv::Mat& outY) { lookUpY(inY, m_lutY_p, outY); }
@@ -203,39 +199,62 @@ int TLutYDrDb::setupCLUT(int nc) {
 int TLutYDrDb::numCLUT() { return m_NC < 0 ? 0 : 1 << m_NC; }
 
 void TLutYDrDb::computeLUT() {
-    const int tables = numCLUT();
-    const bool bChroma = tables == 1 || (tables > 1 && m_lutY_p);
-    checkTables(m_CLUT_p, bChroma ? tables : 0);
+    const int count = numCLUT();
+    const int tables = count == 1 || (count > 1 && m_lutY_p) ? count : 0;
+    checkTables(m_CLUT_p, tables);
+    constexpr std::size_t kGridPixels = std::size_t{kGrid} * kGrid;
     std::vector<uchar> gridDr, gridDb;
     orFailWithoutMemory("ERROR - TLutYDrDb::computeLUT - not enough memory", [&] {
-        gridDr.resize(bChroma ? kGrid * kGrid : 0);
+        gridDr.resize(static_cast<std::size_t>(tables) * kGridPixels);
         gridDb.resize(gridDr.size());
     });
-    if (m_lutY_p) {
-        ushort samples[kSamples];
-        fillYTable(m_lutY_p, samples, [this](ushort y) noexcept {
-            uchar dr = 0x80, db = 0x80;
-            mapPixel(y, dr, db);
-            return y;
-        });
-    }
-    if (!bChroma) return;
 
     const int stepY = tables > 1 ? sat16(65535.0f / static_cast<float>(tables)) : 0;
     const int offY = tables > 1 ? sat16(32767.0f / static_cast<float>(tables)) : 0x7FFF;
-    for (int c = 0; c < tables; ++c) {
-        parallelRows(kGrid, kGrid * kWorkOfMapPixel, [&](int i) noexcept {
-            for (int j = 0; j < kGrid; ++j) {
-                ushort y = static_cast<ushort>(c * stepY + offY);
-                uchar dr = static_cast<uchar>(i << 1), db = static_cast<uchar>(j << 1);
-                mapPixel(y, dr, db);
-                gridDr[i * kGrid + j] = dr;
-                gridDb[i * kGrid + j] = db;
-            }
+    ushort samples[kSamples];
+    const auto sampleY = [&](int i) noexcept {
+        ushort y = static_cast<ushort>(16 * i);
+        uchar dr = 0x80, db = 0x80;
+        mapPixel(y, dr, db);
+        samples[i] = y;
+    };
+    const auto sampleRow = [&](int table, int i) noexcept {
+        const std::size_t row = static_cast<std::size_t>(table) * kGridPixels + static_cast<std::size_t>(i) * kGrid;
+        for (int j = 0; j < kGrid; ++j) {
+            ushort y = static_cast<ushort>(table * stepY + offY);
+            uchar dr = static_cast<uchar>(i << 1), db = static_cast<uchar>(j << 1);
+            mapPixel(y, dr, db);
+            gridDr[row + static_cast<std::size_t>(j)] = dr;
+            gridDb[row + static_cast<std::size_t>(j)] = db;
+        }
+    };
+    const auto enlargeRow = [&](int table, int y) noexcept {
+        const std::size_t grid = static_cast<std::size_t>(table) * kGridPixels;
+        pairRow(&gridDr[grid], &gridDb[grid], y, m_CLUT_p[table] + y * 2 * kGrid);
+    };
+
+    // All samples, then all tables. The pieces of the Y table come first.
+    constexpr int kPieces = 16;
+    const int ofY = m_lutY_p ? kPieces : 0, enlargedY = m_lutY_p ? 1 : 0;
+    const std::array<int, 2> pieces = {ofY + tables * kPieces, enlargedY + tables * kPieces};
+    const auto forPiece = [](int piece, int items, const auto& item) noexcept {
+        for (int i = piece * items / kPieces; i < (piece + 1) * items / kPieces; ++i) item(i);
+    };
+    Steps<2> steps;
+    withTeam(workerCount(pieces[0]), [&](int) noexcept {
+        steps.join(pieces, [&](int step, int piece) noexcept {
+            const int first = step == 0 ? ofY : enlargedY, table = (piece - first) / kPieces;
+            const int ofTable = (piece - first) % kPieces;
+            if (piece < first && step == 0)
+                forPiece(piece, kSamples, sampleY);
+            else if (piece < first)
+                enlarge16(samples, m_lutY_p);
+            else if (step == 0)
+                forPiece(ofTable, kGrid, [&](int i) noexcept { sampleRow(table, i); });
+            else
+                forPiece(ofTable, 2 * kGrid, [&](int y) noexcept { enlargeRow(table, y); });
         });
-        parallelRows(2 * kGrid, 2 * kGrid,
-                     [&](int y) noexcept { pairRow(gridDr.data(), gridDb.data(), y, m_CLUT_p[c] + y * 2 * kGrid); });
-    }
+    });
 }
 
 void TLutYDrDb::applyYLUT(const cv::Mat& inY, cv::Mat& outY) { lookUpY(inY, m_lutY_p, outY); }

@@ -31,6 +31,8 @@ KESTROVA_KERNEL void crossOverRow(ushort* older, const ushort* newer, float weig
     for (int i = 0; i < n; ++i) older[i] = crossOver(older[i], newer[i], weight);
 }
 
+ushort* rowOf(const cv::Mat& plane, int r) { return reinterpret_cast<ushort*>(plane.data + r * plane.step[0]); }
+
 // The draw is never above 1, so that the weight is always 0 and the older block's pixel stays: this is intentional.
 float discreteWeight() { return std::rand() % 2 > 1 ? 1.0f : 0.0f; }
 
@@ -74,6 +76,7 @@ void BlockProcessor::initialize(std::vector<cv::Mat> in, std::vector<cv::Mat> ou
     m_out.clear();
     m_imageW = m_imageH = 0;
     m_x = m_y = m_doneX = m_doneY = 0;
+    m_placed.clear();
 
     checkVectors(in, out);
     if (blockW < 1 || blockH < 1 || border < 0 || border > (std::min(blockW, blockH) - 1) / 2)
@@ -242,21 +245,77 @@ void BlockProcessor::copyToStripe(int cols, int rows) {
 
 void BlockProcessor::blendVertical(int overlap, int rows) {
     rows = std::min(rows, m_imageH - m_y);
-    const auto joinRow = [&](int p, int r) {
-        if (m_out[p].empty()) return;
-        const ushort* stripe = m_stripe[p].ptr<ushort>(r);
-        ushort* out = m_out[p].ptr<ushort>(m_y + r);
-        if (r < overlap)
-            crossOverRow(out, stripe, m_weights_p[r], m_imageW);
-        else
-            std::memcpy(out, stripe, m_imageW * sizeof(ushort));
-    };
     if (m_blendMode != 2) {
-        forEachRow(m_nPlanes, rows, m_imageW, joinRow);
+        forEachRow(m_nPlanes, rows, m_imageW, [&](int p, int r) { joinRow(p, r, overlap); });
         return;
     }
     for (int p = 0; p < m_nPlanes; ++p) {
         std::generate_n(m_weights_p, overlap, discreteWeight);
-        for (int r = 0; r < rows; ++r) joinRow(p, r);
+        for (int r = 0; r < rows; ++r) joinRow(p, r, overlap);
     }
+}
+
+void BlockProcessor::joinRow(int p, int r, int overlap) const noexcept {
+    if (m_out[p].empty()) return;
+    const ushort* stripe = m_stripe[p].ptr<ushort>(r);
+    ushort* out = rowOf(m_out[p], m_y + r);
+    if (r < overlap)
+        crossOverRow(out, stripe, m_weights_p[r], m_imageW);
+    else
+        std::memcpy(out, stripe, m_imageW * sizeof(ushort));
+}
+
+const std::vector<PlacedBlock>* BlockProcessor::nextStripe() {
+    if (m_border != 0) fail("ERROR - BlockProcessor::nextStripe - border!=0");
+    if (m_imageW < 1 || m_imageH < 1) fail("BlockProcessor::convertBlockDuplicatedBorder roiSize<1");
+    if (m_placed.empty())
+        orFailWithoutMemory("ERROR - BlockProcessor::nextStripe - not enough memory", [this] { placeBlocks(); });
+    else if (!advanceBlock())
+        return nullptr;
+    const cv::Range rows(m_y, std::min(m_y + m_blockH, m_imageH)), stripeRows(0, rows.size());
+    for (PlacedBlock& block : m_placed) {
+        const cv::Range all(block.x, std::min(block.x + m_blockW, m_imageW));
+        const cv::Range own(block.x + static_cast<int>(block.weights.size()), all.end);
+        for (int p = 0; p < m_nPlanes; ++p) {
+            block.in[p] = m_in[p](rows, all);
+            block.own[p] = m_stripe[p](stripeRows, own);
+        }
+    }
+    return &m_placed;
+}
+
+void BlockProcessor::placeBlocks() {
+    std::vector<PlacedBlock> placed;
+    for (int x = 0, done = 0; done < m_imageW; x = std::max(std::min(x + m_stepX, m_imageW - m_blockW), 0)) {
+        const int overlap = done - x;
+        if (overlap < 0) fail("in BlockProcessor::copyOneBlock, overlapX<0");
+        done = std::min(x + m_blockW, m_imageW);
+        const std::vector<cv::Mat> planes(static_cast<std::size_t>(m_nPlanes));
+        placed.push_back({{m_blockW, m_blockH}, x, planes, planes, planes, {}});
+        for (cv::Mat& shared : placed.back().shared) shared.create(m_blockH, overlap, CV_16UC1);
+        computeOverlapWeights(overlap);
+        if (m_blendMode == 2) std::fill_n(m_weights_p, overlap, 0.0f);
+        placed.back().weights.assign(m_weights_p, m_weights_p + overlap);
+    }
+    m_placed = std::move(placed);
+}
+
+void BlockProcessor::copyStripe() {
+    m_x = m_placed.back().x;
+    m_doneX = m_imageW;
+    if (m_out.empty()) return;
+    const int overlapY = m_doneY - m_y;
+    if (overlapY < 0) fail("in BlockProcessor::copyOneBlock, overlapY<0");
+    computeOverlapWeights(overlapY);
+    if (m_blendMode == 2) std::fill_n(m_weights_p, overlapY, 0.0f);
+    forEachRow(m_nPlanes, std::min(m_blockH, m_imageH - m_y), m_imageW, [&](int p, int r) {
+        for (const PlacedBlock& block : m_placed) {
+            const int overlap = static_cast<int>(block.weights.size());
+            if (overlap == 0) continue;
+            ushort *older = m_stripe[p].ptr<ushort>(r) + block.x, *newer = rowOf(block.shared[p], r);
+            crossOverColumns(older, newer, block.weights.data(), overlap);
+            std::memcpy(older, newer, overlap * sizeof(ushort));
+        }
+        joinRow(p, r, overlapY);
+    });
 }

@@ -4,6 +4,16 @@
 
 #include <vector>
 
+/// A block with its places in the planes of the picture and of the stripe, one each per plane.
+struct PlacedBlock {
+    cv::Size size;                ///< of the block
+    int x;                        ///< its left column in the stripe
+    std::vector<cv::Mat> in;      ///< its pixels; where it is larger than they are, the last ones repeat
+    std::vector<cv::Mat> shared;  ///< where its first columns go, which the block before has too
+    std::vector<cv::Mat> own;     ///< where the columns after them go; what they have no room for is dropped
+    std::vector<float> weights;   ///< its share in each shared column
+};
+
 /// Lets a filter with high memory needs run over a large picture one tile at a time: hands out overlapping blocks in
 /// buffers of their own, takes each back as the filter left it, and blends it with its neighbours across the overlaps.
 /// Blocks of one band are joined left to right in a stripe as wide as the picture; a full stripe is joined to the
@@ -14,6 +24,13 @@
 ///     while (blocks.nextBlock(&roi, &planes)) {
 ///         filter(planes);
 ///         blocks.copyOneBlock();
+///     }
+///
+/// A filter that takes several blocks at once gets all those of a band, and reads and writes the pixels itself:
+///
+///     while (const std::vector<PlacedBlock>* band = blocks.nextStripe()) {
+///         filter(*band);
+///         blocks.copyStripe();
 ///     }
 ///
 /// Output planes may be the input planes. The rows of a stripe that the stripe above has already written then enter its
@@ -48,12 +65,23 @@ public:
     /// Takes the current block into the stripe and, if that makes it full, the stripe into the output.
     void copyOneBlock();
 
+    /// Moves to the next stripe and returns its blocks, which may be filtered in any order or at once: each is read
+    /// from `in`, and each of its pixels is written to `shared` or `own`. Null, and nothing touched, when there is
+    /// none. Not to be mixed with `nextBlock`. Throws "ERROR - BlockProcessor::nextStripe - border!=0", and as
+    /// `nextBlock`.
+    const std::vector<PlacedBlock>* nextStripe();
+
+    /// Blends the stripe's blocks where they overlap, and takes the stripe into the output.
+    void copyStripe();
+
 private:
     /// The layout of one direction: the number of blocks, and their size and distance. `align` rounds one or two blocks
     /// up to multiples of 16.
     static int computeLayout(int size, int maxBlock, int overlap, int* block, int* step, bool align);
     /// Makes block, stripe and weights, unless they fit.
     void makeBuffers(int stripeW);
+    /// Makes the blocks of a stripe, in their columns.
+    void placeBlocks();
     /// Copies the current block out of the input, and says where it lies there.
     bool convertBlockDuplicatedBorder(cv::Rect* roi);
     /// Fills the padding of a block: rows first, then four times `left` columns, then the right ones.
@@ -68,6 +96,8 @@ private:
     void copyToStripe(int cols, int rows);
     /// Blends the first `overlap` rows of the stripe into the output and copies the rest; rows below it are skipped.
     void blendVertical(int overlap, int rows);
+    /// Row `r` of plane `p` of the stripe to the output, blended if it is one of the first `overlap`.
+    void joinRow(int p, int r, int overlap) const noexcept;
 
     float* m_weights_p = nullptr;  ///< the new block's share in the overlap, one more than a block has rows or columns
     int m_nPlanes = 0;             ///< planes of the input
@@ -92,4 +122,5 @@ private:
     int m_y = 0;                              ///< top row of the current block
     int m_doneX = 0;                          ///< first column of the stripe not yet written
     int m_doneY = 0;                          ///< first row of the output not yet written
+    std::vector<PlacedBlock> m_placed;        ///< the blocks of the current stripe; none before `nextStripe`
 };

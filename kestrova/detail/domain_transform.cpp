@@ -135,27 +135,28 @@ void DomainTransformFilter::Workspace::measure(const cv::Mat& in, float ratio) {
     dH.create(in.size(), CV_32FC1);
     dV.create(in.size(), CV_32FC1);
     const int cols = in.cols, channels = in.channels(), n = (cols - 1) * channels;
-    const auto rowOfDifferences = [n](int) { return std::vector<float>(static_cast<std::size_t>(n)); };
-    forEachStrip(Strips(in.rows, cols * channels), rowOfDifferences, [&](int begin, int end, auto& d) noexcept {
-        const auto distances = [&](const float* from, const float* to, float* sum) {
-            differenceRow(from, to, d.data(), n);
-            sumAbsRow(d.data(), sum, cols - 1, channels);
-            sum[cols - 1] = 0;
-            distanceRow(sum, ratio, cols);
-        };
-        for (int y = begin; y < end; ++y) {
-            if (y == in.rows - 1) {
-                for (cv::Mat* D : {&dH, &dV}) {
-                    std::fill_n(D->ptr<float>(y), cols, 0.0f);
-                    distanceRow(D->ptr<float>(y), ratio, cols);
-                }
-                continue;
-            }
-            const float* row = in.ptr<float>(y);
-            distances(row, row + channels, dH.ptr<float>(y));
-            distances(row, in.ptr<float>(y + 1), dV.ptr<float>(y));
-        }
-    });
+    const auto rowOfDifferences = [n] { return std::vector<float>(static_cast<std::size_t>(n)); };
+    forEachStrip(Strips(in.rows, workOf(cols, 4 * channels)), rowOfDifferences,
+                 [&](int begin, int end, auto& d) noexcept {
+                     const auto distances = [&](const float* from, const float* to, float* sum) {
+                         differenceRow(from, to, d.data(), n);
+                         sumAbsRow(d.data(), sum, cols - 1, channels);
+                         sum[cols - 1] = 0;
+                         distanceRow(sum, ratio, cols);
+                     };
+                     for (int y = begin; y < end; ++y) {
+                         if (y == in.rows - 1) {
+                             for (cv::Mat* D : {&dH, &dV}) {
+                                 std::fill_n(D->ptr<float>(y), cols, 0.0f);
+                                 distanceRow(D->ptr<float>(y), ratio, cols);
+                             }
+                             continue;
+                         }
+                         const float* row = in.ptr<float>(y);
+                         distances(row, row + channels, dH.ptr<float>(y));
+                         distances(row, in.ptr<float>(y + 1), dV.ptr<float>(y));
+                     }
+                 });
 }
 
 bool DomainTransformFilter::filterRF(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR) {
@@ -210,12 +211,13 @@ bool DomainTransformFilter::boxPass(cv::Mat& image, const cv::Mat& ct, float rad
     if (!oneDistanceAPixel(image, ct)) fail("ERROR - DomainTransformFilter::boxPass - ct does not fit the image");
     if (image.empty()) return true;
     const int cols = image.cols, channels = image.channels();
-    const auto rowOfSums = [=](int) { return std::vector<float>((static_cast<std::size_t>(cols) + 1) * channels); };
+    const auto rowOfSums = [=] { return std::vector<float>((static_cast<std::size_t>(cols) + 1) * channels); };
     orFailWithoutMemory("ERROR - DomainTransformFilter::boxPass - not enough memory", [&] {
-        forEachStrip(Strips(image.rows, cols * channels), rowOfSums, [&](int begin, int end, auto& sums) noexcept {
-            for (int y = begin; y < end; ++y)
-                averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, sums.data(), cols, channels);
-        });
+        forEachStrip(Strips(image.rows, workOf(cols, 4 * channels)), rowOfSums,
+                     [&](int begin, int end, auto& sums) noexcept {
+                         for (int y = begin; y < end; ++y)
+                             averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, sums.data(), cols, channels);
+                     });
     });
     return true;
 }

@@ -3,6 +3,9 @@
 #include <opencv2/core.hpp>
 
 #include <memory>
+#include <vector>
+
+struct PlacedBlock;
 
 /// Edge-preserving smoothing of a float image of any number of channels by the domain transform: distances along rows
 /// and columns are stretched by the local differences, and a one-dimensional filter runs along rows, then along
@@ -13,8 +16,9 @@
 /// flat, and the recursive filter's widths are products of those before: all three are intentional.
 ///
 /// The operations always answer true. They throw a text for what is not float or does not fit, before anything is
-/// written, and "ERROR - DomainTransformFilter::<operation> - not enough memory". `filterPair` leaves its planes as
-/// they were then; the others may leave an unfinished image. Internal: a documented name, but not installed.
+/// written, and "ERROR - DomainTransformFilter::<operation> - not enough memory". `filterPair` and `filterPairs` leave
+/// their planes as they were then; the others may leave an unfinished image. Internal: a documented name, but not
+/// installed.
 class DomainTransformFilter {
 public:
     /// `sigmaS`: spatial standard deviation in pixels; `sigmaR`: range standard deviation in units of the image values.
@@ -39,6 +43,9 @@ public:
     /// next call.
     bool filterPair(cv::Mat& first, cv::Mat& second);
 
+    /// The same on blocks of two planes, all of one size, in one parallel region.
+    bool filterPairs(const std::vector<PlacedBlock>& blocks);
+
     /// One recursive pass along the rows, forward and back, with the distances `D` (CV_32FC1).
     bool recursivePass(cv::Mat& image, const cv::Mat& D, float sigma);
 
@@ -56,7 +63,6 @@ public:
 
 private:
     struct Workspace;
-    void smoothPair(cv::Mat& first, cv::Mat& second);
 
     float m_sigmaS;                          ///< spatial standard deviation, in pixels
     float m_sigmaR;                          ///< range standard deviation, in units of the image values

@@ -1,17 +1,17 @@
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
-#include <cstdlib>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/pair_smoothing.h"
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/saturate.h"
 #include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
@@ -19,27 +19,65 @@ using namespace kestrova::detail::domain_transform;
 
 namespace {
 
-constexpr int kSums = 2 * 65535 + 1;
+constexpr int kWorkOfPixel = 16;
 
-// The sums of absolute differences of two planes.
-KESTROVA_KERNEL void pairSumRow(const ushort* first, const ushort* firstTo, const ushort* second,
-                                const ushort* secondTo, int* sum, int n) noexcept {
-    for (int x = 0; x < n; ++x) sum[x] = std::abs(firstTo[x] - first[x]) + std::abs(secondTo[x] - second[x]);
-}
+// A block of a megapixel takes 13 MB: more threads than this share blocks.
+constexpr int kMostBlocksAtOnce = 4;
 
-KESTROVA_KERNEL void interleaveRow(const ushort* first, const ushort* second, float* pair, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        pair[2 * x] = first[x];
-        pair[2 * x + 1] = second[x];
+// A team on its way through blocks. Its first members each take block after block; who has none helps with those.
+class BlocksAtOnce {
+public:
+    BlocksAtOnce(const std::vector<PlacedBlock>& blocks, const WeightTables& tables,
+                 std::vector<PairSmoothing>& smoothings, int atOnce, std::vector<PairScratch>& scratch)
+        : m_blocks(blocks),
+          m_tables(tables),
+          m_smoothings(smoothings),
+          m_scratch(scratch),
+          m_pieces(smoothings[0].pieces()),
+          m_atOnce(atOnce),
+          m_steps(blocks.size()) {
+        for (std::atomic<int>& block : m_current) block.store(kNone, std::memory_order_relaxed);
     }
-}
 
-KESTROVA_KERNEL void deinterleaveRow(const float* pair, ushort* first, ushort* second, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        first[x] = sat16(pair[2 * x]);
-        second[x] = sat16(pair[2 * x + 1]);
+    void work(int worker) noexcept {
+        const int count = static_cast<int>(m_blocks.size());
+        if (worker < m_atOnce) {
+            for (int block; (block = m_next.fetch_add(1, std::memory_order_relaxed)) < count;) {
+                m_current[worker].store(block, std::memory_order_release);
+                help(block, worker, worker);
+                m_finished.fetch_add(1, std::memory_order_release);
+            }
+        }
+        while (m_finished.load(std::memory_order_acquire) < count) {
+            for (int k = 0; k < m_atOnce; ++k) {
+                const int place = (worker + k) % m_atOnce, block = m_current[place].load(std::memory_order_acquire);
+                if (block != kNone) help(block, place, worker);
+            }
+            std::this_thread::yield();
+        }
     }
-}
+
+private:
+    static constexpr int kNone = -1;
+
+    // Once `block` is done its place may have another: then there is no piece left to be run.
+    void help(int block, int place, int worker) noexcept {
+        m_steps[static_cast<std::size_t>(block)].join(m_pieces, [&](int step, int piece) noexcept {
+            m_smoothings[static_cast<std::size_t>(place)].run(step, piece, m_blocks[static_cast<std::size_t>(block)],
+                                                              m_tables, m_scratch[static_cast<std::size_t>(worker)]);
+        });
+    }
+
+    const std::vector<PlacedBlock>& m_blocks;
+    const WeightTables& m_tables;
+    std::vector<PairSmoothing>& m_smoothings;
+    std::vector<PairScratch>& m_scratch;
+    const std::array<int, PairSmoothing::kSteps> m_pieces;
+    const int m_atOnce;
+    std::vector<Steps<PairSmoothing::kSteps>> m_steps;
+    std::array<std::atomic<int>, kMostBlocksAtOnce> m_current;
+    std::atomic<int> m_next{0}, m_finished{0};
+};
 
 }  // namespace
 
@@ -48,12 +86,21 @@ void DomainTransformFilter::Workspace::makeTables(float sigmaS, float ratio) {
     for (int sum = 0; sum < kSums; ++sum) distances[sum] = static_cast<float>(sum);
     distanceRow(distances.data(), ratio, kSums);
     const std::array<float, 3> widths = recursiveWidths(sigmaS);
-    std::array<std::vector<float>, 3> weights;
+    WeightTables weights;
     for (std::size_t i = 0; i < weights.size(); ++i) {
         weights[i].resize(kSums);
         expRow(distances.data(), weightFactor(widths[i]), scaled.data(), weights[i].data(), kSums);
     }
     tables = std::move(weights);
+}
+
+void DomainTransformFilter::Workspace::provideForBlocks(cv::Size block, int atOnce, int workers) {
+    if (!smoothings.empty() && smoothings[0].blockSize() != block) {
+        smoothings.clear();
+        scratch.clear();
+    }
+    while (smoothings.size() < static_cast<std::size_t>(atOnce)) smoothings.emplace_back(block);
+    while (scratch.size() < static_cast<std::size_t>(workers)) scratch.emplace_back(block);
 }
 
 bool DomainTransformFilter::filterPair(cv::Mat& first, cv::Mat& second) {
@@ -62,37 +109,25 @@ bool DomainTransformFilter::filterPair(cv::Mat& first, cv::Mat& second) {
         fail("ERROR - DomainTransformFilter::filterPair - first.type()!=CV_16UC1 || second.type()!=CV_16UC1");
     if (first.size() != second.size()) fail("ERROR - DomainTransformFilter::filterPair - first.size()!=second.size()");
     if (first.empty()) return true;
-    orFailWithoutMemory("ERROR - DomainTransformFilter::filterPair - not enough memory",
-                        [&] { smoothPair(first, second); });
-    return true;
+    std::vector<PlacedBlock> block;
+    orFailWithoutMemory("ERROR - DomainTransformFilter::filterPair - not enough memory", [&] {
+        const std::vector<cv::Mat> planes = {first, second}, none(2);
+        block.push_back({first.size(), 0, planes, none, planes, {}});
+    });
+    return filterPairs(block);
 }
 
-void DomainTransformFilter::smoothPair(cv::Mat& first, cv::Mat& second) {
-    Workspace& w = *m_workspace;
-    const int rows = first.rows, cols = first.cols;
-    if (w.tables[0].empty()) w.makeTables(m_sigmaS, m_sigmaS / m_sigmaR);
-    w.pair.create(first.size(), CV_32FC2);
-    w.sumX.create(first.size(), CV_32SC1);
-    w.sumY.create(first.size(), CV_32SC1);
-
-    parallelRows(rows, 2 * cols, [&](int y) noexcept {
-        const ushort *a = first.ptr<ushort>(y), *b = second.ptr<ushort>(y);
-        int *dx = w.sumX.ptr<int>(y), *dy = w.sumY.ptr<int>(y);
-        interleaveRow(a, b, w.pair.ptr<float>(y), cols);
-        if (y == rows - 1) {
-            std::fill_n(dx, cols, 0);
-            std::fill_n(dy, cols, 0);
-            return;
-        }
-        pairSumRow(a, a + 1, b, b + 1, dx, cols - 1);
-        pairSumRow(a, first.ptr<ushort>(y + 1), b, second.ptr<ushort>(y + 1), dy, cols - 1);
-        dx[cols - 1] = dy[cols - 1] = 0;
+bool DomainTransformFilter::filterPairs(const std::vector<PlacedBlock>& blocks) {
+    const cv::Size size = blocks[0].size;
+    const int count = static_cast<int>(blocks.size());
+    const bool forks = static_cast<double>(size.area()) * count * kWorkOfPixel >= kForkElements;
+    const int workers = forks ? teamSize() : 1, atOnce = std::min({workers, count, kMostBlocksAtOnce});
+    orFailWithoutMemory("ERROR - DomainTransformFilter::filterPair - not enough memory", [&] {
+        Workspace& w = *m_workspace;
+        if (w.tables[0].empty()) w.makeTables(m_sigmaS, m_sigmaS / m_sigmaR);
+        w.provideForBlocks(size, atOnce, workers);
+        BlocksAtOnce team(blocks, w.tables, w.smoothings, atOnce, w.scratch);
+        withTeam(workers, [&](int worker) noexcept { team.work(worker); });
     });
-    for (const std::vector<float>& table : w.tables) {
-        passRows(w.pair, TableWeights{w.sumX, table.data()});
-        passColumns(w.pair, TableWeights{w.sumY, table.data()}, w.V);
-    }
-    parallelRows(rows, 2 * cols, [&](int y) noexcept {
-        deinterleaveRow(w.pair.ptr<float>(y), first.ptr<ushort>(y), second.ptr<ushort>(y), cols);
-    });
+    return true;
 }

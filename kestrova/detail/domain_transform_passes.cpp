@@ -33,10 +33,6 @@ void expRow(const float* distances, float factor, float* scratch, float* weights
     cv::hal::exp32f(scratch, weights, n);
 }
 
-KESTROVA_KERNEL void tableWeightsRow(const int* sums, const float* table, float* weights, int n) noexcept {
-    for (int x = 0; x < n; ++x) weights[x] = table[sums[x]];
-}
-
 namespace {
 
 // One step of the recursion.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kestrova/detail/domain_transform.h"
+#include "kestrova/detail/pair_smoothing.h"
 #include "kestrova/frame/parallel.h"
 
 // The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns. Internal.
@@ -29,9 +30,6 @@ void distanceRow(float* sum, float ratio, int n) noexcept;
 /// weights[x] = exp(factor * distances[x]); `scratch` is as long as `weights` and apart from it.
 void expRow(const float* distances, float factor, float* scratch, float* weights, int n) noexcept;
 
-/// weights[x] = table[sums[x]].
-void tableWeightsRow(const int* sums, const float* table, float* weights, int n) noexcept;
-
 /// Rows whose chains of dependent steps run side by side. A megapixel of two channels takes 1.6 ms, with two rows 2.8
 /// ms; eight run out of registers (1.9 ms).
 constexpr int kRowsAtOnce = 4;
@@ -52,16 +50,6 @@ struct DistanceWeights {
     }
 };
 
-/// The same of integer pixels: the sum of differences is an integer then, and a table holds the weight of each (0.3 ms
-/// a megapixel against 0.6 ms).
-struct TableWeights {
-    const cv::Mat& sums;
-    const float* table;
-    void fill(int y, int x, int n, float*, float* weights) const noexcept {
-        tableWeightsRow(sums.ptr<int>(y) + x, table, weights, n);
-    }
-};
-
 /// One recursive pass along the rows, several side by side.
 template <class Weights>
 void passRows(cv::Mat& image, const Weights& weights) {
@@ -69,12 +57,13 @@ void passRows(cv::Mat& image, const Weights& weights) {
     struct Scratch {
         std::vector<float> spare, weights;
     };
-    const auto scratchRows = [cols](int) {
+    const auto scratchRows = [cols] {
         const auto n = static_cast<std::size_t>(cols);
         return Scratch{std::vector<float>(n), std::vector<float>(kRowsAtOnce * n)};
     };
     frame::forEachStrip(
-        frame::Strips(image.rows, cols * channels), scratchRows, [&](int begin, int end, Scratch& scratch) noexcept {
+        frame::Strips(image.rows, frame::workOf(cols, 4 * channels), kRowsAtOnce), scratchRows,
+        [&](int begin, int end, Scratch& scratch) noexcept {
             float* const w = scratch.weights.data();
             for (int y = begin; y < end; y += kRowsAtOnce) {
                 const int rows = std::min(kRowsAtOnce, end - y);
@@ -92,7 +81,7 @@ void passColumns(cv::Mat& image, const Weights& weights, cv::Mat& V) {
     constexpr int kGroup = 16;  // columns whose floats fill a cache line: threads share none
     const int rows = image.rows, channels = image.channels();
     V.create(image.size(), CV_32FC1);
-    const frame::Strips columns(image.cols, rows * channels, kGroup);
+    const auto columns = frame::Strips::onePerThread(image.cols, frame::workOf(rows, 4 * channels), kGroup);
     const auto spareRow = [&](int strip) {
         return std::vector<float>(static_cast<std::size_t>(columns.end(strip) - columns.first(strip)));
     };
@@ -115,11 +104,12 @@ struct DomainTransformFilter::Workspace {
     cv::Mat dH, dV;  ///< distances along rows and columns
     cv::Mat V;       ///< weights of a pass
 
-    // Of filterPair: the image, its sums of differences along rows and columns, and the weight of each sum, by round.
-    cv::Mat pair;
-    cv::Mat sumX, sumY;
-    std::array<std::vector<float>, 3> tables;
+    // Of filterPair: the weights of sums of differences, the blocks filtered at once, and a thread's own.
+    kestrova::detail::domain_transform::WeightTables tables;
+    std::vector<kestrova::detail::domain_transform::PairSmoothing> smoothings;
+    std::vector<kestrova::detail::domain_transform::PairScratch> scratch;
 
     void measure(const cv::Mat& in, float ratio);
     void makeTables(float sigmaS, float ratio);
+    void provideForBlocks(cv::Size block, int atOnce, int workers);
 };

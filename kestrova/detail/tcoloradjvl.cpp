@@ -160,6 +160,18 @@ KESTROVA_KERNEL void locate(const ushort* y0, const ushort* y1, const ushort* dr
     }
 }
 
+inline std::uint32_t packed(ushort dr, ushort db) { return dr | static_cast<std::uint32_t>(db) << 16; }
+
+KESTROVA_KERNEL bool arePacked(const ushort* dr, const ushort* db, const std::uint32_t* nodes, int n) noexcept {
+    std::uint32_t difference = 0;
+    for (int i = 0; i < n; ++i) difference |= packed(dr[i], db[i]) ^ nodes[i];
+    return difference == 0;
+}
+
+KESTROVA_KERNEL void pack(const ushort* dr, const ushort* db, std::uint32_t* nodes, int n) noexcept {
+    for (int i = 0; i < n; ++i) nodes[i] = packed(dr[i], db[i]);
+}
+
 // Four loads of two neighbours a pixel, from anywhere in the table. Copying them one by one is faster than the
 // processor's gather.
 void fetch(const std::uint32_t* nodes, const int* node, int n, Cell* out) {
@@ -253,31 +265,36 @@ bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn
     static constexpr char kOnePlane[] = "ERROR - TColorAdjVL::proc - drOut and dbOut are one plane";
     if (&drOut == &dbOut) fail(kOnePlane);
     cv::Mat dr, db;
-    std::vector<std::uint32_t> nodes;
     static constexpr char kNoMemory[] = "ERROR - TColorAdjVL::proc - not enough memory";
     orFailWithoutMemory(kNoMemory, [&] {
         dr = outputLike(drOut, y0.size(), CV_16UC1);
         db = outputLike(dbOut, y0.size(), CV_16UC1);
-        nodes.resize(std::size(m_lutDr));
+        m_nodes.resize(std::size(m_lutDr));
     });
     if (dr.data && dr.data == db.data) fail(kOnePlane);
     orFailWithoutMemory(kNoMemory, [this] { computeLUT16U(); });
     drOut = dr;
     dbOut = db;
 
-    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = m_lutDr[i] | static_cast<std::uint32_t>(m_lutDb[i]) << 16;
-    parallelRows(y0.rows, y0.cols, [&](int row) noexcept {
+    packNodes();
+    parallelRows(y0.rows, workOf(y0.cols, 4), [&](int row) noexcept {
         Positions at;
         Cell cells[kPiece];
         for (int x = 0; x < y0.cols; x += kPiece) {
             const int n = std::min(kPiece, y0.cols - x);
             locate(y0.ptr<ushort>(row) + x, y1.ptr<ushort>(row) + x, drIn.ptr<ushort>(row) + x,
                    dbIn.ptr<ushort>(row) + x, n, m_shift, at);
-            fetch(nodes.data(), at.node, n, cells);
+            fetch(m_nodes.data(), at.node, n, cells);
             blend(cells, at, n, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x);
         }
     });
     return true;
+}
+
+// A derived class may write the tables at any time: comparing takes no longer than asking whether it has.
+void TColorAdjVL::packNodes() {
+    constexpr int kCount = kNodes * kNodes * kNodes;
+    if (!arePacked(m_lutDr, m_lutDb, m_nodes.data(), kCount)) pack(m_lutDr, m_lutDb, m_nodes.data(), kCount);
 }
 
 void TColorAdjVL::computeLUT16U() {
@@ -294,7 +311,7 @@ void TColorAdjVL::computeLUT16U() {
             buildSaturationRow(m_satLUT_p[i], gain,
                                (static_cast<float>(i) * m_vibSlope + 64) * (m_vibScale * m_vibrance));
 
-        parallelRows(kNodes, kNodes * kNodes, [&](int i) noexcept {
+        parallelRows(kNodes, 16 * kNodes * kNodes, [&](int i) noexcept {
             NodeRow nodes;
             for (int j = 0; j < kNodes; ++j) {
                 const int first = get3DLUTIdx(i, j, 0);

@@ -2,6 +2,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <cstdint>
+#include <vector>
+
 #include "kestrova/export.h"
 
 /// The colour side of the detail engine. One pass over the chroma planes makes chroma follow a change of luminance,
@@ -16,7 +19,7 @@
 ///
 /// y0 and y1 are the luminance before and after, and chroma has their size: `TVelline` says what to take for a view;
 /// `upSize2XGuidedByYSimple` enlarges the half-size planes of a whole picture. An object takes 144 KB, so that it does
-/// not belong on a small stack. One object serves one thread at a time.
+/// not belong on a small stack, and as much again once it has been used. One object serves one thread at a time.
 ///
 /// Failures are thrown texts, caught as `const char*`. Where memory runs out, the text is "ERROR -
 /// TColorAdjVL::<operation> - not enough memory" or that of an operation inside, and the outputs are as they were.
@@ -76,4 +79,9 @@ protected:
     float m_vibScale;          ///< scale of vibrance
     ushort m_lutDr[35937];     ///< Dr at each node
     ushort m_lutDb[35937];     ///< Db at each node
+
+private:
+    KESTROVA_HIDDEN void packNodes();
+
+    std::vector<std::uint32_t> m_nodes;  ///< both tables in one, as `proc` reads them; renewed when they differ
 };

@@ -234,9 +234,13 @@ public:
 
 private:
     struct Stale;
+    struct Tables;
     KESTROVA_HIDDEN Stale staleParts(cv::Rect roi, int level, const cv::Mat& extra);
     KESTROVA_HIDDEN void requirePlanes(const Stale& stale) const;
     KESTROVA_HIDDEN void renew(const Stale& stale, const cv::Mat& extra);
 
+    KESTROVA_HIDDEN std::shared_ptr<const Tables> tablesFor(bool bLight, const bool bCurved[]) const;
+
     std::shared_ptr<const void> m_roiYUsers;  ///< held by each copy of the engine whose m_roiY has these pixels
+    std::shared_ptr<const Tables> m_tables;   ///< the curves of the last calls, with the parameters that they are of
 };

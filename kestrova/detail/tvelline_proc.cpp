@@ -1,7 +1,9 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -85,11 +87,33 @@ Sampled sample(const TVelline& engine, const cv::Mat& full, bool bSmooth) {
     return {TPImage::MatRoi(full, roi.x, roi.y, roi.width, roi.height, engine.m_level, false, bSmooth), true};
 }
 
+// A plane of `size` in the memory of one of another size that nobody else sees, or in new memory where there is too
+// little of it, or far too much: first touches of new memory take longer than a rendering.
+cv::Mat resizedPlane(const cv::Mat& before, cv::Size size) {
+    constexpr std::size_t kMostRoom = 4;
+    const std::size_t pixels = static_cast<std::size_t>(size.area());
+    if (before.empty() || before.type() != CV_16UC1 || pixels == 0) return {size, CV_16UC1};
+    cv::Mat room = before;
+    cv::Size whole;
+    cv::Point at;
+    room.locateROI(whole, at);
+    room.adjustROI(at.y, whole.height - at.y - room.rows, at.x, whole.width - at.x - room.cols);
+    if (!room.isContinuous() || room.total() < pixels || room.total() / kMostRoom > pixels) return {size, CV_16UC1};
+    return room.reshape(1, 1).colRange(0, static_cast<int>(pixels)).reshape(1, size.height);
+}
+
+// A plane of `size` in place of `before`: its pixels if it has that size.
+cv::Mat planeLike(const cv::Mat& before, cv::Size size) {
+    const bool bFits = before.size() == size && before.type() == CV_16UC1;
+    return bFits || !isSoleHeader(before) ? outputLike(before, size, CV_16UC1) : resizedPlane(before, size);
+}
+
 // The plane that the result made of `sampled` goes into: the same if its pixels are new, those of the cache that it
 // replaces if nobody else sees them, else others.
 cv::Mat renderedPlane(const Sampled& sampled, const cv::Mat& cache) {
     if (sampled.bNew) return sampled.plane;
-    return outputLike(isSoleHeader(cache) ? cache : cv::Mat(), sampled.plane.size(), CV_16UC1);
+    const cv::Size size = sampled.plane.size();
+    return isSoleHeader(cache) ? planeLike(cache, size) : cv::Mat(size, CV_16UC1);
 }
 
 // The rectangle's luminance under mix and light curve.
@@ -102,29 +126,24 @@ public:
             m_db = sample(engine, engine.m_Db, false).plane;
             m_mix = chromaMix(m_dr, m_db, engine.m_mix[0], engine.m_mix[1], engine.m_mix[2]);
         }
-        const float* light = engine.m_light;
-        m_light.setupCurve(light[0], light[1], light[2], light[3], light[4], light[5]);
         m_y = y.plane;
-        if (m_y.type() != CV_16UC1) m_light.proc(m_y, true);  // refuses it
-        m_lightTable = m_light.table();
+        if (m_y.type() != CV_16UC1) TLightAdjLUTvl().proc(m_y, true);  // refuses it
         m_result = renderedPlane(y, engine.m_rY);
     }
 
     const cv::Mat& result() const { return m_result; }
 
-    void renderRow(int r) noexcept {
+    void renderRow(int r, const ushort* lightTable) noexcept {
         ushort* y = m_result.ptr<ushort>(r);
         copyRow(m_y, m_result, r);
         if (m_bMixed) mixChromaRow(m_dr, m_db, m_mix, r, y, m_y.cols);
-        kestrova::rows::lookUpRow(y, y, m_y.cols, m_lightTable);
+        kestrova::rows::lookUpRow(y, y, m_y.cols, lightTable);
     }
 
 private:
     cv::Mat m_y, m_dr, m_db, m_result;
     bool m_bMixed;
     ChromaMix m_mix;
-    TLightAdjLUTvl m_light;
-    const ushort* m_lightTable;
 };
 
 // One scale of the rectangle after its curves.
@@ -149,40 +168,51 @@ public:
     }
 
     const cv::Mat& result() const { return m_result; }
-    void setCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights) {
-        m_curves.emplace(shadows, midtones, highlights);
-    }
 
-    void renderRow(int r, const ushort* y) noexcept {
+    // `curves` may be null.
+    void renderRow(int r, const ushort* y, const ZoneCurves* curves) noexcept {
         ushort* d = m_result.ptr<ushort>(r);
         copyRow(m_detail, m_result, r);
         if (!m_extra.empty()) addDetailRow(m_extra.ptr<ushort>(r), d, m_detail.cols);
-        if (m_curves) curveZonesRow(y, m_curves->entries(), d, m_detail.cols);
+        if (curves) curveZonesRow(y, curves->entries(), d, m_detail.cols);
     }
 
 private:
     cv::Mat m_detail, m_extra, m_result;
-    std::optional<ZoneCurves> m_curves;
 };
 
-// The finished curves of each scale that has something to do, all tables built side by side.
-void setUpCurves(const TVelline& engine, const bool bNeeded[kScales], std::optional<Detail> details[kScales]) {
-    std::vector<DetailCurve> list;
-    for (int s = 0; s < kScales; ++s) {
-        if (!bNeeded[s]) continue;
-        const float* k = engine.m_k + 3 * s;
-        const float* t = engine.m_t + 3 * s;
-        const DetailScale& c = kScale[s];
-        list.push_back({k[1], t[1], k[0], t[0], c.kMin, c.kMax, c.threshold, c.blurScale});
-        list.push_back({k[2], t[2], k[0], t[0], c.kMin, c.kMax, c.threshold, c.blurScale});
-        list.push_back({k[0], t[0], 0.0f, 0.0f, c.kMin, c.kMax, c.threshold, c.blurScale});
+// The light curve with the parameters that it is of.
+struct LightTable {
+    std::array<float, 6> parameters;
+    TLightAdjLUTvl curve;
+    const ushort* entries = nullptr;
+
+    explicit LightTable(const std::array<float, 6>& p) : parameters(p) {
+        curve.setupCurve(p[0], p[1], p[2], p[3], p[4], p[5]);
     }
-    const DetailCurves curves(list);
-    for (int s = 0, i = 0; s < kScales; ++s) {
-        if (!bNeeded[s]) continue;
-        details[s]->setCurves(curves[i], curves[i + 1], curves[i + 2]);
-        i += 3;
-    }
+    void compute() noexcept { entries = curve.table(); }
+};
+
+// The curves of a scale likewise, of shadows, midtones and highlights.
+struct ScaleTable {
+    std::array<DetailCurve, 3> parameters;
+    ZoneCurves curves;
+};
+
+// To the bit: parameters may be NaN.
+template <class Parameters>
+bool sameBits(const Parameters& a, const Parameters& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+std::array<DetailCurve, 3> curvesOf(const TVelline& engine, int s) {
+    const float* k = engine.m_k + 3 * s;
+    const float* t = engine.m_t + 3 * s;
+    const DetailScale& c = kScale[s];
+    const auto curve = [&](float ownK, float ownT, float baseK, float baseT) {
+        return DetailCurve{ownK, ownT, baseK, baseT, c.kMin, c.kMax, c.threshold, c.blurScale};
+    };
+    return {curve(k[1], t[1], k[0], t[0]), curve(k[2], t[2], k[0], t[0]), curve(k[0], t[0], 0.0f, 0.0f)};
 }
 
 }  // namespace
@@ -196,6 +226,44 @@ struct TVelline::Stale {
 
     bool any() const { return scale[0] || scale[1] || scale[2]; }
 };
+
+// Tables that a call needs and that no call before has left. They are never written again: copies of the engine share
+// them.
+struct TVelline::Tables {
+    std::shared_ptr<const LightTable> light;
+    std::shared_ptr<const ScaleTable> scale[kScales];
+};
+
+std::shared_ptr<const TVelline::Tables> TVelline::tablesFor(bool bLight, const bool bCurved[kScales]) const {
+    const auto tables = m_tables ? std::make_shared<Tables>(*m_tables) : std::make_shared<Tables>();
+    std::shared_ptr<LightTable> light;
+    if (bLight) {
+        std::array<float, 6> parameters;
+        std::copy_n(m_light, parameters.size(), parameters.begin());
+        if (!tables->light || !sameBits(tables->light->parameters, parameters))
+            tables->light = light = std::make_shared<LightTable>(parameters);
+    }
+    std::vector<int> changed;
+    std::vector<DetailCurve> list;
+    for (int s = 0; s < kScales; ++s) {
+        const std::array<DetailCurve, 3> parameters = curvesOf(*this, s);
+        if (!bCurved[s] || (tables->scale[s] && sameBits(tables->scale[s]->parameters, parameters))) continue;
+        changed.push_back(s);
+        list.insert(list.end(), parameters.begin(), parameters.end());
+    }
+    if (list.empty()) {
+        if (!light) return m_tables;
+        light->compute();
+        return tables;
+    }
+    const DetailCurves curves(list, light ? [&] { light->compute(); } : std::function<void()>());
+    for (std::size_t i = 0; i < changed.size(); ++i) {
+        const int first = 3 * static_cast<int>(i);
+        tables->scale[changed[i]] = std::make_shared<ScaleTable>(
+            ScaleTable{curvesOf(*this, changed[i]), {curves[first], curves[first + 1], curves[first + 2]}});
+    }
+    return tables;
+}
 
 TVelline::Stale TVelline::staleParts(cv::Rect roi, int level, const cv::Mat& extra) {
     Stale stale;
@@ -246,7 +314,7 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
         if (stale.scale[s]) details[s].emplace(*this, kScale[s], s == 0 ? extra : cv::Mat());
         bCurved[s] = stale.scale[s] && bNeedSHMix(s);
     }
-    setUpCurves(*this, bCurved, details);
+    const std::shared_ptr<const Tables> tables = tablesFor(stale.luminance, bCurved);
 
     const cv::Mat y = luminance ? luminance->result() : m_rY;
     cv::Mat d[kScales];
@@ -261,16 +329,18 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
         m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
         std::any_of(std::begin(read), std::end(read), [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
     const auto users = bOthersSee ? std::make_shared<char>() : m_roiYUsers;
-    cv::Mat result = outputLike(bOthersSee ? cv::Mat() : m_roiY, y.size(), CV_16UC1);
+    cv::Mat result = bOthersSee ? cv::Mat(y.size(), CV_16UC1) : planeLike(m_roiY, y.size());
 
     m_rY = y;
     for (int s = 0; s < kScales; ++s) this->*kScale[s].cache = d[s];
     m_roiY = result;
     m_roiYUsers = users;
-    parallelRows(y.rows, y.cols, [&](int r) noexcept {
-        if (luminance) luminance->renderRow(r);
-        for (auto& detail : details)
-            if (detail) detail->renderRow(r, y.ptr<ushort>(r));
+    m_tables = tables;
+    parallelRows(y.rows, workOf(y.cols, 8), [&](int r) noexcept {
+        if (luminance) luminance->renderRow(r, tables->light->entries);
+        for (int s = 0; s < kScales; ++s)
+            if (details[s])
+                details[s]->renderRow(r, y.ptr<ushort>(r), bCurved[s] ? &tables->scale[s]->curves : nullptr);
         copyRow(y, result, r);
         addEdgesRow(d[0].ptr<ushort>(r), d[1].ptr<ushort>(r), d[2].ptr<ushort>(r), result.ptr<ushort>(r), y.cols);
     });

@@ -54,8 +54,9 @@ KESTROVA_KERNEL void mixZonesRow(const ushort* y, const ushort* s, const ushort*
     for (int x = 0; x < n; ++x) h[x] = blendZones(y[x], y[x] < kZero16 ? s[x] : h[x], m[x]);
 }
 
-ZoneCurves::ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights) : m_entries(1 << 17) {
-    unsigned* lower = m_entries.data();
+ZoneCurves::ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights)
+    : m_entries(new unsigned[1 << 17]) {
+    unsigned* lower = m_entries.get();
     unsigned* upper = lower + (1 << 16);
     for (int d = 0; d < 1 << 16; ++d) {
         lower[d] = zoneEntry(shadows[d], midtones[d]);

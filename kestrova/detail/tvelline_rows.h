@@ -2,7 +2,7 @@
 
 #include <opencv2/core/hal/interface.h>
 
-#include <vector>
+#include <memory>
 
 // Row kernels of the detail engine. Rows have `n` pixels. Internal.
 
@@ -32,10 +32,10 @@ public:
     /// Of the three tables of 65536 entries.
     ZoneCurves(const ushort* shadows, const ushort* midtones, const ushort* highlights);
     /// The first of 2 x 65536 entries, what `curveZonesRow` reads.
-    const unsigned* entries() const { return m_entries.data(); }
+    const unsigned* entries() const { return m_entries.get(); }
 
 private:
-    std::vector<unsigned> m_entries;
+    std::unique_ptr<unsigned[]> m_entries;
 };
 
 /// Passes the detail row `d` through the three curves and blends the results into `d` by the tonal zone of `y`: three

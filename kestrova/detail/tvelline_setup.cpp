@@ -41,11 +41,9 @@ void smoothChroma(cv::Mat& dr, cv::Mat& db, float sigmaS) {
     BlockProcessor processor;
     processor.initialize(planes, planes, kBlockSide, kBlockSide, true, kBlockOverlap, 0, 0);
     DomainTransformFilter filter(sigmaS, kChromaSigmaR);
-    cv::Rect roi;
-    std::vector<cv::Mat> block;
-    while (processor.nextBlock(&roi, &block)) {
-        filter.filterPair(block[0], block[1]);
-        processor.copyOneBlock();
+    while (const std::vector<PlacedBlock>* stripe = processor.nextStripe()) {
+        filter.filterPairs(*stripe);
+        processor.copyStripe();
     }
 }
 

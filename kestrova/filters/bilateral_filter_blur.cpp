@@ -113,11 +113,11 @@ void BilateralFilter::filterGrids() {
     struct Scratch {
         std::vector<float> alongZ, alongX;
     };
-    const auto makeScratch = [&](int) {
+    const auto makeScratch = [&] {
         return Scratch{std::vector<float>(static_cast<std::size_t>(kLinesAlongZ) * m_gridZ),
                        std::vector<float>(static_cast<std::size_t>(rowCells) * rowsAtOnce)};
     };
-    const long long perGroup = static_cast<long long>(m_gridW) * rowsAtOnce;
+    const long long perGroup = 4 * rowCells * rowsAtOnce;
     const Strips strips(rowGroups, static_cast<int>(std::min<long long>(perGroup, INT_MAX)));
     for (float* grid : {m_weights_p, m_values_p}) {
         forEachStrip(strips, makeScratch, [&](int firstGroup, int endGroup, Scratch& scratch) noexcept {

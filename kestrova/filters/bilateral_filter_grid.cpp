@@ -210,7 +210,7 @@ void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
 
     const long long perBand = static_cast<long long>(m_width) * std::min(m_sampling, m_height);
     const Strips strips(m_gridH - 2 * pad, static_cast<int>(std::min<long long>(perBand, INT_MAX)));
-    const auto makeAdder = [&](int) { return BandAdder<Pixel>(plane, guide, cells); };
+    const auto makeAdder = [&] { return BandAdder<Pixel>(plane, guide, cells); };
     forEachStrip(strips, makeAdder, [](int first, int end, BandAdder<Pixel>& adder) noexcept {
         for (int band = first; band < end; ++band) adder.add(band);
     });

@@ -218,10 +218,11 @@ void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const double alpha = 1.0 / m_range, beta = m_padZ + 0.5 - m_min * alpha;
     const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, m_padXY, m_sampling, alpha, beta};
     const Columns columns(grid, m_width);
-    const auto makeReader = [&](int) { return RowReader<Pixel>(grid, columns, guide); };
-    forEachStrip(Strips(m_height, m_width), makeReader, [&](int first, int end, RowReader<Pixel>& reader) noexcept {
-        for (int y = first; y < end; ++y) reader.read(y, plane.ptr<Pixel>(y));
-    });
+    const auto makeReader = [&] { return RowReader<Pixel>(grid, columns, guide); };
+    forEachStrip(Strips(m_height, workOf(m_width, 4)), makeReader,
+                 [&](int first, int end, RowReader<Pixel>& reader) noexcept {
+                     for (int y = first; y < end; ++y) reader.read(y, plane.ptr<Pixel>(y));
+                 });
 }
 
 float BilateralFilter::interp8Points(float* p, float u, float v, float w) {

@@ -62,7 +62,7 @@ struct Output {
 class FilterPass {
 public:
     FilterPass(const cv::Mat& source, const cv::Mat& kernel, Grid grid, const cv::Mat& dst)
-        : m_dst(dst), m_strips(dst.rows, dst.cols) {
+        : m_dst(dst), m_strips(Strips::onePerThread(dst.rows, workOf(dst.cols, 8))) {
         const std::vector<float> taps = tapsOf(kernel);
         m_rows.reserve(static_cast<std::size_t>(m_strips.count()));
         for (int s = 0; s < m_strips.count(); ++s) m_rows.emplace_back(source, taps, grid);
@@ -87,7 +87,7 @@ private:
 class SynthesisPass {
 public:
     SynthesisPass(const cv::Mat& low, const cv::Mat& k2, const cv::Mat& src, const cv::Mat& k3, const cv::Mat& dst)
-        : m_dst(dst), m_strips(dst.rows, dst.cols), m_halfCols(low.cols) {
+        : m_dst(dst), m_strips(Strips::onePerThread(dst.rows, workOf(dst.cols, 8))), m_halfCols(low.cols) {
         const std::vector<float> lowTaps = tapsOf(k2), ownTaps = tapsOf(k3);
         m_rows.reserve(static_cast<std::size_t>(m_strips.count()));
         for (int s = 0; s < m_strips.count(); ++s)

@@ -72,7 +72,7 @@ void moveToGuide(const cv::Mat& guide, cv::Mat& inOut, int radius) {
     const int step = stepOf(in);
 
     const int bands = (inner.height - 1) / kBandRows + 1;
-    const int workers = Strips(inner.height, inner.width).count() == 1 ? 1 : workerCount(bands);
+    const int workers = Strips(inner.height, workOf(inner.width, 8)).count() == 1 ? 1 : workerCount(bands);
     std::vector<Extremes> extremes(static_cast<std::size_t>(workers));
     for (Extremes& own : extremes) {
         own.hi.create(std::min(kBandRows, inner.height), inner.width, in.type());

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/rows/box_across.h"
+#include "kestrova/rows/box_means.h"
 #include "kestrova/rows/invert3.h"
 
 namespace kestrova::filters {
@@ -15,17 +17,7 @@ namespace {
 
 namespace one {
 
-enum Input { kI, kP };
-enum Mean { kMeanI, kMeanP, kMeanIP, kMeanII, kMeans };
-
-std::vector<Moment> moments() {
-    std::vector<Moment> of(kMeans);
-    of[kMeanI] = {kI};
-    of[kMeanP] = {kP};
-    of[kMeanIP] = {kI, kP};
-    of[kMeanII] = {kI, kI};
-    return of;
-}
+enum Mean { kMeanI, kMeanII, kMeanIP, kMeanP };
 
 /// Products of means are rounded before they are taken away, and eps is added last: the order is part of the interface.
 KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __restrict a, float* __restrict b,
@@ -35,8 +27,9 @@ KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __res
     for (int x = 0; x < n; ++x) {
         const float covariance = meanIP[x] - meanI[x] * meanP[x];
         const float variance = meanII[x] - meanI[x] * meanI[x];
-        a[x] = covariance / (variance + eps);
-        b[x] = meanP[x] - meanI[x] * a[x];
+        const float slope = covariance / (variance + eps), offset = meanP[x] - meanI[x] * slope;
+        a[x] = slope;
+        b[x] = offset;
     }
 }
 
@@ -46,41 +39,21 @@ KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __res
 
 namespace three {
 
-enum Input { kI0, kI1, kI2, kP };
 enum Mean {
     kMeanI0,
-    kMeanI1,
-    kMeanI2,
-    kMeanP,
-    kMeanI0P,
-    kMeanI1P,
-    kMeanI2P,
     kMeanI0I0,
-    kMeanI1I1,
-    kMeanI2I2,
     kMeanI0I1,
     kMeanI0I2,
+    kMeanI0P,
+    kMeanI1,
+    kMeanI1I1,
     kMeanI1I2,
-    kMeans
+    kMeanI1P,
+    kMeanI2,
+    kMeanI2I2,
+    kMeanI2P,
+    kMeanP
 };
-
-std::vector<Moment> moments() {
-    std::vector<Moment> of(kMeans);
-    of[kMeanI0] = {kI0};
-    of[kMeanI1] = {kI1};
-    of[kMeanI2] = {kI2};
-    of[kMeanP] = {kP};
-    of[kMeanI0P] = {kI0, kP};
-    of[kMeanI1P] = {kI1, kP};
-    of[kMeanI2P] = {kI2, kP};
-    of[kMeanI0I0] = {kI0, kI0};
-    of[kMeanI1I1] = {kI1, kI1};
-    of[kMeanI2I2] = {kI2, kI2};
-    of[kMeanI0I1] = {kI0, kI1};
-    of[kMeanI0I2] = {kI0, kI2};
-    of[kMeanI1I2] = {kI1, kI2};
-    return of;
-}
 
 double wide(float v) { return static_cast<double>(v); }
 
@@ -113,75 +86,118 @@ KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __res
 
 }  // namespace three
 
-// ---- What the box means are taken of
-
-std::vector<KeptRows> rowsOf(const std::vector<cv::Mat>& guide, const cv::Mat& p) {
-    std::vector<KeptRows> planes;
-    const auto add = [&](const cv::Mat& plane) {
-        planes.push_back({plane.ptr<float>(), static_cast<std::ptrdiff_t>(plane.step1()), plane.rows});
-    };
-    for (const cv::Mat& plane : guide) add(plane);
-    add(p);
-    return planes;
-}
-
-std::vector<KeptRows> coefficientRows(const float* coefficients, int count, int keptRows, int cols) {
-    std::vector<KeptRows> planes;
-    const std::ptrdiff_t perCoefficient = static_cast<std::ptrdiff_t>(keptRows) * cols;
-    for (int k = 0; k < count; ++k) planes.push_back({coefficients + perCoefficient * k, cols, keptRows});
-    return planes;
-}
-
-std::vector<Moment> eachOf(int count) {
-    std::vector<Moment> planes(static_cast<std::size_t>(count));
-    for (int k = 0; k < count; ++k) planes[static_cast<std::size_t>(k)] = {k};
-    return planes;
+/// The most columns of coefficients under the windows of `columns` columns.
+int fitColumns(const cv::Mat& p, int r, BoxBorder border, int columns) {
+    const BoxAxis across{p.cols, r, border};
+    return static_cast<int>(std::min<long long>(across.length(), columns + 2LL * r));
 }
 
 }  // namespace
 
-GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border)
-    : m_count(static_cast<int>(guide.size()) + 1),
-      m_blockRows(blockRows(r)),
-      m_eps(eps),
-      m_fitSize(border == BoxBorder::kInside ? p.size() - cv::Size(2 * r, 2 * r) : p.size()),
-      m_keptRows(std::min(2 * r + 2, m_fitSize.height)),
-      m_coefficients(new float[static_cast<std::size_t>(m_count) * static_cast<std::size_t>(m_keptRows) *
-                               static_cast<std::size_t>(m_fitSize.width)]),
-      m_moments(rowsOf(guide, p), p.size(), m_count == 2 ? one::moments() : three::moments(), r, border),
-      m_smoothed(coefficientRows(m_coefficients.get(), m_count, m_keptRows, m_fitSize.width), m_fitSize,
-                 eachOf(m_count), r, border) {}
+std::vector<cv::Mat> guideThen(const std::vector<cv::Mat>& guide, const cv::Mat& p) {
+    std::vector<cv::Mat> planes = guide;
+    planes.push_back(p);
+    return planes;
+}
 
-float* GuidedFit::coefficientRow(int k, int y) const {
-    const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(m_keptRows) * k + y % m_keptRows;
-    return m_coefficients.get() + row * m_fitSize.width;
+// ---- Rows of coefficients
+
+FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border,
+                       int columns)
+    : m_eps(eps),
+      m_moments(guideThen(guide, p), {p.rows, r, border}, {p.cols, r, border}, fitColumns(p, r, border, columns)),
+      m_down{m_moments.down().length(), r, border},
+      m_across{m_moments.across().length(), r, border},
+      m_span(m_across, 0, 1),
+      m_coefficients(guide.size() + 1, static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r)),
+      m_halves(2, static_cast<std::size_t>(columns) + static_cast<std::size_t>(m_across.side())),
+      m_wide(r > kLargestRadiusInFloat ? 3 : 0,
+             static_cast<std::size_t>(columns) + static_cast<std::size_t>(m_across.side())),
+      m_count(static_cast<int>(guide.size()) + 1) {}
+
+void FittedRows::span(int first, int end) noexcept {
+    m_columns = end - first;
+    m_span = BoxSpan(m_across, first, end);
+    m_moments.span(m_span.first, m_span.end);
+}
+
+void FittedRows::begin(int y, int top) noexcept {
+    const int blockRows = boxBlockRows(m_down.side());
+    m_moments.countBlocksFrom(top);
+    for (int row = top + (y - top) / blockRows * blockRows; row < y; ++row) m_moments.moveTo(row);
+}
+
+void FittedRows::begin(int top, const Scratch<double>& sumsAbove) noexcept {
+    m_moments.countBlocksFrom(top);
+    m_moments.copyFrom(sumsAbove);
+}
+
+void FittedRows::compute(int y, float* const out[]) noexcept {
+    m_moments.moveTo(y);
+    const float* const* means = m_moments.means();
+    const auto coefficients = [&](int k) { return m_coefficients.row(static_cast<std::size_t>(k)) + m_span.before; };
+    if (m_count == 2)
+        one::solveRow(means, m_eps, coefficients(0), coefficients(1), m_span.count());
+    else
+        three::solveRow(means, m_eps, coefficients(0), coefficients(1), coefficients(2), coefficients(3),
+                        m_span.count());
+    for (int k = 0; k < m_count; ++k) {
+        m_span.repeatEnds(coefficients(k));
+        meansAcross(coefficients(k) - m_span.before, out[k]);
+    }
+}
+
+// Sums of up to 129 coefficients lose less in float than the rounding of a mean.
+void FittedRows::meansAcross(const float* coefficients, float* out) noexcept {
+    const int side = m_across.side(), covered = m_columns + side - 1;
+    float *const halves = m_halves.row(0), *const otherHalves = m_halves.row(1);
+    if (m_across.r <= kLargestRadiusInFloat)
+        return sumAcross(coefficients, side, halves, otherHalves, out, m_columns, MeanInFloat(side));
+    double* const wide = m_wide.row(0);
+    std::copy_n(coefficients, covered, wide);
+    sumAcross(wide, side, m_wide.row(1), m_wide.row(2), out, m_columns, MeanOfFloats(boxArea(side, 1)));
+}
+
+// ---- Their means down
+
+GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border,
+                     int columns)
+    : m_rows(guide, p, r, eps, border, columns),
+      m_keptRows(std::min(2 * r + 2, m_rows.down().planeLength)),
+      m_kept(static_cast<std::size_t>(m_rows.count()) * static_cast<std::size_t>(m_keptRows),
+             static_cast<std::size_t>(columns)) {
+    for (int k = 0; k < m_rows.count(); ++k) m_sums.emplace_back(columns);
+}
+
+void GuidedFit::span(int first, int end) noexcept {
+    m_rows.span(first, end);
+    for (FloatColumns& sums : m_sums) sums.span(end - first);
+    m_columns = end - first;
 }
 
 void GuidedFit::begin(int y, int top) noexcept {
-    m_moments.countBlocksFrom(top);
-    m_smoothed.countBlocksFrom(top);
-    m_firstNeeded = m_smoothed.firstRowUnder(y);
-    m_next = top + (m_firstNeeded - top) / m_blockRows * m_blockRows;
+    m_top = top;
+    m_next = m_rows.down().inPlane(y);
+    m_rows.begin(m_next, top);
 }
 
-void GuidedFit::moveTo(int y) noexcept {
-    for (; m_next <= m_smoothed.lastRowUnder(y); ++m_next) {
-        m_moments.moveTo(m_next);
-        if (m_next >= m_firstNeeded) fitRow(m_next);
+void GuidedFit::compute(int y, float* const out[]) noexcept {
+    const BoxAxis down = m_rows.down();
+    for (; m_next <= down.inPlane(y + down.side() - 1); ++m_next) {
+        float* rows[4];
+        for (int k = 0; k < m_rows.count(); ++k) rows[k] = kept(k, m_next);
+        m_rows.compute(m_next, rows);
     }
-    m_smoothed.moveTo(y);
+    const bool anew = (y - m_top) % blockRows(down.r) == 0;
+    for (int k = 0; k < m_rows.count(); ++k) {
+        FloatColumns& sums = m_sums[static_cast<std::size_t>(k)];
+        meansDown(
+            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.side(), anew, out[k], m_columns);
+    }
 }
 
-void GuidedFit::fitRow(int y) noexcept {
-    for (int x = 0; x < m_fitSize.width; x += kStretch) {
-        const int n = std::min(kStretch, m_fitSize.width - x);
-        const float* const* means = m_moments.means(x, n);
-        const auto out = [&](int k) { return coefficientRow(k, y) + x; };
-        if (m_count == 2)
-            one::solveRow(means, m_eps, out(0), out(1), n);
-        else
-            three::solveRow(means, m_eps, out(0), out(1), out(2), out(3), n);
-    }
+float* GuidedFit::kept(int k, int y) const noexcept {
+    return m_kept.row(static_cast<std::size_t>(k * m_keptRows + y % m_keptRows));
 }
 
 }  // namespace kestrova::filters

@@ -170,7 +170,7 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
         ReductionScratch<K> reduction;
         CoefficientScratch<K> coefficients;
     };
-    const auto makeScratch = [=](int) {
+    const auto makeScratch = [=] {
         return Scratch{StoredPlane<K>(rows, cols, std::min(kBandRows + 2 * kMargin, rows)), {}, {}};
     };
 
@@ -182,7 +182,8 @@ void finestLevels(const RemappedPlane<References::kCount>& remapped, const cv::M
         lastRow = lastRowOf(lastTwo, remapped.rows, remapped.cols);
     }
 
-    forEachStrip(Strips(rows, costOf(cols, K)), makeScratch, [&](int firstRow, int endRow, Scratch& scratch) noexcept {
+    const Strips strips = Strips::onePerThread(rows, workOf(cols, K));
+    forEachStrip(strips, makeScratch, [&](int firstRow, int endRow, Scratch& scratch) noexcept {
         StoredPlane<K>& band = scratch.band;
         int ready = std::max(firstRow - kMargin, 0);  // the end of the rows in the band
         band.first = ready;
@@ -209,15 +210,15 @@ void coefficients(const cv::Mat& g, const Plane& remapped, const StoredPlane<Ref
                   cv::Mat& out) {
     using Scratch = CoefficientScratch<References::kCount>;
     const cv::Mat lastRow = lastRowOf(coarser, g.rows, g.cols);
-    const auto makeScratch = [](int) { return Scratch(); };
-    forEachStrip(Strips(g.rows, costOf(g.cols, 4)), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
+    const auto makeScratch = [] { return Scratch(); };
+    forEachStrip(Strips(g.rows, workOf(g.cols, 4)), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
         coefficientRows<References>(g, remapped, coarser, lastRow, out, first, end, scratch);
     });
 }
 
 template <class References, class Plane>
 void coarsestCoefficients(const cv::Mat& g, const Plane& remapped, cv::Mat& out) {
-    parallelRows(g.rows, g.cols, [&](int y) noexcept {
+    parallelRows(g.rows, workOf(g.cols, 4), [&](int y) noexcept {
         Pairs pairs;
         for (int x = 0; x < g.cols; x += kCols) {
             const int n = std::min(kCols, g.cols - x);
@@ -235,9 +236,7 @@ void addEnlarged(const cv::Mat& coarserResult, cv::Mat& inOut) {
     };
     const int cols = inOut.cols;
     const PyramidRows enlarged(coarserResult, inOut.size());
-    const auto makeScratch = [&](int) {
-        return Scratch{enlarged, std::vector<ushort>(static_cast<std::size_t>(cols))};
-    };
+    const auto makeScratch = [&] { return Scratch{enlarged, std::vector<ushort>(static_cast<std::size_t>(cols))}; };
     forEachStrip(Strips(inOut.rows, cols), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
         for (int y = first; y < end; ++y) {
             scratch.enlarged.compute(y, scratch.row.data());

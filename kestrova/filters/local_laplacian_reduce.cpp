@@ -156,8 +156,8 @@ void reduceRows(const StoredPlane<K>& plane, const StoredPlane<K>& coarser, int 
 
 template <int K>
 void reduce(const StoredPlane<K>& plane, const StoredPlane<K>& coarser) {
-    const auto makeScratch = [](int) { return ReductionScratch<K>(); };
-    forEachStrip(Strips(coarser.rows, costOf(coarser.cols, K)), makeScratch,
+    const auto makeScratch = [] { return ReductionScratch<K>(); };
+    forEachStrip(Strips(coarser.rows, workOf(coarser.cols, K)), makeScratch,
                  [&](int first, int end, ReductionScratch<K>& scratch) noexcept {
                      reduceTiles<K>(plane, coarser, first, end, scratch);
                  });

@@ -34,9 +34,6 @@ constexpr int kLaplacianZero = 32767;
 template <int K>
 constexpr int kPaddedChannels = (K + 7) / 8 * 8;
 
-/// The work of a row, to share it out by.
-inline int costOf(int cols, int channels) { return cols > INT_MAX / channels ? INT_MAX : cols * channels; }
-
 /// A row of a stored plane: the address of a pixel's channels.
 template <int K>
 struct StoredRow {

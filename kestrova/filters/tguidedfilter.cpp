@@ -1,18 +1,16 @@
 #include "kestrova/filters/tguidedfilter.h"
 
-#include <algorithm>
 #include <initializer_list>
 
 #include "kestrova/filters/guided_fit.h"
+#include "kestrova/filters/guided_model.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
-#include "kestrova/frame/parallel.h"
 #include "kestrova/frame/step.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;
-using namespace kestrova::rows;
 
 namespace {
 
@@ -37,19 +35,7 @@ std::vector<cv::Mat> fittedModel(const std::vector<cv::Mat>& guide, const cv::Ma
     std::vector<cv::Mat> model;
     for (const cv::Mat* plane : before) model.push_back(outputLike(*plane, p.size(), CV_32FC1));
 
-    const auto makeFit = [&](int) { return GuidedFit(guide, p, r, eps, BoxBorder::kReplicated); };
-    const auto copyMeans = [&](int first, int end, GuidedFit& fit) noexcept {
-        fit.begin(first, 0);
-        for (int y = first; y < end; ++y) {
-            fit.moveTo(y);
-            for (int x = 0; x < p.cols; x += GuidedFit::kStretch) {
-                const int n = std::min(GuidedFit::kStretch, p.cols - x);
-                const float* const* means = fit.means(x, n);
-                for (std::size_t k = 0; k < model.size(); ++k) std::copy_n(means[k], n, model[k].ptr<float>(y, x));
-            }
-        }
-    };
-    forEachStrip(Strips(p.rows, p.cols, GuidedFit::blockRows(r)), makeFit, copyMeans);
+    fitModel(guide, p, r, eps, model);
     return model;
 }
 

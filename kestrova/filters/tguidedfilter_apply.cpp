@@ -117,7 +117,7 @@ private:
 template <class Pixel, std::size_t kGuides>
 void applyBlocks(const std::array<cv::Mat, kGuides>& guide, const std::array<cv::Mat, kGuides + 1>& model, cv::Mat& q) {
     using Coefficients = SpreadRows<kGuides + 1>;
-    const auto makeCoefficients = [&](int) { return Coefficients(model, q.size()); };
+    const auto makeCoefficients = [&] { return Coefficients(model, q.size()); };
     const auto applyRows = [&](int first, int end, Coefficients& coefficients) noexcept {
         std::array<const Pixel*, kGuides> pixels;
         for (int y = first; y < end; ++y) {

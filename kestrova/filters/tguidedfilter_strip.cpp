@@ -44,25 +44,35 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
     const int blocksPerStrip = blocksOf(stripRows);
     const int blocks = q.rows / stripRows * blocksPerStrip + blocksOf(q.rows % stripRows);
 
-    const auto makeFit = [&](int) { return GuidedFit({I}, p, r, eps, BoxBorder::kInside); };
-    const auto filterBlocks = [&](int firstBlock, int endBlock, GuidedFit& fit) noexcept {
-        for (int block = firstBlock; block < endBlock; ++block) {
-            const int top = block / blocksPerStrip * stripRows, inStrip = block % blocksPerStrip * blockRows;
-            const int first = top + inStrip;
-            const int end = first + std::min({blockRows, stripRows - inStrip, q.rows - first});
-            if (block == firstBlock || first == top) fit.begin(first, top);
-            for (int y = first; y < end; ++y) {
-                fit.moveTo(y);
-                for (int x = 0; x < q.cols; x += GuidedFit::kStretch) {
-                    const int n = std::min(GuidedFit::kStretch, q.cols - x);
-                    const float* const* means = fit.means(x, n);
+    struct Work {
+        GuidedFit fit;
+        Scratch<float> means;
+    };
+    const int panelCols = GuidedFit::panelColumns(q.cols, r);
+    const auto makeWork = [&] {
+        return Work{GuidedFit({I}, p, r, eps, BoxBorder::kInside, panelCols),
+                    Scratch<float>(2, static_cast<std::size_t>(panelCols))};
+    };
+    const auto filterBlocks = [&](int firstBlock, int endBlock, Work& work) noexcept {
+        float* const means[] = {work.means.row(0), work.means.row(1)};
+        for (int x = 0; x < q.cols; x += panelCols) {
+            const int n = std::min(panelCols, q.cols - x);
+            work.fit.span(x, x + n);
+            for (int block = firstBlock; block < endBlock; ++block) {
+                const int top = block / blocksPerStrip * stripRows, inStrip = block % blocksPerStrip * blockRows;
+                const int first = top + inStrip;
+                const int end = first + std::min({blockRows, stripRows - inStrip, q.rows - first});
+                if (block == firstBlock || first == top) work.fit.begin(first, top);
+                for (int y = first; y < end; ++y) {
+                    work.fit.compute(y, means);
                     applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
                 }
             }
         }
     };
     const long long perBlock = static_cast<long long>(q.cols) * std::min(blockRows, stripRows);
-    forEachStrip(Strips(blocks, static_cast<int>(std::min<long long>(perBlock, INT_MAX))), makeFit, filterBlocks);
+    const int work = workOf(static_cast<int>(std::min<long long>(perBlock, INT_MAX)), 8);
+    forEachStrip(Strips::onePerThread(blocks, work), makeWork, filterBlocks);
 }
 
 /// Copies the outermost `margin` pixels of every side.

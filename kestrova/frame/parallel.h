@@ -3,37 +3,91 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <atomic>
+#include <climits>
 #include <cstddef>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-// The one place that opens parallel regions: strips of rows, or tasks of unequal cost, handed to the host's OpenMP
+// The one place that opens parallel regions: strips of rows, or tasks of unequal cost, shared out to the host's OpenMP
 // team. Work too small to pay for waking a team, and work inside a parallel region of the host, runs on the calling
 // thread. No throw may leave a parallel region: the work is `noexcept`, and scratch is made before the region begins.
 //
-// Where the system refuses a thread to the OpenMP runtime, libgomp prints a message and ends the process: no library
-// can catch that. A team therefore never has more threads than strips or tasks, nor than `omp_get_max_threads()`, and
-// teams are kept by the runtime: a host that wants the threads made at a moment of its choice makes one parallel call
-// then, and one that knows of a limit below the number of processors calls `omp_set_num_threads`. Internal.
+// A host keeps cores busy with work of its own, and a region ends when its last thread has come. So there are few of
+// them, one a pass over a plane; they are cut into more strips than there are threads; and a thread takes the next
+// strip when it has done one: one that comes late, or is interrupted, leaves the others little to wait for. What is
+// computed never depends on which thread takes what.
+//
+// Every region asks for the whole team, `omp_get_max_threads()`, and leaves threads idle where there is less to do:
+// libgomp ends the surplus threads of a smaller team and makes new ones for the next. Where the system refuses it a
+// thread, libgomp prints a message and ends the process: no library can catch that. A host that wants the threads made
+// at a moment of its choice makes one parallel call then, and one that knows of a limit below the number of processors
+// calls `omp_set_num_threads`. Internal.
 
 namespace kestrova::frame {
 
-/// Below this many elements one thread is faster than waking a team (some 5 to 10 microseconds).
-constexpr std::size_t kForkElements = 1 << 15;
+/// Work is counted in elements of a simple kernel, each some half of a nanosecond. Below this many, 30 microseconds,
+/// one thread does it: waking a team takes up to 10 microseconds, and up to a time slice where other threads are busy.
+constexpr int kForkElements = 1 << 16;
 
-/// Contiguous strips of `rows` rows, one a thread. Strips begin at multiples of `blockRows`.
-class Strips {
+/// No strip is cut smaller than some 8 microseconds.
+constexpr int kStripElements = 1 << 14;
+
+/// The work of a row of `cols` pixels that take as long as `cost` elements each.
+inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
+
+/// How many threads a region would have, or 1 inside a region.
+inline int teamSize() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
+
+/// Calls `member(i)` on threads of the team, for different i from 0 to `members` - 1. The runtime may provide fewer
+/// threads than asked for: whichever members there are must get everything done.
+template <class Member>
+void withTeam(int members, const Member& member) {
+    static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
+    if (members <= 1) return member(0);
+#pragma omp parallel
+    if (const int self = omp_get_thread_num(); self < members) member(self);
+}
+
+/// The numbers 0 to `count` - 1, shared out to the members of a team. Each begins with a run of neighbours of its own,
+/// which keeps it to its part of a plane, and goes on with what the others have left of theirs.
+class Shares {
 public:
-    /// `cols` is about the work of a row, in elements.
-    Strips(int rows, int cols, int blockRows = 1)
-        : m_rows(rows), m_blockRows(blockRows), m_blocks(rows < 1 ? 0 : (rows - 1) / blockRows + 1) {
-        const std::size_t elements = static_cast<std::size_t>(std::max(rows, 0)) * static_cast<std::size_t>(cols);
-        const bool forks = m_blocks > 1 && elements >= kForkElements && !omp_in_parallel();
-        m_count = forks ? std::min(m_blocks, omp_get_max_threads()) : 1;
+    Shares(int count, int members) : m_count(count), m_runs(std::clamp(members, 1, kMostRuns)) {
+        for (int run = 0; run < m_runs; ++run) m_next[run].store(first(run), std::memory_order_relaxed);
     }
 
+    /// Calls `piece(i)` for numbers that nobody else gets, until there are none.
+    template <class Piece>
+    void take(int member, const Piece& piece) noexcept {
+        for (int k = 0; k < m_runs; ++k) {
+            const int run = (member + k) % m_runs, end = first(run + 1);
+            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end;) piece(i);
+        }
+    }
+
+private:
+    static constexpr int kMostRuns = 64;
+
+    int first(int run) const { return static_cast<int>(static_cast<long long>(m_count) * run / m_runs); }
+
+    int m_count, m_runs;
+    std::atomic<int> m_next[kMostRuns];
+};
+
+/// Contiguous strips of `rows` rows. Strips begin at multiples of `blockRows`.
+class Strips {
+public:
+    /// Several strips a thread. `work` is that of a row, see `workOf`.
+    Strips(int rows, int work, int blockRows = 1) : Strips(rows, work, blockRows, kStripsAThread) {}
+
+    /// One strip a thread: for work that makes a new start at each strip, with rows of its neighbours.
+    static Strips onePerThread(int rows, int work, int blockRows = 1) { return {rows, work, blockRows, 1}; }
+
     int count() const { return m_count; }
+    /// How many threads work on them at most.
+    int workers() const { return m_workers; }
     int first(int strip) const {
         const long long block = static_cast<long long>(m_blocks) * strip / m_count;
         return static_cast<int>(std::min<long long>(block * m_blockRows, m_rows));
@@ -41,68 +95,86 @@ public:
     int end(int strip) const { return first(strip + 1); }
 
 private:
-    int m_rows, m_blockRows, m_blocks, m_count;
+    static constexpr int kStripsAThread = 4;
+
+    Strips(int rows, int work, int blockRows, int stripsAThread)
+        : m_rows(rows), m_blockRows(blockRows), m_blocks(rows < 1 ? 0 : (rows - 1) / blockRows + 1) {
+        const long long elements = static_cast<long long>(std::max(rows, 0)) * work;
+        const int threads = m_blocks > 1 && elements >= kForkElements ? teamSize() : 1;
+        if (threads == 1) return;
+        const long long most = std::min<long long>(m_blocks, elements / kStripElements);
+        m_count = static_cast<int>(std::min(most, static_cast<long long>(threads) * stripsAThread));
+        m_workers = std::min(m_count, threads);
+    }
+
+    int m_rows, m_blockRows, m_blocks, m_count = 1, m_workers = 1;
 };
+
+/// Calls `work(strip, worker)` for each strip.
+template <class Work>
+void shareStrips(const Strips& strips, const Work& work) {
+    static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
+    Shares shares(strips.count(), strips.workers());
+    withTeam(strips.workers(),
+             [&](int worker) noexcept { shares.take(worker, [&](int strip) noexcept { work(strip, worker); }); });
+}
 
 /// Calls `work(first, end)` for the rows of each strip. The results of `work` must not depend on where a strip begins.
 template <class Work>
 void forEachStrip(const Strips& strips, const Work& work) {
     static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
-    if (strips.count() == 1) return work(strips.first(0), strips.end(0));
-#pragma omp parallel for schedule(static) num_threads(strips.count())
-    for (int s = 0; s < strips.count(); ++s) work(strips.first(s), strips.end(s));
+    shareStrips(strips, [&](int s, int) noexcept { work(strips.first(s), strips.end(s)); });
 }
 
 /// Calls `work(first, end, scratch)` likewise, with an element of `scratch` for each strip: takes no memory.
 template <class Scratch, class Work>
 void forEachStripWith(const Strips& strips, std::vector<Scratch>& scratch, const Work& work) {
     static_assert(noexcept(work(0, 0, scratch[0])), "no throw may cross the boundary of a parallel region");
-    if (strips.count() == 1) return work(strips.first(0), strips.end(0), scratch[0]);
-#pragma omp parallel for schedule(static) num_threads(strips.count())
-    for (int s = 0; s < strips.count(); ++s) work(strips.first(s), strips.end(s), scratch[static_cast<std::size_t>(s)]);
+    shareStrips(strips, [&](int s, int) noexcept {
+        work(strips.first(s), strips.end(s), scratch[static_cast<std::size_t>(s)]);
+    });
 }
 
-/// Calls `work(first, end, scratch)` likewise, `scratch` being what `makeScratch(strip)` has made for the strip, on the
-/// calling thread, before the first call of `work`.
+/// Calls `work(first, end, scratch)` likewise, with scratch that is made on the calling thread, before the first call
+/// of `work`: `makeScratch()` makes that of a thread, which takes strip after strip, in any order; `makeScratch(strip)`
+/// makes that of a strip.
 template <class MakeScratch, class Work>
 void forEachStrip(const Strips& strips, const MakeScratch& makeScratch, const Work& work) {
-    if (strips.count() == 1) {
-        auto scratch = makeScratch(0);
-        static_assert(noexcept(work(0, 0, scratch)), "no throw may cross the boundary of a parallel region");
-        return work(strips.first(0), strips.end(0), scratch);
+    if constexpr (std::is_invocable_v<MakeScratch>) {
+        std::vector<std::decay_t<decltype(makeScratch())>> scratch;
+        scratch.reserve(static_cast<std::size_t>(strips.workers()));
+        for (int w = 0; w < strips.workers(); ++w) scratch.push_back(makeScratch());
+        static_assert(noexcept(work(0, 0, scratch[0])), "no throw may cross the boundary of a parallel region");
+        shareStrips(strips, [&](int s, int worker) noexcept {
+            work(strips.first(s), strips.end(s), scratch[static_cast<std::size_t>(worker)]);
+        });
+    } else {
+        std::vector<std::decay_t<decltype(makeScratch(0))>> scratch;
+        scratch.reserve(static_cast<std::size_t>(strips.count()));
+        for (int s = 0; s < strips.count(); ++s) scratch.push_back(makeScratch(s));
+        forEachStripWith(strips, scratch, work);
     }
-    std::vector<std::decay_t<decltype(makeScratch(0))>> scratch;
-    scratch.reserve(static_cast<std::size_t>(strips.count()));
-    for (int s = 0; s < strips.count(); ++s) scratch.push_back(makeScratch(s));
-    forEachStripWith(strips, scratch, work);
 }
 
-/// Calls `row(r)` for each r in [0, rows), a row costing about `cols` elements of work.
+/// Calls `row(r)` for each r in [0, rows), a row taking as long as `work` elements.
 template <class Row>
-void parallelRows(int rows, int cols, const Row& row) {
+void parallelRows(int rows, int work, const Row& row) {
     static_assert(noexcept(row(0)), "no throw may cross the boundary of a parallel region");
-    forEachStrip(Strips(rows, cols), [&](int first, int end) noexcept {
+    forEachStrip(Strips(rows, work), [&](int first, int end) noexcept {
         for (int r = first; r < end; ++r) row(r);
     });
 }
 
 /// How many workers `parallelTasks` gives to `tasks` tasks; scratch is allocated one a worker.
-inline int workerCount(int tasks) {
-    const int threads = omp_in_parallel() ? 1 : omp_get_max_threads();
-    return threads < tasks ? threads : tasks;
-}
+inline int workerCount(int tasks) { return std::min(teamSize(), tasks); }
 
 /// Calls `task(i, worker)` for each i in [0, tasks), handed out one at a time: for tasks of unequal cost. The results
 /// of a task must not depend on the worker.
 template <class Task>
 void parallelTasks(int workers, int tasks, const Task& task) {
     static_assert(noexcept(task(0, 0)), "no throw may cross the boundary of a parallel region");
-    if (workers <= 1) {
-        for (int i = 0; i < tasks; ++i) task(i, 0);
-        return;
-    }
-#pragma omp parallel for schedule(dynamic, 1) num_threads(workers)
-    for (int i = 0; i < tasks; ++i) task(i, omp_get_thread_num());
+    Shares shares(tasks, 1);
+    withTeam(workers, [&](int worker) noexcept { shares.take(0, [&](int i) noexcept { task(i, worker); }); });
 }
 
 }  // namespace kestrova::frame

@@ -81,10 +81,11 @@ public:
           m_smooth(kFields, before.cols, CV_32FC1),
           m_scratch(gauss_rows::kScratch<Gauss>) {}
 
-    // The weights of row `y`; rows come in ascending order.
+    // The weights of row `y`; cheap if the row before was the last one.
     void weigh(int y, uchar* weight) noexcept {
         const int last = m_before.rows - 1, n = m_before.cols;
-        m_next = std::max(m_next, std::max(y - kRadius, 0));
+        if (y != m_last + 1) m_next = std::max(y - kRadius, 0);
+        m_last = y;
         for (; m_next <= std::min(y + kRadius, last); ++m_next) multiplyRow(m_next);
         for (int f = 0; f < kFields; ++f) {
             const float* window[kWindow];
@@ -110,17 +111,17 @@ private:
     float m_e;
     cv::Mat m_rows, m_smooth;
     std::vector<double> m_scratch;
-    int m_next = 0;
+    int m_last = -1;  // row weighed
+    int m_next = 0;   // row to be multiplied
 };
 
 }  // namespace
 
 KeptGradient::KeptGradient(const cv::Mat& before, const cv::Mat& after, float epsilon) : m_rows(before.rows) {
     const int n = before.cols;
-    const Strips strips(m_rows, n);
-    const auto makeSmoothing = [&](int) { return Smoothing(before, after, epsilon * 65535.0f); };
+    const auto makeSmoothing = [&] { return Smoothing(before, after, epsilon * 65535.0f); };
     cv::Mat rough(m_rows, n + 2 * kRadius, CV_8UC1);
-    forEachStrip(strips, makeSmoothing, [&](int first, int end, Smoothing& smoothing) noexcept {
+    forEachStrip(Strips(m_rows, workOf(n, 16)), makeSmoothing, [&](int first, int end, Smoothing& smoothing) noexcept {
         for (int y = first; y < end; ++y) {
             uchar* const weight = rough.ptr(y) + kRadius;
             smoothing.weigh(y, weight);
@@ -130,8 +131,8 @@ KeptGradient::KeptGradient(const cv::Mat& before, const cv::Mat& after, float ep
 
     m_weight.create(m_rows, n + 2, CV_8UC1);
     using Scratch = std::vector<int>;
-    const auto makeScratch = [](int) { return Scratch(gauss_rows::kScratch<Gauss>); };
-    forEachStrip(strips, makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
+    const auto makeScratch = [] { return Scratch(gauss_rows::kScratch<Gauss>); };
+    forEachStrip(Strips(m_rows, workOf(n, 4)), makeScratch, [&](int first, int end, Scratch& scratch) noexcept {
         for (int y = first; y < end; ++y) {
             const uchar* window[kWindow];
             for (int i = 0; i < kWindow; ++i) window[i] = rough.ptr(std::clamp(y + i - kRadius, 0, m_rows - 1));

@@ -21,6 +21,18 @@ namespace {
 constexpr double kByteScale = 255.4;
 constexpr double kWordScale = 65535.4;
 
+// Hands four channels to a primitive, whose rows go from top to bottom: those of a bottom-up view one at a time, and a
+// single row, whose step may be any.
+template <class From, class To, class Convert>
+void convertDepth(Plane<const From> src, Plane<To> dst, const TSize& size, const Convert& convert) {
+    if (size.height > 1 && src.step > 0 && dst.step > 0) return convert(src, dst, {size.width, size.height});
+    const int elements = 4 * size.width;
+    parallelRows(size.height, elements, [&](int r) noexcept {
+        convert(Plane<const From>{src.row(r), elements * static_cast<int>(sizeof(From))},
+                Plane<To>{dst.row(r), elements * static_cast<int>(sizeof(To))}, {size.width, 1});
+    });
+}
+
 }  // namespace
 
 void TImage::RGB2YUV(float r, float g, float b, unsigned char& y, unsigned char& u, unsigned char& v) {
@@ -54,9 +66,8 @@ void TImage::rgba8uTo16u(const TImage& in, TImage& out) {
     OutputImage output(out, size, "ERROR - TImage::rgba8uTo16u - not enough memory");
     if (!output.largeEnough()) fail("ERROR - TImage::rgba8uTo16u - out is smaller than in");
     const auto dst = output.plane<ushort>();
-    const int bytes = 4 * size.width;
-    parallelRows(size.height, bytes, [=, width = size.width](int r) noexcept {
-        ippiScale_8u16u_C4R(src.row(r), bytes, dst.row(r), 2 * bytes, {width, 1});
+    convertDepth(src, dst, size, [](auto from, auto to, IppiSize region) noexcept {
+        ippiScale_8u16u_C4R(from.elements, from.step, to.elements, to.step, region);
     });
     output.resized();
 }
@@ -70,9 +81,8 @@ void TImage::rgba16uTo8u(const TImage& in, TImage& out) {
     OutputImage output(out, size, "ERROR - TImage::rgba16uTo8u - not enough memory");
     if (!output.largeEnough()) fail("ERROR - TImage::rgba16uTo8u - out is smaller than in");
     const auto dst = output.plane<uchar>();
-    const int bytes = 4 * size.width;
-    parallelRows(size.height, bytes, [=, width = size.width](int r) noexcept {
-        ippiScale_16u8u_C4R(src.row(r), 2 * bytes, dst.row(r), bytes, {width, 1}, ippAlgHintFast);
+    convertDepth(src, dst, size, [](auto from, auto to, IppiSize region) noexcept {
+        ippiScale_16u8u_C4R(from.elements, from.step, to.elements, to.step, region, ippAlgHintFast);
     });
     output.resized();
 }

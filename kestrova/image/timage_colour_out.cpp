@@ -174,19 +174,19 @@ void checkKinds(const TImage& y, const TImage& c, const TImage& m) {
         fail("ERROR - TImage::YCMToRgba16u - y.type()!=IM_Y16U || c.type()!=IM_C8U || m.type()!=IM_M8U");
 }
 
-// The half planes of one strip on their way to full size.
+// The half planes of one thread on their way to full size.
 struct Windows {
     std::unique_ptr<float[]> scratch;
     Window c0, c1, mask;
 };
 
-std::vector<Windows> windowsFor(const Strips& strips, const TImage& c, const TImage& m) {
+std::vector<Windows> windowsFor(int workers, const TImage& c, const TImage& m) {
     const TSize half = c.size();
     const Plane<const uchar> c0 = planeOf<uchar>(c, 0), c1 = planeOf<uchar>(c, 1), mask = planeOf<uchar>(m);
     const std::size_t floats = Window::scratchFloats(half);
     std::vector<Windows> windows;
-    windows.reserve(static_cast<std::size_t>(strips.count()));
-    for (int s = 0; s < strips.count(); ++s) {
+    windows.reserve(static_cast<std::size_t>(workers));
+    for (int w = 0; w < workers; ++w) {
         std::unique_ptr<float[]> scratch(new float[3 * floats]);
         float* const first = scratch.get();
         windows.push_back({std::move(scratch), Window(c0, half, first), Window(c1, half, first + floats),
@@ -201,12 +201,13 @@ template <class Format>
 void fromYCM(const TImage& y, const TImage& c, const TImage& m, TImage& out, const char* noMemory) try {
     const TSize size = y.size();
     const auto luminance = planeOf<ushort>(y);
-    const Strips strips(size.height, size.width);
-    std::vector<Windows> windows = windowsFor(strips, c, m);
+    const Strips strips(size.height, workOf(size.width, 4));
+    std::vector<Windows> windows = windowsFor(strips.workers(), c, m);
     OutputImage output(out, size, noMemory);
     if (!output.largeEnough()) fail("ERROR - TImage::YCMToRgba8u - out is smaller than imY");
     const auto pixels = output.plane<typename Format::Element>();
-    const auto windowsOf = [&](int strip) { return std::move(windows[static_cast<std::size_t>(strip)]); };
+    std::size_t worker = 0;
+    const auto windowsOf = [&] { return std::move(windows[worker++]); };
     forEachStrip(strips, windowsOf, [&](int first, int end, Windows& at) noexcept {
         for (int r = first; r < end; ++r)
             colourRow<Format>(luminance.row(r), at.c0.at(r), at.c1.at(r), at.mask.at(r), pixels.row(r), size.width);

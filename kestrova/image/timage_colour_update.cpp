@@ -89,7 +89,7 @@ void TImage::updateCfromYChange(const TImage& yOld, const TImage& cOld, const TI
     const float k255 = k * 255.0f;
     using Halves = std::vector<uchar>;  // of a row of `yOld`, then of `yNew`
     const std::size_t width = static_cast<std::size_t>(half.width);
-    const auto makeHalves = [=](int) { return Halves(2 * width); };
+    const auto makeHalves = [=] { return Halves(2 * width); };
     const auto updateRows = [&](int first, int end, Halves& halves) noexcept {
         uchar* const a = halves.data();
         uchar* const e = a + width;
@@ -100,5 +100,5 @@ void TImage::updateCfromYChange(const TImage& yOld, const TImage& cOld, const TI
         }
     };
     orFailWithoutMemory("ERROR - TImage::updateCfromYChange - not enough memory",
-                        [&] { forEachStrip(Strips(half.height, half.width), makeHalves, updateRows); });
+                        [&] { forEachStrip(Strips(half.height, workOf(half.width, 8)), makeHalves, updateRows); });
 }

@@ -51,7 +51,7 @@ void checkLuminance(const cv::Mat& plane, const char* text) {
 }
 
 // For each row `y` of `half` enlarged to `full`: `target(y, scratch)` is where it goes, and `work(y, row, scratch)`
-// works on it there. A strip's scratch is a `Scratch` made of the number of columns.
+// works on it there. A thread's scratch is a `Scratch` made of the number of columns.
 template <class Scratch, class Target, class Work>
 void enlarge(const cv::Mat& half, cv::Size full, const Target& target, const Work& work) {
     struct Own {
@@ -59,8 +59,8 @@ void enlarge(const cv::Mat& half, cv::Size full, const Target& target, const Wor
         Scratch scratch;
     };
     const PyramidRows rows(half, full);
-    const auto makeOwn = [&](int) { return Own{rows, Scratch(full.width)}; };
-    forEachStrip(Strips(full.height, full.width), makeOwn, [&](int first, int end, Own& own) noexcept {
+    const auto makeOwn = [&] { return Own{rows, Scratch(full.width)}; };
+    forEachStrip(Strips(full.height, workOf(full.width, 2)), makeOwn, [&](int first, int end, Own& own) noexcept {
         for (int y = first; y < end; ++y) {
             ushort* const row = target(y, own.scratch);
             own.rows.compute(y, row);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -29,32 +30,31 @@ namespace {
 // Green from what red and blue leave of luminance.
 inline ushort greenOf(float rest) { return clamp16(nearest(static_cast<double>(rest) * kGreenBack)); }
 
-// Red or blue is the difference's own plane where a conversion runs in place.
-KESTROVA_KERNEL void rgbRow(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
-                            int n) noexcept {
-    KESTROVA_INDEPENDENT
-    for (int x = 0; x < n; ++x) {
-        const int red = clamp16(y[x] + 2 * (dr[x] - kZero16)), blue = clamp16(y[x] + 2 * (db[x] - kZero16));
-        r[x] = static_cast<ushort>(red);
-        b[x] = static_cast<ushort>(blue);
-        const float t = y[x] - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
-        g[x] = greenOf(t);
-    }
-}
+// Planes of R, G, B in 16 bits. Red or blue is the difference's own plane where a conversion runs in place.
+struct Planes16 {
+    ushort *r, *g, *b;
 
-KESTROVA_KERNEL void rgbRow15(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b,
-                              int n) noexcept {
-    KESTROVA_INDEPENDENT
-    for (int x = 0; x < n; ++x) {
-        const int luminance = y[x] >> 1;
-        const int red = clamp16(dr[x] - kZero16 + luminance), blue = clamp16(db[x] - kZero16 + luminance);
+    void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
+        const int red = clamp16(y + 2 * (dr - kZero16)), blue = clamp16(y + 2 * (db - kZero16));
         r[x] = static_cast<ushort>(red);
         b[x] = static_cast<ushort>(blue);
-        const float t =
-            static_cast<float>(luminance) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue;
-        g[x] = greenOf(t);
+        g[x] = greenOf(static_cast<float>(y) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue);
     }
-}
+};
+
+// The same in 15 bits.
+struct Planes15 {
+    ushort *r, *g, *b;
+
+    void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
+        const int luminance = y >> 1;
+        const int red = clamp16(dr - kZero16 + luminance), blue = clamp16(db - kZero16 + luminance);
+        r[x] = static_cast<ushort>(red);
+        b[x] = static_cast<ushort>(blue);
+        g[x] =
+            greenOf(static_cast<float>(luminance) - static_cast<float>(red) * kRed - static_cast<float>(blue) * kBlue);
+    }
+};
 
 KESTROVA_KERNEL void rgbRow8(const ushort* y, const ushort* dr, const ushort* db, uchar* r, uchar* g, uchar* b,
                              int n) noexcept {
@@ -78,23 +78,46 @@ inline std::uint32_t roundedByte(float v) {
     return static_cast<std::uint32_t>(clampInt(bits, kZeroBits, kZeroBits + 255));
 }
 
-KESTROVA_KERNEL void packedRow(const ushort* y, const ushort* dr, const ushort* db, uchar* __restrict bgra,
-                               int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const float luminance = y[x];
-        const float red = static_cast<float>(y[x] + 2 * (dr[x] - kZero16));
-        const float blue = static_cast<float>(y[x] + 2 * (db[x] - kZero16));
+// Bytes of B, G, R, A.
+struct PackedBytes {
+    uchar* bgra;
+
+    void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
+        const float luminance = static_cast<float>(y);
+        const float red = static_cast<float>(y + 2 * (dr - kZero16));
+        const float blue = static_cast<float>(y + 2 * (db - kZero16));
         float t = luminance - red * kRed;
         t = t - blue * kBlue;
         t = t * kGreenBackFloat;
         const std::uint32_t pixel = 0xff000000u | roundedByte(red) << 16 | roundedByte(t) << 8 | roundedByte(blue);
         std::memcpy(bgra + 4 * x, &pixel, sizeof pixel);
     }
+};
+
+template <class Out>
+KESTROVA_KERNEL void convertRow(const ushort* y, const ushort* dr, const ushort* db, Out out, int n) noexcept {
+    KESTROVA_INDEPENDENT
+    for (std::ptrdiff_t x = 0; x < n; ++x) out.put(x, y[x], dr[x], db[x]);
+}
+
+template <class Out>
+KESTROVA_KERNEL void convertHalves(const ushort* y, ChromaRows::Halves dr, ChromaRows::Halves db, Out out,
+                                   int pairs) noexcept {
+    KESTROVA_INDEPENDENT
+    for (std::ptrdiff_t j = 0; j < pairs; ++j) {
+        out.put(2 * j, y[2 * j], dr.even[j], db.even[j]);
+        out.put(2 * j + 1, y[2 * j + 1], dr.odd[j], db.odd[j]);
+    }
 }
 
 // Every other pixel of a row, the reduction of luminance by 2; a column that an odd width adds repeats the one before.
 KESTROVA_KERNEL void everyOther(const ushort* y, ushort* __restrict half, int n) noexcept {
     for (int j = 0; j < n; ++j) half[j] = y[2 * j];
+}
+
+template <class Out>
+void planesRow(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b, int n) noexcept {
+    convertRow(y, dr, db, Out{r, g, b}, n);
 }
 
 // Plane to plane at the size of Y.
@@ -117,35 +140,52 @@ void convertPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::M
     });
 }
 
-// Chroma rows on their way to full size, for one strip.
-struct EnlargedChroma {
-    ChromaRows rows;
-    std::vector<ushort> dr, db;
-
+// Chroma rows on their way to full size, for one thread.
+class EnlargedChroma {
+public:
     EnlargedChroma(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db)
-        : rows(Y, {Dr, Db}), dr(static_cast<std::size_t>(Y.cols)), db(dr) {}
+        : m_rows(Y, {Dr, Db}), m_Y(Y), m_dr(static_cast<std::size_t>(Y.cols)), m_db(m_dr) {}
 
-    void compute(int r) noexcept {
-        ushort* const out[] = {dr.data(), db.data()};
-        rows.compute(r, out);
+    // The first `width` pixels of row `r`.
+    template <class Out>
+    void convert(int r, int width, const Out& out) noexcept {
+        const ushort* const y = m_Y.ptr<ushort>(r);
+        if (!ChromaRows::hasHalves(m_Y)) {
+            ushort* const rows[] = {m_dr.data(), m_db.data()};
+            m_rows.compute(r, rows);
+            return convertRow(y, m_dr.data(), m_db.data(), out, width);
+        }
+        ChromaRows::Halves halves[2];
+        m_rows.computeHalves(r, halves);
+        const auto [dr, db] = halves;
+        const int pairs = width / 2, last = width - 1;
+        convertHalves(y, dr, db, out, pairs);
+        if (width % 2 == 1) out.put(last, y[last], dr.even[pairs], db.even[pairs]);
+        // The side columns take the chroma of their inner neighbours.
+        out.put(0, y[0], dr.odd[0], db.odd[0]);
+        if (width < m_Y.cols || width == 1) return;
+        const bool odd = width % 2 == 1 || width == 2;  // in two columns the first one has taken that of the other
+        out.put(last, y[last], (odd ? dr.odd : dr.even)[pairs - 1], (odd ? db.odd : db.even)[pairs - 1]);
     }
+
+private:
+    ChromaRows m_rows;
+    cv::Mat m_Y;
+    std::vector<ushort> m_dr, m_db;
 };
 
-// Calls `row(r, dr, db)` with the enlarged chroma of each of the first `rows` rows of Y.
-template <class Row>
-void forEnlargedRows(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int rows, const Row& row) {
+// Converts the first `rows` by `width` pixels of Y with its chroma enlarged; `outAt(r)` takes those of row r.
+template <class OutAt>
+void convertEnlarged(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, int rows, int width, const OutAt& outAt) {
     ChromaRows::check(Y, {Dr, Db});
-    const auto makeChroma = [&](int) { return EnlargedChroma(Y, Dr, Db); };
-    forEachStrip(Strips(rows, Y.cols), makeChroma, [&](int first, int end, EnlargedChroma& chroma) noexcept {
-        for (int r = first; r < end; ++r) {
-            chroma.compute(r);
-            row(r, chroma.dr.data(), chroma.db.data());
-        }
+    const auto makeChroma = [&] { return EnlargedChroma(Y, Dr, Db); };
+    forEachStrip(Strips(rows, workOf(Y.cols, 4)), makeChroma, [&](int first, int end, EnlargedChroma& chroma) noexcept {
+        for (int r = first; r < end; ++r) chroma.convert(r, width, outAt(r));
     });
 }
 
-template <class Row>
-void convertEnlarged(const TPImage& image, unsigned short* const planes[3], int step, const Row& row) {
+template <class Out>
+void convertToPlanes(const TPImage& image, unsigned short* const planes[3], int step) {
     checkPlanes(image.m_Y, image.m_Dr, image.m_Db);
     if (image.m_Y.empty()) return;
     if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertTopRGB - plane==NULL");
@@ -153,24 +193,23 @@ void convertEnlarged(const TPImage& image, unsigned short* const planes[3], int 
         fail("ERROR - TPImage::convertTopRGB - plane%2");
     if (image.height() > 1 && (step < 2LL * image.width() || step % 2 != 0))
         fail("ERROR - TPImage::convertTopRGB - step<width*2 || step%2");
-    const auto out = [=](int p, int r) { return planes[p] + static_cast<std::ptrdiff_t>(r) * (step / 2); };
     orFailWithoutMemory("ERROR - TPImage::convertTopRGB - not enough memory", [&] {
-        forEnlargedRows(image.m_Y, image.m_Dr, image.m_Db, image.height(),
-                        [&](int r, const ushort* dr, const ushort* db) noexcept {
-                            row(image.m_Y.ptr<ushort>(r), dr, db, out(0, r), out(1, r), out(2, r), image.width());
-                        });
+        convertEnlarged(image.m_Y, image.m_Dr, image.m_Db, image.height(), image.width(), [=](int r) noexcept {
+            const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(r) * (step / 2);
+            return Out{planes[0] + at, planes[1] + at, planes[2] + at};
+        });
     });
 }
 
 }  // namespace
 
 void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B) {
-    convertPlanes<ushort>(Y, Dr, Db, R, G, B, rgbRow);
+    convertPlanes<ushort>(Y, Dr, Db, R, G, B, planesRow<Planes16>);
 }
 
 void TPImage::YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
                            cv::Mat& B) const {
-    convertPlanes<ushort>(Y, Dr, Db, R, G, B, rgbRow15);
+    convertPlanes<ushort>(Y, Dr, Db, R, G, B, planesRow<Planes15>);
 }
 
 void TPImage::YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
@@ -192,18 +231,17 @@ void TPImage::YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& 
     if (!rowsApart(height, step, 4LL * width)) fail("ERROR TPImage::YDrDbToQImage - step<width*4");
     if (smaller(Y, width, height)) fail("ERROR TPImage::YDrDbToQImage - Y is smaller than width by height");
     orFailWithoutMemory("ERROR - TPImage::YDRDBToQImage - not enough memory", [&] {
-        forEnlargedRows(Y, Dr, Db, height, [&](int r, const ushort* dr, const ushort* db) noexcept {
-            packedRow(Y.ptr<ushort>(r), dr, db, dst + static_cast<std::ptrdiff_t>(r) * step, width);
-        });
+        convertEnlarged(Y, Dr, Db, height, width,
+                        [=](int r) noexcept { return PackedBytes{dst + static_cast<std::ptrdiff_t>(r) * step}; });
     });
 }
 
 void TPImage::convertTopRGB(unsigned short* const planes[3], int step) const {
-    convertEnlarged(*this, planes, step, rgbRow);
+    convertToPlanes<Planes16>(*this, planes, step);
 }
 
 void TPImage::convertTopRGB15U(unsigned short* const planes[3], int step) const {
-    convertEnlarged(*this, planes, step, rgbRow15);
+    convertToPlanes<Planes15>(*this, planes, step);
 }
 
 void TPImage::convertToHalfpRGB(unsigned char* const planes[3], int step) const {
@@ -218,7 +256,7 @@ void TPImage::convertToHalfpRGB(unsigned char* const planes[3], int step) const 
 
     const int columns = hWidth(), regular = std::max(width() / 2, 1);
     using Luminance = std::vector<ushort>;
-    const auto makeLuminance = [=](int) { return Luminance(static_cast<std::size_t>(columns)); };
+    const auto makeLuminance = [=] { return Luminance(static_cast<std::size_t>(columns)); };
     const auto convertRows = [&](int first, int end, Luminance& luminance) noexcept {
         ushort* const y = luminance.data();
         for (int k = first; k < end; ++k) {

@@ -217,36 +217,6 @@ bool TDrawMask::proc() {
     return true;
 }
 
-void TDrawMask::replay() {
-    const int n = static_cast<int>(m_cmdStack.size());
-    for (int i = n - 1; i > m_cmdIdx; --i) {
-        if (m_cmdStack[i]->m_type == TMaskCmd::DrawSetValue) {
-            m_cmdIdx = i - 1;
-            break;
-        }
-    }
-    if (m_cmdIdx < 0) fillMask(255);
-    while (m_cmdIdx < n - 1) {
-        const TMaskCmd& cmd = *m_cmdStack[m_cmdIdx + 1];
-        switch (cmd.m_type) {
-            case TMaskCmd::DrawSetValue: fillMask(cmd.m_param_p->m_value); break;
-            case TMaskCmd::DrawInvert:
-                invertMask();
-                m_dirty = true;
-                break;
-            case TMaskCmd::DrawStrokeStart: m_firstDot = true; break;
-            case TMaskCmd::DrawStrokeDot:
-                drawStrokeDot(m_firstDot, cmd.m_param_p);
-                m_firstDot = false;
-                m_dirty = true;
-                break;
-            case TMaskCmd::DrawStrokeEnd: break;
-        }
-        ++m_cmdIdx;
-    }
-    m_rebuildPending = false;
-}
-
 cv::Mat TDrawMask::getMaskRoi(const cv::Rect& r, int step) {
     if (m_mask.empty()) return cv::Mat();
     cv::Mat roi;

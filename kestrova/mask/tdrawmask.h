@@ -209,6 +209,8 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
+    struct DotWeights;
+    struct Shown;
     KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param, const char* noMemory);
     KESTROVA_HIDDEN void popCommand();
     KESTROVA_HIDDEN void replay();
@@ -217,8 +219,13 @@ private:
     KESTROVA_HIDDEN bool bFitsMask(const cv::Mat& plane) const;
     KESTROVA_HIDDEN void beginStroke();
     KESTROVA_HIDDEN void touch(const cv::Rect& part);
-    template <class Weights>
-    KESTROVA_HIDDEN void coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights);
+    KESTROVA_HIDDEN void coverStrokeDot(bool first, const TMaskParam& param, DotWeights& kept);
+    KESTROVA_HIDDEN void renderPart(uchar value, float opacity, const cv::Rect& part);
+    KESTROVA_HIDDEN void replayDot(bool first, const TMaskParam& param, Shown& last, DotWeights& kept);
+    KESTROVA_HIDDEN void show(Shown& dot);
+    KESTROVA_HIDDEN void showBut(const cv::Rect& hidden, Shown& dot);
+    template <class CoverRows>
+    KESTROVA_HIDDEN void coverDot(const cv::Point& p, int radius, float tolerance, const CoverRows& coverRows);
 
     std::vector<std::shared_ptr<Command>> m_commands;  ///< owns what `m_cmdStack` points to, shared between copies
     std::shared_ptr<float> m_profile;                  ///< owns `m_profile_p`

@@ -14,8 +14,10 @@
 #include "kestrova/frame/saturate.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/mask/tdrawmask.h"
+#include "kestrova/mask/tdrawmask_replay.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::mask;
 
 namespace {
 
@@ -65,15 +67,6 @@ KESTROVA_KERNEL void smoothStepRow(float outer, float inner, int firstDx, float 
 
 KESTROVA_KERNEL void discRow(float radius, int firstDx, float dy, int n, float* weights) noexcept {
     for (int i = 0; i < n; ++i) weights[i] = distance(static_cast<float>(firstDx + i), dy) <= radius ? 1.0f : 0.0f;
-}
-
-// The part that lies in the mask of the square around `p` that reaches from `before` pixels before it to `after`
-// pixels after it.
-cv::Rect partInMask(cv::Size mask, const cv::Point& p, long long before, long long after) {
-    const long long x0 = std::max(p.x - before, 0LL), x1 = std::min(p.x + after, mask.width - 1LL);
-    const long long y0 = std::max(p.y - before, 0LL), y1 = std::min(p.y + after, mask.height - 1LL);
-    if (x0 > x1 || y0 > y1) return {};
-    return {static_cast<int>(x0), static_cast<int>(y0), static_cast<int>(x1 - x0 + 1), static_cast<int>(y1 - y0 + 1)};
 }
 
 // The weights of a dot in the rows `dy` above and below its centre: `reach` is how many columns to each side of the
@@ -161,18 +154,90 @@ KESTROVA_KERNEL void renderRow(const uchar* stroke, const uchar* start, float va
     }
 }
 
+// Covers pixels by their weights.
+struct Cover {
+    cv::Mat stroke, y, dr, db;
+    bool bTolerant;
+    Colour colour;
+
+    void operator()(int row, int x, const float* weights, int n) const noexcept {
+        uchar* covered = const_cast<uchar*>(stroke.ptr<uchar>(row)) + x;
+        if (bTolerant)
+            coverRowWithin(colour, weights, y.ptr<uchar>(row) + x, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x,
+                           covered, n);
+        else
+            coverRow(weights, covered, n);
+    }
+};
+
+// The rows of `part` from the one nearest to the centre outwards, with the weights worked out once for those at equal
+// distance above and below. Weights run outwards, to both sides alike, from the column of the part that is nearest to
+// the centre.
+template <class Weights>
+void coverOutwards(const cv::Point& p, const cv::Rect& part, const Cover& cover, const Weights& weights) {
+    const int left = part.x, right = part.br().x - 1;
+    const int nearestX = clampInt(p.x, left, right), firstDx = std::abs(p.x - nearestX);
+    const int side = std::max(nearestX - left, right - nearestX);
+    const int top = part.y, bottom = part.br().y - 1;
+    const int nearestY = clampInt(p.y, top, bottom), firstDy = std::abs(p.y - nearestY);
+    const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, 2 * part.width);
+    const auto rowOfWeights = [side](int) { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
+    forEachStrip(distances, rowOfWeights, [&](int first, int end, std::vector<float>& row) noexcept {
+        float* const middle = row.data() + side;
+        for (int i = first; i < end; ++i) {
+            const int n = std::min(weights.reach(firstDy + i) - firstDx, side) + 1;
+            if (n < 1) continue;
+            const int toLeft = std::min(n - 1, nearestX - left), toRight = std::min(n - 1, right - nearestX);
+            weights.outwards(firstDx, firstDy + i, n, middle);
+            for (int dx = 1; dx <= toLeft; ++dx) middle[-dx] = middle[dx];
+            const auto coverAt = [&](int y) noexcept {
+                cover(y, nearestX - toLeft, middle - toLeft, toLeft + 1 + toRight);
+            };
+            if (i <= bottom - nearestY) coverAt(nearestY + i);
+            if (i > 0 && i <= nearestY - top) coverAt(nearestY - i);
+        }
+    });
+}
+
 }  // namespace
 
-void TDrawMask::drawStrokeDot(bool first, TMaskParam* param) {
-    if (first || !bFitsMask(m_stroke) || !bFitsMask(m_maskAtStart)) beginStroke();
-    const cv::Point centre(param->m_x, param->m_y);
-    if (param->m_tolerance >= 0.05f || param->m_outerR != param->m_innerR) {
-        updateLUT(param->m_outerR, param->m_innerR);
-        drawMaskDotLUT(centre, param->m_outerR, param->m_innerR, param->m_tolerance);
-    } else {
-        drawDumbDot(centre, param->m_outerR);
+void TDrawMask::DotWeights::set(int r, const float* profile, int profileEnd) {
+    const ProfileWeights ofProfile{profile, profileEnd};
+    m_rows.resize(static_cast<std::size_t>(r + 1) * static_cast<std::size_t>(2 * r + 1));
+    m_reach.resize(static_cast<std::size_t>(r + 1));
+    m_radius = r;
+    for (int dy = 0; dy <= r; ++dy) {
+        const int reach = std::min(ofProfile.reach(dy), r);
+        m_reach[static_cast<std::size_t>(dy)] = reach;
+        if (reach < 0) continue;
+        float* const middle = m_rows.data() + static_cast<std::ptrdiff_t>(dy) * (2 * r + 1) + r;
+        ofProfile.outwards(0, dy, reach + 1, middle);
+        for (int dx = 1; dx <= reach; ++dx) middle[-dx] = middle[dx];
     }
-    renderStroke(param->m_value, param->m_opacity, centre, param->m_outerR);
+}
+
+void TDrawMask::drawStrokeDot(bool first, TMaskParam* param) {
+    DotWeights none;
+    coverStrokeDot(first, *param, none);
+    renderStroke(param->m_value, param->m_opacity, {param->m_x, param->m_y}, param->m_outerR);
+}
+
+void TDrawMask::coverStrokeDot(bool first, const TMaskParam& param, DotWeights& kept) {
+    if (first || !bFitsMask(m_stroke) || !bFitsMask(m_maskAtStart)) beginStroke();
+    const cv::Point centre(param.m_x, param.m_y);
+    const int radius = param.m_outerR;
+    if (param.m_tolerance < 0.05f && radius == param.m_innerR) return drawDumbDot(centre, radius);
+    if (radius != m_outerR || param.m_innerR != m_innerR) kept.clear();
+    updateLUT(radius, param.m_innerR);
+    if (!DotWeights::keeps(radius)) return drawMaskDotLUT(centre, radius, param.m_innerR, param.m_tolerance);
+    if (kept.radius() != radius) kept.set(radius, m_profile_p, m_profileEnd);
+    coverDot(centre, radius, param.m_tolerance, [&](const cv::Rect& part, const Cover& cover) {
+        for (int y = part.y; y < part.br().y; ++y) {
+            const int dy = std::abs(y - centre.y), reach = kept.reach(dy);
+            const int x0 = std::max(centre.x - reach, part.x), x1 = std::min(centre.x + reach, part.br().x - 1);
+            if (x0 <= x1) cover(y, x0, kept.middle(dy) + (x0 - centre.x), x1 - x0 + 1);
+        }
+    });
 }
 
 void TDrawMask::updateLUT(int outerR, int innerR) {
@@ -212,8 +277,8 @@ void TDrawMask::checkBoundary(cv::Point& p, int radius) {
     m_patchY1 = toInt(2 * r + (bottom > m_mask.rows - 1 ? m_mask.rows - bottom : 1));
 }
 
-template <class Weights>
-void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const Weights& weights) {
+template <class CoverRows>
+void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const CoverRows& coverRows) {
     cv::Point centre = p;
     checkBoundary(centre, radius);
     const cv::Rect part = partInMask(m_mask.size(), p, radius, radius);
@@ -221,47 +286,19 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
     const bool bTolerant = tolerance > 0;
     const Colour colour = bTolerant ? colourAt(p, m_inY, m_inDr, m_inDb, m_mask.size(), tolerance) : Colour{};
     touch(part);
-
-    const auto coverPart = [&](int y, int x, const float* row, int n) noexcept {
-        uchar* stroke = m_stroke.ptr<uchar>(y) + x;
-        if (bTolerant)
-            coverRowWithin(colour, row, m_inY.ptr<uchar>(y) + x, m_inDr.ptr<ushort>(y) + x, m_inDb.ptr<ushort>(y) + x,
-                           stroke, n);
-        else
-            coverRow(row, stroke, n);
-    };
-    // Weights run outwards, to both sides alike, from the column of the part that is nearest to the centre.
-    const int left = part.x, right = part.br().x - 1;
-    const int nearestX = clampInt(p.x, left, right), firstDx = std::abs(p.x - nearestX);
-    const int side = std::max(nearestX - left, right - nearestX);
-    // The rows at equal distance above and below the centre share them.
-    const int top = part.y, bottom = part.br().y - 1;
-    const int nearestY = clampInt(p.y, top, bottom), firstDy = std::abs(p.y - nearestY);
-    const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, 2 * part.width);
-    const auto rowOfWeights = [side](int) { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
-    forEachStrip(distances, rowOfWeights, [&](int first, int end, std::vector<float>& row) noexcept {
-        float* const middle = row.data() + side;
-        for (int i = first; i < end; ++i) {
-            const int n = std::min(weights.reach(firstDy + i) - firstDx, side) + 1;
-            if (n < 1) continue;
-            const int toLeft = std::min(n - 1, nearestX - left), toRight = std::min(n - 1, right - nearestX);
-            weights.outwards(firstDx, firstDy + i, n, middle);
-            for (int dx = 1; dx <= toLeft; ++dx) middle[-dx] = middle[dx];
-            const auto coverAt = [&](int y) noexcept {
-                coverPart(y, nearestX - toLeft, middle - toLeft, toLeft + 1 + toRight);
-            };
-            if (i <= bottom - nearestY) coverAt(nearestY + i);
-            if (i > 0 && i <= nearestY - top) coverAt(nearestY - i);
-        }
-    });
+    coverRows(part, Cover{m_stroke, m_inY, m_inDr, m_inDb, bTolerant, colour});
 }
 
 void TDrawMask::drawMaskDotLUT(cv::Point p, int outerR, int, float tolerance) {
-    coverDot(p, outerR, tolerance, ProfileWeights{m_profile_p, m_profileEnd});
+    coverDot(p, outerR, tolerance, [&](const cv::Rect& part, const Cover& cover) {
+        coverOutwards(p, part, cover, ProfileWeights{m_profile_p, m_profileEnd});
+    });
 }
 
 void TDrawMask::drawMaskDot(cv::Point p, int outerR, int innerR, float tolerance) {
-    coverDot(p, outerR, tolerance, SmoothStepWeights{outerR, innerR});
+    coverDot(p, outerR, tolerance, [&](const cv::Rect& part, const Cover& cover) {
+        coverOutwards(p, part, cover, SmoothStepWeights{outerR, innerR});
+    });
 }
 
 void TDrawMask::drawDumbDot(cv::Point p, int radius) {
@@ -282,9 +319,12 @@ void TDrawMask::drawDumbDot(cv::Point p, int radius) {
 }
 
 bool TDrawMask::renderStroke(uchar value, float opacity, cv::Point p, int radius) {
-    // The last row and column of the dot are left out on purpose: a later dot of the stroke shows them.
-    const cv::Rect part = partInMask(m_mask.size(), p, radius, radius - 1LL);
-    if (part.empty()) return true;
+    renderPart(value, opacity, shownPart(m_mask.size(), p, radius));
+    return true;
+}
+
+void TDrawMask::renderPart(uchar value, float opacity, const cv::Rect& part) {
+    if (part.empty()) return;
     if (!bFitsMask(m_maskAtStart)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
     touch(part);
     const float scale = opacity * kPer255;
@@ -293,5 +333,4 @@ bool TDrawMask::renderStroke(uchar value, float opacity, cv::Point p, int radius
         renderRow(m_stroke.ptr<uchar>(y) + x, m_maskAtStart.ptr<uchar>(y) + x, value, scale, m_mask.ptr<uchar>(y) + x,
                   part.width);
     });
-    return true;
 }

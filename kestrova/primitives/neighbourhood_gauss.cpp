@@ -26,7 +26,7 @@ IppStatus filter(Plane<const Element> src, Plane<Element> dst, IppiSize size) {
     };
     return orNoMemory([&] {
         forEachStrip(
-            Strips(size.height, size.width), [](int) { return Scratch<Sum>(1, gauss_rows::kScratch<Gauss>); },
+            Strips(size.height, workOf(size.width, 2)), [] { return Scratch<Sum>(1, gauss_rows::kScratch<Gauss>); },
             filterStrip);
     });
 }

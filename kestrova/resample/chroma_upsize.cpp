@@ -19,7 +19,7 @@ void upSize2XGuidedByYSimple(cv::Mat guide, const cv::Mat& low, cv::Mat& out) {
             const cv::Mat readGuide = sourceBeside(plane, guide, StillRead::kAnyRow);
             const cv::Mat readLow = sourceBeside(plane, low, StillRead::kAnyRow);
             forEachStrip(
-                Strips(guide.rows, guide.cols), [&](int) { return ChromaRows(readGuide, {readLow}); },
+                Strips(guide.rows, workOf(guide.cols, 2)), [&] { return ChromaRows(readGuide, {readLow}); },
                 [&](int first, int end, ChromaRows& rows) noexcept {
                     for (int y = first; y < end; ++y) {
                         ushort* const row = plane.ptr<ushort>(y);

@@ -33,6 +33,12 @@ struct ProductRow {
     float operator[](int x) const { return values[x] * factors[x]; }
 };
 
+/// Fetches a row that is needed soon: rows of a narrow span are too short for the processor to see a stream in them.
+inline void prefetchRow(const float* row, int n) {
+    constexpr int kPerLine = 16;
+    for (int x = 0; x < n; x += kPerLine) __builtin_prefetch(row + x);
+}
+
 namespace box_columns {
 
 constexpr float kLargest = std::numeric_limits<float>::max();
@@ -55,6 +61,46 @@ KESTROVA_KERNEL bool slideFinite(double* __restrict sums, Row entering, Row leav
         const float in = entering[x], out = leaving[x];
         spoilt |= !(std::abs(in) <= kLargest);
         sums[x] += static_cast<double>(in) - static_cast<double>(out);
+    }
+    return spoilt != 0;
+}
+
+/// The values of a plane that enter a window's columns and those that leave them, and the sums of it or of its products
+/// with another plane.
+struct Stream {
+    double* sums;
+    const float *entering, *leaving;
+};
+
+/// Slides the sums of a plane and of its products with `factors`, or adds alone where nothing leaves. True if a value
+/// or a product that enters is not finite.
+template <bool kLeaving, class... Factors>
+KESTROVA_KERNEL bool slideMoments(Stream plane, int n, Factors... factors) noexcept {
+    int spoilt = 0;
+    const auto slideOne = [&spoilt](double& sum, float in, float out) {
+        spoilt |= !(std::abs(in) <= kLargest);
+        sum += static_cast<double>(in) - static_cast<double>(out);
+    };
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) {
+        const float in = plane.entering[x], out = kLeaving ? plane.leaving[x] : 0.0f;
+        slideOne(plane.sums[x], in, out);
+        (slideOne(factors.sums[x], in * factors.entering[x], kLeaving ? out * factors.leaving[x] : 0.0f), ...);
+    }
+    return spoilt != 0;
+}
+
+/// Slides sums of values and writes what `finish` makes of them.
+template <class Finish>
+KESTROVA_KERNEL bool slideAndFinish(Stream plane, float* __restrict out, int n, Finish finish) noexcept {
+    int spoilt = 0;
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) {
+        const float in = plane.entering[x];
+        spoilt |= !(std::abs(in) <= kLargest);
+        const double sum = plane.sums[x] + (static_cast<double>(in) - static_cast<double>(plane.leaving[x]));
+        plane.sums[x] = sum;
+        out[x] = finish(sum);
     }
     return spoilt != 0;
 }
@@ -120,14 +166,19 @@ private:
     Scratch<Sum> m_sums;
 };
 
-/// Column sums of floats in double, `n` columns wide, with room for `margin` sums on both sides.
+/// Column sums of floats in double, `n` columns wide, with room for `margins` sums more on both sides together.
 class FloatColumns {
 public:
-    explicit FloatColumns(int n, int margin = 0)
+    explicit FloatColumns(int n, int margins = 0)
         : m_n(n),
-          m_margin(margin),
-          m_sums(2, static_cast<std::size_t>(n) + 2 * static_cast<std::size_t>(margin)),
+          m_sums(2, static_cast<std::size_t>(n) + static_cast<std::size_t>(margins)),
           m_counts(2, static_cast<std::size_t>(n)) {}
+
+    /// Takes up other columns, no more than there were at first, with `before` sums before them. They begin anew.
+    void span(int n, int before = 0) noexcept {
+        m_n = n;
+        m_before = before;
+    }
 
     /// As `IntegerColumns::moveTo`; `rowAt` gives a `ValueRow` or a `ProductRow`.
     template <class RowAt>
@@ -144,10 +195,25 @@ public:
     }
 
     /// The first sum; the margins lie before it and behind the last one.
-    double* sums() const { return m_sums.row(m_notFinite > 0 ? 1 : 0) + m_margin; }
+    double* sums() const { return m_sums.row(m_notFinite > 0 ? 1 : 0) + m_before; }
+
+    /// Whether all values under the windows are finite: then `sums` may be moved from outside. Where one that enters is
+    /// not, `mend` has to follow, with the rows as `moveTo` takes them.
+    bool finite() const { return m_notFinite == 0; }
+    template <class RowAt>
+    void mend(const RowAt& rowAt, int height) noexcept {
+        if (!box_columns::allFinite(plain(), m_n)) begin(rowAt, height);
+        if (m_notFinite > 0) box_columns::markColumns(plain(), ups(), downs(), sums(), m_n);
+    }
+    /// Sums of finite values, all 0, to be moved from outside.
+    double* cleared() noexcept {
+        m_notFinite = 0;
+        std::fill_n(plain(), m_n, 0.0);
+        return plain();
+    }
 
 private:
-    double* plain() const { return m_sums.row(0) + m_margin; }
+    double* plain() const { return m_sums.row(0) + m_before; }
     int* ups() const { return m_counts.row(0); }
     int* downs() const { return m_counts.row(1); }
 
@@ -164,7 +230,7 @@ private:
         for (int i = 0; i < height; ++i) m_notFinite += slideCounting(plain(), ups(), downs(), rowAt(i), NoRow{}, m_n);
     }
 
-    int m_n, m_margin;
+    int m_n, m_before = 0;
     long long m_notFinite = 0;  ///< `ups` and `downs` of all columns
     Scratch<double> m_sums;     ///< with values that are not finite as 0, and, while there are any, marked
     Scratch<int> m_counts;

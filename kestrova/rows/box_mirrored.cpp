@@ -70,7 +70,7 @@ MirroredBox<Element>::MirroredBox(IppiSize size, int radius)
     : m_size(size),
       m_radius(radius),
       m_window({1, 2 * radius + 1}, {0, radius}, size),
-      m_strips(size.height, size.width) {
+      m_strips(Strips::onePerThread(size.height, size.width)) {
     const auto covering = static_cast<std::size_t>(size.width) + 2 * static_cast<std::size_t>(radius);
     for (int s = 0; s < m_strips.count(); ++s)
         m_work.push_back({Scratch<std::uint32_t>(1, covering), {m_window, m_strips.first(s), m_strips.end(s)}});

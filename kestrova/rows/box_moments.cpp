@@ -1,6 +1,7 @@
 #include "kestrova/rows/box_moments.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "kestrova/rows/box_across.h"
@@ -8,54 +9,107 @@
 
 namespace kestrova::rows {
 
-BoxMoments::BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r,
-                       BoxBorder border)
+namespace {
+
+/// The sums of a plane begin at this place among those of all.
+std::size_t placeOf(std::size_t plane, std::size_t planes) {
+    std::size_t place = 0;
+    for (std::size_t k = 0; k < plane; ++k) place += 1 + planes - k;
+    return place;
+}
+
+}  // namespace
+
+BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const BoxAxis& across, int columns)
     : m_planes(std::move(planes)),
-      m_planeSize(planeSize),
-      m_moments(std::move(moments)),
-      m_r(r),
-      m_border(border),
-      m_size(planeSize - (border == BoxBorder::kInside ? cv::Size(2 * r, 2 * r) : cv::Size())),
-      m_halves(2, static_cast<std::size_t>(kStretch + side())),
-      m_means(m_moments.size(), kStretch) {
-    for (std::size_t k = 0; k < m_moments.size(); ++k) {
-        m_columns.emplace_back(planeSize.width, margin());
-        m_stretches.push_back(m_means.row(k));
+      m_down(down),
+      m_across(across),
+      m_span(m_across, 0, columns),
+      m_halves(2, static_cast<std::size_t>(columns) + static_cast<std::size_t>(across.side())),
+      m_means(static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))), static_cast<std::size_t>(columns)) {
+    const int means = count(static_cast<int>(m_planes.size()));
+    const long long covered = std::min<long long>(across.planeLength, columns + 2LL * across.r);
+    for (int k = 0; k < means; ++k) {
+        m_columns.emplace_back(static_cast<int>(covered), 2 * across.r);
+        m_meanRows.push_back(m_means.row(static_cast<std::size_t>(k)));
     }
 }
 
-int BoxMoments::planeRow(int i) const {
-    return m_border == BoxBorder::kReplicated ? std::clamp(i - m_r, 0, m_planeSize.height - 1) : i;
+void BoxMoments::span(int first, int end) noexcept {
+    m_columnsOfMeans = end - first;
+    m_span = BoxSpan(m_across, first, end);
+    for (FloatColumns& columns : m_columns) columns.span(m_span.count(), m_span.before);
 }
 
-void BoxMoments::moveColumns(Moment moment, FloatColumns& columns, int y) const noexcept {
-    const auto [plane, factor] = moment;
-    const bool anew = (y - m_top) % boxBlockRows(side()) == 0;
-    if (factor == Moment::kNone)
-        columns.moveTo([&, plane = plane](int i) { return ValueRow{row(plane, y + i)}; }, side(), anew);
-    else
-        columns.moveTo(
-            [&, plane = plane, factor = factor](int i) {
-                return ProductRow{row(plane, y + i), row(factor, y + i)};
-            },
-            side(), anew);
+template <std::size_t... factors>
+void BoxMoments::movePlane(std::size_t plane, int y, bool anew, std::index_sequence<factors...>) noexcept {
+    using namespace box_columns;
+    FloatColumns* const own = &m_columns[placeOf(plane, m_planes.size())];
+    const int side = m_down.side(), n = m_span.count();
+    const auto valueAt = [&](int i) { return ValueRow{row(plane, y + i)}; };
+    [[maybe_unused]] const auto productAt = [&](std::size_t factor) {
+        return [=](int i) { return ProductRow{row(plane, y + i), row(plane + factor, y + i)}; };
+    };
+    const bool allFinite = own->finite() && (own[1 + factors].finite() && ...);
+    if (!anew && !allFinite) {
+        own->moveTo(valueAt, side, false);
+        (own[1 + factors].moveTo(productAt(factors), side, false), ...);
+        return;
+    }
+    bool spoilt = false;
+    if (anew) {
+        const std::array<double*, 1 + sizeof...(factors)> sums{own->cleared(), own[1 + factors].cleared()...};
+        for (int i = 0; i < side; ++i)
+            spoilt |= slideMoments<false>({sums[0], row(plane, y + i), nullptr}, n,
+                                          Stream{sums[1 + factors], row(plane + factors, y + i), nullptr}...);
+    } else {
+        const int in = y + side - 1, out = y - 1;
+        spoilt =
+            slideMoments<true>({own->sums(), row(plane, in), row(plane, out)}, n,
+                               Stream{own[1 + factors].sums(), row(plane + factors, in), row(plane + factors, out)}...);
+    }
+    if (!spoilt) return;
+    own->mend(valueAt, side);
+    (own[1 + factors].mend(productAt(factors), side), ...);
 }
 
 void BoxMoments::moveTo(int y) noexcept {
-    const int n = m_planeSize.width;
-    for (std::size_t k = 0; k < m_moments.size(); ++k) {
-        moveColumns(m_moments[k], m_columns[k], y);
-        double* const sums = m_columns[k].sums();
-        std::fill_n(sums - margin(), margin(), sums[0]);
-        std::fill_n(sums + n, margin(), sums[n - 1]);
+    const bool anew = (y - m_top) % boxBlockRows(m_down.side()) == 0;
+    const std::size_t planes = m_planes.size();
+    for (std::size_t plane = 0; plane < planes; ++plane) {
+        prefetchRow(row(plane, y + m_down.side()), m_span.count());
+        switch (plane == planes - 1 ? 0 : planes - plane) {
+            case 0: movePlane(plane, y, anew, std::index_sequence<>()); break;
+            case 2: movePlane(plane, y, anew, std::make_index_sequence<2>()); break;
+            case 3: movePlane(plane, y, anew, std::make_index_sequence<3>()); break;
+            default: movePlane(plane, y, anew, std::make_index_sequence<4>());
+        }
     }
 }
 
-const float* const* BoxMoments::means(int x, int n) noexcept {
-    for (std::size_t k = 0; k < m_moments.size(); ++k)
-        sumAcross(m_columns[k].sums() - margin() + x, side(), m_halves.row(0), m_halves.row(1), m_means.row(k), n,
-                  MeanOfFloats(boxArea(side(), side())));
-    return m_stretches.data();
+const float* const* BoxMoments::means() noexcept {
+    const MeanOfFloats mean(boxArea(m_across.side(), m_across.side()));
+    for (std::size_t k = 0; k < m_columns.size(); ++k) {
+        double* const sums = m_columns[k].sums();
+        m_span.repeatEnds(sums);
+        sumAcross(sums - m_span.before, m_across.side(), m_halves.row(0), m_halves.row(1), m_means.row(k),
+                  m_columnsOfMeans, mean);
+    }
+    return m_meanRows.data();
+}
+
+bool BoxMoments::finite() const noexcept {
+    return std::all_of(m_columns.begin(), m_columns.end(), [](const FloatColumns& c) { return c.finite(); });
+}
+
+void BoxMoments::copyTo(Scratch<double>& all) const noexcept {
+    for (std::size_t k = 0; k < m_columns.size(); ++k)
+        std::copy_n(m_columns[k].sums(), m_span.count(), all.row(k) + m_span.first);
+}
+
+void BoxMoments::copyFrom(const Scratch<double>& all) noexcept {
+    for (std::size_t k = 0; k < m_columns.size(); ++k)
+        std::copy_n(all.row(k) + m_span.first, m_span.count(), m_columns[k].cleared());
 }
 
 }  // namespace kestrova::rows

@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "kestrova/rows/box_columns.h"
@@ -10,70 +11,95 @@
 
 namespace kestrova::rows {
 
-/// What a box mean is taken of: a plane, or the product of two planes. Planes are named by their number.
-struct Moment {
-    static constexpr int kNone = -1;
-    int plane = kNone, factor = kNone;
-};
-
 enum class BoxBorder {
     kReplicated,  ///< a mean for every pixel, the outermost pixels being repeated
     kInside,      ///< a mean where the window lies inside the planes: 2r pixels fewer each way
 };
 
-/// The rows of a plane, or the latest `kept` of them, each in the place of the one that many rows above.
-struct KeptRows {
-    const float* first;
-    std::ptrdiff_t step;  ///< in elements
-    int kept;
+/// Along one side of planes: where the windows of 2r + 1 pixels lie.
+struct BoxAxis {
+    int planeLength, r;
+    BoxBorder border;
 
-    const float* row(int y) const { return first + step * (y % kept); }
+    int side() const { return 2 * r + 1; }
+    int length() const { return border == BoxBorder::kInside ? planeLength - 2 * r : planeLength; }
+    /// What all windows cover begins so many pixels before the plane.
+    int margin() const { return border == BoxBorder::kInside ? 0 : r; }
+    /// The pixel of the plane at pixel `i` of what all windows cover: the windows of mean y cover y to y + 2r.
+    int inPlane(int i) const {
+        const int at = i - margin();
+        return at < 0 ? 0 : at < planeLength ? at : planeLength - 1;
+    }
 };
 
-/// Means over windows of 2r + 1 pixels a side, of several moments of planes of one size, row by row from one sweep of
-/// their column sums: neither products nor borders are stored. Each mean has the bits that `ippiFilterBox_32f_C1R`
-/// gives on the stored product. The constructor takes all memory and throws `std::bad_alloc`. Internal.
+/// The pixels of a plane under the windows of the means [first, end), and how often the outermost ones are repeated.
+struct BoxSpan {
+    int first, end;  ///< of the plane
+    int before, behind;
+
+    BoxSpan(const BoxAxis& axis, int firstMean, int endMean)
+        : first(axis.inPlane(firstMean)),
+          end(axis.inPlane(endMean - 1 + 2 * axis.r) + 1),
+          before(first + axis.margin() - firstMean),
+          behind(endMean + 2 * axis.r - axis.margin() - end) {}
+    int count() const { return end - first; }
+    /// Gives elements next to `values`, those of the plane, the values of the outermost ones.
+    template <class Value>
+    void repeatEnds(Value* values) const {
+        for (int i = 1; i <= before; ++i) values[-i] = values[0];
+        for (int i = 0; i < behind; ++i) values[count() + i] = values[count() - 1];
+    }
+};
+
+/// Means over windows of 2r + 1 pixels a side, of planes of one size, row by row, from one sweep of their column sums:
+/// neither products nor borders are stored. Of each plane but the last, in turn, there are its own mean and those of
+/// its products with itself and with each plane behind it; then comes the mean of the last plane. Each mean has the
+/// bits that `ippiFilterBox_32f_C1R` gives on the stored product. The constructor takes all memory and throws
+/// `std::bad_alloc`. Internal.
 class BoxMoments {
 public:
-    BoxMoments(std::vector<KeptRows> planes, cv::Size planeSize, std::vector<Moment> moments, int r, BoxBorder border);
+    static constexpr int count(int planes) { return planes * (planes + 3) / 2 - 1; }
 
-    /// The size of the planes of means.
-    cv::Size size() const { return m_size; }
-    /// The first and the last row of the planes under the windows of row `y` of means.
-    int firstRowUnder(int y) const { return planeRow(y); }
-    int lastRowUnder(int y) const { return planeRow(y + 2 * m_r); }
+    /// CV_32FC1 planes, two or four, and where windows lie on them; at most `columns` columns of means at a time.
+    BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const BoxAxis& across, int columns);
 
+    BoxAxis down() const { return m_down; }
+    BoxAxis across() const { return m_across; }
+
+    /// Takes up the columns [first, end) of means.
+    void span(int first, int end) noexcept;
     /// Blocks of `boxBlockRows` rows, at whose first rows the column sums begin anew, are counted from row `top` of
     /// means on.
     void countBlocksFrom(int top) noexcept { m_top = top; }
     /// Takes the column sums to row `y` of means: the one after the row before, or the first of a block.
     void moveTo(int y) noexcept;
-    /// Of n pixels of that row from column x on, n <= kStretch and x a multiple of it: means[k][i] is the mean of
-    /// moment k at column x + i.
-    const float* const* means(int x, int n) noexcept;
+    /// The row of each mean, from the first column of the span on.
+    const float* const* means() noexcept;
 
-    /// So many columns at a time: their sums stay in the first-level cache.
-    static constexpr int kStretch = 1024;
+    /// Whether all that is under the windows is finite: then sums of columns may be copied.
+    bool finite() const noexcept;
+    /// Copies the sums of the columns under the span to the places of these columns in the rows of `all`.
+    void copyTo(Scratch<double>& all) const noexcept;
+    /// Takes over the sums of another object at the same row.
+    void copyFrom(const Scratch<double>& all) noexcept;
 
 private:
-    int side() const { return 2 * m_r + 1; }
-    int margin() const { return (m_size.width + 2 * m_r - m_planeSize.width) / 2; }
-    /// The row of the planes at row `i` of what all windows cover.
-    int planeRow(int i) const;
-    const float* row(int plane, int i) const { return m_planes[static_cast<std::size_t>(plane)].row(planeRow(i)); }
-    void moveColumns(Moment moment, FloatColumns& columns, int y) const noexcept;
+    /// Row `i` of what all windows cover.
+    const float* row(std::size_t plane, int i) const {
+        return m_planes[plane].ptr<float>(m_down.inPlane(i)) + m_span.first;
+    }
+    template <std::size_t... factors>
+    void movePlane(std::size_t plane, int y, bool anew, std::index_sequence<factors...>) noexcept;
 
-    std::vector<KeptRows> m_planes;
-    cv::Size m_planeSize;
-    std::vector<Moment> m_moments;
-    int m_r;
-    BoxBorder m_border;
-    cv::Size m_size;
+    std::vector<cv::Mat> m_planes;
+    BoxAxis m_down, m_across;
+    BoxSpan m_span;
+    int m_columnsOfMeans = 0;
     int m_top = 0;                        ///< the first row of a block
-    std::vector<FloatColumns> m_columns;  ///< for each moment the sums of the columns under the windows of a row
+    std::vector<FloatColumns> m_columns;  ///< for each mean the sums of the columns under the windows of a row
     Scratch<double> m_halves;             ///< two rows for sums across
-    Scratch<float> m_means;               ///< for each moment a stretch
-    std::vector<const float*> m_stretches;
+    Scratch<float> m_means;
+    std::vector<const float*> m_meanRows;
 };
 
 }  // namespace kestrova::rows

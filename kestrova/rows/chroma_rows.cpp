@@ -1,5 +1,6 @@
 #include "kestrova/rows/chroma_rows.h"
 
+#include <array>
 #include <cstring>
 
 #include "kestrova/frame/failure.h"
@@ -18,30 +19,39 @@ std::size_t paddedRow(int elements) { return cv::alignSize(kAlignment + elements
 
 ushort distance(ushort a, ushort b) { return static_cast<ushort>(a > b ? a - b : b - a); }
 
-// The first of four candidates whose guide value is nearest to c, as 0..3.
-KESTROVA_KERNEL void chooseOfFour(const ushort* c, const ushort* g0, const ushort* g1, const ushort* g2,
-                                  const ushort* g3, ushort* __restrict choice, int n) noexcept {
+// Four rows of neighbours.
+using Four = std::array<const ushort*, 4>;
+
+// What a plane holds where the neighbours are, and where it takes that of the nearest.
+struct Taken {
+    Four values;
+    ushort* out;
+};
+
+// For each plane what it holds at the first of four neighbours whose guide value is nearest to c.
+template <class... Planes>
+KESTROVA_KERNEL void takeNearest(const ushort* c, Four guide, int n, Planes... planes) noexcept {
+    KESTROVA_INDEPENDENT
     for (int j = 0; j < n; ++j) {
-        ushort least = distance(c[j], g0[j]), first = 0;
-        const ushort d1 = distance(c[j], g1[j]);
-        first = d1 < least ? 1 : first;
-        least = d1 < least ? d1 : least;
-        const ushort d2 = distance(c[j], g2[j]);
-        first = d2 < least ? 2 : first;
-        least = d2 < least ? d2 : least;
-        const ushort d3 = distance(c[j], g3[j]);
-        first = d3 < least ? 3 : first;
-        choice[j] = first;
+        const ushort d0 = distance(c[j], guide[0][j]), d1 = distance(c[j], guide[1][j]);
+        const ushort d2 = distance(c[j], guide[2][j]), d3 = distance(c[j], guide[3][j]);
+        const ushort leastOfTwo = d1 < d0 ? d1 : d0, leastOfThree = d2 < leastOfTwo ? d2 : leastOfTwo;
+        const auto take = [&](const Taken& plane) {
+            const ushort v0 = plane.values[0][j], v1 = plane.values[1][j];
+            const ushort v2 = plane.values[2][j], v3 = plane.values[3][j];
+            const ushort ofTwo = d1 < d0 ? v1 : v0, ofThree = d2 < leastOfTwo ? v2 : ofTwo;
+            plane.out[j] = d3 < leastOfThree ? v3 : ofThree;
+        };
+        (take(planes), ...);
     }
 }
 
-KESTROVA_KERNEL void takeOfFour(const ushort* choice, const ushort* v0, const ushort* v1, const ushort* v2,
-                                const ushort* v3, ushort* __restrict out, int n) noexcept {
-    for (int j = 0; j < n; ++j) {
-        const ushort a = v0[j], b = v1[j], c = v2[j], d = v3[j];
-        const ushort ofFirstTwo = choice[j] & 1 ? b : a, ofLastTwo = choice[j] & 1 ? d : c;
-        out[j] = choice[j] & 2 ? ofLastTwo : ofFirstTwo;
-    }
+// The same for any number of planes, of which `taken(p)` is the p-th.
+template <class TakenOf>
+void takeNearest(const ushort* c, const Four& guide, int n, std::size_t planes, const TakenOf& taken) noexcept {
+    std::size_t p = 0;
+    for (; p + 2 <= planes; p += 2) takeNearest(c, guide, n, taken(p), taken(p + 1));
+    if (p < planes) takeNearest(c, guide, n, taken(p));
 }
 
 KESTROVA_KERNEL void splitColumns(const ushort* row, ushort* __restrict even, ushort* __restrict odd,
@@ -75,12 +85,12 @@ void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)
     : m_guide(guide), m_lows(lows), m_n((guide.cols + 1) / 2) {
     const std::size_t planes = lows.size();
-    m_scratch.resize(kAlignment + (4 * (2 + planes) + 2) * paddedRow(m_n));
+    m_scratch.resize(kAlignment + (4 * (2 + planes) + planes) * paddedRow(m_n));
     m_free = cv::alignPtr(m_scratch.data(), kAlignment * sizeof(ushort));
     for (Row& row : m_low) row = newRow();
     for (Row& row : m_diagonal) row = newRow();
-    m_choice = takeRow();
-    m_cross = takeRow();
+    m_halves.resize(planes);
+    for (std::size_t p = 0; p < planes; ++p) m_cross.push_back(takeRow());
 }
 
 ushort* ChromaRows::takeRow() {
@@ -136,39 +146,32 @@ const ChromaRows::Row& ChromaRows::diagonalRow(int k) noexcept {
         return row;
     }
     const Row &up = lowRow(k), &down = lowRow(k + 1);
-    chooseOfFour(row.guideOdd, up.guideEven, up.guideEven + 1, down.guideEven, down.guideEven + 1, m_choice, m_n);
-    for (std::size_t p = 0; p < m_lows.size(); ++p)
-        takeOfFour(m_choice, up.values[p], up.values[p] + 1, down.values[p], down.values[p] + 1, row.values[p], m_n);
+    const Four guide{up.guideEven, up.guideEven + 1, down.guideEven, down.guideEven + 1};
+    takeNearest(row.guideOdd, guide, m_n, m_lows.size(), [&](std::size_t p) {
+        return Taken{{up.values[p], up.values[p] + 1, down.values[p], down.values[p] + 1}, row.values[p]};
+    });
     return row;
 }
 
-void ChromaRows::computeEven(int k, ushort* const out[]) noexcept {
+void ChromaRows::evenRow(int k, Halves halves[]) noexcept {
     const Row &up = diagonalRow(k - 1), &down = diagonalRow(k), &self = lowRow(k);
-    chooseOfFour(self.guideOdd, up.guideOdd, self.guideEven, self.guideEven + 1, down.guideOdd, m_choice, m_n);
+    const Four guide{up.guideOdd, self.guideEven, self.guideEven + 1, down.guideOdd};
+    takeNearest(self.guideOdd, guide, m_n, m_lows.size(), [&](std::size_t p) {
+        return Taken{{up.values[p], self.values[p], self.values[p] + 1, down.values[p]}, m_cross[p]};
+    });
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
-        const ushort* low = self.values[p];
-        takeOfFour(m_choice, up.values[p], low, low + 1, down.values[p], m_cross, m_n);
-        if (m_guide.cols <= 2) m_cross[0] = m_lows[p].ptr<ushort>(k)[m_lows[p].cols - 1];
-        join(low, m_cross, out[p]);
+        if (m_guide.cols <= 2) m_cross[p][0] = m_lows[p].ptr<ushort>(k)[m_lows[p].cols - 1];
+        halves[p] = {self.values[p], m_cross[p]};
     }
 }
 
-void ChromaRows::computeOdd(int k, ushort* const out[]) noexcept {
+void ChromaRows::oddRow(int k, Halves halves[]) noexcept {
     const Row &up = lowRow(k), &down = lowRow(k + 1), &self = diagonalRow(k);
-    chooseOfFour(self.guideEven, up.guideEven, self.guideOdd - 1, self.guideOdd, down.guideEven, m_choice, m_n);
-    for (std::size_t p = 0; p < m_lows.size(); ++p) {
-        const ushort* diagonal = self.values[p];
-        takeOfFour(m_choice, up.values[p], diagonal - 1, diagonal, down.values[p], m_cross, m_n);
-        join(m_cross, diagonal, out[p]);
-    }
-}
-
-// The side columns repeat their inner neighbours.
-void ChromaRows::join(const ushort* even, const ushort* odd, ushort* out) const noexcept {
-    const int width = m_guide.cols;
-    interleaveColumns(even, odd, out, width / 2);
-    out[0] = odd[0];
-    if (width > 1) out[width - 1] = out[width - 2];
+    const Four guide{up.guideEven, self.guideOdd - 1, self.guideOdd, down.guideEven};
+    takeNearest(self.guideEven, guide, m_n, m_lows.size(), [&](std::size_t p) {
+        return Taken{{up.values[p], self.values[p] - 1, self.values[p], down.values[p]}, m_cross[p]};
+    });
+    for (std::size_t p = 0; p < m_lows.size(); ++p) halves[p] = {m_cross[p], self.values[p]};
 }
 
 void ChromaRows::repeatLastRow(ushort* const out[]) const noexcept {
@@ -179,13 +182,25 @@ void ChromaRows::repeatLastRow(ushort* const out[]) const noexcept {
     }
 }
 
-void ChromaRows::compute(int y, ushort* const out[]) noexcept {
-    if (m_guide.rows < 3) return repeatLastRow(out);
+void ChromaRows::computeHalves(int y, Halves halves[]) noexcept {
     const int inner = clampInt(y, 1, m_guide.rows - 2);
     if (inner % 2 == 0)
-        computeEven(inner / 2, out);
+        evenRow(inner / 2, halves);
     else
-        computeOdd(inner / 2, out);
+        oddRow(inner / 2, halves);
+}
+
+// The side columns repeat their inner neighbours.
+void ChromaRows::compute(int y, ushort* const out[]) noexcept {
+    if (!hasHalves(m_guide)) return repeatLastRow(out);
+    computeHalves(y, m_halves.data());
+    const int width = m_guide.cols;
+    for (std::size_t p = 0; p < m_lows.size(); ++p) {
+        const auto [even, odd] = m_halves[p];
+        interleaveColumns(even, odd, out[p], width / 2);
+        out[p][0] = odd[0];
+        if (width > 1) out[p][width - 1] = out[p][width - 2];
+    }
 }
 
 }  // namespace kestrova::rows

@@ -17,7 +17,7 @@ namespace kestrova::rows {
 ///     row 2k + 1  cross        diagonal[k][0]   cross    diagonal[k][1]
 ///
 /// So row 2k + 1 needs the low rows k and k + 1 and the diagonals k, row 2k the diagonals k - 1 and k: a window of two
-/// rows each, which fills itself from wherever a strip begins. One object serves one strip. Internal.
+/// rows each, which fills itself from whatever row comes next. One object serves one thread. Internal.
 class ChromaRows {
 public:
     /// Fails unless guide and planes are `CV_16UC1` and the planes have half the guide's size, rounded up, or more. A
@@ -30,6 +30,16 @@ public:
 
     /// Writes row `y` of each plane p to `out[p]`; cheap if the row before was the last one.
     void compute(int y, ushort* const out[]) noexcept;
+
+    /// The columns of a row of a plane, even and odd ones apart.
+    struct Halves {
+        const ushort *even, *odd;
+    };
+    /// Whether rows of a plane under this guide have halves.
+    static bool hasHalves(const cv::Mat& guide) { return guide.rows > 2; }
+    /// `compute`, as far as the inner columns are concerned: the first column and the last are left open, which repeat
+    /// their inner neighbours. What `halves[p]` points to lasts until the next row is computed.
+    void computeHalves(int y, Halves halves[]) noexcept;
 
 private:
     // Rows 2k and 2k + 1 of the guide, their even and odd columns apart, each with what the planes hold there: the low
@@ -46,9 +56,8 @@ private:
     void split(Row& row, int y) noexcept;
     const Row& lowRow(int k) noexcept;
     const Row& diagonalRow(int k) noexcept;
-    void computeEven(int k, ushort* const out[]) noexcept;
-    void computeOdd(int k, ushort* const out[]) noexcept;
-    void join(const ushort* even, const ushort* odd, ushort* out) const noexcept;
+    void evenRow(int k, Halves halves[]) noexcept;
+    void oddRow(int k, Halves halves[]) noexcept;
     void repeatLastRow(ushort* const out[]) const noexcept;
 
     cv::Mat m_guide;
@@ -57,8 +66,8 @@ private:
     std::vector<ushort> m_scratch;
     ushort* m_free;
     std::array<Row, 2> m_low, m_diagonal;  // row k in slot k % 2
-    ushort* m_choice;
-    ushort* m_cross;
+    std::vector<ushort*> m_cross;          // the cross cells of a row, for each plane
+    std::vector<Halves> m_halves;
 };
 
 }  // namespace kestrova::rows

@@ -113,10 +113,8 @@ bool filter(Plane<const Element> src, Plane<Element> dst, IppiSize size, const u
 
     const Job<Element> job{covered(src, window), dst, size.width, window, runs.row(0), runCount, rungs};
     forEachStrip(
-        Strips(size.height, size.width),
-        [&](int) {
-            return Scratch<Element>(static_cast<std::size_t>(rungs), static_cast<std::size_t>(window.columns));
-        },
+        Strips::onePerThread(size.height, workOf(size.width, 2)),
+        [&] { return Scratch<Element>(static_cast<std::size_t>(rungs), static_cast<std::size_t>(window.columns)); },
         [&](int first, int end, const Scratch<Element>& ladder) noexcept {
             filterStrip<Rule>(job, ladder, first, end);
         });
@@ -144,7 +142,7 @@ struct StripWork3x3 {
 template <class Rule, class Element>
 void filter3x3(Plane<Element> srcDst, IppiSize size) {
     const Window window({3, 3}, {1, 1}, size);
-    const Strips strips(size.height, size.width);
+    const Strips strips = Strips::onePerThread(size.height, size.width);
     const auto source = covered<Element>({srcDst.elements, srcDst.step}, window);
     forEachStrip(
         strips,

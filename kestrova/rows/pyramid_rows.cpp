@@ -59,9 +59,9 @@ void PyramidRows::check(const cv::Mat& in, const cv::Mat& out) {
 void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
     PyramidRows rows(in, out.size());
     forEachStrip(
-        Strips(out.rows, out.cols), [&](int) { return rows; },
-        [&](int first, int end, PyramidRows& strip) noexcept {
-            for (int y = first; y < end; ++y) strip.compute(y, out.ptr<ushort>(y));
+        Strips(out.rows, out.cols), [&] { return rows; },
+        [&](int first, int end, PyramidRows& own) noexcept {
+            for (int y = first; y < end; ++y) own.compute(y, out.ptr<ushort>(y));
         });
 }
 

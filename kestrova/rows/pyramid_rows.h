@@ -23,7 +23,7 @@ cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
 /// half of what it covers is zero. Where zeros fall, nothing is added: an even row or column is 1 6 1 over 8 of the
 /// nearest three pixels, an odd one 4 4 over 8 of the nearest two. At the edges, the second row or column stands before
 /// the first one, and the last one is repeated after itself. The last row of an odd number is `lastRowByOpenCV`. One
-/// object serves one strip; `forEachStrip` gets a copy for each.
+/// object serves one thread; `forEachStrip` gets a copy for each.
 class PyramidRows {
 public:
     /// Whether `in` can be enlarged to `out` row by row: pixels of 16 bits, and sizes that make a step.

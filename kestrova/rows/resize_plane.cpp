@@ -251,7 +251,7 @@ void resizeTiles(Plane<const T> src, Plane<T> dst, const IppiRect& roi, const Bi
         }
     };
     forEachStrip(
-        Strips(roi.height, roi.width), [&](int) { return TileScratch<W>(tile); }, resizeStrip);
+        Strips::onePerThread(roi.height, workOf(roi.width, 2)), [&] { return TileScratch<W>(tile); }, resizeStrip);
 }
 
 // The bits of the weights along an axis if they are multiples of a power of two, else -1.

@@ -165,6 +165,30 @@ TEST_F(DevelopFiles, ExitCodesTellUsageFilesAndMemoryApart) {
     EXPECT_EQ(scratch.names(), Names{"a.png"});
 }
 
+TEST_F(DevelopFiles, AFolderThatCannotBeMadeIsRefusedBeforeAnyWork) {
+    const std::string in = make("a.png"), settings = scratch / "s.json";
+    for (const std::string& folder : {in, in + "/below"}) {
+        const ProgramRun run = runDevelop({in, "-d", folder, "--save-settings", settings});
+        EXPECT_EQ(run.code, 3) << folder;
+        EXPECT_FALSE(run.err.empty());
+        EXPECT_FALSE(fs::exists(settings)) << "nothing is written before all is checked";
+    }
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
+}
+
+TEST_F(DevelopFiles, NamesKeepTheirFoldersBelowTheBase) {
+    const std::string one = make("in/one/a.png"), two = make("in/two/a.png"), top = make("in/b.png");
+    const std::string list = one + "\n" + two + "\n" + top + "\n";
+    writeBytes(scratch / "list", {list.begin(), list.end()});
+    const ProgramRun run = runDevelop({"--list", scratch / "list", "--base", scratch / "in", "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    for (const char* name : {"out/one/a.png", "out/two/a.png", "out/b.png"}) EXPECT_TRUE(fs::exists(scratch / name));
+    const ProgramRun beside = runDevelop({top, "--base", scratch / "in/one", "-d", scratch / "elsewhere"});
+    EXPECT_EQ(beside.code, 2);
+    EXPECT_NE(beside.err.find("is not below"), std::string::npos) << beside.err;
+    EXPECT_EQ(runDevelop({top, "--base", scratch / "in", "-o", scratch / "c.png"}).code, 2) << "it goes with -d";
+}
+
 TEST_F(DevelopFiles, DevicesAreNotReplaced) {
     const std::string in = make("a.png");
     const ProgramRun run = runDevelop({in, "-o", "/dev/full", "--format", "png", "--overwrite"});

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -371,6 +372,17 @@ TEST(DetailCurvesTest, ABatchHoldsTheBitsOfEachCurveAndBuildsEqualOnesOnce) {
         EXPECT_NE(batch[0], batch[3]);
     });
     const DetailCurves none({});
+}
+
+TEST(DetailCurvesTest, OtherWorkIsDoneOnceBesideTheTables) {
+    const DetailCurve curve = {0.3f, 0.5f, 0.1f, -0.2f, 0, 5, 9830, 0.35f};
+    withThreadCounts([&](int) {
+        for (const std::vector<DetailCurve>& curves : {std::vector<DetailCurve>{}, {curve}, {curve, {}}}) {
+            std::atomic<int> calls{0};
+            const DetailCurves batch(curves, [&] { ++calls; });
+            EXPECT_EQ(calls, 1);
+        }
+    });
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "kestrova/primitives/primitives.h"
 #include "tests/curves/tlut_ydrdb_reference.h"
 #include "tests/support/failures.h"
+#include "tests/support/regions.h"
 #include "tests/support/threads.h"
 
 namespace {
@@ -77,6 +78,22 @@ TEST(TLutYDrDbTest, SeveralChromaTablesAreSampledInTheMiddleOfTheirBands) {
         for (int c : {0, count / 2, count - 1})
             ASSERT_EQ(tableOf(lut.m_CLUT_p[c]), naiveChromaTable(wildRule, c * step + offset)) << nc << ' ' << c;
     }
+}
+
+TEST(TLutYDrDbTest, AllTablesAreComputedInOneRegionByAnyNumberOfThreads) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(1);
+    Ruled expected(wildRule, 3);
+    expected.computeLUT();
+    withThreadCounts([&](int threads) {
+        Ruled lut(wildRule, 3);
+        const Regions regions = regionsOf([&] { lut.computeLUT(); });
+        if (kRegionsAreCounted) {
+            EXPECT_EQ(regions.count, threads == 1 ? 0 : 1);
+        }
+        EXPECT_EQ(tableOf(lut.m_lutY_p), tableOf(expected.m_lutY_p));
+        for (int c = 0; c < 8; ++c) EXPECT_EQ(tableOf(lut.m_CLUT_p[c]), tableOf(expected.m_CLUT_p[c])) << c;
+    });
 }
 
 TEST(TLutYDrDbTest, ChromaTablesAreThoseOfTheResizeOperation) {

@@ -142,6 +142,37 @@ inline void run(BlockProcessor& processor, const Planes& in, const Planes& out, 
     }
 }
 
+// The same by stripes: `filter` gets a copy of each block, and its pixels go to their places; the last block first.
+template <class Filter>
+inline void runByStripes(BlockProcessor& processor, const Planes& in, const Planes& out, const Options& o,
+                         const Filter& filter) {
+    processor.initialize(in, out, o.blockW, o.blockH, true, o.overlap, o.border, o.blendMode);
+    int first = 0;
+    while (const std::vector<PlacedBlock>* stripe = processor.nextStripe()) {
+        for (int i = static_cast<int>(stripe->size()) - 1; i >= 0; --i) {
+            const PlacedBlock& placed = (*stripe)[i];
+            for (std::size_t p = 0; p < in.size(); ++p) {
+                const cv::Mat &from = placed.in[p], &shared = placed.shared[p], &own = placed.own[p];
+                cv::Mat block(placed.size, CV_16UC1);
+                for (int r = 0; r < block.rows; ++r)
+                    for (int c = 0; c < block.cols; ++c)
+                        block.at<ushort>(r, c) =
+                            from.at<ushort>(std::min(r, from.rows - 1), std::min(c, from.cols - 1));
+                filter(block, first + i, static_cast<int>(p));
+                const int overlap = static_cast<int>(placed.weights.size());
+                for (int r = 0; r < own.rows; ++r) {
+                    for (int c = 0; c < overlap; ++c)
+                        const_cast<cv::Mat&>(shared).at<ushort>(r, c) = block.at<ushort>(r, c);
+                    for (int c = 0; c < own.cols; ++c)
+                        const_cast<cv::Mat&>(own).at<ushort>(r, c) = block.at<ushort>(r, overlap + c);
+                }
+            }
+        }
+        processor.copyStripe();
+        first += static_cast<int>(stripe->size());
+    }
+}
+
 inline Planes randomPlanes(int rows, int cols, int count) {
     Planes planes;
     for (int p = 0; p < count; ++p) planes.push_back(asSubPlane(randomPlane(rows, cols, CV_16UC1, 40 + p)));

@@ -114,6 +114,47 @@ TEST(BlockProcessor, JoinsFilteredBlocksAsDefined) {
     }
 }
 
+TEST(BlockProcessor, JoinsTheBlocksOfAStripeInAnyOrderAsOneByOne) {
+    const cv::Size sizes[] = {{1, 1}, {5, 70}, {64, 48}, {65, 49}, {130, 101}, {211, 97}, {40, 300}, {301, 227}};
+    for (const Options& o : kSmallForms) {
+        if (o.border != 0) continue;
+        for (const cv::Size& s : sizes) {
+            for (const bool inPlace : {false, true}) {
+                Planes expected = randomPlanes(s.height, s.width, 2), actual = copies(expected);
+                const Planes in = randomPlanes(s.height, s.width, 2);
+                reference::run(inPlace ? expected : in, expected, o, markBlock);
+                BlockProcessor processor;
+                runByStripes(processor, inPlace ? actual : in, actual, o, markBlock);
+                for (int p = 0; p < 2; ++p)
+                    ASSERT_TRUE(samePixels(expected[p], actual[p])) << s << " blocks " << o.blockW << "x" << o.blockH;
+            }
+        }
+    }
+}
+
+TEST(BlockProcessor, StripesDoNotDependOnThreads) {
+    const Options o = {200, 150, 20, 0, 0};
+    const Planes in = randomPlanes(400, 500, 2);
+    Planes expected = copies(in);
+    reference::run(in, expected, o, markBlock);
+    withThreadCounts([&](int) {
+        Planes out = copies(in);
+        BlockProcessor processor;
+        for (int use = 0; use < 2; ++use) runByStripes(processor, in, out, o, markBlock);
+        for (int p = 0; p < 2; ++p) EXPECT_TRUE(samePixels(expected[p], out[p]));
+    });
+}
+
+TEST(BlockProcessor, StripesHaveNoBorderAndThereIsNoneOfAnEmptyPicture) {
+    BlockProcessor processor;
+    const cv::Mat plane = randomPlane(30, 20, CV_16UC1);
+    processor.initialize({plane}, {plane}, 16, 16, true, 4, 2, 0);
+    EXPECT_FAILURE(processor.nextStripe(), "ERROR - BlockProcessor::nextStripe - border!=0");
+    const cv::Mat none(0, 0, CV_16UC1);
+    processor.initialize({none}, {none}, 16, 16, true, 4, 0, 0);
+    EXPECT_FAILURE(processor.nextStripe(), "BlockProcessor::convertBlockDuplicatedBorder roiSize<1");
+}
+
 TEST(BlockProcessor, OutputMayBeTheInput) {
     for (const Options& o : kSmallForms) {
         Planes expected = randomPlanes(101, 130, 2), actual = copies(expected);

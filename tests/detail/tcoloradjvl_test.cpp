@@ -215,6 +215,36 @@ TEST(TColorAdjVLTest, PixelsOfUnrelatedTablesComeFromTheRightNodes) {
     EXPECT_TRUE(samePixels(wantedDb, db));
 }
 
+TEST(TColorAdjVLTest, ChangesOfTheTablesAreSeenWhoeverMadeThem) {
+    TColorAdjVL adjust;
+    const Planes in({301, 227});
+    const auto expectPixelsOfItsTables = [&](TColorAdjVL& object) {
+        cv::Mat wantedDr, wantedDb, dr, db;
+        referencePixels(object, in.y0, in.y1, in.dr, in.db, wantedDr, wantedDb);
+        procQuietly(object, in.y0, in.y1, in.dr, in.db, dr, db);
+        EXPECT_TRUE(samePixels(wantedDr, dr));
+        EXPECT_TRUE(samePixels(wantedDb, db));
+    };
+    expectPixelsOfItsTables(adjust);
+    for (float v : {0.3f, -0.6f}) {
+        setParameters(adjust, v, -v, v, 0.2f);
+        rebuildQuietly(adjust);
+        expectPixelsOfItsTables(adjust);
+    }
+    for (const int node : {0, 17000, 35936}) {
+        adjust.m_lutDr[node] ^= 0x4000;
+        expectPixelsOfItsTables(adjust);
+        adjust.m_lutDb[node] ^= 0x4000;
+        expectPixelsOfItsTables(adjust);
+    }
+    TColorAdjVL other;
+    expectPixelsOfItsTables(other);
+    other = adjust;
+    expectPixelsOfItsTables(other);
+    TColorAdjVL copy(adjust);
+    expectPixelsOfItsTables(copy);
+}
+
 TEST(TColorAdjVLTest, PixelsAreTheSameForEveryNumberOfThreads) {
     TColorAdjVL adjust;
     setParameters(adjust, -0.4f, 0.3f, -0.2f, 0.9f);

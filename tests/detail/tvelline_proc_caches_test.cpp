@@ -196,6 +196,47 @@ TEST(TVellineProcTest, TheResultIsWrittenIntoThePixelsOfTheOneBefore) {
     EXPECT_TRUE(samePixels(last, held));
 }
 
+TEST(TVellineProcTest, ARectangleOfAnotherSizeIsRenderedInTheMemoryOfTheOneBefore) {
+    TVelline engine = engineOf(40, 60);
+    setParameters(engine);
+    render(engine, {0, 0, 50, 30}, 1);
+    cv::Mat* const planes[] = {&engine.m_rY, &engine.m_rDS, &engine.m_rDM, &engine.m_rDL, &engine.getRoiY()};
+    const auto memory = [&] {
+        std::vector<const uchar*> all;
+        for (const cv::Mat* plane : planes) all.push_back(plane->datastart);
+        return all;
+    };
+    const std::vector<const uchar*> before = memory();
+    for (const cv::Size& size : {cv::Size(47, 31), cv::Size(30, 40), cv::Size(21, 20), cv::Size(49, 30)}) {
+        expectReference(engine, {{3, 0}, size}, 1);
+        EXPECT_EQ(memory(), before) << size;
+    }
+    // Larger, and so small that most of the memory would be wasted.
+    for (const cv::Size& size : {cv::Size(60, 40), cv::Size(9, 10), cv::Size(1, 1), cv::Size(60, 40)}) {
+        expectReference(engine, {{0, 0}, size}, 1);
+        for (const cv::Mat* plane : planes) EXPECT_LE(plane->u->size, 4 * 2 * plane->total()) << size;
+    }
+}
+
+TEST(TVellineProcTest, ARectangleOfAnotherSizeLeavesPlanesAloneThatOthersSee) {
+    TVelline engine = engineOf(40, 60);
+    setParameters(engine);
+    render(engine, {0, 0, 50, 30}, 1);
+    const TVelline copy = engine;
+    const cv::Mat held[] = {engine.m_rY, engine.m_rDS, engine.m_rDM, engine.m_rDL, engine.getRoiY()};
+    std::vector<cv::Mat> before;
+    for (const cv::Mat& plane : held) before.push_back(plane.clone());
+    ushort buffer[50 * 30];
+    TVelline other = engineOf(40, 60);
+    other.getRoiY() = cv::Mat(30, 50, CV_16UC1, buffer);
+    for (const cv::Size& size : {cv::Size(47, 31), cv::Size(30, 40)}) {
+        expectReference(engine, {{3, 0}, size}, 1);
+        expectReference(other, {{3, 0}, size}, 1);
+        EXPECT_NE(static_cast<const void*>(other.getRoiY().data), static_cast<const void*>(buffer));
+    }
+    for (std::size_t i = 0; i < before.size(); ++i) EXPECT_TRUE(samePixels(before[i], held[i])) << i;
+}
+
 TEST(TVellineProcTest, RectanglePlanesThatOthersSeeAreReplaced) {
     TVelline engine = engineOf(20, 30);
     setParameters(engine);

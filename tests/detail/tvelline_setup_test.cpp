@@ -10,6 +10,7 @@
 #include "kestrova/resample/chroma_upsize.h"
 #include "tests/support/failures.h"
 #include "tests/support/planes.h"
+#include "tests/support/regions.h"
 #include "tests/support/threads.h"
 
 namespace {
@@ -119,6 +120,19 @@ TEST_F(TVellineSetupTest, HalfPlanesMayBePartsOfLargerOnes) {
     EXPECT_TRUE(setUp(engine, p));
     EXPECT_TRUE(samePixels(dr, engine.m_Dr));
     EXPECT_TRUE(samePixels(db, engine.m_Db));
+}
+
+TEST_F(TVellineSetupTest, ARegionIsAPassOverThePictureOrOverAStripeOfIt) {
+    if (!kRegionsAreCounted) GTEST_SKIP() << "not libgomp";
+    cv::Mat plane(4000, 6000, CV_16UC1, cv::Scalar(20000)), half(2000, 3000, CV_16UC1, cv::Scalar(30000));
+    TVelline engine;
+    // The constructor of the filter sets the number of threads while the first planes are enlarged already.
+    omp_set_num_threads(4);
+    const Regions regions = regionsOf([&] { engine.setup(plane, plane, plane, plane, half, half.clone(), nullptr); });
+    // Two planes enlarged; four stripes smoothed and taken into the picture.
+    EXPECT_LE(regions.count, 2 + 4 * 2);
+    EXPECT_GE(regions.count, 2);
+    EXPECT_TRUE(regions.allOfTheWholeTeam);
 }
 
 TEST_F(TVellineSetupTest, TheLongerSideAloneSetsTheLargestPlainLevel) {

@@ -72,11 +72,35 @@ inline void addTo(cv::Mat& plane, const cv::Mat& term) {
 inline void addConstant(cv::Mat& plane, float value) {
     ippiAddC_32f_C1IR(value, plane.ptr<float>(), stepOf(plane), sizeOf(plane));
 }
-/// The box means of a padded plane after its border is filled from its inner part.
-inline cv::Mat boxWithBorder(cv::Mat& padded, int r) {
+/// The sum of neighbours from the sums of their halves.
+inline float sumOfHalves(const float* values, int count) {
+    if (count == 1) return values[0];
+    const int half = count / 2;
+    const float both = sumOfHalves(values, half) + sumOfHalves(values + half, half);
+    return count % 2 ? both + values[2 * half] : both;
+}
+
+/// Means across, in float up to a radius of 64, and then down over the windows that lie inside `src`, from pixel (x, y)
+/// on as the window's centre.
+inline void boxInTwo(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
+    cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
+    const int side = 2 * r + 1;
+    ippiFilterBox_32f_C1R(src.ptr<float>(y - r, x), stepOf(src), across.ptr<float>(), stepOf(across), sizeOf(across),
+                          {side, 1}, {r, 0});
+    for (int i = 0; r <= 64 && i < across.rows; ++i)
+        for (int j = 0; j < across.cols; ++j)
+            across.at<float>(i, j) = sumOfHalves(src.ptr<float>(y - r + i, x - r + j), side) * (1 / float(side));
+    ippiFilterBox_32f_C1R(across.ptr<float>(r), stepOf(across), dst.ptr<float>(), stepOf(dst), sizeOf(dst), {1, side},
+                          {0, r});
+}
+
+/// The means of a padded plane of coefficients after its border is filled from its inner part.
+inline cv::Mat meansOfCoefficients(cv::Mat& padded, int r) {
     cv::Mat inner = innerOf(padded, r);
     ippiCopyReplicateBorder_32f_C1IR(inner.ptr<float>(), stepOf(padded), sizeOf(inner), sizeOf(padded), r, r);
-    return box(padded, r);
+    cv::Mat means = plane(inner.rows, inner.cols);
+    boxInTwo(padded, r, r, r, means);
+    return means;
 }
 
 /// {a, b}
@@ -92,7 +116,7 @@ inline std::vector<cv::Mat> estimate1(const cv::Mat& I, const cv::Mat& p, int r,
     quotient(cov, var, innerOf(A, r));
     multiply(innerOf(A, r), a0);
     difference(b, a0, innerOf(B, r));
-    return {boxWithBorder(A, r), boxWithBorder(B, r)};
+    return {meansOfCoefficients(A, r), meansOfCoefficients(B, r)};
 }
 
 /// {a0, a1, a2, b}; D is 0 where the system cannot be solved.
@@ -132,8 +156,8 @@ inline std::vector<cv::Mat> estimate3(const std::vector<cv::Mat>& guide, const c
             fitted[3].at<float>(y + r, x + r) = ((mp.at<float>(y, x) - m0 * a[0]) - m1 * a[1]) - m2 * a[2];
         }
     }
-    return {boxWithBorder(fitted[0], r), boxWithBorder(fitted[1], r), boxWithBorder(fitted[2], r),
-            boxWithBorder(fitted[3], r)};
+    return {meansOfCoefficients(fitted[0], r), meansOfCoefficients(fitted[1], r), meansOfCoefficients(fitted[2], r),
+            meansOfCoefficients(fitted[3], r)};
 }
 
 /// The filter on one strip; `q` is a header on the destination.
@@ -154,8 +178,8 @@ inline void blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float
     difference(meanP, meanI, innerOf(wide2, r));
     if (q.empty()) return;
     cv::Mat meanA = meanI(cv::Rect(0, 0, q.cols, q.rows));
-    box(wide1, 2 * r, 2 * r, r, meanA);
-    box(wide2, 2 * r, 2 * r, r, q);
+    boxInTwo(wide1, 2 * r, 2 * r, r, meanA);
+    boxInTwo(wide2, 2 * r, 2 * r, r, q);
     multiply(I(cv::Rect(2 * r, 2 * r, q.cols, q.rows)), meanA);
     addTo(q, meanA);
 }

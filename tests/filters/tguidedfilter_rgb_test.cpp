@@ -78,7 +78,7 @@ TEST(TGuidedFilterRgbTest, WithoutEpsAFlatGuideGivesTheMeanOnAnyNumberOfThreads)
     const cv::Mat none = cv::Mat::zeros(p.size(), CV_32FC1);
     cv::Mat means = padded(p.size(), 2);
     box(withBorder(p, 2), 2).copyTo(innerOf(means, 2));
-    const cv::Mat b = boxWithBorder(means, 2);
+    const cv::Mat b = meansOfCoefficients(means, 2);
     withThreadCounts([&](int) { expectModel({none, none, none, b}, estimated({flat, flat, flat}, p, 2, 0.0f)); });
 }
 

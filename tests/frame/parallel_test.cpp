@@ -4,9 +4,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <climits>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <thread>
 #include <vector>
 
+#include "tests/support/regions.h"
 #include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
@@ -25,14 +31,42 @@ TEST(ParallelTest, EveryRowIsVisitedOnce) {
     });
 }
 
-TEST(ParallelTest, StripsAreContiguous) {
+void expectContiguous(const Strips& strips, int rows) {
+    EXPECT_EQ(strips.first(0), 0);
+    EXPECT_EQ(strips.end(strips.count() - 1), rows);
+    for (int s = 1; s < strips.count(); ++s) EXPECT_EQ(strips.first(s), strips.end(s - 1));
+}
+
+TEST(ParallelTest, StripsAreContiguousAndSeveralAThread) {
     withThreadCounts([](int threads) {
-        const Strips strips(37, kCols);
-        EXPECT_EQ(strips.count(), threads);
-        EXPECT_EQ(strips.first(0), 0);
-        EXPECT_EQ(strips.end(strips.count() - 1), 37);
-        for (int s = 1; s < strips.count(); ++s) EXPECT_EQ(strips.first(s), strips.end(s - 1));
+        const Strips strips(137, kCols);
+        EXPECT_EQ(strips.count(), threads == 1 ? 1 : 4 * threads);
+        EXPECT_EQ(strips.workers(), threads);
+        expectContiguous(strips, 137);
     });
+}
+
+TEST(ParallelTest, StripsOfACostlyStartAreOneAThread) {
+    withThreadCounts([](int threads) {
+        const Strips strips = Strips::onePerThread(137, kCols);
+        EXPECT_EQ(strips.count(), threads);
+        EXPECT_EQ(strips.workers(), threads);
+        expectContiguous(strips, 137);
+    });
+}
+
+TEST(ParallelTest, StripsAreNotCutSmallerThanIsWorthWhile) {
+    withThreadCounts([](int threads) {
+        const Strips strips(kForkElements / 64, 64);
+        EXPECT_EQ(strips.count(), threads == 1 ? 1 : std::min(4 * threads, kForkElements / kStripElements));
+        EXPECT_EQ(Strips(2, kCols).workers(), std::min(threads, 2));
+    });
+}
+
+TEST(ParallelTest, WorkOfARowSaturates) {
+    EXPECT_EQ(workOf(1000, 3), 3000);
+    EXPECT_EQ(workOf(0, 3), 0);
+    EXPECT_EQ(workOf(INT_MAX / 3 + 1, 3), INT_MAX);
 }
 
 TEST(ParallelTest, StripsBeginAtBlocks) {
@@ -67,6 +101,29 @@ TEST(ParallelTest, EachStripHasItsScratchMadeBeforeAndOnTheCallersThread) {
     });
 }
 
+TEST(ParallelTest, EachThreadHasItsScratchMadeBeforeAndOnTheCallersThread) {
+    withThreadCounts([](int) {
+        const Strips strips(37, kCols);
+        int made = 0;
+        std::atomic<int> rows{0}, wrong{0};
+        std::vector<std::atomic<int>> owner(static_cast<std::size_t>(strips.workers()));
+        forEachStrip(
+            strips,
+            [&] {
+                if (omp_in_parallel()) ++wrong;
+                return made++;
+            },
+            [&](int first, int end, const int& scratch) noexcept {
+                const int self = omp_get_thread_num() + 1, before = owner[scratch].exchange(self);
+                if (made != strips.workers() || (before != 0 && before != self)) ++wrong;
+                rows += end - first;
+            });
+        EXPECT_EQ(made, strips.workers());
+        EXPECT_EQ(rows, 37);
+        EXPECT_EQ(wrong, 0);
+    });
+}
+
 TEST(ParallelTest, ScratchThatIsKeptServesManySweeps) {
     withThreadCounts([](int) {
         const Strips strips(37, kCols);
@@ -94,6 +151,87 @@ TEST(ParallelTest, EveryTaskIsDoneOnceByOneOfItsWorkers) {
         }
     });
 }
+
+/// Waits until `done` reaches `count`; gives up after a minute.
+bool reaches(const std::atomic<int>& done, int count) {
+    for (int i = 0; i < 60000 && done < count; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return done >= count;
+}
+
+TEST(ParallelTest, AThreadThatIsHeldUpLeavesAllButItsStripToTheOthers) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(2);
+    for (int heldUp : {0, 7}) {
+        const Strips strips(8, kCols);
+        ASSERT_EQ(strips.count(), 8);
+        std::atomic<int> done{0};
+        std::atomic<bool> othersWentOn{false};
+        forEachStrip(strips, [&](int first, int) noexcept {
+            if (first == heldUp) othersWentOn = reaches(done, 7);
+            ++done;
+        });
+        EXPECT_TRUE(othersWentOn);
+        EXPECT_EQ(done, 8);
+    }
+}
+
+TEST(ParallelTest, ATaskThatIsHeldUpLeavesTheRestToTheOthers) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(2);
+    std::atomic<int> done{0};
+    std::atomic<bool> othersWentOn{false};
+    parallelTasks(2, 8, [&](int i, int) noexcept {
+        if (i == 0) othersWentOn = reaches(done, 7);
+        ++done;
+    });
+    EXPECT_TRUE(othersWentOn);
+    EXPECT_EQ(done, 8);
+}
+
+TEST(ParallelTest, AllIsDoneWhereTheRuntimeGivesFewerThreads) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(4);
+    const Strips strips(64, kCols);
+    ASSERT_EQ(strips.workers(), 4);
+    omp_set_num_threads(2);
+    std::atomic<int> rows{0};
+    forEachStrip(strips, [&](int first, int end) noexcept { rows += end - first; });
+    EXPECT_EQ(rows, 64);
+}
+
+TEST(ParallelTest, EveryRegionAsksForTheWholeTeam) {
+    if (!kRegionsAreCounted) GTEST_SKIP() << "not libgomp";
+    const KeepThreadSettings keep;
+    omp_set_num_threads(4);
+    const Regions regions = regionsOf([] {
+        for (int rows : {2, 3, 64}) parallelRows(rows, kCols, [](int) noexcept {});
+        forEachStrip(Strips::onePerThread(3, kCols), [](int, int) noexcept {});
+        parallelTasks(2, 2, [](int, int) noexcept {});
+    });
+    EXPECT_EQ(regions.count, 5);
+    EXPECT_TRUE(regions.allOfTheWholeTeam);
+}
+
+#ifdef __linux__
+std::set<std::string> threadsOfTheProcess() {
+    std::set<std::string> threads;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        threads.insert(entry.path().filename());
+    return threads;
+}
+
+TEST(ParallelTest, WorkOfAnySizeKeepsTheThreadsThatThereAre) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(6);
+    parallelRows(64, kCols, [](int) noexcept {});
+    const std::set<std::string> before = threadsOfTheProcess();
+    for (int rows : {2, 64, 3, 64}) {
+        parallelRows(rows, kCols, [](int) noexcept {});
+        parallelTasks(std::min(rows, 3), rows, [](int, int) noexcept {});
+    }
+    EXPECT_EQ(threadsOfTheProcess(), before);
+}
+#endif
 
 TEST(ParallelTest, SmallPlanesDoNotFork) {
     EXPECT_EQ(Strips(16, 16).count(), 1);

@@ -1,6 +1,6 @@
 # Holds the order of the rooms, from the includes of their files.
 # Usage: cmake -DROOT=DIRECTORY -P room_order.cmake
-cmake_minimum_required(VERSION 3.25)
+cmake_minimum_required(VERSION 3.22)
 
 # A room of the core includes its own headers and those of the rooms before it.
 set(core frame rows solver primitives resample image curves filters detail mask)

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer and the tour of the examples
-# against it through CMake's find_package, and the consumers through pkg-config.
+# Installs the built tree into a scratch prefix, moves it, and builds and runs the consumer, the tour of the examples and
+# the program of the documentation's guide against it through CMake's find_package, and the consumers through pkg-config.
 # Usage: run.sh CMAKE BUILD_DIR SOURCE_DIR CXX
 set -eu
 cmake=$1 build=$2 source=$3 cxx=$4
@@ -19,6 +19,12 @@ fi
 "$cmake" --build "$scratch/build" >/dev/null
 "$scratch/build/consumer"
 "$scratch/build/tour"
+
+"$cmake" -S "$source/../../docs/guide" -B "$scratch/guide" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+    >/dev/null
+"$cmake" --build "$scratch/guide" >/dev/null
+"$scratch/guide/first_view" "$source/../../examples/photos/dandelion_768x512.png" "$scratch/whole.png" "$scratch/middle.png"
+[ -s "$scratch/whole.png" ] && [ -s "$scratch/middle.png" ]
 
 if [ -x "$scratch/build/photo_consumer" ]; then
     "$scratch/build/photo_consumer" "$scratch/photo.png"

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "photo/error.h"
+#include "photo/profile_data.h"
 #include "photo/read.h"
 #include "tests/photo/pictures.h"
 #include "tests/support/printed.h"
@@ -244,8 +245,9 @@ TEST(Development, LooksAlikeWhateverTheProfile) {
     const Photograph photograph = bundled("tmshre_riaphotographs_srgb8");
     cv::Mat inP3;
     ColourTransform(Profile::srgb(), Profile::displayP3()).apply(photograph.pixels, inP3, 1);
-    cv::Mat inWide;
-    ColourTransform(Profile::srgb(), Profile::working()).apply(photograph.pixels, inWide, 1);
+    cv::Mat inProPhoto;
+    const Profile proPhoto = profileOfRaw();
+    ColourTransform(Profile::srgb(), proPhoto).apply(photograph.pixels, inProPhoto, 1);
     Development::Output output;
     output.bits = 16;
     output.profile = Profile::srgb();
@@ -256,7 +258,7 @@ TEST(Development, LooksAlikeWhateverTheProfile) {
             return development.render(output).pixels;
         };
         const cv::Mat one = developed(photograph.pixels, Profile::srgb());
-        for (const cv::Mat& other : {developed(inP3, Profile::displayP3()), developed(inWide, Profile::working())}) {
+        for (const cv::Mat& other : {developed(inP3, Profile::displayP3()), developed(inProPhoto, proPhoto)}) {
             double squares = 0;
             for (int y = 0; y < one.rows; ++y)
                 for (int i = 0; i < 4 * one.cols; ++i)

@@ -9,6 +9,7 @@
 #include "photo/error.h"
 #include "photo/read.h"
 #include "photo/write.h"
+#include "tests/photo/dng.h"
 #include "tests/photo/files.h"
 
 // After all that declares FILE.
@@ -32,49 +33,6 @@ void make(const std::string& path) {
     for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = float(i / 3 % 96) / 96;
     ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()));
     output->close();
-}
-
-// A DNG of a Bayer sensor that saw grey of two levels, left and right, as libtiff writes it.
-void makeDng(const std::string& path, int orientation) {
-    constexpr int kWidth = 128, kHeight = 96;
-    TIFF* tiff = TIFFOpen(path.c_str(), "w");
-    ASSERT_TRUE(tiff);
-    const float matrix[9] = {3.2404542f, -1.5371385f, -0.4985314f, -0.9692660f, 1.8760108f,
-                             0.0415560f, 0.0556434f,  -0.2040259f, 1.0572252f};
-    const float neutral[3] = {0.5f, 1, 0.8f};
-    const std::uint8_t version[4] = {1, 4, 0, 0}, backward[4] = {1, 1, 0, 0}, pattern[4] = {0, 1, 1, 2};
-    const std::uint16_t repeat[2] = {2, 2};
-    const std::uint32_t white = 65535;
-    TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, 0);
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 16);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA);
-    TIFFSetField(tiff, TIFFTAG_ORIENTATION, orientation);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
-    TIFFSetField(tiff, TIFFTAG_MAKE, "Kestrova");
-    TIFFSetField(tiff, TIFFTAG_MODEL, "Test");
-    TIFFSetField(tiff, TIFFTAG_CFAREPEATPATTERNDIM, repeat);
-    TIFFSetField(tiff, TIFFTAG_CFAPATTERN, 4, pattern);
-    TIFFSetField(tiff, TIFFTAG_DNGVERSION, version);
-    TIFFSetField(tiff, TIFFTAG_DNGBACKWARDVERSION, backward);
-    TIFFSetField(tiff, TIFFTAG_UNIQUECAMERAMODEL, "Kestrova Test");
-    TIFFSetField(tiff, TIFFTAG_COLORMATRIX1, 9, matrix);
-    TIFFSetField(tiff, TIFFTAG_ASSHOTNEUTRAL, 3, neutral);
-    TIFFSetField(tiff, TIFFTAG_CALIBRATIONILLUMINANT1, 21);
-    TIFFSetField(tiff, TIFFTAG_WHITELEVEL, 1, &white);
-    std::vector<std::uint16_t> row(kWidth);
-    for (int y = 0; y < kHeight; ++y) {
-        for (int x = 0; x < kWidth; ++x) {
-            const float filter = neutral[y % 2 + x % 2];
-            row[x] = static_cast<std::uint16_t>(65535 * filter * (x < kWidth / 2 ? 0.1f : 0.4f));
-        }
-        TIFFWriteScanline(tiff, row.data(), static_cast<std::uint32_t>(y), 0);
-    }
-    TIFFClose(tiff);
 }
 
 TEST(Inputs, ARawFileIsDevelopedWithTheCamerasWhiteBalance) {
@@ -221,6 +179,91 @@ TEST(Inputs, CmykWithoutAProfileIsConvertedAloud) {
     }
 }
 
+// A profile of four inks on white paper: light is what every ink lets through, made with lcms2's own stages.
+Profile inkProfile() {
+    const cmsHPROFILE handle = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(handle, 2.4);
+    cmsSetDeviceClass(handle, cmsSigOutputClass);
+    cmsSetColorSpace(handle, cmsSigCmykData);
+    cmsSetPCS(handle, cmsSigLabData);
+    cmsPipeline* pipeline = cmsPipelineAlloc(nullptr, 4, 3);
+    cmsStage* table = cmsStageAllocCLut16bit(nullptr, 9, 4, 3, nullptr);
+    const auto print = [](const cmsUInt16Number in[], cmsUInt16Number out[], void*) -> cmsInt32Number {
+        const double ink[4] = {in[0] / 65535.0, in[1] / 65535.0, in[2] / 65535.0, in[3] / 65535.0};
+        const double black = 1 - 0.95 * ink[3];
+        const double r = (1 - 0.9 * ink[0]) * black, g = (1 - 0.8 * ink[1]) * black, b = (1 - 0.7 * ink[2]) * black;
+        const cmsCIEXYZ xyz = {0.4361 * r + 0.3851 * g + 0.1431 * b, 0.2225 * r + 0.7169 * g + 0.0606 * b,
+                               0.0139 * r + 0.0971 * g + 0.7141 * b};
+        cmsCIELab lab;
+        cmsXYZ2Lab(nullptr, &lab, &xyz);
+        cmsFloat2LabEncodedV2(out, &lab);
+        return TRUE;
+    };
+    EXPECT_TRUE(cmsStageSampleCLut16bit(table, print, nullptr, 0));
+    cmsPipelineInsertStage(pipeline, cmsAT_END, table);
+    EXPECT_TRUE(cmsWriteTag(handle, cmsSigAToB0Tag, pipeline));
+    EXPECT_TRUE(cmsWriteTag(handle, cmsSigMediaWhitePointTag, cmsD50_XYZ()));
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(handle, nullptr, &size);
+    std::vector<unsigned char> bytes(size);
+    cmsSaveProfileToMem(handle, bytes.data(), &size);
+    cmsPipelineFree(pipeline);
+    cmsCloseProfile(handle);
+    return Profile::fromBytes(bytes);
+}
+
+TEST(Inputs, CmykIsConvertedByItsProfileAsLcms2DoesInFloat) {
+    const Scratch scratch;
+    const Profile profile = inkProfile();
+    ASSERT_EQ(profile.channels(), 4);
+    for (const int side : {64, 1100}) {
+        std::vector<std::uint8_t> inks;
+        for (int i = 0; i < side * side; ++i)
+            for (const int ink : {i % 16 * 17, i / 16 % 16 * 17, i / 256 % 16 * 17, i * 7 % 256})
+                inks.push_back(static_cast<std::uint8_t>(ink));
+        TIFF* tiff = TIFFOpen((scratch / "c.tif").c_str(), "w");
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, side);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, side);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_SEPARATED);
+        TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(profile.bytes().size()),
+                     profile.bytes().data());
+        for (int y = 0; y < side; ++y)
+            TIFFWriteScanline(tiff, inks.data() + y * side * 4, static_cast<std::uint32_t>(y), 0);
+        TIFFClose(tiff);
+
+        const Photograph read = readPhotograph(scratch / "c.tif");
+        EXPECT_EQ(read.profile, Profile::displayP3());
+        EXPECT_EQ(read.outputProfile, Profile::displayP3());
+        ASSERT_EQ(read.notes.size(), 1u);
+        EXPECT_NE(read.notes[0].find("CMYK was converted from"), std::string::npos);
+
+        const cmsHPROFILE from = cmsOpenProfileFromMem(profile.bytes().data(), unsigned(profile.bytes().size())),
+                          to = cmsOpenProfileFromMem(Profile::displayP3().bytes().data(),
+                                                     unsigned(Profile::displayP3().bytes().size()));
+        const cmsHTRANSFORM transform =
+            cmsCreateTransform(from, TYPE_CMYK_DBL, to, TYPE_RGB_DBL, INTENT_RELATIVE_COLORIMETRIC,
+                               cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION);
+        ASSERT_TRUE(transform);
+        double worst = 0;
+        for (int i = 0; i < side * side; i += side / 64) {
+            double ink[4], rgb[3];
+            for (int c = 0; c < 4; ++c) ink[c] = inks[4 * i + c] / 2.55;  // per cent
+            cmsDoTransform(transform, ink, rgb, 1);
+            const auto& p = read.pixels.at<cv::Vec4w>(i / side, i % side);
+            for (int c = 0; c < 3; ++c)
+                worst = std::max(worst, std::abs(p[2 - c] / 257.0 - 255 * std::clamp(rgb[c], 0.0, 1.0)));
+            ASSERT_EQ(p[3], 65535);
+        }
+        EXPECT_LE(worst, 0.5) << "steps of 8 bits";
+        cmsDeleteTransform(transform);
+        cmsCloseProfile(from);
+        cmsCloseProfile(to);
+    }
+}
+
 class BrokenFiles : public testing::TestWithParam<std::string> {};
 
 // Reads what may be broken: an error of the layer or a picture, and not a word on either stream.
@@ -345,6 +388,18 @@ TEST(Inputs, ThatAreNoPhotographsSayWhy) {
     EXPECT_EQ(kindOfReading(scratch / "text.jpg", "not a photograph of a known format"), Error::Kind::input);
     EXPECT_EQ(kindOfReading(scratch.path(), "is a folder"), Error::Kind::input);
     EXPECT_EQ(kindOfReading("/dev/zero", "is not a regular file"), Error::Kind::input);
+}
+
+TEST(Inputs, WhatFollowsTheFirstPictureOfAFileIsSaid) {
+    const Scratch scratch;
+    writePhotograph(colourful(60, 40), scratch / "a.jpg");
+    auto bytes = bytesOf(scratch / "a.jpg");
+    EXPECT_TRUE(readPhotograph(scratch / "a.jpg").notes.empty());
+    bytes.resize(bytes.size() + 50 * 1024, 'x');
+    writeBytes(scratch / "a.jpg", bytes);
+    const Photograph read = readPhotograph(scratch / "a.jpg");
+    ASSERT_EQ(read.notes.size(), 1u);
+    EXPECT_EQ(read.notes[0], "50 KB after the picture, such as a film, a gain map or a preview, were not read");
 }
 
 TEST(Inputs, AreNotReadOnWhenCancelled) {

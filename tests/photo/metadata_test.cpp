@@ -193,6 +193,32 @@ TEST(Metadata, ThatIsTooLargeForJpegIsMissedAloud) {
     EXPECT_EQ(Metadata::fromFile(scratch / "a.jpg")->text("Exif.Image.Model"), "a camera");
 }
 
+TEST(Metadata, CommentsOfFilesAreKeptOrMissedAloud) {
+    const Scratch scratch;
+    writePhotograph(colourful(40, 30), scratch / "a.jpg");
+    {
+        const auto image = Exiv2::ImageFactory::open(scratch / "a.jpg");
+        image->readMetadata();
+        image->setComment("taken from the train");
+        image->writeMetadata();
+    }
+    for (const std::string name : {"b.jpg", "b.png", "b.tif", "b.webp"}) {
+        const WriteReport report = writePhotograph(readPhotograph(scratch / "a.jpg"), scratch / name);
+        const auto image = Exiv2::ImageFactory::open(scratch / name);
+        image->readMetadata();
+        if (image->comment() == "taken from the train") {
+            EXPECT_TRUE(report.notes.empty()) << name;
+        } else {
+            ASSERT_EQ(report.notes.size(), 1u) << name;
+            EXPECT_NE(report.notes[0].find("does not hold the comment"), std::string::npos) << report.notes[0];
+            EXPECT_TRUE(name == "b.tif" || name == "b.webp") << name;
+        }
+    }
+    WriteOptions options;
+    options.metadata = MetadataChoice::copyright;
+    EXPECT_TRUE(writePhotograph(readPhotograph(scratch / "a.jpg"), scratch / "c.webp", options).notes.empty());
+}
+
 TEST(Metadata, OfAnUnknownKeyIsEmpty) {
     const Scratch scratch;
     writePhotograph(colourful(40, 30), scratch / "a.jpg");

@@ -1,17 +1,40 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdarg>
 #include <thread>
 
 #include "photo/error.h"
 #include "photo/read.h"
 #include "photo/write.h"
 #include "tests/photo/files.h"
+
+namespace {
+
+bool namelessFilesAreRefused = false;
+
+}  // namespace
+
+// The layer's calls of openat come here, so that a file system without nameless files can be played.
+extern "C" int openat(int folder, const char* path, int flags, ...) {
+    if (namelessFilesAreRefused && (flags & O_TMPFILE) == O_TMPFILE) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, unsigned);
+    va_end(arguments);
+    return static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
+}
 
 namespace kestrova::photo {
 namespace {
@@ -140,8 +163,41 @@ TEST(Targets, OfWritersThatAreKilledAreOldOrNewAndNothingIsLeft) {
         const cv::Mat pixels = readPhotograph(path).pixels;
         EXPECT_TRUE(same(pixels, old.pixels) || same(pixels, fresh.pixels));
     }
-    EXPECT_LE(scratch.names().size(),
-              2u);  // a kill between the naming and the replacing, some microseconds, leaves one
+    // A kill between the naming and the replacing, some microseconds, leaves one.
+    EXPECT_LE(scratch.names().size(), 2u);
+}
+
+TEST(Targets, AreReplacedWithoutLitterWhereFilesMustHaveNamesToo) {
+    const Scratch scratch;
+    const std::string path = scratch / "a.png";
+    const Photograph old = colourful(30, 20), fresh = colourful(20, 30);
+    namelessFilesAreRefused = true;
+    writePhotograph(old, path);
+    EXPECT_TRUE(same(readPhotograph(path).pixels, old.pixels));
+    ::chmod(path.c_str(), 0640);
+    writePhotograph(fresh, path);
+    EXPECT_TRUE(same(readPhotograph(path).pixels, fresh.pixels));
+    EXPECT_EQ(modeOf(path) & 07777, 0640u);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {64, 64};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        try {
+            WriteOptions options;
+            options.threads = 1;
+            writePhotograph(old, path, options);
+        } catch (const Error& error) {
+            ::_exit(error.kind() == Error::Kind::file ? 0 : 1);
+        }
+        ::_exit(2);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    namelessFilesAreRefused = false;
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(same(readPhotograph(path).pixels, fresh.pixels));
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
 }
 
 TEST(Targets, AreNotTouchedByACancelledWriting) {

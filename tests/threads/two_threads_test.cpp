@@ -51,9 +51,10 @@ Planes filters(std::uint32_t seed) {
     return {laplacian, sharp, pyramid, bilateral, smooth, large};
 }
 
+// Two blocks wide, and large enough for a team.
 Planes detail(std::uint32_t seed) {
-    const auto full = [&](std::uint32_t i) { return randomPlane(80, 90, CV_16UC1, 20000, 40000, seed + i); };
-    const auto half = [&](std::uint32_t i) { return randomPlane(40, 45, CV_16UC1, 20000, 40000, seed + i); };
+    const auto full = [&](std::uint32_t i) { return randomPlane(70, 1100, CV_16UC1, 20000, 40000, seed + i); };
+    const auto half = [&](std::uint32_t i) { return randomPlane(35, 550, CV_16UC1, 20000, 40000, seed + i); };
     TVelline engine;
     engine.setup(full(0), full(1), full(2), full(3), half(4), half(5), nullptr);
     for (float& k : engine.m_k) k = 0.4f;
@@ -61,12 +62,14 @@ Planes detail(std::uint32_t seed) {
     engine.m_mix[0] = 0.2f;
     engine.m_bChangedS = engine.m_bChangedM = engine.m_bChangedL = engine.m_bChangedY = true;
     engine.proc(cv::Rect(4, 4, 30, 30), 2, cv::Mat());
+    const cv::Mat ofEverySecond = engine.getRoiY().clone();
+    engine.proc(cv::Rect(0, 0, 1100, 70), 1, cv::Mat());
     TColorAdjVL colour;
     colour.m_saturation = 0.4f;
     colour.m_bChanged = true;
     cv::Mat dr, db;
     colour.proc(full(0), full(6), full(7), full(8), dr, db);
-    return {engine.getRoiY().clone(), engine.m_Dr, dr, db};
+    return {ofEverySecond, engine.getRoiY().clone(), engine.m_Dr, dr, db};
 }
 
 Planes mask(std::uint32_t seed) {

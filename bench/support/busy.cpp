@@ -1,0 +1,76 @@
+#include "bench/support/busy.h"
+
+#include <omp.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <opencv2/core/utility.hpp>
+#include <regex>
+
+BusyProcesses::BusyProcesses() {
+    for (int i = 0; i < omp_get_num_procs(); ++i) {
+        const pid_t process = fork();
+        if (process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            for (volatile unsigned n = 0;;) n = n + 1;
+        }
+        if (process > 0) m_processes.push_back(process);
+    }
+}
+
+BusyProcesses::~BusyProcesses() {
+    for (const pid_t process : m_processes) {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+    }
+}
+
+namespace {
+
+constexpr double kNoise = 1.1;
+
+double secondsOf(const std::function<void()>& work, int threads) {
+    omp_set_num_threads(threads);
+    cv::setNumThreads(threads);
+    const double start = omp_get_wtime();
+    work();
+    return omp_get_wtime() - start;
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+}  // namespace
+
+int measureBesideBusyProcesses(const std::vector<BusyRow>& rows, const std::string& filter) {
+    const std::regex wanted(filter.empty() || filter == "all" ? ".*" : filter);
+    const int all = omp_get_num_procs();
+    int slower = 0;
+    std::printf("%-64s %12s %12s %8s\n", "beside a busy process on every core", "1 thread, ms", "all, ms", "all / 1");
+    for (const BusyRow& row : rows) {
+        if (!std::regex_search(row.name, wanted)) continue;
+        const std::function<void()> work = row.prepare();
+        secondsOf(work, 1);
+        const BusyProcesses busy;
+        std::vector<double> withOne, withAll;
+        double total = 0;
+        while (withOne.size() < 5 || (total < 1.0 && withOne.size() < 101)) {
+            withOne.push_back(secondsOf(work, 1));
+            withAll.push_back(secondsOf(work, all));
+            total += withOne.back() + withAll.back();
+        }
+        const double one = median(withOne), many = median(withAll);
+        const bool bSlower = many > kNoise * one;
+        slower += bSlower;
+        std::printf("%-64s %12.3f %12.3f %8.2f%s\n", row.name.c_str(), 1e3 * one, 1e3 * many, many / one,
+                    bSlower ? " slower" : "");
+        std::fflush(stdout);
+    }
+    return slower;
+}

@@ -1,0 +1,54 @@
+"""Every public name has documentation that stands alone, with an example that runs."""
+
+import doctest
+import inspect
+import pydoc
+
+import kestrova
+import pytest
+
+NAMES = [name for name in kestrova.__all__ if not name.isupper()]
+
+
+def examples_of(name):
+    finder = doctest.DocTestFinder(exclude_empty=False)
+    return [test for test in finder.find(getattr(kestrova, name), name, module=False) if test.examples]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_examples_run(name):
+    runner = doctest.DocTestRunner(verbose=False)
+    for test in examples_of(name):
+        assert runner.run(test).failed == 0
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_documentation_has_its_sections(name):
+    value = getattr(kestrova, name)
+    text = inspect.getdoc(value)
+    assert text and len(text.splitlines()[0]) < 110
+    if inspect.isfunction(value):
+        parameters = inspect.signature(value).parameters
+        for parameter in parameters:
+            assert parameter in text
+        assert not parameters or "Parameters\n----------" in text
+        assert "Returns\n-------" in text
+        assert examples_of(name)
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_public_members_have_documentation(name):
+    value = getattr(kestrova, name)
+    if not inspect.isclass(value) or issubclass(value, tuple):
+        return
+    for member, attribute in vars(value).items():
+        if not member.startswith("_") and (callable(attribute) or isinstance(attribute, (property, classmethod))):
+            assert inspect.getdoc(getattr(value, member)), member
+
+
+def test_help_shows_signatures():
+    text = pydoc.plain(pydoc.render_doc(kestrova))
+    assert "guided_filter(guide, src=None, *, radius=8, eps=0.001, out=None, threads=None)" in text
+    assert "PyCapsule" not in text and "pybind11" not in text
+    for name in NAMES:
+        assert name in text

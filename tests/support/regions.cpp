@@ -1,0 +1,28 @@
+#include "tests/support/regions.h"
+
+#include <dlfcn.h>
+
+#include <atomic>
+
+namespace {
+
+std::atomic<int> opened{0}, ofOwnNumber{0};
+
+}  // namespace
+
+Regions regionsOf(const std::function<void()>& work) {
+    opened = ofOwnNumber = 0;
+    work();
+    return {opened, ofOwnNumber == 0};
+}
+
+#if !defined(__clang__) && defined(__linux__)
+extern "C" [[gnu::visibility("default")]] void GOMP_parallel(void (*body)(void*), void* data, unsigned threads,
+                                                             unsigned flags) {
+    using Entry = void (*)(void (*)(void*), void*, unsigned, unsigned);
+    static const Entry runtime = reinterpret_cast<Entry>(dlsym(RTLD_NEXT, "GOMP_parallel"));
+    ++opened;
+    if (threads != 0) ++ofOwnNumber;
+    runtime(body, data, threads, flags);
+}
+#endif

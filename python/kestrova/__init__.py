@@ -52,7 +52,17 @@ from ._filters import (
 )
 from ._kestrova import __version__
 from ._mask import Mask
-from ._photo import Development, Photograph, Profile, Rendering, SavedFile, develop, open, save
+from ._photo import (
+    Development,
+    Photograph,
+    Profile,
+    Rendering,
+    SavedFile,
+    develop,
+    has_photograph_name,
+    open,
+    save,
+)
 from ._picture import Picture, luminance, ydrdb_to_rgb
 from ._planes import blend, box_filter, chroma_upsize, extreme_sharpen, guided_upsize
 from ._resampling import collapse_pyramid, downsize, gaussian_pyramid, laplacian_pyramid, upsize, view
@@ -95,6 +105,7 @@ __all__ = [
     "gradient_guide",
     "guided_filter",
     "guided_upsize",
+    "has_photograph_name",
     "laplacian_pyramid",
     "light_table",
     "local_laplacian",

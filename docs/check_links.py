@@ -24,8 +24,8 @@ class Page(html.parser.HTMLParser):
         for name, value in attributes:
             if name == "id" or (name == "name" and tag == "a"):
                 self.anchors.add(value)
-            elif name in ("href", "src") and value is not None:
-                loaded = name == "src" or tag == "link"
+            elif (name in ("href", "src") or (tag, name) == ("object", "data")) and value is not None:
+                loaded = name != "href" or tag == "link"
                 self.links.append((value, loaded, self.getpos()[0]))
 
     handle_startendtag = handle_starttag

@@ -20,16 +20,16 @@ struct DevelopFileOptions {
     std::optional<FileFormat> format;  ///< none: what the target's name ends in
     /// 8 or 16 bits a channel; 0: 16 where the photograph has more than 8 and the format is PNG or TIFF.
     int bits = 0;
-    int quality = 92;                ///< as in `WriteOptions`
-    std::optional<Profile> profile;  ///< none: the file's own
-    MetadataChoice metadata = MetadataChoice::all;
+    int quality = 92;                               ///< as in `WriteOptions`
+    std::optional<Profile> profile;                 ///< none: the file's own
+    MetadataChoice metadata = MetadataChoice::all;  ///< what the result keeps of EXIF, IPTC and XMP
     bool compare = false;  ///< the photograph as it was, cropped and turned likewise, to the left of the result
     /// To be stored with the result; empty: `developFileKey`, unless `metadata` is none.
     std::string key;
 
-    int threads = 0;            ///< 0: one a processor
-    std::size_t maxMemory = 0;  ///< bytes; 0 for no limit
-    double maxMegapixels = 400;
+    int threads = 0;             ///< 0: one a processor
+    std::size_t maxMemory = 0;   ///< bytes; 0 for no limit
+    double maxMegapixels = 400;  ///< larger photographs are refused
 };
 
 /// Stands for all that a result depends on: the photograph's bytes, the settings, how it is written, the version of

@@ -21,6 +21,7 @@ public:
     /// `rendering` and the result of `renderingOf`: pixels of the whole rendering at step 1, whose centres stand at
     /// halves. Points outside lie where the picture would go on.
     Point photographOf(cv::Point2d rendering) const;
+    /// Where a point of the photograph stands in the whole rendering, as `photographOf` takes it.
     cv::Point2d renderingOf(const Point& point) const;
     /// How many pixels of the photograph one of the rendering is wide.
     double scale() const;

@@ -13,13 +13,14 @@
 
 #include "bench/support/busy.h"
 
-/// A row of the table: what `prepare` returns, measured with 1 thread and with all, beside a plain copy of as many
+/// A row of the table: what `prepare` returns, measured with each number of threads, beside a plain copy of as many
 /// bytes as it must move (read and written together). `prepare` makes the planes and returns the work as a closure; it
 /// runs when the row runs. Reported: milliseconds, bytes per second, and "copies", the ratio to the time of that copy
 /// in the same run; where `pixels` is given, also "bytes/pixel", the peak of memory that the work's first run adds to
 /// the planes prepared, its outputs included.
 template <class Prepare>
-void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels = 0);
+void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels = 0,
+              const std::vector<int>& teams = {1, omp_get_num_procs()});
 
 /// Bytes of memory that the process holds at the peak of `work` beyond what it held before (Linux; 0 elsewhere).
 double peakBytes(const std::function<void()>& work);
@@ -45,10 +46,10 @@ double copySeconds(std::size_t bytesMoved);
 }  // namespace bench_detail
 
 template <class Prepare>
-void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels) {
+void benchRow(const std::string& name, std::size_t bytesMoved, const Prepare& prepare, std::size_t pixels,
+              const std::vector<int>& teams) {
     bench_detail::rows().push_back({name, [=]() -> std::function<void()> { return prepare(); }});
-    const int all = omp_get_num_procs();
-    for (int threads : {1, all}) {
+    for (int threads : teams) {
         const std::string row = name + "/threads:" + std::to_string(threads);
         benchmark::RegisterBenchmark(
             row.c_str(),

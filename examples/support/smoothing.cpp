@@ -9,9 +9,9 @@
 
 namespace {
 
+//! [scale]
 constexpr double kFullScale = 65535;
 
-//! [scale]
 cv::Mat toFloat(const cv::Mat& plane) {
     cv::Mat out;
     plane.convertTo(out, CV_32F, 1 / kFullScale);

@@ -4,10 +4,10 @@
 
 #include "kestrova/export.h"
 
-/// A filter of large support from three small kernels, after Z. Farbman, R. Fattal and D. Lischinski, "Convolution
-/// Pyramids" (SIGGRAPH Asia 2011). The plane is analysed down to a cell or two with the first kernel; on the way back
-/// up each level adds the coarser result, enlarged by zeros and filtered with the second kernel, and its own analysis
-/// signal, filtered with the third:
+/// A filter of large support from three small kernels, after Farbman, Fattal and Lischinski, "Convolution Pyramids"
+/// (SIGGRAPH Asia 2011). The plane is analysed down to a cell or two with the first kernel; on the way back up each
+/// level adds the coarser result, enlarged by zeros and filtered with the second kernel, and its own analysis signal,
+/// filtered with the third:
 ///     down[l+1] = every second row and column of k1 * down[l]
 ///     up[l]     = k2 * (up[l+1] with zeros in between) + k3 * down[l]
 /// The coefficients make the filter. Five taps, five and three, the paper's: 0.15, 0.5, 0.7, 0.5, 0.15 for k1 and k2

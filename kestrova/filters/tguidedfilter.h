@@ -95,8 +95,8 @@ protected:
     /// CV_32FC1, at least 4r larger than `q` and share no pixels with it.
     void gFc1_blkGuide(const cv::Mat& I, const cv::Mat& p, cv::Mat& q, int r, float eps) const;
 
-    /// The height of a strip: h if w * h, a 32-bit signed product that wraps, is below 2250000 or h below 600, else
-    /// 600.
+    /// The height of a strip: h if w * h, a 32-bit signed product that wraps, is below 2250000 or h is below 600,
+    /// otherwise 600.
     static int checkBlkSz(int w, int h);
 
     /// The variance of `X` over a mask: `calcov2` of `X` with itself.

@@ -129,8 +129,8 @@ public:
     /// `dec2Size` of it. Throws a text if `in` or an output is not of its kind, unless there are no pixels, and if an
     /// output is one that cannot be resized and is too small.
     static void rgba16uToYCM(const TImage& in, TImage& y, TImage& c, TImage& m);
-    /// Y, C, M to 8-bit interleaved colour, as `YCMToRgba16u` and then `rgba16uTo8u`: an alpha of 255 comes back as
-    /// 254. `out` gets the size of `y`; a view as large or larger gets its top left. Throws as `YCMToRgba16u`.
+    /// Y, C, M to 8-bit interleaved colour, as `YCMToRgba16u` and then `rgba16uTo8u`: an alpha of 255 comes back
+    /// as 254. `out` gets the size of `y`; a view as large or larger gets its top left. Throws as `YCMToRgba16u`.
     static void YCMToRgba8u(const TImage& y, const TImage& c, const TImage& m, TImage& out);
     /// Y, C, M to 16-bit interleaved colour. C and M are enlarged by cubic interpolation; green comes from the
     /// unclamped red and blue; an alpha of 255 comes back as 65279. `out` must have the size of `y` already. Sizes that

@@ -72,8 +72,8 @@ KESTROVA_EXPORT void downSizeNX(const cv::Mat& in, cv::Mat& out, int n, int inte
 KESTROVA_EXPORT void upSizeNX(const cv::Mat& in, cv::Mat& outNX, int n, int interp);
 
 /// Fills margins of `m`, a plane of any type, from the nearest inner column or row: the first `left` columns, the last
-/// `right` columns, the first `top` rows, then of the last `bottom` rows only the first `top` ones, so none if `top` is
-/// 0. That the bottom margin depends on `top` is intentional. Widths below 1 fill nothing.
+/// `right` columns, the first `top` rows, then of the last `bottom` rows only the first `top` ones, so none if `top`
+/// is 0. That the bottom margin depends on `top` is intentional. Widths below 1 fill nothing.
 /// A margin to be filled that is as large as the plane, and so has no inner column or row to copy from, throws
 /// "ERROR - extendBorder - left>=m.cols", "... right>=m.cols", "... top>=m.rows" or "... bottom>=m.rows"; nothing is
 /// written then.

@@ -46,8 +46,7 @@ def main():
 
     cluster = None
     if not options.scheduler:
-        # Processes, each with one thread: a worker that is lost takes one photograph along. Dask starts them by
-        # "spawn", which the library needs.
+        # Processes, each with one thread: a worker that is lost takes one photograph along.
         cluster = LocalCluster(n_workers=options.workers, threads_per_worker=1, dashboard_address=None)
     failures = 0
     with Client(options.scheduler or cluster) as client:

@@ -27,14 +27,17 @@ callable gets the share that is done and cancels by answering ``False`` (`Cancel
 interrupt from the keyboard (KeyboardInterrupt) cancels `open`, `develop`, `save` and `Development.render` within some
 50 ms, and whatever takes ``progress=`` at its next report; other functions end first.
 
-After ``fork()`` OpenMP's threads are missing in the child: let multiprocessing and concurrent.futures start processes
-by "spawn" or "forkserver".
+Processes of multiprocessing and concurrent.futures may be forked or spawned: the calling thread's team of OpenMP is ended
+before a fork, and parent and child start others. Fork while no other thread is at work in the library.
 
 Failures
 --------
 `Error` and its subclasses `Cancelled` and `OutOfMemory`. Outputs and objects are then as they were.
 """
 
+import os as _os
+
+from . import _kestrova
 from ._curves import Spline, apply_table, detail_table, light_table, rule_table
 from ._detail import ColorAdjustment, DetailEngine
 from ._errors import Cancelled, Error, OutOfMemory
@@ -50,7 +53,6 @@ from ._filters import (
     local_laplacian,
     weighted_least_squares,
 )
-from ._kestrova import __version__
 from ._mask import Mask
 from ._photo import (
     Development,
@@ -67,6 +69,8 @@ from ._picture import Picture, luminance, ydrdb_to_rgb
 from ._planes import blend, box_filter, chroma_upsize, extreme_sharpen, guided_upsize
 from ._resampling import collapse_pyramid, downsize, gaussian_pyramid, laplacian_pyramid, upsize, view
 from ._settings import Adjustments, Layer, Settings, Stroke, preset, presets, sidecar_of
+
+__version__ = _kestrova.__version__
 
 __all__ = [
     "Adjustments",
@@ -126,3 +130,5 @@ for _name in __all__:
     if hasattr(globals()[_name], "__module__"):
         globals()[_name].__module__ = __name__
 del _name
+
+_os.register_at_fork(before=_kestrova.end_team)

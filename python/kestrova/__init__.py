@@ -24,8 +24,8 @@ The interpreter's lock is released while the library works. Functions may be cal
 an object serves one thread at a time, and a second call on it meanwhile raises `Error`. A call uses OpenMP's threads,
 as many as ``OMP_NUM_THREADS`` says or as there are processors; ``threads=`` bounds them for the call. A ``progress=``
 callable gets the share that is done and cancels by answering ``False`` (`Cancelled`) or by raising an exception. An
-interrupt from the keyboard (KeyboardInterrupt) cancels `open`, `develop`, `save` and `Development.render` within some
-50 ms, and whatever takes ``progress=`` at its next report; other functions end first.
+interrupt from the keyboard (KeyboardInterrupt) cancels `open`, `develop`, `save` and `Development.render` within a
+tenth of a second, and whatever takes ``progress=`` at its next report; other functions end first.
 
 Processes of multiprocessing and concurrent.futures may be forked or spawned: the calling thread's team of OpenMP is ended
 before a fork, and parent and child start others. Fork while no other thread is at work in the library.

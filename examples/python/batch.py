@@ -17,7 +17,6 @@ import kestrova
 import matplotlib.pyplot as plt
 
 PHOTOGRAPHS = pathlib.Path(__file__).resolve().parents[1] / "photos"
-ENDINGS = {".jpg", ".jpeg", ".png", ".tif", ".tiff", ".webp", ".heic", ".avif", ".nef", ".cr2", ".arw", ".dng"}
 
 
 def develop(source, target, settings):
@@ -43,7 +42,7 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     options = parser.parse_args()
 
-    sources = sorted(path for path in options.folder.iterdir() if path.suffix.lower() in ENDINGS)
+    sources = sorted(path for path in options.folder.iterdir() if kestrova.has_photograph_name(path))
     if not sources:
         parser.error(f"{options.folder}: there are no photographs")
     options.directory.mkdir(exist_ok=True)

@@ -16,8 +16,6 @@ import sys
 import kestrova
 from dask.distributed import Client, LocalCluster, as_completed
 
-ENDINGS = {".jpg", ".jpeg", ".png", ".tif", ".tiff", ".webp", ".heic", ".avif", ".nef", ".cr2", ".arw", ".dng"}
-
 
 def develop(source, target, settings):
     """Runs on a worker: says who has done it, and what went wrong, if anything."""
@@ -42,14 +40,13 @@ def main():
     parser.add_argument("--kill-one", action="store_true", help="kill a worker on the way, to see what happens")
     options = parser.parse_args()
 
-    sources = sorted(path for path in options.folder.iterdir() if path.suffix.lower() in ENDINGS)
+    sources = sorted(path for path in options.folder.iterdir() if kestrova.has_photograph_name(path))
     options.directory.mkdir(exist_ok=True)
     settings = kestrova.preset(options.preset).to_json()
 
     cluster = None
     if not options.scheduler:
-        # Processes, each with one thread: a worker that is lost takes one photograph along. Dask starts them by
-        # "spawn", which the library needs.
+        # Processes, each with one thread: a worker that is lost takes one photograph along.
         cluster = LocalCluster(n_workers=options.workers, threads_per_worker=1, dashboard_address=None)
     failures = 0
     with Client(options.scheduler or cluster) as client:

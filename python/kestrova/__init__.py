@@ -24,17 +24,20 @@ The interpreter's lock is released while the library works. Functions may be cal
 an object serves one thread at a time, and a second call on it meanwhile raises `Error`. A call uses OpenMP's threads,
 as many as ``OMP_NUM_THREADS`` says or as there are processors; ``threads=`` bounds them for the call. A ``progress=``
 callable gets the share that is done and cancels by answering ``False`` (`Cancelled`) or by raising an exception. An
-interrupt from the keyboard (KeyboardInterrupt) cancels `open`, `develop`, `save` and `Development.render` within some
-50 ms, and whatever takes ``progress=`` at its next report; other functions end first.
+interrupt from the keyboard (KeyboardInterrupt) cancels `open`, `develop`, `save` and `Development.render` within a
+tenth of a second, and whatever takes ``progress=`` at its next report; other functions end first.
 
-After ``fork()`` OpenMP's threads are missing in the child: let multiprocessing and concurrent.futures start processes
-by "spawn" or "forkserver".
+Processes of multiprocessing and concurrent.futures may be forked or spawned: the calling thread's team of OpenMP is ended
+before a fork, and parent and child start others. Fork while no other thread is at work in the library.
 
 Failures
 --------
 `Error` and its subclasses `Cancelled` and `OutOfMemory`. Outputs and objects are then as they were.
 """
 
+import os as _os
+
+from . import _kestrova
 from ._curves import Spline, apply_table, detail_table, light_table, rule_table
 from ._detail import ColorAdjustment, DetailEngine
 from ._errors import Cancelled, Error, OutOfMemory
@@ -50,13 +53,24 @@ from ._filters import (
     local_laplacian,
     weighted_least_squares,
 )
-from ._kestrova import __version__
 from ._mask import Mask
-from ._photo import Development, Photograph, Profile, Rendering, SavedFile, develop, open, save
+from ._photo import (
+    Development,
+    Photograph,
+    Profile,
+    Rendering,
+    SavedFile,
+    develop,
+    has_photograph_name,
+    open,
+    save,
+)
 from ._picture import Picture, luminance, ydrdb_to_rgb
 from ._planes import blend, box_filter, chroma_upsize, extreme_sharpen, guided_upsize
 from ._resampling import collapse_pyramid, downsize, gaussian_pyramid, laplacian_pyramid, upsize, view
 from ._settings import Adjustments, Layer, Settings, Stroke, preset, presets, sidecar_of
+
+__version__ = _kestrova.__version__
 
 __all__ = [
     "Adjustments",
@@ -95,6 +109,7 @@ __all__ = [
     "gradient_guide",
     "guided_filter",
     "guided_upsize",
+    "has_photograph_name",
     "laplacian_pyramid",
     "light_table",
     "local_laplacian",
@@ -115,3 +130,5 @@ for _name in __all__:
     if hasattr(globals()[_name], "__module__"):
         globals()[_name].__module__ = __name__
 del _name
+
+_os.register_at_fork(before=_kestrova.end_team)

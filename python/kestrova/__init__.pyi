@@ -602,6 +602,8 @@ def open(
     threads: int | None = None,
 ) -> Photograph: ...
 
+def has_photograph_name(path: _Path) -> bool: ...
+
 class SavedFile(NamedTuple):
     bytes: int
     notes: list[str]

@@ -231,6 +231,26 @@ def open(path, *, preview=None, max_megapixels=400.0, max_memory=0, threads=None
     return Photograph._of(_kestrova.read(os.fsencode(path), preview or 0, max_megapixels, max_memory, threads))
 
 
+def has_photograph_name(path):
+    """Whether a name ends like that of a photograph that `open` reads: for walks through folders.
+
+    Parameters
+    ----------
+    path : str or os.PathLike
+
+    Returns
+    -------
+    bool
+
+    Examples
+    --------
+    >>> import kestrova
+    >>> kestrova.has_photograph_name("DSC_0001.NEF"), kestrova.has_photograph_name("notes.txt")
+    (True, False)
+    """
+    return _kestrova.has_photograph_name(os.fsencode(path))
+
+
 class SavedFile(NamedTuple):
     """What `save` has written: the file's size in bytes, and notes of what of the photograph it does not hold."""
 

@@ -29,7 +29,7 @@ class _Checked:
         return f"{type(self).__name__}({', '.join(f'{f.name}={getattr(self, f.name)!r}' for f in changed)})"
 
 
-@dataclass(kw_only=True, repr=False)
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Adjustments(_Checked):
     """Sliders, from -1 to 1 with 0 for no change; those of noise from 0 to 1.
 
@@ -105,7 +105,7 @@ class Adjustments(_Checked):
         return {name.replace("_", "-"): getattr(self, name) for name in _RANGES if getattr(self, name) != 0}
 
 
-@dataclass(kw_only=True, repr=False)
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Stroke(_Checked):
     """What a brush does along some points.
 
@@ -137,7 +137,7 @@ class Stroke(_Checked):
         return {**values, "points": [[float(x), float(y)] for x, y in self.points]}
 
 
-@dataclass(kw_only=True, repr=False)
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Layer(Adjustments):
     """Adjustments for a part of the photograph, on top of those for the whole.
 
@@ -178,7 +178,7 @@ class Layer(Adjustments):
         return cls(name=values.get("name", ""), strokes=strokes, inverted=mask.get("inverted", False), **sliders)
 
 
-@dataclass(kw_only=True, repr=False)
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Settings(Adjustments):
     """What is to be done to a photograph. Everything at its default asks for nothing.
 

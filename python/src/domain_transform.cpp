@@ -2,7 +2,7 @@
 
 #include <omp.h>
 
-// The shared library keeps this class to itself; the module has a copy of it.
+// The shared library keeps this class to itself; the module has a copy of it linked in.
 #include "kestrova/detail/domain_transform.h"
 
 namespace kestrova::python {

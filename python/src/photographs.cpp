@@ -2,6 +2,7 @@
 
 #include "arrays.h"
 #include "module.h"
+#include "photo/file_format.h"
 #include "photo/metadata.h"
 #include "photo/read.h"
 #include "photo/write.h"
@@ -125,6 +126,7 @@ void addPhotographs(py::module_& module) {
         .value("copyright", photo::MetadataChoice::copyright)
         .value("none", photo::MetadataChoice::none);
     module.def("read", read);
+    module.def("has_photograph_name", photo::hasPhotographName);
     module.def("write", write);
 }
 

@@ -309,18 +309,21 @@ def test_names_that_are_no_text_are_names_all_the_same(noise, tmp_path):
     assert kestrova.open(os.fsdecode(path)).shape == noise.shape
 
 
-def test_processes_that_are_spawned_use_the_library(noise, tmp_path):
+@pytest.mark.parametrize("method", ["spawn", "fork"])
+def test_other_processes_use_the_library(noise, tmp_path, method):
     for i in range(3):
         kestrova.save(noise, tmp_path / f"{i}.png")
     script = f"""
-import concurrent.futures, kestrova, multiprocessing, pathlib
+import concurrent.futures, kestrova, multiprocessing, numpy, pathlib
 
 def work(path):
+    kestrova.guided_filter(numpy.zeros((300, 400), numpy.uint16))
     return kestrova.develop(path, kestrova.Settings(medium_midtones=0.5)).shape
 
 if __name__ == "__main__":
-    spawn = multiprocessing.get_context("spawn")
-    with concurrent.futures.ProcessPoolExecutor(2, mp_context=spawn) as pool:
+    kestrova.guided_filter(numpy.zeros((300, 400), numpy.uint16))  # starts a team of threads
+    context = multiprocessing.get_context("{method}")
+    with concurrent.futures.ProcessPoolExecutor(2, mp_context=context) as pool:
         print(list(pool.map(work, sorted(pathlib.Path({str(tmp_path)!r}).glob("*.png")))))
 """
     (tmp_path / "script.py").write_text(script)

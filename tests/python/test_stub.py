@@ -120,3 +120,18 @@ def test_mypy_accepts_the_stub_and_a_program_that_uses_it(tmp_path):
     )
     assert run.stdout.splitlines()[0].endswith('"Settings", variable has type "str")  [assignment]'), run.stdout
     assert "Found 1 error" in run.stdout, run.stdout + run.stderr
+
+
+@pytest.mark.slow_sanitized
+def test_mypy_s_own_comparison_finds_no_difference(tmp_path):
+    pytest.importorskip("mypy")
+    (tmp_path / "kestrova").mkdir()
+    (tmp_path / "kestrova" / "__init__.pyi").write_text(STUB.read_text())  # without the inner modules
+    run = subprocess.run(
+        [sys.executable, "-m", "mypy.stubtest", "kestrova"],
+        env={"MYPYPATH": str(tmp_path), "PYTHONPATH": str(STUB.parents[1]), "PATH": "/usr/bin:/bin"},
+        cwd=tmp_path,
+        capture_output=True,
+        text=True,
+    )
+    assert run.returncode == 0, run.stdout + run.stderr

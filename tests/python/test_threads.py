@@ -163,7 +163,7 @@ def test_an_interrupt_from_the_keyboard_ends_long_work_soon(rng, signals, tmp_pa
     finally:
         timer.cancel()
         timer.join()
-    assert ended - sent[0] < 2  # some 50 ms on a machine that has nothing else to do
+    assert ended - sent[0] < 5  # a tenth of a second on a machine that has nothing else to do
 
 
 def test_nothing_is_printed_and_the_settings_of_openmp_stay():

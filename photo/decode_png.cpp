@@ -98,8 +98,9 @@ private:
         std::string names;
         for (int i = 0; i < count; ++i) {
             const std::string name = texts[i].key;
-            const bool known = name == "XML:com.adobe.xmp" || name == "Description" ||
-                               name.compare(0, 17, "Raw profile type ") == 0 || name.compare(0, 5, "date:") == 0;
+            // With a colon: XMP, and what ImageMagick copies from metadata.
+            const bool known = name == "Description" || name.compare(0, 17, "Raw profile type ") == 0 ||
+                               name.find(':') != std::string::npos;
             if (!known) names += (names.empty() ? "" : ", ") + name;
         }
         if (!names.empty()) result.notes.push_back("texts of the PNG file were left out: " + names);

@@ -60,7 +60,8 @@ public:
             readInterlaced(result, passes);
         else
             readRows(result);
-        guarded([this] { png_read_end(m_png, nullptr); });
+        guarded([this] { png_read_end(m_png, m_info); });
+        noteTexts(result);
         return result;
     }
 
@@ -88,6 +89,21 @@ private:
         int compression = 0;
         if (png_get_iCCP(m_png, m_info, &name, &compression, &bytes, &size) == PNG_INFO_iCCP)
             result.icc.assign(bytes, bytes + size);
+    }
+
+    // Exiv2 reads metadata and the description; what else a file says has no place in other formats.
+    void noteTexts(Decoded& result) {
+        png_textp texts = nullptr;
+        const int count = png_get_text(m_png, m_info, &texts, nullptr);
+        std::string names;
+        for (int i = 0; i < count; ++i) {
+            const std::string name = texts[i].key;
+            // With a colon: XMP, and what ImageMagick copies from metadata.
+            const bool known = name == "Description" || name.compare(0, 17, "Raw profile type ") == 0 ||
+                               name.find(':') != std::string::npos;
+            if (!known) names += (names.empty() ? "" : ", ") + name;
+        }
+        if (!names.empty()) result.notes.push_back("texts of the PNG file were left out: " + names);
     }
 
     void readRows(Decoded& result) {

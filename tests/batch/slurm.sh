@@ -7,8 +7,8 @@ export DEVELOP=$1
 script=$2 PHOTOS=$3
 . "$(dirname "$0")/common.sh"
 PATH=$PATH:/usr/sbin
-for program in munged slurmctld slurmd sbatch; do
-    command -v $program >/dev/null || skip "$program is not installed (packages slurm-wlm and munge)"
+for program in munged slurmctld slurmd sbatch pgrep; do
+    command -v $program >/dev/null || skip "$program is not installed (packages slurm-wlm, munge and procps)"
 done
 scratch=$(mktemp -d)
 chmod 755 "$scratch"

@@ -20,6 +20,11 @@ TEST_F(DemoTest, DevelopsAndPaintsThePhotographOnceAndSaysWhereThePicturesAre) {
     EXPECT_TRUE(first.out.contains(after.toUtf8())) << first.out.toStdString();
     EXPECT_EQ(QImageReader(after).size(), QImageReader(before).size());
     EXPECT_NE(bytesOf(after), bytesOf(before));
+    for (const QString& picture : {before, after}) {
+        // EXIF's and XMP's author, and the profile.
+        EXPECT_GE(bytesOf(picture).count("Clemens Engelhardt"), 3) << picture.toStdString();
+        EXPECT_EQ(bytesOf(picture).count("ICC_PROFILE"), 1) << picture.toStdString();
+    }
     EXPECT_EQ(QImageReader(scratch("out/before-after.jpg")).size(), QImageReader(KESTROVA_BEFORE_AFTER).size());
     EXPECT_EQ(QImageReader(scratch("out/painted.jpg")).size(), QImageReader(before).size());
     EXPECT_EQ(QImageReader(scratch("out/mask.png")).size(), QSize(2656, 1494));

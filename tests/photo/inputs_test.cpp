@@ -402,6 +402,28 @@ TEST(Inputs, WhatFollowsTheFirstPictureOfAFileIsSaid) {
     EXPECT_EQ(read.notes[0], "50 KB after the picture, such as a film, a gain map or a preview, were not read");
 }
 
+TEST(Inputs, TextsOfPngThatAreNoMetadataAreMissedAloud) {
+    const Scratch scratch;
+    writePhotograph(colourful(8, 6), scratch / "a.png");
+    auto bytes = bytesOf(scratch / "a.png");
+    EXPECT_TRUE(readPhotograph(scratch / "a.png").notes.empty());
+    // A chunk in front of IEND, which is the last 12 bytes: length, name, content, checksum.
+    const std::string content = std::string("tEXtTitle") + '\0' + "A flower";
+    std::vector<unsigned char> chunk = {0, 0, 0, static_cast<unsigned char>(content.size() - 4)};
+    chunk.insert(chunk.end(), content.begin(), content.end());
+    std::uint32_t crc = 0xffffffff;
+    for (const char c : content) {
+        crc ^= static_cast<unsigned char>(c);
+        for (int k = 0; k < 8; ++k) crc = crc & 1 ? crc >> 1 ^ 0xedb88320u : crc >> 1;
+    }
+    for (int shift = 24; shift >= 0; shift -= 8) chunk.push_back(static_cast<unsigned char>(~crc >> shift));
+    bytes.insert(bytes.end() - 12, chunk.begin(), chunk.end());
+    writeBytes(scratch / "a.png", bytes);
+    const Photograph read = readPhotograph(scratch / "a.png");
+    ASSERT_EQ(read.notes.size(), 1u);
+    EXPECT_EQ(read.notes[0], "texts of the PNG file were left out: Title");
+}
+
 TEST(Inputs, AreNotReadOnWhenCancelled) {
     const Scratch scratch;
     std::atomic<bool> cancel{true};

@@ -110,9 +110,9 @@ FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int 
       m_across{m_moments.across().length(), r, border},
       m_span(m_across, 0, 1),
       m_coefficients(guide.size() + 1, static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r)),
-      m_halves(2, static_cast<std::size_t>(columns) + static_cast<std::size_t>(m_across.side())),
+      m_halves(2, static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
       m_wide(r > kLargestRadiusInFloat ? 3 : 0,
-             static_cast<std::size_t>(columns) + static_cast<std::size_t>(m_across.side())),
+             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
       m_count(static_cast<int>(guide.size()) + 1) {}
 
 void FittedRows::span(int first, int end) noexcept {
@@ -134,13 +134,16 @@ void FittedRows::begin(int top, const Scratch<double>& sumsAbove) noexcept {
 
 void FittedRows::compute(int y, float* const out[]) noexcept {
     m_moments.moveTo(y);
-    const float* const* means = m_moments.means();
     const auto coefficients = [&](int k) { return m_coefficients.row(static_cast<std::size_t>(k)) + m_span.before; };
-    if (m_count == 2)
-        one::solveRow(means, m_eps, coefficients(0), coefficients(1), m_span.count());
-    else
-        three::solveRow(means, m_eps, coefficients(0), coefficients(1), coefficients(2), coefficients(3),
-                        m_span.count());
+    for (int x = 0; x < m_span.count(); x += m_moments.stretch()) {
+        const int n = std::min(m_moments.stretch(), m_span.count() - x);
+        const float* const* means = m_moments.means(x, n);
+        if (m_count == 2)
+            one::solveRow(means, m_eps, coefficients(0) + x, coefficients(1) + x, n);
+        else
+            three::solveRow(means, m_eps, coefficients(0) + x, coefficients(1) + x, coefficients(2) + x,
+                            coefficients(3) + x, n);
+    }
     for (int k = 0; k < m_count; ++k) {
         m_span.repeatEnds(coefficients(k));
         meansAcross(coefficients(k) - m_span.before, out[k]);
@@ -149,13 +152,17 @@ void FittedRows::compute(int y, float* const out[]) noexcept {
 
 // Sums of up to 129 coefficients lose less in float than the rounding of a mean.
 void FittedRows::meansAcross(const float* coefficients, float* out) noexcept {
-    const int side = m_across.side(), covered = m_columns + side - 1;
-    float *const halves = m_halves.row(0), *const otherHalves = m_halves.row(1);
-    if (m_across.r <= kLargestRadiusInFloat)
-        return sumAcross(coefficients, side, halves, otherHalves, out, m_columns, MeanInFloat(side));
-    double* const wide = m_wide.row(0);
-    std::copy_n(coefficients, covered, wide);
-    sumAcross(wide, side, m_wide.row(1), m_wide.row(2), out, m_columns, MeanOfFloats(boxArea(side, 1)));
+    const int side = m_across.side(), stretch = m_moments.stretch();
+    const bool inFloat = m_across.r <= kLargestRadiusInFloat;
+    for (int x = 0; x < m_columns; x += stretch) {
+        const int n = std::min(stretch, m_columns - x);
+        if (inFloat) {
+            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, MeanInFloat(side));
+        } else {
+            std::copy_n(coefficients + x, n + side - 1, m_wide.row(0));
+            sumAcross(m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n, MeanOfFloats(boxArea(side, 1)));
+        }
+    }
 }
 
 // ---- Their means down

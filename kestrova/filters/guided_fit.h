@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "kestrova/rows/box_across.h"
@@ -79,11 +80,15 @@ public:
     /// Sums down the columns begin anew every so many rows: where the work is divided.
     static int blockRows(int r) { return rows::boxBlockRows(2 * r + 1); }
 
-    /// A plane is fitted in panels of so many columns, swept from top to bottom: what a panel works with stays in the
-    /// caches. Columns that it fits beyond its own, 2r on both sides, are at most an eighth as many.
-    static int panelColumns(int cols, int r) {
-        const int panels = std::max(cols / std::max(2048, 32 * r), 1);
-        return (cols - 1) / panels + 1;
+    /// A plane is fitted in panels of so many columns, swept from top to bottom: the rows that are kept of a panel's
+    /// coefficients take 2.5 MiB at most. 0 if panels would be narrow beside the 2r columns more on both sides that
+    /// each has to fit.
+    static int panelColumns(int cols, int r, std::size_t coefficients) {
+        constexpr std::size_t kMostKept = 5 << 19;
+        const std::size_t keptOfColumn = sizeof(float) * coefficients * (2 * static_cast<std::size_t>(r) + 2);
+        const int most = static_cast<int>(std::max<std::size_t>(kMostKept / keptOfColumn, 1));
+        const int panels = (cols - 1) / most + 1, columns = (cols - 1) / panels + 1;
+        return panels > 1 && columns < 28 * r ? 0 : columns;
     }
 
     /// As `FittedRows`.

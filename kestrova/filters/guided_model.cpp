@@ -22,12 +22,12 @@ namespace {
 /// Panels from top to bottom, in strips where there are more threads than panels.
 class PanelTasks {
 public:
-    PanelTasks(cv::Size size, int r)
+    PanelTasks(cv::Size size, int r, int panelCols)
         : m_cols(size.width),
-          m_panelCols(GuidedFit::panelColumns(size.width, r)),
+          m_panelCols(panelCols),
           m_panels((size.width - 1) / m_panelCols + 1),
           m_workers(Strips(size.height, size.width).count() == 1 ? 1 : workerCount(size.height)) {
-        constexpr int kTasksPerWorker = 8;  // a worker that is late holds up little
+        constexpr int kTasksPerWorker = 3;  // a worker that is late holds up little
         const int blockRows = GuidedFit::blockRows(r), blocks = (size.height - 1) / blockRows + 1;
         const int wanted = m_workers == 1 ? 1 : (kTasksPerWorker * m_workers - 1) / m_panels + 1;
         // Each strip fits some 2r rows above its own again.
@@ -54,8 +54,9 @@ private:
     int m_strips = 1, m_blocksPerStrip = 1, m_stripRows = 1;
 };
 
-void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, std::vector<cv::Mat>& model) {
-    const PanelTasks tasks(p.size(), r);
+void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, int panelCols,
+                 std::vector<cv::Mat>& model) {
+    const PanelTasks tasks(p.size(), r, panelCols);
     std::vector<GuidedFit> fits;
     fits.reserve(static_cast<std::size_t>(tasks.workers()));
     for (int worker = 0; worker < tasks.workers(); ++worker)
@@ -208,11 +209,9 @@ void fitInTwoPasses(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, 
 }  // namespace
 
 void fitModel(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, std::vector<cv::Mat>& model) {
-    constexpr std::size_t kMostKept = 5 << 19;
-    const std::size_t kept = sizeof(float) * model.size() * (2 * static_cast<std::size_t>(r) + 2) *
-                             static_cast<std::size_t>(GuidedFit::panelColumns(p.cols, r));
-    if (kept <= kMostKept)
-        fitInPanels(guide, p, r, eps, model);
+    const int panelCols = GuidedFit::panelColumns(p.cols, r, model.size());
+    if (panelCols > 0)
+        fitInPanels(guide, p, r, eps, panelCols, model);
     else
         fitInTwoPasses(guide, p, r, eps, model);
 }

@@ -48,7 +48,7 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
         GuidedFit fit;
         Scratch<float> means;
     };
-    const int panelCols = GuidedFit::panelColumns(q.cols, r);
+    const int fitting = GuidedFit::panelColumns(q.cols, r, 2), panelCols = fitting > 0 ? fitting : q.cols;
     const auto makeWork = [&] {
         return Work{GuidedFit({I}, p, r, eps, BoxBorder::kInside, panelCols),
                     Scratch<float>(2, static_cast<std::size_t>(panelCols))};

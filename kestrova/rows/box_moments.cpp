@@ -25,8 +25,9 @@ BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const B
       m_down(down),
       m_across(across),
       m_span(m_across, 0, columns),
-      m_halves(2, static_cast<std::size_t>(columns) + static_cast<std::size_t>(across.side())),
-      m_means(static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))), static_cast<std::size_t>(columns)) {
+      m_halves(2, static_cast<std::size_t>(std::min(columns, stretch())) + static_cast<std::size_t>(across.side())),
+      m_means(static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))),
+              static_cast<std::size_t>(std::min(columns, stretch()))) {
     const int means = count(static_cast<int>(m_planes.size()));
     const long long covered = std::min<long long>(across.planeLength, columns + 2LL * across.r);
     for (int k = 0; k < means; ++k) {
@@ -36,7 +37,6 @@ BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const B
 }
 
 void BoxMoments::span(int first, int end) noexcept {
-    m_columnsOfMeans = end - first;
     m_span = BoxSpan(m_across, first, end);
     for (FloatColumns& columns : m_columns) columns.span(m_span.count(), m_span.before);
 }
@@ -85,16 +85,14 @@ void BoxMoments::moveTo(int y) noexcept {
             default: movePlane(plane, y, anew, std::make_index_sequence<4>());
         }
     }
+    for (FloatColumns& columns : m_columns) m_span.repeatEnds(columns.sums());
 }
 
-const float* const* BoxMoments::means() noexcept {
+const float* const* BoxMoments::means(int x, int n) noexcept {
     const MeanOfFloats mean(boxArea(m_across.side(), m_across.side()));
-    for (std::size_t k = 0; k < m_columns.size(); ++k) {
-        double* const sums = m_columns[k].sums();
-        m_span.repeatEnds(sums);
-        sumAcross(sums - m_span.before, m_across.side(), m_halves.row(0), m_halves.row(1), m_means.row(k),
-                  m_columnsOfMeans, mean);
-    }
+    for (std::size_t k = 0; k < m_columns.size(); ++k)
+        sumAcross(m_columns[k].sums() - m_span.before + x, m_across.side(), m_halves.row(0), m_halves.row(1),
+                  m_means.row(k), n, mean);
     return m_meanRows.data();
 }
 

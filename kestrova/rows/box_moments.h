@@ -2,6 +2,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -73,8 +74,10 @@ public:
     void countBlocksFrom(int top) noexcept { m_top = top; }
     /// Takes the column sums to row `y` of means: the one after the row before, or the first of a block.
     void moveTo(int y) noexcept;
-    /// The row of each mean, from the first column of the span on.
-    const float* const* means() noexcept;
+    /// Of n means of that row from column `x` of the span on, n <= `stretch()`: means[k][i] is mean k at column x + i.
+    const float* const* means(int x, int n) noexcept;
+    /// So many columns at a time: what they are worked out from stays in the first-level cache, if windows are narrow.
+    int stretch() const { return std::max(1024, 4 * m_across.side()); }
 
     /// Whether all that is under the windows is finite: then sums of columns may be copied.
     bool finite() const noexcept;
@@ -94,7 +97,6 @@ private:
     std::vector<cv::Mat> m_planes;
     BoxAxis m_down, m_across;
     BoxSpan m_span;
-    int m_columnsOfMeans = 0;
     int m_top = 0;                        ///< the first row of a block
     std::vector<FloatColumns> m_columns;  ///< for each mean the sums of the columns under the windows of a row
     Scratch<double> m_halves;             ///< two rows for sums across

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "kestrova/filters/guided_fit.h"
 #include "tests/filters/guided_reference.h"
 #include "tests/support/failures.h"
 #include "tests/support/threads.h"
@@ -9,6 +10,7 @@
 namespace {
 
 using namespace guided_reference;
+using kestrova::filters::GuidedFit;
 
 constexpr float kEps = 0.01f;
 
@@ -81,6 +83,39 @@ TEST(TGuidedFilterTest, AnyNumberOfThreadsGivesTheSameModel) {
         const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
         withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
     }
+}
+
+// Windows so high that rows of coefficients and their means down the columns are done one after the other.
+TEST(TGuidedFilterTest, AnyNumberOfThreadsGivesTheSameModelUnderHighWindows) {
+    const cv::Size size(1100, 190);
+    const cv::Mat I = tracedPlane(size, 1), p = tracedPlane(size, 2);
+    for (int r : {150, 400}) {
+        ASSERT_EQ(GuidedFit::panelColumns(size.width, r, 2), 0);
+        const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
+        withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
+    }
+}
+
+TEST(TGuidedFilterTest, PanelsGiveTheBitsOfTheWholePlane) {
+    const cv::Size size(5400, 40);
+    const cv::Mat I = unitPlane(size, 1), p = unitPlane(size, 2);
+    ASSERT_EQ(GuidedFit::panelColumns(size.width, 60, 2), 1800);
+    expectModel(estimate1(I, p, 60, kEps), estimated(I, p, 60));
+}
+
+TEST(TGuidedFilterTest, AValueThatIsNotFiniteGivesTheSameOnAnyNumberOfThreadsUnderHighWindows) {
+    cv::Mat I = unitPlane({1100, 700}, 1), p = unitPlane({1100, 700}, 2);
+    I.at<float>(20, 40) = std::numeric_limits<float>::infinity();
+    p.at<float>(650, 1000) = std::numeric_limits<float>::quiet_NaN();
+    TGuidedFilter first;
+    withThreadCounts([&](int threads) {
+        TGuidedFilter filter = estimated(I, p, 150);
+        for (cv::Mat* plane : {&filter.m_a0, &filter.m_b}) cv::patchNaNs(*plane, -12345);
+        if (threads == 1) first = filter;
+        // Twice the window, from the value to the left and to the right, and above to the plane's edge.
+        EXPECT_EQ(cv::countNonZero(filter.m_a0 == -12345), (20 + 301) * (40 + 301) + (50 + 300) * (100 + 300));
+        expectModel({first.m_a0, first.m_b}, filter);
+    });
 }
 
 TEST(TGuidedFilterTest, WithRadiusZeroThePlaneItselfIsTheOffset) {

@@ -324,8 +324,10 @@ def write(results, machine, seconds, out):
             if kind == "threads":
                 points = [(x, points[0][1] / y) for x, y in points]
             lines.append((*GROWTH[which], points))
-        plots[kind] = svg.lines(lines, title, "times as fast as with 1 thread" if kind == "threads" else "milliseconds",
-                                logarithmic=kind != "threads")
+        if lines:  # a run with --only may have none
+            plots[kind] = svg.lines(lines, title,
+                                    "times as fast as with 1 thread" if kind == "threads" else "milliseconds",
+                                    logarithmic=kind != "threads")
     out.mkdir(parents=True, exist_ok=True)
     for name, plot in plots.items():
         (out / f"{name}.svg").write_text(plot, encoding="utf-8")

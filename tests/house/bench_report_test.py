@@ -35,6 +35,11 @@ class Ratios(unittest.TestCase):
         run = results(row("ours", 1, 10), row("ours", 2, 5), row("peer", 1, 40))
         self.assertEqual(run.ratio("peer", "ours", 2), 8)
 
+    def test_the_fastest_repetition_counts_and_no_aggregate(self):
+        aggregate = {"name": "ours/threads:1/manual_time_mean", "real_time": 1, "run_type": "aggregate"}
+        run = results(row("ours", 1, 11), row("ours", 1, 10), row("ours", 1, 12), aggregate)
+        self.assertEqual(run.milliseconds("ours", 1), 10)
+
     def test_what_was_not_measured_has_no_ratio(self):
         self.assertIsNone(RUN.ratio("missing", GUIDED, 1))
         self.assertIsNone(RUN.speed_up("missing"))

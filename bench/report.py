@@ -95,16 +95,17 @@ ALONE = [
     ("View of 2 megapixels, light slider", "TVelline::proc/light slider/1920x1080"),
 ]
 
-# The lines of the plots of growth: how the legend names a bench, and whether it is a peer.
+# The lines of the plots of growth: how the legend names a bench, its colour, and whether it is a peer, which has the
+# colour of the operation that it stands beside.
 GROWTH = {
-    "guided": ("guided filter", False),
-    "bilateral": ("bilateral grid", False),
-    "laplacian": ("local Laplacian", False),
-    "pyramid": ("convolution pyramid", False),
-    "box": ("box means", False),
-    "ximgproc guidedFilter": ("ximgproc guidedFilter", True),
-    "ximgproc jointBilateralFilter": ("ximgproc jointBilateralFilter", True),
-    "cv blur": ("cv::blur", True),
+    "guided": ("guided filter", 0, False),
+    "ximgproc guidedFilter": ("ximgproc guidedFilter", 0, True),
+    "bilateral": ("bilateral grid", 1, False),
+    "ximgproc jointBilateralFilter": ("ximgproc jointBilateralFilter", 1, True),
+    "laplacian": ("local Laplacian", 2, False),
+    "pyramid": ("convolution pyramid", 3, False),
+    "box": ("box means", 4, False),
+    "cv blur": ("cv::blur", 4, True),
 }
 
 
@@ -266,15 +267,16 @@ def page(results, machine, seconds):
     absent = f"\nNot in this run: {'; '.join(lost)}.\n" if lost else ""
     return f"""# Performance {{#performance}}
 
-Written by `make bench-report` on {machine['date']}: all figures are of one process and one run, {seconds / 60:.0f} minutes long.
+Written by `make bench-report` on {machine['date']}: all figures are of one process and one run of
+{seconds / 60:.0f} minutes.
 
 - processor: {machine['processor']}, {machine['processors']} of its processors; {machine['caches']}
 - system: {machine['system']}; load when the run began: {machine['load']:.1f}
 - built with and against {', '.join(machine['versions'])}
 
 Milliseconds depend on the machine and on what else it does. The ratios are what counts: *times as fast* compares with a
-peer, *copies* is the time with one thread in units of a plain copy of as many bytes as the operation must read and write,
-which is about the least that a picture which no cache holds can take.
+peer; *copies* is the time with one thread in units of a plain copy of as many bytes as the operation must read and
+write, which is about the least that a picture which no cache holds can take.
 
 ## Beside peers, 24 megapixels
 

@@ -1,7 +1,7 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help demo pictures test asan levels docs bench bench-busy bench-smoke bench-report fuzz tsan tidy format \
-  python python-test python-examples python-asan packages
+  python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check studio
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 # Debian's own, whatever else comes first in PATH.
@@ -16,7 +16,7 @@ PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjp
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python3-numpy
 PYTHON_TEST_PACKAGES := python3-pytest mypy
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel fonts-dejavu-core pybind11-dev python3-dev python3-numpy $(PYTHON_TEST_PACKAGES)
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel fonts-dejavu-core g++-11 clang-14 pybind11-dev python3-dev python3-numpy $(PYTHON_TEST_PACKAGES)
 DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev libsuitesparse-dev libopencolorio-dev python3
 
@@ -46,6 +46,14 @@ define run_tests
 	@ctest --test-dir $(1) --output-on-failure -j $(JOBS)
 endef
 
+studio: ## Build the window and start it on copies of the bundled photographs
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev fonts-dejavu-core
+	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_STUDIO=ON -DKESTROVA_EXAMPLES=OFF \
+	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
+	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-studio
+	@mkdir -p $(BUILD)/photos && cp -u examples/photos/*.jpg examples/photos/*.png $(BUILD)/photos
+	@$(BUILD)/apps/studio/kestrova-studio $(BUILD)/photos/dandelion_5312x2988.jpg
+
 test: ## Build everything and run every test
 	$(call run_tests,$(BUILD),$(EVERYTHING))
 
@@ -74,8 +82,8 @@ python: ## Build the Python module; PYTHONPATH=build/release/python python3 uses
 
 python-test: python ## Build the Python module and run its tests
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
-	@KESTROVA_DEVELOP=$(wildcard $(BUILD)/apps/kestrova-develop) PYTHONPATH=$(BUILD)/python \
-	 $(PYTHON) -m pytest -q -p no:cacheprovider tests/python
+	@KESTROVA_DEVELOP=$(abspath $(wildcard $(BUILD)/apps/kestrova-develop)) PYTHONPATH=$(BUILD)/python \
+	 $(PYTHON) -B -m pytest -q -p no:cacheprovider tests/python
 
 python-examples: python ## Run the examples of the Python module; their figures are in build/release/python-examples
 	@cmake/packages.sh python3-matplotlib python3-opencv python3-distributed
@@ -86,11 +94,11 @@ python-examples: python ## Run the examples of the Python module; their figures 
 	 done
 
 python-asan: ## Run the tests of the Python module under AddressSanitizer
-	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=address,undefined -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
+	$(call build_python,build/python-asan,-DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_APPS=OFF -DKESTROVA_BENCH=OFF)
 	@cmake/packages.sh $(PYTHON_TEST_PACKAGES)
 	@LD_PRELOAD="$$(g++ -print-file-name=libasan.so) $$(g++ -print-file-name=libstdc++.so)" ASAN_OPTIONS=detect_leaks=0 \
 	 UBSAN_OPTIONS=print_stacktrace=1 PYTHONPATH=build/python-asan/python \
-	 $(PYTHON) -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
+	 $(PYTHON) -B -m pytest -q -p no:cacheprovider -m 'not slow_sanitized' tests/python
 
 docs: ## Write the site: guide, pages with pictures, reference; what is exported and has no comment is an error
 	@cmake/packages.sh $(DOCS_PACKAGES)
@@ -98,17 +106,54 @@ docs: ## Write the site: guide, pages with pictures, reference; what is exported
 	@cmake --build $(BUILD) -j $(JOBS) --target docs_programs
 	@docs/build.sh $(BUILD)/docs
 
+# A build with debug information, for the comparison of interfaces alone
+define configure_abi
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) abigail-tools xz-utils
+	@$(CONFIGURE) -S . -B build/abi -DCMAKE_BUILD_TYPE=Debug -DKESTROVA_ABI=ON -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=OFF \
+	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+endef
+
+abi-check: ## Compare the libraries' binary interface with that of the last release, kept in abi/
+	$(configure_abi)
+	@cmake --build build/abi -j $(JOBS) --target kestrova kestrova_photo
+	@ctest --test-dir build/abi --output-on-failure -j $(JOBS)
+
+abi: ## Accept the binary interface as it is now
+	$(configure_abi)
+	@cmake --build build/abi -j $(JOBS) --target abi_accept
+
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
-	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) dpkg-dev file lintian
+	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev dpkg-dev file lintian
 	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
 	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now \
 	  -DCMAKE_INSTALL_LIBDIR=lib/$$(dpkg-architecture -qDEB_HOST_MULTIARCH) -DKESTROVA_DOCS_HTML=$(CURDIR)/build/docs/html \
-	  -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
+	  -DKESTROVA_PYTHON=ON -DPython_EXECUTABLE=$(PYTHON) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/packages -j $(JOBS)
 	@rm -f build/packages/*.deb
 	@cd build/packages && cpack
 	@lintian --fail-on error,warning --allow-root build/packages/*.deb
 	@ls -sh build/packages/*.deb
+
+packages-check: ## Install, use and purge what `make packages` has built in a fresh Debian 12 (root, some minutes)
+	@cmake/packages.sh debootstrap
+	@packaging/clean_root.sh build/packages .
+
+compilers: ## Build the libraries and their hosts by the oldest compilers that are supported, and run those hosts
+	@cmake/packages.sh $(TEST_PACKAGES) libomp-14-dev
+	@for compiler in g++-11 clang++-14; do \
+	     $(CONFIGURE) -S . -B build/$$compiler -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=$$compiler -DKESTROVA_TESTS=ON \
+	       -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF -DKESTROVA_STUDIO=OFF && \
+	     cmake --build build/$$compiler -j $(JOBS) --target kestrova kestrova_photo kestrova-develop kestrova_docs_tests && \
+	     build/$$compiler/tests/kestrova_docs_tests --gtest_brief=1 && \
+	     ctest --test-dir build/$$compiler --output-on-failure -R '^(exported_symbols|strict_host|installed_tree)' || exit; \
+	 done
+
+release: ## Cut the source archive of this version into build/dist, with its SHA256 and what is new
+	@cmake/release.sh
+
+release-check: ## Unpack the archive of `make release`, build it without git and run a part of the tests
+	@cmake/packages.sh $(TEST_PACKAGES)
+	@cmake/release.sh check
 
 define build_bench
 	@cmake/packages.sh $(BENCH_PACKAGES)

@@ -91,6 +91,21 @@ if(TARGET kestrova-studio)
     "the same settings as kestrova-develop.")
 endif()
 
+if(TARGET kestrova_python)
+  find_package(Python COMPONENTS Interpreter)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA  # bytecode comes and goes with the package
+      "${CMAKE_CURRENT_LIST_DIR}/python/postinst" "${CMAKE_CURRENT_LIST_DIR}/python/prerm")
+  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+  debian_package(python python3-kestrova python
+    DEPENDS "libkestrova-photo0 ${this}" python3-numpy "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR})"
+            "python3 (<< ${Python_VERSION_MAJOR}.${next_minor})" DESCRIPTION
+    "image-processing core of a photo editor (Python module)"
+    "kestrova takes a photograph apart into luminance, chroma and scales of detail,"
+    "changes them along the edges of the picture, and gives pixels and masks back."
+    ""
+    "This package contains the module for Python 3, which works on numpy's arrays.")
+endif()
+
 if(KESTROVA_DOCS_HTML)
   install(DIRECTORY "${KESTROVA_DOCS_HTML}/" DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/kestrova-doc/html"
           COMPONENT doc PATTERN "*.md5" EXCLUDE PATTERN "*.map" EXCLUDE)

@@ -77,7 +77,8 @@ std::string presetNames() {
 
 void addSettings(CLI::App& app, Options& options, Raw& raw) {
     app.add_option("--preset", raw.presets, "Start from a preset, or several on top of each other: " + presetNames())
-        ->type_name("NAME");
+        ->type_name("NAME")
+        ->allow_extra_args(false);  // what follows the name is a photograph
     app.add_option("--settings", raw.settings, "Start from a settings file")->type_name("FILE");
     app.add_option("--save-settings", options.saveSettings, "Write the settings to FILE, too")->type_name("FILE");
     app.add_flag("--compare", options.compare, "Put the photograph as it was to the left of the result")
@@ -211,6 +212,11 @@ std::optional<Options> readOptions(int argc, char** argv, int& code) {
         "writes JPEG, PNG, TIFF or WebP with profile and metadata kept. Exit status: 0 when all is done, 2 for bad\n"
         "usage or input, 3 for files, 4 for memory, 75 if stopped from outside, 130 if cancelled.",
         "kestrova-develop"};
+    app.footer(
+        "Examples:\n"
+        "  kestrova-develop in.jpg -o out.jpg --medium 0.4 --shadows 0.4 --vibrance 0.3\n"
+        "  kestrova-develop --preset landscape holiday -d web --size 2048 --profile srgb --jobs 2 --threads 1\n"
+        "The manual page, kestrova-develop(1), says more.");
     app.set_version_flag("--version", "kestrova-develop " KESTROVA_VERSION);
     addOutput(app, options, raw);
     addWork(app, options, raw);

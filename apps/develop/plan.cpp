@@ -27,12 +27,18 @@ struct Found {
     fs::path below;
 };
 
-void search(const fs::path& folder, std::vector<Found>& found) {
+// Without what is in the folder for results, which would be developed again by the next run.
+void searchFolder(const fs::path& folder, const std::string& results, std::vector<Found>& found) {
     std::vector<fs::path> paths;
+    std::error_code ignored;
+    const fs::path without = results.empty() ? fs::path() : fs::weakly_canonical(results, ignored);
     try {
-        for (const auto& entry : fs::recursive_directory_iterator(folder))
-            if (entry.is_regular_file() && photo::hasPhotographName(entry.path().string()))
-                paths.push_back(entry.path());
+        for (fs::recursive_directory_iterator at(folder), end; at != end; ++at) {
+            if (at->is_directory() && fs::canonical(at->path()) == without)
+                at.disable_recursion_pending();
+            else if (at->is_regular_file() && photo::hasPhotographName(at->path().string()))
+                paths.push_back(at->path());
+        }
     } catch (const fs::filesystem_error& error) {
         throw Error(Error::Kind::file, folder.string() + ": " + error.code().message());
     }
@@ -72,7 +78,7 @@ std::vector<Found> findAll(const Options& options) {
     for (const std::string& name : names) {
         std::error_code error;
         if (fs::is_directory(name, error))
-            search(name, found);
+            searchFolder(name, options.folder, found);
         else
             found.push_back({name, fs::path(name).filename()});
     }

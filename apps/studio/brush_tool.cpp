@@ -54,7 +54,7 @@ void BrushTool::press(const Pointer& pointer, const ViewTransform&) {
 
 void BrushTool::drag(const Pointer& pointer, const ViewTransform& transform) {
     constexpr double kShare = 0.1;  // of the radius: what is nearer adds nothing
-    if (!m_painting) return;
+    if (!m_painting || m_renderer->photographSize().isEmpty()) return;
     const double moved = QLineF(m_last, pointer.place).length();
     if (moved < std::max(1 / transform.zoom(), kShare * radiusInPicture())) return;
     m_last = pointer.place;

@@ -79,7 +79,7 @@ void CropTool::press(const Pointer& pointer, const ViewTransform& transform) {
 }
 
 void CropTool::drag(const Pointer& pointer, const ViewTransform&) {
-    if (m_drag == Drag::none) return;
+    if (m_drag == Drag::none || m_frame.isEmpty()) return;
     if (m_drag == Drag::move) {
         setBox(movedBox(m_from, pointer.place - m_pressed, bounds()));
         return;

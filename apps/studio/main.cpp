@@ -15,18 +15,16 @@ using kestrova::studio::MainWindow;
 
 /// Writes the window to a file once it shows what it is to show, and ends the program.
 void writeScreenshot(MainWindow& window, const QString& file) {
-    constexpr int kLook = 100, kAtRest = 400;  // milliseconds; thumbnails and previews come last
-    constexpr int kMostLooks = 600;
+    constexpr int kLook = 100;                    // milliseconds
+    constexpr int kAtRest = 6, kMostLooks = 600;  // thumbnails and previews come last
     auto* timer = new QTimer(&window);
-    QObject::connect(timer, &QTimer::timeout, &window, [&window, file, timer, looks = 0]() mutable {
-        const bool failed = !window.messageText().isEmpty();
-        if (++looks < kMostLooks && !window.isSettled() && !failed) return;
-        timer->stop();
-        QTimer::singleShot(kAtRest, &window, [&window, file] {
-            const bool written = window.grab().save(file);
-            if (!written) std::fprintf(stderr, "kestrova-studio: %s cannot be written\n", qPrintable(file));
-            QCoreApplication::exit(written ? 0 : 2);
-        });
+    QObject::connect(timer, &QTimer::timeout, &window, [&window, file, atRest = 0, looks = 0]() mutable {
+        const bool done = window.isSettled() || !window.messageText().isEmpty();
+        atRest = done ? atRest + 1 : 0;
+        if (atRest < kAtRest && ++looks < kMostLooks) return;
+        const bool written = window.grab().save(file);
+        if (!written) std::fprintf(stderr, "kestrova-studio: %s cannot be written\n", qPrintable(file));
+        QCoreApplication::exit(written ? 0 : 2);
     });
     timer->start(kLook);
 }
@@ -52,8 +50,9 @@ int main(int argc, char** argv) {
                                         "file");
     const QCommandLineOption size("size", tr("Of the window, in pixels: 1280x720."), "size");
     const QCommandLineOption panel("panel", tr("Shows the panel light, detail, colour or layers."), "panel");
+    const QCommandLineOption tool("tool", tr("Takes the tool hand, brush, crop or straighten."), "tool");
     const QCommandLineOption theme("theme", tr("Looks dark or light."), "theme");
-    parser.addOptions({help, version, screenshot, size, panel, theme});
+    parser.addOptions({help, version, screenshot, size, panel, tool, theme});
     parser.addPositionalArgument("photographs", tr("Photographs, or a folder of them."), "[photographs...]");
     const auto refuse = [](const QString& why) {
         std::fprintf(stderr, "kestrova-studio: %s\n", qPrintable(why));
@@ -83,6 +82,8 @@ int main(int argc, char** argv) {
     }
     window.show();
     if (!parser.positionalArguments().isEmpty()) window.openPaths(parser.positionalArguments());
+    if (parser.isSet(tool) && !window.chooseTool(parser.value(tool)))
+        return refuse(tr("there is no tool \"%1\"").arg(parser.value(tool)));
     if (parser.isSet(screenshot)) writeScreenshot(window, parser.value(screenshot));
     return QApplication::exec();
 }

@@ -50,6 +50,8 @@ public:
     void openPhotograph(const QString& path);
     /// "light", "detail", "colour" or "layers"; false for another one.
     bool showPanel(const QString& name);
+    /// "hand", "brush", "crop" or "straighten"; false for another one.
+    bool chooseTool(const QString& name);
     void setTheme(Theme theme);
 
     Session* session() const { return m_session; }

@@ -52,7 +52,7 @@ void MainWindow::connectView() {
     connect(m_layers, &LayerPanel::brushWanted, this, [this] { m_brushAction->trigger(); });
     connect(m_cropBar, &CropBar::done, this, [this] { m_hand->trigger(); });
     connect(m_straighten, &StraightenTool::straightened, this, [this] { m_hand->trigger(); });
-    connect(m_tools, &QActionGroup::triggered, this, &MainWindow::chooseTool);
+    connect(m_tools, &QActionGroup::triggered, this, [this](QAction* action) { chooseTool(action); });
 }
 
 void MainWindow::updatePicture() {
@@ -108,6 +108,12 @@ void MainWindow::showZoom() {
                                                   : tr("%1 %").arg(qRound(100 * m_view->transform().zoom())));
 }
 
+bool MainWindow::chooseTool(const QString& name) {
+    const int index = QStringList{"hand", "brush", "crop", "straighten"}.indexOf(name);
+    if (index >= 0) m_tools->actions()[index]->trigger();
+    return index >= 0;
+}
+
 void MainWindow::chooseTool(QAction* action) {
     Tool* tool = nullptr;
     if (action == m_brushAction) tool = m_brush;
@@ -120,6 +126,8 @@ void MainWindow::chooseTool(QAction* action) {
     if (tool == m_brush) {
         showPanel("layers");
         m_mask->setChecked(true);
+        const int layers = static_cast<int>(m_session->settings().layers.size());
+        if (m_session->target() == Session::kWhole && layers > 0) m_session->setTarget(layers - 1);
     }
     updateView(false);
     if (!cropChanges) return;

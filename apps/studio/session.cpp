@@ -185,6 +185,7 @@ void Session::change(const QString& text, const Settings& next) {
         emit message(QString::fromStdString(error.what()));
         return;
     }
+    if (m_gesture == m_stroke && !m_painting) endGesture();
     if (!m_inGesture) ++m_gesture;
     m_history.push(new HistoryStep(text, m_settings, std::make_shared<const Settings>(next), m_gesture,
                                    [this](const SettingsPtr& s) { apply(s); }));

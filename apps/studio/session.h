@@ -93,6 +93,7 @@ private:
     History snapshot() const;
     void save();
     void keepTargetInRange();
+    void changeByStroke(const photo::Settings& next);
     void setMask(int layer, const QString& text, const photo::Mask& mask);
 
     std::string m_path;
@@ -101,8 +102,10 @@ private:
     Saver m_saver;
     QTimer m_saveTimer;
     int m_target = kWhole;
-    int m_gesture = 0;
+    int m_gesture = 0;  ///< counts them; changes when one ends, too
+    int m_stroke = -1;  ///< the gesture that is a stroke
     bool m_inGesture = false;
+    bool m_painting = false;  ///< the stroke itself makes the change
     bool m_restoring = false;
     bool m_sidecarBroken = false;
     QString m_trouble;  ///< why the latest save failed

@@ -155,6 +155,7 @@ void Session::beginStroke(const photo::Stroke& brush, const photo::Point& point,
         endGesture();
         return;
     }
+    m_stroke = m_gesture;
     Settings next = *m_settings;
     Mask& mask = next.layers[static_cast<std::size_t>(m_target)].mask;
     m_brush = brush;
@@ -162,11 +163,19 @@ void Session::beginStroke(const photo::Stroke& brush, const photo::Point& point,
     m_brush.points = {inReach(point)};
     mask.strokes.push_back(m_brush);
     mask.strokes.back().radius = underPressure(m_brush.radius, pressure);
-    change(brush.erase ? tr("Erase") : tr("Brush"), next);
+    changeByStroke(next);
+}
+
+void Session::changeByStroke(const Settings& next) {
+    m_painting = true;
+    change(tr("Brush stroke"), next);
+    m_painting = false;
 }
 
 void Session::extendStroke(const photo::Point& point, double pressure) {
-    if (!m_inGesture || m_brush.points.empty()) return;
+    // Another change, or a step back, has ended it.
+    if (m_gesture != m_stroke || !isLayer(*m_settings, m_target)) return;
+    if (m_settings->layers[static_cast<std::size_t>(m_target)].mask.strokes.empty()) return;
     Settings next = *m_settings;
     std::vector<photo::Stroke>& strokes = next.layers[static_cast<std::size_t>(m_target)].mask.strokes;
     const double radius = underPressure(m_brush.radius, pressure);
@@ -178,12 +187,11 @@ void Session::extendStroke(const photo::Point& point, double pressure) {
         strokes.push_back(piece);
     }
     strokes.back().points.push_back(inReach(point));
-    change(m_brush.erase ? tr("Erase") : tr("Brush"), next);
+    changeByStroke(next);
 }
 
 void Session::endStroke() {
-    m_brush.points.clear();
-    endGesture();
+    if (m_gesture == m_stroke) endGesture();
 }
 
 void Session::rotate(int quarters) {

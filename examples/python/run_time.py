@@ -65,7 +65,7 @@ def milliseconds(work, seconds):
 
 
 def measure(ours, peer, planes, radius, options):
-    seconds = 0.1 if options.quick else 0.5
+    seconds = 0.02 if options.quick else 0.5
     return (
         milliseconds(lambda: ours(*planes, radius, options.threads), seconds),
         milliseconds(lambda: peer(*planes, radius), seconds),
@@ -97,7 +97,7 @@ def main():
     parser.add_argument("--quick", action="store_true", help="small planes and few runs: to see that it works")
     options = parser.parse_args()
     cv2.setNumThreads(options.threads)
-    sizes = [0.1, 0.25, 0.5] if options.quick else [0.5, 1, 2, 4, 8]
+    sizes = [0.05, 0.1, 0.2] if options.quick else [0.5, 1, 2, 4, 8]
     radii = [4, 8, 16] if options.quick else [2, 4, 8, 16, 32, 64]
     fixed = sizes[-1] if options.quick else 2
 

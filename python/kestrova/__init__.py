@@ -35,7 +35,6 @@ Failures
 `Error` and its subclasses `Cancelled` and `OutOfMemory`. Outputs and objects are then as they were.
 """
 
-from . import _curves, _detail, _errors, _filters, _mask, _photo, _picture, _resampling, _settings
 from ._curves import Spline, apply_table, detail_table, light_table, rule_table
 from ._detail import ColorAdjustment, DetailEngine
 from ._errors import Cancelled, Error, OutOfMemory
@@ -44,15 +43,10 @@ from ._filters import (
     SCATTERED_KERNELS,
     GuidedFilter,
     bilateral_grid,
-    blend,
-    box_filter,
-    chroma_upsize,
     convolution_pyramid,
     domain_transform,
-    extreme_sharpen,
     gradient_guide,
     guided_filter,
-    guided_upsize,
     local_laplacian,
     weighted_least_squares,
 )
@@ -60,6 +54,7 @@ from ._kestrova import __version__
 from ._mask import Mask
 from ._photo import Development, Photograph, Profile, Rendering, SavedFile, develop, open, save
 from ._picture import Picture, luminance, ydrdb_to_rgb
+from ._planes import blend, box_filter, chroma_upsize, extreme_sharpen, guided_upsize
 from ._resampling import collapse_pyramid, downsize, gaussian_pyramid, laplacian_pyramid, upsize, view
 from ._settings import Adjustments, Layer, Settings, Stroke, preset, presets, sidecar_of
 

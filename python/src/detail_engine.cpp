@@ -172,13 +172,14 @@ py::tuple adjust(Colour& colour, const py::object& before, const py::object& aft
 }  // namespace
 
 void addDetailEngine(py::module_& module) {
+    using namespace py::literals;
     py::class_<Engine>(module, "DetailEngine")
         .def(py::init(&makeEngine))
-        .def("set_detail", setDetail)
+        .def("set_detail", setDetail, "scale"_a, "zone"_a, "strength"_a, "threshold"_a)
         .def("set_light", setLight)
         .def("set_mix", setMix)
-        .def("render", render)
-        .def("chroma", chroma)
+        .def("render", render, "x"_a, "y"_a, "width"_a, "height"_a, "step"_a, "extra"_a, "threads"_a)
+        .def("chroma", chroma, "x"_a, "y"_a, "width"_a, "height"_a, "step"_a, "threads"_a)
         .def("strength", [](const Engine& e, int scale, int zone) { return e.core.m_k[3 * scale + zone]; })
         .def("threshold", [](const Engine& e, int scale, int zone) { return e.core.m_t[3 * scale + zone]; })
         .def_property_readonly("light",
@@ -192,7 +193,7 @@ void addDetailEngine(py::module_& module) {
         .def(py::init<float, float, float, float, float, float>())
         .def("values", colourOf)
         .def("set_values", setColour)
-        .def("apply", adjust);
+        .def("apply", adjust, "before"_a, "after"_a, "dr"_a, "db"_a, "threads"_a);
 }
 
 }  // namespace kestrova::python

@@ -152,16 +152,21 @@ py::array sharpen(const py::object& src, const py::object& out, const Threads& t
 }  // namespace
 
 void addFilters(py::module_& module) {
-    module.def("bilateral_grid", bilateralGrid);
-    module.def("gradient_guide", gradientGuide);
-    module.def("local_laplacian", localLaplacian);
+    using namespace py::literals;
+    module.def("bilateral_grid", bilateralGrid, "src"_a, "guide"_a, "space_sampling"_a, "range_sampling"_a, "out"_a,
+               "progress"_a, "threads"_a);
+    module.def("gradient_guide", gradientGuide, "src"_a, "guide"_a, "radius"_a, "out"_a, "threads"_a);
+    module.def("local_laplacian", localLaplacian, "src"_a, "alpha"_a, "blur"_a, "levels"_a, "references"_a, "out"_a,
+               "threads"_a);
     module.def("local_laplacian_levels", &LocalLaplacian::levelJ);
-    module.def("convolution_pyramid", convolutionPyramid);
-    module.def("weighted_least_squares", weightedLeastSquares);
-    module.def("domain_transform", domainTransform);
-    module.def("box_filter", boxFilter);
-    module.def("blend", blend);
-    module.def("extreme_sharpen", sharpen);
+    module.def("convolution_pyramid", convolutionPyramid, "src"_a, "k1"_a, "k2"_a, "k3"_a, "out"_a, "threads"_a);
+    module.def("weighted_least_squares", weightedLeastSquares, "src"_a, "guide"_a, "lam"_a, "alpha"_a, "log_guide"_a,
+               "out"_a, "threads"_a);
+    module.def("domain_transform", domainTransform, "src"_a, "sigma_space"_a, "sigma_range"_a, "normalized"_a, "out"_a,
+               "threads"_a);
+    module.def("box_filter", boxFilter, "src"_a, "radius"_a, "iterations"_a, "out"_a, "progress"_a, "threads"_a);
+    module.def("blend", blend, "first"_a, "second"_a, "alpha"_a, "strength"_a, "out"_a, "threads"_a);
+    module.def("extreme_sharpen", sharpen, "src"_a, "out"_a, "threads"_a);
 }
 
 }  // namespace kestrova::python

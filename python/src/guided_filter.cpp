@@ -84,11 +84,18 @@ Fit fitInputs(const py::object& guide, const py::object& src, int radius, float 
     return fit;
 }
 
+// The application to floats does not say that its output may be its input.
+void keepOffFloats(Output& output, const std::vector<Input>& guide) {
+    for (const Input& input : guide)
+        if (input.plane.depth() == CV_32F) output.keepOff(input);
+}
+
 py::array guidedFilter(const py::object& guide, const py::object& src, int radius, float eps, const py::object& out,
                        const Threads& threads) {
     const Fit inputs = fitInputs(guide, src, radius, eps);
     const std::vector<cv::Mat> planes = planesOf(inputs.guide);
     Output output(out, planes[0].size(), planes[0].type());
+    keepOffFloats(output, inputs.guide);
     callCore(threads, [&] {
         Model model;
         model.fit(planes, inputs.src.plane, radius, eps);
@@ -116,6 +123,7 @@ py::array applyModel(const Model& model, const py::object& guide, const py::obje
                " as the model was fitted with");
     const std::vector<cv::Mat> planes = planesOf(inputs);
     Output output(out, planes[0].size(), planes[0].type());
+    keepOffFloats(output, inputs);
     const Model shared = model;  // a fit on another thread makes a new model
     callCore(threads, [&] { shared.apply(planes, output.plane); });
     return output.done();
@@ -160,13 +168,15 @@ py::array chromaUpsize(const py::object& guide, const py::object& low, const py:
 }  // namespace
 
 void addGuidedFilter(py::module_& module) {
-    module.def("guided_filter", guidedFilter);
-    module.def("guided_upsize", guidedUpsize);
-    module.def("chroma_upsize", chromaUpsize);
+    using namespace py::literals;
+    module.def("guided_filter", guidedFilter, "guide"_a, "src"_a, "radius"_a, "eps"_a, "out"_a, "threads"_a);
+    module.def("guided_upsize", guidedUpsize, "guide"_a, "low"_a, "factor"_a, "radius"_a, "eps"_a, "interpolation"_a,
+               "out"_a, "threads"_a);
+    module.def("chroma_upsize", chromaUpsize, "guide"_a, "low"_a, "out"_a, "threads"_a);
     py::class_<Model>(module, "GuidedFilter")
         .def(py::init<>())
-        .def("fit", fitModel)
-        .def("apply", applyModel)
+        .def("fit", fitModel, "guide"_a, "src"_a, "radius"_a, "eps"_a, "threads"_a)
+        .def("apply", applyModel, "guide"_a, "out"_a, "threads"_a)
         .def_property_readonly("fitted", &Model::fitted);
 }
 

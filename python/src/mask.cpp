@@ -102,11 +102,12 @@ bool changed(Brush& brush) {
 }  // namespace
 
 void addMask(py::module_& module) {
+    using namespace py::literals;
     py::class_<Brush>(module, "Mask")
         .def(py::init(&brushOfPicture))
         .def(py::init(&brushOfPlanes))
         .def("begin_stroke", begin)
-        .def("dot", dot)
+        .def("dot", dot, "x"_a, "y"_a, "radius"_a, "inner_radius"_a, "value"_a, "opacity"_a, "tolerance"_a)
         .def("end_stroke", end)
         .def("fill",
              [](Brush& brush, int value) {

@@ -12,8 +12,8 @@ namespace {
 std::unique_ptr<Picture> pictureOfBgra(const py::object& pixels, const Threads& threads) {
     const Input input = inputOf(pixels, "pixels", kBytes | kWords, 4);
     const cv::Mat& packed = input.plane;
-    const int step = static_cast<int>(packed.step[0] / packed.elemSize1());  // bytes, or words of words
     if (packed.step[0] > INT_MAX) refuse("pixels: expected rows of less than 2**31 bytes");
+    const int step = static_cast<int>(packed.step[0] / packed.elemSize1());  // bytes, or words of words
     auto picture = std::make_unique<Picture>();
     callCore(threads, [&] {
         if (packed.depth() == CV_8U)

@@ -72,10 +72,11 @@ py::array view(const py::object& src, int x, int y, int width, int height, int s
 }  // namespace
 
 void addResampling(py::module_& module) {
+    using namespace py::literals;
     module.attr("PYRAMID") = kPyramidStep;
-    module.def("downsize", downsize);
-    module.def("upsize", upsize);
-    module.def("view", view);
+    module.def("downsize", downsize, "src"_a, "factor"_a, "interpolation"_a, "shape"_a, "out"_a, "threads"_a);
+    module.def("upsize", upsize, "src"_a, "factor"_a, "interpolation"_a, "shape"_a, "out"_a, "threads"_a);
+    module.def("view", view, "src"_a, "x"_a, "y"_a, "width"_a, "height"_a, "step"_a, "half"_a, "smooth"_a, "threads"_a);
 }
 
 }  // namespace kestrova::python

@@ -67,6 +67,23 @@ TEST_F(DevelopFiles, AFolderIsSearchedAndItsTreeKept) {
     EXPECT_NE(run.out.find("2 done, 0 up to date, 0 failed"), std::string::npos);
 }
 
+TEST_F(DevelopFiles, ResultsInsideASearchedFolderAreNotDevelopedAgain) {
+    make("in/a.jpg");
+    const Names arguments = {scratch / "in", "-d", scratch / "in/web", "--skip-existing", "--json"};
+    EXPECT_EQ(linesOf(runDevelop(arguments).out).at(0)["outcome"], "done");
+    const auto again = linesOf(runDevelop(arguments).out);
+    ASSERT_EQ(again.size(), 1u);
+    EXPECT_EQ(again[0]["outcome"], "skipped");
+}
+
+TEST_F(DevelopFiles, PresetsMayStandBeforeThePhotograph) {
+    const std::string in = make("a.png");
+    const ProgramRun run = runDevelop({"--preset", "natural", "--preset", "portrait", in, "-o", scratch / "b.png"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    ASSERT_EQ(runDevelop({"--preset", "natural", in, "-o", scratch / "c.png"}).code, 0);
+    EXPECT_FALSE(same(readPhotograph(scratch / "b.png").pixels, readPhotograph(scratch / "c.png").pixels));
+}
+
 TEST_F(DevelopFiles, FormatBitsQualityAndProfileAreObeyed) {
     const std::string in = make("a.png", 60, 40, 16);
     ASSERT_EQ(runDevelop({in, "-d", scratch / "out", "--format", "tif", "--bits", "8", "--profile", "p3"}).code, 0);

@@ -104,10 +104,12 @@ TEST(Development, BeginsContinuouslyAtNeutral) {
             slider.of(settings) = value;
             return largestDifference(rendered16(pixels, settings), pixels);
         };
-        // To the working space and back costs a few units. The engine counts thresholds from 0.01 on.
+        // To the working space and back costs some units. On a straight line 0.01 does 2 % of what 0.5 does; the engine
+        // counts thresholds from 0.01 on, and lifts the faintest detail first.
         const int half = change(0.5f);
-        EXPECT_LE(change(1e-4f), 0.002 * half + 30) << slider.name;
-        EXPECT_LE(change(0.01f), 0.1 * half + 60) << slider.name;
+        const double share = std::string(slider.name).find("threshold") == std::string::npos ? 0.03 : 0.06;
+        EXPECT_LE(change(1e-4f), 20) << slider.name;
+        EXPECT_LE(change(0.01f), share * half + 20) << slider.name;
     }
 }
 

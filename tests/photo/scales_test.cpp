@@ -45,8 +45,11 @@ TEST(Scales, LeaveFlatAndStraightSurfacesAsTheyAre) {
 }
 
 TEST(Scales, HaveNoHalosAtStrongEdges) {
-    constexpr double kHalo = 0.035;  // of an edge of 0.5, each of three scales doubled and more
+    // All three scales at 0.5, which more than doubles them, beside an edge of half the range. What the guided filters
+    // leave adds up over the scales, two thirds of it from the large one, over 16 times the width of hair; the others
+    // have one such filter fewer.
     for (DetailFilter filter : kFilters) {
+        const double most = filter == DetailFilter::guided ? 0.032 : 0.023;
         const cv::Mat edge = greyOf({1600, 900}, [](int x, int) { return x < 803 ? 0.25 : 0.75; });
         const cv::Mat out = rendered16(edge, strong(filter));
         double dark = 1, bright = 0;
@@ -54,8 +57,8 @@ TEST(Scales, HaveNoHalosAtStrongEdges) {
             const double v = out.at<cv::Vec4w>(450, x)[1] / 65535.0;
             (x < 803 ? dark : bright) = x < 803 ? std::min(dark, v) : std::max(bright, v);
         }
-        EXPECT_GT(dark, 0.25 - kHalo) << static_cast<int>(filter);
-        EXPECT_LT(bright, 0.75 + kHalo) << static_cast<int>(filter);
+        EXPECT_GT(dark, 0.25 - most) << static_cast<int>(filter);
+        EXPECT_LT(bright, 0.75 + most) << static_cast<int>(filter);
     }
 }
 

@@ -52,8 +52,9 @@ TEST(LightSliders, RiseEverywhereAloneAndTogether) {
         const std::vector<int> greys = greysUnder(settings);
         int largestFall = 0;
         for (int i = 1; i < 256; ++i) largestFall = std::max(largestFall, greys[i - 1] - greys[i]);
-        // With every slider at its end the spline may turn back by less than a level of 8 bits.
-        EXPECT_LE(largestFall, 256) << "corner " << corner;
+        // With all sliders at their ends at once, brightness and contrast of which work on a root that the spline's
+        // 64 nodes follow in straight lines, a tone may fall by a third of a step of 8 bits: three corners of 64 do.
+        EXPECT_LE(largestFall, 100) << "corner " << corner;
     }
 }
 

@@ -235,3 +235,16 @@ def test_memory_is_stable_over_10000_calls(rng):
         work()
     gc.collect()
     assert resident() - before < 4 << 20
+
+
+def test_parameters_of_another_type_are_named_in_the_text():
+    src = np.zeros((4, 4), np.uint16)
+    for call in (
+        lambda: kestrova.guided_filter(src, radius=1.5),
+        lambda: kestrova.guided_filter(src, radius="1"),
+        lambda: kestrova.guided_filter(src, radius=2**40),
+        lambda: kestrova.guided_filter(src, threads=1.5),
+    ):
+        with pytest.raises(TypeError, match="(?s)guided_filter.*radius: int, eps: float"):
+            call()
+    np.testing.assert_array_equal(kestrova.guided_filter(src, radius=np.int64(2), eps=np.float32(0.1)), src)

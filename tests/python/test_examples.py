@@ -1,10 +1,12 @@
 """The example programs run, and write what they say."""
 
+import os
 import pathlib
 import shutil
 import subprocess
 import sys
 
+import kestrova
 import pytest
 from conftest import PHOTOS
 
@@ -14,7 +16,8 @@ pytestmark = pytest.mark.slow_sanitized
 
 def run(example, *arguments, cwd):
     command = [sys.executable, EXAMPLES / example, *arguments]
-    done = subprocess.run(command, cwd=cwd, capture_output=True, text=True, timeout=120)
+    environment = {**os.environ, "PYTHONPATH": str(pathlib.Path(kestrova.__file__).parents[1]), "MPLBACKEND": "Agg"}
+    done = subprocess.run(command, cwd=cwd, env=environment, capture_output=True, text=True, timeout=120)
     return done.returncode, done.stdout, done.stderr
 
 

@@ -159,6 +159,21 @@ TEST_F(SessionTest, ABrushPaintsWhatIsSeenOnAnInvertedMaskToo) {
     EXPECT_FALSE(session->settings().layers[0].mask.strokes[0].erase) << "adds to what the inversion takes away";
 }
 
+TEST_F(SessionTest, AnotherChangeEndsAStroke) {
+    session->open(photograph());
+    session->beginStroke({}, {0.5, 0.5});
+    session->addLayer();
+    session->extendStroke({0.6, 0.5});
+    session->endStroke();
+    EXPECT_EQ(session->history()->count(), 2);
+    EXPECT_EQ(session->settings().layers.at(0).mask.strokes.at(0).points.size(), 1u);
+    EXPECT_TRUE(session->settings().layers.at(1).mask.strokes.empty());
+    session->beginStroke({}, {0.5, 0.5});
+    session->history()->setIndex(0);
+    session->extendStroke({0.6, 0.5});
+    EXPECT_EQ(session->settings(), Settings());
+}
+
 TEST_F(SessionTest, ALighterPenPaintsThinner) {
     session->open(photograph());
     session->beginStroke({}, {0.2, 0.5}, 0.4);

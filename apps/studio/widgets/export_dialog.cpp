@@ -220,7 +220,7 @@ std::vector<ExportJob> ExportDialog::jobs(const std::function<photo::Settings(co
     std::vector<ExportJob> jobs;
     const ExportTargets places = targets();
     for (const QString& photograph : m_photographs) {
-        jobs.push_back({photograph, places.targetOf(photograph), settingsOf(photograph), options()});
+        jobs.push_back({photograph, places.targetOf(photograph), settingsOf(photograph), options(), places.replace});
         if (size()) jobs.back().settings.size = size();
     }
     return jobs;

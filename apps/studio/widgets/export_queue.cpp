@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QThread>
 #include <algorithm>
 #include <filesystem>
 
@@ -83,8 +84,11 @@ void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
         if (std::filesystem::equivalent(source, target, none))
             throw photo::Error(photo::Error::Kind::input, target + ": is the original, which is never replaced");
         QStringList notes;
-        for (const std::string& note :
-             photo::developFile(source, job.settings, target, job.options, &entry->control).notes)
+        if (!job.replace && std::filesystem::exists(target, none))
+            throw photo::Error(photo::Error::Kind::input, target + ": is there already");
+        photo::DevelopFileOptions options = job.options;
+        if (!options.threads) options.threads = std::max(1, QThread::idealThreadCount() / 2);
+        for (const std::string& note : photo::developFile(source, job.settings, target, options, &entry->control).notes)
             notes << fileName(note);
         message = notes.join('\n');
     } catch (const photo::Error& error) {

@@ -12,13 +12,15 @@ namespace kestrova::studio {
 /// One photograph to be exported.
 struct ExportJob {
     QString source;
-    QString target;  ///< replaced if it is there: the dialog has asked; never if it is the source
+    QString target;
     photo::Settings settings;
     photo::DevelopFileOptions options;
+    bool replace = false;  ///< a target that is there when its turn comes, but never the source
 };
 
 /// Exports in the background, one after the other in the order in which they were added, each as `kestrova-develop`
-/// does it. Its destructor cancels what is not done.
+/// does it. An export takes half of the processors unless its options name a number of threads: the other half is the
+/// view's. The destructor cancels what is not done.
 class ExportQueue : public QAbstractTableModel {
     Q_OBJECT
 

@@ -19,10 +19,12 @@ struct Texts {
 };
 
 // What is one file under all of its names.
-std::optional<std::pair<dev_t, ino_t>> identityOf(const QString& path) {
+using Identity = std::pair<dev_t, ino_t>;
+
+std::optional<Identity> identityOf(const QString& path) {
     struct stat status {};
     if (::stat(QFile::encodeName(path).constData(), &status) != 0) return {};
-    return std::pair(status.st_dev, status.st_ino);
+    return Identity(status.st_dev, status.st_ino);
 }
 
 QString endingOf(photo::FileFormat format) {
@@ -32,6 +34,13 @@ QString endingOf(photo::FileFormat format) {
         case photo::FileFormat::webp: return ".webp";
         default: return ".jpg";
     }
+}
+
+std::set<Identity> identitiesOf(const QStringList& paths) {
+    std::set<Identity> identities;
+    for (const QString& path : paths)
+        if (const auto identity = identityOf(path)) identities.insert(*identity);
+    return identities;
 }
 
 // Folders that are not there yet are made.
@@ -60,9 +69,7 @@ QString ExportTargets::problem(const QStringList& photographs, const QStringList
     if (name.contains('/')) return Texts::tr("A name cannot contain a slash.");
     if (const QString problem = problemOfFolder(folder); !problem.isEmpty()) return problem;
 
-    std::set<std::pair<dev_t, ino_t>> kept;
-    for (const QString& original : originals + photographs)
-        if (const auto identity = identityOf(original)) kept.insert(*identity);
+    std::optional<std::set<Identity>> kept;  // a strip may be long: looked up once a target is there
     QHash<QString, QString> sources;
     for (const QString& photograph : photographs) {
         const QString target = targetOf(photograph), file = QFileInfo(target).fileName();
@@ -71,9 +78,11 @@ QString ExportTargets::problem(const QStringList& photographs, const QStringList
                 .arg(QFileInfo(sources[target]).fileName(), QFileInfo(photograph).fileName(), file);
         sources[target] = photograph;
         const auto there = identityOf(target);
-        if (there && kept.count(*there)) return Texts::tr("%1 is an original, which is never replaced.").arg(file);
-        if (there && !QFileInfo(target).isFile()) return Texts::tr("%1 is there already and is no file.").arg(file);
-        if (there && !replace) return Texts::tr("%1 is there already.").arg(file);
+        if (!there) continue;
+        if (!kept) kept = identitiesOf(originals + photographs);
+        if (kept->count(*there)) return Texts::tr("%1 is an original, which is never replaced.").arg(file);
+        if (!QFileInfo(target).isFile()) return Texts::tr("%1 is there already and is no file.").arg(file);
+        if (!replace) return Texts::tr("%1 is there already.").arg(file);
     }
     return {};
 }

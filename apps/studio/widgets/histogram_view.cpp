@@ -5,7 +5,6 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
-#include <QThread>
 #include <QToolTip>
 #include <algorithm>
 #include <cmath>
@@ -44,7 +43,6 @@ QPainterPath shapeOf(const Histogram::Counts& counts, double full, const QRectF&
 
 HistogramView::HistogramView(QWidget* parent) : QWidget(parent) {
     m_pool.setMaxThreadCount(1);
-    m_pool.setThreadPriority(QThread::LowPriority);  // the next frame comes first
     setAccessibleName(tr("Histogram"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }

@@ -37,7 +37,6 @@ photo::Settings previewSettings(const photo::Adjustments& adjustments, const pho
 PresetStrip::PresetStrip(QWidget* parent)
     : QListWidget(parent), m_tiles(new TileDelegate({92, 69}, this)), m_work(std::make_shared<photo::Control>()) {
     m_pool.setMaxThreadCount(1);
-    m_pool.setThreadPriority(QThread::LowPriority);
     setItemDelegate(m_tiles);
     setFlow(LeftToRight);
     setWrapping(true);

@@ -9,9 +9,9 @@
 
 namespace kestrova::studio {
 
-/// The colour profile of the screen, and where it comes from. Qt does not tell a screen's profile: a person chooses the
-/// .icc file that a calibration has made, or the environment variable KESTROVA_SCREEN_PROFILE names it; without either
-/// the screen is taken for an sRGB one.
+/// The colour profile of the screen, and where it comes from. Qt does not report the profile of a screen: a person
+/// chooses the .icc file that a calibration has made, or the environment variable KESTROVA_SCREEN_PROFILE names it;
+/// without either the screen is taken for an sRGB one.
 struct ScreenProfile {
     photo::Profile profile;
     QString origin;   ///< a line for the person at the screen

@@ -27,7 +27,6 @@ bool hasSettings(const QString& path) {
 ThumbnailModel::ThumbnailModel(ThumbnailCache cache, QObject* parent)
     : QAbstractListModel(parent), m_images(kMostKilobytes), m_cache(std::move(cache)) {
     m_pool.setMaxThreadCount(1);
-    m_pool.setThreadPriority(QThread::LowPriority);
 }
 
 ThumbnailModel::~ThumbnailModel() {

@@ -48,6 +48,7 @@ TEST_F(ExportDialogTest, ExportsBesideThePhotographByDefault) {
     const auto jobs = dialog.jobs([](const QString&) { return photo::Settings(); });
     ASSERT_EQ(jobs.size(), 1u);
     EXPECT_EQ(jobs[0].source, a);
+    EXPECT_FALSE(jobs[0].replace);
     EXPECT_EQ(jobs[0].target, path("exported/a.jpg"));
     EXPECT_EQ(jobs[0].options.format, photo::FileFormat::jpeg);
     EXPECT_EQ(jobs[0].options.quality, 92);
@@ -88,6 +89,7 @@ TEST_F(ExportDialogTest, ReplacesOtherFilesOnlyIfAskedTo) {
     EXPECT_NE(dialog.result(), QDialog::Accepted);
     dialog.m_replace->setChecked(true);
     EXPECT_EQ(dialog.problem(), "");
+    EXPECT_TRUE(dialog.jobs([](const QString&) { return photo::Settings(); })[0].replace);
     dialog.accept();
     EXPECT_EQ(dialog.result(), QDialog::Accepted);
 }

@@ -96,7 +96,7 @@ TEST_F(Exports, WriteTheBytesOfTheCommandLineProgram) {
         arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
         const photo::ProgramRun run = photo::runDevelop(arguments);
         ASSERT_EQ(run.code, 0) << run.err;
-        queue.add({fileName(source), fileName(scratch / c.name), settings, c.options});
+        queue.add(ExportJob{fileName(source), fileName(scratch / c.name), settings, c.options, false});
     }
     ASSERT_TRUE(waitForAll(queue));
     for (const Case& c : cases)
@@ -130,6 +130,23 @@ TEST_F(Exports, NeverReplaceTheirOriginal) {
     EXPECT_EQ(queue.state(0), State::failed);
     EXPECT_EQ(queue.state(1), State::failed);
     EXPECT_EQ(photo::bytesOf(source), before);
+}
+
+TEST_F(Exports, ReplaceWhatIsThereByThenOnlyIfTheyMay) {
+    ExportQueue queue;
+    queue.add({job(scratch / "a.png", scratch / "1.jpg"), job(scratch / "b.png", scratch / "1.jpg")});
+    ASSERT_TRUE(waitForAll(queue));
+    EXPECT_EQ(queue.state(0), State::done);
+    EXPECT_EQ(queue.state(1), State::failed);
+    EXPECT_EQ(text(queue, 1), "failed: is there already");
+    const auto before = photo::bytesOf(scratch / "1.jpg");
+    ExportJob third = job(scratch / "a.png", scratch / "1.jpg");
+    third.settings.light.brightness = 0.5f;
+    third.replace = true;
+    queue.add(third);
+    ASSERT_TRUE(waitForAll(queue));
+    EXPECT_EQ(queue.state(2), State::done);
+    EXPECT_NE(photo::bytesOf(scratch / "1.jpg"), before);
 }
 
 TEST_F(Exports, OneThatWaitsIsCancelledAtOnce) {

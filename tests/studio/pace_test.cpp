@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <opencv2/imgproc.hpp>
+
+#include "photo/read.h"
+#include "photo/write.h"
+#include "studio/main_window.h"
+#include "studio/photo_view.h"
+#include "studio/renderer.h"
+#include "studio/session.h"
+#include "tests/studio/home.h"
+
+// Measured on a quiet machine, by running these from the program: --gtest_filter='Pace*'
+namespace kestrova::studio {
+namespace {
+
+double percentile(std::vector<double> values, double share) {
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+double peakMegabytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;)
+        if (word == "VmHWM:") {
+            double kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes / 1024;
+        }
+    return 0;
+}
+
+/// The longest time for which the widgets' thread answers nothing.
+class Stalls {
+public:
+    Stalls() {
+        m_since.start();
+        QObject::connect(&m_tick, &QTimer::timeout, [this] {
+            m_worst = std::max(m_worst, static_cast<double>(m_since.nsecsElapsed()) / 1e6);
+            m_since.start();
+        });
+        m_tick.start(0);
+    }
+    double worst() const { return m_worst; }
+
+private:
+    QTimer m_tick;
+    QElapsedTimer m_since;
+    double m_worst = 0;
+};
+
+class Pace : public Home {
+protected:
+    Pace() {
+        photo::Photograph photograph = photo::readPhotograph(KESTROVA_PHOTOS "/dandelion_5312x2988.jpg");
+        cv::resize(photograph.pixels, photograph.pixels, cv::Size(6000, 4000), 0, 0, cv::INTER_LINEAR);
+        path = scratch / "photograph.jpg";
+        photo::writePhotograph(photograph, path);
+        window.resize(2400, 1400);
+        window.show();
+        QCoreApplication::processEvents();
+        window.resize(QSize(1920, 1080) + window.size() - window.view()->size());
+        QCoreApplication::processEvents();
+    }
+    /// Milliseconds until the next frame is painted.
+    double untilPainted(const std::function<void()>& act) {
+        bool painted = false;
+        const auto connection =
+            QObject::connect(window.view(), &PhotoView::framePainted, [&painted] { painted = true; });
+        QElapsedTimer timer;
+        timer.start();
+        act();
+        while (!painted && timer.elapsed() < 10000) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+        QObject::disconnect(connection);
+        return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    }
+    void settle() {
+        ASSERT_TRUE(waitFor([this] { return window.isSettled(); }, 60000));
+    }
+    void open() {
+        window.openPaths({QString::fromStdString(path)});
+        settle();
+    }
+    void sliders(const char* where) {
+        std::vector<double> all;
+        for (const photo::Slider& slider : photo::sliders()) {
+            std::vector<double> times;
+            window.session()->beginGesture();
+            for (int i = 1; i <= 20; ++i)
+                times.push_back(
+                    untilPainted([&] { window.session()->setValue(slider, 0.03f * static_cast<float>(i)); }));
+            QElapsedTimer rest;
+            rest.start();
+            window.session()->endGesture();
+            settle();
+            std::printf("%-28s %s  median %6.1f ms  95th %6.1f ms  fine after %4lld ms\n", slider.name, where,
+                        percentile(times, 0.5), percentile(times, 0.95), static_cast<long long>(rest.elapsed()));
+            all.insert(all.end(), times.begin(), times.end());
+            window.session()->undo();
+            settle();
+        }
+        std::printf("all sliders %s: 95th %.1f ms\n", where, percentile(all, 0.95));
+    }
+
+    std::string path;
+    MainWindow window;
+};
+
+TEST_F(Pace, FromOpeningToPixelsAndMemory) {
+    QElapsedTimer timer;
+    timer.start();
+    Stalls stalls;
+    const double first = untilPainted([this] { window.openPaths({QString::fromStdString(path)}); });
+    settle();
+    std::printf("first pixels %.0f ms, prepared %lld ms, worst stall %.1f ms, peak %.1f bytes a pixel in all\n", first,
+                static_cast<long long>(timer.elapsed()), stalls.worst(), peakMegabytes() * 1048576 / 24e6);
+}
+
+TEST_F(Pace, FromASliderToThePaintedFrame) {
+    open();
+    sliders("fit");
+    window.view()->zoomTo(1);
+    settle();
+    sliders("1:1");
+}
+
+TEST_F(Pace, OfTheBrush) {
+    open();
+    window.session()->addLayer();
+    window.session()->setValue(photo::slider("brightness"), 0.5f);
+    settle();
+    for (double zoom : {0.0, 1.0}) {
+        if (zoom > 0) window.view()->zoomTo(zoom);
+        settle();
+        photo::Stroke brush;
+        brush.radius = 0.03;
+        std::vector<double> times;
+        times.push_back(untilPainted([&] { window.session()->beginStroke(brush, {0.4, 0.5}); }));
+        for (int i = 1; i <= 60; ++i)
+            times.push_back(untilPainted([&] { window.session()->extendStroke({0.4 + 0.004 * i, 0.5}); }));
+        window.session()->endStroke();
+        settle();
+        double sum = 0;
+        for (double t : times) sum += t;
+        std::printf("brush at %s: %.0f dots a second, 95th %.1f ms\n", zoom > 0 ? "1:1" : "fit",
+                    1000 * static_cast<double>(times.size()) / sum, percentile(times, 0.95));
+    }
+}
+
+TEST_F(Pace, OfPanning) {
+    open();
+    window.view()->zoomTo(1);
+    settle();
+    Stalls stalls;
+    std::vector<double> times;
+    for (int i = 0; i < 240; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        window.view()->panBy({i % 120 < 60 ? -12.0 : 12.0, 5});
+        window.view()->repaint();
+        times.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+        QCoreApplication::processEvents();
+    }
+    std::printf("pan: 95th %.1f ms a step, worst stall %.1f ms\n", percentile(times, 0.95), stalls.worst());
+}
+
+}  // namespace
+}  // namespace kestrova::studio

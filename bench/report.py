@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures operations beside their peers in one run, and writes the tables and plots of docs/performance.
 
-report.py --bench PROGRAM [--out DIRECTORY] [--min-time SECONDS] [--only REGEX]   measure and write
+report.py --bench PROGRAM [--out DIRECTORY] [--min-time SECONDS] [--repetitions N] [--only REGEX]   measure and write
 report.py --bench PROGRAM --check        only see that every row of the tables below is one of the benches
 report.py --from RESULTS.json [--out DIRECTORY]   write the page of a run made before
 """
@@ -95,16 +95,17 @@ ALONE = [
     ("View of 2 megapixels, light slider", "TVelline::proc/light slider/1920x1080"),
 ]
 
-# The lines of the plots of growth: how the legend names a bench, and whether it is a peer.
+# The lines of the plots of growth: how the legend names a bench, its colour, and whether it is a peer, which has the
+# colour of the operation that it stands beside.
 GROWTH = {
-    "guided": ("guided filter", False),
-    "bilateral": ("bilateral grid", False),
-    "laplacian": ("local Laplacian", False),
-    "pyramid": ("convolution pyramid", False),
-    "box": ("box means", False),
-    "ximgproc guidedFilter": ("ximgproc guidedFilter", True),
-    "ximgproc jointBilateralFilter": ("ximgproc jointBilateralFilter", True),
-    "cv blur": ("cv::blur", True),
+    "guided": ("guided filter", 0, False),
+    "ximgproc guidedFilter": ("ximgproc guidedFilter", 0, True),
+    "bilateral": ("bilateral grid", 1, False),
+    "ximgproc jointBilateralFilter": ("ximgproc jointBilateralFilter", 1, True),
+    "laplacian": ("local Laplacian", 2, False),
+    "pyramid": ("convolution pyramid", 3, False),
+    "box": ("box means", 4, False),
+    "cv blur": ("cv::blur", 4, True),
 }
 
 
@@ -129,25 +130,30 @@ def check(bench):
     return not missing
 
 
-def measure(bench, min_time, only):
+def measure(bench, min_time, repetitions, only):
     names = [name for name in rows() if re.search(only, name)]
     chosen = [f"^({regex_of(names)})/threads:"] if names else []
     if re.search(only, "growth/"):
         chosen.append("^growth/")
     with tempfile.NamedTemporaryFile(suffix=".json") as results:
         subprocess.run([bench, f"--benchmark_filter={'|'.join(chosen)}", f"--benchmark_min_time={min_time}",
+                        f"--benchmark_repetitions={repetitions}",
                         f"--benchmark_out={results.name}", "--benchmark_out_format=json"], check=True)
         return json.loads(pathlib.Path(results.name).read_text(encoding="utf-8"))
 
 
 class Results:
-    """Milliseconds and ratios to a copy of each bench, by number of threads."""
+    """Milliseconds and ratios to a copy of each bench, by number of threads: those of its fastest repetition."""
 
     def __init__(self, document):
         self.benches = {}
         for row in document["benchmarks"]:
+            if row.get("run_type", "iteration") != "iteration":
+                continue
             name, tail = row["name"].split("/threads:")
-            self.benches.setdefault(name, {})[int(tail.split("/")[0])] = row
+            runs, threads = self.benches.setdefault(name, {}), int(tail.split("/")[0])
+            if threads not in runs or row["real_time"] < runs[threads]["real_time"]:
+                runs[threads] = row
         self.threads = max((n for runs in self.benches.values() for n in runs), default=1)
 
     def milliseconds(self, name, threads):
@@ -261,15 +267,16 @@ def page(results, machine, seconds):
     absent = f"\nNot in this run: {'; '.join(lost)}.\n" if lost else ""
     return f"""# Performance {{#performance}}
 
-Written by `make bench-report` on {machine['date']}: all figures are of one process and one run, {seconds / 60:.0f} minutes long.
+Written by `make bench-report` on {machine['date']}: all figures are of one process and one run of
+{seconds / 60:.0f} minutes.
 
 - processor: {machine['processor']}, {machine['processors']} of its processors; {machine['caches']}
 - system: {machine['system']}; load when the run began: {machine['load']:.1f}
 - built with and against {', '.join(machine['versions'])}
 
 Milliseconds depend on the machine and on what else it does. The ratios are what counts: *times as fast* compares with a
-peer, *copies* is the time with one thread in units of a plain copy of as many bytes as the operation must read and write,
-which is about the least that a picture which no cache holds can take.
+peer; *copies* is the time with one thread in units of a plain copy of as many bytes as the operation must read and
+write, which is about the least that a picture which no cache holds can take.
 
 ## Beside peers, 24 megapixels
 
@@ -324,8 +331,10 @@ def write(results, machine, seconds, out):
             if kind == "threads":
                 points = [(x, points[0][1] / y) for x, y in points]
             lines.append((*GROWTH[which], points))
-        plots[kind] = svg.lines(lines, title, "times as fast as with 1 thread" if kind == "threads" else "milliseconds",
-                                logarithmic=kind != "threads")
+        if lines:  # a run with --only may have none
+            plots[kind] = svg.lines(lines, title,
+                                    "times as fast as with 1 thread" if kind == "threads" else "milliseconds",
+                                    logarithmic=kind != "threads")
     out.mkdir(parents=True, exist_ok=True)
     for name, plot in plots.items():
         (out / f"{name}.svg").write_text(plot, encoding="utf-8")
@@ -338,6 +347,7 @@ def main():
     arguments.add_argument("--from", dest="results")
     arguments.add_argument("--out", type=pathlib.Path, default=pathlib.Path("docs/performance"))
     arguments.add_argument("--min-time", default="0.3")
+    arguments.add_argument("--repetitions", type=int, default=1)
     arguments.add_argument("--only", default="")
     arguments.add_argument("--check", action="store_true")
     given = arguments.parse_args()
@@ -347,8 +357,10 @@ def main():
         document = json.loads(pathlib.Path(given.results).read_text(encoding="utf-8"))
     else:
         began = time.monotonic()
-        run = measure(given.bench, given.min_time, given.only)
-        document = {"machine": described(run), "seconds": time.monotonic() - began, "benchmarks": run["benchmarks"]}
+        run = measure(given.bench, given.min_time, given.repetitions, given.only)
+        kept = ("name", "run_type", "iterations", "real_time", "copies", "bytes/pixel")
+        rows_kept = [{key: row[key] for key in kept if key in row} for row in run["benchmarks"]]
+        document = {"machine": described(run), "seconds": time.monotonic() - began, "benchmarks": rows_kept}
         given.out.mkdir(parents=True, exist_ok=True)
         (given.out / "results.json").write_text(json.dumps(document, indent=1) + "\n", encoding="utf-8")
     write(Results(document), document["machine"], document["seconds"], given.out)

@@ -8,13 +8,14 @@ text { font: 13px system-ui, "Noto Sans", "DejaVu Sans", sans-serif; fill: #2321
 .page { fill: #ffffff; }
 .faint { fill: #69645c; }
 .small { font-size: 11px; fill: #69645c; }
-.axis { stroke: #b5b0a7; stroke-width: 1; }
+.axis { stroke: #d5d1c9; stroke-width: 1; }
 .one { stroke: #69645c; stroke-width: 1; stroke-dasharray: 4 3; }
 @media (prefers-color-scheme: dark) {
-  text { fill: #e2e0dc; } .page { fill: #191a1b; } .faint, .small { fill: #a29e97; } .axis { stroke: #4d5054; } .one { stroke: #a29e97; }
+  text { fill: #e2e0dc; } .page { fill: #191a1b; } .faint, .small { fill: #a29e97; }
+  .axis { stroke: #4d5054; } .one { stroke: #a29e97; }
 }
 </style>"""
-COLOURS = ["#d07c1c", "#2f86c9", "#4fa05a", "#b457a0", "#8577d1", "#8a8a8a", "#b09030", "#3aa0a0"]
+COLOURS = ["#d07c1c", "#2f86c9", "#4fa05a", "#b457a0", "#8577d1"]
 
 
 def _text(x, y, words, anchor="start", kind=""):
@@ -27,7 +28,8 @@ def _line(x1, y1, x2, y2, kind):
 
 def _figure(width, height, parts):
     return "\n".join([f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" '
-                      f'height="{height}" role="img">', STYLE, '<rect width="100%" height="100%" class="page"/>', *parts, "</svg>", ""])
+                      f'height="{height}" role="img">', STYLE,
+                      '<rect width="100%" height="100%" class="page"/>', *parts, "</svg>", ""])
 
 
 def _ticks(low, high):
@@ -68,18 +70,19 @@ def bars(rows, series, title, one):
         parts += [_text(left - 10, middle + 12, words, "end", "small") for words in label[1:]]
         for i, value in enumerate(of_row):
             start, end = sorted((x(one), x(value)))
-            parts.append(f'<rect x="{start:.1f}" y="{y + i * bar}" width="{max(end - start, 1):.1f}" height="{bar - 1}" '
-                         f'fill="{COLOURS[i]}"/>')
-        parts.append(_text(max(x(one), *map(x, of_row)) + 5, y + len(series) * bar - 1, " / ".join(_short(round(v, 1)) for v in of_row)))
+            parts.append(f'<rect x="{start:.1f}" y="{y + i * bar}" width="{max(end - start, 1):.1f}" '
+                         f'height="{bar - 1}" fill="{COLOURS[i]}"/>')
+        figures = " / ".join(_short(round(value, 1)) for value in of_row)
+        parts.append(_text(max(x(one), *map(x, of_row)) + 5, y + len(series) * bar - 1, figures))
     parts.append(_text(left, bottom + 20, title, kind="faint"))
     return _figure(width, bottom + 30, parts)
 
 
 def lines(series, x_title, y_title, logarithmic):
-    """Lines through points: series are (name, whether it is a peer, points); those of peers are dashed."""
+    """Lines through points: series are (name, colour, whether it is a peer, points); those of peers are dashed."""
     width, height, left, right, top, bottom = 900, 440, 62, 250, 16, 52
-    xs = [x for _, _, points in series for x, _ in points]
-    ys = [y for _, _, points in series for _, y in points]
+    xs = [x for *_, points in series for x, _ in points]
+    ys = [y for *_, points in series for _, y in points]
     if logarithmic:
         x_ticks, y_ticks = _ticks(min(xs), max(xs)), _ticks(min(ys), max(ys))
         along = math.log
@@ -105,10 +108,10 @@ def lines(series, x_title, y_title, logarithmic):
     if not logarithmic:
         parts.append(_line(*at(x_ticks[0], x_ticks[0]), *at(x_ticks[-1], x_ticks[-1]), "one"))
     # The legend follows the order of the lines at their right ends.
-    ordered = sorted(series, key=lambda one: -one[2][-1][1])
-    for i, (name, peer, points) in enumerate(ordered):
+    ordered = sorted(series, key=lambda one: -one[-1][-1][1])
+    for i, (name, colour, peer, points) in enumerate(ordered):
         dash = ' stroke-dasharray="6 4"' if peer else ""
-        colour = COLOURS[i % len(COLOURS)]
+        colour = COLOURS[colour]
         path = " ".join(f"{x:.1f},{y:.1f}" for x, y in (at(*point) for point in points))
         parts.append(f'<polyline points="{path}" fill="none" stroke="{colour}" stroke-width="2.2"{dash}/>')
         parts += [f'<circle cx="{x:.1f}" cy="{y:.1f}" r="3" fill="{colour}"/>' for x, y in (at(*p) for p in points)]

@@ -17,8 +17,7 @@ KESTROVA_VERSION=$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMake
 # A header is installed that exports something; vendor_types.h has the records that such headers name.
 KESTROVA_HEADERS="$(grep -rlE --include='*.h' 'KESTROVA_(PHOTO_)?EXPORT ' kestrova photo | grep -v '/export.h$' | sort | tr '\n' ' ')"
 KESTROVA_HEADERS+=kestrova/frame/vendor_types.h
-KESTROVA_PAGES=$(cd docs/pages && echo *.md | sed 's/\.md//g')
-export KESTROVA_VERSION KESTROVA_HEADERS KESTROVA_PAGES
+export KESTROVA_VERSION KESTROVA_HEADERS
 doxygen docs/Doxyfile
 cat docs/site/search.css >>build/docs/html/search/search.css
 

@@ -118,6 +118,7 @@ QWidget* LayerPanel::makeBrush() {
     auto* either = new QButtonGroup(this);
     for (QToolButton* b : {m_paint, m_erase}) {
         b->setCheckable(true);
+        b->setAutoRaise(true);  // shows best which one is down
         either->addButton(b);
     }
     m_paint->setChecked(true);

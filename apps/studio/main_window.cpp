@@ -148,7 +148,7 @@ void MainWindow::makePanels() {
     m_exportDock = addDock("exports", tr("Exports"), new ExportPanel(m_exports), Qt::BottomDockWidgetArea);
     m_exportDock->hide();
     setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
-    resizeDocks({presets}, {150}, Qt::Horizontal);
+    resizeDocks({presets}, {215}, Qt::Horizontal);
     resizeDocks({strip}, {120}, Qt::Vertical);
 }
 

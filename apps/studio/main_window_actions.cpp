@@ -187,9 +187,6 @@ void MainWindow::makeToolMenu() {
     m_straightenAction = tool(tr("&Straighten"), tr("S"), tr("Makes a line that is drawn level or upright"));
     m_hand->setChecked(true);
     menu->addSeparator();
-    QAction* done = addAction(menu, tr("&Done"), tr("Return"), tr("Back to the hand"));
-    connect(done, &QAction::triggered, m_hand, &QAction::trigger);
-    menu->addSeparator();
     QAction* larger = addAction(menu, tr("&Larger brush"), tr("]"), tr("Enlarges the brush"));
     connect(larger, &QAction::triggered, this, [this] { m_layers->resizeBrush(1); });
     QAction* smaller = addAction(menu, tr("S&maller brush"), tr("["), tr("Makes the brush smaller"));
@@ -209,7 +206,7 @@ void MainWindow::makeToolMenu() {
         m_session->addLayer();
         showPanel("layers");
     });
-    m_needPhotograph << m_tools->actions() << done << larger << smaller << erase << paint << layer;
+    m_needPhotograph << m_tools->actions() << larger << smaller << erase << paint << layer;
 }
 
 void MainWindow::makeHelpMenu() {
@@ -254,6 +251,7 @@ void MainWindow::showShortcuts() {
     dialog.addSection(tr("Photograph"), {{tr("Zoom about the pointer"), tr("Wheel, pinch")},
                                          {tr("Move"), tr("Drag, arrow keys; Space or middle button with any tool")},
                                          {tr("Fit or 1 : 1"), tr("Double click")},
+                                         {tr("Back to the hand"), tr("Return, Escape")},
                                          {tr("Erase instead of paint, and back"), tr("Ctrl with the brush")}});
     dialog.addSection(tr("Sliders"), {{tr("Reset"), tr("Double click")},
                                       {tr("By 5"), tr("Arrow keys, wheel on the slider that has the focus")},

@@ -26,6 +26,7 @@ void MainWindow::connectView() {
         showZoom();
     });
     connect(m_view, &PhotoView::pointerMoved, this, &MainWindow::showPointer);
+    connect(m_view, &PhotoView::toolLeft, m_hand, &QAction::trigger);
     connect(m_view, &PhotoView::pointerLeft, m_pixel, &QLabel::clear);
     connect(m_renderer, &Renderer::frameReady, this, &MainWindow::showFrame);
     connect(m_renderer, &Renderer::progress, this, &MainWindow::showProgress);
@@ -123,6 +124,7 @@ void MainWindow::chooseTool(QAction* action) {
     const bool cropChanges = tool == m_crop || m_view->tool() == m_crop;
     m_view->setTool(tool);
     m_cropBar->setVisible(tool == m_crop);
+    if (tool == m_crop || tool == m_straighten) m_view->setFocus();
     if (tool == m_brush) {
         showPanel("layers");
         m_mask->setChecked(true);

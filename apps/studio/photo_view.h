@@ -55,6 +55,7 @@ signals:
     void pointerMoved(QPointF place, QColor colour);  ///< in pixels of the picture
     void pointerLeft();
     void framePainted();
+    void toolLeft();  ///< by Return or Escape
 
 protected:
     bool event(QEvent* event) override;
@@ -69,6 +70,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     enum class Drag { none, pan, tool, split };

@@ -153,6 +153,9 @@ void PhotoView::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Right: panBy({-step, 0}); break;
         case Qt::Key_Up: panBy({0, step}); break;
         case Qt::Key_Down: panBy({0, -step}); break;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+        case Qt::Key_Escape: emit toolLeft(); break;
         case Qt::Key_Space:
             if (!event->isAutoRepeat()) m_space = true;
             updateCursor();
@@ -165,6 +168,11 @@ void PhotoView::keyReleaseEvent(QKeyEvent* event) {
     if (event->key() != Qt::Key_Space) return QWidget::keyReleaseEvent(event);
     if (!event->isAutoRepeat()) m_space = false;
     updateCursor();
+}
+
+void PhotoView::focusOutEvent(QFocusEvent* event) {
+    m_space = false;  // whose release goes elsewhere
+    QWidget::focusOutEvent(event);
 }
 
 }  // namespace kestrova::studio

@@ -122,7 +122,6 @@ void Renderer::setScreen(const photo::Profile& profile) {
 }
 
 void Renderer::change(bool moving) {
-    m_settled = false;
     if (moving) {
         m_rest.start();
         submit(true);
@@ -156,6 +155,7 @@ Renderer::BeforeKey Renderer::beforeKey(const Worker* worker) const {
 }
 
 void Renderer::submit(bool held) {
+    m_settled = false;
     Worker* worker = isPrepared() ? m_full : m_preview && m_preview->isPrepared() ? m_preview : nullptr;
     if (!worker || m_view.area.isEmpty()) return;
     Request request;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kestrova/image/tpimage.h"
 #include "tests/mask/mask_fixture.h"
 #include "tests/support/planes.h"
 

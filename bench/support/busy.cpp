@@ -33,12 +33,21 @@ namespace {
 
 constexpr double kNoise = 1.1;
 
+// Several time slices: a single run may fit into what is left of one, and profits from the waits of the runs before.
+constexpr double kSample = 0.05;
+
+// A run of `work`, on average over a sample.
 double secondsOf(const std::function<void()>& work, int threads) {
     omp_set_num_threads(threads);
     cv::setNumThreads(threads);
     const double start = omp_get_wtime();
-    work();
-    return omp_get_wtime() - start;
+    double seconds = 0;
+    int runs = 0;
+    for (; seconds < kSample; ++runs) {
+        work();
+        seconds = omp_get_wtime() - start;
+    }
+    return seconds / runs;
 }
 
 double median(std::vector<double> values) {
@@ -59,11 +68,9 @@ int measureBesideBusyProcesses(const std::vector<BusyRow>& rows, const std::stri
         secondsOf(work, 1);
         const BusyProcesses busy;
         std::vector<double> withOne, withAll;
-        double total = 0;
-        while (withOne.size() < 5 || (total < 1.0 && withOne.size() < 101)) {
+        for (int pair = 0; pair < 11; ++pair) {
             withOne.push_back(secondsOf(work, 1));
             withAll.push_back(secondsOf(work, all));
-            total += withOne.back() + withAll.back();
         }
         const double one = median(withOne), many = median(withAll);
         const bool bSlower = many > kNoise * one;

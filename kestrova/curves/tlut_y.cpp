@@ -242,7 +242,7 @@ void TLutYDrDb::computeLUT() {
     };
     Steps<2> steps;
     withTeam(workerCount(pieces[0]), [&](int) noexcept {
-        steps.join(pieces, [&](int step, int piece) noexcept {
+        return steps.join(pieces, [&](int step, int piece) noexcept {
             const int first = step == 0 ? ofY : enlargedY, table = (piece - first) / kPieces;
             const int ofTable = (piece - first) % kPieces;
             if (piece < first && step == 0)

@@ -39,33 +39,37 @@ public:
         for (std::atomic<int>& block : m_current) block.store(kNone, std::memory_order_relaxed);
     }
 
-    void work(int worker) noexcept {
+    Share work(int worker) noexcept {
         const int count = static_cast<int>(m_blocks.size());
+        Share share;
         if (worker < m_atOnce) {
             for (int block; (block = m_next.fetch_add(1, std::memory_order_relaxed)) < count;) {
                 m_current[worker].store(block, std::memory_order_release);
-                help(block, worker, worker);
+                help(block, worker, worker, share);
                 m_finished.fetch_add(1, std::memory_order_release);
             }
         }
         while (m_finished.load(std::memory_order_acquire) < count) {
             for (int k = 0; k < m_atOnce; ++k) {
                 const int place = (worker + k) % m_atOnce, block = m_current[place].load(std::memory_order_acquire);
-                if (block != kNone) help(block, place, worker);
+                if (block != kNone) help(block, place, worker, share);
             }
             std::this_thread::yield();
         }
+        return share;
     }
 
 private:
     static constexpr int kNone = -1;
 
     // Once `block` is done its place may have another: then there is no piece left to be run.
-    void help(int block, int place, int worker) noexcept {
-        m_steps[static_cast<std::size_t>(block)].join(m_pieces, [&](int step, int piece) noexcept {
+    void help(int block, int place, int worker, Share& share) noexcept {
+        const Share done = m_steps[static_cast<std::size_t>(block)].join(m_pieces, [&](int step, int piece) noexcept {
             m_smoothings[static_cast<std::size_t>(place)].run(step, piece, m_blocks[static_cast<std::size_t>(block)],
                                                               m_tables, m_scratch[static_cast<std::size_t>(worker)]);
         });
+        share.pieces += done.pieces;
+        share.waited += done.waited;
     }
 
     const std::vector<PlacedBlock>& m_blocks;
@@ -127,7 +131,7 @@ bool DomainTransformFilter::filterPairs(const std::vector<PlacedBlock>& blocks) 
         if (w.tables[0].empty()) w.makeTables(m_sigmaS, m_sigmaS / m_sigmaR);
         w.provideForBlocks(size, atOnce, workers);
         BlocksAtOnce team(blocks, w.tables, w.smoothings, atOnce, w.scratch);
-        withTeam(workers, [&](int worker) noexcept { team.work(worker); });
+        withTeam(workers, [&](int worker) noexcept { return team.work(worker); });
     });
     return true;
 }

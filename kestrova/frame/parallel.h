@@ -16,8 +16,9 @@
 //
 // A host keeps cores busy with work of its own, and a region ends when its last thread has come. So there are few of
 // them, one a pass over a plane; they are cut into more strips than there are threads; and a thread takes the next
-// strip when it has done one: one that comes late, or is interrupted, leaves the others little to wait for. What is
-// computed never depends on which thread takes what.
+// strip when it has done one: one that comes late, or is interrupted, leaves the others little to wait for. Where that
+// is too much still, the calling thread goes on alone for a while. What is computed never depends on which thread takes
+// what.
 //
 // Every region asks for the whole team, `omp_get_max_threads()`, and leaves threads idle where there is less to do:
 // libgomp ends the surplus threads of a smaller team and makes new ones for the next. Where the system refuses it a
@@ -40,14 +41,58 @@ inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX :
 /// How many threads a region would have, or 1 inside a region.
 inline int teamSize() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
 
-/// Calls `member(i)` on threads of the team, for different i from 0 to `members` - 1. The runtime may provide fewer
-/// threads than asked for: whichever members there are must get everything done.
+/// What a member of a team has done.
+struct Share {
+    int pieces = 0;     ///< of equal cost; 0 if their cost is not equal
+    double waited = 0;  ///< seconds, for pieces of others
+};
+
+/// Whether regions pay for the thread that opens them. Where the host's other threads keep those of the team off their
+/// processors for longer than the work takes, a region is a loss, and its end tells how large. For ten times as long
+/// the thread then works alone: all losses together cost a tenth of the time.
+class Payoff {
+public:
+    bool alone() const { return omp_get_wtime() < m_aloneUntil; }
+
+    /// After a region from `began` to `ended`, of which the calling thread has worked for `worked` seconds and done its
+    /// own share of all pieces.
+    void count(double began, double ended, double worked, int own, int all) {
+        if (own == 0) return;
+        const double loss = ended - began - worked * all / own;
+        if (loss > m_leastLoss && loss > 0.2 * (ended - began)) m_aloneUntil = ended + 10 * loss;
+    }
+
+private:
+    double m_leastLoss = 300e-6;  ///< what waking a team takes does not count
+    double m_aloneUntil = 0;
+};
+inline thread_local Payoff payoff;
+
+/// Calls `member(i)`, which returns its `Share`, on threads of the team, for different i from 0 to `members` - 1. There
+/// may be fewer threads than asked for, only the calling one even: whichever members there are must get everything
+/// done.
 template <class Member>
 void withTeam(int members, const Member& member) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
-    if (members <= 1) return member(0);
+    if (members <= 1 || payoff.alone()) {
+        member(0);
+        return;
+    }
+    Share own;
+    double worked = 0;
+    std::atomic<int> pieces{0};
+    const double began = omp_get_wtime();
 #pragma omp parallel
-    if (const int self = omp_get_thread_num(); self < members) member(self);
+    if (const int self = omp_get_thread_num(); self < members) {
+        const double joined = omp_get_wtime();
+        const Share share = member(self);
+        pieces.fetch_add(share.pieces, std::memory_order_relaxed);
+        if (self == 0) {
+            own = share;
+            worked = omp_get_wtime() - joined - share.waited;
+        }
+    }
+    payoff.count(began, omp_get_wtime(), worked, own.pieces, pieces);
 }
 
 /// The numbers 0 to `count` - 1, shared out to the members of a team. Each begins with a run of neighbours of its own,
@@ -58,13 +103,15 @@ public:
         for (int run = 0; run < m_runs; ++run) m_next[run].store(first(run), std::memory_order_relaxed);
     }
 
-    /// Calls `piece(i)` for numbers that nobody else gets, until there are none.
+    /// Calls `piece(i)` for numbers that nobody else gets, until there are none, and returns how many.
     template <class Piece>
-    void take(int member, const Piece& piece) noexcept {
+    int take(int member, const Piece& piece) noexcept {
+        int taken = 0;
         for (int k = 0; k < m_runs; ++k) {
             const int run = (member + k) % m_runs, end = first(run + 1);
-            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end;) piece(i);
+            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end; ++taken) piece(i);
         }
+        return taken;
     }
 
 private:
@@ -115,8 +162,9 @@ template <class Work>
 void shareStrips(const Strips& strips, const Work& work) {
     static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
     Shares shares(strips.count(), strips.workers());
-    withTeam(strips.workers(),
-             [&](int worker) noexcept { shares.take(worker, [&](int strip) noexcept { work(strip, worker); }); });
+    withTeam(strips.workers(), [&](int worker) noexcept {
+        return Share{shares.take(worker, [&](int strip) noexcept { work(strip, worker); })};
+    });
 }
 
 /// Calls `work(first, end)` for the rows of each strip. The results of `work` must not depend on where a strip begins.
@@ -174,7 +222,10 @@ template <class Task>
 void parallelTasks(int workers, int tasks, const Task& task) {
     static_assert(noexcept(task(0, 0)), "no throw may cross the boundary of a parallel region");
     Shares shares(tasks, 1);
-    withTeam(workers, [&](int worker) noexcept { shares.take(0, [&](int i) noexcept { task(i, worker); }); });
+    withTeam(workers, [&](int worker) noexcept {
+        shares.take(0, [&](int i) noexcept { task(i, worker); });
+        return Share();
+    });
 }
 
 }  // namespace kestrova::frame

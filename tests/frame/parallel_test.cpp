@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <cmath>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -210,6 +211,66 @@ TEST(ParallelTest, EveryRegionAsksForTheWholeTeam) {
     });
     EXPECT_EQ(regions.count, 5);
     EXPECT_TRUE(regions.allOfTheWholeTeam);
+}
+
+/// The calling thread counts losses for as long as this lives.
+class CountLosses {
+public:
+    CountLosses() { payoff = Payoff(); }
+    CountLosses(const CountLosses&) = delete;
+    ~CountLosses() {
+        payoff = Payoff();
+        payoff.m_leastLoss = HUGE_VAL;
+    }
+};
+
+TEST(ParallelTest, AfterARegionThatHasLostTimeItsThreadWorksAloneForTenTimesAsLong) {
+    if (!kRegionsAreCounted) GTEST_SKIP() << "not libgomp";
+    const KeepThreadSettings keep;
+    omp_set_num_threads(2);
+    const CountLosses count;
+    const Strips strips(64, kCols);
+    std::atomic<int> rows{0};
+    const auto waitForTheOther = [&] {
+        forEachStrip(strips, [&](int first, int end) noexcept {
+            rows += end - first;
+            if (omp_get_thread_num() == 1) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        });
+    };
+    const auto regionsOfAPass = [&] {
+        return regionsOf([&] { parallelRows(64, kCols, [&](int) noexcept { ++rows; }); }).count;
+    };
+    double loss = 0;
+    // A member that comes only when all is done has nothing to be late with.
+    for (int i = 0; i < 100 && payoff.m_aloneUntil == 0; ++i) {
+        const double began = omp_get_wtime();
+        waitForTheOther();
+        loss = omp_get_wtime() - began;
+    }
+    ASSERT_GT(payoff.m_aloneUntil, 0);
+    EXPECT_LE(payoff.m_aloneUntil, omp_get_wtime() + 10 * loss);
+    payoff.m_aloneUntil = omp_get_wtime() + 3600;
+    rows = 0;
+    EXPECT_EQ(regionsOfAPass(), 0);
+    EXPECT_EQ(rows, 64);
+    payoff.m_aloneUntil = omp_get_wtime();
+    EXPECT_EQ(regionsOfAPass(), 1);
+    EXPECT_EQ(rows, 128);
+}
+
+TEST(ParallelTest, ARegionPaysWhereTheOthersHaveDoneMoreThanTheyWereWaitedFor) {
+    const auto aloneAfter = [](double seconds, double worked, int own, int all) {
+        Payoff one;
+        one.count(100, 100 + seconds, worked, own, all);
+        return one.m_aloneUntil > 0 ? one.m_aloneUntil - 100 - seconds : 0;
+    };
+    EXPECT_EQ(aloneAfter(0.010, 0.010, 4, 8), 0);
+    EXPECT_EQ(aloneAfter(0.015, 0.010, 5, 8), 0);
+    EXPECT_NEAR(aloneAfter(0.030, 0.010, 8, 8), 0.2, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, 0.007, 7, 8), 0.22, 1e-6);
+    EXPECT_EQ(aloneAfter(0.011, 0.010, 8, 8), 0) << "less than a fifth";
+    EXPECT_EQ(aloneAfter(0.0003, 0.0001, 8, 8), 0) << "no more than waking a team";
+    EXPECT_EQ(aloneAfter(0.030, 0.001, 0, 8), 0) << "nothing to judge by";
 }
 
 #ifdef __linux__

@@ -3,10 +3,16 @@
 #include <dlfcn.h>
 
 #include <atomic>
+#include <cmath>
+
+#include "kestrova/frame/parallel.h"
 
 namespace {
 
 std::atomic<int> opened{0}, ofOwnNumber{0};
+
+// On a busy machine regions would be given up for a while: the tests' thread always opens them.
+const bool bAlwaysOpened = (kestrova::frame::payoff.m_leastLoss = HUGE_VAL, true);
 
 }  // namespace
 

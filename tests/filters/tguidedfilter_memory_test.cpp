@@ -41,8 +41,8 @@ TEST(TGuidedFilterMemory, SetupKeepsAModelOfTheSameSizeWhereThereIsNone) {
     filter.m_a0 = floats(kSide, kSide);
     filter.m_b = floats(kSide, kSide);
     const TGuidedFilter model = filter;
-    withLittleMemory(kMebibyte, [&] {  // what is kept of the rows under a window takes 600 kB a thread
-        EXPECT_FAILURE(filter.setup({I}, I, 300, 0.01f), "ERROR - TGuidedFilter::setup - not enough memory");
+    withLittleMemory(kMebibyte, [&] {  // what is kept of the rows under a window takes 2
+        EXPECT_FAILURE(filter.setup({I}, I, 1500, 0.01f), "ERROR - TGuidedFilter::setup - not enough memory");
         EXPECT_EQ(filter.m_a0.data, model.m_a0.data);
         expectSame(I, filter.m_a0);
         expectSame(I, filter.m_b);

@@ -326,4 +326,20 @@ TEST_F(TDrawMaskDotsTest, SlowFormOfTheSoftDotUsesASmoothStep) {
     EXPECT_EQ(mask.m_stroke.at<uchar>(21, 26), 0);
 }
 
+TEST_F(TDrawMaskDotsTest, WhereADotIsRefusedTheDotsBeforeItAreShownWhole) {
+    TDrawMask shown;
+    shown.setInImage(planes.y, planes.dr, planes.db);
+    for (TDrawMask* each : {&mask, &shown}) {
+        each->drawStart(0, 1.0f);
+        each->drawADot(cv::Point(40, 40), 0, 24, 8, 0.8f, 0.0f);
+        each->drawADot(cv::Point(52, 46), 90, 24, 8, 0.5f, 0.0f);
+    }
+    shown.drawEnd();
+    shown.proc();
+    mask.drawADot(cv::Point(46, 44), 255, 20, 26, 0.8f, 0.0f);
+    EXPECT_FAILURE(mask.proc(), "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.");
+    EXPECT_TRUE(samePixels(shown.m_mask, mask.m_mask));
+    EXPECT_LT(cv::countNonZero(mask.m_mask == 255), kRows * kCols - 300);
+}
+
 }  // namespace

@@ -5,10 +5,12 @@
 
 /// Marks a row kernel: a plain loop over plain pointers that the compiler vectorises, compiled once for each level of
 /// the instruction set. The results are the same bits on every level.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(KESTROVA_KERNEL_LEVEL)
-#define KESTROVA_PHOTO_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
-#else
+#if !defined(__x86_64__) || !defined(__GNUC__) || defined(__clang__) || defined(KESTROVA_KERNEL_LEVEL)
 #define KESTROVA_PHOTO_KERNEL
+#elif __GNUC__ < 12  // its resolvers know processors, not levels: one of each level
+#define KESTROVA_PHOTO_KERNEL __attribute__((target_clones("arch=skylake-avx512", "arch=haswell", "default")))
+#else
+#define KESTROVA_PHOTO_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #endif
 
 namespace kestrova::photo {

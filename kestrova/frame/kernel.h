@@ -11,6 +11,8 @@
 #define KESTROVA_KERNEL __attribute__((target("arch=" KESTROVA_KERNEL_LEVEL)))
 #elif defined(__clang__)
 #define KESTROVA_KERNEL
+#elif __GNUC__ < 12  // its resolvers know processors, not levels: one of each level
+#define KESTROVA_KERNEL __attribute__((target_clones("arch=skylake-avx512", "arch=haswell", "default")))
 #else
 #define KESTROVA_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #endif

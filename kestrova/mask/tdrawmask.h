@@ -209,7 +209,7 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
-    struct DotWeights;
+    struct KESTROVA_HIDDEN DotWeights;
     struct Shown;
     KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param, const char* noMemory);
     KESTROVA_HIDDEN void popCommand();

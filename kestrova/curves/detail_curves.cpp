@@ -96,8 +96,9 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::fu
         TableToSmooth tables[kTablesSideBySide];
         const int first = task * bunch, n = std::min(bunch, count - first);
         for (int i = 0; i < n; ++i) {
-            ushort* const table = &m_entries[static_cast<std::size_t>(first + i) * kEntries16];
-            tables[i] = {table, drawDetailCurve(distinct[static_cast<std::size_t>(first + i)], table)};
+            const std::size_t at = static_cast<std::size_t>(first) + static_cast<std::size_t>(i);
+            ushort* const table = &m_entries[at * kEntries16];
+            tables[i] = {table, drawDetailCurve(distinct[at], table)};
         }
         smoothLUTs16U(tables, n, kEntries16, 2, &work[static_cast<std::size_t>(first) * kEntries16]);
     });

@@ -220,7 +220,8 @@ void PairSmoothing::measure(int band, const PlacedBlock& block, PairScratch& scr
     const std::ptrdiff_t step = scratch.m_pixels.row(1) - scratch.m_pixels.row(0);
     for (int y = 0; y <= kLanes; ++y) {
         for (int p = 0; p < kChannels; ++p) {
-            ushort* const row = scratch.m_pixels.row(static_cast<std::size_t>(p * (kLanes + 1) + y));
+            ushort* const row =
+                scratch.m_pixels.row(static_cast<std::size_t>(p) * (kLanes + 1) + static_cast<std::size_t>(y));
             copyRow(block.in[static_cast<std::size_t>(p)], std::min(top + y, m_size.height - 1), row, m_size.width);
             std::fill_n(row + m_size.width, (m_columns + 1) * kLanes - m_size.width, row[lastColumn]);
         }

@@ -204,7 +204,8 @@ void GuidedFit::compute(int y, float* const out[]) noexcept {
 }
 
 float* GuidedFit::kept(int k, int y) const noexcept {
-    return m_kept.row(static_cast<std::size_t>(k * m_keptRows + y % m_keptRows));
+    const auto rows = static_cast<std::size_t>(m_keptRows);
+    return m_kept.row(static_cast<std::size_t>(k) * rows + static_cast<std::size_t>(y) % rows);
 }
 
 }  // namespace kestrova::filters

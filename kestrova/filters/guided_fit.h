@@ -63,7 +63,7 @@ template <class RowAt>
 void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int height, bool anew, float* out, int n) noexcept {
     const rows::MeanOfFloats mean(rows::boxArea(1, height));
     if (!anew && sums.finite()) {
-        const rows::box_columns::Stream stream{sums.sums(), rowAt(height - 1).values, rowAt(-1).values};
+        const rows::box_columns::SlidingColumns stream{sums.sums(), rowAt(height - 1).values, rowAt(-1).values};
         if (!rows::box_columns::slideAndFinish(stream, out, n, mean)) return;
         sums.mend(rowAt, height);
     } else {

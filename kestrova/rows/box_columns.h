@@ -67,7 +67,7 @@ KESTROVA_KERNEL bool slideFinite(double* __restrict sums, Row entering, Row leav
 
 /// The values of a plane that enter a window's columns and those that leave them, and the sums of it or of its products
 /// with another plane.
-struct Stream {
+struct SlidingColumns {
     double* sums;
     const float *entering, *leaving;
 };
@@ -75,7 +75,7 @@ struct Stream {
 /// Slides the sums of a plane and of its products with `factors`, or adds alone where nothing leaves. True if a value
 /// or a product that enters is not finite.
 template <bool kLeaving, class... Factors>
-KESTROVA_KERNEL bool slideMoments(Stream plane, int n, Factors... factors) noexcept {
+KESTROVA_KERNEL bool slideMoments(SlidingColumns plane, int n, Factors... factors) noexcept {
     int spoilt = 0;
     const auto slideOne = [&spoilt](double& sum, float in, float out) {
         spoilt |= !(std::abs(in) <= kLargest);
@@ -92,7 +92,7 @@ KESTROVA_KERNEL bool slideMoments(Stream plane, int n, Factors... factors) noexc
 
 /// Slides sums of values and writes what `finish` makes of them.
 template <class Finish>
-KESTROVA_KERNEL bool slideAndFinish(Stream plane, float* __restrict out, int n, Finish finish) noexcept {
+KESTROVA_KERNEL bool slideAndFinish(SlidingColumns plane, float* __restrict out, int n, Finish finish) noexcept {
     int spoilt = 0;
     KESTROVA_INDEPENDENT
     for (int x = 0; x < n; ++x) {

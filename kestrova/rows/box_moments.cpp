@@ -61,12 +61,12 @@ void BoxMoments::movePlane(std::size_t plane, int y, bool anew, std::index_seque
         const std::array<double*, 1 + sizeof...(factors)> sums{own->cleared(), own[1 + factors].cleared()...};
         for (int i = 0; i < side; ++i)
             spoilt |= slideMoments<false>({sums[0], row(plane, y + i), nullptr}, n,
-                                          Stream{sums[1 + factors], row(plane + factors, y + i), nullptr}...);
+                                          SlidingColumns{sums[1 + factors], row(plane + factors, y + i), nullptr}...);
     } else {
         const int in = y + side - 1, out = y - 1;
-        spoilt =
-            slideMoments<true>({own->sums(), row(plane, in), row(plane, out)}, n,
-                               Stream{own[1 + factors].sums(), row(plane + factors, in), row(plane + factors, out)}...);
+        spoilt = slideMoments<true>(
+            {own->sums(), row(plane, in), row(plane, out)}, n,
+            SlidingColumns{own[1 + factors].sums(), row(plane + factors, in), row(plane + factors, out)}...);
     }
     if (!spoilt) return;
     own->mend(valueAt, side);

@@ -187,14 +187,17 @@ int Worker::stepFor(const Request& request, double zoom, double pixels) {
 }
 
 void Worker::learn(int step, int finest, double milliseconds, double pixels) {
-    constexpr double kTooLate = 25, kEarly = 6;  // milliseconds
+    // Another step has to read the photograph again: only for what lasts.
+    constexpr double kTooLate = 40, kEarly = 3;  // milliseconds
+    constexpr int kLasts = 3;                    // frames
     if (!std::exchange(m_heldPlanes, true)) return;
     m_nanosecondsPerPixel = 1e6 * milliseconds / pixels;
-    if (milliseconds > kTooLate && step < kCoarsest * finest)
-        ++m_heldStep;
-    else if (milliseconds < kEarly && step > finest)
-        --m_heldStep;
-    m_heldPlanes = m_heldStep == step;
+    m_late = milliseconds > kTooLate && step < kCoarsest * finest ? m_late + 1 : 0;
+    m_early = milliseconds < kEarly && step > finest ? m_early + 1 : 0;
+    if (m_late < kLasts && m_early < kLasts) return;
+    m_heldStep += m_late >= kLasts ? 1 : -1;
+    m_late = m_early = 0;
+    m_heldPlanes = false;
 }
 
 Frame Worker::frameFor(Development& development, const Request& request, bool before) {

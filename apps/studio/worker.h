@@ -75,8 +75,9 @@ private:
     bool m_hasAlpha = false;
     double m_nanosecondsPerPixel = 15;  ///< of held frames whose planes were there
     int m_heldStep = 0;
-    ViewState m_heldView;  ///< what `m_heldStep` is for
-    bool m_heldPlanes = false;
+    ViewState m_heldView;         ///< what `m_heldStep` is for
+    bool m_heldPlanes = false;    ///< they are there
+    int m_late = 0, m_early = 0;  ///< frames in a row
 
     // Written by the thread of the window.
     bool m_isPrepared = false;

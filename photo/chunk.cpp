@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "photo/chroma_noise.h"
 #include "photo/chunk_rows.h"
@@ -78,6 +79,14 @@ private:
     std::vector<std::uint32_t> m_sums;
 };
 
+bool sameBytes(const cv::Mat& a, const cv::Mat& b) {
+    if (a.size() != b.size() || a.type() != b.type()) return false;
+    const std::size_t bytes = static_cast<std::size_t>(a.cols) * a.elemSize();
+    for (int y = 0; y < a.rows; ++y)
+        if (std::memcmp(a.ptr(y), b.ptr(y), bytes) != 0) return false;
+    return true;
+}
+
 bool anyInside(const cv::Mat& mask) {
     for (int y = 0; y < mask.rows; ++y)
         if (std::any_of(mask.ptr(y), mask.ptr(y) + mask.cols, [](uchar m) { return m != 0; })) return true;
@@ -105,10 +114,27 @@ const cv::Mat& Chunk::render(const Source& source, const Prepared& prepared, con
     return m_out;
 }
 
-cv::Mat Chunk::mask(const Prepared& prepared, std::size_t layer) const {
-    if (layer >= prepared.masks.size() || prepared.masks[layer].plane.empty()) return {};
+const cv::Mat& Chunk::mask(const Prepared& prepared, std::size_t layer) {
+    if (m_masks.size() <= layer) m_masks.resize(layer + 1);
+    Masked& masked = m_masks[layer];
+    if (layer >= prepared.masks.size() || prepared.masks[layer].plane.empty()) {
+        masked = {};
+        return masked.mask;
+    }
+    // A brush moves in one place: elsewhere the mask is what it was.
+    const Reduced& reduced = prepared.masks[layer];
+    const int n = reduced.n, right = m_origin.x + m_size.width * m_step, below = m_origin.y + m_size.height * m_step;
+    const cv::Rect cells(cv::Point(m_origin.x / n - 1, m_origin.y / n - 1), cv::Point(right / n + 2, below / n + 2));
+    const cv::Mat part = reduced.plane(cells & cv::Rect(cv::Point(), reduced.plane.size()));
+    if (sameBytes(part, masked.part)) return masked.mask;
+    masked.part = part.clone();
+    masked.mask = readMask(reduced);
+    return masked.mask;
+}
+
+cv::Mat Chunk::readMask(const Reduced& reduced) const {
     cv::Mat out(m_size, CV_8UC1);
-    ReducedReader reader(prepared.masks[layer], m_origin.x, m_size.width * m_step);
+    ReducedReader reader(reduced, m_origin.x, m_size.width * m_step);
     std::vector<float> sums(static_cast<std::size_t>(m_size.width));
     for (int y = 0; y < m_size.height; ++y) {
         std::fill(sums.begin(), sums.end(), 0.0f);

@@ -38,7 +38,7 @@ public:
     /// The pixels in the working space: CV_16UC4. Valid until the next call.
     const cv::Mat& render(const Source& source, const Prepared& prepared, const Recipe& recipe, const Steps& steps);
     /// The mask of a layer: CV_8UC1 of the chunk's size, or empty if the layer has none.
-    cv::Mat mask(const Prepared& prepared, std::size_t layer) const;
+    const cv::Mat& mask(const Prepared& prepared, std::size_t layer);
 
     /// Bytes a pixel of a chunk that has been rendered with `layers` layers.
     static int bytesAPixel(std::size_t layers) { return 60 + 30 * static_cast<int>(layers); }
@@ -55,6 +55,12 @@ private:
         ColourTable colour;  ///< a copy of it: the core's tables serve one thread at a time
     };
 
+    /// The mask of a layer, and the cells that it was read from.
+    struct Masked {
+        cv::Mat part, mask;
+    };
+
+    cv::Mat readMask(const Reduced& reduced) const;
     void read(const Source& source, const Prepared& prepared);
     void readRows(const Source& source, const Scales* scales);
     void develop(Stage& stage, const Adjustments& adjustments, const std::shared_ptr<const ColourTable>& colour,
@@ -67,11 +73,12 @@ private:
     int m_step;
     std::shared_ptr<const Scales> m_scales;  ///< what `m_detail` was read from
 
-    cv::Mat m_rgb;                                 ///< CV_16UC4
-    cv::Mat m_Y, m_dr, m_db;                       ///< CV_16UC1
-    cv::Mat m_detail[3];                           ///< CV_16UC1
-    cv::Mat m_texture[3];                          ///< CV_8UC1
-    cv::Mat m_out, m_layer;                        ///< CV_16UC4
+    cv::Mat m_rgb;            ///< CV_16UC4
+    cv::Mat m_Y, m_dr, m_db;  ///< CV_16UC1
+    cv::Mat m_detail[3];      ///< CV_16UC1
+    cv::Mat m_texture[3];     ///< CV_8UC1
+    cv::Mat m_out, m_layer;   ///< CV_16UC4
+    std::vector<Masked> m_masks;
     std::vector<std::unique_ptr<Stage>> m_stages;  ///< the whole, then the layers
 };
 

@@ -92,8 +92,8 @@ std::vector<std::unique_ptr<Tile>> Development::State::takeTiles(const View& vie
 }
 
 /// Pixels in the photograph's own profile: those that no layer reaches are the photograph's.
-cv::Mat Development::State::outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe,
-                                                    const ColourTransform* transform, const cv::Mat& pixels) const {
+cv::Mat Development::State::outsideLayersAsTheyWere(Tile& tile, const Recipe& recipe, const ColourTransform* transform,
+                                                    const cv::Mat& pixels) const {
     cv::Mat out(pixels.size(), CV_16UC4);
     convert(transform, pixels, out);
     std::vector<cv::Mat> masks;
@@ -184,11 +184,19 @@ Development::Rendering Development::State::render(const View& view, const Output
     out.pixels.create(view.area.size(), output.bits == 8 ? CV_8UC4 : CV_16UC4);
     if (overlay) out.mask.create(view.area.size(), CV_8UC1);
     const int count = static_cast<int>(tiles.size());
-    steps.parallel(count, kRendering / count, [&](int i) {
-        renderTile(*tiles[i], recipe, view, conversion.get(), pixelsStay, output, steps, out);
-        if (!keep) tiles[i].reset();
-    });
-    if (keep) kept.insert(kept.begin(), KeptView{view, std::move(tiles), bytes});
+    const auto keepTiles = [&] {
+        if (keep) kept.insert(kept.begin(), KeptView{view, std::move(tiles), bytes});
+    };
+    try {
+        steps.parallel(count, kRendering / count, [&](int i) {
+            renderTile(*tiles[i], recipe, view, conversion.get(), pixelsStay, output, steps, out);
+            if (!keep) tiles[i].reset();
+        });
+    } catch (const Error& error) {
+        if (error.kind() == Error::Kind::cancelled) keepTiles();  // it ends between the stages of a tile
+        throw;
+    }
+    keepTiles();
     return out;
 }
 

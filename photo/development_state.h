@@ -86,7 +86,7 @@ struct Development::State {
     std::vector<std::unique_ptr<Tile>> tilesOfView(const View& view) const;
     std::vector<std::unique_ptr<Tile>> takeTiles(const View& view);
     Rendering render(const View& view, const Output& output, Control* control);
-    cv::Mat outsideLayersAsTheyWere(const Tile& tile, const Recipe& recipe, const ColourTransform* transform,
+    cv::Mat outsideLayersAsTheyWere(Tile& tile, const Recipe& recipe, const ColourTransform* transform,
                                     const cv::Mat& pixels) const;
     void renderTile(Tile& tile, const Recipe& recipe, const View& view, const ColourTransform* transform,
                     bool pixelsStay, const Output& output, const Steps& steps, Rendering& out) const;

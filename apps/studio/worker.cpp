@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "photo/file_format.h"
 #include "photo/read.h"
@@ -19,6 +20,7 @@ namespace {
 constexpr double kReading = 0.3;           // share of the time until a photograph is prepared
 constexpr double kNoPreviewBelow = 3e6;    // pixels: as soon read as their preview
 constexpr double kHeldNanoseconds = 18e6;  // what a rendering may take while a slider is held
+constexpr int kCoarsest = 4;               // times the finest step
 constexpr qint64 kLong = 150;              // milliseconds after which progress is shown
 
 /// What of the settings chooses the view and changes nothing in it.
@@ -31,6 +33,9 @@ photo::Settings geometryOf(const photo::Settings& settings) {
     geometry.size = settings.size;
     return geometry;
 }
+
+/// At which no pixel of the screen lacks one of the rendering.
+int finestStep(double zoom) { return std::max(1, static_cast<int>(1 / zoom + 1e-6)); }
 
 /// Of the whole photograph, upright, as far as its file tells before it is decoded.
 QSize wholeSize(const photo::FileFacts& facts, const cv::Size& preview) {
@@ -168,30 +173,31 @@ void Worker::renderAll(Development& development, const Request& request) {
     if (shown) emit progress(1);
 }
 
-int Worker::stepFor(const Request& request, double zoom, double pixels) const {
-    const int finest = std::max(1, static_cast<int>(1 / zoom + 1e-6));
+/// How coarse a frame has to be to follow a slider: estimated for a new view, then learned.
+int Worker::stepFor(const Request& request, double zoom, double pixels) {
+    const int finest = finestStep(zoom);
     if (!request.held) return finest;
-    if (m_heldStep > 0) return m_heldStep;
-    int step = finest;
-    while (step < 4 * finest && m_nanosecondsPerPixel * pixels / (static_cast<double>(step) * step) > kHeldNanoseconds)
-        ++step;
-    return step;
+    if (m_heldStep < finest || m_heldView.area != request.view.area || m_heldView.zoom != request.view.zoom) {
+        m_heldView = request.view;
+        m_heldPlanes = false;
+        const double times = std::sqrt(m_nanosecondsPerPixel * pixels / kHeldNanoseconds);
+        m_heldStep = std::clamp(static_cast<int>(std::ceil(times)), finest, kCoarsest * finest);
+    }
+    return m_heldStep;
 }
 
-Development::Rendering Worker::renderView(Development& development, const cv::Rect& view, int step,
-                                          const Request& request, bool before) {
-    Development::Output output;
-    output.profile = request.screen;
-    if (!before) output.maskOfLayer = request.view.maskOfLayer;
-    QElapsedTimer timer;
-    timer.start();
-    Development::Rendering rendering = development.render(view, step, output, m_control.get());
-    if (!before && view == m_lastView && step == m_lastStep)
-        m_nanosecondsPerPixel =
-            static_cast<double>(timer.nsecsElapsed()) / static_cast<double>(rendering.pixels.total());
-    m_lastView = view;
-    m_lastStep = step;
-    return rendering;
+void Worker::learn(int step, int finest, double milliseconds, double pixels) {
+    // Another step has to read the photograph again: only for what lasts.
+    constexpr double kTooLate = 40, kEarly = 3;  // milliseconds
+    constexpr int kLasts = 3;                    // frames
+    if (!std::exchange(m_heldPlanes, true)) return;
+    m_nanosecondsPerPixel = 1e6 * milliseconds / pixels;
+    m_late = milliseconds > kTooLate && step < kCoarsest * finest ? m_late + 1 : 0;
+    m_early = milliseconds < kEarly && step > finest ? m_early + 1 : 0;
+    if (m_late < kLasts && m_early < kLasts) return;
+    m_heldStep += m_late >= kLasts ? 1 : -1;
+    m_late = m_early = 0;
+    m_heldPlanes = false;
 }
 
 Frame Worker::frameFor(Development& development, const Request& request, bool before) {
@@ -211,7 +217,6 @@ Frame Worker::frameFor(Development& development, const Request& request, bool be
     const QRectF wanted(request.view.area.x() * fx, request.view.area.y() * fy, request.view.area.width() * fx,
                         request.view.area.height() * fy);
     const int step = stepFor(request, zoom, wanted.width() * wanted.height());
-    m_heldStep = request.held ? step : 0;
     const auto side = [step](double from, double to, int limit, int& first, int& length) {
         first = std::clamp(static_cast<int>(std::floor(from)), 0, limit - 1) / step * step;
         const int end = std::clamp(static_cast<int>(std::ceil(to)), first + 1, limit);
@@ -220,7 +225,14 @@ Frame Worker::frameFor(Development& development, const Request& request, bool be
     cv::Rect view;
     side(wanted.left(), wanted.right(), size.width, view.x, view.width);
     side(wanted.top(), wanted.bottom(), size.height, view.y, view.height);
-    const Development::Rendering rendering = renderView(development, view, step, request, before);
+    Development::Output output;
+    output.profile = request.screen;
+    if (!before) output.maskOfLayer = request.view.maskOfLayer;
+    const double begin = static_cast<double>(timer.nsecsElapsed());
+    const Development::Rendering rendering = development.render(view, step, output, m_control.get());
+    if (request.held && !before)
+        learn(step, finestStep(zoom), (static_cast<double>(timer.nsecsElapsed()) - begin) / 1e6,
+              static_cast<double>(rendering.pixels.total()));
 
     // The last pixels of a side that is no multiple of the step are not in the rendering: the ones before stand for
     // them.

@@ -57,10 +57,9 @@ private:
     void prepare(photo::Development& development);
     bool waitForRequest(Request& request);
     void renderAll(photo::Development& development, const Request& request);
-    photo::Development::Rendering renderView(photo::Development& development, const cv::Rect& view, int step,
-                                             const Request& request, bool before);
     Frame frameFor(photo::Development& development, const Request& request, bool before);
-    int stepFor(const Request& request, double zoom, double pixels) const;
+    int stepFor(const Request& request, double zoom, double pixels);
+    void learn(int step, int finest, double milliseconds, double pixels);
 
     const std::string m_path;
     const Options m_options;
@@ -74,10 +73,11 @@ private:
 
     // Of the thread.
     bool m_hasAlpha = false;
-    double m_nanosecondsPerPixel = 0;  ///< of the latest rendering whose planes were there
+    double m_nanosecondsPerPixel = 15;  ///< of held frames whose planes were there
     int m_heldStep = 0;
-    cv::Rect m_lastView;
-    int m_lastStep = 0;
+    ViewState m_heldView;         ///< what `m_heldStep` is for
+    bool m_heldPlanes = false;    ///< they are there
+    int m_late = 0, m_early = 0;  ///< frames in a row
 
     // Written by the thread of the window.
     bool m_isPrepared = false;

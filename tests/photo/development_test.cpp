@@ -498,5 +498,37 @@ TEST(Development, GivesTheSamePixelsAfterARenderingToAnotherProfileOfTheSameSpac
     EXPECT_TRUE(sameValues(used.render(output).pixels, fresh.render(output).pixels));
 }
 
+TEST(Development, GivesTheSamePixelsWhereverTheRenderingBeforeWasCancelled) {
+    const cv::Mat pixels = scene({1100, 700});
+    Settings settings = withLayers();
+    Development fresh(photographOf(pixels));
+    fresh.set(settings);
+    const cv::Mat wanted = rendered16(fresh);
+    Development::Output output;
+    output.bits = 16;
+    Development used(photographOf(pixels));
+    used.set(lively());
+    rendered16(used);
+    int cancelled = 0;
+    for (double share : {0.1, 0.3, 0.5, 0.7, 0.9}) {
+        settings.light.contrast = static_cast<float>(share);
+        used.set(settings);
+        Control control;
+        control.progress = [&](double done) {
+            if (done >= share) control.cancel();
+        };
+        try {
+            used.render(output, &control);
+        } catch (const Error& error) {  // unless all of it was under way by then
+            EXPECT_EQ(error.kind(), Error::Kind::cancelled);
+            ++cancelled;
+        }
+        settings.light.contrast = withLayers().light.contrast;
+        used.set(settings);
+        EXPECT_TRUE(sameValues(rendered16(used), wanted)) << share;
+    }
+    EXPECT_GT(cancelled, 0);
+}
+
 }  // namespace
 }  // namespace kestrova::photo

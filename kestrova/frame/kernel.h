@@ -26,3 +26,8 @@
 #else
 #define KESTROVA_INDEPENDENT
 #endif
+
+// GCC 11 has the shuffle of vectors under an older name, with the lanes in a vector of integers.
+#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ < 12
+#define __builtin_shufflevector(a, b, ...) __builtin_shuffle(a, b, decltype((a) == (b)){__VA_ARGS__})
+#endif

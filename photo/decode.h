@@ -7,7 +7,7 @@
 
 namespace kestrova::photo {
 
-/// Pixels as stored in a file, and what reading them told.
+/// Pixels as stored in a file, and what was noticed while they were read.
 struct Decoded {
     cv::Mat pixels;  ///< CV_16UC4: B, G, R, A; or C, M, Y, K with 65535 for full ink
     bool hasAlpha = false;

@@ -98,9 +98,9 @@ private:
         std::string names;
         for (int i = 0; i < count; ++i) {
             const std::string name = texts[i].key;
-            // With a colon: XMP, and what ImageMagick copies from metadata.
-            const bool known = name == "Description" || name.compare(0, 17, "Raw profile type ") == 0 ||
-                               name.find(':') != std::string::npos;
+            // With a colon: XMP, and what ImageMagick copies from metadata, a tag without a name among it.
+            const bool known = name == "Description" || name == "unknown" ||
+                               name.compare(0, 17, "Raw profile type ") == 0 || name.find(':') != std::string::npos;
             if (!known) names += (names.empty() ? "" : ", ") + name;
         }
         if (!names.empty()) result.notes.push_back("texts of the PNG file were left out: " + names);

@@ -402,6 +402,10 @@ TEST(Inputs, WhatFollowsTheFirstPictureOfAFileIsSaid) {
     EXPECT_EQ(read.notes[0], "50 KB after the picture, such as a film, a gain map or a preview, were not read");
 }
 
+TEST(Inputs, CopiesOfMetadataInPngAreNotMissed) {
+    EXPECT_TRUE(readPhotograph(KESTROVA_PHOTOS "/u76c0g_bliznaca_srgb8.png").notes.empty());
+}
+
 TEST(Inputs, TextsOfPngThatAreNoMetadataAreMissedAloud) {
     const Scratch scratch;
     writePhotograph(colourful(8, 6), scratch / "a.png");

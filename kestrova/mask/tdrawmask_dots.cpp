@@ -203,8 +203,9 @@ void coverOutwards(const cv::Point& p, const cv::Rect& part, const Cover& cover,
 
 void TDrawMask::DotWeights::set(int r, const float* profile, int profileEnd) {
     const ProfileWeights ofProfile{profile, profileEnd};
-    m_rows.resize(static_cast<std::size_t>(r + 1) * static_cast<std::size_t>(2 * r + 1));
-    m_reach.resize(static_cast<std::size_t>(r + 1));
+    const auto radius = static_cast<std::size_t>(r);
+    m_rows.resize((radius + 1) * (2 * radius + 1));
+    m_reach.resize(radius + 1);
     m_radius = r;
     for (int dy = 0; dy <= r; ++dy) {
         const int reach = std::min(ofProfile.reach(dy), r);

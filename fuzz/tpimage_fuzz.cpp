@@ -76,7 +76,8 @@ void in(Input& input, TPImage& used) {
             kind == 1 ? 2LL * (step / 2 - static_cast<long long>(shorter)) : static_cast<long long>(step) - shorter;
         if (w <= 0 || w > size.width || std::llabs(changed) >= row || std::llabs(changed) > 1 << 30) return;
     }
-    const bool hasPixels = w > 0 && height > 0;
+    // The size is judged by its product in 32 bits: one below 1 changes nothing.
+    const bool hasPixels = static_cast<int>(static_cast<unsigned>(w) * static_cast<unsigned>(height)) > 0;
     const Outcome outcome = runTwice(
         scene, [&](Scene& s) { call(s, used); }, [&](Scene& s) { call(s, fresh); });
     if (!outcome.failed && hasPixels) comparePictures(used, fresh);

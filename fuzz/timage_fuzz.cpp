@@ -112,8 +112,8 @@ void host(Input& input) {
     const bool swap = input.flag();
     const std::shared_ptr<TImage> y = image(input, TImage::IM_Y16U, whole), c = image(input, TImage::IM_C8U, half),
                                   m = image(input, TImage::IM_M8U, half), from = image(input, TImage::IM_RGBA8U, whole);
-    // Pixels of the size of Y are written: a smaller buffer would be the host's fault.
-    if (kind == 1 && (y->size().width > size.width || y->size().height > size.height)) return;
+    // Pixels of the size of Y are written at the host's step: another size would lie about the buffer.
+    if (kind == 1 && y->size() != whole) return;
     runTwice(scene,
              [=](Scene& s) {
                  cv::Mat& mat = s[plane];

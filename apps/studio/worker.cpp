@@ -47,8 +47,6 @@ QSize wholeSize(const photo::FileFacts& facts, const cv::Size& preview) {
 }  // namespace
 
 Worker::Worker(const std::string& path, const Options& options) : m_path(path), m_options(options) {
-    connect(this, &Worker::loaded, this, [this](QSize size) { m_size = size; });
-    connect(this, &Worker::prepared, this, [this] { m_isPrepared = true; });
     m_control = std::make_shared<photo::Control>();
 }
 
@@ -88,12 +86,21 @@ void Worker::run() {
     try {
         work();
     } catch (const Error& error) {
-        emit failed(static_cast<int>(error.kind()), QString::fromStdString(error.what()));
+        fail(error.kind(), QString::fromStdString(error.what()));
     } catch (const std::bad_alloc&) {
-        emit failed(static_cast<int>(Error::Kind::memory), tr("There is not enough memory."));
+        fail(Error::Kind::memory, tr("There is not enough memory."));
     } catch (const std::exception& error) {
-        emit failed(static_cast<int>(Error::Kind::programming), QString::fromUtf8(error.what()));
+        fail(Error::Kind::programming, QString::fromUtf8(error.what()));
     }
+}
+
+/// Whoever takes this over sees either the state or, later, the signal: both change in the thread of the window.
+void Worker::inWindow(const std::function<void()>& change) {
+    QMetaObject::invokeMethod(this, change, Qt::QueuedConnection);
+}
+
+void Worker::fail(Error::Kind kind, const QString& text) {
+    inWindow([this, kind, text] { emit failed(static_cast<int>(kind), text); });
 }
 
 void Worker::work() {
@@ -120,9 +127,15 @@ void Worker::work() {
     const std::size_t own = photograph.pixels.total() * photograph.pixels.elemSize();
     if (m_options.memory) bounds.mostMemory = m_options.memory > own ? m_options.memory - own : 1;
     Development development(std::move(photograph), bounds);
-    emit loaded(preview ? wholeSize(facts, size) : QSize(size.width, size.height), notes);
+    inWindow([this, notes, whole = preview ? wholeSize(facts, size) : QSize(size.width, size.height)] {
+        m_size = whole;
+        emit loaded(whole, notes);
+    });
     if (!preview) prepare(development);
-    emit prepared();
+    inWindow([this] {
+        m_isPrepared = true;
+        emit prepared();
+    });
 
     for (Request request; waitForRequest(request);) renderAll(development, request);
 }
@@ -167,8 +180,7 @@ void Worker::renderAll(Development& development, const Request& request) {
         if (request.view.after) emit rendered(std::make_shared<const Frame>(frameFor(development, request, false)));
         if (request.view.before) emit rendered(std::make_shared<const Frame>(frameFor(development, request, true)));
     } catch (const Error& error) {
-        if (error.kind() != Error::Kind::cancelled)
-            emit failed(static_cast<int>(error.kind()), QString::fromStdString(error.what()));
+        if (error.kind() != Error::Kind::cancelled) fail(error.kind(), QString::fromStdString(error.what()));
     }
     if (shown) emit progress(1);
 }

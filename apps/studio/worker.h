@@ -3,6 +3,7 @@
 #include <QMutex>
 #include <QThread>
 #include <QWaitCondition>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,8 @@ protected:
 
 private:
     void work();
+    void inWindow(const std::function<void()>& change);
+    void fail(photo::Error::Kind kind, const QString& text);
     void prepare(photo::Development& development);
     bool waitForRequest(Request& request);
     void renderAll(photo::Development& development, const Request& request);
@@ -79,7 +82,7 @@ private:
     bool m_heldPlanes = false;    ///< they are there
     int m_late = 0, m_early = 0;  ///< frames in a row
 
-    // Written by the thread of the window.
+    // Of the thread of the window.
     bool m_isPrepared = false;
     QSize m_size;
 };

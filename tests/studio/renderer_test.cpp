@@ -252,6 +252,20 @@ TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
     EXPECT_TRUE(waitFor([&] { return !bounded.m_next; }));
 }
 
+TEST_F(RendererTest, WhatWasPreparedOrFailedAheadIsSeenThoughTheWindowWasBusy) {
+    QSignalSpy failed(&renderer, &Renderer::failed);
+    photo::writeBytes(scratch / "bad.jpg", {1, 2, 3});
+    for (const std::string& next : {photograph("u76c0g_bliznaca_srgb8.png"), scratch / "bad.jpg"}) {
+        open(photograph());
+        renderer.prefetch(next);
+        ASSERT_TRUE(renderer.m_next);
+        QThread::sleep(1);  // without the event loop
+        renderer.open(next, session.settingsPtr());
+        EXPECT_TRUE(waitFor([&] { return renderer.isSettled() || failed.count() == 1; })) << next;
+    }
+    EXPECT_EQ(failed.count(), 1);
+}
+
 TEST_F(RendererTest, AFileThatIsNoPhotographIsAFailureAndNothingElse) {
     photo::writeBytes(scratch / "a.jpg", {1, 2, 3});
     QSignalSpy failed(&renderer, &Renderer::failed);

@@ -46,6 +46,21 @@ def test_public_members_have_documentation(name):
             assert inspect.getdoc(getattr(value, member)), member
 
 
+def with_methods(name):
+    value = getattr(kestrova, name)
+    members = vars(value) if inspect.isclass(value) else ()
+    return [value] + [getattr(value, member) for member in members if not member.startswith("_")]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_documentation_says_what_an_interrupt_does_to_work(name):
+    for value in with_methods(name):
+        text = " ".join((inspect.getdoc(value) or "").split())
+        assert "$" not in text
+        if callable(value) and {"threads", "progress"} & set(inspect.signature(value).parameters):
+            assert "KeyboardInterrupt" in text or "interrupt from the keyboard" in text, value
+
+
 def test_help_shows_signatures():
     text = pydoc.plain(pydoc.render_doc(kestrova))
     assert "guided_filter(guide, src=None, *, radius=8, eps=0.001, out=None, threads=None)" in text

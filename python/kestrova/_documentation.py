@@ -34,10 +34,14 @@ KeyboardInterrupt
     At the next report of progress, with or without `progress`: an interrupt from the keyboard cancels."""
 
 
+def completed(text, can_be_cancelled):
+    """A docstring with $out, $progress, $threads and $raises filled in."""
+    failures = _CAN_BE_CANCELLED if can_be_cancelled else _RUNS_TO_ITS_END
+    return string.Template(inspect.cleandoc(text)).substitute(_SHARED, raises=f"{_RAISES}\n{failures}")
+
+
 def documented(subject):
-    """Completes the docstring of a function or class, where it says $out, $progress, $threads and $raises."""
+    """Completes the docstring of a function or class."""
     if subject.__doc__:
-        failures = _CAN_BE_CANCELLED if "progress" in inspect.signature(subject).parameters else _RUNS_TO_ITS_END
-        template = string.Template(inspect.cleandoc(subject.__doc__))
-        subject.__doc__ = template.substitute(_SHARED, raises=f"{_RAISES}\n{failures}")
+        subject.__doc__ = completed(subject.__doc__, "progress" in inspect.signature(subject).parameters)
     return subject

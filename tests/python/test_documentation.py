@@ -1,7 +1,11 @@
 """Every public name has documentation that stands alone, with an example that runs."""
 
+import ast
 import doctest
+import importlib.util
 import inspect
+import operator
+import pathlib
 import pydoc
 
 import kestrova
@@ -59,6 +63,24 @@ def test_documentation_says_what_an_interrupt_does_to_work(name):
         assert "$" not in text
         if callable(value) and {"threads", "progress"} & set(inspect.signature(value).parameters):
             assert "KeyboardInterrupt" in text or "interrupt from the keyboard" in text, value
+
+
+def test_the_reference_of_the_site_says_what_help_says(tmp_path):
+    script = pathlib.Path(__file__).parents[2] / "docs" / "python_reference.py"
+    spec = importlib.util.spec_from_file_location("python_reference", script)
+    reference = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(reference)
+    reader = reference.Reader()
+    entries = {entry.name: entry for module in reference.MODULES for entry in reader.entries(module)}
+    assert {name.split(".")[0] for name in entries} == set(kestrova.__all__)
+    for name, entry in entries.items():
+        value = operator.attrgetter(name)(kestrova)
+        if not name.isupper():
+            assert entry.text == inspect.getdoc(value), name
+        if inspect.isfunction(value):
+            named = ast.parse(f"def f{entry.signature}: ...").body[0].args
+            parameters = [p for p in inspect.signature(value).parameters if p != "self"]
+            assert [argument.arg for argument in named.args + named.kwonlyargs] == parameters, name
 
 
 def test_help_shows_signatures():

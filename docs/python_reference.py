@@ -97,16 +97,23 @@ class Writer:
         self.names = set(names)
 
     def inline(self, text):
-        def code(match):
-            inner = match[1] or match[2]
-            name = inner.removeprefix("kestrova.")
-            shown = f"<code>{html.escape(inner)}</code>"
-            return f'<a href="#py-{name}">{shown}</a>' if name in self.names else shown
+        parts = re.split(r"``(.+?)``|`([^`]+)`", text)  # plain, code, name, plain, ...
+        for i in range(0, len(parts), 3):
+            parts[i] = html.escape(parts[i])
+        parts[1::3] = [self.code(part) if part else "" for part in parts[1::3]]
+        parts[2::3] = [self.code(part) if part else "" for part in parts[2::3]]
+        return "".join(parts)
 
-        parts = re.split(r"(``.+?``|`[^`]+`)", text)
-        return "".join(
-            re.sub(r"``(.+?)``|`([^`]+)`", code, part) if part.startswith("`") else html.escape(part) for part in parts
-        )
+    def code(self, text):
+        name = text.removeprefix("kestrova.")
+        shown = f"<code>{html.escape(text)}</code>"
+        return f'<a href="#py-{name}">{shown}</a>' if name in self.names else shown
+
+    def term(self, text):
+        names, colon, kind = text.partition(" : ")
+        if not colon:
+            return self.inline(text)
+        return f"{', '.join(map(self.code, names.split(', ')))} <span>{self.inline(kind)}</span>"
 
     def body(self, text):
         for block in re.split(r"\n\s*\n", text.strip("\n")):
@@ -118,7 +125,7 @@ class Writer:
     def definitions(self, text):
         yield "<dl>"
         for term, definition in re.findall(r"(?m)^(\S.*)((?:\n(?: .*)?)*)", text):
-            yield f"<dt>{self.inline(term)}</dt>"
+            yield f"<dt>{self.term(term)}</dt>"
             if definition.strip():
                 yield f"<dd>{self.inline(' '.join(definition.split()))}</dd>"
         yield "</dl>"
@@ -148,6 +155,7 @@ def main():
     for module, entries in modules.items():
         heading = ast.get_docstring(ast.parse((PACKAGE / f"{module}.py").read_text(encoding="utf-8")))
         lines.append(f"<h2>{html.escape(heading.rstrip('.'))}</h2>")
+        lines.append(f"<p>{', '.join(writer.code(entry.name) for entry in entries if '.' not in entry.name)}</p>")
         for entry in entries:
             lines.extend(writer.entry(entry))
     pathlib.Path(sys.argv[1]).write_text("\n".join(lines + ["</div>\n"]), encoding="utf-8")

@@ -55,8 +55,8 @@ def guided_filter(guide, src=None, *, radius=8, eps=0.001, out=None, threads=Non
 
     Notes
     -----
-    The cost grows slowly with the radius: at 64 it is about one and a half times that at 8. Colour guides take about
-    three times as long.
+    The cost grows slowly with the radius: from 64 on it is 1.5 to 2 times that at 8. Colour guides take about three
+    times as long.
 
     References
     ----------

@@ -16,7 +16,7 @@ namespace {
 constexpr int kLanes = 32;
 constexpr int kChannels = 2;
 constexpr int kLine = kChannels * kLanes;
-constexpr int kTileValues = kLanes * kLine;
+constexpr int kTile = kLanes * kLine;
 
 int tilesOf(int pixels) { return (pixels + kLanes - 1) / kLanes; }
 
@@ -179,7 +179,7 @@ void putRow(const PlacedBlock& block, std::size_t plane, int y, int x, const ush
 SumsOfLines::SumsOfLines(std::size_t lines) : lows(1, lines * kLanes), highs(1, lines) {}
 
 PairScratch::PairScratch(cv::Size block)
-    : m_lines(1, static_cast<std::size_t>(tilesOf(block.width)) * kTileValues),
+    : m_lines(1, static_cast<std::size_t>(tilesOf(block.width)) * kTile),
       m_weights(1, static_cast<std::size_t>(tilesOf(std::max(block.width, block.height))) * kLanes * kLanes),
       m_pixels(2 * (kLanes + 1), static_cast<std::size_t>(tilesOf(block.width) + 1) * kLanes) {}
 
@@ -228,14 +228,14 @@ void PairSmoothing::measure(int band, const PlacedBlock& block, PairScratch& scr
     }
     for (int column = 0; column < m_columns; ++column) {
         const int x = column * kLanes;
-        float pixels[kTileValues], sums[kTileValues / kChannels];
+        float pixels[kTile], sums[kTile / kChannels];
         int sumX[kLanes * kLanes], sumY[kLanes * kLanes];
         measureTile(scratch.m_pixels.row(0) + x, scratch.m_pixels.row(kLanes + 1) + x, step, pixels, sumX, sumY);
         if (lastRow < kLanes) std::fill_n(sumX + lastRow * kLanes, kLanes, 0);
         if (lastColumn < x + kLanes)
             for (int y = 0; y < kLanes; ++y) sumY[y * kLanes + lastColumn - x] = 0;
 
-        float turned[kTileValues / kChannels];
+        float turned[kTile / kChannels];
         std::memcpy(sums, sumX, sizeof sums);
         transpose(sums, kLanes, turned, kLanes);
         std::memcpy(sumX, turned, sizeof sums);
@@ -253,7 +253,7 @@ void PairSmoothing::passAlongRows(int band, bool bMeasured, const float* table, 
     };
     const auto takeTile = [&](int x) noexcept {
         if (bMeasured) return;
-        prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTileValues * sizeof(float));
+        prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTile * sizeof(float));
         transposeTile(tile(x / kLanes, band), lines + std::ptrdiff_t{x} * kLine);
     };
     const auto putTile = [&](int x) noexcept {
@@ -268,7 +268,7 @@ void PairSmoothing::passAlongColumns(int column, const PlacedBlock* out, const f
     float* const lines = tile(column, 0);
     const auto putRows = [&](int y) noexcept {
         if (!out) return;
-        ushort rounded[kTileValues];
+        ushort rounded[kTile];
         const int n = std::min(kLanes, out->own[0].rows - y);
         if (n < 1) return;
         roundLines(lines + std::ptrdiff_t{y} * kLine, rounded, n);
@@ -277,7 +277,7 @@ void PairSmoothing::passAlongColumns(int column, const PlacedBlock* out, const f
                 putRow(*out, p, y + r, column * kLanes, rounded + r * kLine + static_cast<int>(p) * kLanes);
     };
     const auto takeLines = [&](int y) noexcept {
-        prefetch(lines + std::ptrdiff_t{y + kLanes} * kLine, kTileValues * sizeof(float));
+        prefetch(lines + std::ptrdiff_t{y + kLanes} * kLine, kTile * sizeof(float));
     };
     pass(lines, m_sumY, column * m_lines, m_size.height, table, scratch.m_weights.row(0), takeLines, putRows);
 }

@@ -122,7 +122,7 @@ abi: ## Accept the binary interface as it is now
 	$(configure_abi)
 	@cmake --build build/abi -j $(JOBS) --target abi_accept
 
-packages: docs ## Build the Debian packages into build/packages, and check them with lintian; MAINTAINER='name <address>'
+packages: docs ## Build the Debian packages into build/packages, and check them with lintian
 	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev dpkg-dev file lintian
 	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
 	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now $(if $(MAINTAINER),-DKESTROVA_MAINTAINER='$(MAINTAINER)') \

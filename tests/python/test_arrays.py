@@ -2,6 +2,7 @@
 
 import gc
 import sys
+import tracemalloc
 
 import kestrova
 import numpy as np
@@ -180,6 +181,22 @@ def test_planes_of_colour_that_lie_one_after_the_other_are_read_as_they_are(rng)
     packed = np.ascontiguousarray(colour)
     np.testing.assert_array_equal(kestrova.luminance(colour), kestrova.luminance(packed))
     np.testing.assert_array_equal(kestrova.guided_filter(colour, planes[0]), kestrova.guided_filter(packed, planes[0]))
+
+
+@pytest.mark.parametrize("layout", ["sub-array", "read-only", "every second column", "upside down"])
+def test_arrays_with_plain_rows_are_read_and_written_where_they_are(rng, layout):
+    src = layouts(rng.integers(0, 65536, (600, 500), np.uint16))[layout]
+    out = np.empty((600, 520), np.uint16)[:, 7:507]
+    tracemalloc.start()
+    try:
+        kestrova.extreme_sharpen(src, out=out)
+        _, most = tracemalloc.get_traced_memory()
+    finally:
+        tracemalloc.stop()
+    if layout in ("sub-array", "read-only"):
+        assert most < src.nbytes / 10
+    else:
+        assert most >= src.nbytes  # numpy's copy, so that this test sees one
 
 
 @pytest.mark.parametrize("name", CALLS)

@@ -125,7 +125,7 @@ abi: ## Accept the binary interface as it is now
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
 	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev dpkg-dev file lintian
 	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
-	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now \
+	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now $(if $(MAINTAINER),-DKESTROVA_MAINTAINER='$(MAINTAINER)') \
 	  -DCMAKE_INSTALL_LIBDIR=lib/$$(dpkg-architecture -qDEB_HOST_MULTIARCH) -DKESTROVA_DOCS_HTML=$(CURDIR)/build/docs/html \
 	  -DKESTROVA_PYTHON=ON -DPython_EXECUTABLE=$(PYTHON) -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF -DKESTROVA_EXAMPLES=OFF
 	@cmake --build build/packages -j $(JOBS)

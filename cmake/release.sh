@@ -17,7 +17,8 @@ cut() {
     mkdir -p "$dist"
     awk -v version="$version" '/^## / { wanted = $2 == version } wanted' CHANGELOG.md >"$dist/$name.changes"
     head -1 "$dist/$name.changes" | grep -q '([0-9-]*)$' || fail "CHANGELOG.md has no dated entry for $version"
-    git archive --format=tar --prefix="$name/" HEAD | gzip -9n >"$dist/$name.tar.gz"
+    git archive --format=tar --prefix="$name/" -o "$dist/$name.tar" HEAD
+    gzip -9nf "$dist/$name.tar"
     (cd "$dist" && sha256sum "$name.tar.gz" >"$name.tar.gz.sha256" && cat "$name.tar.gz.sha256")
 }
 

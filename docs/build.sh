@@ -11,6 +11,7 @@ mkdir -p "$made"
 
 "$programs/kestrova-pictures" "$photograph" "$made"
 "$programs/first_view" "$photograph" "$made/guide_whole.png" "$made/guide_middle.png"
+docs/python_reference.py "$made/python_reference.html"
 mandoc -T html -O fragment apps/develop/kestrova-develop.1 >"$made/kestrova-develop.html"
 
 KESTROVA_VERSION=$(sed -n 's/^project(kestrova VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)

@@ -5,7 +5,7 @@ foreach(component ${CPACK_COMPONENTS_ALL})
   set(root "${CPACK_TEMPORARY_DIRECTORY}/${component}")
   set(doc "${root}/usr/share/doc/${package}")
 
-  file(COPY "${CPACK_KESTROVA_PACKAGING_DIR}/copyright" "${CPACK_KESTROVA_PACKAGING_DIR}/changelog" DESTINATION "${doc}")
+  file(COPY "${CPACK_KESTROVA_PACKAGING_DIR}/copyright" "${CPACK_KESTROVA_CHANGELOG}" DESTINATION "${doc}")
   file(GLOB_RECURSE pages "${root}/usr/share/man/*")
   execute_process(COMMAND gzip -9nf "${doc}/changelog" ${pages} COMMAND_ERROR_IS_FATAL ANY)
 

@@ -7,6 +7,7 @@
 #include "photo/chroma_noise.h"
 #include "photo/chunk_rows.h"
 #include "photo/light_curve.h"
+#include "photo/zero.h"
 
 namespace kestrova::photo {
 
@@ -232,7 +233,7 @@ void Chunk::split(Stage& stage, const Adjustments& adjustments) {
         // Nothing but colour is adjusted: no detail.
         stage.base = m_Y;
         stage.detail[0].create(m_size, CV_16UC1);
-        stage.detail[0].setTo(32768);
+        stage.detail[0].setTo(kZero);
         stage.detail[1] = stage.detail[2] = stage.detail[0];
         return;
     }

@@ -1,12 +1,11 @@
 #include "photo/chunk_rows.h"
 
 #include "photo/kernel.h"
+#include "photo/zero.h"
 
 namespace kestrova::photo {
 
 namespace {
-
-constexpr int kZero = 32768;
 
 inline float least(float a, float b) { return a < b ? a : b; }
 inline float most(float a, float b) { return a > b ? a : b; }
@@ -47,7 +46,7 @@ KESTROVA_PHOTO_KERNEL void splitRow(const ushort* Y, const ushort* const detail[
             const float kept = noise * (shadows * f.kept[0] + midtones * f.kept[1] + highlights * f.kept[2]);
             const float moved = noise * (shadows * f.moved[0] + midtones * f.moved[1] + highlights * f.moved[2]);
             const int toEngine = rounded(static_cast<float>(whole + kZero) - noise + kept, 65535.0f) - kZero;
-            const int toBase = rounded(moved + 32768.0f, 65535.0f) - kZero;
+            const int toBase = rounded(moved + static_cast<float>(kZero), 65535.0f) - kZero;
             o[x] = static_cast<ushort>(toEngine + kZero);
             const int b = base[x] - 2 * (whole - toBase);
             base[x] = static_cast<ushort>(b < 0 ? 0 : b > 65535 ? 65535 : b);

@@ -4,12 +4,13 @@
 #include <cmath>
 #include <vector>
 
+#include "photo/zero.h"
+
 namespace kestrova::photo {
 
 namespace {
 
 constexpr int kNodes = 33, kAll = kNodes * kNodes * kNodes;
-constexpr int kZero = 32768;
 
 float smoothStep(float from, float to, float v) {
     const float t = std::clamp((v - from) / (to - from), 0.0f, 1.0f);

@@ -69,8 +69,7 @@ public:
     /// of `step`. The result has width / step x height / step pixels, at least one either way.
     ///
     /// `control`, which may be null, hears of the progress and can cancel, which takes effect within 50 ms at 24
-    /// megapixels. What a cancelled rendering has prepared is
-    /// kept, the next one goes on from there.
+    /// megapixels. What a cancelled rendering has prepared is kept, the next one goes on from there.
     Rendering render(const cv::Rect& view, int step, const Output& output, Control* control = nullptr);
     /// The whole.
     Rendering render(const Output& output, Control* control = nullptr);

@@ -19,13 +19,13 @@ using Pixel = std::uint64_t;
 
 void turn(const cv::Mat& stored, cv::Mat& result, const Turn& t, int threads) {
     // Transposing by tiles keeps the stored rows of one tile in the cache.
-    constexpr int kTile = 32;
-    const int bands = (result.rows + kTile - 1) / kTile;
+    constexpr int kTileSide = 32;
+    const int bands = (result.rows + kTileSide - 1) / kTileSide;
     shareRows(bands, threads, [&](int band) {
-        const int bottom = std::min((band + 1) * kTile, result.rows);
-        for (int left = 0; left < result.cols; left += kTile) {
-            const int right = std::min(left + kTile, result.cols);
-            for (int r = band * kTile; r < bottom; ++r) {
+        const int bottom = std::min((band + 1) * kTileSide, result.rows);
+        for (int left = 0; left < result.cols; left += kTileSide) {
+            const int right = std::min(left + kTileSide, result.cols);
+            for (int r = band * kTileSide; r < bottom; ++r) {
                 Pixel* out = result.ptr<Pixel>(r);
                 for (int c = left; c < right; ++c) {
                     const int row = t.transposed ? c : r, column = t.transposed ? r : c;

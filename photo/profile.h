@@ -24,7 +24,8 @@ public:
     static Profile displayP3();
     /// Compatible with Adobe RGB (1998), which cameras name without embedding it.
     static Profile adobeRgb();
-    /// The space that settings act in, whatever profile a photograph carries; see profile.cpp for why.
+    /// The space that settings act in, whatever profile a photograph carries: wide enough for every colour of cameras
+    /// and of the usual profiles, with sRGB's curve, so that sliders act on tones as they do in an sRGB file.
     static Profile working();
 
     /// The bytes to embed in a file.

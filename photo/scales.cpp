@@ -6,12 +6,11 @@
 #include "photo/kernel.h"
 #include "photo/noise.h"
 #include "photo/smoothing.h"
+#include "photo/zero.h"
 
 namespace kestrova::photo {
 
 namespace {
-
-constexpr int kZero = 32768;
 
 // What counts as detail rather than an edge is a question of amplitude; larger scales hold larger ones.
 constexpr float kAmplitude[] = {0.025f, 0.03f, 0.04f};

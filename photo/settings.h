@@ -13,7 +13,7 @@
 namespace kestrova::photo {
 
 /// The tone curve. It works on luminance without its detail, which is added again afterwards, so that surfaces keep
-/// their texture. Engine: `m_light`, see light_curve.h for the way from these to those.
+/// their texture. Engine: `m_light`, after a formula of this layer (light_curve.h of its source).
 struct Light {
     float brightness = 0;  ///< lighter or darker with black and white kept; the middle moves most
     float contrast = 0;    ///< an S-shaped curve around the middle, black and white kept; below 0 a flatter middle
@@ -44,7 +44,7 @@ struct Mix {
     float blue = 0;   ///< above 0 lightens what is blue
 };
 
-/// Engine: the table of `TColorAdjVL`, see colour_table.h.
+/// Engine: the table of `TColorAdjVL`, filled by this layer (colour_table.h of its source).
 struct Colour {
     float temperature = 0;  ///< above 0 warmer, below 0 cooler; black and white stay
     float tint = 0;         ///< above 0 towards magenta, below 0 as far towards green; black and white stay

@@ -2,6 +2,7 @@
 
 #include "photo/error.h"
 #include "photo/kernel.h"
+#include "photo/zero.h"
 
 namespace kestrova::photo {
 
@@ -15,8 +16,8 @@ KESTROVA_PHOTO_KERNEL void luminanceRow(const ushort* bgra, ushort* y, int n) no
 
 KESTROVA_PHOTO_KERNEL void chromaRow(const ushort* bgra, const ushort* y, ushort* dr, ushort* db, int n) noexcept {
     for (int x = 0; x < n; ++x) {
-        dr[x] = static_cast<ushort>((bgra[4 * x + 2] - y[x]) / 2 + 32768);
-        db[x] = static_cast<ushort>((bgra[4 * x] - y[x]) / 2 + 32768);
+        dr[x] = static_cast<ushort>((bgra[4 * x + 2] - y[x]) / 2 + kZero);
+        db[x] = static_cast<ushort>((bgra[4 * x] - y[x]) / 2 + kZero);
     }
 }
 

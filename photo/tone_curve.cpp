@@ -6,6 +6,7 @@
 
 #include "photo/engine.h"
 #include "photo/light_curve.h"
+#include "photo/zero.h"
 
 namespace kestrova::photo {
 
@@ -15,7 +16,7 @@ std::vector<float> toneCurve(const Light& light, int count) {
         const CoreScope scope(1);
         cv::Mat tones(1, count, CV_16UC1);
         for (int i = 0; i < count; ++i) tones.at<ushort>(i) = static_cast<ushort>(65535.0 * i / (count - 1) + 0.5);
-        const cv::Mat none(tones.size(), CV_16UC1, cv::Scalar(32768));
+        const cv::Mat none(tones.size(), CV_16UC1, cv::Scalar(kZero));
         const EngineLight wanted = engineLight(light);
         const float six[6] = {wanted.brightness, wanted.contrast, wanted.highlights,
                               wanted.shadows,    wanted.whites,   wanted.blacks};

@@ -57,7 +57,7 @@ void copyBlocks(const std::vector<cv::Mat>& planes) {
 void smoothBlocks(const std::vector<cv::Mat>& planes, DomainTransformFilter& filter) {
     BlockProcessor processor;
     processor.initialize(planes, planes, 1024, 1024, true, 32, 0, 0);
-    while (const std::vector<PlacedBlock>* stripe = processor.nextStripe()) {
+    while (const std::vector<kestrova::detail::PlacedBlock>* stripe = processor.nextStripe()) {
         filter.filterPairs(*stripe);
         processor.copyStripe();
     }

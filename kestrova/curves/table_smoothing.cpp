@@ -8,6 +8,8 @@
 
 #include "kestrova/primitives/primitives.h"
 
+using namespace kestrova::curves;
+
 namespace {
 
 double intPow(double x, int e) {
@@ -96,6 +98,8 @@ void smoothLUT16U(ushort* table, int n, float sigma, int steps, float* work) {
     ippiConvert_32f16u_C1R(work, bytes32, table, bytes16, {n, 1}, ippRndNear);
 }
 
+namespace kestrova::curves {
+
 void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, float* work) noexcept {
     const IppiSize row = {n, 1};
     const int bytes16 = n * static_cast<int>(sizeof(ushort)), bytes32 = n * static_cast<int>(sizeof(float));
@@ -114,3 +118,5 @@ void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, flo
     for (int i = 0; i < rowCount; ++i)
         ippiConvert_32f16u_C1R(rows[i].data, bytes32, todo[i].table, bytes16, row, ippRndNear);
 }
+
+}  // namespace kestrova::curves

@@ -23,6 +23,8 @@ void smoothLUT8U(uchar* table, int n, float sigma, int steps, float* work);
 /// The same of 16-bit entries.
 void smoothLUT16U(ushort* table, int n, float sigma, int steps, float* work);
 
+namespace kestrova::curves {
+
 /// A table for `smoothLUTs16U`, and the sigma for it.
 struct TableToSmooth {
     ushort* table;
@@ -36,3 +38,5 @@ constexpr int kTablesSideBySide = 6;
 /// table alone waits for the latency of its recurrence, several run side by side. Leaves tables as they are that are
 /// null or whose sigma is not above 0. `work` has n floats a table.
 void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, float* work) noexcept;
+
+}  // namespace kestrova::curves

@@ -96,6 +96,7 @@ public:
     ///     K = (k >= 0 ? 1.5 - baseK : 1.5 + baseK) 2/3 k + baseK
     ///     T = t >= 0 ? (1.5 - baseT) 2/3 t + baseT : (1.5 + baseT) 2/3 0.4 t + baseT
     ///
+    /// Beyond K = -1 and 1 the slope goes on in a line: with `kMin` 0 it is below 0 there, and detail changes its sign.
     /// Without memory it throws the allocator's exception (`std::bad_alloc`), and the table stays.
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 

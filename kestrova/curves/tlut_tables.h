@@ -6,7 +6,7 @@
 
 #include "kestrova/export.h"
 
-class TImage;
+class TImage;  // kestrova/image/timage.h
 
 /// \file
 /// Holders of 16-bit tables for a host that fills them itself. A table has 65536 entries; their contents are undefined

@@ -12,6 +12,7 @@
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/step.h"
 
+using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {

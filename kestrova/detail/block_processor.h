@@ -4,6 +4,8 @@
 
 #include <vector>
 
+namespace kestrova::detail {
+
 /// A block with its places in the planes of the picture and of the stripe, one each per plane.
 struct PlacedBlock {
     cv::Size size;                ///< of the block
@@ -13,6 +15,8 @@ struct PlacedBlock {
     std::vector<cv::Mat> own;     ///< where the columns after them go; what they have no room for is dropped
     std::vector<float> weights;   ///< its share in each shared column
 };
+
+}  // namespace kestrova::detail
 
 /// Lets a filter with high memory needs run over a large picture one tile at a time: hands out overlapping blocks in
 /// buffers of their own, takes each back as the filter left it, and blends it with its neighbours across the overlaps.
@@ -69,7 +73,7 @@ public:
     /// from `in`, and each of its pixels is written to `shared` or `own`. Null, and nothing touched, when there is
     /// none. Not to be mixed with `nextBlock`. Throws "ERROR - BlockProcessor::nextStripe - border!=0", and as
     /// `nextBlock`.
-    const std::vector<PlacedBlock>* nextStripe();
+    const std::vector<kestrova::detail::PlacedBlock>* nextStripe();
 
     /// Blends the stripe's blocks where they overlap, and takes the stripe into the output.
     void copyStripe();
@@ -122,5 +126,6 @@ private:
     int m_y = 0;                              ///< top row of the current block
     int m_doneX = 0;                          ///< first column of the stripe not yet written
     int m_doneY = 0;                          ///< first row of the output not yet written
-    std::vector<PlacedBlock> m_placed;        ///< the blocks of the current stripe; none before `nextStripe`
+    std::vector<kestrova::detail::PlacedBlock>
+        m_placed;  ///< the blocks of the current stripe; none before `nextStripe`
 };

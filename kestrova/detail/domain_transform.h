@@ -5,7 +5,9 @@
 #include <memory>
 #include <vector>
 
+namespace kestrova::detail {
 struct PlacedBlock;
+}
 
 /// Edge-preserving smoothing of a float image of any number of channels by the domain transform: distances along rows
 /// and columns are stretched by the local differences, and a one-dimensional filter runs along rows, then along
@@ -44,7 +46,7 @@ public:
     bool filterPair(cv::Mat& first, cv::Mat& second);
 
     /// The same on blocks of two planes, all of one size, in one parallel region.
-    bool filterPairs(const std::vector<PlacedBlock>& blocks);
+    bool filterPairs(const std::vector<kestrova::detail::PlacedBlock>& blocks);
 
     /// One recursive pass along the rows, forward and back, with the distances `D` (CV_32FC1).
     bool recursivePass(cv::Mat& image, const cv::Mat& D, float sigma);

@@ -15,6 +15,7 @@
 #include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::detail;
 using namespace kestrova::detail::domain_transform;
 
 namespace {

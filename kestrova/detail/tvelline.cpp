@@ -10,6 +10,7 @@
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/step.h"
+#include "kestrova/rows/interleave.h"
 
 using namespace kestrova::detail;
 using namespace kestrova::frame;
@@ -95,7 +96,7 @@ void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
             fail("ERROR - TVelline::merge2 - planes.type()!=CV_16UC1");
         const cv::Mat& second = planes[1];
         parallelRows(rows, 2 * cols, [&](int r) noexcept {
-            interleaveRow(first.ptr<ushort>(r), second.ptr<ushort>(r), pairs.ptr<ushort>(r), cols);
+            kestrova::rows::interleave(first.ptr<ushort>(r), second.ptr<ushort>(r), pairs.ptr<ushort>(r), cols);
         });
     }
     out = pairs;
@@ -109,6 +110,6 @@ void TVelline::split2(cv::Mat& in, std::vector<cv::Mat>& planes) {
         if (plane.rows < in.rows || plane.cols < in.cols) fail("ERROR - TVelline::split2 - planes are smaller than in");
     }
     parallelRows(in.rows, 2 * in.cols, [&](int r) noexcept {
-        deinterleaveRow(in.ptr<ushort>(r), planes[0].ptr<ushort>(r), planes[1].ptr<ushort>(r), in.cols);
+        kestrova::rows::deinterleave(in.ptr<ushort>(r), planes[0].ptr<ushort>(r), planes[1].ptr<ushort>(r), in.cols);
     });
 }

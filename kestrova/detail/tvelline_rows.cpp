@@ -76,18 +76,4 @@ KESTROVA_KERNEL void addEdgesRow(const ushort* d0, const ushort* d1, const ushor
     for (int x = 0; x < n; ++x) y[x] = clamp16(y[x] + 2 * (d0[x] + d1[x] + d2[x] - 3 * kZero16));
 }
 
-KESTROVA_KERNEL void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        pairs[2 * x] = first[x];
-        pairs[2 * x + 1] = second[x];
-    }
-}
-
-KESTROVA_KERNEL void deinterleaveRow(const ushort* pairs, ushort* first, ushort* second, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        first[x] = pairs[2 * x];
-        second[x] = pairs[2 * x + 1];
-    }
-}
-
 }  // namespace kestrova::detail

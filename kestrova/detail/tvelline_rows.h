@@ -45,9 +45,4 @@ void curveZonesRow(const ushort* y, const unsigned* zoneCurves, ushort* d, int n
 /// y += 2 (d0 + d1 + d2 - 3 x 32768), clamped.
 void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y, int n) noexcept;
 
-/// Two planes' rows to one row of pairs.
-void interleaveRow(const ushort* first, const ushort* second, ushort* pairs, int n) noexcept;
-/// One row of pairs to two planes' rows.
-void deinterleaveRow(const ushort* pairs, ushort* first, ushort* second, int n) noexcept;
-
 }  // namespace kestrova::detail

@@ -7,6 +7,7 @@
 #include "kestrova/frame/sole_header.h"
 #include "kestrova/resample/chroma_upsize.h"
 
+using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {

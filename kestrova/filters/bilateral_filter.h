@@ -6,7 +6,7 @@
 
 #include "kestrova/export.h"
 
-class TProgress;
+class TProgress;  // kestrova/frame/tprogress.h
 
 /// Edge-preserving smoothing by a cross-bilateral filter on a coarse grid over x, y and the value of a guide: pixels
 /// are summed up in the grid's cells, the grid is blurred along its three axes, and each pixel is read back at its

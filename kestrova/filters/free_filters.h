@@ -4,8 +4,8 @@
 
 #include "kestrova/export.h"
 
-class TImage;
-class TProgress;
+class TImage;     // kestrova/image/timage.h
+class TProgress;  // kestrova/frame/tprogress.h
 
 /// \file
 /// Filters that belong to no class. Failures are thrown texts (`const char*`). Unless it is said otherwise they come

@@ -24,7 +24,6 @@ using namespace kestrova::frame;
 
 namespace {
 
-constexpr int kEntries = 65536;
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
 int saturated(long long v) { return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX)); }
@@ -99,7 +98,7 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
 }  // namespace
 
 struct LocalLaplacian::RemapTable {
-    const std::shared_ptr<void> owner = newTable16U(kEntries);
+    const std::shared_ptr<void> owner = newTable16U(kEntries16);
     ushort* const entries = static_cast<ushort*>(owner.get());
     // What the entries are built from; at first, and while they are being built, nothing equals it.
     float alpha = kNan, blur = kNan;
@@ -153,13 +152,13 @@ void LocalLaplacian::calRemapLut() {
                           65535};
     const int values[] = {kZero16, kZero16, saturated(kZero16 + peak), kZero16, saturated(kZero16 - peak),
                           kZero16, kZero16};
-    const IppiSize row = {kEntries, 1};
-    constexpr int kStep = kEntries * int(sizeof(ushort));
+    const IppiSize row = {kEntries16, 1};
+    constexpr int kStep = kEntries16 * int(sizeof(ushort));
     // The curve ends below its last level: entry 65535 stays the identity; this is intentional.
     ippiImageRamp_16u_C1R(m_remap_p, kStep, row, 0.0f, 1.0f, ippAxsHorizontal);
     if (ippiLUT_Linear_16u_C1IR(m_remap_p, kStep, row, values, levels, 7) == ippStsNoMemErr) throw std::bad_alloc();
     const float sigma = static_cast<float>(a) * m_blur;
-    if (sigma > 1) smoothLUT16U(m_remap_p, kEntries, sigma, 2);
+    if (sigma > 1) smoothLUT16U(m_remap_p, kEntries16, sigma, 2);
     m_table->alpha = m_alpha;
     m_table->blur = m_blur;
 }

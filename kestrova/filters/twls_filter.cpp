@@ -42,7 +42,7 @@ bool TWLSFilter::solved() const { return m_solved; }
 
 void TWLSFilter::freemem() {
     m_buffers.reset();
-    m_dx_p = nullptr;  // m_dy_p keeps its value, as it always did
+    m_dx_p = nullptr;  // m_dy_p keeps its value, as documented
     m_diag_p = nullptr;
     m_a_p = nullptr;
     m_ia_p = nullptr;

@@ -7,7 +7,7 @@
 
 #include "kestrova/export.h"
 
-class TPImage;
+class TPImage;  // kestrova/image/tpimage.h
 
 /// The parameters of one command of a mask: of a fill (the value alone), of the start of a stroke, or of a dot.
 class KESTROVA_EXPORT TMaskParam {

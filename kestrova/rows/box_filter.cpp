@@ -32,7 +32,7 @@ struct StripWork {
 template <class Sum, class Rows, class Source, class Element, class Mean>
 void filter(const Source& source, Plane<Element> dst, IppiSize size, const Window& window, Mean mean) {
     constexpr bool kFloats = std::is_floating_point_v<Element>;
-    const int tile = std::max(kTile, window.width), blockRows = kFloats ? boxBlockRows(window.height) : 1;
+    const int tile = std::max(kTileColumns, window.width), blockRows = kFloats ? boxBlockRows(window.height) : 1;
     const Strips strips = Strips::onePerThread(size.height, workOf(size.width, 2), blockRows);
     forEachStrip(
         strips,

@@ -6,6 +6,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/rows/interleave.h"
 
 namespace kestrova::rows {
 
@@ -54,22 +55,6 @@ void takeNearest(const ushort* c, const Four& guide, int n, std::size_t planes, 
     if (p < planes) takeNearest(c, guide, n, taken(p));
 }
 
-KESTROVA_KERNEL void splitColumns(const ushort* row, ushort* __restrict even, ushort* __restrict odd,
-                                  int pairs) noexcept {
-    for (int j = 0; j < pairs; ++j) {
-        even[j] = row[2 * j];
-        odd[j] = row[2 * j + 1];
-    }
-}
-
-KESTROVA_KERNEL void interleaveColumns(const ushort* even, const ushort* odd, ushort* __restrict row,
-                                       int pairs) noexcept {
-    for (int j = 0; j < pairs; ++j) {
-        row[2 * j] = even[j];
-        row[2 * j + 1] = odd[j];
-    }
-}
-
 }  // namespace
 
 void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
@@ -112,7 +97,7 @@ ChromaRows::Row ChromaRows::newRow() {
 void ChromaRows::split(Row& row, int y) noexcept {
     const ushort* guide = m_guide.ptr<ushort>(y);
     const int pairs = m_guide.cols / 2;
-    splitColumns(guide, row.guideEven, row.guideOdd, pairs);
+    deinterleave(guide, row.guideEven, row.guideOdd, pairs);
     if (pairs < m_n) row.guideEven[pairs] = row.guideOdd[pairs] = guide[2 * pairs];
     row.guideEven[m_n] = row.guideEven[m_n - 1];
 }
@@ -177,7 +162,7 @@ void ChromaRows::oddRow(int k, Halves halves[]) noexcept {
 void ChromaRows::repeatLastRow(ushort* const out[]) const noexcept {
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const ushort* low = m_lows[p].ptr<ushort>(m_lows[p].rows - 1);
-        interleaveColumns(low, low, out[p], m_guide.cols / 2);
+        interleave(low, low, out[p], m_guide.cols / 2);
         out[p][m_guide.cols - 1] = low[m_n - 1];
     }
 }
@@ -197,7 +182,7 @@ void ChromaRows::compute(int y, ushort* const out[]) noexcept {
     const int width = m_guide.cols;
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
         const auto [even, odd] = m_halves[p];
-        interleaveColumns(even, odd, out[p], width / 2);
+        interleave(even, odd, out[p], width / 2);
         out[p][0] = odd[0];
         if (width > 1) out[p][width - 1] = out[p][width - 2];
     }

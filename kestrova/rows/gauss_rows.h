@@ -59,17 +59,17 @@ KESTROVA_KERNEL void weighAcross(const Sum* __restrict sums, int columns, Elemen
 
 /// Elements of scratch that `filterRow` needs.
 template <class Gauss>
-constexpr int kScratch = (Gauss::kRadius + 1) * (kTile + 2 * Gauss::kRadius);
+constexpr int kScratch = (Gauss::kRadius + 1) * (kTileColumns + 2 * Gauss::kRadius);
 
 /// Filters a row: `windowRows` are the 2 kRadius + 1 rows around it, each from kRadius columns left of it on. `Sum` is
 /// double for floats and int for bytes.
 template <class Gauss, class Element, class Sum>
 void filterRow(const Element* const* windowRows, Element* dst, int width, Sum* scratch) noexcept {
     constexpr int kRadius = Gauss::kRadius;
-    for (int x = 0; x < width; x += kTile) {
+    for (int x = 0; x < width; x += kTileColumns) {
         const Element* rows[2 * kRadius + 1];
         for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = windowRows[i] + x;
-        const int n = std::min(kTile, width - x);
+        const int n = std::min(kTileColumns, width - x);
         weighColumns<Gauss>(rows, scratch, n + 2 * kRadius);
         weighAcross<Gauss>(scratch, n + 2 * kRadius, dst + x, n);
     }

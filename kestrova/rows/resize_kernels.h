@@ -85,15 +85,6 @@ KESTROVA_KERNEL void phase4(const T* __restrict p, std::ptrdiff_t advance, W w0,
     });
 }
 
-// a0 b0 a1 b1 ..., n of each
-template <class W>
-KESTROVA_KERNEL void interleave(const W* __restrict a, const W* __restrict b, W* __restrict out, int n) noexcept {
-    for (std::ptrdiff_t x = 0; x < n; ++x) {
-        out[2 * x] = a[x];
-        out[2 * x + 1] = b[x];
-    }
-}
-
 template <class W>
 KESTROVA_KERNEL void spread(const W* __restrict phase, W* __restrict out, std::ptrdiff_t period, int n) noexcept {
     for (int x = 0; x < n; ++x) out[x * period] = phase[x];

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "kestrova/frame/parallel.h"
+#include "kestrova/rows/interleave.h"
 #include "kestrova/rows/resize_kernels.h"
 #include "kestrova/rows/scratch.h"
 
@@ -159,7 +160,7 @@ void filterPhases(const T* row, const Columns<W>& c, W* out) {
         W* odd = phase + evens;
         filterPhase(row, c, begin, evens, phase);
         filterPhase(row, c, begin + 1, odds, odd);
-        resize_kernels::interleave(phase, odd, out + begin, odds);
+        interleave(phase, odd, out + begin, odds);
         if (evens > odds) out[begin + 2 * odds] = phase[odds];
         return;
     }

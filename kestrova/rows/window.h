@@ -35,7 +35,7 @@ inline IppStatus checkWindow(IppiSize mask, IppiPoint anchor, IppiSize region) {
 }
 
 /// So many columns at a time are worked on where sums are kept between two passes: they stay in the first-level cache.
-constexpr int kTile = 1024;
+constexpr int kTileColumns = 1024;
 
 /// The plane with its rows from the first covered column on.
 template <class Element>

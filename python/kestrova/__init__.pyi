@@ -1,5 +1,6 @@
 import os
 from collections.abc import Callable, Sequence
+from dataclasses import dataclass
 from typing import Any, Literal, NamedTuple
 
 import numpy as np
@@ -357,191 +358,65 @@ class Mask:
     @property
     def changed(self) -> bool: ...
 
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Adjustments:
-    brightness: float
-    contrast: float
-    highlights: float
-    shadows: float
-    whites: float
-    blacks: float
-    small_shadows: float
-    small_shadows_threshold: float
-    small_midtones: float
-    small_midtones_threshold: float
-    small_highlights: float
-    small_highlights_threshold: float
-    medium_shadows: float
-    medium_shadows_threshold: float
-    medium_midtones: float
-    medium_midtones_threshold: float
-    medium_highlights: float
-    medium_highlights_threshold: float
-    large_shadows: float
-    large_shadows_threshold: float
-    large_midtones: float
-    large_midtones_threshold: float
-    large_highlights: float
-    large_highlights_threshold: float
-    mix_red: float
-    mix_green: float
-    mix_blue: float
-    temperature: float
-    tint: float
-    saturation: float
-    vibrance: float
-    noise_luminance: float
-    noise_colour: float
-    def __init__(
-        self,
-        *,
-        brightness: float = 0.0,
-        contrast: float = 0.0,
-        highlights: float = 0.0,
-        shadows: float = 0.0,
-        whites: float = 0.0,
-        blacks: float = 0.0,
-        small_shadows: float = 0.0,
-        small_shadows_threshold: float = 0.0,
-        small_midtones: float = 0.0,
-        small_midtones_threshold: float = 0.0,
-        small_highlights: float = 0.0,
-        small_highlights_threshold: float = 0.0,
-        medium_shadows: float = 0.0,
-        medium_shadows_threshold: float = 0.0,
-        medium_midtones: float = 0.0,
-        medium_midtones_threshold: float = 0.0,
-        medium_highlights: float = 0.0,
-        medium_highlights_threshold: float = 0.0,
-        large_shadows: float = 0.0,
-        large_shadows_threshold: float = 0.0,
-        large_midtones: float = 0.0,
-        large_midtones_threshold: float = 0.0,
-        large_highlights: float = 0.0,
-        large_highlights_threshold: float = 0.0,
-        mix_red: float = 0.0,
-        mix_green: float = 0.0,
-        mix_blue: float = 0.0,
-        temperature: float = 0.0,
-        tint: float = 0.0,
-        saturation: float = 0.0,
-        vibrance: float = 0.0,
-        noise_luminance: float = 0.0,
-        noise_colour: float = 0.0,
-    ) -> None: ...
+    brightness: float = 0.0
+    contrast: float = 0.0
+    highlights: float = 0.0
+    shadows: float = 0.0
+    whites: float = 0.0
+    blacks: float = 0.0
+    small_shadows: float = 0.0
+    small_shadows_threshold: float = 0.0
+    small_midtones: float = 0.0
+    small_midtones_threshold: float = 0.0
+    small_highlights: float = 0.0
+    small_highlights_threshold: float = 0.0
+    medium_shadows: float = 0.0
+    medium_shadows_threshold: float = 0.0
+    medium_midtones: float = 0.0
+    medium_midtones_threshold: float = 0.0
+    medium_highlights: float = 0.0
+    medium_highlights_threshold: float = 0.0
+    large_shadows: float = 0.0
+    large_shadows_threshold: float = 0.0
+    large_midtones: float = 0.0
+    large_midtones_threshold: float = 0.0
+    large_highlights: float = 0.0
+    large_highlights_threshold: float = 0.0
+    mix_red: float = 0.0
+    mix_green: float = 0.0
+    mix_blue: float = 0.0
+    temperature: float = 0.0
+    tint: float = 0.0
+    saturation: float = 0.0
+    vibrance: float = 0.0
+    noise_luminance: float = 0.0
+    noise_colour: float = 0.0
 
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Stroke:
-    points: list[tuple[float, float]]
-    radius: float
-    hardness: float
-    opacity: float
-    tolerance: float
-    erase: bool
-    def __init__(
-        self,
-        *,
-        points: list[tuple[float, float]] = ...,
-        radius: float = 0.05,
-        hardness: float = 0.5,
-        opacity: float = 1.0,
-        tolerance: float = 0.0,
-        erase: bool = False,
-    ) -> None: ...
+    points: list[tuple[float, float]] = ...
+    radius: float = 0.05
+    hardness: float = 0.5
+    opacity: float = 1.0
+    tolerance: float = 0.0
+    erase: bool = False
 
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Layer(Adjustments):
-    name: str
-    strokes: list[Stroke]
-    inverted: bool
-    def __init__(
-        self,
-        *,
-        brightness: float = 0.0,
-        contrast: float = 0.0,
-        highlights: float = 0.0,
-        shadows: float = 0.0,
-        whites: float = 0.0,
-        blacks: float = 0.0,
-        small_shadows: float = 0.0,
-        small_shadows_threshold: float = 0.0,
-        small_midtones: float = 0.0,
-        small_midtones_threshold: float = 0.0,
-        small_highlights: float = 0.0,
-        small_highlights_threshold: float = 0.0,
-        medium_shadows: float = 0.0,
-        medium_shadows_threshold: float = 0.0,
-        medium_midtones: float = 0.0,
-        medium_midtones_threshold: float = 0.0,
-        medium_highlights: float = 0.0,
-        medium_highlights_threshold: float = 0.0,
-        large_shadows: float = 0.0,
-        large_shadows_threshold: float = 0.0,
-        large_midtones: float = 0.0,
-        large_midtones_threshold: float = 0.0,
-        large_highlights: float = 0.0,
-        large_highlights_threshold: float = 0.0,
-        mix_red: float = 0.0,
-        mix_green: float = 0.0,
-        mix_blue: float = 0.0,
-        temperature: float = 0.0,
-        tint: float = 0.0,
-        saturation: float = 0.0,
-        vibrance: float = 0.0,
-        noise_luminance: float = 0.0,
-        noise_colour: float = 0.0,
-        name: str = "",
-        strokes: list[Stroke] = ...,
-        inverted: bool = False,
-    ) -> None: ...
+    name: str = ""
+    strokes: list[Stroke] = ...
+    inverted: bool = False
 
+@dataclass(kw_only=True, repr=False, match_args=False)
 class Settings(Adjustments):
-    filter: str
-    layers: list[Layer]
-    rotate: int
-    straighten: float
-    crop: tuple[float, float, float, float]
-    size: int
-    def __init__(
-        self,
-        *,
-        brightness: float = 0.0,
-        contrast: float = 0.0,
-        highlights: float = 0.0,
-        shadows: float = 0.0,
-        whites: float = 0.0,
-        blacks: float = 0.0,
-        small_shadows: float = 0.0,
-        small_shadows_threshold: float = 0.0,
-        small_midtones: float = 0.0,
-        small_midtones_threshold: float = 0.0,
-        small_highlights: float = 0.0,
-        small_highlights_threshold: float = 0.0,
-        medium_shadows: float = 0.0,
-        medium_shadows_threshold: float = 0.0,
-        medium_midtones: float = 0.0,
-        medium_midtones_threshold: float = 0.0,
-        medium_highlights: float = 0.0,
-        medium_highlights_threshold: float = 0.0,
-        large_shadows: float = 0.0,
-        large_shadows_threshold: float = 0.0,
-        large_midtones: float = 0.0,
-        large_midtones_threshold: float = 0.0,
-        large_highlights: float = 0.0,
-        large_highlights_threshold: float = 0.0,
-        mix_red: float = 0.0,
-        mix_green: float = 0.0,
-        mix_blue: float = 0.0,
-        temperature: float = 0.0,
-        tint: float = 0.0,
-        saturation: float = 0.0,
-        vibrance: float = 0.0,
-        noise_luminance: float = 0.0,
-        noise_colour: float = 0.0,
-        filter: str = "guided",
-        layers: list[Layer] = ...,
-        rotate: int = 0,
-        straighten: float = 0.0,
-        crop: tuple[float, float, float, float] = (0.0, 0.0, 1.0, 1.0),
-        size: int = 0,
-    ) -> None: ...
+    filter: str = "guided"
+    layers: list[Layer] = ...
+    rotate: int = 0
+    straighten: float = 0.0
+    crop: tuple[float, float, float, float] = (0.0, 0.0, 1.0, 1.0)
+    size: int = 0
     def to_json(self) -> str: ...
     @classmethod
     def from_json(cls, text: str) -> Settings: ...

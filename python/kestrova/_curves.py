@@ -3,6 +3,8 @@
 import numpy as np
 
 from . import _kestrova
+from ._arguments import one_of
+from ._documentation import documented
 
 
 class Spline:
@@ -109,8 +111,7 @@ def detail_table(
     >>> int(table[0]), int(table[128]), int(table[255])
     (128, 128, 128)
     """
-    if bits not in (8, 16):
-        raise ValueError(f"bits: expected 8 or 16, got {bits}")
+    one_of("bits", bits, (8, 16))
     if half_width is None:
         half_width = 32 if bits == 8 else 8191
     build = _kestrova.detail_table_8 if bits == 8 else _kestrova.detail_table_16
@@ -182,6 +183,7 @@ def rule_table(rule):
     return _kestrova.rule_table(np.rint(values).clip(0, 65535).astype(np.uint16)[np.newaxis])
 
 
+@documented
 def apply_table(src, table, *, out=None, threads=None):
     """Replace each pixel by the entry of a table.
 
@@ -193,20 +195,14 @@ def apply_table(src, table, *, out=None, threads=None):
         Of shape (256,) and dtype uint8 or uint16 for bytes, (65536,) and uint16 for words.
     out : ndarray, optional
         Gets the result: height and width of `src`, dtype of `table`. It may be `src`.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         Of the dtype of `table`.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     Examples
     --------

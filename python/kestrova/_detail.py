@@ -1,6 +1,8 @@
 """The three-scale detail engine and its colours."""
 
 from . import _kestrova
+from ._arguments import one_of
+from ._documentation import documented
 
 SCALES = ("small", "medium", "large")
 #: Highlights are the library's base zone, which the other two start from.
@@ -10,15 +12,14 @@ MIX = ("red", "green", "blue")
 
 
 def _index(name, value, names):
-    if value not in names:
-        raise ValueError(f"{name}: expected one of {', '.join(names)}, got {value!r}")
-    return names.index(value)
+    return names.index(one_of(name, value, names))
 
 
 def _changed(values, names, changes):
     return [old if changes[name] is None else changes[name] for name, old in zip(names, values)]
 
 
+@documented
 class DetailEngine:
     """Renders views of a picture with its detail boosted or softened by scale and tonal zone.
 
@@ -34,17 +35,11 @@ class DetailEngine:
     base : ndarray, shape (height, width), optional
         Luminance that is left without the details, dtype uint16. By default
         ``picture.y - 2 * (small + medium + large - 3 * 32768)``, clamped to 0..65535.
-    progress : callable, optional
-        Called with the share of the preparation that is done, 0 to 1; a `False` answer cancels.
+    $progress
     threads : int, optional
         At most so many threads for the preparation, which uses one a processor otherwise.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.Cancelled` and `kestrova.OutOfMemory` are two of them.
+    $raises
 
     Notes
     -----
@@ -166,6 +161,7 @@ class DetailEngine:
         """
         self._core.set_mix(_changed(self._core.mix, MIX, {"red": red, "green": green, "blue": blue}))
 
+    @documented
     def render(self, x, y, width, height, *, step=1, extra=None, threads=None):
         """Render the luminance of a view.
 
@@ -179,23 +175,18 @@ class DetailEngine:
             Every `step`-th pixel is rendered.
         extra : ndarray, shape (height, width), optional
             Another detail plane of the view, dtype uint16, zero at 32768, which joins the small scale.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         ndarray, shape (height, width)
             dtype uint16, 0..65535.
 
-        Raises
-        ------
-        TypeError, ValueError
-            For arrays and parameters other than these.
-        kestrova.Error
-            For failures of the library; `kestrova.OutOfMemory` is one.
+        $raises
         """
         return self._core.render(x, y, width, height, step, extra, threads)
 
+    @documented
     def chroma(self, x, y, width, height, *, step=1, threads=None):
         """The smoothed colour differences of a view, for `ColorAdjustment.apply`.
 
@@ -208,12 +199,28 @@ class DetailEngine:
         -------
         dr, db : ndarray, shape (height, width)
             dtype uint16, zero at 32768.
+
+        $raises
         """
         return self._core.chroma(x, y, width, height, step, threads)
 
     def __repr__(self):
         height, width = self.shape
         return f"<kestrova.DetailEngine, height {height}, width {width}>"
+
+
+def _value(index, text):
+    """The property that is the value at `index` of a `ColorAdjustment`."""
+
+    def get(self):
+        return self._core.values()[index]
+
+    def assign(self, value):
+        values = self._core.values()
+        values[index] = value
+        self._core.set_values(values)
+
+    return property(get, assign, doc=text)
 
 
 class ColorAdjustment:
@@ -270,47 +277,12 @@ class ColorAdjustment:
         if temperature or tint or saturation or vibrance:
             self._core.set_values([temperature, tint, saturation, vibrance])
 
-    @property
-    def temperature(self):
-        """float : above 0 warmer, below 0 cooler."""
-        return self._core.values()[0]
+    temperature = _value(0, "float : above 0 warmer, below 0 cooler.")
+    tint = _value(1, "float : above 0 towards magenta, below 0 towards green.")
+    saturation = _value(2, "float : from grey at -1 to strong colours at 1.")
+    vibrance = _value(3, "float : above 0 lifts weak colours, below 0 removes them.")
 
-    @temperature.setter
-    def temperature(self, value):
-        self._set(0, value)
-
-    @property
-    def tint(self):
-        """float : above 0 towards magenta, below 0 towards green."""
-        return self._core.values()[1]
-
-    @tint.setter
-    def tint(self, value):
-        self._set(1, value)
-
-    @property
-    def saturation(self):
-        """float : from grey at -1 to strong colours at 1."""
-        return self._core.values()[2]
-
-    @saturation.setter
-    def saturation(self, value):
-        self._set(2, value)
-
-    @property
-    def vibrance(self):
-        """float : above 0 lifts weak colours, below 0 removes them."""
-        return self._core.values()[3]
-
-    @vibrance.setter
-    def vibrance(self, value):
-        self._set(3, value)
-
-    def _set(self, index, value):
-        values = self._core.values()
-        values[index] = value
-        self._core.set_values(values)
-
+    @documented
     def apply(self, before, after, dr, db, *, threads=None):
         """Adjust the chroma of a picture whose luminance went from `before` to `after`.
 
@@ -318,20 +290,14 @@ class ColorAdjustment:
         ----------
         before, after, dr, db : ndarray, shape (height, width)
             dtype uint16. Luminance takes 0..65535, chroma has its zero at 32768.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         dr, db : ndarray, shape (height, width)
             dtype uint16.
 
-        Raises
-        ------
-        TypeError, ValueError
-            For arrays other than these.
-        kestrova.Error
-            For failures of the library; `kestrova.OutOfMemory` is one.
+        $raises
         """
         return self._core.apply(before, after, dr, db, threads)
 

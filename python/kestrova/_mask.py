@@ -1,6 +1,7 @@
 """The brush that paints a mask."""
 
 from . import _kestrova
+from ._documentation import documented
 
 
 class Mask:
@@ -73,6 +74,7 @@ class Mask:
         """Begin a stroke, which `end_stroke` ends."""
         self._core.begin_stroke()
 
+    @documented
     def dot(self, x, y, radius, *, inner_radius=None, value=255, opacity=1.0, tolerance=0.0):
         """Add a dot to the stroke that has been begun.
 
@@ -90,6 +92,8 @@ class Mask:
         tolerance : float, 0 or more
             Keeps the dot to colours near the one under its centre, the more strictly the larger it is; values around 1
             stop at visible edges. 0 covers all colours.
+
+        $raises
         """
         self._core.dot(x, y, radius, radius if inner_radius is None else inner_radius, value, opacity, tolerance)
 
@@ -97,6 +101,7 @@ class Mask:
         """End the stroke: `undo` removes it as a whole."""
         self._core.end_stroke()
 
+    @documented
     def stroke(self, points, radius, *, inner_radius=None, value=255, opacity=1.0, tolerance=0.0):
         """Paint a whole stroke: dots at `points`, and between them every third of the radius.
 
@@ -106,6 +111,8 @@ class Mask:
             x and y, in pixels of the picture.
         radius, inner_radius, value, opacity, tolerance
             As of `dot`.
+
+        $raises
         """
         dots = list(_dots_along(points, max(1, radius // 3)))
         self.begin_stroke()
@@ -128,21 +135,24 @@ class Mask:
         """Drop all commands: back to the picture's own mask."""
         self._core.reset()
 
+    @documented
     def pixels(self, *, threads=None):
         """The mask.
 
         Parameters
         ----------
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         ndarray, shape (ceil(height / 2), ceil(width / 2))
             A copy, dtype uint8.
+
+        $raises
         """
         return self._core.pixels(threads)
 
+    @documented
     def view(self, x, y, width, height, *, step=1, threads=None):
         """The mask for a view as `DetailEngine.render` renders it.
 
@@ -155,6 +165,8 @@ class Mask:
         -------
         ndarray, shape (ceil(height / 2), ceil(width / 2))
             dtype uint8; at step 1 it is cut off at the edge of the mask.
+
+        $raises
         """
         return self._core.view(x, y, width, height, step, threads)
 

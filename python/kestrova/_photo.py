@@ -4,13 +4,12 @@ import os
 from typing import NamedTuple
 
 from . import _kestrova
+from ._arguments import at_least, one_of
 from ._settings import Settings
 
 
 def _member(name, value, enumeration):
-    if value not in enumeration.__members__:
-        raise ValueError(f"{name}: expected one of {', '.join(enumeration.__members__)}, got {value!r}")
-    return enumeration.__members__[value]
+    return enumeration.__members__[one_of(name, value, enumeration.__members__)]
 
 
 class Profile:
@@ -226,8 +225,8 @@ def open(path, *, preview=None, max_megapixels=400.0, max_memory=0, threads=None
     >>> kestrova.open(path).shape
     (20, 30)
     """
-    if preview is not None and preview < 1:
-        raise ValueError(f"preview: expected 1 or more, got {preview}")
+    if preview is not None:
+        at_least(1, "preview", preview)
     return Photograph._of(_kestrova.read(os.fsencode(path), preview or 0, max_megapixels, max_memory, threads))
 
 
@@ -311,11 +310,6 @@ def save(
     return SavedFile(*_kestrova.write(core, os.fsencode(path), kind, bits or 0, quality, sampling, carried, threads))
 
 
-def _check_bits(bits):
-    if bits not in (8, 16):
-        raise ValueError(f"bits: expected 8 or 16, got {bits}")
-
-
 def develop(photograph, settings=None, *, bits=None, profile=None, progress=None, threads=None):
     """Develop a photograph.
 
@@ -362,7 +356,7 @@ def develop(photograph, settings=None, *, bits=None, profile=None, progress=None
         photograph = open(photograph, threads=threads)
     if bits is None:
         bits = 8 if photograph.source_bits == 8 else 16
-    _check_bits(bits)
+    one_of("bits", bits, (8, 16))
     text = (Settings() if settings is None else settings).to_json()
     target = None if profile is None else profile._core
     return Photograph._of(_kestrova.develop(photograph._core, text, bits, target, threads, progress))
@@ -393,7 +387,7 @@ class Development:
     Parameters
     ----------
     photograph : Photograph or str or os.PathLike
-        A path is read first.
+        A path is read first, which an interrupt from the keyboard cancels.
     settings : Settings, optional
     kept_for_view : int
         Bytes that may be kept of a view, so that the next change of a slider computes little.
@@ -479,7 +473,7 @@ class Development:
         kestrova.Error
             Of kind "input" for values out of range; `kestrova.Cancelled` and `kestrova.OutOfMemory`.
         """
-        _check_bits(bits)
+        one_of("bits", bits, (8, 16))
         target = None if profile is None else profile._core
         layer = -1 if mask_of_layer is None else mask_of_layer
         part = None if view is None else [int(number) for number in view]

@@ -3,11 +3,8 @@
 import numpy as np
 
 from . import _kestrova
-
-
-def _check_bits(bits, allowed):
-    if bits not in allowed:
-        raise ValueError(f"bits: expected one of {', '.join(map(str, allowed))}, got {bits}")
+from ._arguments import one_of
+from ._documentation import documented
 
 
 class Picture:
@@ -42,6 +39,7 @@ class Picture:
         return picture
 
     @classmethod
+    @documented
     def from_bgra(cls, pixels, *, threads=None):
         """Take packed pixels apart.
 
@@ -50,12 +48,13 @@ class Picture:
         pixels : ndarray, shape (height, width, 4)
             B, G, R, A of dtype uint8 or uint16. A byte c enters as 256 c, so that white is 65280. Alpha is not read.
             Chroma is formed from every other pixel of every other row.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         Picture
+
+        $raises
 
         Examples
         --------
@@ -67,6 +66,7 @@ class Picture:
         return cls._of(_kestrova.Picture.from_bgra(pixels, threads))
 
     @classmethod
+    @documented
     def from_rgb(cls, rgb, *, bits=16, threads=None):
         """Take R, G, B apart.
 
@@ -77,12 +77,13 @@ class Picture:
             copy.
         bits : {16, 15}
             Full is 65535, or 32768 on the 15-bit scale.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         Picture
+
+        $raises
 
         Examples
         --------
@@ -93,7 +94,7 @@ class Picture:
         >>> int(picture.y[0, 0]), bool(picture.dr[0, 0] > 32768), bool(picture.db[0, 0] < 32768)
         (19595, True, True)
         """
-        _check_bits(bits, (16, 15))
+        one_of("bits", bits, (16, 15))
         return cls._of(_kestrova.Picture.from_rgb(rgb, bits == 15, threads))
 
     @property
@@ -121,6 +122,7 @@ class Picture:
         """(int, int) : height and width."""
         return self.y.shape
 
+    @documented
     def to_bgra(self, *, out=None, threads=None):
         """Put packed 8-bit pixels together, chroma enlarged along the edges of luminance.
 
@@ -128,13 +130,14 @@ class Picture:
         ----------
         out : ndarray, optional
             Gets the result.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         ndarray, shape (height, width, 4)
             B, G, R, A of dtype uint8, with alpha 255; values are divided by 256, with rounding.
+
+        $raises
 
         Examples
         --------
@@ -145,6 +148,7 @@ class Picture:
         """
         return self._core.to_bgra(out, threads)
 
+    @documented
     def to_rgb(self, *, bits=16, threads=None):
         """Put R, G, B together, chroma enlarged along the edges of luminance.
 
@@ -152,13 +156,14 @@ class Picture:
         ----------
         bits : {16, 15}
             As in `from_rgb`; on the 15-bit scale the results are not limited to 32767.
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         ndarray, shape (height, width, 3)
             dtype uint16: three planes that lie one after the other in memory.
+
+        $raises
 
         Examples
         --------
@@ -167,21 +172,23 @@ class Picture:
         >>> picture.to_rgb().shape, int(picture.to_rgb()[0, 0, 0])
         ((4, 4, 3), 20000)
         """
-        _check_bits(bits, (16, 15))
+        one_of("bits", bits, (16, 15))
         return np.moveaxis(self._core.to_rgb(bits == 15, threads), 0, -1)
 
+    @documented
     def to_half_rgb(self, *, threads=None):
         """The cheap preview: luminance reduced instead of chroma enlarged.
 
         Parameters
         ----------
-        threads : int, optional
-            At most so many threads.
+        $threads
 
         Returns
         -------
         ndarray, shape (ceil(height / 2), ceil(width / 2), 3)
             dtype uint8.
+
+        $raises
 
         Examples
         --------
@@ -200,6 +207,7 @@ class Picture:
         return f"<kestrova.Picture, height {height}, width {width}>"
 
 
+@documented
 def luminance(rgb, *, bits=16, out=None, threads=None):
     """Luminance of R, G, B: ``0.299 R + 0.587 G + 0.114 B``.
 
@@ -211,18 +219,14 @@ def luminance(rgb, *, bits=16, out=None, threads=None):
         Full is 65535, or 32768 on the 15-bit scale.
     out : ndarray, optional
         Gets the result: uint16, of the height and width of `rgb`.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         dtype uint16, on the 16-bit scale.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
+    $raises
 
     Examples
     --------
@@ -230,10 +234,11 @@ def luminance(rgb, *, bits=16, out=None, threads=None):
     >>> kestrova.luminance(np.full((1, 2, 3), 1000, np.uint16)).tolist()
     [[1000, 1000]]
     """
-    _check_bits(bits, (16, 15))
+    one_of("bits", bits, (16, 15))
     return _kestrova.luminance(rgb, bits == 15, out, threads)
 
 
+@documented
 def ydrdb_to_rgb(y, dr, db, *, bits=16, threads=None):
     """R, G, B of luminance and colour differences of one size.
 
@@ -243,18 +248,14 @@ def ydrdb_to_rgb(y, dr, db, *, bits=16, threads=None):
         dtype uint16, as in `Picture`; `chroma_upsize` enlarges the half-size planes of a picture.
     bits : {16, 15, 8}
         Of the result.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width, 3)
         dtype uint16, or uint8 with 8 bits: three planes that lie one after the other in memory.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
+    $raises
 
     Examples
     --------

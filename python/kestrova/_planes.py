@@ -1,9 +1,11 @@
 """Enlarging along a guide, box means, blending and sharpening."""
 
 from . import _kestrova
+from ._documentation import documented
 from ._resampling import INTERPOLATIONS, code_of
 
 
+@documented
 def guided_upsize(guide, low, *, factor=2, radius=2, eps=1e-4, interpolation="cubic", out=None, threads=None):
     """Enlarge a plane to the size of a guide so that its edges follow the guide's.
 
@@ -25,20 +27,14 @@ def guided_upsize(guide, low, *, factor=2, radius=2, eps=1e-4, interpolation="cu
         How a guide of three planes is reduced; a guide of one plane is always reduced cubically.
     out : ndarray, optional
         Gets the result: the guide's height, width and dtype.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         Of the guide's dtype.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     References
     ----------
@@ -58,6 +54,7 @@ def guided_upsize(guide, low, *, factor=2, radius=2, eps=1e-4, interpolation="cu
     return _kestrova.guided_upsize(guide, low, factor, radius, eps, code_of(interpolation, codes), out, threads)
 
 
+@documented
 def chroma_upsize(guide, low, *, out=None, threads=None):
     """Enlarge a plane by 2 along the edges of a guide by copying pixels.
 
@@ -72,20 +69,14 @@ def chroma_upsize(guide, low, *, out=None, threads=None):
         dtype uint16, any values.
     out : ndarray, optional
         Gets the result: the guide's height, width and dtype.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         dtype uint16.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     Examples
     --------
@@ -98,6 +89,7 @@ def chroma_upsize(guide, low, *, out=None, threads=None):
     return _kestrova.chroma_upsize(guide, low, out, threads)
 
 
+@documented
 def box_filter(src, *, radius, iterations=1, out=None, progress=None, threads=None):
     """Blur a plane by repeated means over a square window.
 
@@ -112,24 +104,16 @@ def box_filter(src, *, radius, iterations=1, out=None, progress=None, threads=No
         In pixels; the window has ``2 * radius + 1`` pixels a side, with mirrored edges. 0 copies.
     iterations : int, 0 or more
         3 come close to a Gaussian. 0 copies.
-    out : ndarray, optional
-        Gets the result: height, width and dtype of `src`, and may be `src`.
-    progress : callable, optional
-        Called with the share that is done, 0 to 1; a `False` answer cancels.
-    threads : int, optional
-        At most so many threads.
+    $out
+    $progress
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         Of the dtype of `src`; means are rounded to nearest, halves up.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.Cancelled` and `kestrova.OutOfMemory` are two of them.
+    $raises
 
     Examples
     --------
@@ -142,6 +126,7 @@ def box_filter(src, *, radius, iterations=1, out=None, progress=None, threads=No
     return _kestrova.box_filter(src, radius, iterations, out, progress, threads)
 
 
+@documented
 def blend(first, second, alpha, *, strength=1.0, out=None, threads=None):
     """Mix two planes under a mask: ``first * (1 - w) + second * w`` with ``w = strength * alpha / 255``.
 
@@ -154,20 +139,14 @@ def blend(first, second, alpha, *, strength=1.0, out=None, threads=None):
     strength : float, 0 to 1
     out : ndarray, optional
         Gets the result: height, width and dtype of `first`. It may be one of the inputs.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         Of the dtype of `first`; integers are truncated.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     References
     ----------
@@ -183,6 +162,7 @@ def blend(first, second, alpha, *, strength=1.0, out=None, threads=None):
     return _kestrova.blend(first, second, alpha, strength, out, threads)
 
 
+@documented
 def extreme_sharpen(src, *, out=None, threads=None):
     """Sharpen a plane: each pixel becomes the nearer of the extremes of its 3 by 3 neighbourhood.
 
@@ -192,22 +172,15 @@ def extreme_sharpen(src, *, out=None, threads=None):
     ----------
     src : ndarray, shape (height, width)
         dtype uint16.
-    out : ndarray, optional
-        Gets the result: height, width and dtype of `src`, and may be `src`.
-    threads : int, optional
-        At most so many threads.
+    $out
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         dtype uint16.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     References
     ----------

@@ -1,18 +1,18 @@
 """Planes between scales."""
 
 from . import _kestrova
+from ._arguments import at_least, one_of
+from ._documentation import documented
 
 INTERPOLATIONS = {"nearest": 1, "linear": 2, "cubic": 4, "pyramid": _kestrova.PYRAMID}
 
 
 def code_of(interpolation, codes=INTERPOLATIONS):
     """The library's code of an interpolation; ValueError for a name that is none of `codes`."""
-    if interpolation not in codes:
-        names = ", ".join(f'"{name}"' for name in codes)
-        raise ValueError(f"interpolation: expected one of {names}, got {interpolation!r}")
-    return codes[interpolation]
+    return codes[one_of("interpolation", interpolation, codes)]
 
 
+@documented
 def downsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, threads=None):
     """Reduce a plane by a whole factor.
 
@@ -33,8 +33,7 @@ def downsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, thre
         ``ceil(height / factor)`` and ``ceil(width / factor)``. The pyramid takes that size or half of it rounded down.
     out : ndarray, optional
         Gets the result: `shape` and the dtype of `src`.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
@@ -42,12 +41,7 @@ def downsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, thre
         Of the dtype of `src`; integers are rounded to nearest, halves up. Of a width that the factor does not divide,
         the last column repeats the one before it.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     References
     ----------
@@ -64,6 +58,7 @@ def downsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, thre
     return _kestrova.downsize(src, factor, code_of(interpolation), shape, out, threads)
 
 
+@documented
 def upsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, threads=None):
     """Enlarge a plane by a whole factor.
 
@@ -82,20 +77,14 @@ def upsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, thread
         By default, and at most, ``factor`` times the height and width of `src`. The pyramid takes that or one less.
     out : ndarray, optional
         Gets the result: `shape` and the dtype of `src`.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray
         Of the dtype of `src`; integers are rounded to nearest, halves up.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For failures of the library; `kestrova.OutOfMemory` is one.
+    $raises
 
     Examples
     --------
@@ -106,6 +95,7 @@ def upsize(src, factor=2, *, interpolation="cubic", shape=None, out=None, thread
     return _kestrova.upsize(src, factor, code_of(interpolation), shape, out, threads)
 
 
+@documented
 def gaussian_pyramid(src, levels, *, threads=None):
     """A plane, blurred and reduced by 2 again and again.
 
@@ -115,8 +105,7 @@ def gaussian_pyramid(src, levels, *, threads=None):
         dtype uint8, uint16 or float32.
     levels : int, 1 or more
         With that of `src` itself.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
@@ -124,10 +113,7 @@ def gaussian_pyramid(src, levels, *, threads=None):
         The finest first, which is `src`; each of half the height and width of the one before, rounded up, and of the
         dtype of `src`.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
+    $raises
 
     References
     ----------
@@ -140,14 +126,14 @@ def gaussian_pyramid(src, levels, *, threads=None):
     >>> [level.shape for level in kestrova.gaussian_pyramid(np.zeros((20, 33), np.float32), 3)]
     [(20, 33), (10, 17), (5, 9)]
     """
-    if levels < 1:
-        raise ValueError(f"levels: expected 1 or more, got {levels}")
+    at_least(1, "levels", levels)
     pyramid = [src]
     for _ in range(levels - 1):
         pyramid.append(downsize(pyramid[-1], interpolation="pyramid", threads=threads))
     return pyramid
 
 
+@documented
 def laplacian_pyramid(src, levels, *, threads=None):
     """A plane taken apart into bands of detail, each an octave wide.
 
@@ -156,18 +142,14 @@ def laplacian_pyramid(src, levels, *, threads=None):
     src : ndarray, shape (height, width)
         dtype float32.
     levels : int, 1 or more
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     list of ndarray
         dtype float32, the finest detail first; the last is what is left, the coarsest level of `gaussian_pyramid`.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
+    $raises
 
     See Also
     --------
@@ -198,6 +180,7 @@ def laplacian_pyramid(src, levels, *, threads=None):
     return bands + gaussian[-1:]
 
 
+@documented
 def collapse_pyramid(bands, *, threads=None):
     """A plane put together again from the bands of `laplacian_pyramid`, changed or not.
 
@@ -205,18 +188,14 @@ def collapse_pyramid(bands, *, threads=None):
     ----------
     bands : sequence of ndarray
         dtype float32, with the shapes that `laplacian_pyramid` gives them.
-    threads : int, optional
-        At most so many threads.
+    $threads
 
     Returns
     -------
     ndarray, shape (height, width)
         dtype float32.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays other than these.
+    $raises
 
     Examples
     --------
@@ -236,6 +215,7 @@ def collapse_pyramid(bands, *, threads=None):
     return plane
 
 
+@documented
 def view(src, x, y, width, height, *, step=1, half=False, smooth=False, threads=None):
     """A rectangle of a plane at every `step`-th pixel, as the detail engine samples it.
 
@@ -252,22 +232,17 @@ def view(src, x, y, width, height, *, step=1, half=False, smooth=False, threads=
         Says that `src` is a half-size plane of the picture: `x` and `y`, `width` and `height` are those of the view of
         the full-size planes, and are halved first, the latter two rounded up.
     smooth : bool
-        Takes box means over some two thirds of `step` first, as the engine does with details from
-        `DetailEngine.max_plain_step` on.
-    threads : int, optional
-        At most so many threads.
+        Takes box means over some two thirds of `step` first, as the engine does with details beyond
+        `DetailEngine.max_plain_step`.
+    $threads
 
     Returns
     -------
     ndarray
-        Of the dtype of `src`. At step 1 a rectangle that reaches beyond the right or bottom edge is cut there.
+        Of the dtype of `src`. At step 1 a rectangle that reaches beyond the right or bottom edge is cut there; one
+        that begins outside fails.
 
-    Raises
-    ------
-    TypeError, ValueError
-        For arrays and parameters other than these.
-    kestrova.Error
-        For a rectangle that begins outside.
+    $raises
 
     Examples
     --------

@@ -5,9 +5,9 @@ import os
 from dataclasses import dataclass, field, fields
 
 from . import _kestrova
+from ._arguments import one_of
 
 _RANGES = {name.replace("-", "_"): (least, most) for name, _, least, most, _ in _kestrova.sliders()}
-FILTERS = ("guided", "bilateral", "laplacian", "wls")
 
 
 class _Checked:
@@ -347,10 +347,8 @@ def preset(name):
     >>> settings = kestrova.preset("natural")
     >>> settings.size = 1024
     """
-    for known, _, text in _kestrova.presets():
-        if known == name:
-            return Settings.from_json(text)
-    raise ValueError(f"name: expected one of {', '.join(presets())}, got {name!r}")
+    texts = {known: text for known, _, text in _kestrova.presets()}
+    return Settings.from_json(texts[one_of("name", name, texts)])
 
 
 def sidecar_of(path):

@@ -200,6 +200,7 @@ Output::Output(py::handle out, cv::Size size, int type) {
     if (out.is_none()) {
         m_array = py::array(py::dtype(dtypeName(depth)), shape);
     } else {
+        m_isCallers = true;
         const unsigned bit = depthBit(depth);
         const std::string wanted = "a writeable array of shape " + std::string(py::str(py::tuple(py::cast(shape)))) +
                                    " and dtype " + dtypeName(depth);
@@ -223,7 +224,7 @@ void Output::keepOff(const Input& input) {
 
 void Output::fill(const Input& input) {
     if (same(plane, input.plane)) return;
-    keepOff(input);
+    if (m_isCallers) plane = cv::Mat(plane.size(), plane.type());
     input.plane.copyTo(plane);
 }
 

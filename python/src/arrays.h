@@ -58,7 +58,8 @@ public:
 
     /// Writes aside if the array's memory overlaps the input's: for operations whose output may not be an input.
     void keepOff(const Input& input);
-    /// Fills the plane with the input's pixels, for operations that work in place.
+    /// Fills the plane with the input's pixels, for operations that work in place. It is then the input's own, or lies
+    /// aside from an array of the caller's, which keeps its values if the operation fails.
     void fill(const Input& input);
 
     /// The array, with the result in it.
@@ -66,6 +67,7 @@ public:
 
 private:
     py::array m_array;
+    bool m_isCallers = false;
     cv::Mat m_inArray;  // header on the array's pixels; empty where its strides do not allow one
 };
 

@@ -21,7 +21,7 @@ TSpline splineOf(const std::vector<std::pair<float, float>>& points) {
     TSpline spline(static_cast<int>(points.size()));
     for (std::size_t i = 0; i < points.size(); ++i)
         spline.setCtrPoint(static_cast<int>(i), points[i].first, points[i].second);
-    spline.update();
+    callCore(std::nullopt, [&] { spline.update(); });
     return spline;
 }
 

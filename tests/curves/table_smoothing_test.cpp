@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/planes.h"
+#include "tests/support/rooms.h"
 
 namespace {
 

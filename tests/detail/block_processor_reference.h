@@ -5,6 +5,7 @@
 
 #include "kestrova/detail/block_processor.h"
 #include "tests/support/planes.h"
+#include "tests/support/rooms.h"
 
 /// Block processing in the plain: one plane after the other, pixel by pixel.
 

@@ -119,7 +119,7 @@ def test_detail_table_of_16_bits_is_a_line_with_a_step_or_a_dead_zone():
 
 
 def test_detail_table_takes_8_or_16_bits():
-    with pytest.raises(ValueError, match="bits: expected 8 or 16, got 12"):
+    with pytest.raises(ValueError, match="bits: expected one of 8, 16, got 12"):
         kestrova.detail_table(bits=12)
 
 

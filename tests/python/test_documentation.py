@@ -1,7 +1,11 @@
 """Every public name has documentation that stands alone, with an example that runs."""
 
+import ast
 import doctest
+import importlib.util
 import inspect
+import operator
+import pathlib
 import pydoc
 
 import kestrova
@@ -44,6 +48,39 @@ def test_public_members_have_documentation(name):
     for member, attribute in vars(value).items():
         if not member.startswith("_") and (callable(attribute) or isinstance(attribute, (property, classmethod))):
             assert inspect.getdoc(getattr(value, member)), member
+
+
+def with_methods(name):
+    value = getattr(kestrova, name)
+    members = vars(value) if inspect.isclass(value) else ()
+    return [value] + [getattr(value, member) for member in members if not member.startswith("_")]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_documentation_says_what_an_interrupt_does_to_work(name):
+    for value in with_methods(name):
+        text = " ".join((inspect.getdoc(value) or "").split())
+        assert "$" not in text
+        if callable(value) and {"threads", "progress"} & set(inspect.signature(value).parameters):
+            assert "KeyboardInterrupt" in text or "interrupt from the keyboard" in text, value
+
+
+def test_the_reference_of_the_site_says_what_help_says(tmp_path):
+    script = pathlib.Path(__file__).parents[2] / "docs" / "python_reference.py"
+    spec = importlib.util.spec_from_file_location("python_reference", script)
+    reference = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(reference)
+    reader = reference.Reader()
+    entries = {entry.name: entry for module in reference.MODULES for entry in reader.entries(module)}
+    assert {name.split(".")[0] for name in entries} == set(kestrova.__all__)
+    for name, entry in entries.items():
+        value = operator.attrgetter(name)(kestrova)
+        if not name.isupper():
+            assert entry.text == inspect.getdoc(value), name
+        if inspect.isfunction(value):
+            named = ast.parse(f"def f{entry.signature}: ...").body[0].args
+            parameters = [p for p in inspect.signature(value).parameters if p != "self"]
+            assert [argument.arg for argument in named.args + named.kwonlyargs] == parameters, name
 
 
 def test_help_shows_signatures():

@@ -268,7 +268,7 @@ def test_extreme_sharpen(rng, shape):
         ),
         (
             lambda y: kestrova.domain_transform(y.astype(F), sigma_space=1, sigma_range=1, mode="other"),
-            'mode: expected "recursive" or "normalized"',
+            'mode: expected one of recursive, normalized',
         ),
         (
             lambda y: kestrova.domain_transform(

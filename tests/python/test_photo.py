@@ -222,7 +222,7 @@ def test_a_photograph_has_pixels_of_its_own():
 
 def test_bits_are_8_or_16(noise):
     for call in (lambda: kestrova.develop(noise, bits=12), lambda: kestrova.Development(noise).render(bits=12)):
-        with pytest.raises(ValueError, match="bits: expected 8 or 16, got 12"):
+        with pytest.raises(ValueError, match="bits: expected one of 8, 16, got 12"):
             call()
 
 

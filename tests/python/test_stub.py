@@ -1,6 +1,7 @@
 """The type stubs say what the module has: every public name, its parameters and their defaults."""
 
 import ast
+import dataclasses
 import inspect
 import pathlib
 import subprocess
@@ -95,6 +96,28 @@ def test_classes_have_the_stated_members(name):
                 assert_same_parameters(node, function)
         elif isinstance(inspect.getattr_static(cls, member, None), property):
             assert getattr(cls, member).fset, f"{member} cannot be set"
+
+
+@pytest.mark.parametrize("name", [n for n in CLASSES if dataclasses.is_dataclass(getattr(kestrova, n))])
+def test_dataclasses_have_the_stated_fields_and_defaults(name):
+    node, cls = MODULE[name], getattr(kestrova, name)
+    (decorator,) = node.decorator_list
+    stated = {keyword.arg: ast.literal_eval(keyword.value) for keyword in decorator.keywords}
+    assert decorator.func.id == "dataclass"
+    made = {"repr": cls.__dataclass_params__.repr, "match_args": "__match_args__" in vars(cls)}
+    assert stated == {"kw_only": True, **made}
+    fields = {field.name: field for field in dataclasses.fields(cls)}
+    assert all(field.kw_only for field in fields.values())
+    for base in map(MODULE.get, (b.id for b in node.bases)):
+        for member in members(base.body):
+            assert fields.pop(member) == getattr(kestrova, base.name).__dataclass_fields__[member]
+    for member in (n for n in node.body if isinstance(n, ast.AnnAssign)):
+        field, default = fields.pop(member.target.id), default_of(member.value)
+        if default is UNSTATED:
+            assert field.default_factory is list
+        else:
+            assert type(field.default) is type(default) and field.default == default, field.name
+    assert not fields
 
 
 def test_mypy_accepts_the_stub_and_a_program_that_uses_it(tmp_path):

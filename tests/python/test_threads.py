@@ -11,6 +11,7 @@ import kestrova
 import numpy as np
 import pytest
 
+from test_arrays import CALLS, arrays_for
 from test_detail import make_details, make_picture
 
 F = np.float32
@@ -98,8 +99,8 @@ def test_a_callback_that_uses_a_working_object_is_refused():
 
 
 REPORTING = {
-    "bilateral_grid": lambda src, progress: kestrova.bilateral_grid(src, progress=progress),
-    "box_filter": lambda src, progress: kestrova.box_filter(src, radius=2, iterations=3, progress=progress),
+    "bilateral_grid": lambda src, progress, **o: kestrova.bilateral_grid(src, progress=progress, **o),
+    "box_filter": lambda src, progress, **o: kestrova.box_filter(src, radius=2, iterations=3, progress=progress, **o),
 }
 
 
@@ -136,6 +137,96 @@ def test_an_interrupt_from_the_keyboard_cancels_at_the_next_report(rng, name):
 
     with pytest.raises(KeyboardInterrupt):
         REPORTING[name](src, interrupt)
+
+
+@pytest.mark.parametrize("name", REPORTING)
+@pytest.mark.parametrize("in_place", [False, True])
+def test_what_is_cancelled_leaves_its_output_as_it_was(rng, name, in_place):
+    src = rng.integers(0, 65536, (50, 60), np.uint16)
+    out = src if in_place else rng.integers(0, 65536, src.shape, np.uint16)
+    before = out.copy()
+    with pytest.raises(kestrova.Cancelled):
+        REPORTING[name](src, lambda share: False, out=out)
+    np.testing.assert_array_equal(out, before)
+
+
+def interrupt_while_the_lock_is_released(work):
+    """Calls `work` with 0, 1, ... until an interrupt comes, and returns the last number.
+
+    The interrupt is sent by a thread that can run only while a call has released the interpreter's lock.
+    """
+    asked, too_late = threading.Event(), threading.Event()
+
+    def interrupt():
+        asked.wait()
+        if not too_late.is_set():
+            _thread.interrupt_main()
+
+    thread = threading.Thread(target=interrupt)
+    thread.start()
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(60)
+    try:
+        asked.set()
+        for count in range(500):
+            work(count)
+        too_late.set()
+        pytest.fail("the lock was not released, or no interrupt was raised")
+    except KeyboardInterrupt:
+        return count
+    finally:
+        sys.setswitchinterval(interval)
+        thread.join()
+
+
+@pytest.mark.parametrize("name", [name for name in CALLS if name.split()[0] not in REPORTING])
+def test_an_interrupt_is_raised_once_a_filter_has_done_its_work(rng, name):
+    types, call = CALLS[name]
+    arrays = arrays_for(rng, types, (60, 70) if name == "weighted_least_squares" else (480, 640))
+    wanted = call(*arrays)
+    outs = [np.zeros(wanted.shape, wanted.dtype) for _ in range(500)]
+    last = interrupt_while_the_lock_is_released(lambda count: call(*arrays, out=outs[count]))
+    np.testing.assert_array_equal(outs[last], wanted)
+
+
+def test_objects_release_the_lock_while_they_work(rng):
+    picture, details = make_picture(rng, (480, 640)), make_details(rng, (480, 640))
+    engine = kestrova.DetailEngine(picture, *details)
+    height, width = picture.shape
+    y = picture.y
+    dr, db = engine.chroma(0, 0, width, height)
+    colour = kestrova.ColorAdjustment(vibrance=0.3)
+    model = kestrova.GuidedFilter()
+    model.fit(y)
+    bgra, rgb = picture.to_bgra(), np.ascontiguousarray(picture.to_rgb())
+    points = np.linspace(0, 1, 100000, dtype=F)
+    spline = kestrova.Spline([(0, 0), (1, 1)])
+    photograph = kestrova.Photograph(bgra)
+    for work in (
+        lambda _: kestrova.Picture.from_bgra(bgra),
+        lambda _: kestrova.Picture.from_rgb(rgb),
+        lambda _: picture.to_bgra(),
+        lambda _: picture.to_rgb(),
+        lambda _: picture.to_half_rgb(),
+        lambda _: picture.copy(),
+        lambda _: kestrova.luminance(rgb),
+        lambda _: kestrova.ydrdb_to_rgb(y, dr, db),
+        lambda _: kestrova.DetailEngine(picture, *details),
+        lambda _: engine.render(0, 0, width, height),
+        lambda _: engine.chroma(0, 0, width, height),
+        lambda _: colour.apply(y, y, dr, db),
+        lambda _: model.fit(y),
+        lambda _: model.apply(y),
+        lambda _: kestrova.guided_upsize(y, picture.dr),
+        lambda _: kestrova.chroma_upsize(y, picture.dr),
+        lambda _: kestrova.view(y, 0, 0, width, height),
+        lambda _: kestrova.Mask(picture).pixels(),
+        lambda _: kestrova.detail_table(0.3),
+        lambda _: kestrova.light_table(contrast=0.3),
+        lambda _: spline(points),
+        lambda _: kestrova.develop(photograph),
+    ):
+        interrupt_while_the_lock_is_released(work)
 
 
 @pytest.mark.slow_sanitized

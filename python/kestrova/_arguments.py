@@ -1,0 +1,15 @@
+"""Checks of arguments that are made before the library is called."""
+
+
+def one_of(name, value, allowed):
+    """`value`; ValueError unless it is one of `allowed`."""
+    if value not in allowed:
+        raise ValueError(f"{name}: expected one of {', '.join(map(str, allowed))}, got {value!r}")
+    return value
+
+
+def at_least(least, name, value):
+    """`value`; ValueError unless it is `least` or more."""
+    if value < least:
+        raise ValueError(f"{name}: expected {least} or more, got {value}")
+    return value

@@ -85,6 +85,7 @@ void TVelline::computeYCurve(int* x, int* y, int* n) {
 void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
     if (planes.empty()) return;
     const cv::Mat& first = planes[0];
+    checkPlane(first);
     const int rows = first.rows, cols = first.cols;
     cv::Mat pairs;
     orFailWithoutMemory("ERROR - TVelline::merge2 - not enough memory", [&] { pairs.create(rows, cols, CV_16UC2); });
@@ -93,7 +94,7 @@ void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
             fail("ERROR - TVelline::merge2 - planes[1] is smaller than planes[0]");
         if (first.type() != CV_16UC1 || planes[1].type() != CV_16UC1)
             fail("ERROR - TVelline::merge2 - planes.type()!=CV_16UC1");
-        checkPlanes(first, planes[1]);
+        checkPlane(planes[1]);
         const cv::Mat& second = planes[1];
         parallelRows(rows, 2 * cols, [&](int r) noexcept {
             interleaveRow(first.ptr<ushort>(r), second.ptr<ushort>(r), pairs.ptr<ushort>(r), cols);

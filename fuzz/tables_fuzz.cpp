@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstring>
+#include <new>
 
 #include "fuzz/support/scene.h"
 #include "fuzz/support/start.h"
@@ -103,6 +104,10 @@ void holders(Input& input) {
                  if (copy.numLuts() != n) finding("numLuts");
                  cv::Mat& mat = s[plane];
                  TImage image(type, TSize(mat.cols, mat.rows));
+                 TLutY linear;
+                 // Without memory there are no planes and no tables, which is no failure before they are used.
+                 if ((!mat.empty() && !image.dataPtr(0, 0, 0)) || !linear.ptr()) throw std::bad_alloc();
+                 linear.setLinear();
                  if (type == TImage::IM_Y16U && !mat.empty()) image.fromMat(mat, 0);
                  if (kind == 0) {
                      TLutY table;
@@ -118,9 +123,7 @@ void holders(Input& input) {
                  if (type == TImage::IM_Y16U && !mat.empty()) image.toMat(0).copyTo(mat);
                  if (shift || mat.cols < 4 || mat.rows < 1) return;
                  TImage view(TSize(mat.cols / 4, mat.rows), mat.ptr<ushort>(), static_cast<int>(mat.step), false);
-                 TLutY table;
-                 table.setLinear();
-                 table.apply(view);
+                 linear.apply(view);
              },
              {false, true});
 }

@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         cv::Mat first, again;
         const RefusedOutcome refused = refusedOutcomeOf([&] { first = next(used); });
         Outcome outcome = refused.outcome;
-        if (!refused.refused || outcome.failed) outcome = outcomeOf([&] { first = next(used); });
+        if (refused.toRepeat) outcome = outcomeOf([&] { first = next(used); });
         const Outcome second = outcomeOf([&] { again = next(fresh); });
         if (outcome.failed != second.failed || outcome.text != second.text)
             finding("first \"" + outcome.text + "\", again \"" + second.text + "\"");

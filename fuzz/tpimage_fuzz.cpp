@@ -81,6 +81,10 @@ void in(Input& input, TPImage& used) {
     const Outcome outcome = runTwice(
         scene, [&](Scene& s) { call(s, used); }, [&](Scene& s) { call(s, fresh); });
     if (!outcome.failed && hasPixels) comparePictures(used, fresh);
+    if (hasPixels && (w < 0 || height < 0)) {
+        const std::string operation = kind < 2 ? "convertFrom" : "convertFrompRGB";
+        if (outcome.text != "ERROR - TPImage::" + operation + " - width<0 || height<0") finding(outcome.text);
+    }
 }
 
 void out(Input& input, TPImage& used) {

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <new>
 
 #include "fuzz/support/scene.h"
 #include "fuzz/support/start.h"
@@ -22,8 +23,13 @@ void smooth(Input& input, TWLSFilter& used) {
     TWLSFilter fresh;
     const auto call = [=](Scene& s, TWLSFilter& filter) {
         float* const p = s[plane].ptr<float>();
+        const cv::Mat before = s[guide].clone();
         filter.Proc(null ? nullptr : p, size.width, size.height, lambda, alpha, same ? p : s[guide].ptr<float>(),
                     logarithm);
+        if (filter.solved()) return;
+        // Without memory it does not fail and leaves the picture; the guide has become its logarithm.
+        before.copyTo(s[guide]);
+        throw std::bad_alloc();
     };
     runTwice(
         scene, [&](Scene& s) { call(s, used); }, [&](Scene& s) { call(s, fresh); });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +51,7 @@ RefusedOutcome refusedOutcomeOf(const std::function<void()>& work, Failures allo
     if (allocationToRefuse < 0) return {};
     const Refusal refusal(allocationToRefuse, Refusal::kOne);
     const Outcome outcome = outcomeOf(work, allowed);
-    return {outcome, Refusal::happened()};
+    return {outcome, outcome.failed && Refusal::happened()};
 }
 
 Outcome runTwice(Scene& scene, const std::function<void(Scene&)>& used, const std::function<void(Scene&)>& fresh,
@@ -59,10 +60,11 @@ Outcome runTwice(Scene& scene, const std::function<void(Scene&)>& used, const st
     scene.watch();
     again->watch();
     RefusedOutcome first = refusedOutcomeOf([&] { used(scene); }, allowed);
-    const bool done = first.refused && !first.outcome.failed;
-    if (first.refused) scene.check(first.outcome);
-    if (!done) first.outcome = outcomeOf([&] { used(scene); }, allowed);
     scene.check(first.outcome);
+    if (first.toRepeat) {
+        first.outcome = outcomeOf([&] { used(scene); }, allowed);
+        scene.check(first.outcome);
+    }
     const Outcome second = outcomeOf([&] { fresh(*again); }, allowed);
     again->check(second);
     if (first.outcome.failed != second.failed || first.outcome.text != second.text)
@@ -87,11 +89,12 @@ int Scene::newBuffer(std::size_t size) {
     return static_cast<int>(m_buffers.size()) - 1;
 }
 
-/// A plane with so many pixels of another plane on each side, the buffer ending with its last row.
-int Scene::place(cv::Size size, int type, int margin, Role role) {
+/// A plane with so many pixels of another plane on each side, the buffer ending with its last row; its first element
+/// stands `shift` bytes after a multiple of an element's size.
+int Scene::place(cv::Size size, int type, int margin, Role role, std::size_t shift) {
     const std::size_t pixel = CV_ELEM_SIZE(type);
     const std::size_t step = static_cast<std::size_t>(size.width + 2 * margin) * pixel;
-    const std::size_t first = static_cast<std::size_t>(margin) * (step + pixel);
+    const std::size_t first = static_cast<std::size_t>(margin) * (step + pixel) + shift;
     const std::size_t end = first + step * static_cast<std::size_t>(size.height);
     Plane plane;
     plane.role = role;
@@ -155,7 +158,8 @@ int Scene::add(Input& input, cv::Size size, int type, Role role, bool inPlace, b
         (*this)[index] = cv::Mat(3, sides, type, m_buffers.back().bytes.get());
         return index;
     }
-    if (choice >= 220 && choice < 237 && inPlace && !m_planes.empty()) {
+    if (choice == 236) return place(size, type, 0, role, 1);
+    if (choice >= 220 && choice < 236 && inPlace && !m_planes.empty()) {
         Plane same = m_planes[static_cast<std::size_t>(input.below(static_cast<int>(m_planes.size())))];
         same.role = role;
         if (same.buffer >= 0) ++m_buffers[static_cast<std::size_t>(same.buffer)].users;
@@ -183,6 +187,10 @@ int Scene::add(Input& input, cv::Size size, int type, Role role, bool inPlace, b
     return addFitting(input, cv::Size(std::max(size.width, 0), std::max(size.height, 0)), type, role);
 }
 
+namespace {
+bool isAligned(const cv::Mat& plane) { return reinterpret_cast<std::uintptr_t>(plane.data) % plane.elemSize1() == 0; }
+}  // namespace
+
 std::unique_ptr<Scene> Scene::copy() const {
     auto other = std::make_unique<Scene>();
     for (const Buffer& buffer : m_buffers) {
@@ -191,7 +199,7 @@ std::unique_ptr<Scene> Scene::copy() const {
         other->m_buffers[static_cast<std::size_t>(index)].users = buffer.users;
     }
     for (const Plane& plane : m_planes) {
-        const bool alone = m_buffers[static_cast<std::size_t>(plane.buffer)].users == 1;
+        const bool alone = m_buffers[static_cast<std::size_t>(plane.buffer)].users == 1 && isAligned(plane.mat);
         if (alone && plane.mat.data && plane.mat.dims <= 2) {
             const int tight = other->place(plane.mat.size(), plane.mat.type(), 0, plane.role);
             plane.mat.copyTo((*other)[tight]);

@@ -27,7 +27,7 @@ Outcome outcomeOf(const std::function<void()>& work, Failures allowed = {});
 /// `outcomeOf` where an allocation is refused, if the process is to refuse any.
 struct RefusedOutcome {
     Outcome outcome;
-    bool refused = false;
+    bool toRepeat = true;  ///< nothing has been called, or it has failed where it got no memory
 };
 RefusedOutcome refusedOutcomeOf(const std::function<void()>& work, Failures allowed = {});
 
@@ -45,8 +45,8 @@ public:
     Scene& operator=(const Scene&) = delete;
 
     /// A plane that has, as a rule, that size and type. It is a plane of its own or a part of a larger one; now and
-    /// then it is of another size or type, without pixels, or of three dimensions. `inPlace` and `overlapping` allow
-    /// it to be an earlier plane, or to run over one.
+    /// then it is of another size or type, at an odd address, without pixels, or of three dimensions. `inPlace` and
+    /// `overlapping` allow it to be an earlier plane, or to run over one.
     int add(Input& input, cv::Size size, int type, Role role, bool inPlace = false, bool overlapping = false);
     /// The same without surprises.
     int addFitting(Input& input, cv::Size size, int type, Role role);
@@ -79,7 +79,7 @@ private:
     };
 
     int newBuffer(std::size_t size);
-    int place(cv::Size size, int type, int margin, Role role);
+    int place(cv::Size size, int type, int margin, Role role, std::size_t shift = 0);
     void fill(Input& input, int plane);
 
     std::vector<Plane> m_planes;

@@ -28,8 +28,8 @@ void checkTypes(int inType, int outType) {
 cv::Mat sourceFor(const cv::Mat& out, const cv::Mat& in, int type) {
     const bool inPlace = in.data == out.data && in.step == out.step && type == out.type();
     const std::size_t size = std::size_t(CV_ELEM_SIZE(type));
-    const bool aligned = reinterpret_cast<std::size_t>(in.data) % size == 0 && in.step % size == 0;
-    if (aligned && (inPlace || !overlap(in, out))) return in;
+    const bool readable = aligned(in.data, size) && in.step % size == 0;
+    if (readable && (inPlace || !overlap(in, out))) return in;
     cv::Mat copy(in.rows, in.cols, type);
     for (int r = 0; r < in.rows; ++r) std::memcpy(copy.ptr(r), in.ptr(r), in.cols * size);
     return copy;

@@ -86,6 +86,7 @@ void TVelline::computeYCurve(int* x, int* y, int* n) {
 void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
     if (planes.empty()) return;
     const cv::Mat& first = planes[0];
+    checkPlane(first);
     const int rows = first.rows, cols = first.cols;
     cv::Mat pairs;
     orFailWithoutMemory("ERROR - TVelline::merge2 - not enough memory", [&] { pairs.create(rows, cols, CV_16UC2); });
@@ -94,6 +95,7 @@ void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
             fail("ERROR - TVelline::merge2 - planes[1] is smaller than planes[0]");
         if (first.type() != CV_16UC1 || planes[1].type() != CV_16UC1)
             fail("ERROR - TVelline::merge2 - planes.type()!=CV_16UC1");
+        checkPlane(planes[1]);
         const cv::Mat& second = planes[1];
         parallelRows(rows, 2 * cols, [&](int r) noexcept {
             kestrova::rows::interleave(first.ptr<ushort>(r), second.ptr<ushort>(r), pairs.ptr<ushort>(r), cols);
@@ -105,9 +107,11 @@ void TVelline::merge2(std::vector<cv::Mat>& planes, cv::Mat& out) {
 void TVelline::split2(cv::Mat& in, std::vector<cv::Mat>& planes) {
     if (in.empty() || planes.size() != 2) return;
     if (in.type() != CV_16UC2) fail("ERROR - TVelline::split2 - in.type()!=CV_16UC2");
+    checkPlane(in);
     for (const cv::Mat& plane : planes) {
         if (plane.type() != CV_16UC1) fail("ERROR - TVelline::split2 - planes.type()!=CV_16UC1");
         if (plane.rows < in.rows || plane.cols < in.cols) fail("ERROR - TVelline::split2 - planes are smaller than in");
+        checkPlane(plane);
     }
     parallelRows(in.rows, 2 * in.cols, [&](int r) noexcept {
         kestrova::rows::deinterleave(in.ptr<ushort>(r), planes[0].ptr<ushort>(r), planes[1].ptr<ushort>(r), in.cols);

@@ -19,6 +19,7 @@
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/sole_header.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/image/tpimage.h"
@@ -155,6 +156,7 @@ public:
         if (detail.plane.type() != CV_16UC1) fail("ERROR - TVelline::proc - detail.type()!=CV_16UC1");
         if (!extra.empty() && sameSize(extra, detail.plane)) {
             if (extra.channels() != 1) fail("ERROR - TVelline::proc - rYE16U.channels()!=1");
+            checkPlane(extra);
             if (extra.type() == CV_16UC1) {
                 m_extra = extra;
             } else {
@@ -351,6 +353,7 @@ void TVelline::modYWithC(const cv::Mat& dr, const cv::Mat& db, float a, float b,
     if (y.type() != CV_16UC1) fail("ERROR - TVelline::modYWithC - y.type()!=CV_16UC1");
     if (!atLeastAsLarge(dr, y) || !atLeastAsLarge(db, y))
         fail("ERROR - TVelline::modYWithC - chroma is smaller than y");
+    checkPlanes(dr, db, y);
     parallelRows(y.rows, y.cols, [&](int r) noexcept { mixChromaRow(dr, db, mix, r, y.ptr<ushort>(r), y.cols); });
 }
 
@@ -358,6 +361,7 @@ void TVelline::mixSMH(const cv::Mat& y, const cv::Mat& s, const cv::Mat& m, cv::
     for (const cv::Mat* plane : {&y, &s, &m, static_cast<const cv::Mat*>(&h)}) {
         if (plane->type() != CV_16UC1) fail("ERROR - TVelline::mixSMH - type()!=CV_16UC1");
         if (!atLeastAsLarge(*plane, h)) fail("ERROR - TVelline::mixSMH - a plane is smaller than h");
+        checkPlane(*plane);
     }
     parallelRows(h.rows, h.cols, [&](int r) noexcept {
         mixZonesRow(y.ptr<ushort>(r), s.ptr<ushort>(r), m.ptr<ushort>(r), h.ptr<ushort>(r), h.cols);
@@ -368,6 +372,7 @@ void TVelline::addEdges(const cv::Mat& d0, const cv::Mat& d1, const cv::Mat& d2,
     for (const cv::Mat* plane : {&d0, &d1, &d2, static_cast<const cv::Mat*>(&y)}) {
         if (plane->type() != CV_16UC1) fail("ERROR - TVelline::addEdges - type()!=CV_16UC1");
         if (!atLeastAsLarge(*plane, y)) fail("ERROR - TVelline::addEdges - a plane is smaller than y");
+        checkPlane(*plane);
     }
     parallelRows(y.rows, y.cols, [&](int r) noexcept {
         addEdgesRow(d0.ptr<ushort>(r), d1.ptr<ushort>(r), d2.ptr<ushort>(r), y.ptr<ushort>(r), y.cols);

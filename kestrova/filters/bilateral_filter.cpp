@@ -15,6 +15,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/tprogress.h"
 
 using namespace kestrova::frame;
@@ -109,6 +110,7 @@ bool BilateralFilter::proc(const cv::Mat& edge, cv::Mat& inOut, int sampling, in
     if (guide.channels() != 1 || guide.depth() > CV_64F || guide.dims > 2)
         fail("ERROR - bool BilateralFilter::proc - edge.type()");
     if (inOut.empty()) fail("ERROR - bool BilateralFilter::proc - inOut.empty()");
+    checkPlanes(guide, inOut);
 
     orFailWithoutMemory(kNoMemory, [&] {
         if (!setup(guide, inOut.cols, inOut.rows, sampling, range, inOut.depth() == CV_16U)) checkOldGrids(guide);

@@ -28,6 +28,7 @@ void letOpenCVRefuse(const cv::Mat& plane, const cv::Mat& kernel) {
 }
 
 std::vector<float> tapsOf(const cv::Mat& kernel) {
+    checkElements(kernel);
     cv::Mat taps;
     kernel.convertTo(taps, CV_32F);
     return {taps.begin<float>(), taps.end<float>()};

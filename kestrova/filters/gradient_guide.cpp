@@ -109,6 +109,7 @@ bool BilateralFilter::gradientGuide(const cv::Mat& guide, cv::Mat& inOut, int ra
         inOut.dims > 2)
         fail("ERROR - BilateralFilter::gradientGuide - in image type");
     if (guide.size() != inOut.size()) fail("ERROR - BilateralFilter::gradientGuide - guide.size() != inOut.size()");
+    checkPlanes(guide, inOut);
     // No pixel is as far as `radius` from the border: each is its own maximum and minimum.
     if (radius > (std::min(inOut.cols, inOut.rows) - 1) / 2) return true;
 

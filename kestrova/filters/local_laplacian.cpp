@@ -15,6 +15,7 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/primitives/primitives.h"
 
@@ -70,6 +71,7 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
             pyramid[l] = {size.height, size.width};
     }
     const bool bFits = out.rows == in.rows && out.cols == in.cols && out.type() == in.type();
+    if (bFits) checkElements(out);
     const bool bDirect = bFits && !overlap(in, out);
     result[0] = bDirect ? out : cv::Mat(in.size(), CV_16UC1);
 
@@ -122,6 +124,7 @@ bool LocalLaplacian::proc(const cv::Mat& in, cv::Mat& out, float alpha, float bl
     if (in.type() != CV_16UC1) fail("ERROR - LocalLaplacian::proc - in.type()!=CV_16UC1");
     if (in.rows < 1 || in.cols < 1) fail("ERROR - LocalLaplacian::proc - in.empty()");
     if (levels < 1) fail("ERROR - LocalLaplacian::proc - levels<1");
+    checkPlane(in);
     m_alpha = alpha;
     m_blur = blur;
     m_levels = levels;

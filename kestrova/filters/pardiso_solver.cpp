@@ -2,6 +2,7 @@
 
 #include "kestrova/filters/twls_filter.h"
 #include "kestrova/frame/failure.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/sparse_solver.h"
 #include "kestrova/primitives/vector_math.h"
 
@@ -23,6 +24,8 @@ int pardisoSolver(int n, float* a, int* ia, int* ja, float* b, float* x, int nrh
 }
 
 int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype) {
+    if (!aligned(a) || !aligned(ia) || !aligned(ja) || !aligned(b) || !aligned(x))
+        fail("ERROR - pardisoSolver - a%4 || ia%4 || ja%4 || b%4 || x%4");
     mkl_get_max_threads();  // asked before each solve, not heeded: the count in iparm stays fixed
 
     void* pt[64] = {};

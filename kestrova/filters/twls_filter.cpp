@@ -8,6 +8,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/primitives/vector_math.h"
 
 using namespace kestrova::frame;
@@ -118,6 +119,7 @@ void TWLSFilter::assemble() {
 int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, float* guide, bool logGuide) {
     m_solved = false;
     if (!inOut || !guide) fail("ERROR - TWLSFilter::Proc - inOut or guide is null");
+    if (!aligned(inOut) || !aligned(guide)) fail("ERROR - TWLSFilter::Proc - inOut%4 || guide%4");
     if (w < 1 || h < 1) fail("ERROR - TWLSFilter::Proc - w < 1 || h < 1");
     realloc(w, h);
     if (logGuide) {

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kestrova/frame/step.h"
+
 // Outputs that are inputs, or lie over them. An operation whose output may be an input makes the output by
 // `outputLike`, its sources by `sourceBeside`, works, and assigns the output last: what a header `out` shared with an
 // input stays alive until then, and where memory runs out on the way `out` is as it was. Internal.
@@ -26,10 +28,12 @@ inline bool overlapAcrossRows(const cv::Mat& in, const cv::Mat& out) {
     return overlap(in, out) && (in.data != out.data || in.step[0] != out.step[0]);
 }
 
-/// The plane to be written in place of `out`: its own pixels if it has `size` and `type`, else new ones.
+/// The plane to be written in place of `out`: its own pixels if it has `size` and `type`, else new ones. Fails as
+/// `checkElements`.
 inline cv::Mat outputLike(const cv::Mat& out, cv::Size size, int type) {
     cv::Mat plane = out;
     plane.create(size, type);
+    checkElements(plane);
     return plane;
 }
 

@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 
 #include <climits>
+#include <cstdint>
 #include <vector>
 
 #include "kestrova/frame/failure.h"
@@ -11,10 +12,28 @@
 
 namespace kestrova::frame {
 
-/// Fails if `plane` is no plane of rows and columns: arrays of three dimensions and more have -1 of each.
+/// True if elements of `size` bytes can be read at that address.
+inline bool aligned(const void* address, std::size_t size) {
+    return reinterpret_cast<std::uintptr_t>(address) % size == 0;
+}
+template <class Element>
+bool aligned(const Element* address) {
+    return aligned(address, alignof(Element));
+}
+
+/// Fails if elements of `plane` do not stand at multiples of their size: a view of 16 bits at an odd address, for one.
+inline void checkElements(const cv::Mat& plane) {
+    const std::size_t size = plane.elemSize1();
+    if (!aligned(plane.data, size) || (plane.rows > 1 && plane.step[0] % size != 0))
+        fail("ERROR - plane - data%elemSize1 || step%elemSize1");
+}
+
+/// Fails if `plane` is no plane of rows and columns, as arrays of three dimensions and more are not, which have -1 of
+/// each; and as `checkElements`.
 inline void checkPlane(const cv::Mat& plane) {
     if (plane.dims > 2) fail("ERROR - plane - dims>2");
     if (plane.rows < 0 || plane.cols < 0) fail("ERROR - plane - rows<0 || cols<0");
+    checkElements(plane);
 }
 inline void checkPlanes(const std::vector<cv::Mat>& planes) {
     for (const cv::Mat& plane : planes) checkPlane(plane);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <climits>
-#include <cstdint>
 #include <cstdlib>
 
 namespace kestrova::image {
@@ -11,12 +10,6 @@ namespace kestrova::image {
 /// True if the number of pixels, taken as a 32-bit number, is below 1: from 2^31 pixels on the number wraps.
 inline bool noPixels(int width, int height) {
     return static_cast<int>(static_cast<unsigned>(width) * static_cast<unsigned>(height)) < 1;
-}
-
-/// True if elements can be read at that address.
-template <class Element>
-bool aligned(const Element* address) {
-    return reinterpret_cast<std::uintptr_t>(address) % alignof(Element) == 0;
 }
 
 /// True if rows of `length`, `step` apart in the same unit, do not overlap, and offsets within a row fit in 32 bits. A

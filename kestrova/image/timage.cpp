@@ -96,7 +96,11 @@ namespace kestrova::image {
 
 OwnPlanes::OwnPlanes(TImage::IMTYPE type, const TSize& size) {
     try {
-        for (int p = 0; p < kindOf(type).planes; ++p) blocks[p] = {allocatePlane(type, size, &step), ippiFree};
+        for (int p = 0; p < kindOf(type).planes; ++p) {
+            int rowStep = 0;
+            blocks[p] = {allocatePlane(type, size, &rowStep), ippiFree};
+            if (blocks[p]) step = rowStep;  // that of the first plane stays where there is no second one
+        }
     } catch (const std::bad_alloc&) {  // the count of a block's owners needs memory, too
     }
 }

@@ -36,7 +36,8 @@
 /// Failures are texts, caught as `const char*`, and come before anything is written; so do those of memory that runs
 /// out, "ERROR - TPImage::... - not enough memory", except that the constructors, `create`, `clone`, `copyTo` and
 /// `MatRoi` let OpenCV's own exception through for planes. Objects and outputs are then as they were, and the same call
-/// succeeds once there is memory. Arrays of three dimensions are refused with "ERROR - plane - dims>2".
+/// succeeds once there is memory. Arrays of three dimensions are refused with "ERROR - plane - dims>2", planes whose
+/// elements do not stand at multiples of their size with "ERROR - plane - data%elemSize1 || step%elemSize1".
 class KESTROVA_EXPORT TPImage {
 public:
     /// An image of that size with undefined pixels and a new identity. A negative size is OpenCV's failure.
@@ -94,9 +95,9 @@ public:
 
     /// Packed 8-bit pixels in. The planes get the size of the picture, chroma is formed from every other pixel of every
     /// other row, `m_mask` becomes 255, and the identity grows by 1. A size whose product is below 1 changes nothing.
-    /// Null pointers and steps shorter than a row are failures; so are half-size planes that were released ("ERROR -
-    /// downSize2X - outHalf must be allocated!") or are too small while `m_Y` has its own size. In larger ones the
-    /// additional columns and rows repeat the last one.
+    /// Sides below 0, null pointers and steps shorter than a row are failures; so are half-size planes that were
+    /// released ("ERROR - downSize2X - outHalf must be allocated!") or are too small while `m_Y` has its own size. In
+    /// larger ones the additional columns and rows repeat the last one.
     void convertFrom(const unsigned char* src, int width, int height, int step);
     /// Packed 16-bit pixels in, likewise; the step counts words. An odd address is a failure.
     void convertFrom(const unsigned short* src, int width, int height, int step);

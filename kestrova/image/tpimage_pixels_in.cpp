@@ -110,6 +110,7 @@ void fill(TPImage& image, int width, int height, const Luminance& luminance, con
             fail("ERROR - TPImage::convertFrom - m_Dr or m_Db is smaller than half of the picture");
     }
     planes.Y.create(height, width, CV_16UC1);
+    checkPlanes(planes.Y, planes.Dr, planes.Db);
     planes.mask.setTo(255);
 
     const int regular = std::max(width / 2, 1);
@@ -129,6 +130,7 @@ void fill(TPImage& image, int width, int height, const Luminance& luminance, con
 
 template <class Word>
 void fillFromPacked(TPImage& image, const Word* src, int width, int height, int step) {
+    if (width < 0 || height < 0) fail("ERROR - TPImage::convertFrom - width<0 || height<0");
     if (src == nullptr) fail("ERROR - TPImage::convertFrom - src==NULL");
     if (!aligned(src)) fail("ERROR - TPImage::convertFrom - src%2");
     if (!rowsApart(height, step, 4LL * width)) fail("ERROR - TPImage::convertFrom - step<width*4");
@@ -143,6 +145,7 @@ void fillFromPacked(TPImage& image, const Word* src, int width, int height, int 
 template <class LuminanceRow, class ChromaRow>
 void fillFromPlanes(TPImage& image, unsigned short* const planes[3], int width, int height, int step,
                     const LuminanceRow& luminance, const ChromaRow& chroma) {
+    if (width < 0 || height < 0) fail("ERROR - TPImage::convertFrompRGB - width<0 || height<0");
     if (!planes || !planes[0] || !planes[1] || !planes[2]) fail("ERROR - TPImage::convertFrompRGB - plane==NULL");
     if (!aligned(planes[0]) || !aligned(planes[1]) || !aligned(planes[2]))
         fail("ERROR - TPImage::convertFrompRGB - plane%2");

@@ -213,12 +213,6 @@ TEST(TPImagePixelsTest, NullPointersAndShortStepsInAreRefusedAndChangeNothing) {
     EXPECT_EQ(image.uid(), uid);
 }
 
-TEST(TPImagePixelsTest, TwoNegativeSidesAreOpenCVsFailure) {
-    TPImage image;
-    const cv::Mat bytes = randomPlane(5, 8, CV_8UC4);
-    EXPECT_THROW(image.convertFrom(bytes.ptr(), -8, -5, 32), cv::Exception);
-}
-
 TEST(TPImagePixelsTest, HalfPlanesThatWereReleasedStayEmptyAndFailAsTheReductionDoes) {
     TPImage image(8, 5);
     image.m_Db.release();
@@ -355,12 +349,22 @@ TEST(TPImagePixelsTest, LargerHalfPlanesAreFilledAndReadWhereTheyAreNeeded) {
     }
 }
 
-TEST(TPImagePixelsTest, TwoNegativeSidesChangeNothing) {
+TEST(TPImagePixelsTest, NegativeSidesWhoseProductIsNotAreRefusedBeforeAnythingChanges) {
     TPImage image(6, 4);
     const uchar* const data = image.m_Y.data;
     const int uid = image.uid();
-    const cv::Mat bytes = randomPlane(5, 8, CV_8UC4);
-    EXPECT_THROW(image.convertFrom(bytes.ptr(), -1, -1, 32), cv::Exception);
+    const cv::Mat bytes = randomPlane(5, 8, CV_8UC4), words = randomPlane(5, 8, CV_16UC4);
+    ThreePlanes<ushort> rgb(5, 8);
+    const char* const packed = "ERROR - TPImage::convertFrom - width<0 || height<0";
+    const char* const planar = "ERROR - TPImage::convertFrompRGB - width<0 || height<0";
+    // The last product is 1 in 32 bits.
+    for (const cv::Size size : {cv::Size(-1, -1), cv::Size(-8, -5), cv::Size(-3, 1431655765)}) {
+        EXPECT_FAILURE(image.convertFrom(bytes.ptr(), size.width, size.height, 32), packed);
+        EXPECT_FAILURE(image.convertFrom(words.ptr<ushort>(), size.width, size.height, 32), packed);
+        EXPECT_FAILURE(image.convertFrompRGB(rgb.pointer, size.width, size.height, rgb.step), planar);
+        EXPECT_FAILURE(image.convertFrompRGB15U(rgb.pointer, size.width, size.height, rgb.step), planar);
+    }
+    EXPECT_FAILURE(image.convertFrom(static_cast<const uchar*>(nullptr), -1, -1, 0), packed);
     EXPECT_THROW(image.create(-1, -1), cv::Exception);
     EXPECT_EQ(image.m_Y.data, data);
     EXPECT_EQ(image.m_Dr.size(), cv::Size(3, 2));

@@ -53,6 +53,19 @@ Operation rendered(const std::string& name, int level, bool extra, bool used,
             Promise::kOutputsMayChange};
 }
 
+struct Engines : TVelline {
+    using TVelline::merge2;
+};
+
+Operation merged() {
+    return {"TVelline_merge2", [] {
+                const auto engine = std::make_shared<Engines>();
+                const auto planes = std::make_shared<std::vector<cv::Mat>>(2, full(1));
+                const auto pairs = std::make_shared<cv::Mat>(randomPlane(3, 3, CV_16UC2));
+                return Attempt{[=] { engine->merge2(*planes, *pairs); }, [=] { return Seen().plane(*pairs); }};
+            }};
+}
+
 Operation coloured(const std::string& name, const cv::Mat& before, bool inPlace, bool changed) {
     return {"TColorAdjVL_proc_" + name, [=] {
                 const auto engine = std::make_shared<TColorAdjVL>();
@@ -149,5 +162,6 @@ std::vector<Operation> detailOperations() {
     operations.push_back(coloured("Fitting", full(9), false, true));
     operations.push_back(coloured("InPlace", cv::Mat(), true, true));
     operations.push_back(coloured("Unchanged", full(9), false, false));
+    operations.push_back(merged());
     return operations;
 }

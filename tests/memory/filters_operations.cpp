@@ -64,6 +64,33 @@ Operation guidedStrips(const std::string& name, int rows, int cols, int radius, 
             }};
 }
 
+struct Strips : TGuidedFilter {
+    using TGuidedFilter::calcov2;
+    using TGuidedFilter::gFc1_blkGuide;
+};
+
+Operation guidedBlock() {
+    const cv::Mat I = randomPlane(40, 31, CV_32FC1, 0, 1), p = randomPlane(40, 31, CV_32FC1, 0, 1, 2);
+    return {"TGuidedFilter_gFc1_blkGuide", [=] {
+                const Plane q = plane(randomPlane(32, 23, CV_32FC1));
+                return Attempt{[=] { Strips().gFc1_blkGuide(I, p, *q, 2, 0.01f); }, [=] { return Seen().plane(*q); }};
+            }};
+}
+
+Operation covariance() {
+    const cv::Mat X = randomPlane(12, 14, CV_32FC1, 0, 1), Y = randomPlane(12, 14, CV_32FC1, 0, 1, 2);
+    return {"TGuidedFilter_calcov2",
+            [=] {
+                const Plane out = plane(X), wide = plane(Y), inner = plane(Y);
+                return Attempt{
+                    [=] {
+                        Strips().calcov2(*out, X, Y, X, Y, *wide, *inner, {14, 12}, {12, 10}, {3, 3}, {1, 1}, false);
+                    },
+                    [=] { return Seen().plane(*out); }};
+            },
+            Promise::kOutputsMayChange};
+}
+
 Operation bilateral(const std::string& name, int type, bool guided, bool used) {
     return {"BilateralFilter_proc_" + name, [=] {
                 const auto filter = std::make_shared<BilateralFilter>();
@@ -161,10 +188,22 @@ std::vector<Operation> filtersOperations() {
                               }});
     }
 
+    operations.push_back(guidedBlock());
+    operations.push_back(covariance());
     operations.push_back({"LocalLaplacian_LocalLaplacian", [] {
                               return Attempt{[] { LocalLaplacian filter; }, [] { return Seen(); }};
                           }});
     operations.push_back(laplacian("New", cv::Mat(), false, false));
+    for (const auto& [name, proc] :
+         {std::pair("16K", &LocalLaplacian::proc16K), std::pair("24K", &LocalLaplacian::proc24K)}) {
+        operations.push_back({std::string("LocalLaplacian_proc") + name, [proc = proc] {
+                                  const auto filter = std::make_shared<LocalLaplacian>();
+                                  const cv::Mat in = randomPlane(41, 37, CV_16UC1);
+                                  const Plane out = plane(cv::Mat());
+                                  return Attempt{[=] { ((*filter).*proc)(in, *out, 0.2f, 0.4f, 3); },
+                                                 [=] { return Seen().plane(*out); }};
+                              }});
+    }
     operations.push_back(laplacian("Larger", randomPlane(3, 3, CV_8UC1), false, true));
     operations.push_back(
         laplacian("Fitting", randomPlane(41, 37, CV_16UC1, 4), false, true, Promise::kOutputsMayChange));

@@ -77,6 +77,7 @@ Operation roi(const std::string& name, int type, int scale, bool smooth) {
 }
 
 struct Edges : TPImage {
+    using TPImage::applyFullToEdgeLUT;
     using TPImage::edgeToFull;
     using TPImage::fullToEdge;
     using TPImage::provideEdgeTables;
@@ -173,6 +174,8 @@ std::vector<Operation> imageOperations() {
     const cv::Mat planeHalf = randomPlane(9, 12, CV_16UC1, 5), otherHalf = randomPlane(9, 12, CV_16UC1, 6);
     const cv::Mat edge = randomPlane(17, 23, CV_8UC1);
     Edges::provideEdgeTables();
+    operations.push_back(intoPlane("TPImage_applyFullToEdgeLUT", before,
+                                   [=](cv::Mat& out) { Edges().applyFullToEdgeLUT(planeY, out); }));
     operations.push_back(intoPlane("TPImage_fullToEdge_Reduced", before,
                                    [=](cv::Mat& out) { Edges().fullToEdge(planeY, cv::Mat(), out); }));
     operations.push_back(intoPlane("TPImage_fullToEdge_Half", before,

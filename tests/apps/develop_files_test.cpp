@@ -242,6 +242,17 @@ TEST_F(DevelopFiles, AClosedPipeIsNoDeath) {
     EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
 }
 
+TEST_F(DevelopFiles, PeakMemoryIsTheProgramsAndNotThatOfWhoStartedIt) {
+    const std::string in = make("a.png");
+    const std::vector<char> large(1'000'000'000, 1);
+    const ProgramRun run = runDevelop({in, "-o", scratch / "b.png", "--json"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    const double peak = linesOf(run.out).at(0)["peak_memory_mb"];
+    EXPECT_GT(peak, 20);
+    EXPECT_LT(peak, 800);
+    EXPECT_EQ(large.back(), 1);
+}
+
 TEST_F(DevelopFiles, AReportThatIsLostIsSaidOnceAllIsDone) {
     make("in/a.png");
     make("in/b.png");

@@ -107,7 +107,8 @@ std::shared_ptr<const ChromaNoise> computeChromaNoise(const Source& source, cons
         reduceFloatsInto(squares, tile.tl(), kCell, energy);
         reduceInto(planes.Y, tile.tl(), kCell, level);
     });
-    out->texture = {measureTexture({energy, {}, level}, 0, sourceBits), kCell};
+    const CellEnergies cells = {energy, level, {}, 0};
+    out->texture = {measureTexture(cells, measureFalloff(cells), 0, sourceBits), kCell};
     return out;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,10 @@ Decoded decodePng(const std::string& path, const FileFacts& facts, const ReadOpt
 
 /// By libheif: OpenImageIO takes the size that a file declares for that of what was decoded, and knows no 10 bits.
 Decoded decodeHeif(const std::string& path, const FileFacts& facts, const ReadOptions& options);
+/// The smallest thumbnail in the file whose longer side has at least `longEdge` pixels and that has the shape of the
+/// picture, if there is one.
+std::optional<Decoded> decodeHeifThumbnail(const std::string& path, const FileFacts& facts, int longEdge,
+                                           const ReadOptions& options);
 
 /// By libwebp: OpenImageIO multiplies colours by alpha, which loses those of transparent pixels.
 Decoded decodeWebp(const std::string& path, const FileFacts& facts, const ReadOptions& options);

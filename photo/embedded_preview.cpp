@@ -8,15 +8,13 @@
 
 namespace kestrova::photo {
 
-namespace {
-
 // 160 x 107 of 3:2 is 1/150 beside it; RAW files have some rows and columns more than their previews.
-bool sameShape(double width, double height, double otherWidth, double otherHeight) {
+bool sameShape(cv::Size preview, cv::Size picture) {
     constexpr double kMost = 0.015;
-    return std::abs(width * otherHeight / (height * otherWidth) - 1) <= kMost;
+    const double way = static_cast<double>(preview.width) * picture.height,
+                 other = static_cast<double>(preview.height) * picture.width;
+    return std::abs(way / other - 1) <= kMost;
 }
-
-}  // namespace
 
 EmbeddedPreview findEmbeddedPreview(const std::string& path, const FileFacts& facts, int longEdge) {
     if (facts.format != FileFormat::jpeg && facts.format != FileFormat::raw) return {};
@@ -30,7 +28,7 @@ EmbeddedPreview findEmbeddedPreview(const std::string& path, const FileFacts& fa
         const Exiv2::PreviewManager manager(*image);
         for (const Exiv2::PreviewProperties& preview : manager.getPreviewProperties()) {  // from small to large
             const auto w = static_cast<int>(preview.width_), h = static_cast<int>(preview.height_);
-            if (preview.mimeType_ != "image/jpeg" || std::max(w, h) < longEdge || !sameShape(w, h, width, height))
+            if (preview.mimeType_ != "image/jpeg" || std::max(w, h) < longEdge || !sameShape({w, h}, {width, height}))
                 continue;
             const Exiv2::PreviewImage found = manager.getPreviewImage(preview);
             return {{found.pData(), found.pData() + found.size()}, std::max(w, h)};

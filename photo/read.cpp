@@ -122,6 +122,11 @@ std::vector<unsigned char> profileOfPreview(const std::string& path, FileFormat 
 std::optional<Photograph> readEmbedded(const std::string& path, const FileFacts& facts, int longEdge,
                                        const ReadOptions& options) {
     try {
+        if (facts.format == FileFormat::heif) {
+            auto decoded = decodeHeifThumbnail(path, facts, longEdge, options);
+            if (!decoded) return std::nullopt;
+            return finished(std::move(*decoded), path, facts.format, options);
+        }
         const EmbeddedPreview preview = findEmbeddedPreview(path, facts, longEdge);
         if (preview.bytes.empty()) return std::nullopt;
         Decoded decoded = decodeJpeg(preview.bytes, path, reductionFor(preview.longSide, longEdge), options);

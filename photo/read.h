@@ -19,8 +19,8 @@ struct ReadOptions {
     std::size_t maxMemory = 0;
     /// At most so many threads; 0 for one a processor.
     int threads = 0;
-    /// Set from any thread, ends the reading with `Error` of kind cancelled; may be null. OpenImageIO decodes HEIF,
-    /// JPEG 2000 and RAW in one piece: there it ends after the piece.
+    /// Set from any thread, ends the reading with `Error` of kind cancelled; may be null. HEIF, JPEG 2000 and RAW
+    /// are decoded in one piece: there it ends after the piece.
     const std::atomic<bool>* cancel = nullptr;
 };
 
@@ -28,9 +28,9 @@ struct ReadOptions {
 ///
 /// - 8-bit values v become 257 v, float values 0..1 become 0..65535; OpenEXR's light is encoded by sRGB's curve.
 /// - RAW files are developed by LibRaw with the camera's white balance, AHD, no automatic brightening, highlights
-/// clipped
-///   where the first channel is full, into 16 bits of ProPhoto RGB.
+///   clipped where the first channel is full, into 16 bits of ProPhoto RGB.
 /// - CMYK is converted by its profile to Display P3; without a profile by a plain formula to sRGB, with a note.
+/// - HEIF and AVIF may name Display P3 by numbers; numbers that are not known become sRGB, with a note.
 /// - JPEG without a profile whose EXIF says Adobe RGB is Adobe RGB; all else without a profile is sRGB.
 /// - Of a file with several pictures the first is read, and a note says so.
 ///
@@ -41,10 +41,10 @@ KESTROVA_PHOTO_EXPORT Photograph readPhotograph(const std::string& path, const R
 /// A small picture of the same photograph, for lists and first views. Its longer side has at least `longEdge` pixels
 /// where the file has as many, and less than twice as many.
 ///
-/// A preview that the camera has put into a JPEG or RAW file is taken where it is large enough and has the shape of the
-/// photograph: of RAW as the camera has developed it, in its own profile or what the camera says; of JPEG where both
-/// are sRGB or the preview has a profile. Else JPEG is decoded at a fraction of its size, all others are read whole and
-/// reduced.
+/// A preview that the camera has put into a JPEG, HEIF or RAW file is taken where it is large enough and has the shape
+/// of the photograph: of RAW as the camera has developed it, in its own profile or what the camera says; of JPEG where
+/// both are sRGB or the preview has a profile. Else JPEG is decoded at a fraction of its size, all others are read
+/// whole and reduced.
 KESTROVA_PHOTO_EXPORT Photograph readPreview(const std::string& path, int longEdge, const ReadOptions& options = {});
 
 }  // namespace kestrova::photo

@@ -85,9 +85,9 @@ cv::Rect grown(const cv::Rect& rectangle, int margin, const cv::Rect& bounds) {
 
 int bendReach(int radius) { return std::max(1, radius / 2); }
 
-CellEnergies cellsOf(cv::Size plane, int cell) {
+CellEnergies cellsOf(cv::Size plane, int cell, int scale) {
     const cv::Size size = Reduced::sizeOf(plane, cell);
-    return {cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1)};
+    return {cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1), cv::Mat(size, CV_32FC1), kAmplitude[scale]};
 }
 
 /// The picture's small detail, tile by tile, and what it leaves: the rest at a reduced size, and how strong the detail
@@ -103,7 +103,7 @@ SmallScale takeSmall(const cv::Mat& Y, DetailFilter filter, int reduction, int e
     SmallScale out;
     out.detail.create(Y.size(), CV_16UC1);
     out.rest.create(Reduced::sizeOf(Y.size(), reduction), CV_32FC1);
-    out.cells = cellsOf(Y.size(), energyCell);
+    out.cells = cellsOf(Y.size(), energyCell, 0);
     const std::vector<cv::Rect> tiles = tilesOf(Y.size());
     steps.parallel(static_cast<int>(tiles.size()), 1.0 / static_cast<double>(tiles.size()), [&](int i) {
         const cv::Rect& tile = tiles[i];
@@ -151,7 +151,7 @@ ReducedScale takeReduced(cv::Mat& rest, int scale, int n, DetailFilter filter, c
     out.model.slope = {model.slope, n};
     out.model.offset = {model.offset, n};
     cv::Mat squares(rest.size(), CV_32FC1);
-    out.cells = cellsOf(rest.size(), out.cell);
+    out.cells = cellsOf(rest.size(), out.cell, scale);
     bendsOf<float>(rest, {cv::Point(), rest.size()}, bendReach(radius), 1, squares);
     reduceFloatsInto(squares, {}, out.cell, out.cells.bends);
     for (int y = 0; y < rest.rows; ++y) {
@@ -221,9 +221,10 @@ std::shared_ptr<const Scales> computeScales(const cv::Mat& luminance, DetailFilt
     const ReducedScale large = takeReduced(rest, 2, largeBy, filter, luminance.size(), steps);
     out->large = large.model;
 
-    out->texture[0] = {measureTexture(small.cells, 0, sourceBits), kSmallCell};
-    out->texture[1] = {measureTexture(medium.cells, 1, sourceBits), medium.cell * mediumBy};
-    out->texture[2] = {measureTexture(large.cells, 2, sourceBits), large.cell * largeBy};
+    const float falloff = measureFalloff(small.cells);
+    out->texture[0] = {measureTexture(small.cells, falloff, 0, sourceBits), kSmallCell};
+    out->texture[1] = {measureTexture(medium.cells, falloff, 1, sourceBits), medium.cell * mediumBy};
+    out->texture[2] = {measureTexture(large.cells, falloff, 2, sourceBits), large.cell * largeBy};
     steps.done(0.3);
     return out;
 }

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdio>
 #include <new>
@@ -36,7 +39,14 @@ int runAll(const std::vector<Task>& tasks, const Options& options, Interruption&
     return report.finish(interruption.code());
 }
 
+/// A file that is opened must not get the number of a stream that the caller has closed: reports would go into it.
+void occupyClosedStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", O_RDWR);
+}
+
 int run(int argc, char** argv) {
+    occupyClosedStreams();
     Interruption interruption;
     int code = kDone;
     const auto options = readOptions(argc, argv, code);

@@ -4,7 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 namespace kestrova::develop {
@@ -22,8 +26,11 @@ const char* nameOf(Outcome::Kind kind) {
     return "";
 }
 
-// Of the whole program so far, in MB.
+// Of the whole program so far, in MB. What getrusage counts begins with the process that started it.
 double peakMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmHWM:", 0) == 0) return std::strtod(line.c_str() + 6, nullptr) * 1024 / 1e6;
     rusage usage{};
     ::getrusage(RUSAGE_SELF, &usage);
     return double(usage.ru_maxrss) * 1024 / 1e6;
@@ -66,9 +73,11 @@ int Report::finish(int interrupted) {
         return interrupted;
     }
     if (m_tasks > 1 && !m_options.quiet && !m_options.json && !m_options.dryRun)
-        std::printf("%zu done, %zu up to date, %zu failed\n", m_done, m_skipped, m_failed);
-    std::fflush(stdout);
-    return m_code;
+        print(std::to_string(m_done) + " done, " + std::to_string(m_skipped) + " up to date, " +
+              std::to_string(m_failed) + " failed");
+    if (m_lost == 0) return m_code;
+    std::fprintf(stderr, "kestrova-develop: standard output: %s\n", std::strerror(m_lost));
+    return std::max<int>(m_code, kFile);
 }
 
 void Report::addLine(const Task& task, const Outcome& outcome) {
@@ -82,8 +91,7 @@ void Report::addLine(const Task& task, const Outcome& outcome) {
     const char* what = outcome.kind == Outcome::Kind::skipped   ? " (up to date)"
                        : outcome.kind == Outcome::Kind::planned ? " (not done)"
                                                                 : "";
-    std::printf("%s -> %s%s\n", task.input.c_str(), task.output.c_str(), what);
-    std::fflush(stdout);
+    print(task.input + " -> " + task.output + what);
 }
 
 void Report::addJson(const Task& task, const Outcome& outcome) {
@@ -99,9 +107,12 @@ void Report::addJson(const Task& task, const Outcome& outcome) {
         line["code"] = static_cast<int>(outcome.code);
     }
     // Names that are not UTF-8 show the character for what is unknown.
-    const std::string text = line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    std::printf("%s\n", text.c_str());
-    std::fflush(stdout);
+    print(line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+void Report::print(const std::string& line) {
+    std::printf("%s\n", line.c_str());
+    if (std::fflush(stdout) != 0 && errno != EPIPE) m_lost = errno;
 }
 
 void Report::draw() {

@@ -8,8 +8,8 @@
 
 namespace kestrova::develop {
 
-/// Tells on standard output and standard error what happens; may be called from several threads. Streams that are
-/// closed are no reason to stop.
+/// Tells on standard output and standard error what happens; may be called from several threads. A pipe that is
+/// closed is no failure; a report that cannot be written for another reason is, once all is done.
 class Report {
 public:
     Report(const Options& options, std::size_t tasks);
@@ -25,6 +25,7 @@ private:
     void clear();
     void addLine(const Task& task, const Outcome& outcome);
     void addJson(const Task& task, const Outcome& outcome);
+    void print(const std::string& line);
 
     const Options& m_options;
     const std::size_t m_tasks;
@@ -34,6 +35,7 @@ private:
     std::size_t m_finished = 0, m_failed = 0, m_skipped = 0, m_done = 0;
     int m_drawn = -1;
     int m_code = kDone;
+    int m_lost = 0;  ///< why lines were lost, an errno
 };
 
 }  // namespace kestrova::develop

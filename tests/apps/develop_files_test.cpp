@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -239,6 +240,45 @@ TEST_F(DevelopFiles, AClosedPipeIsNoDeath) {
     ::close(ends[1]);
     EXPECT_EQ(run.code, 0) << run.err;
     EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
+}
+
+TEST_F(DevelopFiles, PeakMemoryIsTheProgramsAndNotThatOfWhoStartedIt) {
+    const std::string in = make("a.png");
+    const std::vector<char> large(1'000'000'000, 1);
+    const ProgramRun run = runDevelop({in, "-o", scratch / "b.png", "--json"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    const double peak = linesOf(run.out).at(0)["peak_memory_mb"];
+    EXPECT_GT(peak, 20);
+    EXPECT_LT(peak, 800);
+    EXPECT_EQ(large.back(), 1);
+}
+
+TEST_F(DevelopFiles, AReportThatIsLostIsSaidOnceAllIsDone) {
+    make("in/a.png");
+    make("in/b.png");
+    const int full = ::open("/dev/full", O_WRONLY);
+    ASSERT_GE(full, 0);
+    for (const char* json : {"--json", "--dry-run"}) {
+        const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out", "--overwrite", json}, {},
+                                          [&] { ::dup2(full, STDOUT_FILENO); });
+        EXPECT_EQ(run.code, 3);
+        EXPECT_EQ(run.err, "kestrova-develop: standard output: No space left on device\n");
+    }
+    ::close(full);
+    EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
+}
+
+TEST_F(DevelopFiles, ReportsDoNotEndUpInResultsWhereStandardStreamsAreClosed) {
+    for (int i = 0; i < 24; ++i) make("in/" + std::to_string(i) + ".png", 300, 200);
+    const auto closeAll = [] {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::close(stream);
+    };
+    EXPECT_EQ(runDevelop({scratch / "in", "-d", scratch / "a"}).code, 0);
+    EXPECT_EQ(runDevelop({scratch / "in", "-d", scratch / "b", "--jobs", "4", "--threads", "1"}, {}, closeAll).code, 0);
+    for (int i = 0; i < 24; ++i) {
+        const std::string name = "/" + std::to_string(i) + ".png";
+        EXPECT_EQ(bytesOf(scratch / ("a" + name)), bytesOf(scratch / ("b" + name))) << name;
+    }
 }
 
 TEST_F(DevelopFiles, NamesOfAnyBytesWork) {

@@ -4,6 +4,8 @@
 #include <random>
 
 #include "photo/development_state.h"
+#include "photo/noise.h"
+#include "photo/read.h"
 #include "tests/photo/pictures.h"
 
 namespace kestrova::photo {
@@ -12,16 +14,22 @@ namespace {
 constexpr int kSize = 768;
 const cv::Rect kSky(60, 60, 260, 600), kTexture(440, 60, 260, 600);
 
+double towardsCorner(int x, int y) {
+    return (std::pow(x - kSize / 2, 2) + std::pow(y - kSize / 2, 2)) / (kSize * kSize / 2.0);
+}
+
 /// Grey: on the left a plain sky that brightens downwards, on the right the same with texture; noise everywhere, whose
-/// standard deviation is in parts of 255.
-cv::Mat skyAndTexture(double noise, double texture, unsigned seed = 3) {
-    std::mt19937 random(seed);
+/// standard deviation is in parts of 255. It, and the texture, are 1 + falloff times that in the corners.
+cv::Mat skyAndTexture(double noise, double texture, double falloff = 0) {
+    std::mt19937 random(3);
     std::normal_distribution<double> grain(0, noise);
     cv::Mat out(kSize, kSize, CV_16UC4);
     for (int y = 0; y < kSize; ++y)
         for (int x = 0; x < kSize; ++x) {
             const double weave = x < kSize / 2 ? 0 : texture * std::sin(x * 1.9) * std::sin(y * 1.7);
-            const auto v = cv::saturate_cast<ushort>((110 + 50.0 * y / kSize + weave + grain(random)) * 257);
+            const double brightened = 1 + falloff * towardsCorner(x, y);
+            const auto v =
+                cv::saturate_cast<ushort>((110 + 50.0 * y / kSize + brightened * (weave + grain(random))) * 257);
             out.at<cv::Vec4w>(y, x) = cv::Vec4w(v, v, v, 65535);
         }
     return out;
@@ -63,6 +71,65 @@ TEST(Noise, OfAPlainSkyStaysWhereTextureGains) {
             EXPECT_GE(deviation(noisy, kSky) / deviation(in, kSky), 1.4) << "there is something to keep quiet";
             const double before = deviation(in, kTexture);
             EXPECT_GE(deviation(out, kTexture) - before, 0.9 * (deviation(noisy, kTexture) - before)) << noise;
+        }
+}
+
+TEST(Noise, StaysWhereItIsStrongerInTheCorners) {
+    const cv::Rect corners[] = {{0, 0, 130, 130}, {0, 638, 130, 130}}, texture(638, 0, 130, 130);
+    for (double falloff : {0.5, 1.0}) {
+        const cv::Mat in = skyAndTexture(2, 8, falloff), out = rendered16(in, boosted(0.5f));
+        const cv::Mat noisy = renderedWithNoise(photographOf(in), boosted(0.5f));
+        for (const cv::Rect& sky : {corners[0], corners[1], kSky})
+            EXPECT_LE(deviation(out, sky) / deviation(in, sky), 1.15) << falloff << sky;
+        const double before = deviation(in, texture);
+        EXPECT_GE(deviation(out, texture) - before, 0.9 * (deviation(noisy, texture) - before)) << falloff;
+    }
+}
+
+TEST(Noise, FalloffIsFoundAndNotImagined) {
+    // As energies of small cells would be: their noise scatters by some 5 percent.
+    std::mt19937 random(8);
+    std::normal_distribution<double> scatter(1, 0.05);
+    for (double falloff : {0.0, 0.3, 0.7, 1.0})
+        for (bool subject : {false, true}) {
+            CellEnergies cells = {cv::Mat(96, 144, CV_32FC1), cv::Mat(96, 144, CV_32FC1), {}, 0};
+            for (int y = 0; y < 96; ++y)
+                for (int x = 0; x < 144; ++x) {
+                    const double way = (std::pow(x - 71.5, 2) + std::pow(y - 47.5, 2)) / (72 * 72 + 48 * 48);
+                    const double noise = 0.004 * (1 + falloff * way) * scatter(random);
+                    const bool texture = subject && (x / 12 + y / 12) % 2;
+                    cells.detail.at<float>(y, x) = static_cast<float>(std::pow(texture ? 5 * noise : noise, 2));
+                    cells.level.at<float>(y, x) = 0.2f + 0.6f * static_cast<float>(x % 48) / 48;
+                }
+            EXPECT_NEAR(measureFalloff(cells), falloff, 0.1) << subject;
+        }
+    // A picture without noise has none; one of a few cells says nothing.
+    const cv::Mat none = cv::Mat::zeros(96, 144, CV_32FC1), grey(96, 144, CV_32FC1, cv::Scalar(0.5));
+    EXPECT_EQ(measureFalloff({none, grey, {}, 0}), 0);
+    EXPECT_EQ(measureFalloff({none(cv::Rect(0, 0, 3, 2)), grey(cv::Rect(0, 0, 3, 2)), {}, 0}), 0);
+}
+
+TEST(Noise, IsNotBoostedInPatchesWhereItIsUneven) {
+    // Blocks of 24 pixels whose noise is up to half as strong again, as cameras that take some of it away leave it.
+    std::mt19937 random(12);
+    std::uniform_real_distribution<double> strength(1, 1.5);
+    const cv::Mat even = skyAndTexture(2, 0);
+    cv::Mat in = even.clone();
+    for (int by = 0; by < kSize; by += 24)
+        for (int bx = 0; bx < kSize; bx += 24) {
+            const double factor = strength(random);
+            for (int y = by; y < by + 24; ++y)
+                for (int x = bx; x < bx + 24; ++x) {
+                    const double plain = (110 + 50.0 * y / kSize) * 257;
+                    const auto v = cv::saturate_cast<ushort>(plain + factor * (even.at<cv::Vec4w>(y, x)[1] - plain));
+                    in.at<cv::Vec4w>(y, x) = cv::Vec4w(v, v, v, 65535);
+                }
+        }
+    const cv::Mat out = rendered16(in, boosted(0.6f, 0.6f));
+    for (int y = 0; y < kSize; y += 48)
+        for (int x = 0; x < kSize; x += 48) {
+            const cv::Rect block(x, y, 48, 48);
+            EXPECT_LE(deviation(out, block) / deviation(in, block), 1.15) << block;
         }
 }
 
@@ -143,6 +210,41 @@ TEST(Noise, OfColourGoesAndColoursStay) {
     EXPECT_NEAR(chroma(out, {309, 50, 6, 300})[0], chroma(in, red)[0], 8);
 }
 
+/// How crisp a part is: the root mean square of neighbours' differences.
+double crispness(const cv::Mat& m, const cv::Rect& where) {
+    double squares = 0;
+    for (int y = where.y; y < where.y + where.height; ++y)
+        for (int x = where.x; x < where.x + where.width; ++x)
+            squares += std::pow(m.at<cv::Vec4w>(y, x)[1] - m.at<cv::Vec4w>(y, x + 1)[1], 2);
+    return std::sqrt(squares / where.area());
+}
+
+TEST(Noise, OfABundledPhotographsMeadowStaysAndItsFlowerGains) {
+    const Photograph photograph = readPhotograph(KESTROVA_PHOTOS "/dandelion_5312x2988.jpg");
+    Development development(photograph);
+    development.set(boosted(0.6f));
+    // Out of focus, in the middle and at the sides, where the camera's noise is half as strong again.
+    for (const cv::Rect& meadow :
+         {cv::Rect(240, 500, 400, 600), cv::Rect(2600, 1000, 500, 600), cv::Rect(4600, 2500, 512, 320)}) {
+        const cv::Mat out = rendered16(development, meadow);
+        int boosted = 0, blocks = 0;
+        for (int y = 0; y + 32 <= meadow.height; y += 32)
+            for (int x = 0; x + 32 < meadow.width; x += 32, ++blocks) {
+                const cv::Rect block(x, y, 31, 32);
+                boosted += crispness(out, block) > 1.15 * crispness(photograph.pixels, block + meadow.tl());
+            }
+        EXPECT_LE(boosted, 0.02 * blocks) << meadow;
+    }
+    const cv::Rect flower(1000, 500, 1000, 700), inside(0, 0, 999, 700);
+    const cv::Mat out = rendered16(development, flower);
+    for (const Reduced& texture : development.m_state->prepared.scales->texture) cv::Mat(texture.plane).setTo(1);
+    development.m_state->kept.clear();
+    const cv::Mat noisy = rendered16(development, flower);
+    const double before = crispness(photograph.pixels(flower), inside);
+    EXPECT_GE(crispness(out, inside) - before, 0.95 * (crispness(noisy, inside) - before));
+    EXPECT_GT(crispness(noisy, inside), 1.2 * before);
+}
+
 TEST(Noise, OfABundledPhotographsSkyStays) {
     const Photograph photograph = bundled("dandelion_768x512");
     // The evenest of its parts.
@@ -159,17 +261,10 @@ TEST(Noise, OfABundledPhotographsSkyStays) {
     development.set(boosted(0.5f));
     const cv::Mat out = rendered16(development);
     EXPECT_LE(deviation(out, plain) / deviation(photograph.pixels, plain), 1.15) << plain;
-    // What the flower's hairs gain, as the root mean square of neighbours' differences.
-    const auto crispness = [](const cv::Mat& m) {
-        double squares = 0;
-        for (int y = 90; y < 210; ++y)
-            for (int x = 170; x < 290; ++x)
-                squares += std::pow(m.at<cv::Vec4w>(y, x)[1] - m.at<cv::Vec4w>(y, x + 1)[1], 2);
-        return std::sqrt(squares);
-    };
-    const double before = crispness(photograph.pixels);
-    const double gain = crispness(out) - before,
-                 most = crispness(renderedWithNoise(photograph, boosted(0.5f))) - before;
+    const cv::Rect hairs(170, 90, 120, 120);
+    const double before = crispness(photograph.pixels, hairs);
+    const double gain = crispness(out, hairs) - before,
+                 most = crispness(renderedWithNoise(photograph, boosted(0.5f)), hairs) - before;
     EXPECT_GE(gain, 0.9 * most);
     EXPECT_GT(most, 0.1 * before);
 }

@@ -87,4 +87,40 @@ cv::Vec2d meanAndDeviation(const cv::Mat& pixels, const cv::Rect& where, int cha
     return {mean, std::sqrt(std::max(0.0, squares / n - mean * mean))};
 }
 
+Settings lively() {
+    Settings settings;
+    settings.small = allZones(0.4f);
+    settings.medium = {{0.3f, 0.1f}, {-0.2f, 0}, {0.2f, -0.2f}};
+    settings.large = allZones(0.2f);
+    settings.light.shadows = 0.4f;
+    settings.light.brightness = 0.2f;
+    settings.mix.red = 0.2f;
+    settings.colour.vibrance = 0.4f;
+    settings.colour.temperature = -0.2f;
+    settings.noise.luminance = 0.3f;
+    settings.noise.colour = 0.5f;
+    return settings;
+}
+
+Stroke strokeAcross(double tolerance) {
+    Stroke stroke;
+    stroke.points = {{0.2, 0.3}, {0.7, 0.6}};
+    stroke.radius = 0.1;
+    stroke.tolerance = tolerance;
+    return stroke;
+}
+
+Settings withLayers() {
+    Settings settings = lively();
+    Layer light, colour;
+    light.adjustments.light.brightness = -0.5f;
+    light.mask.strokes = {strokeAcross()};
+    colour.adjustments.colour.saturation = -1;
+    colour.adjustments.small = allZones(-0.5f);
+    colour.mask.strokes = {strokeAcross(0.5)};
+    colour.mask.inverted = true;
+    settings.layers = {light, colour};
+    return settings;
+}
+
 }  // namespace kestrova::photo

@@ -30,6 +30,13 @@ inline Scale allZones(float strength, float threshold = 0) {
     return {detail, detail, detail};
 }
 
+/// Every stage at work.
+Settings lively();
+/// From the left to the lower right.
+Stroke strokeAcross(double tolerance = 0);
+/// `lively` with two layers under masks.
+Settings withLayers();
+
 inline cv::Mat rendered16(Development& development, const cv::Rect& view, int step = 1) {
     Development::Output output;
     output.bits = 16;

@@ -87,14 +87,14 @@ private:
 }  // namespace
 
 void DomainTransformFilter::Workspace::makeTables(float sigmaS, float ratio) {
-    std::vector<float> distances(kSums), scaled(kSums);
+    std::vector<float> distances(kSums);
     for (int sum = 0; sum < kSums; ++sum) distances[sum] = static_cast<float>(sum);
     distanceRow(distances.data(), ratio, kSums);
     const std::array<float, 3> widths = recursiveWidths(sigmaS);
     WeightTables weights;
     for (std::size_t i = 0; i < weights.size(); ++i) {
         weights[i].resize(kSums);
-        expRow(distances.data(), weightFactor(widths[i]), scaled.data(), weights[i].data(), kSums);
+        weightRow(distances.data(), weightFactor(widths[i]), weights[i].data(), kSums);
     }
     tables = std::move(weights);
 }

@@ -1,10 +1,9 @@
 #include "kestrova/detail/domain_transform_passes.h"
 
-#include <opencv2/core/hal/hal.hpp>
-
 #include <cmath>
 
 #include "kestrova/frame/kernel.h"
+#include "kestrova/rows/exponential.h"
 
 namespace kestrova::detail::domain_transform {
 
@@ -24,13 +23,9 @@ KESTROVA_KERNEL void distanceRow(float* sum, float ratio, int n) noexcept {
     for (int x = 0; x < n; ++x) sum[x] = 1.0f + ratio * sum[x];
 }
 
-KESTROVA_KERNEL static void scaleRow(const float* in, float factor, float* out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = in[x] * factor;
-}
-
-void expRow(const float* distances, float factor, float* scratch, float* weights, int n) noexcept {
-    scaleRow(distances, factor, scratch, n);
-    cv::hal::exp32f(scratch, weights, n);
+KESTROVA_KERNEL void weightRow(const float* distances, float factor, float* weights, int n) noexcept {
+    KESTROVA_INDEPENDENT
+    for (int x = 0; x < n; ++x) weights[x] = rows::exponential(factor * distances[x]);
 }
 
 namespace {

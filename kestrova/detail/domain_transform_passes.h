@@ -27,8 +27,8 @@ float weightFactor(float sigma);
 /// sum[x] becomes the distance 1 + ratio * sum[x].
 void distanceRow(float* sum, float ratio, int n) noexcept;
 
-/// weights[x] = exp(factor * distances[x]); `scratch` is as long as `weights` and apart from it.
-void expRow(const float* distances, float factor, float* scratch, float* weights, int n) noexcept;
+/// weights[x] = e^(factor * distances[x])
+void weightRow(const float* distances, float factor, float* weights, int n) noexcept;
 
 /// Rows whose chains of dependent steps run side by side. A megapixel of two channels takes 1.6 ms, with two rows 2.8
 /// ms; eight run out of registers (1.9 ms).
@@ -45,8 +45,8 @@ void drawRow(const float* neighbours, float* pixels, const float* weights, int n
 struct DistanceWeights {
     const cv::Mat& distances;
     float factor;
-    void fill(int y, int x, int n, float* scratch, float* weights) const noexcept {
-        expRow(distances.ptr<float>(y) + x, factor, scratch, weights, n);
+    void fill(int y, int x, int n, float* weights) const noexcept {
+        weightRow(distances.ptr<float>(y) + x, factor, weights, n);
     }
 };
 
@@ -54,24 +54,18 @@ struct DistanceWeights {
 template <class Weights>
 void passRows(cv::Mat& image, const Weights& weights) {
     const int cols = image.cols, channels = image.channels();
-    struct Scratch {
-        std::vector<float> spare, weights;
-    };
-    const auto scratchRows = [cols] {
-        const auto n = static_cast<std::size_t>(cols);
-        return Scratch{std::vector<float>(n), std::vector<float>(kRowsAtOnce * n)};
-    };
-    frame::forEachStrip(
-        frame::Strips(image.rows, frame::workOf(cols, 4 * channels), kRowsAtOnce), scratchRows,
-        [&](int begin, int end, Scratch& scratch) noexcept {
-            float* const w = scratch.weights.data();
-            for (int y = begin; y < end; y += kRowsAtOnce) {
-                const int rows = std::min(kRowsAtOnce, end - y);
-                for (int r = 0; r < rows; ++r)
-                    weights.fill(y + r, 0, cols, scratch.spare.data(), w + static_cast<std::ptrdiff_t>(r) * cols);
-                passAlongRows(image.ptr<float>(y), static_cast<std::ptrdiff_t>(image.step1()), rows, cols, channels, w);
-            }
-        });
+    const auto weightRows = [cols] { return std::vector<float>(kRowsAtOnce * static_cast<std::size_t>(cols)); };
+    frame::forEachStrip(frame::Strips(image.rows, frame::workOf(cols, 4 * channels), kRowsAtOnce), weightRows,
+                        [&](int begin, int end, std::vector<float>& rowsOfWeights) noexcept {
+                            float* const w = rowsOfWeights.data();
+                            for (int y = begin; y < end; y += kRowsAtOnce) {
+                                const int rows = std::min(kRowsAtOnce, end - y);
+                                for (int r = 0; r < rows; ++r)
+                                    weights.fill(y + r, 0, cols, w + static_cast<std::ptrdiff_t>(r) * cols);
+                                passAlongRows(image.ptr<float>(y), static_cast<std::ptrdiff_t>(image.step1()), rows,
+                                              cols, channels, w);
+                            }
+                        });
 }
 
 /// The same pass along the columns: down and up the image as it lies, many columns at once. `V` keeps the weights of
@@ -82,15 +76,12 @@ void passColumns(cv::Mat& image, const Weights& weights, cv::Mat& V) {
     const int rows = image.rows, channels = image.channels();
     V.create(image.size(), CV_32FC1);
     const auto columns = frame::Strips::onePerThread(image.cols, frame::workOf(rows, 4 * channels), kGroup);
-    const auto spareRow = [&](int strip) {
-        return std::vector<float>(static_cast<std::size_t>(columns.end(strip) - columns.first(strip)));
-    };
-    frame::forEachStrip(columns, spareRow, [&](int begin, int end, std::vector<float>& spare) noexcept {
+    frame::forEachStrip(columns, [&](int begin, int end) noexcept {
         const int n = end - begin;
         const auto pixels = [&](int y) { return image.ptr<float>(y) + static_cast<std::ptrdiff_t>(begin) * channels; };
         const auto v = [&](int y) { return V.ptr<float>(y) + begin; };
         for (int y = 1; y < rows; ++y) {
-            weights.fill(y, begin, n, spare.data(), v(y));
+            weights.fill(y, begin, n, v(y));
             drawRow(pixels(y - 1), pixels(y), v(y), n, channels);
         }
         for (int y = rows - 2; y >= 0; --y) drawRow(pixels(y + 1), pixels(y), v(y + 1), n, channels);

@@ -6,6 +6,7 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
+#include "kestrova/rows/prefetch.h"
 
 namespace kestrova::detail::domain_transform {
 
@@ -100,11 +101,6 @@ void putSums(const int* sums, SumsOfLines& to, std::ptrdiff_t line) noexcept {
     if (takeLows(sums, to.lows.row(0) + line * kLanes) >> 16 == 0) return;
     for (int y = 0; y < kLanes; ++y)
         for (int x = 0; x < kLanes; ++x) highs[y] |= static_cast<std::uint32_t>(sums[y * kLanes + x] >> 16) << x;
-}
-
-// Asks for memory that will be needed soon: the processor does not look beyond a page of 4 KB.
-void prefetch(const void* at, std::size_t bytes) noexcept {
-    for (std::size_t i = 0; i < bytes; i += 64) __builtin_prefetch(static_cast<const char*>(at) + i);
 }
 
 // There and back over `count` lines. `begin(x)` is called before the 32 lines from x on are read on the way there,
@@ -253,7 +249,7 @@ void PairSmoothing::passAlongRows(int band, bool bMeasured, const float* table, 
     };
     const auto takeTile = [&](int x) noexcept {
         if (bMeasured) return;
-        prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTile * sizeof(float));
+        rows::prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTile * sizeof(float));
         transposeTile(tile(x / kLanes, band), lines + std::ptrdiff_t{x} * kLine);
     };
     const auto putTile = [&](int x) noexcept {
@@ -277,7 +273,7 @@ void PairSmoothing::passAlongColumns(int column, const PlacedBlock* out, const f
                 putRow(*out, p, y + r, column * kLanes, rounded + r * kLine + static_cast<int>(p) * kLanes);
     };
     const auto takeLines = [&](int y) noexcept {
-        prefetch(lines + std::ptrdiff_t{y + kLanes} * kLine, kTile * sizeof(float));
+        rows::prefetch(lines + std::ptrdiff_t{y + kLanes} * kLine, kTile * sizeof(float));
     };
     pass(lines, m_sumY, column * m_lines, m_size.height, table, scratch.m_weights.row(0), takeLines, putRows);
 }

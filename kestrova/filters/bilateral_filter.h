@@ -15,7 +15,8 @@ class TProgress;  // kestrova/frame/tprogress.h
 /// J. Chen, S. Paris, F. Durand, "Real-time Edge-Aware Image Processing with the Bilateral Grid", SIGGRAPH 2007; the
 /// blur is the recursive Gaussian of L. Alvarez and L. Mazorra, "Signal and Image Restoration Using Shock Filters and
 /// Anisotropic Diffusion", SIAM Journal on Numerical Analysis 31 (1994), with a sigma of 0.85 cells. Unlike the paper,
-/// pixels are read back half a cell lower along the guide's axis than they were put in; this is intentional.
+/// pixels are read back half a cell lower along the guide's axis than they were put in; this is intentional. Positions
+/// along that axis are what OpenCV's `convertTo` gives without fused operations, on every processor.
 ///
 ///     BilateralFilter filter;
 ///     filter.proc(cv::Mat(), luminance, 16, 6000, nullptr);    // CV_16UC1, guided by itself, in place

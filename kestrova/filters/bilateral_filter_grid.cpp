@@ -6,11 +6,13 @@
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
+#include "kestrova/filters/guide_depths.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/copy.h"
 
+using namespace kestrova::filters;
 using namespace kestrova::frame;
 
 // The way into the grid: sums of pixels for each cell.
@@ -106,17 +108,16 @@ struct Cells {
     float *weights, *values;  ///< of the first cell that takes pixels
     std::ptrdiff_t rowCells;  ///< from a row of cells to the next
     int gridZ;
-    int sampling;        ///< pixels per cell
-    double alpha, beta;  ///< the depth of a guide value v is alpha v + beta
-    bool exact;          ///< sums of a cell may be taken in any order
-    bool overrun;        ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
+    int sampling;  ///< pixels per cell
+    bool exact;    ///< sums of a cell may be taken in any order
+    bool overrun;  ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
 };
 
 /// Adds the pixels of bands, rows of cells, to the grids. One object serves one thread.
 template <class Pixel>
 class BandAdder {
 public:
-    BandAdder(const cv::Mat& plane, const cv::Mat& guide, const Cells& cells)
+    BandAdder(const cv::Mat& plane, const GuideDepths& guide, const Cells& cells)
         : m_plane(plane), m_guide(guide), m_cells(cells) {
         const int wholeCells = cells.sampling * std::max(kColsAtOnce / cells.sampling, 1);
         m_depths.create(std::min({kRowsAtOnce, cells.sampling, plane.rows}),
@@ -132,12 +133,11 @@ public:
 
 private:
     void addTile(const cv::Rect& tile) noexcept {
-        cv::Mat depths = m_depths(cv::Rect({}, tile.size()));
-        m_guide(tile).convertTo(depths, CV_8U, m_cells.alpha, m_cells.beta);
+        for (int y = 0; y < tile.height; ++y) m_guide.nearest(tile.y + y, tile.x, tile.width, m_depths.ptr<uchar>(y));
         const Pixels<Pixel> pixels{m_plane.ptr<Pixel>(tile.y) + tile.x,
                                    m_plane.step1(),
-                                   depths.ptr<uchar>(0),
-                                   depths.step1(),
+                                   m_depths.ptr<uchar>(0),
+                                   m_depths.step1(),
                                    tile.width,
                                    tile.height};
         const std::ptrdiff_t cell = tile.y / m_cells.sampling * m_cells.rowCells +
@@ -163,7 +163,8 @@ private:
         }
     }
 
-    const cv::Mat &m_plane, &m_guide;
+    const cv::Mat& m_plane;
+    const GuideDepths& m_guide;
     const Cells& m_cells;
     cv::Mat m_depths;  ///< of a tile
     CellSums m_sums;
@@ -205,12 +206,12 @@ void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const bool exact = largestSum <= kExactSums && !overrun;
     const int pad = m_padXY + 1;
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const Cells cells{
-        gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, alpha, beta, exact, overrun};
+    const Cells cells{gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, exact, overrun};
 
     const long long perBand = static_cast<long long>(m_width) * std::min(m_sampling, m_height);
     const Strips strips(m_gridH - 2 * pad, static_cast<int>(std::min<long long>(perBand, INT_MAX)));
-    const auto makeAdder = [&] { return BandAdder<Pixel>(plane, guide, cells); };
+    const GuideDepths depths(guide, alpha, beta);
+    const auto makeAdder = [&] { return BandAdder<Pixel>(plane, depths, cells); };
     forEachStrip(strips, makeAdder, [](int first, int end, BandAdder<Pixel>& adder) noexcept {
         for (int band = first; band < end; ++band) adder.add(band);
     });

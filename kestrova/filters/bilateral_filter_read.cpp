@@ -5,11 +5,13 @@
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
+#include "kestrova/filters/guide_depths.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/saturate.h"
 
+using namespace kestrova::filters;
 using namespace kestrova::frame;
 
 // The way out of the grid: trilinear interpolation. For two rows of the grid at a time, the value of a cell is put side
@@ -128,8 +130,7 @@ struct Values {
     const float* values;
     int gridW, gridH, gridZ;
     int pad;
-    int sampling;        ///< pixels per cell
-    double alpha, beta;  ///< a guide value v stands at alpha v + beta along z
+    int sampling;  ///< pixels per cell
 
     std::ptrdiff_t rowCells() const { return static_cast<std::ptrdiff_t>(gridW) * gridZ; }
 };
@@ -159,19 +160,18 @@ struct Columns {
 template <class Pixel>
 class RowReader {
 public:
-    RowReader(const Values& grid, const Columns& columns, const cv::Mat& guide)
+    RowReader(const Values& grid, const Columns& columns, const GuideDepths& depths, int width)
         : m_grid(grid),
           m_columns(columns),
-          m_guide(guide),
-          m_depths(1, guide.cols, CV_32F),
+          m_depths(depths),
+          m_width(width),
           m_corners(kCorner * static_cast<std::size_t>(grid.rowCells())) {}
 
     void read(int y, Pixel* out) noexcept {
         const Position position(y, m_grid.sampling, m_grid.pad, m_grid.gridH);
         gatherRow(position.cell);
-        m_guide.row(y).convertTo(m_depths, CV_32F, m_grid.alpha, m_grid.beta);
-        for (int x = 0; x < m_guide.cols; x += kBlock)
-            readBlock(x, std::min(kBlock, m_guide.cols - x), position.fraction, out + x);
+        for (int x = 0; x < m_width; x += kBlock)
+            readBlock(y, x, std::min(kBlock, m_width - x), position.fraction, out + x);
     }
 
 private:
@@ -182,12 +182,13 @@ private:
         gatherCorners(upper, upper + m_grid.rowCells(), m_grid.gridZ, m_grid.rowCells(), m_corners.data());
     }
 
-    void readBlock(int x, int n, float fy, Pixel* out) noexcept {
+    void readBlock(int y, int x, int n, float fy, Pixel* out) noexcept {
         alignas(64) int at[kBlock];
-        alignas(64) float fz[kBlock], values[kBlock];
+        alignas(64) float depths[kBlock], fz[kBlock], values[kBlock];
         const auto first = static_cast<std::size_t>(x);
         const int whole = inWholeVectors(n);
-        splitDepths(m_depths.ptr<float>(0) + x, &m_columns.corners[first], n, at, fz);
+        m_depths.exact(y, x, n, depths);
+        splitDepths(depths, &m_columns.corners[first], n, at, fz);
         std::fill(at + n, at + whole, 0);
         std::fill(fz + n, fz + whole, 0.0f);
         interpolate(m_corners.data() + m_columns.firstCorners[first / kBlock], at, &m_columns.fractions[first], fy, fz,
@@ -197,8 +198,8 @@ private:
 
     const Values& m_grid;
     const Columns& m_columns;
-    const cv::Mat& m_guide;
-    cv::Mat m_depths;              ///< where the pixels of a row stand along z
+    const GuideDepths& m_depths;
+    int m_width;
     std::vector<float> m_corners;  ///< of two rows of cells
     int m_gathered = -1;           ///< the upper one of them
 };
@@ -216,9 +217,10 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
 template <class Pixel>
 void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const double alpha = 1.0 / m_range, beta = m_padZ + 0.5 - m_min * alpha;
-    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, m_padXY, m_sampling, alpha, beta};
+    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, m_padXY, m_sampling};
     const Columns columns(grid, m_width);
-    const auto makeReader = [&] { return RowReader<Pixel>(grid, columns, guide); };
+    const GuideDepths depths(guide, alpha, beta);
+    const auto makeReader = [&] { return RowReader<Pixel>(grid, columns, depths, m_width); };
     forEachStrip(Strips(m_height, workOf(m_width, 4)), makeReader,
                  [&](int first, int end, RowReader<Pixel>& reader) noexcept {
                      for (int y = first; y < end; ++y) reader.read(y, plane.ptr<Pixel>(y));

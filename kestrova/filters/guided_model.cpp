@@ -10,6 +10,7 @@
 #include "kestrova/rows/box_columns.h"
 #include "kestrova/rows/box_means.h"
 #include "kestrova/rows/box_moments.h"
+#include "kestrova/rows/prefetch.h"
 #include "kestrova/rows/scratch.h"
 
 namespace kestrova::filters {
@@ -143,7 +144,7 @@ public:
                 const int row = m_down.inPlane(y + i);
                 return ValueRow{row < y ? kept(row) : plane.ptr<float>(row, x)};
             };
-            prefetchRow(rowAt(m_down.side()).values, n);
+            prefetch(rowAt(m_down.side()).values, static_cast<std::size_t>(n) * sizeof(float));
             float* const row = plane.ptr<float>(y, x);
             meansDown(m_sums, rowAt, m_down.side(), y % GuidedFit::blockRows(m_down.r) == 0, m_out.row(0), n);
             std::copy_n(row, n, kept(y));

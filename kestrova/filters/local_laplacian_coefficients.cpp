@@ -120,7 +120,7 @@ void sumDown(const StoredPlane<K>& plane, int y, int first, int n, int* sums) no
 template <int K>
 cv::Mat lastRowOf(const StoredPlane<K>& plane, int outRows, int outCols) {
     if (outRows % 2 == 0 || outRows == 1) return {};
-    return lastRowByOpenCV(cv::Mat(2, plane.cols, CV_16UC(K), plane.at(plane.rows - 2)), {outCols, 3});
+    return lastOddRow(cv::Mat(2, plane.cols, CV_16UC(K), plane.at(plane.rows - 2)), {outCols, 3});
 }
 
 template <class References, class Plane>

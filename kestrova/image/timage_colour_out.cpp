@@ -13,6 +13,7 @@
 #include "kestrova/image/timage.h"
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/image/ydrdb.h"
+#include "kestrova/rows/prefetch.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
@@ -155,11 +156,16 @@ using Bgra8 = Packed8<16, 0>;
 template <class Format>
 KESTROVA_KERNEL void colourRow(const ushort* __restrict y, TapRows c0, TapRows c1, TapRows m,
                                typename Format::Element* __restrict out, int n) noexcept {
-    KESTROVA_INDEPENDENT
-    for (std::ptrdiff_t x = 0; x < n; ++x) {
+    constexpr std::size_t kPixelBytes = 4 * sizeof(typename Format::Element);
+    constexpr std::ptrdiff_t kAhead = 1024;
+    const auto ask = [&](std::ptrdiff_t x) {
+        prefetch(y + x + kAhead, kAskedAtOnce * sizeof *y);
+        prefetchToWrite(out + 4 * (x + kAhead), kAskedAtOnce * kPixelBytes);
+    };
+    forEachAsking(n, ask, [&](std::ptrdiff_t x) {
         const Pixel p = colourOf(y[x], enlargedPixel(c0, x), enlargedPixel(c1, x), enlargedPixel(m, x));
         Format::put(p, out, x);
-    }
+    });
 }
 
 void checkSizes(const TImage& y, const TImage& c, const TImage& m, const TSize& out) {

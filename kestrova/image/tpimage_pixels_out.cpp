@@ -16,6 +16,7 @@
 #include "kestrova/image/tpimage_planes.h"
 #include "kestrova/image/ydrdb.h"
 #include "kestrova/rows/chroma_rows.h"
+#include "kestrova/rows/prefetch.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
@@ -30,10 +31,17 @@ namespace {
 // Green from what red and blue leave of luminance.
 inline ushort greenOf(float rest) { return clamp16(nearest(static_cast<double>(rest) * kGreenBack)); }
 
-// Planes of R, G, B in 16 bits. Red or blue is the difference's own plane where a conversion runs in place.
-struct Planes16 {
+// Planes of R, G, B.
+struct Planes {
     ushort *r, *g, *b;
 
+    void prefetch(std::ptrdiff_t x, std::size_t n) const noexcept {
+        for (ushort* plane : {r, g, b}) prefetchToWrite(plane + x, n * sizeof(ushort));
+    }
+};
+
+// 16 bits. Red or blue is the difference's own plane where a conversion runs in place.
+struct Planes16 : Planes {
     void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
         const int red = clamp16(y + 2 * (dr - kZero16)), blue = clamp16(y + 2 * (db - kZero16));
         r[x] = static_cast<ushort>(red);
@@ -43,9 +51,7 @@ struct Planes16 {
 };
 
 // The same in 15 bits.
-struct Planes15 {
-    ushort *r, *g, *b;
-
+struct Planes15 : Planes {
     void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
         const int luminance = y >> 1;
         const int red = clamp16(dr - kZero16 + luminance), blue = clamp16(db - kZero16 + luminance);
@@ -68,28 +74,31 @@ KESTROVA_KERNEL void rgbRow8(const ushort* y, const ushort* dr, const ushort* db
     }
 }
 
-// The byte that v / 256 rounds to, in the low bits of a word whose next 16 bits are 0; v within +-2^22. Where the last
-// bit of a float is worth 256 the adder rounds, to even as it should; what is below 0 falls below the zero.
+// The byte that v / 128 rounds to, in the low bits of a word whose next 15 bits are 0; v within +-2^21. Where the last
+// bit of a float is worth 128 the adder rounds, to even as it should; what is below 0 falls below the zero.
 inline std::uint32_t roundedByte(float v) {
-    constexpr int kZeroBits = 0x4f000000;
-    const float sum = v + 0x1p31f;
+    constexpr int kZeroBits = 0x4e800000;
+    const float sum = v + 0x1p30f;
     int bits;
     std::memcpy(&bits, &sum, sizeof bits);
     return static_cast<std::uint32_t>(clampInt(bits, kZeroBits, kZeroBits + 255));
 }
 
-// Bytes of B, G, R, A.
+// Bytes of B, G, R, A. All is worked out at half scale, where red is the sum of two conversions. Scaling by a power of
+// two changes no rounding.
 struct PackedBytes {
     uchar* bgra;
 
+    void prefetch(std::ptrdiff_t x, std::size_t n) const noexcept { prefetchToWrite(bgra + 4 * x, 4 * n); }
+
     void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
-        const float luminance = static_cast<float>(y);
-        const float red = static_cast<float>(y + 2 * (dr - kZero16));
-        const float blue = static_cast<float>(y + 2 * (db - kZero16));
+        const float luminance = static_cast<float>(y) * 0.5f, zero = luminance - static_cast<float>(kZero16);
+        const float red = static_cast<float>(dr) + zero, blue = static_cast<float>(db) + zero;
         float t = luminance - red * kRed;
         t = t - blue * kBlue;
         t = t * kGreenBackFloat;
-        const std::uint32_t pixel = 0xff000000u | roundedByte(red) << 16 | roundedByte(t) << 8 | roundedByte(blue);
+        const std::uint32_t pixel =
+            0xff000000u | roundedByte(red) << 16 | roundedByte(t) << 8 | (roundedByte(blue) & 255u);
         std::memcpy(bgra + 4 * x, &pixel, sizeof pixel);
     }
 };
@@ -100,14 +109,26 @@ KESTROVA_KERNEL void convertRow(const ushort* y, const ushort* dr, const ushort*
     for (std::ptrdiff_t x = 0; x < n; ++x) out.put(x, y[x], dr[x], db[x]);
 }
 
+// How far ahead of a row's conversion its output is asked for, in pixels.
+constexpr std::ptrdiff_t kAhead = 2048;
+
+// Where the rows lie that the conversion of a later row reads first.
+struct NextRows {
+    const ushort *y, *chroma;
+};
+
 template <class Out>
-KESTROVA_KERNEL void convertHalves(const ushort* y, ChromaRows::Halves dr, ChromaRows::Halves db, Out out,
-                                   int pairs) noexcept {
-    KESTROVA_INDEPENDENT
-    for (std::ptrdiff_t j = 0; j < pairs; ++j) {
+KESTROVA_KERNEL void convertHalves(const ushort* y, ChromaRows::Halves dr, ChromaRows::Halves db, Out out, int pairs,
+                                   NextRows next) noexcept {
+    const auto ask = [&](std::ptrdiff_t j) {
+        out.prefetch(2 * j + kAhead, 2 * kAskedAtOnce);
+        prefetch(next.y + 2 * j, 2 * kAskedAtOnce * sizeof(ushort));
+        prefetch(next.chroma + j, kAskedAtOnce * sizeof(ushort));
+    };
+    forEachAsking(pairs, ask, [&](std::ptrdiff_t j) {
         out.put(2 * j, y[2 * j], dr.even[j], db.even[j]);
         out.put(2 * j + 1, y[2 * j + 1], dr.odd[j], db.odd[j]);
-    }
+    });
 }
 
 // Every other pixel of a row, the reduction of luminance by 2; a column that an odd width adds repeats the one before.
@@ -117,7 +138,7 @@ KESTROVA_KERNEL void everyOther(const ushort* y, ushort* __restrict half, int n)
 
 template <class Out>
 void planesRow(const ushort* y, const ushort* dr, const ushort* db, ushort* r, ushort* g, ushort* b, int n) noexcept {
-    convertRow(y, dr, db, Out{r, g, b}, n);
+    convertRow(y, dr, db, Out{{r, g, b}}, n);
 }
 
 // Plane to plane at the size of Y.
@@ -144,7 +165,7 @@ void convertPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::M
 class EnlargedChroma {
 public:
     EnlargedChroma(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db)
-        : m_rows(Y, {Dr, Db}), m_Y(Y), m_dr(static_cast<std::size_t>(Y.cols)), m_db(m_dr) {}
+        : m_rows(Y, {Dr, Db}), m_Y(Y), m_low{Dr, Db}, m_dr(static_cast<std::size_t>(Y.cols)), m_db(m_dr) {}
 
     // The first `width` pixels of row `r`.
     template <class Out>
@@ -159,7 +180,7 @@ public:
         m_rows.computeHalves(r, halves);
         const auto [dr, db] = halves;
         const int pairs = width / 2, last = width - 1;
-        convertHalves(y, dr, db, out, pairs);
+        convertHalves(y, dr, db, out, pairs, nextRows(r));
         if (width % 2 == 1) out.put(last, y[last], dr.even[pairs], db.even[pairs]);
         // The side columns take the chroma of their inner neighbours.
         out.put(0, y[0], dr.odd[0], db.odd[0]);
@@ -169,8 +190,14 @@ public:
     }
 
 private:
+    // Every second row reads two rows further of luminance, and one of each chroma plane: half of them for each row.
+    NextRows nextRows(int r) const noexcept {
+        const cv::Mat& low = m_low[r % 2];
+        return {m_Y.ptr<ushort>(std::min(r + 3, m_Y.rows - 1)), low.ptr<ushort>(std::min(r / 2 + 2, low.rows - 1))};
+    }
+
     ChromaRows m_rows;
-    cv::Mat m_Y;
+    cv::Mat m_Y, m_low[2];
     std::vector<ushort> m_dr, m_db;
 };
 
@@ -196,7 +223,7 @@ void convertToPlanes(const TPImage& image, unsigned short* const planes[3], int 
     orFailWithoutMemory("ERROR - TPImage::convertTopRGB - not enough memory", [&] {
         convertEnlarged(image.m_Y, image.m_Dr, image.m_Db, image.height(), image.width(), [=](int r) noexcept {
             const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(r) * (step / 2);
-            return Out{planes[0] + at, planes[1] + at, planes[2] + at};
+            return Out{{planes[0] + at, planes[1] + at, planes[2] + at}};
         });
     });
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 #include "kestrova/frame/failure.h"
@@ -71,6 +72,14 @@ void extendBeyond(cv::Mat& out, std::int64_t filledCols) {
 
 constexpr int kReducingMargin = 1024;
 
+void pyramidStepUp(const cv::Mat& in, cv::Mat& out) {
+    if (PyramidRows::fit(in, out)) return PyramidRows::enlarge(in, out);
+    const bool bLastRow = out.rows % 2 == 1 && in.depth() <= CV_16S && std::abs(out.rows - 2 * in.rows) == 1;
+    const cv::Mat lastRow = bLastRow ? lastOddRow(in, out.size()) : cv::Mat();
+    cv::pyrUp(in, out, out.size(), cv::BORDER_REFLECT_101);
+    if (bLastRow) lastRow.copyTo(out.row(out.rows - 1));
+}
+
 }  // namespace
 
 void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interp) {
@@ -93,10 +102,8 @@ void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interp) {
     checkPlanes(in, out2X);
     if (in.empty()) fail("ERROR - upSize2X - in.empty()");
     orFailWithoutMemory(failures.memory, [&] {
-        if (interp == kPyramidStep && PyramidRows::fit(in, out2X))
-            PyramidRows::enlarge(in, out2X);
-        else if (interp == kPyramidStep)
-            cv::pyrUp(in, out2X, out2X.size(), cv::BORDER_REFLECT_101);
+        if (interp == kPyramidStep)
+            pyramidStepUp(in, out2X);
         else
             resizeBy(in, out2X, 2.0, -0.5, interp, 0, failures);
         extendBeyond(out2X, std::int64_t{2} * in.cols);

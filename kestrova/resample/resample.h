@@ -41,7 +41,7 @@ enum InterpolationCode {
 /// `cv::pyrUp`) with mirrored edges. P. J. Burt and E. H. Adelson, "The Laplacian Pyramid as a Compact Image Code"
 /// (1983). Types and sizes are those that OpenCV takes; others make it throw its `cv::Exception`. In the last row of an
 /// odd number of rows, enlarged from 8 or 16 bits, OpenCV writes one row over another in an order that depends on the
-/// processor's vector unit.
+/// vectors it was built for; here it is that of 128 bits, its baseline, everywhere.
 constexpr int kPyramidStep = 257;
 
 /// Reduces `in` by 2 into `outHalf`.

@@ -33,12 +33,6 @@ struct ProductRow {
     float operator[](int x) const { return values[x] * factors[x]; }
 };
 
-/// Fetches a row that is needed soon: rows of a narrow span are too short for the processor to see a stream in them.
-inline void prefetchRow(const float* row, int n) {
-    constexpr int kPerLine = 16;
-    for (int x = 0; x < n; x += kPerLine) __builtin_prefetch(row + x);
-}
-
 namespace box_columns {
 
 constexpr float kLargest = std::numeric_limits<float>::max();

@@ -6,6 +6,7 @@
 
 #include "kestrova/rows/box_across.h"
 #include "kestrova/rows/box_means.h"
+#include "kestrova/rows/prefetch.h"
 
 namespace kestrova::rows {
 
@@ -77,7 +78,7 @@ void BoxMoments::moveTo(int y) noexcept {
     const bool anew = (y - m_top) % boxBlockRows(m_down.side()) == 0;
     const std::size_t planes = m_planes.size();
     for (std::size_t plane = 0; plane < planes; ++plane) {
-        prefetchRow(row(plane, y + m_down.side()), m_span.count());
+        prefetch(row(plane, y + m_down.side()), static_cast<std::size_t>(m_span.count()) * sizeof(float));
         switch (plane == planes - 1 ? 0 : planes - plane) {
             case 0: movePlane(plane, y, anew, std::index_sequence<>()); break;
             case 2: movePlane(plane, y, anew, std::make_index_sequence<2>()); break;

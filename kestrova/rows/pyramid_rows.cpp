@@ -3,7 +3,9 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
@@ -37,13 +39,18 @@ KESTROVA_KERNEL void sumOddRow(const ushort* __restrict above, const ushort* __r
     for (int x = 0; x < n; ++x) sums[x] = 4 * (above[x] + below[x]);
 }
 
-cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out) {
+cv::Mat lastOddRow(const cv::Mat& in, cv::Size out) {
+    constexpr int kAtOnce = 4;
     const int nearest = std::min(in.rows, 2);
-    cv::Mat tail(2 * nearest + out.height - 2 * in.rows, out.width, in.type());
+    cv::Mat tail(2 * nearest, out.width, in.type());
     cv::pyrUp(in.rowRange(in.rows - nearest, in.rows), tail, tail.size(), cv::BORDER_REFLECT_101);
-    cv::Mat row = tail.row(tail.rows - 1);
-    if (out.width > 2 * in.cols) row.col(out.width - 2).copyTo(row.col(out.width - 1));
-    return row;
+    cv::Mat even = tail.row(tail.rows - 2);
+    if (out.height < 2 * in.rows) {
+        const std::size_t elements = static_cast<std::size_t>(out.width) * static_cast<std::size_t>(in.channels());
+        std::memcpy(even.data, tail.ptr(tail.rows - 1), elements / kAtOnce * kAtOnce * in.elemSize1());
+    }
+    if (out.width > 2 * in.cols) even.col(out.width - 2).copyTo(even.col(out.width - 1));
+    return even;
 }
 
 bool PyramidRows::fit(const cv::Mat& in, const cv::Mat& out) {
@@ -67,7 +74,7 @@ void PyramidRows::enlarge(const cv::Mat& in, cv::Mat& out) {
 
 PyramidRows::PyramidRows(const cv::Mat& in, cv::Size out)
     : m_in(in),
-      m_lastRow(out.height % 2 == 1 ? lastRowByOpenCV(in, out) : cv::Mat()),
+      m_lastRow(out.height % 2 == 1 ? lastOddRow(in, out) : cv::Mat()),
       m_out(out),
       m_column(static_cast<std::size_t>(in.cols) + 2) {}
 

@@ -11,10 +11,11 @@ namespace kestrova::rows {
 void sumEvenRow(const ushort* above, const ushort* centre, const ushort* below, int* sums, int n) noexcept;
 void sumOddRow(const ushort* above, const ushort* below, int* sums, int n) noexcept;
 
-/// The last row of `in` enlarged to an odd number of rows: OpenCV writes one form of it over the other, in an order
-/// that depends on its vector unit, and is asked itself. The row depends on no more than the last two of `in`; an
-/// additional column is a copy of the one before.
-cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
+/// The last row of `in` enlarged to an odd number of rows; an additional column is a copy of the one before. A row more
+/// than twice as many repeats the last even one. Where there is a row less, OpenCV writes the odd row that would follow
+/// over the even one, four elements at a time, and then the even one over the one to three elements that are left: this
+/// is what the 128-bit vectors of its baseline do, of the pixels of integers that it enlarges.
+cv::Mat lastOddRow(const cv::Mat& in, cv::Size out);
 
 /// A 16-bit plane enlarged by a step of the Gaussian pyramid, row by row: what `cv::pyrUp` gives, an additional column
 /// being a copy of the one before. Internal.
@@ -22,7 +23,7 @@ cv::Mat lastRowByOpenCV(const cv::Mat& in, cv::Size out);
 /// Zeros are put between the pixels, and the filter 1 4 6 4 1 over 8 goes over rows and columns; over 8, not 16, since
 /// half of what it covers is zero. Where zeros fall, nothing is added: an even row or column is 1 6 1 over 8 of the
 /// nearest three pixels, an odd one 4 4 over 8 of the nearest two. At the edges, the second row or column stands before
-/// the first one, and the last one is repeated after itself. The last row of an odd number is `lastRowByOpenCV`. One
+/// the first one, and the last one is repeated after itself. The last row of an odd number is `lastOddRow`. One
 /// object serves one thread; `forEachStrip` gets a copy for each.
 class PyramidRows {
 public:

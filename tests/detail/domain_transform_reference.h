@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kestrova/detail/domain_transform.h"
+#include "kestrova/rows/exponential.h"
 #include "tests/support/planes.h"
 
 /// The domain transform as it is defined, sample by sample.
@@ -81,8 +82,10 @@ inline cv::Mat distances(const cv::Mat& in, int down, int right, float sigmaS, f
 }
 
 inline void recursivePass(cv::Mat& image, const cv::Mat& D, float sigma) {
-    cv::Mat V;
-    cv::exp(D * (-std::sqrt(2.0) / sigma), V);
+    const float factor = static_cast<float>(-std::sqrt(2.0) / sigma);
+    cv::Mat V(D.size(), CV_32FC1);
+    for (int y = 0; y < D.rows; ++y)
+        for (int x = 0; x < D.cols; ++x) at(V, y, x, 0) = kestrova::rows::exponential(at(D, y, x, 0) * factor);
     for (int y = 0; y < image.rows; ++y) {
         for (int c = 0; c < image.channels(); ++c) {
             for (int x = 1; x < image.cols; ++x)

@@ -6,6 +6,16 @@
 #include <cstddef>
 #include <vector>
 
+/// `convertTo` on OpenCV's baseline path, as it takes it on a processor without fused operations.
+inline cv::Mat convertedOnBaseline(const cv::Mat& plane, int depth, double alpha, double beta) {
+    const bool optimized = cv::useOptimized();
+    cv::setUseOptimized(false);
+    cv::Mat converted;
+    plane.convertTo(converted, depth, alpha, beta);
+    cv::setUseOptimized(optimized);
+    return converted;
+}
+
 /// The bilateral grid one pixel, one cell, one line at a time.
 class NaiveBilateral {
 public:
@@ -37,8 +47,7 @@ public:
     template <class Pixel>
     void splat(const cv::Mat& plane, const cv::Mat& guide) {
         const double alpha = 1.0 / range;
-        cv::Mat zIdx;
-        guide.convertTo(zIdx, CV_8U, alpha, 2.0 - min * alpha);
+        const cv::Mat zIdx = convertedOnBaseline(guide, CV_8U, alpha, 2.0 - min * alpha);
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
                 const std::size_t cell = index(2 + x / sampling, 2 + y / sampling, zIdx.at<uchar>(y, x));
@@ -88,8 +97,8 @@ public:
     template <class Pixel>
     cv::Mat readBack(const cv::Mat& guide, int type) const {
         const double alpha = 1.0 / range;
-        cv::Mat zf, zi, out(height, width, type);
-        guide.convertTo(zf, CV_32F, alpha, 1.5 - min * alpha);
+        const cv::Mat zf = convertedOnBaseline(guide, CV_32F, alpha, 1.5 - min * alpha);
+        cv::Mat zi, out(height, width, type);
         zf.convertTo(zi, CV_8U);
         for (int y = 0; y < height; ++y) {
             const float yf = static_cast<float>(y) / static_cast<float>(sampling) + 1.0f + 0.5f;

@@ -44,6 +44,30 @@ TEST(ResamplePyramidTest, ThePyramidStepUpwardsIsThatOfOpenCVForEverySizeThatItT
     }
 }
 
+// No two rows of OpenCV's share one of an even number.
+TEST(ResamplePyramidTest, TheLastOfAnOddNumberOfRowsIsMadeOfTheTwoAroundIt) {
+    for (int type : {CV_8UC1, CV_16UC1, CV_16SC1}) {
+        for (const cv::Size& size : testSizes()) {
+            const cv::Mat in = randomPlane(size.height, size.width, type);
+            for (int cols : {2 * in.cols - 1, 2 * in.cols, 2 * in.cols + 1}) {
+                cv::Mat even = filled({cols, 2 * in.rows}, type), expected;
+                upSize2X(in, even, 257);
+                const int foursEnd = cols / 4 * 4;
+                even.row(even.rows - 2).copyTo(expected);
+                cv::Mat more = filled({cols, 2 * in.rows + 1}, type);
+                upSize2X(in, more, 257);
+                EXPECT_TRUE(samePixels(expected, more.row(more.rows - 1))) << size;
+
+                if (foursEnd > 0) even(cv::Rect(0, even.rows - 1, foursEnd, 1)).copyTo(expected.colRange(0, foursEnd));
+                withRightColumns(expected, cols - 2 * in.cols);
+                cv::Mat fewer = filled({cols, 2 * in.rows - 1}, type);
+                upSize2X(in, fewer, 257);
+                EXPECT_TRUE(samePixels(expected, fewer.row(fewer.rows - 1))) << size;
+            }
+        }
+    }
+}
+
 TEST(ResamplePyramidTest, ThePyramidStepWritesIntoTheCallersPlane) {
     const cv::Mat in = randomPlane(8, 8, CV_16UC1);
     cv::Mat out = filled({4, 4}, CV_16UC1);

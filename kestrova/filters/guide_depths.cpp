@@ -1,0 +1,48 @@
+#include "kestrova/filters/guide_depths.h"
+
+#include "kestrova/frame/kernel.h"
+#include "kestrova/frame/saturate.h"
+
+namespace kestrova::filters {
+
+namespace {
+
+float stored(float depth, float*) { return depth; }
+float stored(double depth, float*) { return static_cast<float>(depth); }
+uchar stored(float depth, uchar*) { return frame::sat8(depth); }
+
+template <class Real, class Value, class Depth>
+KESTROVA_KERNEL void depthRow(const Value* __restrict values, Real alpha, Real beta, Depth* __restrict depths,
+                              int n) noexcept {
+    for (int x = 0; x < n; ++x) depths[x] = stored(static_cast<Real>(values[x]) * alpha + beta, depths);
+}
+
+template <class Real, class Value, class Depth>
+void depthsOf(const cv::Mat& guide, int y, int x, double alpha, double beta, Depth* depths, int n) noexcept {
+    depthRow(guide.ptr<Value>(y, x), static_cast<Real>(alpha), static_cast<Real>(beta), depths, n);
+}
+
+template <class RealOfDoubles, class Depth>
+void depthsByType(const cv::Mat& guide, int y, int x, double alpha, double beta, Depth* depths, int n) noexcept {
+    switch (guide.depth()) {
+        case CV_8U: return depthsOf<float, uchar>(guide, y, x, alpha, beta, depths, n);
+        case CV_8S: return depthsOf<float, schar>(guide, y, x, alpha, beta, depths, n);
+        case CV_16U: return depthsOf<float, ushort>(guide, y, x, alpha, beta, depths, n);
+        case CV_16S: return depthsOf<float, short>(guide, y, x, alpha, beta, depths, n);
+        case CV_32S: return depthsOf<float, int>(guide, y, x, alpha, beta, depths, n);
+        case CV_32F: return depthsOf<float, float>(guide, y, x, alpha, beta, depths, n);
+        default: return depthsOf<RealOfDoubles, double>(guide, y, x, alpha, beta, depths, n);
+    }
+}
+
+}  // namespace
+
+void GuideDepths::nearest(int y, int x, int n, uchar* depths) const noexcept {
+    depthsByType<float>(m_guide, y, x, m_alpha, m_beta, depths, n);
+}
+
+void GuideDepths::exact(int y, int x, int n, float* depths) const noexcept {
+    depthsByType<double>(m_guide, y, x, m_alpha, m_beta, depths, n);
+}
+
+}  // namespace kestrova::filters

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+
+#include "kestrova/frame/kernel.h"
+
+// Memory that is needed soon. The processor sees streams of its own, but neither beyond a page of 4 KB nor far enough
+// ahead of a loop that computes much for each line. Addresses may lie beyond what there is. Internal.
+
+namespace kestrova::rows {
+
+constexpr std::size_t kCacheLine = 64;
+
+/// Asks for the cache lines of `bytes` bytes that will be read.
+[[gnu::always_inline]] inline void prefetch(const void* at, std::size_t bytes) noexcept {
+    for (std::size_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(static_cast<const char*>(at) + i);
+}
+
+/// Asks for those that will be written.
+[[gnu::always_inline]] inline void prefetchToWrite(void* at, std::size_t bytes) noexcept {
+    for (std::size_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(static_cast<char*>(at) + i, 1);
+}
+
+/// The loop of a row kernel that asks for memory on its way: `work(i)` for i in [0, n), and `ask(i)` before every
+/// `kAskedAtOnce`-th of them. Its body does the work of so many without a break, in whole vectors.
+constexpr std::ptrdiff_t kAskedAtOnce = 32;
+template <class Ask, class Work>
+[[gnu::always_inline]] inline void forEachAsking(std::ptrdiff_t n, const Ask& ask, const Work& work) noexcept {
+    std::ptrdiff_t done = 0;
+    for (; done + kAskedAtOnce <= n; done += kAskedAtOnce) {
+        ask(done);
+        KESTROVA_INDEPENDENT
+        for (std::ptrdiff_t i = done; i < done + kAskedAtOnce; ++i) work(i);
+    }
+    KESTROVA_INDEPENDENT
+    for (std::ptrdiff_t i = done; i < n; ++i) work(i);
+}
+
+}  // namespace kestrova::rows

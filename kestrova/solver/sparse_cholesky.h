@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kestrova/solver/sparse_factorisation.h"
 #include "kestrova/solver/sparse_fronts.h"
 
 namespace kestrova::solver {
@@ -29,8 +30,8 @@ private:
     bool solveDiagonal(const float* b, float* x) const;
 
     FrontTree m_tree;
-    SolverArray<float> m_diagonal, m_values;  ///< of the reordered matrix, `m_values` as `FrontTree::columnRows`
-    SolverArray<float> m_factor;
+    MatrixValues m_values;
+    SolverArray<float> m_factor, m_workspace;
     bool m_factorised = false;
 };
 

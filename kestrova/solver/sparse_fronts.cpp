@@ -8,6 +8,8 @@ namespace {
 
 /// The tree is cut into tasks of no more than this part of the whole work.
 constexpr int kTasks = 48;
+/// Levels of less work, in multiplications, are not worth the meetings of threads.
+constexpr double kSharedWork = 2e6;
 
 /// Lists of row or column numbers, one for each column or row: list i is entries[starts[i]] .. entries[starts[i + 1]].
 struct Lists {
@@ -104,7 +106,9 @@ FrontTree::FrontTree(const SparseRows& matrix) : n(matrix.n) {
     findFronts();
     linkFronts();
     findTasks();
-    placeUpdates();
+    findStages();
+    placeTaskUpdates();
+    placeTopUpdates();
 }
 
 void FrontTree::findColumns(const SparseRows& matrix) {
@@ -264,14 +268,14 @@ void FrontTree::findTasks() {
     SolverArray<int> topFronts;
     for (int f = 0; f < count; ++f) {
         if (inTop(f)) {
-            fronts[f].ownUpdate = true;
+            fronts[f].sharedUpdate = true;
             topFronts.push_back(f);
             finishTask(f, f + 1);
             continue;
         }
         const int parent = fronts[f].parent;
         const bool rootsSubtree = parent < 0 || inTop(parent);
-        fronts[f].ownUpdate = rootsSubtree;
+        fronts[f].sharedUpdate = rootsSubtree;
         if (!rootsSubtree) continue;
         gathered += subtree[f];
         if (gathered > largestTask / 2) finishTask(f + 1, f + 1);
@@ -280,25 +284,39 @@ void FrontTree::findTasks() {
     sortByLevel(topFronts);
 }
 
-/// A front of the top stands one level above the highest of its children there.
+/// A front of the top stands one level before its parent: so its update is wanted no longer than through that level.
 void FrontTree::sortByLevel(const SolverArray<int>& topFronts) {
-    SolverArray<int> level(fronts.size(), 0);
-    int levelCount = 0;
-    for (int f : topFronts) {
-        levelCount = std::max(levelCount, level[f] + 1);
-        const int parent = fronts[f].parent;
-        if (parent >= 0) level[parent] = std::max(level[parent], level[f] + 1);
+    SolverArray<int> depth(fronts.size(), 0);
+    int deepest = -1;
+    for (std::size_t k = topFronts.size(); k-- > 0;) {
+        const int f = topFronts[k], parent = fronts[f].parent;
+        if (parent >= 0) depth[f] = depth[parent] + 1;
+        deepest = std::max(deepest, depth[f]);
     }
-    levels.assign(static_cast<std::size_t>(levelCount) + 1, 0);
-    for (int f : topFronts) ++levels[level[f] + 1];
-    for (int l = 0; l < levelCount; ++l) levels[l + 1] += levels[l];
+    levels.assign(static_cast<std::size_t>(deepest) + 2, 0);
+    for (int f : topFronts) ++levels[deepest - depth[f] + 1];
+    for (int l = 0; l <= deepest; ++l) levels[l + 1] += levels[l];
     top.resize(topFronts.size());
     SolverArray<int> next = levels;
-    for (int f : topFronts) top[next[level[f]]++] = f;
+    for (int f : topFronts) top[next[deepest - depth[f]]++] = f;
+}
+
+void FrontTree::findStages() {
+    for (int l = 0; l + 1 < static_cast<int>(levels.size()); ++l) {
+        double levelWork = 0;
+        for (int k = levels[l]; k < levels[l + 1]; ++k) levelWork += multiplications(fronts[top[k]]);
+        const bool shared = levelWork >= kSharedWork;
+        if (shared || stages.empty() || stages.back().shared) {
+            stages.push_back({l, l + 1, shared});
+        } else {
+            stages.back().end = l + 1;
+        }
+    }
 }
 
 /// A front's children lie on the one stack and its own update goes on the other, so that both are last in, first out.
-void FrontTree::placeUpdates() {
+/// The updates of whole subtrees lie side by side.
+void FrontTree::placeTaskUpdates() {
     for (int f = static_cast<int>(fronts.size()); f-- > 0;) {
         Front& front = fronts[f];
         front.stack = front.parent < 0 ? 0 : 1 - fronts[front.parent].stack;
@@ -307,16 +325,35 @@ void FrontTree::placeUpdates() {
         std::int64_t used[2] = {0, 0};
         for (int f = task.begin; f < task.end; ++f) {
             Front& front = fronts[f];
-            if (!front.ownUpdate) {
-                front.update = used[front.stack];
-                used[front.stack] += triangle(front.below);
-                stackSize[front.stack] = std::max(stackSize[front.stack], used[front.stack]);
-            }
+            largestTaskOrder = std::max(largestTaskOrder, front.order());
+            std::int64_t& end = front.sharedUpdate ? sharedUpdates : used[front.stack];
+            front.update = end;
+            end += triangle(front.below);
+            if (!front.sharedUpdate) stackSize[front.stack] = std::max(stackSize[front.stack], end);
             for (int c = front.firstChild; c >= 0; c = fronts[c].nextSibling) {
                 used[1 - front.stack] -= triangle(fronts[c].below);
             }
         }
     }
+}
+
+/// Behind those of the tasks are two places, of which the levels take turns.
+void FrontTree::placeTopUpdates() {
+    std::int64_t size[2] = {0, 0};
+    const int levelCount = static_cast<int>(levels.size()) - 1;
+    for (int l = 0; l < levelCount; ++l) {
+        std::int64_t used = 0;
+        for (int k = levels[l]; k < levels[l + 1]; ++k) {
+            fronts[top[k]].update = used;
+            used += triangle(fronts[top[k]].below);
+        }
+        size[l % 2] = std::max(size[l % 2], used);
+    }
+    for (int l = 0; l < levelCount; ++l) {
+        const std::int64_t place = sharedUpdates + (l % 2 == 0 ? 0 : size[0]);
+        for (int k = levels[l]; k < levels[l + 1]; ++k) fronts[top[k]].update += place;
+    }
+    sharedUpdates += size[0] + size[1];
 }
 
 }  // namespace kestrova::solver

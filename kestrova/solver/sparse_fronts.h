@@ -17,9 +17,9 @@ struct Front {
     int firstChild, nextSibling;  ///< the children in the fixed order in which their updates are added, -1 ends
     std::int64_t rows;            ///< where the rows below stand in `FrontTree::rows` and `FrontTree::places`
     std::int64_t factor;          ///< where the columns of the factor stand
-    std::int64_t update;          ///< where the update stands on its stack, or in its own block
-    bool ownUpdate;               ///< the update outlives the task that makes it: it has a block of its own
-    int stack;                    ///< which of a worker's two stacks takes the update
+    std::int64_t update;          ///< where the update stands on its stack, or among the shared ones
+    bool sharedUpdate;            ///< the update outlives the task that makes it
+    int stack;                    ///< which of a worker's two stacks takes the update otherwise
 
     int order() const { return pivots + below; }
 };
@@ -57,8 +57,19 @@ struct FrontTree {
     };
     SolverArray<Task> tasks;
     std::int64_t stackSize[2] = {0, 0};  ///< floats that a worker's two stacks need for any of the tasks
-    SolverArray<int> top;                ///< the fronts above all tasks, level by level
-    SolverArray<int> levels;             ///< where each level begins in `top`, and the end
+    int largestTaskOrder = 0;            ///< of the fronts of the tasks
+
+    SolverArray<int> top;            ///< the fronts above all tasks, level by level, children one level before parents
+    SolverArray<int> levels;         ///< where each level begins in `top`, and the end
+    std::int64_t sharedUpdates = 0;  ///< floats of the updates that outlive their task
+
+    /// Levels [begin, end) of the top. Either one, of which all workers share each front, or several that one worker
+    /// takes, because they are too little work to be shared.
+    struct Stage {
+        int begin, end;
+        bool shared;
+    };
+    SolverArray<Stage> stages;
 
 private:
     /// Pivots of one structure, on the way to a front.
@@ -80,7 +91,9 @@ private:
     SolverArray<double> findWork();
     void findTasks();
     void sortByLevel(const SolverArray<int>& topFronts);
-    void placeUpdates();
+    void findStages();
+    void placeTaskUpdates();
+    void placeTopUpdates();
 };
 
 }  // namespace kestrova::solver

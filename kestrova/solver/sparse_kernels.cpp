@@ -89,77 +89,130 @@ KESTROVA_INLINE void eliminate(const FrontMatrix& front, std::int64_t base, int 
     }
 }
 
-/// Cholesky factorisation of a panel's diagonal block, column by column at `block`, its lower triangle filled;
-/// `inverse` receives one over each pivot's root.
-KESTROVA_INLINE bool factorDiagonal(float* block, int pivots, float* inverse) {
-    for (int j = 0; j < pivots; ++j) {
-        float* column = block + j * kChunk;
-        const float pivot = column[j];
-        if (!(pivot > 0 && pivot <= std::numeric_limits<float>::max())) return false;
-        const float root = std::sqrt(pivot);
-        inverse[j] = 1 / root;
-        for (int i = 0; i < j; ++i) column[i] = 0;
-        setLane(column, lane(column) * inverse[j]);
-        setLane(column + kLane, lane(column + kLane) * inverse[j]);
-        column[j] = root;
-        for (int c = j + 1; c < pivots; ++c) {
-            setLane(block + c * kChunk, lane(block + c * kChunk) - lane(column) * column[c]);
-            setLane(block + c * kChunk + kLane, lane(block + c * kChunk + kLane) - lane(column + kLane) * column[c]);
+/// Copies a chunk's rows of `columns` columns from `begin` on; zero where there is no row and above the diagonal.
+KESTROVA_INLINE void loadChunk(const FrontMatrix& front, std::int64_t begin, int columns, std::int64_t row,
+                               float* rows) {
+    const std::int64_t count = std::min(kChunk, front.order - row);
+    for (int j = 0; j < columns; ++j) {
+        const float* column = front.column(begin + j) + row;
+        const std::int64_t diagonal = begin + j - row;
+        if (diagonal <= 0 && count == kChunk) {
+            setLane(rows + j * kChunk, lane(column));
+            setLane(rows + j * kChunk + kLane, lane(column + kLane));
+            continue;
         }
+        for (std::int64_t i = 0; i < kChunk; ++i) rows[j * kChunk + i] = i >= diagonal && i < count ? column[i] : 0.0f;
     }
-    return true;
 }
 
-/// Solves the rows of a chunk for the panel whose factored diagonal block is `block`.
-KESTROVA_INLINE void solveChunk(float* rows, const float* block, int pivots, const float* inverse) {
-    for (int j = 0; j < pivots; ++j) {
-        Lane low = lane(rows + j * kChunk) * inverse[j], high = lane(rows + j * kChunk + kLane) * inverse[j];
-        setLane(rows + j * kChunk, low);
-        setLane(rows + j * kChunk + kLane, high);
-        for (int c = j + 1; c < pivots; ++c) {
-            setLane(rows + c * kChunk, lane(rows + c * kChunk) - low * block[j * kChunk + c]);
-            setLane(rows + c * kChunk + kLane, lane(rows + c * kChunk + kLane) - high * block[j * kChunk + c]);
+/// The way back.
+KESTROVA_INLINE void storeChunk(const float* rows, const FrontMatrix& front, std::int64_t begin, int columns,
+                                std::int64_t row) {
+    const std::int64_t count = std::min(kChunk, front.order - row);
+    for (int j = 0; j < columns; ++j) {
+        float* column = front.column(begin + j) + row;
+        const std::int64_t diagonal = begin + j - row;
+        if (diagonal <= 0 && count == kChunk) {
+            setLane(column, lane(rows + j * kChunk));
+            setLane(column + kLane, lane(rows + j * kChunk + kLane));
+            continue;
+        }
+        for (std::int64_t i = std::max<std::int64_t>(diagonal, 0); i < count; ++i) column[i] = rows[j * kChunk + i];
+    }
+}
+
+/// Subtracts from a chunk's columns [first, last), no more than a panel's, what the pivots before them contribute.
+/// `own` is the chunk of these columns' rows.
+KESTROVA_INLINE void updateChunk(float* rows, const float* own, int first, int last) {
+    if (first == 0) return;
+    for (int tile = first; tile < last; tile += kTileColumns) {
+        Lane sum[kTileColumns][2] = {};
+        for (int k = 0; k < first; ++k) {
+            const Lane low = lane(rows + k * kChunk), high = lane(rows + k * kChunk + kLane);
+            for (int c = 0; c < kTileColumns; ++c) {
+                const float value = own[k * kChunk + tile - first + c];
+                sum[c][0] += low * value;
+                sum[c][1] += high * value;
+            }
+        }
+        for (int c = 0; c < std::min(kTileColumns, last - tile); ++c) {
+            float* column = rows + (tile + c) * kChunk;
+            setLane(column, lane(column) - sum[c][0]);
+            setLane(column + kLane, lane(column + kLane) - sum[c][1]);
         }
     }
+}
+
+/// Divides column j of a chunk by its pivot's root and eliminates it from the columns up to `last`, whose rows are
+/// `own`.
+KESTROVA_INLINE void eliminateColumn(float* rows, const float* own, int j, int last, int panel, float inverse) {
+    float* column = rows + j * kChunk;
+    const Lane low = lane(column) * inverse, high = lane(column + kLane) * inverse;
+    setLane(column, low);
+    setLane(column + kLane, high);
+    for (int c = j + 1; c < last; ++c) {
+        const float value = own[j * kChunk + c - panel];
+        setLane(rows + c * kChunk, lane(rows + c * kChunk) - low * value);
+        setLane(rows + c * kChunk + kLane, lane(rows + c * kChunk + kLane) - high * value);
+    }
+}
+
+/// The chunk that the diagonal of the panel [first, last) crosses, all its rows at once.
+KESTROVA_INLINE bool factorPanel(float* rows, int first, int last) {
+    for (int j = first; j < last; ++j) {
+        float* column = rows + j * kChunk;
+        const float pivot = column[j - first];
+        if (!(pivot > 0 && pivot <= std::numeric_limits<float>::max())) return false;
+        const float root = std::sqrt(pivot);
+        for (int i = 0; i < j - first; ++i) column[i] = 0;
+        eliminateColumn(rows, rows, j, last, first, 1 / root);
+        column[j - first] = root;
+    }
+    return true;
 }
 
 }  // namespace
 
-KESTROVA_KERNEL bool factorBlock(const FrontMatrix& front, int begin, int end, float* packed) {
-    for (int panel = begin; panel < end; panel += kPanel) {
-        const int last = std::min(panel + kPanel, end), pivots = last - panel, done = panel - begin;
-        if (done > 0) eliminate(front, begin, done, packed, panel, last);
-
-        float block[kPanel * kChunk] = {}, inverse[kPanel];
-        for (int j = 0; j < pivots; ++j) {
-            const float* column = front.column(panel + j);
-            for (int i = j; i < pivots; ++i) block[j * kChunk + i] = column[panel + i];
-        }
-        if (!factorDiagonal(block, pivots, inverse)) return false;
-
-        for (std::int64_t q = done / kChunk, row = panel; row < front.order; ++q, row += kChunk) {
-            float* rows = chunk(packed, q) + done * kChunk;
-            const int count = static_cast<int>(std::min<std::int64_t>(kChunk, front.order - row));
-            const bool diagonal = row == panel;
-            for (int j = 0; j < pivots; ++j) {
-                const float* column = front.column(panel + j) + row;
-                const int top = diagonal ? pivots : 0;
-                if (count == kChunk && top == 0) {
-                    setLane(rows + j * kChunk, lane(column));
-                    setLane(rows + j * kChunk + kLane, lane(column + kLane));
-                    continue;
-                }
-                for (int i = 0; i < kChunk; ++i) rows[j * kChunk + i] = i >= top && i < count ? column[i] : 0.0f;
-            }
-            solveChunk(rows, block, pivots, inverse);
-            for (int j = 0; j < pivots; ++j) {
-                if (diagonal) std::copy_n(block + j * kChunk, pivots, rows + j * kChunk);
-                float* column = front.column(panel + j) + row;
-                for (int i = diagonal ? j : 0; i < count; ++i) column[i] = rows[j * kChunk + i];
+// From the left, chunk by chunk: each is complete before the next begins.
+KESTROVA_KERNEL bool factorPivots(const FrontMatrix& front, int begin, int end, float* packed) {
+    const int pivots = end - begin;
+    for (int first = 0; first < pivots; first += kPanel) {
+        const int last = std::min(first + kPanel, pivots);
+        const std::int64_t row = begin + first;
+        float* rows = chunk(packed, first / kChunk);
+        loadChunk(front, begin, last, row, rows);
+        for (int panel = 0; panel < first; panel += kPanel) {
+            const float* own = chunk(packed, panel / kChunk);
+            updateChunk(rows, own, panel, panel + kPanel);
+            for (int j = panel; j < panel + kPanel; ++j) {
+                eliminateColumn(rows, own, j, panel + kPanel, panel, 1 / own[j * kChunk + j - panel]);
             }
         }
+        updateChunk(rows, rows, first, last);
+        if (!factorPanel(rows, first, last)) return false;
+        storeChunk(rows, front, begin, last, row);
     }
     return true;
+}
+
+KESTROVA_KERNEL void solveRows(const FrontMatrix& front, int begin, int end, float* packed, std::int64_t firstChunk,
+                               std::int64_t lastChunk) {
+    if (firstChunk >= lastChunk) return;
+    const int pivots = end - begin;
+    float inverse[kBlock];
+    for (int j = 0; j < pivots; ++j) inverse[j] = 1 / chunk(packed, j / kPanel)[j * kChunk + j % kPanel];
+    for (std::int64_t q = firstChunk; q < lastChunk; ++q) {
+        const std::int64_t row = begin + q * kChunk;
+        float* rows = chunk(packed, q);
+        loadChunk(front, begin, pivots, row, rows);
+        for (int first = 0; first < pivots; first += kPanel) {
+            const int last = std::min(first + kPanel, pivots);
+            const float* own = chunk(packed, first / kChunk);
+            updateChunk(rows, own, first, last);
+            for (int j = first; j < last; ++j) eliminateColumn(rows, own, j, last, first, inverse[j]);
+        }
+        storeChunk(rows, front, begin, pivots, row);
+    }
 }
 
 KESTROVA_KERNEL void eliminateBlock(const FrontMatrix& front, int begin, int end, const float* packed,
@@ -167,28 +220,29 @@ KESTROVA_KERNEL void eliminateBlock(const FrontMatrix& front, int begin, int end
     eliminate(front, begin, end - begin, packed, first, last);
 }
 
-KESTROVA_KERNEL void substituteForward(const FrontMatrix& front, float* v) {
-    for (std::int64_t j = 0; j < front.pivots; ++j) {
-        const float* column = front.column(j);
+KESTROVA_KERNEL void substituteForward(const float* pivotColumns, std::int64_t order, std::int64_t pivots, float* v) {
+    const float* column = pivotColumns;  // of pivot j, moved so that element i is column[i]
+    for (std::int64_t j = 0; j < pivots; ++j, column += order - j) {
         const float x = v[j] / column[j];
         v[j] = x;
-        for (std::int64_t i = j + 1; i < front.order; ++i) v[i] -= column[i] * x;
+        for (std::int64_t i = j + 1; i < order; ++i) v[i] -= column[i] * x;
     }
 }
 
-KESTROVA_KERNEL void substituteBackward(const FrontMatrix& front, float* v) {
-    for (std::int64_t j = front.pivots; j-- > 0;) {
-        const float* column = front.column(j);
+KESTROVA_KERNEL void substituteBackward(const float* pivotColumns, std::int64_t order, std::int64_t pivots, float* v) {
+    const float* column = pivotColumns + pivots * order - pivots * (pivots + 1) / 2;
+    for (std::int64_t j = pivots; j-- > 0;) {
+        column -= order - j - 1;
         Lane low = {}, high = {};
         std::int64_t i = j + 1;
-        for (; i + kChunk <= front.order; i += kChunk) {
+        for (; i + kChunk <= order; i += kChunk) {
             low += lane(column + i) * lane(v + i);
             high += lane(column + i + kLane) * lane(v + i + kLane);
         }
         low += high;
         float sum = v[j];
         for (int l = 0; l < kLane; ++l) sum -= low[l];
-        for (; i < front.order; ++i) sum -= column[i] * v[i];
+        for (; i < order; ++i) sum -= column[i] * v[i];
         v[j] = sum / column[j];
     }
 }

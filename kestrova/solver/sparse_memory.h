@@ -34,4 +34,12 @@ struct SolverAllocator : std::allocator<T> {
 template <class T>
 using SolverArray = std::vector<T, SolverAllocator<T>>;
 
+/// Gives an array `size` elements without values, whatever it held: in the memory it has, if that is enough.
+template <class T>
+void provide(SolverArray<T>& array, std::size_t size) {
+    array.clear();
+    if (array.capacity() < size) SolverArray<T>().swap(array);
+    array.resize(size);
+}
+
 }  // namespace kestrova::solver

@@ -26,7 +26,8 @@ double scaleToOne(double size) {
 
 SparseCholesky::SparseCholesky(const SparseRows& matrix)
     : m_tree(matrix),
-      m_values{SolverArray<float>(static_cast<std::size_t>(matrix.n)), SolverArray<float>(m_tree.columnRows.size())},
+      m_values{SolverArray<float>(static_cast<std::size_t>(matrix.n)),
+               SolverArray<float>(m_tree.pattern.columnRows.size())},
       m_factor(static_cast<std::size_t>(m_tree.factorSize)) {}
 
 bool SparseCholesky::setValues(const SparseRows& matrix) {
@@ -35,18 +36,18 @@ bool SparseCholesky::setValues(const SparseRows& matrix) {
     std::fill(m_values.below.begin(), m_values.below.end(), 0.0f);
     bool known = true;
     matrix.forEach([&](int i, int j, float value) {
-        const auto [column, row] = std::minmax(m_tree.inverse[i], m_tree.inverse[j]);
+        const auto [column, row] = std::minmax(m_tree.pattern.inverse[i], m_tree.pattern.inverse[j]);
         if (column == row) {
             m_values.diagonal[row] += value;
             return;
         }
-        const auto begin = m_tree.columnRows.begin() + m_tree.columns[column];
-        const auto end = m_tree.columnRows.begin() + m_tree.columns[column + 1];
+        const auto begin = m_tree.pattern.columnRows.begin() + m_tree.pattern.columns[column];
+        const auto end = m_tree.pattern.columnRows.begin() + m_tree.pattern.columns[column + 1];
         const auto entry = std::lower_bound(begin, end, row);
         if (entry == end || *entry != row) {
             known = false;
         } else {
-            m_values.below[static_cast<std::size_t>(entry - m_tree.columnRows.begin())] += value;
+            m_values.below[static_cast<std::size_t>(entry - m_tree.pattern.columnRows.begin())] += value;
         }
     });
     return known;
@@ -62,12 +63,12 @@ bool SparseCholesky::factorise() {
 
 void SparseCholesky::findResidual(const SolverArray<double>& b, const SolverArray<double>& x,
                                   SolverArray<double>& residual) const {
-    const int n = m_tree.n;
+    const int n = m_tree.pattern.n;
     std::copy(b.begin(), b.end(), residual.begin());
     for (int j = 0; j < n; ++j) {
         double sum = static_cast<double>(m_values.diagonal[j]) * x[j];
-        for (std::int64_t k = m_tree.columns[j]; k < m_tree.columns[j + 1]; ++k) {
-            const int i = m_tree.columnRows[k];
+        for (std::int64_t k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
+            const int i = m_tree.pattern.columnRows[k];
             const auto value = static_cast<double>(m_values.below[k]);
             sum += value * x[i];
             residual[i] -= value * x[j];
@@ -78,8 +79,8 @@ void SparseCholesky::findResidual(const SolverArray<double>& b, const SolverArra
 
 bool SparseCholesky::solveDiagonal(const float* b, float* x) const {
     bool finite = true;
-    for (int k = 0; k < m_tree.n; ++k) {
-        const int i = m_tree.order[k];
+    for (int k = 0; k < m_tree.pattern.n; ++k) {
+        const int i = m_tree.pattern.order[k];
         x[i] = b[i] / m_values.diagonal[k];
         finite = finite && std::isfinite(x[i]);
     }
@@ -88,9 +89,9 @@ bool SparseCholesky::solveDiagonal(const float* b, float* x) const {
 
 bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) const {
     *steps = 0;
-    if (m_tree.columnRows.empty()) return solveDiagonal(b, x);
+    if (m_tree.pattern.columnRows.empty()) return solveDiagonal(b, x);
     constexpr double kBelowRounding = 0x1p-26;  // of the largest element: nothing that the rounding to float keeps
-    const auto n = static_cast<std::size_t>(m_tree.n);
+    const auto n = static_cast<std::size_t>(m_tree.pattern.n);
     Substitution substitution(m_tree, m_factor.data());
     SolverArray<float> y(n);
     SolverArray<double> scaled(n), solution(n), residual(n);
@@ -98,7 +99,7 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) c
     // A right-hand side near the denormals, which the substitution flushes, is solved as one near 1.
     const double scale = scaleToOne(largest(b, n));
     for (std::size_t k = 0; k < n; ++k) {
-        scaled[k] = static_cast<double>(b[m_tree.order[k]]) * scale;
+        scaled[k] = static_cast<double>(b[m_tree.pattern.order[k]]) * scale;
         y[k] = static_cast<float>(scaled[k]);
     }
     substitution.run(y.data());
@@ -124,7 +125,7 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) c
     for (std::size_t k = 0; k < n; ++k) {
         const auto value = static_cast<float>(solution[k] / scale);
         finite = finite && std::isfinite(value);
-        x[m_tree.order[k]] = value;
+        x[m_tree.pattern.order[k]] = value;
     }
     return finite;
 }

@@ -12,7 +12,7 @@ class SparseCholesky {
 public:
     explicit SparseCholesky(const SparseRows& matrix);
 
-    int rows() const { return m_tree.n; }
+    int rows() const { return m_tree.pattern.n; }
     bool factorised() const { return m_factorised; }
 
     /// Takes the matrix's values; false if there is an entry where the analysed pattern has none.

@@ -225,8 +225,8 @@ private:
             const int j = front.first + p;
             float* column = matrix.column(p);
             column[p] = m_values.diagonal[j];
-            for (std::int64_t k = m_tree.columns[j]; k < m_tree.columns[j + 1]; ++k) {
-                const int row = m_tree.columnRows[k];
+            for (std::int64_t k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
+                const int row = m_tree.pattern.columnRows[k];
                 const std::int64_t place =
                     row < front.first + front.pivots
                         ? row - front.first

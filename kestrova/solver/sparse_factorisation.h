@@ -6,7 +6,7 @@
 
 namespace kestrova::solver {
 
-/// A reordered matrix: the diagonal, and the entries below it in the order of `FrontTree::columnRows`.
+/// A reordered matrix: the diagonal, and the entries below it in the order of `EliminationPattern::columnRows`.
 struct MatrixValues {
     SolverArray<float> diagonal, below;
 };

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "kestrova/solver/sparse_memory.h"
-#include "kestrova/solver/sparse_ordering.h"
+#include "kestrova/solver/sparse_pattern.h"
+#include "kestrova/solver/sparse_runs.h"
 
 // What of a multifrontal factorisation depends on the pattern alone (Liu, "The Multifrontal Method for Sparse Matrix
 // Solution: Theory and Practice", SIAM Review 34, 1992). Rows are counted from 0 in the order of elimination. Internal.
@@ -24,25 +24,13 @@ struct Front {
     int order() const { return pivots + below; }
 };
 
-/// Floats of the lower triangle of the given order.
-inline std::int64_t triangle(std::int64_t order) { return order * (order + 1) / 2; }
-/// Floats of the first `columns` columns of that triangle.
-inline std::int64_t trapezoid(std::int64_t order, std::int64_t columns) {
-    return triangle(order) - triangle(order - columns);
-}
-
 /// Of the factorisation of a front, additions aside.
 double multiplications(const Front& front);
 
 struct FrontTree {
     explicit FrontTree(const SparseRows& matrix);
 
-    int n;
-    SolverArray<int> order;    ///< order[k] is the row of the matrix that is eliminated k-th
-    SolverArray<int> inverse;  ///< inverse[order[k]] is k
-
-    SolverArray<std::int64_t> columns;  ///< where the entries below the diagonal of column j begin
-    SolverArray<int> columnRows;        ///< their rows, ascending
+    EliminationPattern pattern;
 
     SolverArray<Front> fronts;  ///< children before their parents
     SolverArray<int> rows;      ///< the rows below the pivots of each front, ascending
@@ -72,22 +60,16 @@ struct FrontTree {
     SolverArray<Stage> stages;
 
 private:
-    /// Pivots of one structure, on the way to a front.
-    struct Run {
-        int first, last;
-        std::int64_t rows;
-        int below;
-        std::int64_t zeros;  ///< entries that joining of runs has added
-
-        int pivots() const { return last - first + 1; }
-        std::int64_t entries() const { return trapezoid(pivots() + below, pivots()); }
+    /// The places of a section's fronts, rows and entries among all.
+    struct SectionPlace {
+        int front;
+        std::int64_t row, factor;
     };
 
-    SolverArray<Run> findRuns();
-    static bool joined(Run& run, const Run& child);
-    void findColumns(const SparseRows& matrix);
-    void findFronts();
-    void linkFronts();
+    void placeFronts(const SectionRuns& runs, SectionPlace place);
+    void linkToParents(Range ownFronts, const SolverArray<int>& frontOf);
+    void linkToChildren();
+
     SolverArray<double> findWork();
     void findTasks();
     void sortByLevel(const SolverArray<int>& topFronts);

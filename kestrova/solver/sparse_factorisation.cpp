@@ -21,38 +21,15 @@ constexpr int kSharedColumns = 64, kSharedChunks = 8;
 
 int ceilDivide(std::int64_t a, std::int64_t b) { return static_cast<int>((a + b - 1) / b); }
 
-/// Hands out pieces of one block of floats, each from the begin of a cache line on.
-class Pieces {
-public:
-    std::int64_t place(std::int64_t floats) {
-        const std::int64_t at = m_end;
-        m_end += (floats + kLine - 1) / kLine * kLine;
-        return at;
-    }
-    /// Floats that hold all pieces, wherever in a cache line they begin.
-    std::int64_t size() const { return m_end + kLine; }
-
-    static float* firstLine(float* p) {
-        const auto line = static_cast<std::uintptr_t>(kLine) * sizeof(float);
-        const std::uintptr_t over = reinterpret_cast<std::uintptr_t>(p) % line;
-        return over == 0 ? p : p + (line - over) / sizeof(float);
-    }
-
-private:
-    static constexpr std::int64_t kLine = 16;
-    std::int64_t m_end = 0;
-};
-
 /// One run of the factorisation through the tree, after Duff and Reid, "The Multifrontal Solution of Indefinite Sparse
 /// Symmetric Linear Equations" (ACM Trans. Math. Softw. 9, 1983): a front gathers its entries of the matrix and the
 /// updates of its children, eliminates its pivots and leaves an update to its parent. A subtree is one thread's work;
 /// above the subtrees the threads share each front.
 class Factorisation {
 public:
-    Factorisation(const FrontTree& tree, const MatrixValues& values, float* factor, SolverArray<float>& workspace)
+    Factorisation(const FrontTree& tree, SolverMemory& memory)
         : m_tree(tree),
-          m_values(values),
-          m_factor(factor),
+          m_memory(memory),
           m_workers(tree.work < kForkWork ? 1 : workerCount(std::max(2, static_cast<int>(tree.tasks.size())))),
           m_packedPlaces(tree.top.size()),
           m_scratch(static_cast<std::size_t>(m_workers)) {
@@ -64,20 +41,21 @@ public:
         }
         SolverArray<Step>(static_cast<std::size_t>(steps)).swap(m_steps);
 
-        Pieces pieces;
-        const std::int64_t updates = pieces.place(tree.sharedUpdates), packed = pieces.place(topPacked);
-        SolverArray<std::int64_t> scratch;
+        Layout layout;
+        const std::size_t updates = layout.add<float>(tree.sharedUpdates), packed = layout.add<float>(topPacked);
+        SolverArray<std::size_t> places;
         for (int w = 0; w < m_workers; ++w) {
             for (std::int64_t floats : {tree.stackSize[0], tree.stackSize[1], packedSize(tree.largestTaskOrder)}) {
-                scratch.push_back(pieces.place(floats));
+                places.push_back(layout.add<float>(floats));
             }
         }
-        provide(workspace, static_cast<std::size_t>(pieces.size()));
-        float* const first = Pieces::firstLine(workspace.data());
-        m_updates = first + updates;
-        m_packed = first + packed;
+        Workspace& workspace = memory.workspace;
+        workspace.provideFor(layout);
+        m_updates = workspace.at<float>(updates);
+        m_packed = workspace.at<float>(packed);
         for (std::size_t w = 0; w < m_scratch.size(); ++w) {
-            m_scratch[w] = {{first + scratch[3 * w], first + scratch[3 * w + 1]}, first + scratch[3 * w + 2]};
+            for (std::size_t s : {0, 1}) m_scratch[w].stacks[s] = workspace.at<float>(places[3 * w + s]);
+            m_scratch[w].packed = workspace.at<float>(places[3 * w + 2]);
         }
     }
 
@@ -146,7 +124,7 @@ private:
     }
 
     FrontMatrix matrixOf(const Front& front, float* const* stacks) const {
-        return {m_factor + front.factor, updateOf(front, stacks), front.order(), front.pivots};
+        return {m_memory.factor.data() + front.factor, updateOf(front, stacks), front.order(), front.pivots};
     }
 
     void factorFront(int f, const Scratch& scratch) noexcept {
@@ -224,14 +202,14 @@ private:
         for (int p = first; p < lastPivot; ++p) {
             const int j = front.first + p;
             float* column = matrix.column(p);
-            column[p] = m_values.diagonal[j];
+            column[p] = m_memory.diagonal[j];
             for (std::int64_t k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
                 const int row = m_tree.pattern.columnRows[k];
                 const std::int64_t place =
                     row < front.first + front.pivots
                         ? row - front.first
                         : front.pivots + (std::lower_bound(below, below + front.below, row) - below);
-                column[place] += m_values.below[k];
+                column[place] += m_memory.below[k];
             }
         }
         for (int c = front.firstChild; c >= 0; c = m_tree.fronts[c].nextSibling) {
@@ -247,8 +225,7 @@ private:
     }
 
     const FrontTree& m_tree;
-    const MatrixValues& m_values;
-    float* m_factor;
+    SolverMemory& m_memory;
     int m_workers;
     SolverArray<std::int64_t> m_packedPlaces;  ///< of the fronts of the top, during their stage
     SolverArray<Scratch> m_scratch;            ///< of each worker
@@ -260,8 +237,6 @@ private:
 
 }  // namespace
 
-bool factoriseFronts(const FrontTree& tree, const MatrixValues& values, float* factor, SolverArray<float>& workspace) {
-    return Factorisation(tree, values, factor, workspace).run();
-}
+bool factoriseFronts(const FrontTree& tree, SolverMemory& memory) { return Factorisation(tree, memory).run(); }
 
 }  // namespace kestrova::solver

@@ -64,18 +64,19 @@ SolverArray<int> inverseOf(const SolverArray<int>& order) {
 }  // namespace
 
 EliminationPattern::EliminationPattern(const SparseRows& matrix) : n(matrix.n) {
-    const SparseGrid grid(matrix);
-    const EliminationOrder first = fillReducingOrder(matrix, grid);
+    const SparseGrid links(matrix);
+    grid = links.width > 0;
+    const EliminationOrder first = fillReducingOrder(matrix, links);
     inverse = inverseOf(first.rows);
-    if (grid.width > 0) {
+    if (grid) {
         const auto forEachLeft = [&](int row, const auto& visit) {
-            grid.forEachNeighbour(first.rows[row], [&](int j) {
+            links.forEachNeighbour(first.rows[row], [&](int j) {
                 if (inverse[j] < row) visit(inverse[j]);
             });
         };
         order = EliminationForest(first, forEachLeft).postorder(sections);
         inverse = inverseOf(order);
-        findGridColumns(grid);
+        findGridColumns(links);
         return;
     }
     {
@@ -92,13 +93,13 @@ EliminationPattern::EliminationPattern(const SparseRows& matrix) : n(matrix.n) {
 }
 
 /// Section by section: first how many entries each has, then, with the places known, what they are.
-void EliminationPattern::findGridColumns(const SparseGrid& grid) {
+void EliminationPattern::findGridColumns(const SparseGrid& links) {
     columns.resize(static_cast<std::size_t>(n) + 1);
-    columnRows.resize(static_cast<std::size_t>(grid.count));
+    columnRows.resize(static_cast<std::size_t>(links.count));
     const int sectionCount = static_cast<int>(sections.size());
     SolverArray<std::int64_t> begins(sections.size());
     const auto forEachBelow = [&](int column, const auto& visit) {
-        grid.forEachNeighbour(order[column], [&](int j) {
+        links.forEachNeighbour(order[column], [&](int j) {
             if (inverse[j] > column) visit(inverse[j]);
         });
     };

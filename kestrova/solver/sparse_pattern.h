@@ -14,6 +14,7 @@ struct EliminationPattern {
     explicit EliminationPattern(const SparseRows& matrix);
 
     int n;
+    bool grid;                 ///< columns have few entries
     SolverArray<int> order;    ///< order[k] is the row of the matrix that is eliminated k-th
     SolverArray<int> inverse;  ///< inverse[order[k]] is k
 
@@ -23,7 +24,7 @@ struct EliminationPattern {
     SolverArray<Section> sections;  ///< all columns, in ascending order
 
 private:
-    void findGridColumns(const SparseGrid& grid);
+    void findGridColumns(const SparseGrid& links);
 };
 
 }  // namespace kestrova::solver

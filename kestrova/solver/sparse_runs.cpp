@@ -83,8 +83,8 @@ private:
         for (std::size_t factor = 1; !left.empty(); factor *= 2) {
             for (int s : left) {
                 const auto columns = static_cast<std::size_t>(section(s).columns.end - section(s).columns.begin);
-                m_sections[s].runs.reserve(std::min(columns, columns / 3 * factor + 1));
-                m_sections[s].rows.reserve((columns * 4 + 1000) * factor);
+                m_sections[s].runs.reserve(std::min(columns, (columns / 3 + 1) * factor));
+                m_sections[s].rows.reserve((columns * 4 + 64) * factor);
             }
             const int count = static_cast<int>(left.size());
             SolverArray<char> found(left.size());

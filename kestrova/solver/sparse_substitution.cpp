@@ -17,23 +17,23 @@ constexpr std::int64_t kForkFactor = 1 << 18;
 
 }  // namespace
 
-Substitution::Substitution(const FrontTree& tree, const float* factor)
+Substitution::Substitution(const FrontTree& tree, Layout& layout)
     : m_tree(tree),
-      m_factor(factor),
       m_workers(tree.factorSize < kForkFactor ? 1 : workerCount(std::max(2, static_cast<int>(tree.tasks.size())))),
-      m_updates(tree.rows.size()),
-      m_scratch(static_cast<std::size_t>(m_workers)) {
-    for (SolverArray<float>& scratch : m_scratch) scratch.resize(static_cast<std::size_t>(tree.largestOrder));
+      m_updatesPlace(layout.add<float>(static_cast<std::int64_t>(tree.rows.size()))) {
+    for (int w = 0; w < m_workers; ++w) m_scratchPlaces.push_back(layout.add<float>(tree.largestOrder));
 }
 
-void Substitution::run(float* y) {
+void Substitution::run(SolverMemory& memory, float* y) {
+    m_factor = memory.factor.data();
+    m_updates = memory.workspace.at<float>(m_updatesPlace);
     const int tasks = static_cast<int>(m_tree.tasks.size()), stages = static_cast<int>(m_tree.stages.size());
     SolverArray<Step> steps(static_cast<std::size_t>(2 * (1 + stages)));
     withTeam(m_workers, [&](int worker) noexcept {
         const DenormalsAreZero flush;
         Share share;
         Step* step = steps.data();
-        float* v = m_scratch[static_cast<std::size_t>(worker)].data();
+        float* v = memory.workspace.at<float>(m_scratchPlaces[static_cast<std::size_t>(worker)]);
         const auto join = [&](int pieces, const auto& work) noexcept { (step++)->join(pieces, work, share); };
         // Calls `work(begin, end)` for parts of the stage in `top`.
         const auto joinStage = [&](const FrontTree::Stage& stage, const auto& work) noexcept {
@@ -79,7 +79,7 @@ void Substitution::forward(int f, float* y, float* v) noexcept {
     }
     substituteForward(m_factor + front.factor, front.order(), front.pivots, v);
     std::copy_n(v, front.pivots, y + front.first);
-    std::copy_n(v + front.pivots, front.below, m_updates.data() + front.rows);
+    std::copy_n(v + front.pivots, front.below, m_updates + front.rows);
 }
 
 /// The front's pivots from the rows below.

@@ -8,20 +8,22 @@ namespace kestrova::solver {
 
 class Substitution {
 public:
-    Substitution(const FrontTree& tree, const float* factor);
+    /// Adds its scratch to the layout of the workspace.
+    Substitution(const FrontTree& tree, Layout& layout);
 
     /// Solves in place for `y`, in the order of elimination. Opens one parallel region.
-    void run(float* y);
+    void run(SolverMemory& memory, float* y);
 
 private:
     void forward(int f, float* y, float* v) noexcept;
     void backward(int f, float* y, float* v) noexcept;
 
     const FrontTree& m_tree;
-    const float* m_factor;
     int m_workers;
-    SolverArray<float> m_updates;               ///< what each front leaves to the rows below it
-    SolverArray<SolverArray<float>> m_scratch;  ///< of each worker, the rows of a front
+    std::size_t m_updatesPlace;
+    SolverArray<std::size_t> m_scratchPlaces;  ///< of each worker, for the rows of a front
+    const float* m_factor = nullptr;
+    float* m_updates = nullptr;  ///< what each front leaves to the rows below it
 };
 
 }  // namespace kestrova::solver

@@ -24,11 +24,17 @@ int pardisoSolver(int n, float* a, int* ia, int* ja, float* b, float* x, int nrh
 }
 
 int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype) {
+    kestrova::solver::SolverMemory memory;
+    return pardisoSolverIC(n, a, ia, ja, b, x, nrhs, mtype, memory);
+}
+
+int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype,
+                    kestrova::solver::SolverMemory& memory) {
     if (!aligned(a) || !aligned(ia) || !aligned(ja) || !aligned(b) || !aligned(x))
         fail("ERROR - pardisoSolver - a%4 || ia%4 || ja%4 || b%4 || x%4");
     mkl_get_max_threads();  // asked before each solve, not heeded: the count in iparm stays fixed
 
-    void* pt[64] = {};
+    void* pt[64] = {nullptr, &memory};
     int iparm[64] = {};
     iparm[0] = 1;   // all given, no defaults
     iparm[2] = 4;   // processors

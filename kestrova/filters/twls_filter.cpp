@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "kestrova/filters/pardiso_solver.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/step.h"
@@ -31,6 +32,7 @@ struct TWLSFilter::Buffers {
 
     std::array<void*, 6> blocks{};
     std::size_t used = 0;
+    kestrova::solver::SolverMemory solver;
 };
 
 TWLSFilter::TWLSFilter() = default;
@@ -134,8 +136,7 @@ int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, floa
     setDiagonal();
     assemble();
     constexpr int kSymmetricPositiveDefinite = 2;
-    constexpr int kNotEnoughMemory = 1;
-    m_solved =
-        pardisoSolver(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite) != kNotEnoughMemory;
+    m_solved = pardisoSolverIC(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite,
+                               m_buffers->solver) == 1;
     return 1;
 }

@@ -8,46 +8,56 @@
 
 namespace kestrova::frame {
 
-/// Work in `kSteps` steps, each of which begins when the one before is done, within one parallel region. The pieces of
-/// a step are shared by the threads that happen to be there: unlike at a barrier of the team, nobody waits for a thread
+/// One of several steps of work within one parallel region, each of which begins when the one before is done. Its
+/// pieces are shared by the threads that happen to be there: unlike at a barrier of the team, nobody waits for a thread
 /// that has not come, and one that comes late helps with what is left. Internal.
-template <int kSteps>
-class Steps {
+class Step {
 public:
-    /// Takes part until the last step is done: calls `work(step, piece)` for pieces that nobody else gets, piece being
-    /// one of `pieces[step]`.
+    /// Takes part until the step is done: calls `work(piece)` for pieces from 0 to `count` - 1 that nobody else gets,
+    /// and adds to `share`.
     template <class Work>
-    Share join(const std::array<int, kSteps>& pieces, const Work& work) noexcept {
-        static_assert(noexcept(work(0, 0)), "who waits for a piece would wait for ever");
-        Share share;
-        for (int step = 0; step < kSteps; ++step) {
-            const int count = pieces[static_cast<std::size_t>(step)];
-            Step& s = m_steps[static_cast<std::size_t>(step)];
-            if (s.done.load(std::memory_order_acquire) == count) continue;
-            for (int i; (i = s.next.fetch_add(1, std::memory_order_relaxed)) < count; ++share.pieces) {
-                work(step, i);
-                s.done.fetch_add(1, std::memory_order_release);
-            }
-            if (s.done.load(std::memory_order_acquire) < count) share.waited += waitFor(s, count);
+    void join(int count, const Work& work, Share& share) noexcept {
+        static_assert(noexcept(work(0)), "who waits for a piece would wait for ever");
+        if (m_done.load(std::memory_order_acquire) == count) return;
+        for (int i; (i = m_next.fetch_add(1, std::memory_order_relaxed)) < count; ++share.pieces) {
+            work(i);
+            m_done.fetch_add(1, std::memory_order_release);
         }
-        return share;
+        if (m_done.load(std::memory_order_acquire) < count) share.waited += waitFor(count);
     }
 
 private:
     static constexpr int kLooksBeforeYielding = 1000;
 
-    struct Step {
-        std::atomic<int> next{0}, done{0};
-    };
-
     // Longer waits leave the processor to the thread that is waited for, which may stand in its queue. In seconds.
-    static double waitFor(const Step& step, int count) noexcept {
+    double waitFor(int count) const noexcept {
         const double began = omp_get_wtime();
-        for (int looks = 0; step.done.load(std::memory_order_acquire) < count; ++looks)
+        for (int looks = 0; m_done.load(std::memory_order_acquire) < count; ++looks)
             if (looks > kLooksBeforeYielding) std::this_thread::yield();
         return omp_get_wtime() - began;
     }
 
+    std::atomic<int> m_next{0}, m_done{0};
+};
+
+/// `kSteps` steps, one after another.
+template <int kSteps>
+class Steps {
+public:
+    /// Takes part until the last step is done: calls `work(step, piece)`, piece being one of `pieces[step]`.
+    template <class Work>
+    Share join(const std::array<int, kSteps>& pieces, const Work& work) noexcept {
+        Share share;
+        for (std::size_t step = 0; step < kSteps; ++step) {
+            const auto workOfStep = [&](int piece) noexcept(noexcept(work(0, 0))) {
+                work(static_cast<int>(step), piece);
+            };
+            m_steps[step].join(pieces[step], workOfStep, share);
+        }
+        return share;
+    }
+
+private:
     std::array<Step, kSteps> m_steps;
 };
 

@@ -31,14 +31,15 @@ bool wellFormed(const SparseRows& rows) {
 
 Error factorise(std::unique_ptr<SparseCholesky>& solver, const SparseRows& rows) {
     if (!solver->setValues(rows)) {  // an entry that was 0 in the analysis
+        SolverMemory memory = solver->takeMemory();
         solver.reset();
-        solver = std::make_unique<SparseCholesky>(rows);
+        solver = std::make_unique<SparseCholesky>(rows, std::move(memory));
         solver->setValues(rows);
     }
     return solver->factorise() ? kDone : kNotPositiveDefinite;
 }
 
-Error solve(const SparseCholesky& solver, int nrhs, int* iparm, float* b, float* x) {
+Error solve(SparseCholesky& solver, int nrhs, int* iparm, float* b, float* x) {
     const auto n = static_cast<std::size_t>(solver.rows());
     SolverArray<float> solutions(n * static_cast<std::size_t>(nrhs));
     for (int r = 0; r < nrhs; ++r) {
@@ -49,11 +50,11 @@ Error solve(const SparseCholesky& solver, int nrhs, int* iparm, float* b, float*
     return kDone;
 }
 
-Error run(int phase, std::unique_ptr<SparseCholesky>& solver, const SparseRows& rows, int nrhs, int* iparm, float* b,
-          float* x) {
+Error run(int phase, std::unique_ptr<SparseCholesky>& solver, SolverMemory* kept, const SparseRows& rows, int nrhs,
+          int* iparm, float* b, float* x) {
     if (phase == kAnalyse) {
         if (solver || !wellFormed(rows)) return kRefused;
-        solver = std::make_unique<SparseCholesky>(rows);
+        solver = std::make_unique<SparseCholesky>(rows, kept ? std::move(*kept) : SolverMemory());
         return kDone;
     }
     if (!solver || rows.n != solver->rows()) return kRefused;
@@ -71,7 +72,8 @@ void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, co
     *error = kRefused;
     if (!pt || !phase) return;
     if (*phase == kRelease) {
-        delete static_cast<SparseCholesky*>(std::exchange(pt[0], nullptr));
+        const std::unique_ptr<SparseCholesky> solver(static_cast<SparseCholesky*>(std::exchange(pt[0], nullptr)));
+        if (solver && pt[1]) *static_cast<SolverMemory*>(pt[1]) = solver->takeMemory();
         *error = kDone;
         return;
     }
@@ -80,7 +82,7 @@ void PARDISO(void** pt, const int* maxfct, const int* mnum, const int* mtype, co
     std::unique_ptr<SparseCholesky> solver(static_cast<SparseCholesky*>(pt[0]));
     pt[0] = nullptr;
     try {
-        *error = run(*phase, solver, SparseRows{*n, a, ia, ja}, *nrhs, iparm, b, x);
+        *error = run(*phase, solver, static_cast<SolverMemory*>(pt[1]), SparseRows{*n, a, ia, ja}, *nrhs, iparm, b, x);
     } catch (const std::bad_alloc&) {
         *error = kNoMemory;
     }

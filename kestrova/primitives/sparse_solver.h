@@ -7,8 +7,10 @@
 /// order; those named twice are added, explicit zeros are accepted.
 ///
 /// One `phase` a call, in the order 11 (analysis of the pattern), 22 (factorisation), 33 (solution), -1 (release).
-/// `pt` holds 64 pointers, all null before phase 11; it keeps the solver's state between the phases. `*error` gives
-/// the outcome; without an `error` nothing is done:
+/// `pt` holds 64 pointers, all null before phase 11; it keeps the solver's state between the phases. pt[1] alone may
+/// point to a `kestrova::solver::SolverMemory`: phase 11 takes over what that holds, and phase -1 puts the solver's
+/// memory there rather than free it, so that the next solver need not touch fresh memory. `*error` gives the outcome;
+/// without an `error` nothing is done:
 ///
 ///      0  done
 ///     -1  the arguments are refused and the state stays as it is: a null pointer (`perm` and `msglvl` may be null, and

@@ -9,9 +9,10 @@ namespace kestrova::solver {
 /// zero: the entries of a smoother's factor decay into them. Internal.
 class SparseCholesky {
 public:
-    explicit SparseCholesky(const SparseRows& matrix);
+    /// Works in `memory`, as far as that suffices.
+    explicit SparseCholesky(const SparseRows& matrix, SolverMemory memory = {});
 
-    int rows() const { return m_tree.n; }
+    int rows() const { return m_tree.pattern.n; }
     bool factorised() const { return m_factorised; }
 
     /// Takes the matrix's values; false if there is an entry where the analysed pattern has none.
@@ -20,18 +21,22 @@ public:
     bool factorise();
     /// Solves for `b` and refines with residuals in double, at most `maxSteps` times, as long as it helps; `*steps`
     /// receives how often. Not finite, or refined without gain, means that there is no solution: false.
-    bool solve(const float* b, float* x, int maxSteps, int* steps) const;
+    bool solve(const float* b, float* x, int maxSteps, int* steps);
+
+    /// The memory, for the next solver. This one is left without.
+    SolverMemory takeMemory() { return std::move(m_memory); }
 
 private:
+    bool setGridValues(const SparseRows& matrix);
+    bool setOtherValues(const SparseRows& matrix);
     /// b - A x, all in the order of elimination.
-    void findResidual(const SolverArray<double>& b, const SolverArray<double>& x, SolverArray<double>& residual) const;
+    void findResidual(const double* b, const double* x, double* residual) const;
     /// Of a matrix without an entry off its diagonal: one division each, without rounding for a diagonal of ones.
     bool solveDiagonal(const float* b, float* x) const;
 
     FrontTree m_tree;
-    SolverArray<float> m_diagonal, m_values;  ///< of the reordered matrix, `m_values` as `FrontTree::columnRows`
-    SolverArray<float> m_factor;
-    bool m_factorised = false;
+    SolverMemory m_memory;
+    bool m_finite = false, m_factorised = false;
 };
 
 }  // namespace kestrova::solver

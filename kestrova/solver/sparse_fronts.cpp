@@ -2,225 +2,69 @@
 
 #include <algorithm>
 
+#include "kestrova/frame/steps.h"
+
 namespace kestrova::solver {
 
-namespace {
+using namespace frame;
 
-/// The tree is cut into tasks of no more than this part of the whole work.
-constexpr int kTasks = 48;
+FrontTree::FrontTree(const SparseRows& matrix) : pattern(matrix) {
+    const SolverArray<SectionRuns> runs = findRuns(pattern);
+    SolverArray<SectionPlace> places;
+    SectionPlace end{0, 0, 0};
+    for (const SectionRuns& section : runs) {
+        places.push_back(end);
+        end.front += static_cast<int>(section.runs.size());
+        end.row += static_cast<std::int64_t>(section.rows.size());
+        for (const Run& run : section.runs) end.factor += run.entries();
+    }
+    places.push_back(end);
+    factorSize = end.factor;
+    fronts.resize(static_cast<std::size_t>(end.front));
+    rows.resize(static_cast<std::size_t>(end.row));
+    this->places.resize(rows.size());
 
-/// Lists of row or column numbers, one for each column or row: list i is entries[starts[i]] .. entries[starts[i + 1]].
-struct Lists {
-    SolverArray<std::int64_t> starts;
-    SolverArray<int> entries;
-};
-
-/// Of `n` lists, from the pairs (list, entry) that `each` visits, twice in the same order.
-template <class Each>
-Lists listsOf(int n, const Each& each) {
-    Lists lists;
-    lists.starts.assign(static_cast<std::size_t>(n) + 1, 0);
-    each([&](int list, int) { ++lists.starts[list + 1]; });
-    for (int i = 0; i < n; ++i) lists.starts[i + 1] += lists.starts[i];
-    lists.entries.resize(static_cast<std::size_t>(lists.starts[n]));
-    each([&](int list, int entry) { lists.entries[lists.starts[list]++] = entry; });
-    for (int i = n; i > 0; --i) lists.starts[i] = lists.starts[i - 1];
-    lists.starts[0] = 0;
-    return lists;
-}
-
-/// For each row of the reordered matrix the columns of its entries left of the diagonal.
-Lists leftOfDiagonal(const SparseRows& matrix, const SolverArray<int>& inverse) {
-    return listsOf(matrix.n, [&](const auto& visit) {
-        matrix.forEach([&](int i, int j, float) {
-            if (i == j) return;
-            const auto [column, row] = std::minmax(inverse[i], inverse[j]);
-            visit(row, column);
+    SolverArray<int> frontOf(static_cast<std::size_t>(pattern.n));
+    const int sections = static_cast<int>(runs.size());
+    Steps<2> steps;
+    withTeam(workerCount(sections), [&](int) noexcept {
+        Share share = steps.join({sections, sections}, [&](int step, int s) noexcept {
+            const Range own{places[s].front, places[s + 1].front};
+            if (step == 0) {
+                placeFronts(runs[s], places[s]);
+                for (int f = own.begin; f < own.end; ++f) {
+                    std::fill_n(frontOf.begin() + fronts[f].first, fronts[f].pivots, f);
+                }
+            } else {
+                linkToParents(own, frontOf);
+            }
         });
+        share.pieces = 0;  // they are of unequal cost
+        return share;
     });
-}
-
-/// For each column the rows of its entries below the diagonal, ascending.
-Lists belowDiagonal(const Lists& left) {
-    const int n = static_cast<int>(left.starts.size()) - 1;
-    return listsOf(n, [&](const auto& visit) {
-        for (int row = 0; row < n; ++row) {
-            for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k], row);
-        }
-    });
-}
-
-/// The elimination tree: the parent of column j is the first row below the diagonal of the factor's column j.
-SolverArray<int> eliminationTree(const Lists& left) {
-    const int n = static_cast<int>(left.starts.size()) - 1;
-    SolverArray<int> parent(static_cast<std::size_t>(n), -1), ancestor(static_cast<std::size_t>(n), -1);
-    for (int row = 0; row < n; ++row) {
-        for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) {
-            int node = left.entries[k];
-            while (ancestor[node] >= 0 && ancestor[node] != row) {
-                const int next = ancestor[node];
-                ancestor[node] = row;
-                node = next;
-            }
-            if (ancestor[node] < 0) ancestor[node] = parent[node] = row;
-        }
-    }
-    return parent;
-}
-
-/// The nodes of a forest, children before parents and subtrees together.
-SolverArray<int> postorder(const SolverArray<int>& parent) {
-    const int n = static_cast<int>(parent.size());
-    SolverArray<int> child(parent.size(), -1), sibling(parent.size()), order;
-    order.reserve(parent.size());
-    int root = -1;
-    for (int i = n; i-- > 0;) {
-        int& head = parent[i] < 0 ? root : child[parent[i]];
-        sibling[i] = head;
-        head = i;
-    }
-    for (int node = root; node >= 0;) {
-        while (child[node] >= 0) node = child[node];
-        order.push_back(node);
-        while (sibling[node] < 0 && parent[node] >= 0) {
-            node = parent[node];
-            order.push_back(node);
-        }
-        node = sibling[node];
-    }
-    return order;
-}
-
-}  // namespace
-
-double multiplications(const Front& front) {
-    double sum = 0;
-    for (int j = 0; j < front.pivots; ++j) sum += static_cast<double>(triangle(front.order() - j));
-    return sum;
-}
-
-FrontTree::FrontTree(const SparseRows& matrix) : n(matrix.n) {
-    findColumns(matrix);
-    findFronts();
-    linkFronts();
+    linkToChildren();
     findTasks();
-    placeUpdates();
+    findStages();
+    placeTaskUpdates();
+    placeTopUpdates();
 }
 
-void FrontTree::findColumns(const SparseRows& matrix) {
-    order = fillReducingOrder(matrix);
-    inverse.resize(order.size());
-    const auto invert = [&] {
-        for (int k = 0; k < n; ++k) inverse[order[k]] = k;
-    };
-    invert();
-    SolverArray<int> post = postorder(eliminationTree(leftOfDiagonal(matrix, inverse)));
-    for (int& node : post) node = order[node];
-    order.swap(post);
-    invert();
-    Lists below = belowDiagonal(leftOfDiagonal(matrix, inverse));
-    columns.swap(below.starts);
-    columnRows.swap(below.entries);
-}
-
-/// Column by column: the structure of a column is that of the matrix together with that of its children in the tree. A
-/// column whose only child has the same structure joins that child's run.
-SolverArray<FrontTree::Run> FrontTree::findRuns() {
-    SolverArray<Run> runs;
-    SolverArray<int> mark(static_cast<std::size_t>(n), -1);       // last run that holds the row
-    SolverArray<int> headChild(static_cast<std::size_t>(n), -1);  // runs whose first row below is this one
-    SolverArray<int> nextChild;
-    for (int j = 0; j < n; ++j) {
-        const int id = static_cast<int>(runs.size());
-        if (id > 0) {
-            Run& last = runs[id - 1];
-            const auto within = [&](int row) { return mark[row] == id - 1; };
-            if (last.below > 0 && rows[last.rows] == j && headChild[j] < 0 &&
-                std::all_of(columnRows.begin() + columns[j], columnRows.begin() + columns[j + 1], within)) {
-                last.last = j;
-                ++last.rows;
-                --last.below;
-                continue;
-            }
-            if (last.below > 0) {
-                int& head = headChild[rows[last.rows]];
-                nextChild[id - 1] = head;
-                head = id - 1;
-            }
-        }
-        const auto begin = static_cast<std::int64_t>(rows.size());
-        const auto add = [&](int row) {
-            if (row == j || mark[row] == id) return;
-            mark[row] = id;
-            rows.push_back(row);
-        };
-        for (std::int64_t k = columns[j]; k < columns[j + 1]; ++k) add(columnRows[k]);
-        for (int c = headChild[j]; c >= 0; c = nextChild[c]) {
-            const Run child = runs[c];
-            for (std::int64_t k = child.rows; k < child.rows + child.below; ++k) add(rows[k]);
-        }
-        std::sort(rows.begin() + begin, rows.end());
-        runs.push_back({j, j, begin, static_cast<int>(static_cast<std::int64_t>(rows.size()) - begin), 0});
-        nextChild.push_back(-1);
+void FrontTree::placeFronts(const SectionRuns& section, SectionPlace place) {
+    std::copy(section.rows.begin(), section.rows.end(), rows.begin() + place.row);
+    std::int64_t factor = place.factor;
+    int f = place.front;
+    for (const Run& run : section.runs) {
+        fronts[f++] = {run.first, run.pivots(), run.below, -1, -1, -1, place.row + run.rows, factor, 0, false, 0};
+        factor += run.entries();
     }
-    return runs;
 }
 
-/// Joins a run with the child run before it where the larger front pays for the zeros that it stores: always where it
-/// has so few pivots that a front of its own costs more.
-bool FrontTree::joined(Run& run, const Run& child) {
-    constexpr int kFewPivots = 4, kSomePivots = 16;
-    constexpr double kZerosAmongSome = 0.3, kZerosAmongMany = 0.05;  // as parts of the entries
-    Run both = run;
-    both.first = child.first;
-    both.zeros = both.entries() - (run.entries() - run.zeros) - (child.entries() - child.zeros);
-    const double zeros = static_cast<double>(both.zeros) / static_cast<double>(both.entries());
-    const int pivots = both.pivots();
-    const bool pays = pivots <= kFewPivots || zeros < (pivots <= kSomePivots ? kZerosAmongSome : kZerosAmongMany);
-    if (pays) run = both;
-    return pays;
-}
-
-void FrontTree::findFronts() {
-    SolverArray<Run> kept;
-    for (Run run : findRuns()) {
-        while (!kept.empty() && kept.back().below > 0 && rows[kept.back().rows] >= run.first &&
-               rows[kept.back().rows] <= run.last && joined(run, kept.back())) {
-            kept.pop_back();
-        }
-        kept.push_back(run);
-    }
-
-    std::size_t keptCount = 0;
-    for (const Run& run : kept) keptCount += static_cast<std::size_t>(run.below);
-    SolverArray<int> keptRows;
-    keptRows.reserve(keptCount);
-    fronts.reserve(kept.size());
-    for (const Run& run : kept) {
-        Front front{
-            run.first, run.pivots(), run.below, -1, -1, -1, static_cast<std::int64_t>(keptRows.size()), factorSize,
-            0,         false,        0};
-        keptRows.insert(keptRows.end(), rows.begin() + run.rows, rows.begin() + run.rows + run.below);
-        factorSize += run.entries();
-        largestOrder = std::max(largestOrder, front.order());
-        fronts.push_back(front);
-    }
-    rows.swap(keptRows);
-}
-
-void FrontTree::linkFronts() {
-    SolverArray<int> frontOf(static_cast<std::size_t>(n));
-    for (int f = 0; f < static_cast<int>(fronts.size()); ++f) {
-        for (int j = 0; j < fronts[f].pivots; ++j) frontOf[fronts[f].first + j] = f;
-    }
-    places.resize(rows.size());
-    for (int f = static_cast<int>(fronts.size()); f-- > 0;) {
+void FrontTree::linkToParents(Range ownFronts, const SolverArray<int>& frontOf) {
+    for (int f = ownFronts.begin; f < ownFronts.end; ++f) {
         Front& front = fronts[f];
         if (front.below == 0) continue;
         front.parent = frontOf[rows[front.rows]];
-        Front& parent = fronts[front.parent];
-        front.nextSibling = parent.firstChild;
-        parent.firstChild = f;
+        const Front& parent = fronts[front.parent];
         int p = 0;
         for (std::int64_t k = front.rows; k < front.rows + front.below; ++k) {
             if (rows[k] < parent.first + parent.pivots) {
@@ -233,89 +77,13 @@ void FrontTree::linkFronts() {
     }
 }
 
-/// What each front costs together with all beneath it; `work` becomes the whole.
-SolverArray<double> FrontTree::findWork() {
-    constexpr double kPerFront = 2000;  // what a front costs beside its multiplications, in these
-    SolverArray<double> subtree(fronts.size(), 0.0);
-    for (std::size_t f = 0; f < fronts.size(); ++f) {
-        const double own = kPerFront + multiplications(fronts[f]);
-        work += own;
-        subtree[f] += own;
-        if (fronts[f].parent >= 0) subtree[fronts[f].parent] += subtree[f];
-    }
-    return subtree;
-}
-
-/// The fronts whose subtrees are too large for a task are the top of the tree. The subtrees beneath the top become
-/// tasks, small ones together with their neighbours.
-void FrontTree::findTasks() {
-    const int count = static_cast<int>(fronts.size());
-    const SolverArray<double> subtree = findWork();
-    const double largestTask = work / kTasks;
-    const auto inTop = [&](int f) { return subtree[f] > largestTask; };
-
-    int begin = 0;
-    double gathered = 0;
-    const auto finishTask = [&](int end, int nextBegin) {
-        if (begin < end) tasks.push_back({begin, end});
-        begin = nextBegin;
-        gathered = 0;
-    };
-    SolverArray<int> topFronts;
-    for (int f = 0; f < count; ++f) {
-        if (inTop(f)) {
-            fronts[f].ownUpdate = true;
-            topFronts.push_back(f);
-            finishTask(f, f + 1);
-            continue;
-        }
-        const int parent = fronts[f].parent;
-        const bool rootsSubtree = parent < 0 || inTop(parent);
-        fronts[f].ownUpdate = rootsSubtree;
-        if (!rootsSubtree) continue;
-        gathered += subtree[f];
-        if (gathered > largestTask / 2) finishTask(f + 1, f + 1);
-    }
-    finishTask(count, count);
-    sortByLevel(topFronts);
-}
-
-/// A front of the top stands one level above the highest of its children there.
-void FrontTree::sortByLevel(const SolverArray<int>& topFronts) {
-    SolverArray<int> level(fronts.size(), 0);
-    int levelCount = 0;
-    for (int f : topFronts) {
-        levelCount = std::max(levelCount, level[f] + 1);
-        const int parent = fronts[f].parent;
-        if (parent >= 0) level[parent] = std::max(level[parent], level[f] + 1);
-    }
-    levels.assign(static_cast<std::size_t>(levelCount) + 1, 0);
-    for (int f : topFronts) ++levels[level[f] + 1];
-    for (int l = 0; l < levelCount; ++l) levels[l + 1] += levels[l];
-    top.resize(topFronts.size());
-    SolverArray<int> next = levels;
-    for (int f : topFronts) top[next[level[f]]++] = f;
-}
-
-/// A front's children lie on the one stack and its own update goes on the other, so that both are last in, first out.
-void FrontTree::placeUpdates() {
+void FrontTree::linkToChildren() {
     for (int f = static_cast<int>(fronts.size()); f-- > 0;) {
         Front& front = fronts[f];
-        front.stack = front.parent < 0 ? 0 : 1 - fronts[front.parent].stack;
-    }
-    for (const Task& task : tasks) {
-        std::int64_t used[2] = {0, 0};
-        for (int f = task.begin; f < task.end; ++f) {
-            Front& front = fronts[f];
-            if (!front.ownUpdate) {
-                front.update = used[front.stack];
-                used[front.stack] += triangle(front.below);
-                stackSize[front.stack] = std::max(stackSize[front.stack], used[front.stack]);
-            }
-            for (int c = front.firstChild; c >= 0; c = fronts[c].nextSibling) {
-                used[1 - front.stack] -= triangle(fronts[c].below);
-            }
-        }
+        largestOrder = std::max(largestOrder, front.order());
+        if (front.parent < 0) continue;
+        front.nextSibling = fronts[front.parent].firstChild;
+        fronts[front.parent].firstChild = f;
     }
 }
 

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "kestrova/solver/sparse_memory.h"
-#include "kestrova/solver/sparse_ordering.h"
+#include "kestrova/solver/sparse_pattern.h"
+#include "kestrova/solver/sparse_runs.h"
 
 // What of a multifrontal factorisation depends on the pattern alone (Liu, "The Multifrontal Method for Sparse Matrix
 // Solution: Theory and Practice", SIAM Review 34, 1992). Rows are counted from 0 in the order of elimination. Internal.
@@ -17,19 +17,12 @@ struct Front {
     int firstChild, nextSibling;  ///< the children in the fixed order in which their updates are added, -1 ends
     std::int64_t rows;            ///< where the rows below stand in `FrontTree::rows` and `FrontTree::places`
     std::int64_t factor;          ///< where the columns of the factor stand
-    std::int64_t update;          ///< where the update stands on its stack, or in its own block
-    bool ownUpdate;               ///< the update outlives the task that makes it: it has a block of its own
-    int stack;                    ///< which of a worker's two stacks takes the update
+    std::int64_t update;          ///< where the update stands on its stack, or among the shared ones
+    bool sharedUpdate;            ///< the update outlives the task that makes it
+    int stack;                    ///< which of a worker's two stacks takes the update otherwise
 
     int order() const { return pivots + below; }
 };
-
-/// Floats of the lower triangle of the given order.
-inline std::int64_t triangle(std::int64_t order) { return order * (order + 1) / 2; }
-/// Floats of the first `columns` columns of that triangle.
-inline std::int64_t trapezoid(std::int64_t order, std::int64_t columns) {
-    return triangle(order) - triangle(order - columns);
-}
 
 /// Of the factorisation of a front, additions aside.
 double multiplications(const Front& front);
@@ -37,12 +30,7 @@ double multiplications(const Front& front);
 struct FrontTree {
     explicit FrontTree(const SparseRows& matrix);
 
-    int n;
-    SolverArray<int> order;    ///< order[k] is the row of the matrix that is eliminated k-th
-    SolverArray<int> inverse;  ///< inverse[order[k]] is k
-
-    SolverArray<std::int64_t> columns;  ///< where the entries below the diagonal of column j begin
-    SolverArray<int> columnRows;        ///< their rows, ascending
+    EliminationPattern pattern;
 
     SolverArray<Front> fronts;  ///< children before their parents
     SolverArray<int> rows;      ///< the rows below the pivots of each front, ascending
@@ -57,30 +45,37 @@ struct FrontTree {
     };
     SolverArray<Task> tasks;
     std::int64_t stackSize[2] = {0, 0};  ///< floats that a worker's two stacks need for any of the tasks
-    SolverArray<int> top;                ///< the fronts above all tasks, level by level
-    SolverArray<int> levels;             ///< where each level begins in `top`, and the end
+    int largestTaskOrder = 0;            ///< of the fronts of the tasks
+
+    SolverArray<int> top;            ///< the fronts above all tasks, level by level, children one level before parents
+    SolverArray<int> levels;         ///< where each level begins in `top`, and the end
+    std::int64_t sharedUpdates = 0;  ///< floats of the updates that outlive their task
+
+    /// Levels [begin, end) of the top. Either one, of which all workers share each front, or several that one worker
+    /// takes, because they are too little work to be shared.
+    struct Stage {
+        int begin, end;
+        bool shared;
+    };
+    SolverArray<Stage> stages;
 
 private:
-    /// Pivots of one structure, on the way to a front.
-    struct Run {
-        int first, last;
-        std::int64_t rows;
-        int below;
-        std::int64_t zeros;  ///< entries that joining of runs has added
-
-        int pivots() const { return last - first + 1; }
-        std::int64_t entries() const { return trapezoid(pivots() + below, pivots()); }
+    /// The places of a section's fronts, rows and entries among all.
+    struct SectionPlace {
+        int front;
+        std::int64_t row, factor;
     };
 
-    SolverArray<Run> findRuns();
-    static bool joined(Run& run, const Run& child);
-    void findColumns(const SparseRows& matrix);
-    void findFronts();
-    void linkFronts();
+    void placeFronts(const SectionRuns& runs, SectionPlace place);
+    void linkToParents(Range ownFronts, const SolverArray<int>& frontOf);
+    void linkToChildren();
+
     SolverArray<double> findWork();
     void findTasks();
     void sortByLevel(const SolverArray<int>& topFronts);
-    void placeUpdates();
+    void findStages();
+    void placeTaskUpdates();
+    void placeTopUpdates();
 };
 
 }  // namespace kestrova::solver

@@ -5,31 +5,21 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <numeric>
+
+#include "kestrova/frame/parallel.h"
 
 namespace kestrova::solver {
+
+using namespace frame;
 
 namespace {
 
 /// Regions of no more cells than this are not cut.
 constexpr std::int64_t kLeafCells = 12;
 
-/// How far apart rows are that are linked: 1 and nothing else is a chain (0), 1 within lines of `width` and `width` is
-/// a grid, anything else is no grid (-1).
-int gridWidth(const SparseRows& rows) {
-    int width = 0;
-    bool grid = true;
-    rows.forEach([&](int i, int j, float) {
-        if (j - i <= 1) return;
-        if (width == 0) width = j - i;
-        if (j - i != width) grid = false;
-    });
-    if (!grid) return -1;
-    if (width == 0) return 0;
-    rows.forEach([&](int i, int j, float) {
-        if (j - i == 1 && j % width == 0) grid = false;
-    });
-    return grid ? width : -1;
-}
+/// A region of no more cells than this, or than this part of the grid, is one thread's work.
+constexpr std::int64_t kPartCells = 4096, kParts = 64;
 
 /// Nested dissection of a grid along its two diagonals. A step to a neighbour changes u = x + y and v = x - y by one
 /// each, so that the cells of one u, or of one v, are not linked and part those before from those behind: with half as
@@ -37,10 +27,18 @@ int gridWidth(const SparseRows& rows) {
 class Dissection {
 public:
     /// The first `cells` cells of a grid of lines of `width`.
-    Dissection(std::int64_t width, std::int64_t cells, SolverArray<int>& order)
-        : m_width(width), m_height((cells + width - 1) / width), m_cells(cells), m_order(order) {}
+    Dissection(std::int64_t width, std::int64_t cells, EliminationOrder& order)
+        : m_width(width), m_height((cells + width - 1) / width), m_cells(cells), m_order(order) {
+        m_order.rows.resize(static_cast<std::size_t>(cells));
+        divide({0, m_width + m_height - 1, 1 - m_height, m_width}, m_order.rows.data());
+    }
 
-    void run() { orderRegion({0, m_width + m_height - 1, 1 - m_height, m_width}); }
+    void run() {
+        const int parts = static_cast<int>(m_regions.size());
+        parallelTasks(m_cells < kForkElements ? 1 : workerCount(parts), parts, [&](int i, int) noexcept {
+            orderRegion(m_regions[i], m_order.rows.data() + m_order.parts[i].begin);
+        });
+    }
 
 private:
     using Coordinate = std::int64_t;
@@ -66,12 +64,14 @@ private:
         return {ofU, at, first, last};
     }
 
-    void put(const Diagonal& diagonal) {
+    /// Puts the diagonal's cells at `place`; returns the place behind them.
+    int* put(const Diagonal& diagonal, int* place) const {
         for (Coordinate other = diagonal.first; other <= diagonal.last; other += 2) {
             const Coordinate u = diagonal.ofU ? diagonal.at : other, v = diagonal.ofU ? other : diagonal.at;
             const Coordinate cell = (u - v) / 2 * m_width + (u + v) / 2;
-            if (cell < m_cells) m_order.push_back(static_cast<int>(cell));
+            if (cell < m_cells) *place++ = static_cast<int>(cell);
         }
+        return place;
     }
 
     /// The cut of a region that costs least for what it parts: its cells squared over the product of what lies on
@@ -96,25 +96,58 @@ private:
         return best;
     }
 
-    /// Both sides of a cut come before the cut itself.
-    void orderRegion(const Region& region) {
+    struct Cut {
+        Diagonal at;
+        Region before, behind;
+    };
+
+    Cut cutOf(const Region& region, Coordinate total) const {
+        Cut cut{total > kLeafCells ? bestCut(region, total) : Diagonal{true, 0, 0, -1}, region, region};
+        (cut.at.ofU ? cut.before.u1 : cut.before.v1) = cut.at.at;
+        (cut.at.ofU ? cut.behind.u0 : cut.behind.v0) = cut.at.at + 1;
+        return cut;
+    }
+
+    /// Cells of a region in full lines.
+    Coordinate cellsOf(const Region& region) const {
         Coordinate total = 0;
         for (Coordinate u = region.u0; u < region.u1; ++u) total += diagonal(region, true, u).cells();
-        const Diagonal cut = total > kLeafCells ? bestCut(region, total) : Diagonal{true, 0, 0, -1};
-        if (cut.cells() == 0) {
-            for (Coordinate u = region.u0; u < region.u1; ++u) put(diagonal(region, true, u));
-            return;
+        return total;
+    }
+
+    /// Both sides of a cut come before the cut itself. Returns the place behind.
+    int* orderRegion(const Region& region, int* place) const {
+        const Cut cut = cutOf(region, cellsOf(region));
+        if (cut.at.cells() > 0) return put(cut.at, orderRegion(cut.behind, orderRegion(cut.before, place)));
+        for (Coordinate u = region.u0; u < region.u1; ++u) place = put(diagonal(region, true, u), place);
+        return place;
+    }
+
+    /// The same with the regions that are one thread's work left out: they become parts.
+    int* divide(const Region& region, int* place) {
+        const Coordinate total = cellsOf(region);
+        const Cut cut = cutOf(region, total > std::max(kPartCells, m_cells / kParts) ? total : 0);
+        if (cut.at.cells() > 0) return put(cut.at, divide(cut.behind, divide(cut.before, place)));
+        const int begin = static_cast<int>(place - m_order.rows.data());
+        const int end = begin + static_cast<int>(total - missingCells(region));
+        m_regions.push_back(region);
+        m_order.parts.push_back({begin, end});
+        return m_order.rows.data() + end;
+    }
+
+    /// How many cells of a region the last line lacks.
+    Coordinate missingCells(const Region& region) const {
+        Coordinate missing = 0;
+        for (Coordinate cell = m_cells; cell < m_width * m_height; ++cell) {
+            const Coordinate x = cell % m_width, y = cell / m_width, u = x + y, v = x - y;
+            if (u >= region.u0 && u < region.u1 && v >= region.v0 && v < region.v1) ++missing;
         }
-        Region before = region, behind = region;
-        (cut.ofU ? before.u1 : before.v1) = cut.at;
-        (cut.ofU ? behind.u0 : behind.v0) = cut.at + 1;
-        orderRegion(before);
-        orderRegion(behind);
-        put(cut);
+        return missing;
     }
 
     Coordinate m_width, m_height, m_cells;
-    SolverArray<int>& m_order;
+    EliminationOrder& m_order;
+    SolverArray<Region> m_regions;  ///< of the parts
 };
 
 SolverArray<int> minimumDegreeOrder(const SparseRows& rows) {
@@ -133,15 +166,15 @@ SolverArray<int> minimumDegreeOrder(const SparseRows& rows) {
 
 }  // namespace
 
-SolverArray<int> fillReducingOrder(const SparseRows& rows) {
-    const int width = gridWidth(rows);
-    if (width < 0) return minimumDegreeOrder(rows);
-    SolverArray<int> order;
-    order.reserve(static_cast<std::size_t>(rows.n));
-    if (width == 0) {
-        for (int i = 0; i < rows.n; ++i) order.push_back(i);
+EliminationOrder fillReducingOrder(const SparseRows& matrix, const SparseGrid& grid) {
+    EliminationOrder order;
+    if (grid.width == 0) {
+        order.rows = minimumDegreeOrder(matrix);
+    } else if (grid.width == matrix.n) {
+        order.rows.resize(static_cast<std::size_t>(matrix.n));
+        std::iota(order.rows.begin(), order.rows.end(), 0);
     } else {
-        Dissection(width, rows.n, order).run();
+        Dissection(grid.width, matrix.n, order).run();
     }
     return order;
 }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "kestrova/solver/sparse_memory.h"
 #include "tests/primitives/sparse_phases.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/rooms.h"
@@ -114,6 +115,39 @@ TEST(SparseSolver, LeavesTheRightHandSideOfTheIdentity) {
     EXPECT_EQ(solved(identity, b), b);
 }
 
+TEST(SparseSolver, SolvesALargeGridOfWhichManyLinksAreMissing) {
+    for (int kept : {1, 2, 49}) {
+        SparseSystem grid = gridSystem(190, 120, 0.1f, 10.0f, 8);
+        grid.forEach([&, k = 0](int i, int j, double) mutable {
+            if (i != j && (i * 7919 + j * 104729) % 50 >= kept) grid.a[k] = 0;
+            ++k;
+        });
+        const std::vector<float> b = randomVector(grid.n, 6);
+        std::vector<float> first;
+        withThreadCounts([&](int threads) {
+            const std::vector<float> x = solved(grid, b);
+            if (threads == 1) first = x;
+            EXPECT_LE(backwardError(grid, x, b), 0x1p-23) << kept;
+            EXPECT_EQ(x, first) << kept << " " << threads;
+        });
+    }
+}
+
+TEST(SparseSolver, SolvesAGridWhoseLastLineIsNotFull) {
+    constexpr int w = 130, h = 101, cells = w * h - 50;
+    const SparseSystem grid = gridSystem(w, h, 0.1f, 10.0f, 8);
+    SparseSystem cut;
+    for (int i = 0; i < cells; ++i) {
+        std::vector<std::pair<int, float>> row;
+        for (int k = grid.ia[i] - 1; k < grid.ia[i + 1] - 1; ++k) {
+            if (grid.ja[k] <= cells) row.emplace_back(grid.ja[k] - 1, grid.a[k]);
+        }
+        cut.addRow(row);
+    }
+    const std::vector<float> b = randomVector(cut.n, 6);
+    EXPECT_LE(backwardError(cut, solved(cut, b), b), 0x1p-23);
+}
+
 TEST(SparseSolver, LargeSystemsLeaveNoMoreResidualThanTheRoundingOfTheSolution) {
     const SparseSystem grid = gridSystem(170, 130, 1e-3f, 1e3f, 8), random = randomSystem(1500, 1.0, 9);
     for (const SparseSystem* system : {&grid, &random}) {
@@ -202,6 +236,28 @@ TEST(SparseSolver, RefinesByNoMoreStepsThanAllowedAndTellsHowMany) {
         ASSERT_EQ(phases.solve(system, b), kDone);
         EXPECT_LE(phases.iparm[6], steps);
         EXPECT_GE(phases.iparm[6], steps > 0 ? 1 : 0);
+    }
+}
+
+TEST(SparseSolver, MemoryThatIsKeptServesTheNextSolver) {
+    const SparseSystem small = gridSystem(9, 8, 0.1f, 10.0f, 5), large = gridSystem(60, 70, 0.1f, 10.0f, 6),
+                       random = randomSystem(150, 2.0, 4);
+    kestrova::solver::SolverMemory memory;
+    for (const SparseSystem* system : {&large, &small, &random, &large}) {
+        const float* const before = memory.factor.data();
+        const bool enough = system == &small;
+        {
+            Phases phases;
+            phases.pt[1] = &memory;
+            ASSERT_EQ(phases.analyse(*system), kDone);
+            EXPECT_TRUE(memory.factor.empty()) << "the solver has taken it over";
+            ASSERT_EQ(phases.factorise(*system), kDone);
+            std::vector<float> b = randomVector(system->n, 1);
+            ASSERT_EQ(phases.solve(*system, b), kDone);
+            EXPECT_EQ(b, solved(*system, randomVector(system->n, 1)));
+        }
+        EXPECT_FALSE(memory.factor.empty()) << "the solver has given it back";
+        EXPECT_TRUE(!enough || memory.factor.data() == before);
     }
 }
 

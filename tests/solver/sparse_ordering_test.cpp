@@ -13,8 +13,9 @@
 namespace {
 
 std::vector<int> orderOf(const SparseSystem& system) {
-    const auto order = fillReducingOrder(SparseRows{system.n, system.a.data(), system.ia.data(), system.ja.data()});
-    return {order.begin(), order.end()};
+    const SparseRows matrix{system.n, system.a.data(), system.ia.data(), system.ja.data()};
+    const EliminationOrder order = fillReducingOrder(matrix, SparseGrid(matrix));
+    return {order.rows.begin(), order.rows.end()};
 }
 
 // Entries of the factor's columns, the diagonal included, by symbolic elimination: eliminating a row links the rows

@@ -94,7 +94,7 @@ TEST_F(SessionTest, TheSidecarFollowsAndThePhotographIsNotTouched) {
     EXPECT_TRUE(session->saveNow());
     EXPECT_FALSE(fs::exists(Settings::sidecarOf(path))) << "nothing has been done yet";
     session->setValue(slider("vibrance"), 0.3f);
-    ASSERT_TRUE(waitFor([&] { return fs::exists(Settings::sidecarOf(path)); }, 5000));
+    ASSERT_TRUE(waitFor([&] { return fs::exists(Settings::sidecarOf(path)); }));
     session->m_saver.flush();
     EXPECT_EQ(Settings::load(Settings::sidecarOf(path)), session->settings());
     session->undo();
@@ -255,7 +255,7 @@ TEST_F(SessionTest, AKilledProcessComesBackWithItsHistory) {
                 {"edit-until-killed", QString::fromStdString(path), QString::fromStdString(dataFolder())});
     ASSERT_TRUE(waitFor([&] { return fs::exists(dataFolder() + "/ready"); }));
     child.kill();
-    ASSERT_TRUE(child.waitForFinished());
+    ASSERT_TRUE(child.waitForFinished(-1));
     session->open(path);
     EXPECT_EQ(session->settings().light.brightness, 0.25f);
     EXPECT_EQ(session->settings().layers.at(0).mask.strokes.at(0).points.size(), 2u);

@@ -337,6 +337,26 @@ TEST_F(SessionTest, AFullDiskLosesNothing) {
     EXPECT_EQ(session->history()->count(), 2);
 }
 
+TEST_F(SessionTest, WhatCouldNotBeSavedIsKeptWhileAnotherPhotographIsOpen) {
+    const std::string first = photograph(), second = photograph("u76c0g_bliznaca_srgb8.png");
+    const std::string inTheWay = Settings::sidecarOf(first);
+    session->open(first);
+    fs::create_directories(inTheWay);
+    session->setValue(slider("brightness"), 0.25f);
+    session->open(second);
+    session->setValue(slider("tint"), 0.5f);
+    EXPECT_FALSE(session->saveNow());
+    EXPECT_EQ(Settings::load(Settings::sidecarOf(second)), session->settings());
+    EXPECT_EQ(session->settingsOf(first).light.brightness, 0.25f);
+    session->open(first);
+    EXPECT_EQ(session->settings().light.brightness, 0.25f);
+    EXPECT_EQ(session->history()->count(), 1);
+    session->open(second);
+    fs::remove(inTheWay);
+    EXPECT_TRUE(session->saveNow());
+    EXPECT_EQ(Settings::load(inTheWay).light.brightness, 0.25f);
+}
+
 TEST_F(SessionTest, RefusesWhatIsOutOfRangeWithAMessage) {
     session->open(photograph());
     Settings wrong;

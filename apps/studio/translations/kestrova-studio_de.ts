@@ -1029,7 +1029,7 @@
     </message>
     <message>
         <source>Rotate &amp;left</source>
-        <translation>Nach &amp;links drehen</translation>
+        <translation>&amp;Links drehen</translation>
     </message>
     <message>
         <source>Ctrl+L</source>
@@ -1041,7 +1041,7 @@
     </message>
     <message>
         <source>Rotate &amp;right</source>
-        <translation>Nach r&amp;echts drehen</translation>
+        <translation>&amp;Rechts drehen</translation>
     </message>
     <message>
         <source>Ctrl+R</source>

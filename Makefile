@@ -1,7 +1,7 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help demo pictures test asan levels docs bench bench-busy bench-smoke bench-report fuzz tsan tidy format \
-  python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check studio
+  python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check studio translations
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 # Debian's own, whatever else comes first in PATH.
@@ -16,7 +16,7 @@ PHOTO_PACKAGES := libopenimageio-dev liblcms2-dev libexiv2-dev libheif-dev libjp
 FUZZ_PACKAGES := $(PACKAGES) clang-14 libclang-rt-14-dev libomp-14-dev
 PYTHON_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) pybind11-dev python3-dev python3-numpy
 PYTHON_TEST_PACKAGES := python3-pytest mypy
-TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev parallel fonts-dejavu-core g++-11 clang-14 pybind11-dev python3-dev python3-numpy $(PYTHON_TEST_PACKAGES)
+TEST_PACKAGES := $(PACKAGES) $(PHOTO_PACKAGES) libgtest-dev libtiff-dev qt6-base-dev qt6-l10n-tools parallel fonts-dejavu-core g++-11 clang-14 pybind11-dev python3-dev python3-numpy $(PYTHON_TEST_PACKAGES)
 DOCS_PACKAGES := $(PACKAGES) libpng-dev doxygen graphviz mandoc python3
 BENCH_PACKAGES := $(PACKAGES) libbenchmark-dev libopencv-contrib-dev libsuitesparse-dev libopencolorio-dev python3
 
@@ -47,12 +47,16 @@ define run_tests
 endef
 
 studio: ## Build the window and start it on copies of the bundled photographs
-	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev fonts-dejavu-core
+	@cmake/packages.sh $(PACKAGES) $(PHOTO_PACKAGES) qt6-base-dev qt6-l10n-tools fonts-dejavu-core
 	@$(CONFIGURE) -S . -B $(BUILD) -DKESTROVA_PHOTO=ON -DKESTROVA_APPS=ON -DKESTROVA_STUDIO=ON -DKESTROVA_EXAMPLES=OFF \
 	  -DKESTROVA_TESTS=OFF -DKESTROVA_BENCH=OFF
 	@cmake --build $(BUILD) -j $(JOBS) --target kestrova-studio
 	@mkdir -p $(BUILD)/photos && cp -u examples/photos/*.jpg examples/photos/*.png $(BUILD)/photos
 	@$(BUILD)/apps/studio/kestrova-studio $(BUILD)/photos/dandelion_5312x2988.jpg
+
+translations: ## Collect the texts of the window for translation, in apps/studio/translations
+	@cmake/packages.sh qt6-l10n-tools
+	@/usr/lib/qt6/bin/lupdate -I apps -locations none -no-obsolete apps/studio -ts apps/studio/translations/*.ts
 
 test: ## Build everything and run every test
 	$(call run_tests,$(BUILD),$(EVERYTHING))
@@ -123,7 +127,7 @@ abi: ## Accept the binary interface as it is now
 	@cmake --build build/abi -j $(JOBS) --target abi_accept
 
 packages: docs ## Build the Debian packages into build/packages, and check them with lintian
-	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev dpkg-dev file lintian
+	@cmake/packages.sh $(PYTHON_PACKAGES) qt6-base-dev qt6-l10n-tools dpkg-dev file lintian
 	@$(CONFIGURE) -S . -B build/packages -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
 	  -DCMAKE_EXE_LINKER_FLAGS=-Wl,-z,relro,-z,now $(if $(MAINTAINER),-DKESTROVA_MAINTAINER='$(MAINTAINER)') \
 	  -DCMAKE_INSTALL_LIBDIR=lib/$$(dpkg-architecture -qDEB_HOST_MULTIARCH) -DKESTROVA_DOCS_HTML=$(CURDIR)/build/docs/html \

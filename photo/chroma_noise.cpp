@@ -45,30 +45,47 @@ KESTROVA_PHOTO_KERNEL void addSquaresRow(const ushort* Y, const ushort* chroma, 
     }
 }
 
+KESTROVA_PHOTO_KERNEL void takeNoiseRow(const ushort* in, const float* smoothed, const float* noise, float share,
+                                        ushort* out, int n) noexcept {
+    for (int x = 0; x < n; ++x) {
+        const auto c = static_cast<float>(in[x]);
+        out[x] = rounded16(c - share * noise[x] * (c - smoothed[x]));
+    }
+}
+
 }  // namespace
 
-void ChromaNoise::smooth(cv::Point origin, int step, float share, const cv::Mat& Y, const cv::Mat& drIn,
-                         const cv::Mat& dbIn, cv::Mat& drOut, cv::Mat& dbOut) const {
-    drOut.create(Y.size(), CV_16UC1);
-    dbOut.create(Y.size(), CV_16UC1);
+SmoothChroma ChromaNoise::smooth(cv::Point origin, int step, const cv::Mat& Y) const {
+    SmoothChroma out;
+    for (cv::Mat* plane : {&out.dr, &out.db, &out.noise}) plane->create(Y.size(), CV_32FC1);
     const int width = Y.cols * step;
     ReducedReader drSlope(dr.slope, origin.x, width), drOffset(dr.offset, origin.x, width);
     ReducedReader dbSlope(db.slope, origin.x, width), dbOffset(db.offset, origin.x, width);
     ReducedReader kept(texture, origin.x, width);
     for (int y = 0; y < Y.rows; ++y) {
         const int row = origin.y + y * step + step / 2;
-        const float* keptRow = kept.row(row);
         const auto* luminance = Y.ptr<ushort>(y);
-        const auto one = [&](const float* slope, const float* offset, const ushort* in, ushort* out) {
+        const auto smoothed = [&](const float* slope, const float* offset, float* to) {
             for (int x = 0; x < Y.cols; ++x) {
                 const int at = x * step + step / 2;
-                const float smoothed = slope[at] * static_cast<float>(luminance[x]) + offset[at] * 65535.0f;
-                const auto c = static_cast<float>(in[x]);
-                out[x] = rounded16(c - share * (1 - keptRow[at]) * (c - smoothed));
+                to[x] = slope[at] * static_cast<float>(luminance[x]) + offset[at] * 65535.0f;
             }
         };
-        one(drSlope.row(row), drOffset.row(row), drIn.ptr<ushort>(y), drOut.ptr<ushort>(y));
-        one(dbSlope.row(row), dbOffset.row(row), dbIn.ptr<ushort>(y), dbOut.ptr<ushort>(y));
+        smoothed(drSlope.row(row), drOffset.row(row), out.dr.ptr<float>(y));
+        smoothed(dbSlope.row(row), dbOffset.row(row), out.db.ptr<float>(y));
+        const float* keptRow = kept.row(row);
+        for (int x = 0; x < Y.cols; ++x) out.noise.at<float>(y, x) = 1 - keptRow[x * step + step / 2];
+    }
+    return out;
+}
+
+void SmoothChroma::apply(float share, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut, cv::Mat& dbOut) const {
+    drOut.create(drIn.size(), CV_16UC1);
+    dbOut.create(dbIn.size(), CV_16UC1);
+    for (int y = 0; y < drIn.rows; ++y) {
+        const auto* noiseRow = noise.ptr<float>(y);
+        takeNoiseRow(drIn.ptr<ushort>(y), dr.ptr<float>(y), noiseRow, share, drOut.ptr<ushort>(y), drIn.cols);
+        takeNoiseRow(dbIn.ptr<ushort>(y), db.ptr<float>(y), noiseRow, share, dbOut.ptr<ushort>(y), dbIn.cols);
     }
 }
 

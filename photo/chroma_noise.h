@@ -8,16 +8,24 @@
 
 namespace kestrova::photo {
 
+/// Chroma without noise of some pixels, and how much of what is there besides is noise.
+struct SmoothChroma {
+    cv::Mat dr, db;  ///< CV_32FC1, on the scale of the planes
+    cv::Mat noise;   ///< CV_32FC1, 0 to 1
+
+    /// The planes with `share` of their noise taken away.
+    void apply(float share, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut, cv::Mat& dbOut) const;
+};
+
 /// What is computed once of a photograph to take noise out of its colours: chroma smoothed along the edges of
 /// luminance, as a model, and where the rest is no noise.
 struct ChromaNoise {
     SmoothModel dr, db;  ///< chroma, 0 to 1, as a function of luminance
     Reduced texture;     ///< CV_32FC1: how much of what the smoothing takes away is no noise, 0 to 1
 
-    /// Chroma planes of a chunk that begins at pixel `origin` of the photograph, each pixel of the chunk `step` of it
-    /// wide, with `share` of the noise taken away.
-    void smooth(cv::Point origin, int step, float share, const cv::Mat& Y, const cv::Mat& drIn, const cv::Mat& dbIn,
-                cv::Mat& drOut, cv::Mat& dbOut) const;
+    /// For a chunk that begins at pixel `origin` of the photograph and is `step` of it wide a pixel, with luminance
+    /// `Y`.
+    SmoothChroma smooth(cv::Point origin, int step, const cv::Mat& Y) const;
 };
 
 /// `steps` gets 2 in all.

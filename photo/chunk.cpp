@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "photo/chroma_noise.h"
 #include "photo/chunk_rows.h"
 #include "photo/light_curve.h"
 #include "photo/zero.h"
@@ -98,6 +97,10 @@ bool anyInside(const cv::Mat& mask) {
 
 const cv::Mat& Chunk::render(const Source& source, const Prepared& prepared, const Recipe& recipe, const Steps& steps) {
     read(source, prepared);
+    for (std::size_t i = 0; i < recipe.layers.size(); ++i) mask(prepared, i);
+    if (m_current && recipe == m_recipe) return m_out;  // most of the picture, while a brush moves
+    m_current = false;
+    ++m_version;
     steps.check();
     m_stages.resize(1 + recipe.layers.size());
     for (auto& stage : m_stages)
@@ -112,6 +115,8 @@ const cv::Mat& Chunk::render(const Source& source, const Prepared& prepared, con
         for (int y = 0; y < m_out.rows; ++y)
             blendRow(m_layer.ptr<ushort>(y), inside.ptr(y), m_out.ptr<ushort>(y), m_out.cols);
     }
+    m_recipe = recipe;
+    m_current = true;
     return m_out;
 }
 
@@ -119,6 +124,7 @@ const cv::Mat& Chunk::mask(const Prepared& prepared, std::size_t layer) {
     if (m_masks.size() <= layer) m_masks.resize(layer + 1);
     Masked& masked = m_masks[layer];
     if (layer >= prepared.masks.size() || prepared.masks[layer].plane.empty()) {
+        m_current = m_current && masked.mask.empty();
         masked = {};
         return masked.mask;
     }
@@ -128,6 +134,7 @@ const cv::Mat& Chunk::mask(const Prepared& prepared, std::size_t layer) {
     const cv::Rect cells(cv::Point(m_origin.x / n - 1, m_origin.y / n - 1), cv::Point(right / n + 2, below / n + 2));
     const cv::Mat part = reduced.plane(cells & cv::Rect(cv::Point(), reduced.plane.size()));
     if (sameBytes(part, masked.part)) return masked.mask;
+    m_current = false;
     masked.part = part.clone();
     masked.mask = readMask(reduced);
     return masked.mask;
@@ -154,6 +161,8 @@ void Chunk::read(const Source& source, const Prepared& prepared) {
     const bool scalesMissing = prepared.scales && prepared.scales != m_scales;
     if (!m_rgb.empty() && !scalesMissing) return;
     m_rgb.release();
+    m_smooth = {};
+    m_current = false;
     readRows(source, prepared.scales.get());
     m_scales = prepared.scales;
     m_Y.create(m_size, CV_16UC1);
@@ -296,7 +305,8 @@ void Chunk::develop(Stage& stage, const Adjustments& adjustments, const std::sha
     if (adjustments.noise.colour > 0 && prepared.chroma) {
         dr = cv::Mat();
         db = cv::Mat();
-        prepared.chroma->smooth(m_origin, m_step, adjustments.noise.colour, m_Y, m_dr, m_db, dr, db);
+        if (m_smooth.noise.empty()) m_smooth = prepared.chroma->smooth(m_origin, m_step, m_Y);
+        m_smooth.apply(adjustments.noise.colour, m_dr, m_db, dr, db);
     }
     if (adjustments.noise.colour != stage.adjustments.noise.colour) stage.engine.m_bChangedY = true;  // reads chroma
     stage.engine.m_Dr = dr;

@@ -61,7 +61,7 @@ Development::Rendering Development::render(const Output& output, Control* contro
 
 std::size_t Development::memoryFor(cv::Size photograph, const Settings& settings, const Output& output,
                                    const Options& options) {
-    constexpr double kPreparation = 10, kChroma = 3, kMask = 2;
+    constexpr double kPreparation = 10, kChroma = 3, kMask = 3;
     constexpr double kThread = 50e6;
     const double pixels = static_cast<double>(photograph.width) * photograph.height;
     const Recipe recipe = recipeOf(settings);

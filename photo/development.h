@@ -77,7 +77,7 @@ public:
     Rendering render() { return render(Output()); }
 
     /// An upper bound of what rendering the whole takes beyond the photograph's own 8 bytes a pixel: 4 or 8 bytes a
-    /// pixel for the result, 10 where more than colour changes, 3 for colour noise, 2 for each layer, 50 MB a thread,
+    /// pixel for the result, 10 where more than colour changes, 3 for colour noise, 3 for each layer, 50 MB a thread,
     /// and what is kept for a view.
     static std::size_t memoryFor(cv::Size photograph, const Settings& settings, const Output& output,
                                  const Options& options);

@@ -108,25 +108,29 @@ cv::Mat Development::State::outsideLayersAsTheyWere(Tile& tile, const Recipe& re
     return out;
 }
 
-void Development::State::renderTile(Tile& tile, const Recipe& recipe, const View& view,
-                                    const ColourTransform* transform, bool pixelsStay, const Output& output,
-                                    const Steps& steps, Rendering& out) const {
-    const bool plain = geometry.keepsPixels();
-    cv::Mat target = out.pixels(tile.area);
+/// `keepsOwn`: pixels that nothing changes are the photograph's own.
+void Development::State::showPixels(Tile& tile, const Recipe& recipe, const View& view,
+                                    const std::shared_ptr<const ColourTransform>& transform, bool pixelsStay,
+                                    bool keepsOwn, const Steps& steps, cv::Mat target) const {
     cv::Mat pixels;
-    if (pixelsStay)
+    if (pixelsStay) {
         pixels = source.photograph().pixels(cv::Rect(tile.plan.origin, tile.plan.size));
-    else
+    } else {
         pixels = tile.chunk.render(source, prepared, recipe, steps);
-    if (plain) {
-        const bool restores = !pixelsStay && !output.profile && view.step == 1 && recipe.whole == Adjustments();
-        if (restores)
-            copyPixels(geometry.turned(outsideLayersAsTheyWere(tile, recipe, transform, pixels)), target);
+        if (!keepsOwn && tile.shownVersion == tile.chunk.version() && tile.shownBy == transform &&
+            tile.shown.type() == target.type()) {
+            tile.shown.copyTo(target);
+            return;
+        }
+    }
+    if (geometry.keepsPixels()) {
+        if (keepsOwn && !pixelsStay)
+            copyPixels(geometry.turned(outsideLayersAsTheyWere(tile, recipe, transform.get(), pixels)), target);
         else
-            convert(transform, geometry.turned(pixels), target);
+            convert(transform.get(), geometry.turned(pixels), target);
     } else {
         cv::Mat converted(pixels.size(), CV_16UC4);
-        convert(transform, pixels, converted);
+        convert(transform.get(), pixels, converted);
         cv::Mat made = geometry.resampled(converted, tile.plan, tile.made, view.step);
         if (view.step == 1 && geometry.scale() > 1) {
             if (made.data == converted.data || made.data == pixels.data) made = made.clone();
@@ -135,15 +139,19 @@ void Development::State::renderTile(Tile& tile, const Recipe& recipe, const View
         const cv::Point corner = tile.area.tl() + view.area.tl() - tile.made.tl();
         copyPixels(made(cv::Rect(corner, tile.area.size())), target);
     }
-    if (out.mask.empty()) return;
-    const cv::Mat mask = tile.chunk.mask(prepared, static_cast<std::size_t>(output.maskOfLayer));
-    cv::Mat maskTarget = out.mask(tile.area);
-    if (plain) {
-        geometry.turned(mask).copyTo(maskTarget);
+    if (pixelsStay || keepsOwn) return;
+    tile.shown = target.clone();
+    tile.shownVersion = tile.chunk.version();
+    tile.shownBy = transform;
+}
+
+void Development::State::showMask(Tile& tile, const View& view, std::size_t layer, cv::Mat target) const {
+    const cv::Mat mask = tile.chunk.mask(prepared, layer);
+    if (geometry.keepsPixels()) {
+        geometry.turned(mask).copyTo(target);
     } else {
         const cv::Point corner = tile.area.tl() + view.area.tl() - tile.made.tl();
-        geometry.resampled(mask, tile.plan, tile.made, view.step)(cv::Rect(corner, tile.area.size()))
-            .copyTo(maskTarget);
+        geometry.resampled(mask, tile.plan, tile.made, view.step)(cv::Rect(corner, tile.area.size())).copyTo(target);
     }
 }
 
@@ -168,6 +176,7 @@ Development::Rendering Development::State::render(const View& view, const Output
     const auto changes = [](const Adjustments& a) { return a != Adjustments(); };
     // Means of pixels are those of the working space whatever the settings, so that a preview does not jump.
     const bool pixelsStay = !any(recipe, changes) && view.step == 1;
+    const bool keepsOwn = geometry.keepsPixels() && !output.profile && view.step == 1 && recipe.whole == Adjustments();
     const Profile& from = pixelsStay ? own : Profile::working();
     const std::shared_ptr<const ColourTransform> conversion = transformBetween(from, wanted);
 
@@ -189,7 +198,9 @@ Development::Rendering Development::State::render(const View& view, const Output
     };
     try {
         steps.parallel(count, kRendering / count, [&](int i) {
-            renderTile(*tiles[i], recipe, view, conversion.get(), pixelsStay, output, steps, out);
+            Tile& tile = *tiles[i];
+            showPixels(tile, recipe, view, conversion, pixelsStay, keepsOwn, steps, out.pixels(tile.area));
+            if (overlay) showMask(tile, view, static_cast<std::size_t>(output.maskOfLayer), out.mask(tile.area));
             if (!keep) tiles[i].reset();
         });
     } catch (const Error& error) {

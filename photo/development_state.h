@@ -23,6 +23,10 @@ struct Tile {
     cv::Rect made;        ///< in pixels of the whole at the view's step: a little more where it is sharpened
     Geometry::Plan plan;  ///< how it is made
     Chunk chunk;
+
+    cv::Mat shown;                                   ///< as it was shown the last time
+    unsigned shownVersion = 0;                       ///< of the chunk then
+    std::shared_ptr<const ColourTransform> shownBy;  ///< what made it of the chunk
 };
 
 /// What a view depends on besides settings.
@@ -88,8 +92,10 @@ struct Development::State {
     Rendering render(const View& view, const Output& output, Control* control);
     cv::Mat outsideLayersAsTheyWere(Tile& tile, const Recipe& recipe, const ColourTransform* transform,
                                     const cv::Mat& pixels) const;
-    void renderTile(Tile& tile, const Recipe& recipe, const View& view, const ColourTransform* transform,
-                    bool pixelsStay, const Output& output, const Steps& steps, Rendering& out) const;
+    void showPixels(Tile& tile, const Recipe& recipe, const View& view,
+                    const std::shared_ptr<const ColourTransform>& transform, bool pixelsStay, bool keepsOwn,
+                    const Steps& steps, cv::Mat target) const;
+    void showMask(Tile& tile, const View& view, std::size_t layer, cv::Mat target) const;
 };
 
 }  // namespace kestrova::photo

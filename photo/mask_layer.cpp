@@ -80,14 +80,40 @@ bool MaskPainter::continues(const std::vector<Stroke>& strokes) const {
         return false;
     const std::vector<Point>&before = m_painted[last].points, &now = strokes[last].points;
     return sameBrush(m_painted[last], strokes[last]) && now.size() >= before.size() &&
-           std::equal(before.begin(), before.end(), now.begin());
+           (m_lastIsOpen || now.size() == before.size()) && std::equal(before.begin(), before.end(), now.begin());
 }
 
-void MaskPainter::begin() {
-    m_painted.clear();
-    m_brush = TDrawMask();
+/// To the latest mask that is kept of those that the strokes begin with, or to an empty one.
+void MaskPainter::goBack(const std::vector<Stroke>& strokes) {
+    const auto leadsThere = [&](const Checkpoint& c) {
+        return c.strokes <= strokes.size() &&
+               std::equal(strokes.begin(), strokes.begin() + static_cast<std::ptrdiff_t>(c.strokes), m_painted.begin());
+    };
+    while (!m_checkpoints.empty() && !leadsThere(m_checkpoints.back())) m_checkpoints.pop_back();
+    m_brush = Brush();
     m_brush.setInImage(m_picture->Y, m_picture->dr, m_picture->db);
     m_brush.setValue(0);
+    m_brush.proc();
+    std::size_t painted = 0;
+    if (!m_checkpoints.empty()) {
+        m_brush.m_mask = m_checkpoints.back().mask;
+        painted = m_checkpoints.back().strokes;
+        m_checkpoints.pop_back();
+    }
+    m_painted.resize(painted);
+    m_lastIsOpen = false;
+}
+
+/// `later`: how many strokes come after it.
+void MaskPainter::beginStroke(std::size_t later) {
+    constexpr std::size_t kMost = 4;
+    if (m_lastIsOpen) m_brush.drawEnd();
+    m_lastIsOpen = true;
+    if (later < kMost) {
+        if (m_checkpoints.size() == kMost) m_checkpoints.erase(m_checkpoints.begin());
+        m_checkpoints.push_back({m_painted.size(), m_brush.getMaskRoi(cv::Rect(), 0)});
+    }
+    m_brush.drawStart(0, 1);
 }
 
 void MaskPainter::paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps) {
@@ -109,20 +135,22 @@ void MaskPainter::paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps&
 }
 
 cv::Mat MaskPainter::paint(const Mask& mask, Steps& steps) {
-    if (!continues(mask.strokes)) begin();
+    const std::vector<Stroke>& strokes = mask.strokes;
+    if (!continues(strokes)) goBack(strokes);
     m_valid = false;
-    for (std::size_t i = m_painted.empty() ? 0 : m_painted.size() - 1; i < mask.strokes.size(); ++i) {
-        const bool goesOn = i < m_painted.size();
-        if (!goesOn) {
-            if (i > 0) m_brush.drawEnd();
-            m_brush.drawStart(0, 1);
-        }
-        paintFrom(mask.strokes[i], goesOn ? m_painted[i].points.size() : 0, steps);
+    if (!m_painted.empty()) {
+        const std::size_t last = m_painted.size() - 1;
+        paintFrom(strokes[last], m_painted[last].points.size(), steps);
+        m_painted[last] = strokes[last];
+    }
+    for (std::size_t i = m_painted.size(); i < strokes.size(); ++i) {
+        beginStroke(strokes.size() - 1 - i);
+        paintFrom(strokes[i], 0, steps);
+        m_painted.push_back(strokes[i]);
     }
     m_brush.proc();
     cv::Mat painted = m_brush.getMaskRoi(cv::Rect(), 0);
     if (mask.inverted) cv::bitwise_not(painted, painted);
-    m_painted = mask.strokes;
     m_valid = true;
     return painted;
 }

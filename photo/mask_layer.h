@@ -22,25 +22,36 @@ struct MaskPicture {
 std::shared_ptr<const MaskPicture> computeMaskPicture(const Source& source, Steps& steps);
 
 /// Paints the mask of a layer, and goes on from what it has painted where only dots and strokes have been added: a
-/// stroke under way costs its new dots.
+/// stroke under way costs its new dots. It goes back by the latest strokes without painting those before them.
 class MaskPainter {
 public:
     MaskPainter(std::shared_ptr<const MaskPicture> picture, cv::Size photograph);
 
-    /// CV_8UC1 at the size of the picture, 255 inside. After a cancel the next call begins anew.
+    /// CV_8UC1 at the size of the picture, 255 inside. After a cancel the next call paints the latest stroke anew.
     cv::Mat paint(const Mask& mask, Steps& steps);
     int reduction() const { return m_picture->n; }
 
 private:
+    struct Brush : TDrawMask {
+        using TDrawMask::m_mask;
+    };
+    struct Checkpoint {
+        std::size_t strokes;
+        cv::Mat mask;  ///< after so many of `m_painted`
+    };
+
     bool continues(const std::vector<Stroke>& strokes) const;
-    void begin();
+    void goBack(const std::vector<Stroke>& strokes);
+    void beginStroke(std::size_t later);
     void paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps);
 
     std::shared_ptr<const MaskPicture> m_picture;
     cv::Size m_photograph;
-    TDrawMask m_brush;
+    Brush m_brush;
     std::vector<Stroke> m_painted;
-    bool m_valid = false;
+    std::vector<Checkpoint> m_checkpoints;  ///< before the latest strokes
+    bool m_valid = false;                   ///< the mask is that of `m_painted`
+    bool m_lastIsOpen = false;              ///< dots can be added to the last stroke
 };
 
 }  // namespace kestrova::photo

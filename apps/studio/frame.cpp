@@ -5,6 +5,24 @@
 
 namespace kestrova::studio {
 
+Frame frameOf(const Request& request, bool before, const QRectF& area, const cv::Mat& pixels, const cv::Mat& mask,
+              bool alpha) {
+    Frame frame;
+    frame.generation = request.generation;
+    frame.whole = request.whole;
+    frame.zoom = request.view.zoom;
+    frame.before = before;
+    frame.fine = !request.held;
+    frame.area = area;
+    const QSize onScreen(qRound(area.width() * frame.zoom), qRound(area.height() * frame.zoom));
+    const cv::Mat seen = atScreenSize(pixels, onScreen);
+    frame.image = imageOf(seen, alpha);
+    const bool clipping = request.view.darkClipping || request.view.brightClipping;
+    if (!before && (clipping || !mask.empty()))
+        frame.overlay = overlayOf(seen, mask.empty() ? mask : atScreenSize(mask, onScreen), request.view);
+    return frame;
+}
+
 cv::Mat atScreenSize(const cv::Mat& pixels, const QSize& size) {
     const cv::Size wanted(std::max(1, size.width()), std::max(1, size.height()));
     if (pixels.size() == wanted) return pixels;

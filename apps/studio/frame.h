@@ -52,11 +52,13 @@ struct Frame {
     QImage overlay;  ///< mask and clipping, of the same size, Format_ARGB32_Premultiplied; null for none
     bool before = false;
     bool fine = true;  ///< false for what was rendered coarser than the screen shows it
-    double milliseconds = 0;
 
     bool coversAll() const { return QRectF({0, 0}, whole) == area; }
 };
 
+/// What has been rendered of a request, at the size of the screen. `mask` may be empty.
+Frame frameOf(const Request& request, bool before, const QRectF& area, const cv::Mat& pixels, const cv::Mat& mask,
+              bool alpha);
 /// At the size of the screen: CV_8UC4 or CV_8UC1.
 cv::Mat atScreenSize(const cv::Mat& pixels, const QSize& size);
 /// The pixels as an image, which holds a reference to them; premultiplies where there is alpha.

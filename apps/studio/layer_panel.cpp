@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "studio/brush_tool.h"
 #include "studio/layer_list.h"
@@ -87,19 +88,17 @@ QWidget* LayerPanel::makeButtons() {
     m_colourButton = add(masks, tr("Colour"), tr("The colour that shows the mask"));
     rows->addLayout(layers);
     rows->addLayout(masks);
-    const auto onLayer = [this](QToolButton* which, void (Session::*act)(int)) {
-        connect(which, &QToolButton::clicked, this, [this, act] { (m_session->*act)(m_session->target()); });
+    const auto onLayer = [this](QToolButton* which, const std::function<void(int)>& act) {
+        connect(which, &QToolButton::clicked, m_session, [session = m_session, act] { act(session->target()); });
     };
     connect(m_add, &QToolButton::clicked, m_session, &Session::addLayer);
-    connect(m_duplicate, &QToolButton::clicked, this, [this] { m_session->duplicateLayer(m_session->target()); });
-    onLayer(m_remove, &Session::removeLayer);
-    onLayer(m_fill, &Session::fillLayer);
-    onLayer(m_clear, &Session::clearLayer);
-    onLayer(m_invert, &Session::invertLayer);
-    connect(m_up, &QToolButton::clicked, this,
-            [this] { m_session->moveLayer(m_session->target(), m_session->target() - 1); });
-    connect(m_down, &QToolButton::clicked, this,
-            [this] { m_session->moveLayer(m_session->target(), m_session->target() + 1); });
+    onLayer(m_duplicate, [this](int layer) { m_session->duplicateLayer(layer); });
+    onLayer(m_remove, [this](int layer) { m_session->removeLayer(layer); });
+    onLayer(m_up, [this](int layer) { m_session->moveLayer(layer, layer - 1); });
+    onLayer(m_down, [this](int layer) { m_session->moveLayer(layer, layer + 1); });
+    onLayer(m_fill, [this](int layer) { m_session->fillLayer(layer); });
+    onLayer(m_clear, [this](int layer) { m_session->clearLayer(layer); });
+    onLayer(m_invert, [this](int layer) { m_session->invertLayer(layer); });
     connect(m_colourButton, &QToolButton::clicked, this, [this] {
         const QColor chosen = QColorDialog::getColor(m_colour, this, tr("Colour of the mask"));
         if (chosen.isValid()) setMaskColour(chosen);

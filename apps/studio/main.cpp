@@ -7,11 +7,16 @@
 #include <cstdio>
 
 #include "studio/main_window.h"
+#include "studio/translations.h"
 #include "studio/widgets/theme.h"
 
 namespace {
 
 using kestrova::studio::MainWindow;
+
+struct Texts {
+    Q_DECLARE_TR_FUNCTIONS(main)
+};
 
 /// Writes the window to a file once it shows what it is to show, and ends the program.
 void writeScreenshot(MainWindow& window, const QString& file) {
@@ -41,19 +46,19 @@ int main(int argc, char** argv) {
     for (int size : {16, 32, 48, 128, 256}) icon.addFile(QStringLiteral(":/kestrova-studio/icon-%1.png").arg(size));
     QApplication::setWindowIcon(icon);
 
-    const auto tr = [](const char* text) { return QCoreApplication::translate("main", text); };
+    const kestrova::studio::Translations translations;
     QCommandLineParser parser;
-    parser.setApplicationDescription(tr("Develops photographs in a window."));
-    const QCommandLineOption help(QStringList{"h", "help"}, tr("Shows this text."));
-    const QCommandLineOption version(QStringList{"v", "version"}, tr("Shows the version."));
-    const QCommandLineOption screenshot("screenshot", tr("Writes the window as it looks to <file>, and exits."),
+    parser.setApplicationDescription(Texts::tr("Develops photographs in a window."));
+    const QCommandLineOption help(QStringList{"h", "help"}, Texts::tr("Shows this text."));
+    const QCommandLineOption version(QStringList{"v", "version"}, Texts::tr("Shows the version."));
+    const QCommandLineOption screenshot("screenshot", Texts::tr("Writes the window as it looks to <file>, and exits."),
                                         "file");
-    const QCommandLineOption size("size", tr("Of the window, in pixels: 1280x720."), "size");
-    const QCommandLineOption panel("panel", tr("Shows the panel light, detail, colour or layers."), "panel");
-    const QCommandLineOption tool("tool", tr("Takes the tool hand, brush, crop or straighten."), "tool");
-    const QCommandLineOption theme("theme", tr("Looks dark or light."), "theme");
+    const QCommandLineOption size("size", Texts::tr("Of the window, in pixels: 1280x720."), "size");
+    const QCommandLineOption panel("panel", Texts::tr("Shows the panel light, detail, colour or layers."), "panel");
+    const QCommandLineOption tool("tool", Texts::tr("Takes the tool hand, brush, crop or straighten."), "tool");
+    const QCommandLineOption theme("theme", Texts::tr("Looks dark or light."), "theme");
     parser.addOptions({help, version, screenshot, size, panel, tool, theme});
-    parser.addPositionalArgument("photographs", tr("Photographs, or a folder of them."), "[photographs...]");
+    parser.addPositionalArgument("photographs", Texts::tr("Photographs, or a folder of them."), "[photographs...]");
     const auto refuse = [](const QString& why) {
         std::fprintf(stderr, "kestrova-studio: %s\n", qPrintable(why));
         return 2;
@@ -73,17 +78,17 @@ int main(int argc, char** argv) {
     applyTheme(application, look);
     MainWindow window;
     if (parser.isSet(panel) && !window.showPanel(parser.value(panel)))
-        return refuse(tr("there is no panel \"%1\"").arg(parser.value(panel)));
+        return refuse(Texts::tr("there is no panel \"%1\"").arg(parser.value(panel)));
     if (parser.isSet(size)) {
         const QStringList sides = parser.value(size).split('x');
         const QSize wanted = sides.size() == 2 ? QSize(sides[0].toInt(), sides[1].toInt()) : QSize();
-        if (wanted.isEmpty()) return refuse(tr("\"%1\" is no size").arg(parser.value(size)));
+        if (wanted.isEmpty()) return refuse(Texts::tr("\"%1\" is no size").arg(parser.value(size)));
         window.resize(wanted);
     }
     window.show();
     if (!parser.positionalArguments().isEmpty()) window.openPaths(parser.positionalArguments());
     if (parser.isSet(tool) && !window.chooseTool(parser.value(tool)))
-        return refuse(tr("there is no tool \"%1\"").arg(parser.value(tool)));
+        return refuse(Texts::tr("there is no tool \"%1\"").arg(parser.value(tool)));
     if (parser.isSet(screenshot)) writeScreenshot(window, parser.value(screenshot));
     return QApplication::exec();
 }

@@ -1,14 +1,11 @@
 #include "studio/main_window.h"
 
 #include <QApplication>
-#include <QCloseEvent>
 #include <QComboBox>
 #include <QDockWidget>
 #include <QLabel>
-#include <QMessageBox>
 #include <QProgressBar>
 #include <QScrollArea>
-#include <QSettings>
 #include <QStandardPaths>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -34,7 +31,6 @@
 #include "studio/widgets/histogram_view.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/preset_strip.h"
-#include "studio/widgets/screen_profile.h"
 #include "studio/widgets/thumbnail_model.h"
 
 namespace kestrova::studio {
@@ -78,7 +74,6 @@ MainWindow::MainWindow()
 }
 
 MainWindow::~MainWindow() {
-    if (m_previewCancel) *m_previewCancel = true;
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
@@ -202,19 +197,6 @@ void MainWindow::connectSession() {
             });
 }
 
-void MainWindow::restoreLayout() {
-    QSettings settings;
-    if (!restoreGeometry(settings.value("window/geometry").toByteArray())) resize(1280, 760);
-    restoreState(settings.value("window/state").toByteArray());
-    m_tabs->setCurrentIndex(settings.value("window/panel", 0).toInt());
-    m_exportDock->hide();
-    const QColor colour(settings.value("maskColour").toString());
-    if (colour.isValid()) m_layers->setMaskColour(colour);
-    const ScreenProfile screen = ScreenProfile::find(settings.value("screenProfile").toString());
-    m_renderer->setScreen(screen.profile);
-    if (!screen.problem.isEmpty()) m_messages->say(screen.problem);
-}
-
 bool MainWindow::isSettled() const { return m_renderer->isSettled(); }
 
 QString MainWindow::messageText() const { return m_messages->text(); }
@@ -223,33 +205,6 @@ bool MainWindow::showPanel(const QString& name) {
     const int index = QStringList{"light", "detail", "colour", "layers"}.indexOf(name);
     if (index >= 0) m_tabs->setCurrentIndex(index);
     return index >= 0;
-}
-
-bool MainWindow::mayClose() {
-    finishGestures();
-    if (!m_session->saveNow() &&
-        QMessageBox::warning(this, windowTitle(), tr("The latest settings could not be saved. Close all the same?"),
-                             QMessageBox::Close | QMessageBox::Cancel) != QMessageBox::Close)
-        return false;
-    return m_exports->isIdle() ||
-           QMessageBox::question(this, windowTitle(),
-                                 tr("Photographs are still being exported. Cancel that and close?"),
-                                 QMessageBox::Close | QMessageBox::Cancel) == QMessageBox::Close;
-}
-
-void MainWindow::closeEvent(QCloseEvent* event) {
-    if (!mayClose()) {
-        event->ignore();
-        return;
-    }
-    QSettings settings;
-    settings.setValue("window/geometry", saveGeometry());
-    settings.setValue("window/state", saveState());
-    settings.setValue("window/panel", m_tabs->currentIndex());
-    settings.setValue("maskColour", m_layers->maskColour().name());
-    m_session->close();
-    m_renderer->close();
-    event->accept();
 }
 
 }  // namespace kestrova::studio

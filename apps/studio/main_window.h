@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QMainWindow>
-#include <atomic>
 #include <memory>
 
 #include "studio/frame.h"
@@ -77,16 +76,16 @@ private:
     void makeCentre();
     void makeStatusBar();
     QDockWidget* addDock(const QString& name, const QString& title, QWidget* widget, Qt::DockWidgetArea area);
-    void restoreLayout();
     void connectSession();
+
+    // main_window_layout.cpp
+    void restoreLayout();
     bool mayClose();
 
     // main_window_actions.cpp
     void makeActions();
     void makeFileMenu();
     void makeEditMenu();
-    void makeViewMenu();
-    void makeToolMenu();
     void makeHelpMenu();
     QAction* addAction(QMenu* menu, const QString& text, const QKeySequence& keys, const QString& tip);
     void enableActions();
@@ -95,11 +94,14 @@ private:
     void showShortcuts();
     void about();
 
+    // main_window_view_menu.cpp
+    void makeViewMenu();
+    void makeToolMenu();
+
     // main_window_files.cpp
     void openDialog();
     void openFolderDialog();
     void listPhotographs(const QStringList& paths, const QString& current);
-    void startPreviews(const QString& path);
     void exportPhotographs(const QStringList& paths);
     void copySettings();
     void pasteSettings();
@@ -144,7 +146,6 @@ private:
         *m_straightenAction;
     QActionGroup *m_tools, *m_filters;
     QList<QAction*> m_needPhotograph;
-    std::shared_ptr<std::atomic<bool>> m_previewCancel;
     Theme m_theme = Theme::dark;
     bool m_clippingDark = true, m_clippingBright = true;
 };

@@ -5,15 +5,12 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QMimeData>
-#include <QPointer>
 #include <QSettings>
 #include <QStatusBar>
-#include <QThreadPool>
 #include <QUrl>
 
 #include "photo/error.h"
 #include "photo/file_format.h"
-#include "photo/read.h"
 #include "studio/main_window.h"
 #include "studio/message_bar.h"
 #include "studio/photo_view.h"
@@ -83,28 +80,8 @@ void MainWindow::openPhotograph(const QString& path) {
     const qsizetype next = all.indexOf(path) + 1;
     m_renderer->prefetch(next > 0 && next < all.size() ? fileName(all[next]) : std::string());
     setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName()));
-    startPreviews(path);
+    m_presets->setFile(path, m_session->settings());
     enableActions();
-}
-
-/// Pictures of the presets, of a small version that is read in the background.
-void MainWindow::startPreviews(const QString& path) {
-    if (m_previewCancel) *m_previewCancel = true;
-    m_previewCancel = std::make_shared<std::atomic<bool>>(false);
-    m_presets->clearPictures();
-    QThreadPool::globalInstance()->start(
-        [window = QPointer<MainWindow>(this), path, cancel = m_previewCancel, settings = m_session->settings()] {
-            photo::ReadOptions options;
-            options.cancel = cancel.get();
-            options.threads = 1;
-            try {
-                const photo::Photograph small = photo::readPreview(fileName(path), PresetStrip::kLongEdge, options);
-                QMetaObject::invokeMethod(qApp, [window, small, settings, cancel] {
-                    if (window && !*cancel) window->m_presets->setPhotograph(small, settings);
-                });
-            } catch (const std::exception&) {  // the renderer says what is wrong with the file
-            }
-        });
 }
 
 void MainWindow::openDialog() {

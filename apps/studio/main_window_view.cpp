@@ -20,6 +20,20 @@
 
 namespace kestrova::studio {
 
+namespace {
+
+/// Every fourth row of it, with shared pixels.
+QImage rowsOf(const QImage& image) {
+    constexpr int kStep = 4;
+    if (image.height() < kStep) return image;
+    auto* owner = new QImage(image);
+    return QImage(
+        owner->constBits(), image.width(), image.height() / kStep, kStep * image.bytesPerLine(), image.format(),
+        [](void* held) { delete static_cast<QImage*>(held); }, owner);
+}
+
+}  // namespace
+
 void MainWindow::connectView() {
     connect(m_view, &PhotoView::viewChanged, this, [this](bool moving) {
         updateView(moving);
@@ -81,7 +95,8 @@ void MainWindow::updateView(bool moving) {
 
 void MainWindow::showFrame(const std::shared_ptr<const Frame>& frame) {
     m_view->showFrame(frame);
-    if (frame->before == m_view->isBefore()) m_histogram->setImage(frame->image);
+    if (frame->before != m_view->isBefore()) return;
+    m_histogram->setImage(frame->fine ? frame->image : rowsOf(frame->image));
 }
 
 void MainWindow::showProgress(double share) {

@@ -39,6 +39,7 @@ void PhotoView::showFrame(const std::shared_ptr<const Frame>& frame) {
     m_unpainted = true;
     m_sinceFrame.start();
     update();
+    if (m_hasPointer) emit pointerMoved(m_transform.toPicture(m_pointer), colourAt(m_pointer));
 }
 
 void PhotoView::updateViewport() {

@@ -76,7 +76,9 @@ void Renderer::adopt(Worker* worker) {
         if (!preview) emit prepared();
         submit(false);
     });
-    connect(worker, &Worker::rendered, this, &Renderer::show);
+    connect(worker, &Worker::rendered, this, [this, preview](const auto& frame) {
+        if (!preview || !isPrepared()) show(frame);
+    });
     if (!preview) {
         connect(worker, &Worker::progress, this, &Renderer::progress);
         connect(worker, &Worker::failed, this, &Renderer::failed);
@@ -95,7 +97,10 @@ void Renderer::startNext() {
     if (m_nextPath.empty() || m_next) return;
     m_next = new Worker(m_nextPath, {0, m_options.threads, m_options.prefetchMemory, m_settings->filter});
     // Whatever is wrong with it is said when it is opened.
-    connect(m_next, &Worker::failed, this, [this] { retire(m_next); });
+    connect(m_next, &Worker::failed, this, [this] {
+        retire(m_next);
+        m_nextPath.clear();
+    });
     m_next->start();
 }
 
@@ -180,7 +185,6 @@ void Renderer::submit(bool held) {
 }
 
 void Renderer::show(const std::shared_ptr<const Frame>& frame) {
-    if (sender() == m_preview && isPrepared()) return;
     if (frame->generation == m_generation && frame->fine) {
         if (frame->before) m_beforeShown = m_beforeAsked;
         m_settled = frame->before || !m_view.before || (m_beforeShown && *m_beforeShown == beforeKey(m_full));

@@ -4,6 +4,7 @@
 #include <QMutexLocker>
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "photo/error.h"
 
@@ -38,44 +39,73 @@ std::string Saver::journalOf(const std::string& photograph) const {
     return m_folder + '/' + hash.toStdString() + ".journal";
 }
 
-void Saver::save(Job job) {
-    {
-        const QMutexLocker lock(&m_mutex);
-        const auto same = std::find_if(m_waiting.begin(), m_waiting.end(),
-                                       [&](const Job& j) { return j.photograph == job.photograph; });
-        if (same != m_waiting.end()) {
-            *same = std::move(job);
-            return;
-        }
-        m_waiting.push_back(std::move(job));
+/// With the mutex locked.
+void Saver::enqueue(Job job) {
+    const auto same =
+        std::find_if(m_waiting.begin(), m_waiting.end(), [&](const Job& j) { return j.photograph == job.photograph; });
+    if (same != m_waiting.end()) {
+        *same = std::move(job);
+        return;
     }
+    m_waiting.push_back(std::move(job));
     m_pool.start([this] { work(); });
 }
 
+/// With the mutex locked.
+void Saver::enqueueFailed() {
+    for (auto& [photograph, job] : std::exchange(m_failed, {})) enqueue(std::move(job));
+}
+
+void Saver::save(Job job) {
+    const QMutexLocker lock(&m_mutex);
+    m_failed.erase(job.photograph);
+    enqueue(std::move(job));
+    enqueueFailed();
+}
+
+void Saver::retry() {
+    const QMutexLocker lock(&m_mutex);
+    enqueueFailed();
+}
+
 void Saver::work() {
-    Job job;
     {
         const QMutexLocker lock(&m_mutex);
-        job = std::move(m_waiting.front());
+        m_underWay = std::move(m_waiting.front());
         m_waiting.pop_front();
-        m_underWay = job;
     }
-    const QString photograph = QString::fromStdString(job.photograph);
+    const QString photograph = QString::fromStdString(m_underWay.photograph);
+    QString trouble;
     try {
-        write(job);
-        emit saved(photograph);
+        write(m_underWay);
     } catch (const std::exception& error) {
-        emit failed(photograph, QString::fromUtf8(error.what()));
+        trouble = QString::fromUtf8(error.what());
     }
-    const QMutexLocker lock(&m_mutex);
-    m_underWay = {};
+    {
+        const QMutexLocker lock(&m_mutex);
+        const bool newer = std::any_of(m_waiting.begin(), m_waiting.end(),
+                                       [&](const Job& j) { return j.photograph == m_underWay.photograph; });
+        if (!trouble.isEmpty() && !newer) m_failed[m_underWay.photograph] = m_underWay;
+        m_underWay = {};
+    }
+    if (trouble.isEmpty())
+        emit saved(photograph);
+    else
+        emit failed(photograph, trouble);
 }
 
 History Saver::pending(const std::string& photograph) {
     const QMutexLocker lock(&m_mutex);
     for (const Job& job : m_waiting)
         if (job.photograph == photograph) return job.history;
-    return m_underWay.photograph == photograph ? m_underWay.history : History();
+    if (m_underWay.photograph == photograph) return m_underWay.history;
+    const auto failed = m_failed.find(photograph);
+    return failed == m_failed.end() ? History() : failed->second.history;
+}
+
+bool Saver::isAllWritten() {
+    const QMutexLocker lock(&m_mutex);
+    return m_waiting.empty() && m_failed.empty() && m_underWay.history.empty();
 }
 
 void Saver::write(const Job& job) {

@@ -27,13 +27,16 @@ public:
         History history;
         bool keepBroken = false;  ///< the sidecar there is cannot be read: it is renamed first
     };
-    /// Of jobs for one photograph that wait, the newest alone is done.
+    /// Of jobs for one photograph that wait, the newest alone is done. One that fails is kept, and tried again with
+    /// the next one and by `retry`.
     void save(Job job);
-    /// Waits until all is written.
+    void retry();
+    /// Waits until all has been tried.
     void flush();
 
     /// The history of a photograph that is still to be written; empty if there is none.
     History pending(const std::string& photograph);
+    bool isAllWritten();
     std::string journalOf(const std::string& photograph) const;
 
 signals:
@@ -43,12 +46,15 @@ signals:
 private:
     void work();
     void write(const Job& job);
+    void enqueue(Job job);
+    void enqueueFailed();
 
     const std::string m_folder;
     QThreadPool m_pool;
     QMutex m_mutex;
     std::deque<Job> m_waiting;
     Job m_underWay;
+    std::map<std::string, Job> m_failed;        ///< by their photographs
     std::map<std::string, Journal> m_journals;  ///< of the pool's one thread
     std::set<std::string> m_unbroken;           ///< likewise: sidecars that were moved aside
 };

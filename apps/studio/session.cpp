@@ -141,16 +141,17 @@ History Session::snapshot() const {
 }
 
 void Session::save() {
-    const bool due = m_saveTimer.isActive() || sender() == &m_saveTimer || !m_trouble.isEmpty();
+    const bool due = m_saveTimer.isActive() || sender() == &m_saveTimer;
     m_saveTimer.stop();
     if (due && isOpen()) m_saver.save({m_path, snapshot(), m_sidecarBroken});
 }
 
 bool Session::saveNow() {
     save();
+    m_saver.retry();
     m_saver.flush();
     QCoreApplication::sendPostedEvents(this);
-    return m_trouble.isEmpty();
+    return m_saver.isAllWritten();
 }
 
 void Session::beginGesture() {

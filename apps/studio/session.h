@@ -34,7 +34,8 @@ public:
     /// Of any photograph: those of the open one, or what has been saved. Throws `photo::Error` for a sidecar that
     /// cannot be read.
     photo::Settings settingsOf(const std::string& photograph);
-    /// Writes what is to be written and waits for it; false if that failed.
+    /// Writes what is to be written, of photographs that have been open before, too, and waits for it; false if that
+    /// failed.
     bool saveNow();
 
     const photo::Settings& settings() const { return *m_settings; }
@@ -108,7 +109,7 @@ private:
     bool m_painting = false;  ///< the stroke itself makes the change
     bool m_restoring = false;
     bool m_sidecarBroken = false;
-    QString m_trouble;  ///< why the latest save failed
+    QString m_trouble;  ///< that was said last
     photo::Stroke m_brush;
 };
 

@@ -3,12 +3,11 @@
 #include <QElapsedTimer>
 #include <QMutexLocker>
 #include <algorithm>
-#include <cmath>
 #include <new>
-#include <utility>
 
 #include "photo/file_format.h"
 #include "photo/read.h"
+#include "studio/frame_plan.h"
 
 namespace kestrova::studio {
 
@@ -17,11 +16,9 @@ using photo::Error;
 
 namespace {
 
-constexpr double kReading = 0.3;           // share of the time until a photograph is prepared
-constexpr double kNoPreviewBelow = 3e6;    // pixels: as soon read as their preview
-constexpr double kHeldNanoseconds = 18e6;  // what a rendering may take while a slider is held
-constexpr int kCoarsest = 4;               // times the finest step
-constexpr qint64 kLong = 150;              // milliseconds after which progress is shown
+constexpr double kReading = 0.3;         // share of the time until a photograph is prepared
+constexpr double kNoPreviewBelow = 3e6;  // pixels: as soon read as their preview
+constexpr qint64 kLong = 150;            // milliseconds after which progress is shown
 
 /// What of the settings chooses the view and changes nothing in it.
 photo::Settings geometryOf(const photo::Settings& settings) {
@@ -33,9 +30,6 @@ photo::Settings geometryOf(const photo::Settings& settings) {
     geometry.size = settings.size;
     return geometry;
 }
-
-/// At which no pixel of the screen lacks one of the rendering.
-int finestStep(double zoom) { return std::max(1, static_cast<int>(1 / zoom + 1e-6)); }
 
 /// Of the whole photograph, upright, as far as its file tells before it is decoded.
 QSize wholeSize(const photo::FileFacts& facts, const cv::Size& preview) {
@@ -85,26 +79,37 @@ void Worker::request(const Request& request) {
 void Worker::run() {
     try {
         work();
-    } catch (const Error& error) {
-        fail(error.kind(), QString::fromStdString(error.what()));
-    } catch (const std::bad_alloc&) {
-        fail(Error::Kind::memory, tr("There is not enough memory."));
-    } catch (const std::exception& error) {
-        fail(Error::Kind::programming, QString::fromUtf8(error.what()));
+    } catch (...) {
+        sayWhatFailed();
     }
 }
 
-/// Whoever takes this over sees either the state or, later, the signal: both change in the thread of the window.
 void Worker::inWindow(const std::function<void()>& change) {
     QMetaObject::invokeMethod(this, change, Qt::QueuedConnection);
 }
 
-void Worker::fail(Error::Kind kind, const QString& text) {
-    inWindow([this, kind, text] { emit failed(static_cast<int>(kind), text); });
+void Worker::report(double share) {
+    inWindow([this, share] { emit progress(share); });
+}
+
+/// Of the exception that is being handled.
+void Worker::sayWhatFailed() {
+    const auto say = [this](Error::Kind kind, const QString& text) {
+        inWindow([this, kind, text] { emit failed(static_cast<int>(kind), text); });
+    };
+    try {
+        throw;
+    } catch (const Error& error) {
+        say(error.kind(), QString::fromStdString(error.what()));
+    } catch (const std::bad_alloc&) {
+        say(Error::Kind::memory, tr("There is not enough memory."));
+    } catch (const std::exception& error) {
+        say(Error::Kind::programming, QString::fromUtf8(error.what()));
+    }
 }
 
 void Worker::work() {
-    emit progress(0);
+    report(0);
     const photo::FileFacts facts = photo::examineFile(m_path);
     const bool preview = m_options.previewEdge > 0;
     const double declared = static_cast<double>(facts.width) * facts.height;
@@ -120,7 +125,7 @@ void Worker::work() {
     const cv::Size size = photograph.pixels.size();
     QStringList notes;
     for (const std::string& note : photograph.notes) notes << QString::fromStdString(note);
-    emit progress(kReading);
+    report(kReading);
 
     Development::Options bounds;
     bounds.threads = m_options.threads;
@@ -137,7 +142,10 @@ void Worker::work() {
         emit prepared();
     });
 
-    for (Request request; waitForRequest(request);) renderAll(development, request);
+    for (Request request; waitForRequest(request);) {
+        renderAll(development, request);
+        if (!preview && !request.held && request.view.after) readAhead(development, request);
+    }
 }
 
 /// Makes the planes that the sliders need, before one moves.
@@ -149,10 +157,10 @@ void Worker::prepare(Development& development) {
     m_control->progress = [this, shown = 0.0](double share) mutable {
         if (share < shown + 0.01) return;
         shown = share;
-        emit progress(kReading + (1 - kReading) * share);
+        report(kReading + (1 - kReading) * share);
     };
     development.render({0, 0, 1, 1}, 1, {}, m_control.get());
-    emit progress(1);
+    report(1);
 }
 
 bool Worker::waitForRequest(Request& request) {
@@ -174,47 +182,45 @@ void Worker::renderAll(Development& development, const Request& request) {
     m_control->progress = [&](double share) {
         if (timer.elapsed() < kLong) return;
         shown = true;
-        emit progress(share);
+        report(share);
+    };
+    const auto show = [&](bool before) {
+        inWindow([this, frame = std::make_shared<const Frame>(frameFor(development, request, before))] {
+            emit rendered(frame);
+        });
     };
     try {
-        if (request.view.after) emit rendered(std::make_shared<const Frame>(frameFor(development, request, false)));
-        if (request.view.before) emit rendered(std::make_shared<const Frame>(frameFor(development, request, true)));
+        if (request.view.after) show(false);
+        if (request.view.before) show(true);
     } catch (const Error& error) {
-        if (error.kind() != Error::Kind::cancelled) fail(error.kind(), QString::fromStdString(error.what()));
+        if (error.kind() != Error::Kind::cancelled) sayWhatFailed();
+    } catch (...) {
+        sayWhatFailed();
     }
-    if (shown) emit progress(1);
+    if (shown) report(1);
 }
 
-/// How coarse a frame has to be to follow a slider: estimated for a new view, then learned.
-int Worker::stepFor(const Request& request, double zoom, double pixels) {
-    const int finest = finestStep(zoom);
-    if (!request.held) return finest;
-    if (m_heldStep < finest || m_heldView.area != request.view.area || m_heldView.zoom != request.view.zoom) {
-        m_heldView = request.view;
-        m_heldPlanes = false;
-        const double times = std::sqrt(m_nanosecondsPerPixel * pixels / kHeldNanoseconds);
-        m_heldStep = std::clamp(static_cast<int>(std::ceil(times)), finest, kCoarsest * finest);
+/// Reads what held frames need while nobody waits: the first move of a slider is followed like those after it.
+void Worker::readAhead(Development& development, const Request& request) {
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (m_pending || m_stop) return;
+        m_control = std::make_shared<photo::Control>();
     }
-    return m_heldStep;
-}
-
-void Worker::learn(int step, int finest, double milliseconds, double pixels) {
-    // Another step has to read the photograph again: only for what lasts.
-    constexpr double kTooLate = 40, kEarly = 3;  // milliseconds
-    constexpr int kLasts = 3;                    // frames
-    if (!std::exchange(m_heldPlanes, true)) return;
-    m_nanosecondsPerPixel = 1e6 * milliseconds / pixels;
-    m_late = milliseconds > kTooLate && step < kCoarsest * finest ? m_late + 1 : 0;
-    m_early = milliseconds < kEarly && step > finest ? m_early + 1 : 0;
-    if (m_late < kLasts && m_early < kLasts) return;
-    m_heldStep += m_late >= kLasts ? 1 : -1;
-    m_late = m_early = 0;
-    m_heldPlanes = false;
+    m_heldStep.adapt();
+    photo::Settings settings = *request.settings;
+    float& any = settings.light.brightness;  // settings that ask for nothing need nothing
+    any += any > 0 ? -0.01f : 0.01f;
+    Request held = request;
+    held.settings = std::make_shared<const photo::Settings>(settings);
+    held.held = true;
+    try {
+        frameFor(development, held, false);
+    } catch (const std::exception&) {  // cancelled; what is wrong is said when somebody waits
+    }
 }
 
 Frame Worker::frameFor(Development& development, const Request& request, bool before) {
-    QElapsedTimer timer;
-    timer.start();
     photo::Settings settings = before ? geometryOf(*request.settings) : *request.settings;
     if (request.view.cropping) {
         settings.crop = {};
@@ -222,55 +228,22 @@ Frame Worker::frameFor(Development& development, const Request& request, bool be
     }
     development.set(settings);
 
-    // A preview has fewer pixels than the whole that the request speaks of.
-    const cv::Size size = development.size();
-    const double fx = size.width / request.whole.width(), fy = size.height / request.whole.height();
-    const double zoom = request.view.zoom / fx;
-    const QRectF wanted(request.view.area.x() * fx, request.view.area.y() * fy, request.view.area.width() * fx,
-                        request.view.area.height() * fy);
-    const int step = stepFor(request, zoom, wanted.width() * wanted.height());
-    const auto side = [step](double from, double to, int limit, int& first, int& length) {
-        first = std::clamp(static_cast<int>(std::floor(from)), 0, limit - 1) / step * step;
-        const int end = std::clamp(static_cast<int>(std::ceil(to)), first + 1, limit);
-        length = std::min((end - first + step - 1) / step * step, limit - first);
-    };
-    cv::Rect view;
-    side(wanted.left(), wanted.right(), size.width, view.x, view.width);
-    side(wanted.top(), wanted.bottom(), size.height, view.y, view.height);
+    const FramePlan plan(request, development.size());
+    const int finest = plan.finestStep();
+    const int step = request.held ? m_heldStep.stepFor(request.view, finest, plan.pixels()) : finest;
+    const cv::Rect view = plan.viewAt(step);
     Development::Output output;
     output.profile = request.screen;
     if (!before) output.maskOfLayer = request.view.maskOfLayer;
-    const double begin = static_cast<double>(timer.nsecsElapsed());
+    QElapsedTimer timer;
+    timer.start();
     const Development::Rendering rendering = development.render(view, step, output, m_control.get());
     if (request.held && !before)
-        learn(step, finestStep(zoom), (static_cast<double>(timer.nsecsElapsed()) - begin) / 1e6,
-              static_cast<double>(rendering.pixels.total()));
+        m_heldStep.learn(static_cast<double>(timer.nsecsElapsed()) / 1e6,
+                         static_cast<double>(rendering.pixels.total()));
 
-    // The last pixels of a side that is no multiple of the step are not in the rendering: the ones before stand for
-    // them.
-    const auto endOf = [step](int first, int count, int limit) {
-        const int end = first + count * step;
-        return limit - end < step ? limit : end;
-    };
-    Frame frame;
-    frame.generation = request.generation;
-    frame.whole = request.whole;
-    frame.zoom = request.view.zoom;
-    frame.before = before;
-    frame.fine = !request.held;
-    const double right = endOf(view.x, rendering.pixels.cols, size.width) / fx;
-    const double bottom = endOf(view.y, rendering.pixels.rows, size.height) / fy;
-    frame.area = QRectF(QPointF(view.x / fx, view.y / fy), QPointF(right, bottom));
-    const QSize onScreen(qRound(frame.area.width() * frame.zoom), qRound(frame.area.height() * frame.zoom));
-    const cv::Mat pixels = atScreenSize(rendering.pixels, onScreen);
-    frame.image = imageOf(pixels, m_hasAlpha);
-    const bool clipping = request.view.darkClipping || request.view.brightClipping;
-    if (!before && (clipping || !rendering.mask.empty())) {
-        const cv::Mat mask = rendering.mask.empty() ? rendering.mask : atScreenSize(rendering.mask, onScreen);
-        frame.overlay = overlayOf(pixels, mask, request.view);
-    }
-    frame.milliseconds = static_cast<double>(timer.nsecsElapsed()) / 1e6;
-    return frame;
+    return frameOf(request, before, plan.areaOf(view, step, rendering.pixels.size()), rendering.pixels, rendering.mask,
+                   m_hasAlpha);
 }
 
 }  // namespace kestrova::studio

@@ -12,12 +12,14 @@
 #include "photo/development.h"
 #include "photo/error.h"
 #include "studio/frame.h"
+#include "studio/held_step.h"
 
 namespace kestrova::studio {
 
 /// A thread that owns one Development: reads a photograph, prepares it and renders what is asked for, the newest
 /// request alone. Its functions are called from the thread of the window and never wait, but for the destructor, which
-/// waits for the thread to end; `retire` does not.
+/// waits for the thread to end; `retire` does not. Its signals come in the thread of the window, too: whoever takes a
+/// worker over sees either its state or, later, the signal, and from one that is retired nothing comes any more.
 class Worker : public QThread {
     Q_OBJECT
 
@@ -56,13 +58,13 @@ protected:
 private:
     void work();
     void inWindow(const std::function<void()>& change);
-    void fail(photo::Error::Kind kind, const QString& text);
+    void report(double share);
+    void sayWhatFailed();
     void prepare(photo::Development& development);
     bool waitForRequest(Request& request);
     void renderAll(photo::Development& development, const Request& request);
+    void readAhead(photo::Development& development, const Request& request);
     Frame frameFor(photo::Development& development, const Request& request, bool before);
-    int stepFor(const Request& request, double zoom, double pixels);
-    void learn(int step, int finest, double milliseconds, double pixels);
 
     const std::string m_path;
     const Options m_options;
@@ -76,11 +78,7 @@ private:
 
     // Of the thread.
     bool m_hasAlpha = false;
-    double m_nanosecondsPerPixel = 15;  ///< of held frames whose planes were there
-    int m_heldStep = 0;
-    ViewState m_heldView;         ///< what `m_heldStep` is for
-    bool m_heldPlanes = false;    ///< they are there
-    int m_late = 0, m_early = 0;  ///< frames in a row
+    HeldStep m_heldStep;
 
     // Of the thread of the window.
     bool m_isPrepared = false;

@@ -22,7 +22,7 @@ protected:
     photo::Scratch scratch;
 };
 
-/// Runs the event loop until it holds; false after that many milliseconds.
-bool waitFor(const std::function<bool()>& holds, int milliseconds = 20000);
+/// Runs the event loop until it holds; false after that many milliseconds, which no machine should need.
+bool waitFor(const std::function<bool()>& holds, int milliseconds = 240000);
 
 }  // namespace kestrova::studio

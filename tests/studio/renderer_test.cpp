@@ -110,10 +110,9 @@ TEST_F(RendererTest, AHeldSliderIsFollowedAndTheFineFrameComesWhenItRests) {
     session.beginGesture();
     for (int i = 1; i <= 10; ++i) {
         session.setValue(slider("shadows"), 0.05f * static_cast<float>(i));
-        waitFor([&] { return frames.size() >= static_cast<std::size_t>(i); }, 2000);
+        ASSERT_TRUE(waitFor([&] { return frames.size() >= static_cast<std::size_t>(i); }));
     }
-    ASSERT_GE(frames.size(), 10u);
-    ASSERT_TRUE(waitFor([&] { return frames.back()->fine; }, 5000)) << "without the end of the gesture";
+    ASSERT_TRUE(waitFor([&] { return frames.back()->fine; })) << "without the end of the gesture";
     session.endGesture();
     settle();
     EXPECT_TRUE(after->fine);
@@ -182,53 +181,55 @@ TEST_F(RendererTest, ClippingIsMarkedWhereAChannelIsAtItsEnd) {
     EXPECT_GT(marked, 0);
 }
 
-TEST_F(RendererTest, APreviewComesFirstAndThenThePreparedPhotograph) {
+TEST_F(RendererTest, APreviewIsShownAtTheSizeOfThePreparedPhotograph) {
     const std::string path = photograph("dandelion_5312x2988.jpg");
-    session.open(path);
-    QSignalSpy prepared(&renderer, &Renderer::prepared);
-    bool previewSeen = false;
-    renderer.open(path, session.settingsPtr());
-    ASSERT_TRUE(waitFor([this] { return !renderer.photographSize().isEmpty(); }));
-    EXPECT_EQ(renderer.photographSize(), QSize(5312, 2988));
-    view.area = QRectF({0, 0}, renderer.whole());
+    QSignalSpy prepared(&renderer, &Renderer::prepared), failed(&renderer, &Renderer::failed);
     view.zoom = 0.2;
-    renderer.setView(view, false);
-    ASSERT_TRUE(waitFor([&] { return after != nullptr; }));
-    previewSeen = prepared.isEmpty();
-    EXPECT_TRUE(previewSeen);
-    EXPECT_EQ(after->image.size(), QSize(1062, 598));
-    settle();
-    EXPECT_EQ(prepared.count(), 1);
-    EXPECT_EQ(after->image.size(), QSize(1062, 598));
-    EXPECT_EQ(after->whole, QSizeF(5312, 2988));
+    for (const bool preview : {true, false}) {
+        renderer.open(path, session.settingsPtr());
+        if (preview) renderer.cancelPreparation();
+        ASSERT_TRUE(waitFor([this] { return !renderer.photographSize().isEmpty(); }));
+        EXPECT_EQ(renderer.photographSize(), QSize(5312, 2988));
+        view.area = QRectF({0, 0}, renderer.whole());
+        after.reset();
+        renderer.setView(view, false);
+        ASSERT_TRUE(waitFor([&] { return preview ? after && after->fine : renderer.isSettled(); }));
+        EXPECT_EQ(after->image.size(), QSize(1062, 598));
+        EXPECT_EQ(after->whole, QSizeF(5312, 2988));
+        EXPECT_EQ(prepared.count(), preview ? 0 : 1);
+        ASSERT_TRUE(waitFor([&] { return failed.count() == 1; })) << "the one that was cancelled";
+        EXPECT_EQ(failed[0][0].toInt(), static_cast<int>(photo::Error::Kind::cancelled));
+        EXPECT_EQ(renderer.isPrepared(), !preview);
+    }
 }
 
-TEST_F(RendererTest, ClosesDuringReadingAndPreparationWithoutWaiting) {
+TEST_F(RendererTest, ClosesDuringReadingAndPreparation) {
     const std::string path = photograph("dandelion_5312x2988.jpg");
     for (int delay : {0, 30, 120, 300, 700}) {
         Renderer other{Renderer::Options()};
         other.open(path, std::make_shared<const photo::Settings>());
         waitFor([] { return false; }, delay);
-        QElapsedTimer timer;
-        timer.start();
         other.close();
-        EXPECT_LT(timer.elapsed(), 16) << delay;
+        EXPECT_TRUE(other.photographSize().isEmpty());
     }
 }
 
-TEST_F(RendererTest, ACancelledPreparationLeavesThePreview) {
-    const std::string path = photograph("dandelion_5312x2988.jpg");
-    QSignalSpy failed(&renderer, &Renderer::failed);
-    renderer.open(path, session.settingsPtr());
-    ASSERT_TRUE(waitFor([this] { return !renderer.photographSize().isEmpty(); }));
-    renderer.cancelPreparation();
-    ASSERT_TRUE(waitFor([&] { return failed.count() == 1; }));
-    EXPECT_EQ(failed[0][0].toInt(), static_cast<int>(photo::Error::Kind::cancelled));
-    view.area = QRectF({0, 0}, renderer.whole());
-    view.zoom = 0.2;
-    renderer.setView(view, false);
-    EXPECT_TRUE(waitFor([&] { return after != nullptr; }));
-    EXPECT_FALSE(renderer.isPrepared());
+TEST_F(RendererTest, NothingComesFromAPhotographThatWasClosed) {
+    const std::string first = photograph(), second = photograph("u76c0g_bliznaca_srgb8.png");
+    open(first);
+    view.area = QRectF(0, 0, 400, 400);
+    QSignalSpy progress(&renderer, &Renderer::progress);
+    for (int i = 0; i < 5; ++i) {
+        renderer.setView(view, false);
+        renderer.m_full->wait(50);  // for a frame, without the event loop
+        renderer.open(second, session.settingsPtr());
+        frames.clear();
+        settle();
+        for (const auto& frame : frames) EXPECT_EQ(frame->whole, renderer.whole());
+        EXPECT_TRUE(waitFor([&] { return progress.last()[0].toDouble() == 1; }));
+        renderer.open(first, session.settingsPtr());
+        settle();
+    }
 }
 
 TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
@@ -259,7 +260,7 @@ TEST_F(RendererTest, WhatWasPreparedOrFailedAheadIsSeenThoughTheWindowWasBusy) {
         open(photograph());
         renderer.prefetch(next);
         ASSERT_TRUE(renderer.m_next);
-        QThread::sleep(1);  // without the event loop
+        renderer.m_next->wait(1000);  // without the event loop
         renderer.open(next, session.settingsPtr());
         EXPECT_TRUE(waitFor([&] { return renderer.isSettled() || failed.count() == 1; })) << next;
     }

@@ -94,7 +94,7 @@ TEST_F(SessionTest, TheSidecarFollowsAndThePhotographIsNotTouched) {
     EXPECT_TRUE(session->saveNow());
     EXPECT_FALSE(fs::exists(Settings::sidecarOf(path))) << "nothing has been done yet";
     session->setValue(slider("vibrance"), 0.3f);
-    ASSERT_TRUE(waitFor([&] { return fs::exists(Settings::sidecarOf(path)); }, 5000));
+    ASSERT_TRUE(waitFor([&] { return fs::exists(Settings::sidecarOf(path)); }));
     session->m_saver.flush();
     EXPECT_EQ(Settings::load(Settings::sidecarOf(path)), session->settings());
     session->undo();
@@ -255,7 +255,7 @@ TEST_F(SessionTest, AKilledProcessComesBackWithItsHistory) {
                 {"edit-until-killed", QString::fromStdString(path), QString::fromStdString(dataFolder())});
     ASSERT_TRUE(waitFor([&] { return fs::exists(dataFolder() + "/ready"); }));
     child.kill();
-    ASSERT_TRUE(child.waitForFinished());
+    ASSERT_TRUE(child.waitForFinished(-1));
     session->open(path);
     EXPECT_EQ(session->settings().light.brightness, 0.25f);
     EXPECT_EQ(session->settings().layers.at(0).mask.strokes.at(0).points.size(), 2u);
@@ -335,6 +335,26 @@ TEST_F(SessionTest, AFullDiskLosesNothing) {
     reopen();
     EXPECT_EQ(session->settings().light.contrast, 0.5f);
     EXPECT_EQ(session->history()->count(), 2);
+}
+
+TEST_F(SessionTest, WhatCouldNotBeSavedIsKeptWhileAnotherPhotographIsOpen) {
+    const std::string first = photograph(), second = photograph("u76c0g_bliznaca_srgb8.png");
+    const std::string inTheWay = Settings::sidecarOf(first);
+    session->open(first);
+    fs::create_directories(inTheWay);
+    session->setValue(slider("brightness"), 0.25f);
+    session->open(second);
+    session->setValue(slider("tint"), 0.5f);
+    EXPECT_FALSE(session->saveNow());
+    EXPECT_EQ(Settings::load(Settings::sidecarOf(second)), session->settings());
+    EXPECT_EQ(session->settingsOf(first).light.brightness, 0.25f);
+    session->open(first);
+    EXPECT_EQ(session->settings().light.brightness, 0.25f);
+    EXPECT_EQ(session->history()->count(), 1);
+    session->open(second);
+    fs::remove(inTheWay);
+    EXPECT_TRUE(session->saveNow());
+    EXPECT_EQ(Settings::load(inTheWay).light.brightness, 0.25f);
 }
 
 TEST_F(SessionTest, RefusesWhatIsOutOfRangeWithAMessage) {

@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDropEvent>
+#include <QLabel>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QProcess>
@@ -134,6 +135,19 @@ TEST_F(WindowTest, TheSplitShowsBeforeOnTheLeftAndCanBeDragged) {
     QTest::mouseMove(view, divider + QPoint(120, 0));
     QTest::mouseRelease(view, Qt::LeftButton, {}, divider + QPoint(120, 0));
     EXPECT_EQ(picture().pixel(middle() + QPoint(60, 60)), untouched.pixel(middle() + QPoint(60, 60)));
+}
+
+TEST_F(WindowTest, TheValuesUnderThePointerFollowThePicture) {
+    open(photograph());
+    PhotoView* view = window->view();
+    QTest::mouseMove(view, middle());
+    QString shown;
+    QObject::connect(view, &PhotoView::pointerMoved,
+                     [&](const QPointF&, const QColor& colour) { shown = colour.name(); });
+    window->session()->setValue(photo::slider("brightness"), -0.8f);
+    settle();
+    EXPECT_EQ(shown, QColor(picture().pixel(middle())).name());
+    EXPECT_TRUE(window->m_pixel->text().contains(QString::number(view->colourAt(middle()).red())));
 }
 
 TEST_F(WindowTest, TheBrushPaintsUnderThePointerInATurnedAndCroppedPhotograph) {
@@ -296,17 +310,17 @@ TEST_F(WindowTest, TheProgramWritesAScreenshotAndSaysWhatItIs) {
     const QString studio = KESTROVA_STUDIO, shot = QString::fromStdString(scratch / "shot.png");
     QProcess run;
     run.start(studio, {"--screenshot", shot, "--size", "1000x700", QString::fromStdString(photograph())});
-    ASSERT_TRUE(run.waitForFinished(60000));
+    ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_EQ(run.exitCode(), 0) << run.readAllStandardError().toStdString();
     EXPECT_EQ(QImage(shot).size(), QSize(1000, 700));
     run.start(studio, {"--help"});
-    ASSERT_TRUE(run.waitForFinished());
+    ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_TRUE(run.readAllStandardOutput().contains("--screenshot"));
     run.start(studio, {"--version"});
-    ASSERT_TRUE(run.waitForFinished());
+    ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_TRUE(run.readAllStandardOutput().startsWith("kestrova-studio "));
     run.start(studio, {"--no-such-option"});
-    ASSERT_TRUE(run.waitForFinished());
+    ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_EQ(run.exitCode(), 2);
 }
 

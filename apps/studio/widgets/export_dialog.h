@@ -40,8 +40,12 @@ public:
     void accept() override;
 
 private:
+    enum ProfileChoice { OfPhotograph, Srgb, DisplayP3, AdobeRgb, FromFile };
+
+    // export_dialog_fields.cpp
     void makeFields();
     void layOut();
+
     void restore();
     void chooseFolder();
     void chooseProfile();

@@ -58,10 +58,8 @@ ExportPanel::ExportPanel(ExportQueue* queue, QWidget* parent)
     QHeaderView* header = m_table->horizontalHeader();
     header->setHighlightSections(false);
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->setSectionResizeMode(ExportQueue::TargetColumn, QHeaderView::Stretch);
-    header->resizeSection(ExportQueue::SourceColumn, 150);
-    header->resizeSection(ExportQueue::StateColumn, 200);
+    header->setSectionResizeMode(QHeaderView::Stretch);
+    header->moveSection(ExportQueue::StateColumn, ExportQueue::TargetColumn);  // the one that is looked at
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(m_cancel);

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "photo/development.h"
-#include "photo/error.h"
+#include "photo/read.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/tile_delegate.h"
 
@@ -80,38 +80,57 @@ void PresetStrip::resizeEvent(QResizeEvent* event) {
     QListWidget::resizeEvent(event);
 }
 
-void PresetStrip::clearPictures() {
+PresetStrip::Work PresetStrip::begin() {
     m_work->cancel();
     m_work = std::make_shared<photo::Control>();
+    return m_work;
+}
+
+void PresetStrip::clearPictures() {
+    begin();
     for (int row = 0; row < count(); ++row) item(row)->setData(Qt::DecorationRole, {});
 }
 
 void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Settings& settings) {
-    m_work->cancel();
-    m_work = std::make_shared<photo::Control>();
-    m_pool.start([this, small, settings, work = m_work] {
-        const auto show = [&](int row, const QImage& image) {
-            QMetaObject::invokeMethod(this, [this, work, row, image] {
-                if (work != m_work) return;
-                item(row)->setData(Qt::DecorationRole, image);
-                if (row == count() - 1) emit previewsReady();
-            });
-        };
+    m_pool.start([this, small, settings, work = begin()] { render(small, settings, work); });
+}
+
+void PresetStrip::setFile(const QString& path, const photo::Settings& settings) {
+    clearPictures();
+    m_pool.start([this, path, settings, work = m_work] {
+        photo::ReadOptions options;
+        options.cancel = work->flag();
+        options.threads = 1;  // the view needs the others
         try {
-            photo::Development::Options options;
-            options.threads = 1;  // the view needs the others
-            photo::Development development(small, options);
-            photo::Development::Output output;
-            output.profile = photo::Profile::srgb();
-            std::vector<photo::Adjustments> all = {{}};
-            for (const photo::Preset& preset : photo::presets()) all.push_back(preset.settings);
-            for (std::size_t i = 0; i < all.size(); ++i) {
-                development.set(previewSettings(all[i], settings));
-                show(static_cast<int>(i), toImage(development.render(output, work.get()).pixels));
-            }
-        } catch (const std::exception&) {  // cancelled, or no memory: the tiles stay without pictures
+            render(photo::readPreview(fileName(path), kLongEdge, options), settings, work);
+        } catch (const std::exception&) {  // whoever shows the photograph says what is wrong with it
         }
     });
+}
+
+/// On the pool's thread.
+void PresetStrip::render(const photo::Photograph& small, const photo::Settings& settings, const Work& work) {
+    const auto show = [&](int row, const QImage& image) {
+        QMetaObject::invokeMethod(this, [this, work, row, image] {
+            if (work != m_work) return;
+            item(row)->setData(Qt::DecorationRole, image);
+            if (row == count() - 1) emit previewsReady();
+        });
+    };
+    try {
+        photo::Development::Options options;
+        options.threads = 1;
+        photo::Development development(small, options);
+        photo::Development::Output output;
+        output.profile = photo::Profile::srgb();
+        std::vector<photo::Adjustments> all = {{}};
+        for (const photo::Preset& preset : photo::presets()) all.push_back(preset.settings);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            development.set(previewSettings(all[i], settings));
+            show(static_cast<int>(i), toImage(development.render(output, work.get()).pixels));
+        }
+    } catch (const std::exception&) {  // cancelled, or no memory: the tiles stay without pictures
+    }
 }
 
 }  // namespace kestrova::studio

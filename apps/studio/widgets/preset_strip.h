@@ -26,6 +26,8 @@ public:
     /// Renders the previews in the background, with the crop and the rotation of `settings`. A small version of the
     /// photograph will do: `photo::readPreview`. What was under way for another one is dropped.
     void setPhotograph(const photo::Photograph& small, const photo::Settings& settings = {});
+    /// Likewise of a file, which is read in the background; there are no pictures of one that cannot be read.
+    void setFile(const QString& path, const photo::Settings& settings);
     /// Without pictures.
     void clearPictures();
 
@@ -41,8 +43,13 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    using Work = std::shared_ptr<photo::Control>;
+
+    Work begin();
+    void render(const photo::Photograph& small, const photo::Settings& settings, const Work& work);
+
     TileDelegate* m_tiles;
-    std::shared_ptr<photo::Control> m_work;
+    Work m_work;
     QThreadPool m_pool;
 };
 

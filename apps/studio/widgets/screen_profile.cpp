@@ -17,10 +17,8 @@ struct Texts {
 
 photo::Profile rgbProfile(const QString& path) {
     const photo::Profile profile = photo::Profile::fromFile(fileName(path));
-    if (profile.channels() != 3)
-        throw photo::Error(
-            photo::Error::Kind::input,
-            Texts::tr("%1: is no profile of a screen").arg(QDir::toNativeSeparators(path)).toStdString());
+    const QString problem = Texts::tr("%1: is no profile of a screen").arg(QDir::toNativeSeparators(path));
+    if (profile.channels() != 3) throw photo::Error(photo::Error::Kind::input, problem.toStdString());
     return profile;
 }
 

@@ -16,7 +16,7 @@ void doubleClick(QWidget* widget, const QPointF& at);
 /// Turns the wheel by notches; false if the widget and its parents had no use for it.
 bool turnWheel(QWidget* widget, double notches, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
-/// Handles events until the condition holds; false after ten seconds.
-inline bool waitUntil(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 10000); }
+/// Handles events until the condition holds; false after a time that no machine should need.
+inline bool waitUntil(const std::function<bool()>& condition) { return QTest::qWaitFor(condition, 240000); }
 
 }  // namespace kestrova::studio

@@ -5,6 +5,7 @@
 #include <QSignalSpy>
 
 #include "photo/development.h"
+#include "photo/write.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/tile_delegate.h"
 #include "tests/photo/files.h"
@@ -73,6 +74,21 @@ TEST(PresetStrip, TheNewestPhotographWins) {
     QTest::qWait(50);
     EXPECT_EQ(ready.size(), 1);
     for (int row = 0; row < strip.count(); ++row) EXPECT_EQ(pictureOf(strip, row).width(), 59);
+}
+
+TEST(PresetStrip, ReadsAFileItselfAndHasNoPicturesOfABadOne) {
+    const photo::Scratch scratch;
+    photo::writePhotograph(photo::colourful(150, 100), scratch / "a.png");
+    photo::writeBytes(scratch / "bad.png", {1, 2, 3});
+    PresetStrip strip;
+    QSignalSpy ready(&strip, &PresetStrip::previewsReady);
+    strip.setFile(fileName(scratch / "bad.png"), {});
+    strip.setFile(fileName(scratch / "a.png"), {});
+    strip.setFile(fileName(scratch / "a.png"), {});
+    ASSERT_TRUE(waitUntil([&] { return ready.size() == 1; }));
+    EXPECT_EQ(pictureOf(strip, 3).size(), QSize(150, 100));
+    strip.setFile(fileName(scratch / "bad.png"), {});
+    EXPECT_TRUE(pictureOf(strip, 3).isNull());
 }
 
 TEST(PresetStrip, CanBeClosedWhileItRenders) {

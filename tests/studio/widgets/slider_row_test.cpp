@@ -30,7 +30,7 @@ protected:
         window.resize(400, 80);
         window.show();
         window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window, 240000));
         other.setFocus();
     }
 

@@ -179,6 +179,7 @@ cv::Mat ramps(const cv::Mat& ratios, float none, float all) {
 }
 
 cv::Mat textureOf(const cv::Mat& ratios, int scale) {
+    // Cells of the larger scales hold many grains each and are large enough to stand alone.
     constexpr struct { float none, all; } kAlone[] = {{2.2f, 3.0f}, {1.4f, 2.0f}, {1.4f, 2.0f}};
     const auto alone = kAlone[scale];
     constexpr int kReach = 3;

@@ -1,7 +1,8 @@
 # Everything a newcomer needs, each target doing the set-up that it needs on a fresh Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help demo pictures test asan levels docs bench bench-busy bench-smoke bench-report fuzz tsan tidy format \
-  python python-test python-examples python-asan packages packages-check abi abi-check compilers release release-check studio translations
+.PHONY: help demo pictures test asan asan-photo levels docs bench bench-busy bench-smoke bench-report fuzz tsan tidy \
+  format python python-test python-examples python-asan packages packages-check abi abi-check compilers release \
+  release-check studio translations
 SHELL := /bin/bash
 JOBS := $(shell nproc)
 # Debian's own, whatever else comes first in PATH.
@@ -63,6 +64,15 @@ test: ## Build everything and run every test
 
 asan: ## Run every test of the core under AddressSanitizer and UndefinedBehaviorSanitizer
 	$(call run_tests,build/asan,-DKESTROVA_SANITIZE=$(SANITIZERS) $(CORE_ALONE))
+
+asan-photo: ## Run the tests of the photo layer and of kestrova-develop under the same, which takes half an hour
+	@cmake/packages.sh $(TEST_PACKAGES)
+	@$(CONFIGURE) -S . -B build/asan-photo -DKESTROVA_SANITIZE=$(SANITIZERS) -DKESTROVA_TESTS=ON -DKESTROVA_BENCH=OFF -DKESTROVA_PHOTO=ON \
+	  -DKESTROVA_APPS=ON -DKESTROVA_STUDIO=OFF -DKESTROVA_PYTHON=OFF -DKESTROVA_EXAMPLES=OFF
+	@cmake --build build/asan-photo -j $(JOBS) --target kestrova_photo_tests kestrova_apps_tests
+	@for tests in kestrova_photo_tests kestrova_apps_tests; do \
+	     UBSAN_OPTIONS=print_stacktrace=1 build/asan-photo/tests/$$tests --gtest_brief=1 || exit; \
+	 done
 
 levels: ## Run the library's tests at each level of the instruction set below the one that `make test` runs at
 	@cmake/packages.sh $(TEST_PACKAGES)

@@ -133,7 +133,7 @@ cv::Mat strengthOf(const cv::Mat& energy) {
 /// The noise of the zones from the strength of detail or of bends.
 std::vector<float> noiseOf(const cv::Mat& strength, const cv::Mat& level, float falloff, int scale, int sourceBits) {
     // Cameras go up to some 5 of 255 at pixel size; what is left of that at larger scales is less.
-    constexpr float kMost[] = {0.025f, 0.010f, 0.006f};
+    constexpr float kMost[] = {0.025f, 0.010f, 0.004f};
     // The steps of 8 bits are noise, too: without it smooth gradients would become stairs.
     const float least = sourceBits > 8 || scale > 0 ? 1e-5f : 1.0f / 255 / std::sqrt(12.0f);
     std::vector<float> zones = quietest(strength, level, falloff);
@@ -179,6 +179,7 @@ cv::Mat ramps(const cv::Mat& ratios, float none, float all) {
 }
 
 cv::Mat textureOf(const cv::Mat& ratios, int scale) {
+    // Cells of the larger scales hold many grains each and are large enough to stand alone.
     constexpr struct { float none, all; } kAlone[] = {{2.2f, 3.0f}, {1.4f, 2.0f}, {1.4f, 2.0f}};
     const auto alone = kAlone[scale];
     constexpr int kReach = 3;

@@ -221,8 +221,10 @@ std::shared_ptr<const Scales> computeScales(const cv::Mat& luminance, DetailFilt
     const ReducedScale large = takeReduced(rest, 2, largeBy, filter, luminance.size(), steps);
     out->large = large.model;
 
+    steps.check();
     const float falloff = measureFalloff(small.cells);
     out->texture[0] = {measureTexture(small.cells, falloff, 0, sourceBits), kSmallCell};
+    steps.check();
     out->texture[1] = {measureTexture(medium.cells, falloff, 1, sourceBits), medium.cell * mediumBy};
     out->texture[2] = {measureTexture(large.cells, falloff, 2, sourceBits), large.cell * largeBy};
     steps.done(0.3);

@@ -48,7 +48,7 @@ void Interruption::watch() {
         if (number == SIGUSR1) continue;
         m_code = number == SIGINT ? kCancelled : kTryAgain;
         for (photo::Control* control : m_controls) control->cancel();
-        if (!m_ended.wait_for(lock, std::chrono::milliseconds(150), [this] { return m_done; })) ::_exit(m_code);
+        if (!m_ended.wait_for(lock, std::chrono::milliseconds(120), [this] { return m_done; })) ::_exit(m_code);
         return;
     }
 }

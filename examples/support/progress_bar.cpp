@@ -1,5 +1,7 @@
 #include "progress_bar.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -14,7 +16,7 @@ void interrupt(int) { interrupted = 1; }
 
 }  // namespace
 
-ProgressBar::ProgressBar(bool visible) : m_progress(report, this), m_visible(visible) {
+ProgressBar::ProgressBar(bool visible) : m_progress(report, this), m_visible(visible && ::isatty(STDERR_FILENO)) {
     std::signal(SIGINT, interrupt);
 }
 

@@ -2,8 +2,8 @@
 
 #include <kestrova/kestrova.h>
 
-/// Shows the progress of the whole program as a bar on standard error, and turns Ctrl-C into a cancel: `progress()`
-/// answers false from then on. There is one bar for the process.
+/// Shows the progress of the whole program as a bar on standard error, if that is a terminal, and turns Ctrl-C into a
+/// cancel: `progress()` answers false from then on. There is one bar for the process.
 class ProgressBar {
 public:
     explicit ProgressBar(bool visible);

@@ -44,7 +44,9 @@ TEST_P(DevelopSignals, LeaveTheOriginalIntactAndNoLitterAtAnyTime) {
     const double idle = runDevelop({"--version"}).seconds;
     for (const int delay : {0, 30, 60, 120, 250, 400, 600, 800}) {
         writeBytes(in, original);
-        Running running(KESTROVA_DEVELOP, {in, "--in-place", "--contrast", "0.3", "--medium", "0.4", "--threads", "1"});
+        // Who runs the tests in the background ignores SIGINT, and so would the program.
+        Running running(KESTROVA_DEVELOP, {in, "--in-place", "--contrast", "0.3", "--medium", "0.4", "--threads", "1"},
+                        {}, [] { ::signal(SIGINT, SIG_DFL); });
         waitUntilBegun(running.pid());
         std::this_thread::sleep_for(std::chrono::milliseconds(delay));
         ::kill(running.pid(), number);

@@ -112,10 +112,11 @@ FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int 
       m_coefficients(guide.size() + 1, static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r)),
       m_halves(2, static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
       m_wide(r > kLargestRadiusInFloat ? 3 : 0,
-             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
+             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side()) + kWideSlack),
       m_count(static_cast<int>(guide.size()) + 1) {}
 
 void FittedRows::span(int first, int end) noexcept {
+    m_first = first;
     m_columns = end - first;
     m_span = BoxSpan(m_across, first, end);
     m_moments.span(m_span.first, m_span.end);
@@ -160,7 +161,8 @@ void FittedRows::meansAcross(const float* coefficients, float* out) noexcept {
             sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, MeanInFloat(side));
         } else {
             std::copy_n(coefficients + x, n + side - 1, m_wide.row(0));
-            sumAcross(m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n, MeanOfFloats(boxArea(side, 1)));
+            sumAcrossFrom(m_first + x, m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n,
+                          MeanOfFloats(boxArea(side, 1)));
         }
     }
 }

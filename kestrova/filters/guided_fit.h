@@ -51,7 +51,7 @@ private:
     rows::BoxMoments m_moments;
     rows::BoxAxis m_down, m_across;
     rows::BoxSpan m_span;
-    int m_columns = 0;
+    int m_first = 0, m_columns = 0;       ///< of means
     rows::Scratch<float> m_coefficients;  ///< of a row, with margins
     rows::Scratch<float> m_halves;        ///< two rows for sums across
     rows::Scratch<double> m_wide;         ///< a row of coefficients and two for sums across, where they are in double

@@ -147,18 +147,18 @@ void FittedRows::compute(int y, float* const out[]) noexcept {
     }
     for (int k = 0; k < m_count; ++k) {
         m_span.repeatEnds(coefficients(k));
-        meansAcross(coefficients(k) - m_span.before, out[k]);
+        sumOrMeanAcross(coefficients(k) - m_span.before, out[k]);
     }
 }
 
-// Sums of up to 129 coefficients lose less in float than the rounding of a mean.
-void FittedRows::meansAcross(const float* coefficients, float* out) noexcept {
+// Sums of up to 129 coefficients lose less in float than the rounding of a mean, and need none.
+void FittedRows::sumOrMeanAcross(const float* coefficients, float* out) noexcept {
     const int side = m_across.side(), stretch = m_moments.stretch();
     const bool inFloat = m_across.r <= kLargestRadiusInFloat;
     for (int x = 0; x < m_columns; x += stretch) {
         const int n = std::min(stretch, m_columns - x);
         if (inFloat) {
-            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, MeanInFloat(side));
+            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, box_across::Unchanged{});
         } else {
             std::copy_n(coefficients + x, n + side - 1, m_wide.row(0));
             sumAcrossFrom(m_first + x, m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n,
@@ -201,7 +201,7 @@ void GuidedFit::compute(int y, float* const out[]) noexcept {
     for (int k = 0; k < m_rows.count(); ++k) {
         FloatColumns& sums = m_sums[static_cast<std::size_t>(k)];
         meansDown(
-            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.side(), anew, out[k], m_columns);
+            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.r, anew, out[k], m_columns);
     }
 }
 

@@ -112,10 +112,11 @@ FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int 
       m_coefficients(guide.size() + 1, static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r)),
       m_halves(2, static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
       m_wide(r > kLargestRadiusInFloat ? 3 : 0,
-             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
+             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side()) + kWideSlack),
       m_count(static_cast<int>(guide.size()) + 1) {}
 
 void FittedRows::span(int first, int end) noexcept {
+    m_first = first;
     m_columns = end - first;
     m_span = BoxSpan(m_across, first, end);
     m_moments.span(m_span.first, m_span.end);
@@ -146,21 +147,22 @@ void FittedRows::compute(int y, float* const out[]) noexcept {
     }
     for (int k = 0; k < m_count; ++k) {
         m_span.repeatEnds(coefficients(k));
-        meansAcross(coefficients(k) - m_span.before, out[k]);
+        sumOrMeanAcross(coefficients(k) - m_span.before, out[k]);
     }
 }
 
-// Sums of up to 129 coefficients lose less in float than the rounding of a mean.
-void FittedRows::meansAcross(const float* coefficients, float* out) noexcept {
+// Sums of up to 129 coefficients lose less in float than the rounding of a mean, and need none.
+void FittedRows::sumOrMeanAcross(const float* coefficients, float* out) noexcept {
     const int side = m_across.side(), stretch = m_moments.stretch();
     const bool inFloat = m_across.r <= kLargestRadiusInFloat;
     for (int x = 0; x < m_columns; x += stretch) {
         const int n = std::min(stretch, m_columns - x);
         if (inFloat) {
-            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, MeanInFloat(side));
+            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, box_across::Unchanged{});
         } else {
             std::copy_n(coefficients + x, n + side - 1, m_wide.row(0));
-            sumAcross(m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n, MeanOfFloats(boxArea(side, 1)));
+            sumAcrossFrom(m_first + x, m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n,
+                          MeanOfFloats(boxArea(side, 1)));
         }
     }
 }
@@ -199,7 +201,7 @@ void GuidedFit::compute(int y, float* const out[]) noexcept {
     for (int k = 0; k < m_rows.count(); ++k) {
         FloatColumns& sums = m_sums[static_cast<std::size_t>(k)];
         meansDown(
-            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.side(), anew, out[k], m_columns);
+            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.r, anew, out[k], m_columns);
     }
 }
 

@@ -13,18 +13,25 @@
 #include "kestrova/rows/scratch.h"
 
 // The least-squares fit of a plane to its guide in the window of 2r + 1 pixels a side around each pixel, p = a I + b or
-// p = a0 I0 + a1 I1 + a2 I2 + b, over CV_32FC1 planes of one size, and the box means of its coefficients: means across,
-// rounded to float, then down. Where the system of three slopes cannot be solved they are 0 and b is the mean of p. One
-// object serves one thread and a range of columns at a time; only the constructors allocate. Internal.
+// p = a0 I0 + a1 I1 + a2 I2 + b, over CV_32FC1 planes of one size, and the box means of its coefficients: sums across,
+// rounded to float, then means down; under windows that are wider than 129, means across and down. Where the system of
+// three slopes cannot be solved they are 0 and b is the mean of p. One object serves one thread and a range of columns
+// at a time; only the constructors allocate. Internal.
 
 namespace kestrova::filters {
 
 /// The planes of `guide`, then `p`.
 std::vector<cv::Mat> guideThen(const std::vector<cv::Mat>& guide, const cv::Mat& p);
 
-/// Rows of coefficients: the means across of each slope and, last, of b.
+/// Rows of coefficients: the sums across of each slope and, last, of b, or their means.
 class FittedRows {
 public:
+    /// What makes means of sums of these rows down a window.
+    static rows::MeanOfFloats meanDown(int r) {
+        const int side = 2 * r + 1;
+        return rows::MeanOfFloats(rows::boxArea(r <= kLargestRadiusInFloat ? side : 1, side));
+    }
+
     /// `guide`: one plane, or three. At most `columns` columns of means at a time.
     FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, rows::BoxBorder border,
                int columns);
@@ -45,23 +52,25 @@ public:
 private:
     static constexpr int kLargestRadiusInFloat = 64;
 
-    void meansAcross(const float* coefficients, float* out) noexcept;
+    void sumOrMeanAcross(const float* coefficients, float* out) noexcept;
 
     float m_eps;
     rows::BoxMoments m_moments;
     rows::BoxAxis m_down, m_across;
     rows::BoxSpan m_span;
-    int m_columns = 0;
+    int m_first = 0, m_columns = 0;       ///< of means
     rows::Scratch<float> m_coefficients;  ///< of a row, with margins
     rows::Scratch<float> m_halves;        ///< two rows for sums across
     rows::Scratch<double> m_wide;         ///< a row of coefficients and two for sums across, where they are in double
     int m_count;
 };
 
-/// Slides sums of columns and writes the means down: `rowAt`, `height` and `anew` as in `FloatColumns::moveTo`.
+/// Slides sums of `FittedRows` under windows of radius `r` and writes the means: `rowAt` and `anew` as in
+/// `FloatColumns::moveTo`.
 template <class RowAt>
-void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int height, bool anew, float* out, int n) noexcept {
-    const rows::MeanOfFloats mean(rows::boxArea(1, height));
+void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int r, bool anew, float* out, int n) noexcept {
+    const rows::MeanOfFloats mean = FittedRows::meanDown(r);
+    const int height = 2 * r + 1;
     if (!anew && sums.finite()) {
         const rows::box_columns::SlidingColumns stream{sums.sums(), rowAt(height - 1).values, rowAt(-1).values};
         if (!rows::box_columns::slideAndFinish(stream, out, n, mean)) return;

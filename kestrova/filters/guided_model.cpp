@@ -146,7 +146,7 @@ public:
             };
             prefetch(rowAt(m_down.side()).values, static_cast<std::size_t>(n) * sizeof(float));
             float* const row = plane.ptr<float>(y, x);
-            meansDown(m_sums, rowAt, m_down.side(), y % GuidedFit::blockRows(m_down.r) == 0, m_out.row(0), n);
+            meansDown(m_sums, rowAt, m_down.r, y % GuidedFit::blockRows(m_down.r) == 0, m_out.row(0), n);
             std::copy_n(row, n, kept(y));
             std::copy_n(m_out.row(0), n, row);
         }

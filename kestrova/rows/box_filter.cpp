@@ -26,7 +26,9 @@ struct StripWork {
     Scratch<Sum> halves;
 
     StripWork(const Window& window, int first, int end)
-        : rows(window, first, end), columns(window.columns), halves(2, static_cast<std::size_t>(window.columns)) {}
+        : rows(window, first, end),
+          columns(window.columns),
+          halves(2, static_cast<std::size_t>(window.columns) + kWideSlack) {}
 };
 
 template <class Sum, class Rows, class Source, class Element, class Mean>
@@ -53,9 +55,15 @@ void filter(const Source& source, Plane<Element> dst, IppiSize size, const Windo
                 };
                 work.columns.moveTo(rowAt, window.height, anew);
                 work.rows.keep(y);
-                for (int x = 0; x < size.width; x += tile)
-                    sumAcross<Sum>(work.columns.sums() + x, window.width, work.halves.row(0), work.halves.row(1),
-                                   dst.row(y) + x, std::min(tile, size.width - x), mean);
+                const Sum* const sums = work.columns.sums();
+                Sum *const halves = work.halves.row(0), *const otherHalves = work.halves.row(1);
+                for (int x = 0; x < size.width; x += tile) {
+                    const int n = std::min(tile, size.width - x);
+                    if constexpr (kFloats)
+                        sumAcrossFrom(x, sums + x, window.width, halves, otherHalves, dst.row(y) + x, n, mean);
+                    else
+                        sumAcross(sums + x, window.width, halves, otherHalves, dst.row(y) + x, n, mean);
+                }
             }
         });
 }

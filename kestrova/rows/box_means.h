@@ -50,14 +50,6 @@ struct MeanOfLargeWords {
     }
 };
 
-/// Of sums that are floats themselves.
-struct MeanInFloat {
-    float reciprocal;
-
-    explicit MeanInFloat(int width) : reciprocal(1 / static_cast<float>(width)) {}
-    float operator()(float sum) const { return sum * reciprocal; }
-};
-
 struct MeanOfFloats {
     double reciprocal;
 

@@ -26,7 +26,8 @@ BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const B
       m_down(down),
       m_across(across),
       m_span(m_across, 0, columns),
-      m_halves(2, static_cast<std::size_t>(std::min(columns, stretch())) + static_cast<std::size_t>(across.side())),
+      m_halves(2, static_cast<std::size_t>(std::min(columns, stretch())) + static_cast<std::size_t>(across.side()) +
+                      kWideSlack),
       m_means(static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))),
               static_cast<std::size_t>(std::min(columns, stretch()))) {
     const int means = count(static_cast<int>(m_planes.size()));
@@ -38,6 +39,7 @@ BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const B
 }
 
 void BoxMoments::span(int first, int end) noexcept {
+    m_first = first;
     m_span = BoxSpan(m_across, first, end);
     for (FloatColumns& columns : m_columns) columns.span(m_span.count(), m_span.before);
 }
@@ -92,8 +94,8 @@ void BoxMoments::moveTo(int y) noexcept {
 const float* const* BoxMoments::means(int x, int n) noexcept {
     const MeanOfFloats mean(boxArea(m_across.side(), m_across.side()));
     for (std::size_t k = 0; k < m_columns.size(); ++k)
-        sumAcross(m_columns[k].sums() - m_span.before + x, m_across.side(), m_halves.row(0), m_halves.row(1),
-                  m_means.row(k), n, mean);
+        sumAcrossFrom(m_first + x, m_columns[k].sums() - m_span.before + x, m_across.side(), m_halves.row(0),
+                      m_halves.row(1), m_means.row(k), n, mean);
     return m_meanRows.data();
 }
 

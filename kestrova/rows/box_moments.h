@@ -97,6 +97,7 @@ private:
     std::vector<cv::Mat> m_planes;
     BoxAxis m_down, m_across;
     BoxSpan m_span;
+    int m_first = 0;                      ///< column of means of the span
     int m_top = 0;                        ///< the first row of a block
     std::vector<FloatColumns> m_columns;  ///< for each mean the sums of the columns under the windows of a row
     Scratch<double> m_halves;             ///< two rows for sums across

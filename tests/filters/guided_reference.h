@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "kestrova/primitives/primitives.h"
+#include "kestrova/rows/box_columns.h"
+#include "kestrova/rows/box_means.h"
 #include "tests/support/planes.h"
 
 /// The guided filter step by step on stored planes, in the documented order.
@@ -80,16 +82,31 @@ inline float sumOfHalves(const float* values, int count) {
     return count % 2 ? both + values[2 * half] : both;
 }
 
-/// Means across, in float up to a radius of 64, and then down over the windows that lie inside `src`, from pixel (x, y)
-/// on as the window's centre.
+/// Sums across in float, and means down of the sums of columns in double that slide down and begin anew at every block.
+inline void boxOfFloatSums(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
+    using namespace kestrova::rows;
+    const int side = 2 * r + 1;
+    cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
+    for (int i = 0; i < across.rows; ++i)
+        for (int j = 0; j < across.cols; ++j)
+            across.at<float>(i, j) = sumOfHalves(src.ptr<float>(y - r + i, x - r + j), side);
+    const double reciprocal = 1 / (double(side) * side);
+    FloatColumns columns(dst.cols);
+    for (int i = 0; i < dst.rows; ++i) {
+        const auto rowAt = [&](int row) { return ValueRow{across.ptr<float>(i + row)}; };
+        columns.moveTo(rowAt, side, i % boxBlockRows(side) == 0);
+        for (int j = 0; j < dst.cols; ++j) dst.at<float>(i, j) = static_cast<float>(columns.sums()[j] * reciprocal);
+    }
+}
+
+/// Means over the windows that lie inside `src`, from pixel (x, y) on as the window's centre: across, then down. Up to
+/// a radius of 64 there are sums in float between.
 inline void boxInTwo(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
+    if (r <= 64) return boxOfFloatSums(src, x, y, r, dst);
     cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
     const int side = 2 * r + 1;
     ippiFilterBox_32f_C1R(src.ptr<float>(y - r, x), stepOf(src), across.ptr<float>(), stepOf(across), sizeOf(across),
                           {side, 1}, {r, 0});
-    for (int i = 0; r <= 64 && i < across.rows; ++i)
-        for (int j = 0; j < across.cols; ++j)
-            across.at<float>(i, j) = sumOfHalves(src.ptr<float>(y - r + i, x - r + j), side) * (1 / float(side));
     ippiFilterBox_32f_C1R(across.ptr<float>(r), stepOf(across), dst.ptr<float>(), stepOf(dst), sizeOf(dst), {1, side},
                           {0, r});
 }

@@ -53,6 +53,12 @@ TEST(TGuidedFilterStripTest, AnyNumberOfThreadsGivesTheSame) {
     }
 }
 
+TEST(TGuidedFilterStripTest, AnyNumberOfThreadsGivesTheSameUnderWideWindows) {
+    const cv::Mat I = tracedPlane({900, 480}, 1), p = tracedPlane({900, 480}, 2);
+    const cv::Mat expected = strippedReference(I, p, 100, 50);
+    withThreadCounts([&](int) { EXPECT_TRUE(samePixels(expected, stripped(I, p, 100, 50))); });
+}
+
 /// What `stripProc` gives, beside the reference with the strip height stated.
 void expectStripHeight(cv::Size size, int blkH) {
     SCOPED_TRACE(testing::Message() << size << " blkH " << blkH);

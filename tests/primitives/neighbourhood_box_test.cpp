@@ -134,10 +134,27 @@ TEST(FilterBoxTest, SumsBeyondThirtyTwoBitsGiveRoundedMeans) {
 
 /// The documented order of sums: column sums slide by one row and begin anew at every block of rows; across, sums of
 /// half as many columns are added, and one column more for an odd width.
-double sumAcross(const std::vector<double>& columns, int x, int width) {
+double sumOfHalves(const std::vector<double>& columns, int x, int width) {
     if (width == 1) return columns[x];
-    const double both = sumAcross(columns, x, width / 2) + sumAcross(columns, x + width / 2, width / 2);
+    const double both = sumOfHalves(columns, x, width / 2) + sumOfHalves(columns, x + width / 2, width / 2);
     return width % 2 ? both + columns[x + width - 1] : both;
+}
+
+/// From 192 columns on they are sums of eight columns each, and of what is left. Those that follow at distances of
+/// eight are grouped by as many as there are under the mask: those up to the end of the group are added from the last
+/// one down, those behind it from the first one up, then both.
+double sumAcross(const std::vector<double>& columns, int x, int width) {
+    if (width < 192) return sumOfHalves(columns, x, width);
+    const int count = width / 8, first = x / 8, groupEnd = (first / count + 1) * count, left = width % 8;
+    const auto eight = [&](int i) { return sumOfHalves(columns, 8 * i + x % 8, 8); };
+    double rest = 0, beginning = 0;
+    for (int i = groupEnd - 1; i >= first; --i) rest += eight(i);
+    for (int i = groupEnd; i < first + count; ++i) beginning += eight(i);
+    double sum = rest + beginning;
+    const int last = x + width;
+    if (left >= 4) sum += sumOfHalves(columns, last - left, 4);
+    for (int i = last - left % 4; i < last; ++i) sum += columns[i];
+    return sum;
 }
 
 Surrounded cancelling(cv::Size size, Mask mask) {
@@ -175,6 +192,35 @@ TEST(FilterBoxTest, FloatsAreSummedInTheDocumentedOrder) {
             const cv::Mat expected = slidingMeans(src, mask);
             EXPECT_TRUE(samePixels(expected, filtered(ippiFilterBox_32f_C1R, src, mask)));
             expectInPlace(ippiFilterBox_32f_C1IR, src, mask, expected);
+        }
+    }
+}
+
+TEST(FilterBoxTest, FloatsUnderWideWindowsAreSummedInTheDocumentedOrder) {
+    std::vector<int> widths = {1001, 1600};
+    for (int width = 189; width < 202; ++width) widths.push_back(width);
+    for (int width : widths) {
+        for (int cols : {1, 7, 8, 9, 250, 3500}) {
+            SCOPED_TRACE(testing::Message() << cols << " columns, width " << width);
+            const Mask mask{{width, 2}, {width / 3, 1}};
+            const Surrounded src = cancelling({cols, 3}, mask);
+            EXPECT_TRUE(samePixels(slidingMeans(src, mask), filtered(ippiFilterBox_32f_C1R, src, mask)));
+        }
+    }
+}
+
+// A value that is not finite, or too large beside the others, is in the sums of its own windows alone.
+TEST(FilterBoxTest, ALargeFloatUnderWideWindowsIsInNoOtherSum) {
+    const Mask mask{{301, 1}, {0, 0}};
+    for (float large : {std::numeric_limits<float>::infinity(), std::nanf(""), 1e38f}) {
+        cv::Mat plane(1, 2000, CV_32FC1, cv::Scalar(1)), means(1, 1700, CV_32FC1);
+        plane.at<float>(0, 900) = large;
+        ASSERT_EQ(ippiFilterBox_32f_C1R(plane.ptr<float>(), stepOf(plane), means.ptr<float>(), stepOf(means),
+                                        {means.cols, 1}, mask.size, mask.anchor),
+                  ippStsNoErr);
+        for (int x = 0; x < means.cols; ++x) {
+            const bool inWindow = x <= 900 && x + 301 > 900;
+            ASSERT_EQ(means.at<float>(0, x) == 1.0f, !inWindow) << large << " at " << x;
         }
     }
 }

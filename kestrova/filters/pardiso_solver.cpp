@@ -24,11 +24,11 @@ int pardisoSolver(int n, float* a, int* ia, int* ja, float* b, float* x, int nrh
 
 int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype) {
     kestrova::solver::SolverMemory memory;
-    return pardisoSolverIC(n, a, ia, ja, b, x, nrhs, mtype, memory);
+    return pardisoSolverInKeptMemory(n, a, ia, ja, b, x, nrhs, mtype, memory);
 }
 
-int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype,
-                    kestrova::solver::SolverMemory& memory) {
+int pardisoSolverInKeptMemory(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype,
+                              kestrova::solver::SolverMemory& memory) {
     mkl_get_max_threads();  // asked before each solve, not heeded: the count in iparm stays fixed
 
     void* pt[64] = {nullptr, &memory};

@@ -15,10 +15,27 @@ using namespace frame;
 
 namespace {
 
+/// Work on an element of a vector, in those of a simple kernel.
+constexpr int kElementWork = 4;
+
+/// Calls `work(k)` for each element of vectors of length n.
+template <class Work>
+void forEachElement(int n, const Work& work) {
+    forEachStrip(Strips(n, kElementWork), [&](int first, int end) noexcept {
+        for (int k = first; k < end; ++k) work(k);
+    });
+}
+
+/// The largest magnitude; NaN does not count.
 double largest(const float* v, int n) {
-    double size = 0;
-    for (int k = 0; k < n; ++k) size = std::max(size, std::fabs(static_cast<double>(v[k])));
-    return size;
+    const Strips strips(n, kElementWork);
+    SolverArray<float> sizes(static_cast<std::size_t>(strips.count()));
+    shareStrips(strips, [&](int s, int) noexcept {
+        float size = 0;
+        for (int k = strips.first(s); k < strips.end(s); ++k) size = std::max(size, std::fabs(v[k]));
+        sizes[s] = size;
+    });
+    return static_cast<double>(*std::max_element(sizes.begin(), sizes.end()));
 }
 
 /// The power of two that brings `size` into [1/2, 1); 1 for 0 and for what is not finite.
@@ -168,17 +185,17 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) {
 
     // A right-hand side near the denormals, which the substitution flushes, is solved as one near 1.
     const double scale = scaleToOne(largest(b, n));
-    for (int k = 0; k < n; ++k) {
+    forEachElement(n, [&](int k) {
         scaled[k] = static_cast<double>(b[pattern.order[k]]) * scale;
         y[k] = static_cast<float>(scaled[k]);
-    }
+    });
     substitution.run(m_memory, y);
-    std::copy_n(y, n, solution);
+    forEachElement(n, [&](int k) { solution[k] = static_cast<double>(y[k]); });
     const double size = largest(y, n);
     double correction = size;
     while (*steps < maxSteps && correction > 0 && std::isfinite(correction)) {
         findResidual(scaled, solution, residual);
-        std::transform(residual, residual + n, y, [](double r) { return static_cast<float>(r); });
+        forEachElement(n, [&](int k) { y[k] = static_cast<float>(residual[k]); });
         substitution.run(m_memory, y);
         const double before = correction;
         correction = largest(y, n);
@@ -188,15 +205,15 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) {
             break;
         }
         ++*steps;
-        for (int k = 0; k < n; ++k) solution[k] += static_cast<double>(y[k]);
+        forEachElement(n, [&](int k) { solution[k] += static_cast<double>(y[k]); });
         if (correction * gain <= kBelowRounding * size) break;
     }
-    bool finite = true;
-    for (int k = 0; k < n; ++k) {
+    std::atomic<bool> finite{true};
+    forEachElement(n, [&](int k) {
         const auto value = static_cast<float>(solution[k] / scale);
-        finite = finite && std::isfinite(value);
+        if (!std::isfinite(value)) finite.store(false, std::memory_order_relaxed);
         x[pattern.order[k]] = value;
-    }
+    });
     return finite;
 }
 

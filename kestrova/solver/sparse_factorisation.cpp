@@ -214,13 +214,7 @@ private:
         }
         for (int c = front.firstChild; c >= 0; c = m_tree.fronts[c].nextSibling) {
             const Front& child = m_tree.fronts[c];
-            const int* places = m_tree.places.data() + child.rows;
-            const std::int64_t begin = std::lower_bound(places, places + child.below, first) - places;
-            const float* from = updateOf(child, stacks) + trapezoid(child.below, begin);
-            for (std::int64_t j = begin; j < child.below && places[j] < last; ++j) {
-                float* column = matrix.column(places[j]);
-                for (std::int64_t i = j; i < child.below; ++i) column[places[i]] += *from++;
-            }
+            addUpdate(matrix, updateOf(child, stacks), m_tree.places.data() + child.rows, child.below, first, last);
         }
     }
 

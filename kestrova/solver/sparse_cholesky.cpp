@@ -77,7 +77,7 @@ bool SparseCholesky::setGridValues(const SparseRows& matrix) {
             m_memory.diagonal[row] += value;
             return;
         }
-        std::int64_t k = pattern.columns[column];
+        int k = pattern.columns[column];
         while (k < pattern.columns[column + 1] && pattern.columnRows[k] != row) ++k;
         if (k < pattern.columns[column + 1]) {
             m_memory.below[k] += value;
@@ -108,13 +108,13 @@ bool SparseCholesky::setOtherValues(const SparseRows& matrix) {
     const EliminationPattern& pattern = m_tree.pattern;
     std::fill(m_memory.diagonal.begin(), m_memory.diagonal.end(), 0.0f);
     std::fill(m_memory.below.begin(), m_memory.below.end(), 0.0f);
-    SolverArray<std::int64_t> next(pattern.columns.begin(), pattern.columns.end() - 1);
-    SolverArray<std::int64_t> placeInOwn(static_cast<std::size_t>(pattern.n), -1);
+    SolverArray<int> next(pattern.columns.begin(), pattern.columns.end() - 1);
+    SolverArray<int> placeInOwn(static_cast<std::size_t>(pattern.n), -1);
     bool known = true;
-    const auto add = [&](std::int64_t place, float value) { m_memory.below[place] += value; };
+    const auto add = [&](int place, float value) { m_memory.below[place] += value; };
     for (int own = 0; own < pattern.n; ++own) {
-        const std::int64_t begin = pattern.columns[own];
-        for (std::int64_t k = begin; k < pattern.columns[own + 1]; ++k) placeInOwn[pattern.columnRows[k]] = k;
+        const int begin = pattern.columns[own];
+        for (int k = begin; k < pattern.columns[own + 1]; ++k) placeInOwn[pattern.columnRows[k]] = k;
         matrix.forEach(pattern.order[own], [&](int j, float value) {
             const int other = pattern.inverse[j];
             m_finite = m_finite && std::isfinite(value);
@@ -125,8 +125,8 @@ bool SparseCholesky::setOtherValues(const SparseRows& matrix) {
                 if (there) add(placeInOwn[other], value);
                 known = known && there;
             } else {
-                std::int64_t& place = next[other];
-                const std::int64_t end = pattern.columns[other + 1];
+                int& place = next[other];
+                const int end = pattern.columns[other + 1];
                 while (place < end && pattern.columnRows[place] < own) ++place;
                 const bool there = place < end && pattern.columnRows[place] == own;
                 if (there) add(place, value);
@@ -147,7 +147,7 @@ void SparseCholesky::findResidual(const double* b, const double* x, double* resi
     std::copy_n(b, pattern.n, residual);
     for (int j = 0; j < pattern.n; ++j) {
         double sum = static_cast<double>(m_memory.diagonal[j]) * x[j];
-        for (std::int64_t k = pattern.columns[j]; k < pattern.columns[j + 1]; ++k) {
+        for (int k = pattern.columns[j]; k < pattern.columns[j + 1]; ++k) {
             const int i = pattern.columnRows[k];
             const auto value = static_cast<double>(m_memory.below[k]);
             sum += value * x[i];

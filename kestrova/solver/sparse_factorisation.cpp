@@ -203,7 +203,7 @@ private:
             const int j = front.first + p;
             float* column = matrix.column(p);
             column[p] = m_memory.diagonal[j];
-            for (std::int64_t k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
+            for (int k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
                 const int row = m_tree.pattern.columnRows[k];
                 const std::int64_t place =
                     row < front.first + front.pivots

@@ -24,8 +24,8 @@ struct Front {
     int order() const { return pivots + below; }
 };
 
-/// Of the factorisation of a front, additions aside.
-double multiplications(const Front& front);
+/// What the factorisation of a front costs, in multiplications.
+double workOf(const Front& front);
 
 struct FrontTree {
     explicit FrontTree(const SparseRows& matrix);

@@ -119,7 +119,7 @@ TEST(SparseSolver, SolvesALargeGridOfWhichManyLinksAreMissing) {
     for (int kept : {1, 2, 49}) {
         SparseSystem grid = gridSystem(190, 120, 0.1f, 10.0f, 8);
         grid.forEach([&, k = 0](int i, int j, double) mutable {
-            if (i != j && (i * 7919 + j * 104729) % 50 >= kept) grid.a[k] = 0;
+            if (i != j && static_cast<int>((7919u * i + 104729u * j) % 50) >= kept) grid.a[k] = 0;
             ++k;
         });
         const std::vector<float> b = randomVector(grid.n, 6);

@@ -22,7 +22,7 @@ std::vector<SparseSystem> systems() {
     for (int kept : {50, 48, 20}) {
         all.push_back(gridSystem(110, 80, 0.1f, 10.0f, 8));
         all.back().forEach([&, k = 0](int i, int j, double) mutable {
-            if (i != j && (i * 7919 + j * 104729) % 50 >= kept) all.back().a[k] = 0;
+            if (i != j && static_cast<int>((7919u * i + 104729u * j) % 50) >= kept) all.back().a[k] = 0;
             ++k;
         });
     }

@@ -15,8 +15,8 @@
 #include <cholmod.h>
 #endif
 
-// Seconds of the smoother and, apart, of its solver's phases, on the system of a picture-like guide, with the peak of
-// memory above what the process holds before.
+// Seconds of the smoother, with fresh memory and with that of a run before, and of its solver's phases apart, on the
+// system of a picture-like guide, with the peak of memory above what the process holds before.
 
 namespace {
 
@@ -138,13 +138,19 @@ KESTROVA_BENCH(wls) {
     std::vector<int> teams = {1};
     if (omp_get_num_procs() > 1) teams.push_back(omp_get_num_procs());
     for (Size size : kSizes) {
+        const auto smooth = [=](TWLSFilter& filter) {
+            std::vector<float> guide = picture(size), plane = guide;
+            return seconds([&] { filter.Proc(plane.data(), size.cols, size.rows, 1.0f, 1.2f, guide.data(), true); });
+        };
         row("proc", size, teams, [=] {
-            auto filter = std::make_shared<TWLSFilter>();
             return [=] {
-                std::vector<float> guide = picture(size), plane = guide;
-                return seconds(
-                    [&] { filter->Proc(plane.data(), size.cols, size.rows, 1.0f, 1.2f, guide.data(), true); });
+                TWLSFilter filter;
+                return smooth(filter);
             };
+        });
+        row("procAgain", size, teams, [=] {
+            auto filter = assembled(size);
+            return [=] { return smooth(*filter); };
         });
         for (auto [phase, name] : {std::pair{11, "analysis"}, {22, "factorisation"}, {33, "solution"}}) {
             row(name, size, teams, [=, phase = phase] {

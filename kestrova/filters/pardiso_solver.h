@@ -6,5 +6,5 @@
 int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype);
 
 /// The same in memory that is kept: most of what the solver takes stands in `memory` afterwards, for the next call.
-int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype,
-                    kestrova::solver::SolverMemory& memory);
+int pardisoSolverInKeptMemory(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype,
+                              kestrova::solver::SolverMemory& memory);

@@ -136,7 +136,7 @@ int TWLSFilter::Proc(float* inOut, int w, int h, float lambda, float alpha, floa
     setDiagonal();
     assemble();
     constexpr int kSymmetricPositiveDefinite = 2;
-    m_solved = pardisoSolverIC(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite,
-                               m_buffers->solver) == 1;
+    m_solved = pardisoSolverInKeptMemory(m_n, m_a_p, m_ia_p, m_ja_p, inOut, m_diag_p, 1, kSymmetricPositiveDefinite,
+                                         m_buffers->solver) == 1;
     return 1;
 }

@@ -19,7 +19,7 @@
 /// bright without a failure, or the system is refused ("pardisoSolverIC - 22").
 ///
 /// One object serves one `Proc` at a time. Assignment shares the buffers, 44 bytes a pixel, and most of what the solver
-/// takes, some 200 bytes a pixel in a plane of a megapixel and more in larger ones: kept, it makes the next `Proc` of
+/// takes, some 190 bytes a pixel in a plane of a megapixel and more in larger ones: kept, it makes the next `Proc` of
 /// the same size a fifth faster. All of it is freed by `freemem`, by a `Proc` of another size, or with the last object
 /// that shares it. There is no copy constructor.
 class KESTROVA_EXPORT TWLSFilter {

@@ -1,12 +1,15 @@
 #include "kestrova/primitives/sparse_solver.h"
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <new>
 #include <utility>
 
+#include "kestrova/frame/parallel.h"
 #include "kestrova/solver/sparse_cholesky.h"
 
+using namespace kestrova::frame;
 using namespace kestrova::solver;
 
 namespace {
@@ -14,19 +17,27 @@ namespace {
 enum Phase { kAnalyse = 11, kFactorise = 22, kSolve = 33, kRelease = -1 };
 enum Error { kDone = 0, kRefused = -1, kNoMemory = -2, kNotPositiveDefinite = -4 };
 
-/// Rows that start at 1 and go on in order, columns from the diagonal to the last, every diagonal there.
-bool wellFormed(const SparseRows& rows) {
-    if (rows.ia[0] != 1) return false;
-    for (int i = 0; i < rows.n; ++i) {
-        if (rows.ia[i + 1] < rows.ia[i]) return false;
-        bool diagonal = false;
-        for (int k = rows.ia[i] - 1; k < rows.ia[i + 1] - 1; ++k) {
-            if (rows.ja[k] <= i || rows.ja[k] > rows.n) return false;
-            diagonal = diagonal || rows.ja[k] == i + 1;
-        }
-        if (!diagonal) return false;
+/// Columns from the diagonal to the last, the diagonal among them.
+bool wellFormedRow(const SparseRows& rows, int i) {
+    bool within = true, diagonal = false;
+    for (int k = rows.ia[i] - 1; k < rows.ia[i + 1] - 1; ++k) {
+        within = within && rows.ja[k] > i && rows.ja[k] <= rows.n;
+        diagonal = diagonal || rows.ja[k] == i + 1;
     }
-    return true;
+    return within && diagonal;
+}
+
+/// Rows that start at 1 and go on in order.
+bool wellFormed(const SparseRows& rows) {
+    if (rows.ia[0] != 1 || !std::is_sorted(rows.ia, rows.ia + rows.n + 1)) return false;
+    constexpr int kRowWork = 8;
+    std::atomic<bool> good{true};
+    forEachStrip(Strips(rows.n, kRowWork), [&](int first, int end) noexcept {
+        for (int i = first; i < end; ++i) {
+            if (!wellFormedRow(rows, i)) good.store(false, std::memory_order_relaxed);
+        }
+    });
+    return good;
 }
 
 Error factorise(std::unique_ptr<SparseCholesky>& solver, const SparseRows& rows) {

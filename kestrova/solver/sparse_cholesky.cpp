@@ -15,10 +15,27 @@ using namespace frame;
 
 namespace {
 
+/// Work on an element of a vector, in those of a simple kernel.
+constexpr int kElementWork = 4;
+
+/// Calls `work(k)` for each element of vectors of length n.
+template <class Work>
+void forEachElement(int n, const Work& work) {
+    forEachStrip(Strips(n, kElementWork), [&](int first, int end) noexcept {
+        for (int k = first; k < end; ++k) work(k);
+    });
+}
+
+/// The largest magnitude; NaN does not count.
 double largest(const float* v, int n) {
-    double size = 0;
-    for (int k = 0; k < n; ++k) size = std::max(size, std::fabs(static_cast<double>(v[k])));
-    return size;
+    const Strips strips(n, kElementWork);
+    SolverArray<float> sizes(static_cast<std::size_t>(strips.count()));
+    shareStrips(strips, [&](int s, int) noexcept {
+        float size = 0;
+        for (int k = strips.first(s); k < strips.end(s); ++k) size = std::max(size, std::fabs(v[k]));
+        sizes[s] = size;
+    });
+    return static_cast<double>(*std::max_element(sizes.begin(), sizes.end()));
 }
 
 /// The power of two that brings `size` into [1/2, 1); 1 for 0 and for what is not finite.
@@ -60,7 +77,7 @@ bool SparseCholesky::setGridValues(const SparseRows& matrix) {
             m_memory.diagonal[row] += value;
             return;
         }
-        std::int64_t k = pattern.columns[column];
+        int k = pattern.columns[column];
         while (k < pattern.columns[column + 1] && pattern.columnRows[k] != row) ++k;
         if (k < pattern.columns[column + 1]) {
             m_memory.below[k] += value;
@@ -91,13 +108,13 @@ bool SparseCholesky::setOtherValues(const SparseRows& matrix) {
     const EliminationPattern& pattern = m_tree.pattern;
     std::fill(m_memory.diagonal.begin(), m_memory.diagonal.end(), 0.0f);
     std::fill(m_memory.below.begin(), m_memory.below.end(), 0.0f);
-    SolverArray<std::int64_t> next(pattern.columns.begin(), pattern.columns.end() - 1);
-    SolverArray<std::int64_t> placeInOwn(static_cast<std::size_t>(pattern.n), -1);
+    SolverArray<int> next(pattern.columns.begin(), pattern.columns.end() - 1);
+    SolverArray<int> placeInOwn(static_cast<std::size_t>(pattern.n), -1);
     bool known = true;
-    const auto add = [&](std::int64_t place, float value) { m_memory.below[place] += value; };
+    const auto add = [&](int place, float value) { m_memory.below[place] += value; };
     for (int own = 0; own < pattern.n; ++own) {
-        const std::int64_t begin = pattern.columns[own];
-        for (std::int64_t k = begin; k < pattern.columns[own + 1]; ++k) placeInOwn[pattern.columnRows[k]] = k;
+        const int begin = pattern.columns[own];
+        for (int k = begin; k < pattern.columns[own + 1]; ++k) placeInOwn[pattern.columnRows[k]] = k;
         matrix.forEach(pattern.order[own], [&](int j, float value) {
             const int other = pattern.inverse[j];
             m_finite = m_finite && std::isfinite(value);
@@ -108,8 +125,8 @@ bool SparseCholesky::setOtherValues(const SparseRows& matrix) {
                 if (there) add(placeInOwn[other], value);
                 known = known && there;
             } else {
-                std::int64_t& place = next[other];
-                const std::int64_t end = pattern.columns[other + 1];
+                int& place = next[other];
+                const int end = pattern.columns[other + 1];
                 while (place < end && pattern.columnRows[place] < own) ++place;
                 const bool there = place < end && pattern.columnRows[place] == own;
                 if (there) add(place, value);
@@ -130,7 +147,7 @@ void SparseCholesky::findResidual(const double* b, const double* x, double* resi
     std::copy_n(b, pattern.n, residual);
     for (int j = 0; j < pattern.n; ++j) {
         double sum = static_cast<double>(m_memory.diagonal[j]) * x[j];
-        for (std::int64_t k = pattern.columns[j]; k < pattern.columns[j + 1]; ++k) {
+        for (int k = pattern.columns[j]; k < pattern.columns[j + 1]; ++k) {
             const int i = pattern.columnRows[k];
             const auto value = static_cast<double>(m_memory.below[k]);
             sum += value * x[i];
@@ -168,17 +185,17 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) {
 
     // A right-hand side near the denormals, which the substitution flushes, is solved as one near 1.
     const double scale = scaleToOne(largest(b, n));
-    for (int k = 0; k < n; ++k) {
+    forEachElement(n, [&](int k) {
         scaled[k] = static_cast<double>(b[pattern.order[k]]) * scale;
         y[k] = static_cast<float>(scaled[k]);
-    }
+    });
     substitution.run(m_memory, y);
-    std::copy_n(y, n, solution);
+    forEachElement(n, [&](int k) { solution[k] = static_cast<double>(y[k]); });
     const double size = largest(y, n);
     double correction = size;
     while (*steps < maxSteps && correction > 0 && std::isfinite(correction)) {
         findResidual(scaled, solution, residual);
-        std::transform(residual, residual + n, y, [](double r) { return static_cast<float>(r); });
+        forEachElement(n, [&](int k) { y[k] = static_cast<float>(residual[k]); });
         substitution.run(m_memory, y);
         const double before = correction;
         correction = largest(y, n);
@@ -188,15 +205,15 @@ bool SparseCholesky::solve(const float* b, float* x, int maxSteps, int* steps) {
             break;
         }
         ++*steps;
-        for (int k = 0; k < n; ++k) solution[k] += static_cast<double>(y[k]);
+        forEachElement(n, [&](int k) { solution[k] += static_cast<double>(y[k]); });
         if (correction * gain <= kBelowRounding * size) break;
     }
-    bool finite = true;
-    for (int k = 0; k < n; ++k) {
+    std::atomic<bool> finite{true};
+    forEachElement(n, [&](int k) {
         const auto value = static_cast<float>(solution[k] / scale);
-        finite = finite && std::isfinite(value);
+        if (!std::isfinite(value)) finite.store(false, std::memory_order_relaxed);
         x[pattern.order[k]] = value;
-    }
+    });
     return finite;
 }
 

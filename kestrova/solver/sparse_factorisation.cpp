@@ -19,6 +19,9 @@ constexpr double kForkWork = 2e6;
 /// Columns, and chunks of rows, of a shared front that one thread takes at a time.
 constexpr int kSharedColumns = 64, kSharedChunks = 8;
 
+/// How many pieces of equal cost the whole work is said to be.
+constexpr double kEqualPieces = 1e6;
+
 int ceilDivide(std::int64_t a, std::int64_t b) { return static_cast<int>((a + b - 1) / b); }
 
 /// One run of the factorisation through the tree, after Duff and Reid, "The Multifrontal Solution of Indefinite Sparse
@@ -63,6 +66,7 @@ public:
         withTeam(m_workers, [&](int worker) noexcept {
             const DenormalsAreZero flush;
             Share share;
+            double work = 0;
             Step* step = m_steps.data();
             const auto join = [&](int pieces, const auto& work) noexcept {
                 const auto unlessFailed = [&](int piece) noexcept {
@@ -72,21 +76,21 @@ public:
             };
             const Scratch& scratch = m_scratch[static_cast<std::size_t>(worker)];
             join(static_cast<int>(m_tree.tasks.size()), [&](int t) noexcept {
-                for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) factorFront(f, scratch);
+                for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) factorFront(f, scratch, work);
             });
             for (const FrontTree::Stage& stage : m_tree.stages) {
                 if (stage.shared) {
-                    shareLevel(stage.begin, join);
+                    shareLevel(stage.begin, join, work);
                 } else {
                     const Scratch unshared{{nullptr, nullptr}, m_packed};
                     join(1, [&](int) noexcept {
                         for (int k = m_tree.levels[stage.begin]; k < m_tree.levels[stage.end]; ++k) {
-                            factorFront(m_tree.top[k], unshared);
+                            factorFront(m_tree.top[k], unshared, work);
                         }
                     });
                 }
             }
-            share.pieces = 0;  // they are of unequal cost
+            share.pieces = static_cast<int>(kEqualPieces * work / m_tree.work);
             return share;
         });
         return !m_failed;
@@ -127,8 +131,10 @@ private:
         return {m_memory.factor.data() + front.factor, updateOf(front, stacks), front.order(), front.pivots};
     }
 
-    void factorFront(int f, const Scratch& scratch) noexcept {
+    /// Adds what it takes to `work`.
+    void factorFront(int f, const Scratch& scratch, double& work) noexcept {
         const Front& front = m_tree.fronts[f];
+        work += workOf(front);
         const FrontMatrix matrix = matrixOf(front, scratch.stacks);
         assemble(front, matrix, scratch.stacks, 0, front.order());
         for (int begin = 0; begin < front.pivots; begin += kBlock) {
@@ -144,7 +150,7 @@ private:
 
     /// The same for all fronts of a level, with the pieces of all of them in each step.
     template <class Join>
-    void shareLevel(int level, const Join& join) noexcept {
+    void shareLevel(int level, const Join& join, double& work) noexcept {
         const auto joinFronts = [&](const auto& piecesOf, const auto& work) noexcept {
             int pieces = 0;
             for (int k = m_tree.levels[level]; k < m_tree.levels[level + 1]; ++k) pieces += piecesOf(topFront(k));
@@ -174,8 +180,10 @@ private:
                 },
                 [&](const Front& front, const FrontMatrix& matrix, float* packed, int piece) noexcept {
                     const std::int64_t first = pivotChunks(begin, endOf(front)) + piece * kSharedChunks;
-                    solveRows(matrix, begin, endOf(front), packed, first,
-                              std::min(first + kSharedChunks, chunksFrom(begin, front.order())));
+                    const std::int64_t last = std::min(first + kSharedChunks, chunksFrom(begin, front.order()));
+                    solveRows(matrix, begin, endOf(front), packed, first, last);
+                    const double pivots = endOf(front) - begin;
+                    work += static_cast<double>((last - first) * kChunk) * pivots * pivots / 2;
                 });
             joinFronts(
                 [&](const Front& front) {
@@ -183,8 +191,10 @@ private:
                 },
                 [&](const Front& front, const FrontMatrix& matrix, float* packed, int strip) noexcept {
                     const std::int64_t first = endOf(front) + static_cast<std::int64_t>(strip) * kSharedColumns;
-                    eliminateBlock(matrix, begin, endOf(front), packed, first,
-                                   std::min(first + kSharedColumns, matrix.order));
+                    const std::int64_t last = std::min(first + kSharedColumns, matrix.order);
+                    eliminateBlock(matrix, begin, endOf(front), packed, first, last);
+                    const double pivots = endOf(front) - begin, columns = static_cast<double>(last - first);
+                    work += columns * (static_cast<double>(matrix.order - first) - columns / 2) * pivots;
                 });
         }
     }
@@ -203,7 +213,7 @@ private:
             const int j = front.first + p;
             float* column = matrix.column(p);
             column[p] = m_memory.diagonal[j];
-            for (std::int64_t k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
+            for (int k = m_tree.pattern.columns[j]; k < m_tree.pattern.columns[j + 1]; ++k) {
                 const int row = m_tree.pattern.columnRows[k];
                 const std::int64_t place =
                     row < front.first + front.pivots
@@ -214,13 +224,7 @@ private:
         }
         for (int c = front.firstChild; c >= 0; c = m_tree.fronts[c].nextSibling) {
             const Front& child = m_tree.fronts[c];
-            const int* places = m_tree.places.data() + child.rows;
-            const std::int64_t begin = std::lower_bound(places, places + child.below, first) - places;
-            const float* from = updateOf(child, stacks) + trapezoid(child.below, begin);
-            for (std::int64_t j = begin; j < child.below && places[j] < last; ++j) {
-                float* column = matrix.column(places[j]);
-                for (std::int64_t i = j; i < child.below; ++i) column[places[i]] += *from++;
-            }
+            addUpdate(matrix, updateOf(child, stacks), m_tree.places.data() + child.rows, child.below, first, last);
         }
     }
 

@@ -9,39 +9,8 @@ namespace kestrova::solver {
 using namespace frame;
 
 FrontTree::FrontTree(const SparseRows& matrix) : pattern(matrix) {
-    const SolverArray<SectionRuns> runs = findRuns(pattern);
-    SolverArray<SectionPlace> places;
-    SectionPlace end{0, 0, 0};
-    for (const SectionRuns& section : runs) {
-        places.push_back(end);
-        end.front += static_cast<int>(section.runs.size());
-        end.row += static_cast<std::int64_t>(section.rows.size());
-        for (const Run& run : section.runs) end.factor += run.entries();
-    }
-    places.push_back(end);
-    factorSize = end.factor;
-    fronts.resize(static_cast<std::size_t>(end.front));
-    rows.resize(static_cast<std::size_t>(end.row));
-    this->places.resize(rows.size());
-
-    SolverArray<int> frontOf(static_cast<std::size_t>(pattern.n));
-    const int sections = static_cast<int>(runs.size());
-    Steps<2> steps;
-    withTeam(workerCount(sections), [&](int) noexcept {
-        Share share = steps.join({sections, sections}, [&](int step, int s) noexcept {
-            const Range own{places[s].front, places[s + 1].front};
-            if (step == 0) {
-                placeFronts(runs[s], places[s]);
-                for (int f = own.begin; f < own.end; ++f) {
-                    std::fill_n(frontOf.begin() + fronts[f].first, fronts[f].pivots, f);
-                }
-            } else {
-                linkToParents(own, frontOf);
-            }
-        });
-        share.pieces = 0;  // they are of unequal cost
-        return share;
-    });
+    takeFronts(findRuns(pattern));
+    linkToParents();
     linkToChildren();
     findTasks();
     findStages();
@@ -49,30 +18,63 @@ FrontTree::FrontTree(const SparseRows& matrix) : pattern(matrix) {
     placeTopUpdates();
 }
 
-void FrontTree::placeFronts(const SectionRuns& section, SectionPlace place) {
-    std::copy(section.rows.begin(), section.rows.end(), rows.begin() + place.row);
-    std::int64_t factor = place.factor;
-    int f = place.front;
+/// Section by section. The runs are freed before more memory is taken.
+void FrontTree::takeFronts(SolverArray<SectionRuns> runs) {
+    SolverArray<SectionPlace> begins;
+    SectionPlace end{0, 0, 0};
+    for (const SectionRuns& section : runs) {
+        begins.push_back(end);
+        end.front += static_cast<int>(section.runs.size());
+        end.row += static_cast<std::int64_t>(section.rows.size());
+        for (const Run& run : section.runs) end.factor += run.entries();
+    }
+    fronts.resize(static_cast<std::size_t>(end.front));
+    rows.resize(static_cast<std::size_t>(end.row));
+    factorSize = end.factor;
+    const int sections = static_cast<int>(runs.size());
+    parallelTasks(workerCount(sections), sections, [&](int s, int) noexcept { placeFronts(runs[s], begins[s]); });
+}
+
+void FrontTree::placeFronts(const SectionRuns& section, SectionPlace begin) {
+    std::copy(section.rows.begin(), section.rows.end(), rows.begin() + begin.row);
+    std::int64_t factor = begin.factor;
+    int f = begin.front;
     for (const Run& run : section.runs) {
-        fronts[f++] = {run.first, run.pivots(), run.below, -1, -1, -1, place.row + run.rows, factor, 0, false, 0};
+        fronts[f++] = {run.first, run.pivots(), run.below, -1, -1, -1, begin.row + run.rows, factor, 0, false, 0};
         factor += run.entries();
     }
 }
 
-void FrontTree::linkToParents(Range ownFronts, const SolverArray<int>& frontOf) {
-    for (int f = ownFronts.begin; f < ownFronts.end; ++f) {
-        Front& front = fronts[f];
-        if (front.below == 0) continue;
-        front.parent = frontOf[rows[front.rows]];
-        const Front& parent = fronts[front.parent];
-        int p = 0;
-        for (std::int64_t k = front.rows; k < front.rows + front.below; ++k) {
-            if (rows[k] < parent.first + parent.pivots) {
-                places[k] = rows[k] - parent.first;
-            } else {
-                while (rows[parent.rows + p] != rows[k]) ++p;
-                places[k] = parent.pivots + p;
+void FrontTree::linkToParents() {
+    places.resize(rows.size());
+    SolverArray<int> frontOf(static_cast<std::size_t>(pattern.n));
+    constexpr int kFrontWork = 64;
+    const Strips strips(static_cast<int>(fronts.size()), kFrontWork);
+    Steps<2> steps;
+    withTeam(strips.workers(), [&](int) noexcept {
+        return steps.join({strips.count(), strips.count()}, [&](int step, int s) noexcept {
+            for (int f = strips.first(s); f < strips.end(s); ++f) {
+                if (step == 0) {
+                    std::fill_n(frontOf.begin() + fronts[f].first, fronts[f].pivots, f);
+                } else if (fronts[f].below > 0) {
+                    fronts[f].parent = frontOf[rows[fronts[f].rows]];
+                    findPlaces(fronts[f]);
+                }
             }
+        });
+    });
+}
+
+/// Where the rows below stand among the rows of the parent.
+void FrontTree::findPlaces(const Front& front) {
+    const Front& parent = fronts[front.parent];
+    int p = 0;
+    for (std::int64_t k = front.rows; k < front.rows + front.below; ++k) {
+        if (rows[k] < parent.first + parent.pivots) {
+            places[k] = rows[k] - parent.first;
+        } else {
+            while (rows[parent.rows + p] != rows[k]) ++p;
+            places[k] = parent.pivots + p;
         }
     }
 }

@@ -24,8 +24,8 @@ struct Front {
     int order() const { return pivots + below; }
 };
 
-/// Of the factorisation of a front, additions aside.
-double multiplications(const Front& front);
+/// What the factorisation of a front costs, in multiplications.
+double workOf(const Front& front);
 
 struct FrontTree {
     explicit FrontTree(const SparseRows& matrix);
@@ -60,14 +60,16 @@ struct FrontTree {
     SolverArray<Stage> stages;
 
 private:
-    /// The places of a section's fronts, rows and entries among all.
+    /// Where a section's fronts, rows and entries of the factor begin among all.
     struct SectionPlace {
         int front;
         std::int64_t row, factor;
     };
 
-    void placeFronts(const SectionRuns& runs, SectionPlace place);
-    void linkToParents(Range ownFronts, const SolverArray<int>& frontOf);
+    void takeFronts(SolverArray<SectionRuns> runs);
+    void placeFronts(const SectionRuns& runs, SectionPlace begin);
+    void linkToParents();
+    void findPlaces(const Front& front);
     void linkToChildren();
 
     SolverArray<double> findWork();

@@ -240,6 +240,26 @@ struct Kernels {
         }
     }
 
+    /// Most rows are neighbours in the front, too.
+    static KESTROVA_INLINE void addUpdate(const FrontMatrix& front, const float* update, const int* places,
+                                          std::int64_t order, std::int64_t first, std::int64_t last) {
+        std::int64_t j = std::lower_bound(places, places + order, first) - places;
+        const float* from = update + j * order - j * (j - 1) / 2;
+        for (; j < order && places[j] < last; ++j) {
+            float* column = front.column(places[j]);
+            for (std::int64_t i = j; i < order;) {
+                const std::int64_t count = std::min(kChunk, order - i);
+                if (count == kChunk && places[i + kChunk - 1] - places[i] == kChunk - 1) {
+                    (Lane::at(column + places[i]) + Lane::at(from)).put(column + places[i]);
+                } else {
+                    for (std::int64_t k = 0; k < count; ++k) column[places[i + k]] += from[k];
+                }
+                i += count;
+                from += count;
+            }
+        }
+    }
+
     static KESTROVA_INLINE void substituteBackward(const float* pivotColumns, std::int64_t order, std::int64_t pivots,
                                                    float* v) {
         const float* column = pivotColumns + pivots * order - pivots * (pivots + 1) / 2;
@@ -297,6 +317,11 @@ KESTROVA_LANE_KERNEL(void, eliminateBlock,
                      (const FrontMatrix& front, int begin, int end, const float* packed, std::int64_t first,
                       std::int64_t last),
                      (front, begin, end, packed, first, last))
+
+KESTROVA_LANE_KERNEL(void, addUpdate,
+                     (const FrontMatrix& front, const float* update, const int* places, std::int64_t order,
+                      std::int64_t first, std::int64_t last),
+                     (front, update, places, order, first, last))
 
 KESTROVA_LANE_KERNEL(void, substituteBackward,
                      (const float* pivotColumns, std::int64_t order, std::int64_t pivots, float* v),

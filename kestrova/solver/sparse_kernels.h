@@ -48,6 +48,11 @@ void solveRows(const FrontMatrix& front, int begin, int end, float* packed, std:
 void eliminateBlock(const FrontMatrix& front, int begin, int end, const float* packed, std::int64_t first,
                     std::int64_t last);
 
+/// Adds a child's update, the lower triangle of the given order, to the front's columns [first, last): row i of the
+/// child is row places[i] of the front.
+void addUpdate(const FrontMatrix& front, const float* update, const int* places, std::int64_t order, std::int64_t first,
+               std::int64_t last);
+
 /// Forward substitution through the pivots' columns of a front on the front's rows of a right-hand side.
 void substituteForward(const float* pivotColumns, std::int64_t order, std::int64_t pivots, float* v);
 /// Backward substitution: the pivots' rows from those below.

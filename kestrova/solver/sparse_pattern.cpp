@@ -13,7 +13,7 @@ namespace {
 
 /// Lists of row or column numbers, one for each column or row: list i is entries[starts[i]] .. entries[starts[i + 1]].
 struct Lists {
-    SolverArray<std::int64_t> starts;
+    SolverArray<int> starts;
     SolverArray<int> entries;
 };
 
@@ -47,7 +47,7 @@ Lists belowDiagonal(const Lists& left) {
     const int n = static_cast<int>(left.starts.size()) - 1;
     return listsOf(n, [&](const auto& visit) {
         for (int row = 0; row < n; ++row) {
-            for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k], row);
+            for (int k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k], row);
         }
     });
 }
@@ -82,7 +82,7 @@ EliminationPattern::EliminationPattern(const SparseRows& matrix) : n(matrix.n) {
     {
         const Lists left = leftOfDiagonal(matrix, inverse);
         const auto forEachLeft = [&](int row, const auto& visit) {
-            for (std::int64_t k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k]);
+            for (int k = left.starts[row]; k < left.starts[row + 1]; ++k) visit(left.entries[k]);
         };
         order = EliminationForest(first, forEachLeft).postorder(sections);
     }
@@ -97,7 +97,7 @@ void EliminationPattern::findGridColumns(const SparseGrid& links) {
     columns.resize(static_cast<std::size_t>(n) + 1);
     columnRows.resize(static_cast<std::size_t>(links.count));
     const int sectionCount = static_cast<int>(sections.size());
-    SolverArray<std::int64_t> begins(sections.size());
+    SolverArray<int> begins(sections.size());
     const auto forEachBelow = [&](int column, const auto& visit) {
         links.forEachNeighbour(order[column], [&](int j) {
             if (inverse[j] > column) visit(inverse[j]);
@@ -110,12 +110,12 @@ void EliminationPattern::findGridColumns(const SparseGrid& links) {
         }
     };
     const auto sumUp = [&] {
-        std::int64_t begin = 0;
-        for (std::int64_t& own : begins) begin += std::exchange(own, begin);
+        int begin = 0;
+        for (int& own : begins) begin += std::exchange(own, begin);
         columns[n] = begin;
     };
     const auto fill = [&](int s) {
-        std::int64_t end = begins[s];
+        int end = begins[s];
         for (int j = sections[s].columns.begin; j < sections[s].columns.end; ++j) {
             columns[j] = end;
             forEachBelow(j, [&](int row) { columnRows[end++] = row; });

@@ -18,8 +18,8 @@ struct EliminationPattern {
     SolverArray<int> order;    ///< order[k] is the row of the matrix that is eliminated k-th
     SolverArray<int> inverse;  ///< inverse[order[k]] is k
 
-    SolverArray<std::int64_t> columns;  ///< where the entries below the diagonal of column j begin
-    SolverArray<int> columnRows;        ///< their rows, ascending
+    SolverArray<int> columns;     ///< where the entries below the diagonal of column j begin
+    SolverArray<int> columnRows;  ///< their rows, ascending
 
     SolverArray<Section> sections;  ///< all columns, in ascending order
 

@@ -32,6 +32,7 @@ void Substitution::run(SolverMemory& memory, float* y) {
     withTeam(m_workers, [&](int worker) noexcept {
         const DenormalsAreZero flush;
         Share share;
+        double floats = 0;  // of the factor that this thread has gone through
         Step* step = steps.data();
         float* v = memory.workspace.at<float>(m_scratchPlaces[static_cast<std::size_t>(worker)]);
         const auto join = [&](int pieces, const auto& work) noexcept { (step++)->join(pieces, work, share); };
@@ -48,29 +49,31 @@ void Substitution::run(SolverMemory& memory, float* y) {
         };
 
         join(tasks, [&](int t) noexcept {
-            for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) forward(f, y, v);
+            for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) forward(f, y, v, floats);
         });
         for (int s = 0; s < stages; ++s) {
             joinStage(m_tree.stages[s], [&](int begin, int end) noexcept {
-                for (int k = begin; k < end; ++k) forward(m_tree.top[k], y, v);
+                for (int k = begin; k < end; ++k) forward(m_tree.top[k], y, v, floats);
             });
         }
         for (int s = stages; s-- > 0;) {
             joinStage(m_tree.stages[s], [&](int begin, int end) noexcept {
-                for (int k = end; k-- > begin;) backward(m_tree.top[k], y, v);
+                for (int k = end; k-- > begin;) backward(m_tree.top[k], y, v, floats);
             });
         }
         join(tasks, [&](int t) noexcept {
-            for (int f = m_tree.tasks[t].end; f-- > m_tree.tasks[t].begin;) backward(f, y, v);
+            for (int f = m_tree.tasks[t].end; f-- > m_tree.tasks[t].begin;) backward(f, y, v, floats);
         });
-        share.pieces = 0;  // they are of unequal cost
+        constexpr double kEqualPieces = 1e6;
+        share.pieces = static_cast<int>(kEqualPieces * floats / (2 * static_cast<double>(m_tree.factorSize)));
         return share;
     });
 }
 
 /// Through the front's pivots: their part of the solution, and what is left to the rows below.
-void Substitution::forward(int f, float* y, float* v) noexcept {
+void Substitution::forward(int f, float* y, float* v, double& floats) noexcept {
     const Front& front = m_tree.fronts[f];
+    floats += static_cast<double>(trapezoid(front.order(), front.pivots));
     std::copy_n(y + front.first, front.pivots, v);
     std::fill_n(v + front.pivots, front.below, 0.0f);
     for (int c = front.firstChild; c >= 0; c = m_tree.fronts[c].nextSibling) {
@@ -83,8 +86,9 @@ void Substitution::forward(int f, float* y, float* v) noexcept {
 }
 
 /// The front's pivots from the rows below.
-void Substitution::backward(int f, float* y, float* v) noexcept {
+void Substitution::backward(int f, float* y, float* v, double& floats) noexcept {
     const Front& front = m_tree.fronts[f];
+    floats += static_cast<double>(trapezoid(front.order(), front.pivots));
     std::copy_n(y + front.first, front.pivots, v);
     for (int k = 0; k < front.below; ++k) v[front.pivots + k] = y[m_tree.rows[front.rows + k]];
     substituteBackward(m_factor + front.factor, front.order(), front.pivots, v);

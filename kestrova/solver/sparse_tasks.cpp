@@ -15,18 +15,18 @@ constexpr double kSharedWork = 2e6;
 
 }  // namespace
 
-double multiplications(const Front& front) {
-    double sum = 0;
+double workOf(const Front& front) {
+    constexpr double kPerFront = 2000;  // what a front costs beside its multiplications, in these
+    double sum = kPerFront;
     for (int j = 0; j < front.pivots; ++j) sum += static_cast<double>(triangle(front.order() - j));
     return sum;
 }
 
 /// What each front costs together with all beneath it; `work` becomes the whole.
 SolverArray<double> FrontTree::findWork() {
-    constexpr double kPerFront = 2000;  // what a front costs beside its multiplications, in these
     SolverArray<double> subtree(fronts.size(), 0.0);
     for (std::size_t f = 0; f < fronts.size(); ++f) {
-        const double own = kPerFront + multiplications(fronts[f]);
+        const double own = workOf(fronts[f]);
         work += own;
         subtree[f] += own;
         if (fronts[f].parent >= 0) subtree[fronts[f].parent] += subtree[f];
@@ -88,7 +88,7 @@ void FrontTree::sortByLevel(const SolverArray<int>& topFronts) {
 void FrontTree::findStages() {
     for (int l = 0; l + 1 < static_cast<int>(levels.size()); ++l) {
         double levelWork = 0;
-        for (int k = levels[l]; k < levels[l + 1]; ++k) levelWork += multiplications(fronts[top[k]]);
+        for (int k = levels[l]; k < levels[l + 1]; ++k) levelWork += workOf(fronts[top[k]]);
         const bool shared = levelWork >= kSharedWork;
         if (shared || stages.empty() || stages.back().shared) {
             stages.push_back({l, l + 1, shared});

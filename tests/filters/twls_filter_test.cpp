@@ -14,6 +14,7 @@
 #include "kestrova/filters/pardiso_solver.h"
 #include "tests/primitives/sparse_system.h"
 #include "tests/support/failures.h"
+#include "tests/support/regions.h"
 #include "tests/support/rooms.h"
 #include "tests/support/threads.h"
 
@@ -254,6 +255,21 @@ TEST(TWLSFilter, TwoHostThreadsSmoothAtOnceWithTwoObjects) {
     EXPECT_EQ(smooth(0.5f), alone1);
     other.join();
     EXPECT_EQ(together2, alone2);
+}
+
+TEST(TWLSFilter, OpensNoMoreParallelRegionsForALargePlaneThanForASmallOne) {
+    if (!kRegionsAreCounted) GTEST_SKIP() << "not libgomp";
+    const KeepThreadSettings keep;
+    omp_set_num_threads(4);
+    for (auto [w, h] : {std::pair{150, 140}, {600, 500}}) {
+        TWLSFilter filter;
+        Plane plane = noise(w, h), guide = noise(w, h, 2);
+        const Regions regions =
+            regionsOf([&, w = w, h = h] { filter.Proc(plane.data(), w, h, 1.0f, 1.2f, guide.data(), true); });
+        EXPECT_LE(regions.count, 30) << w;
+        EXPECT_GE(regions.count, 5) << w;
+        EXPECT_TRUE(regions.allOfTheWholeTeam);
+    }
 }
 
 TEST(TWLSFilter, KeepsItsBuffersWhileTheSizeStays) {

@@ -9,8 +9,8 @@
 namespace kestrova::rows {
 
 /// dst[x] = table[index(src[x])]; in place if the elements are of one size. Several pixels at a time, as many as were
-/// fastest: the speed of a loop over single ones changes with its alignment, by a factor of two. Not inlined: among the variables of a driver's loop
-/// the compiler keeps pixels on the stack, which took 7 % more.
+/// fastest: the speed of a loop over single ones changes with its alignment, by a factor of two. Not inlined: among the
+/// variables of a driver's loop the compiler keeps pixels on the stack, which took 7 % more.
 template <class From, class To, class Index>
 KESTROVA_OUT_OF_LINE void lookUpRow(const From* src, To* dst, int n, const To* table, const Index& index) noexcept {
     constexpr int kAtOnce = sizeof(To) > sizeof(From) ? 8 : 4;

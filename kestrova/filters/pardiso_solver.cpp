@@ -20,12 +20,12 @@ constexpr int kNotEnoughMemory = -2;
 }  // namespace
 
 int pardisoSolver(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype) {
-    if (!aligned(a) || !aligned(ia) || !aligned(ja) || !aligned(b) || !aligned(x))
-        fail("ERROR - pardisoSolver - a%4 || ia%4 || ja%4 || b%4 || x%4");
     return !pardisoSolverIC(n, a, ia, ja, b, x, nrhs, mtype);
 }
 
 int pardisoSolverIC(int n, float* a, int* ia, int* ja, float* b, float* x, int nrhs, int mtype) {
+    if (!aligned(a) || !aligned(ia) || !aligned(ja) || !aligned(b) || !aligned(x))
+        fail("ERROR - pardisoSolver - a%4 || ia%4 || ja%4 || b%4 || x%4");
     mkl_get_max_threads();  // asked before each solve, not heeded: the count in iparm stays fixed
 
     void* pt[64] = {};

@@ -17,6 +17,14 @@
 #define KESTROVA_KERNEL __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
 #endif
 
+/// Marks a row function that no level of the instruction set makes faster, to be compiled apart from the loop that
+/// calls it.
+#if defined(__GNUC__)
+#define KESTROVA_OUT_OF_LINE __attribute__((noinline))
+#else
+#define KESTROVA_OUT_OF_LINE
+#endif
+
 /// Before the loop of a kernel that may run in place: each element depends on its own position alone, so planes that
 /// coincide are no reason not to vectorise.
 #if defined(__clang__)

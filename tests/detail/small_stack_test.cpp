@@ -10,13 +10,7 @@ constexpr int kWidth = 3000, kHeight = 40;
 cv::Mat words(int seed) { return randomPlane(kHeight, kWidth, CV_16UC1, seed); }
 cv::Mat halves(int seed) { return randomPlane(kHeight / 2, kWidth / 2, CV_16UC1, 20000, 40000, seed); }
 
-class SmallStack : public testing::Test {
-protected:
-    void SetUp() override { Kestrova::setPrinting(false); }
-    void TearDown() override { Kestrova::setPrinting(true); }
-};
-
-TEST_F(SmallStack, IsEnoughForPictures) {
+TEST(SmallStackDetails, IsEnoughForPictures) {
     const cv::Mat packed = randomPlane(kHeight, kWidth, CV_8UC4), mask = randomPlane(kHeight, kWidth, CV_8UC1);
     TPImage image;
     TImage y(TImage::IM_Y16U, TSize()), c(TImage::IM_C8U, TSize()), m(TImage::IM_M8U, TSize());
@@ -35,7 +29,7 @@ TEST_F(SmallStack, IsEnoughForPictures) {
     EXPECT_EQ(smooth.size(), cv::Size(200, 10));
 }
 
-TEST_F(SmallStack, IsEnoughForCurvesAndTables) {
+TEST(SmallStackDetails, IsEnoughForCurvesAndTables) {
     struct Mapped final : TLutYDrDb {
         using TLutYDrDb::TLutYDrDb;
         void mapPixel(ushort&, uchar&, uchar&) override {}
@@ -54,12 +48,13 @@ TEST_F(SmallStack, IsEnoughForCurvesAndTables) {
     EXPECT_EQ(outY.size(), y.size());
 }
 
-TEST_F(SmallStack, IsEnoughForTheDetailEngineAndColour) {
+TEST(SmallStackDetails, IsEnoughForTheDetailEngineAndColour) {
     const cv::Mat planes[] = {words(1), words(2), words(3), words(4)}, dr = halves(5), db = halves(6);
     cv::Mat outDr, outDb;
     TVelline engine;
     TColorAdjVL colour;  // its tables are larger than the stack
     onSmallStack([&] {
+        Kestrova::setPrinting(false);
         engine.setup(planes[0], planes[1], planes[2], planes[3], dr, db, nullptr);
         for (int i = 0; i < 9; ++i) engine.m_k[i] = engine.m_t[i] = 0.3f;
         for (int i = 0; i < 6; ++i) engine.m_light[i] = 0.2f;
@@ -73,7 +68,7 @@ TEST_F(SmallStack, IsEnoughForTheDetailEngineAndColour) {
     EXPECT_EQ(outDr.size(), planes[0].size());
 }
 
-TEST_F(SmallStack, IsEnoughForTheMask) {
+TEST(SmallStackDetails, IsEnoughForTheMask) {
     TDrawMask mask;
     cv::Mat roi;
     onSmallStack([&] {

@@ -406,8 +406,10 @@ TEST_P(NoPlanes, OfThreeDimensionsAreRefusedOrReplaced) {
             operation.call(planes);
             EXPECT_LE(planes[i].dims, 2) << "an output, which is made anew: plane " << i;
         } catch (const char*) {
-            for (std::size_t p = 0; p < planes.size(); ++p)
-                if (p != i) EXPECT_TRUE(samePixels(operation.planes[p], planes[p])) << "plane " << p << " by " << i;
+            for (std::size_t p = 0; p < planes.size(); ++p) {
+                if (p == i) continue;
+                EXPECT_TRUE(samePixels(operation.planes[p], planes[p])) << "plane " << p << " by " << i;
+            }
         }
     }
 }

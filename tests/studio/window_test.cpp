@@ -28,43 +28,12 @@
 #include "studio/widgets/film_strip.h"
 #include "studio/widgets/slider_row.h"
 #include "studio/widgets/slider_track.h"
-#include "tests/studio/home.h"
+#include "tests/studio/window.h"
 
 namespace kestrova::studio {
 namespace {
 
 namespace fs = std::filesystem;
-
-class WindowTest : public Home {
-protected:
-    WindowTest() {
-        window = std::make_unique<MainWindow>();
-        window->resize(1280, 720);
-        window->show();
-    }
-    void open(const std::string& path) {
-        window->openPaths({QString::fromStdString(path)});
-        settle();
-    }
-    void settle() {
-        ASSERT_TRUE(waitFor([this] { return window->isSettled(); }));
-        QCoreApplication::processEvents();
-    }
-    SliderRow* row(const std::string& slider) {
-        for (SliderPanel* panel : window->sliderPanels())
-            if (panel->rows().count(slider)) return panel->row(slider);
-        return nullptr;
-    }
-    QAction* action(const QString& text) {
-        for (QAction* action : window->findChildren<QAction*>())
-            if (action->text().remove('&').startsWith(text)) return action;
-        return nullptr;
-    }
-    QImage picture() { return window->view()->grab().toImage(); }
-    QPoint middle() { return window->view()->rect().center(); }
-
-    std::unique_ptr<MainWindow> window;
-};
 
 TEST_F(WindowTest, HasARowForEverySliderWithTipAndAccessibleName) {
     for (const photo::Slider& slider : photo::sliders()) {

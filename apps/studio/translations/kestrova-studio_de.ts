@@ -1556,6 +1556,10 @@
         <translation>Von einem anderen Programm geändert</translation>
     </message>
     <message>
+        <source>The settings are saved.</source>
+        <translation>Die Einstellungen sind gespeichert.</translation>
+    </message>
+    <message>
         <source>The settings could not be saved: %1</source>
         <translation>Die Einstellungen konnten nicht gespeichert werden: %1</translation>
     </message>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAction>
+#include <QMouseEvent>
 #include <QTest>
 #include <memory>
 
@@ -39,6 +40,12 @@ protected:
         return nullptr;
     }
     QImage picture() { return window->view()->grab().toImage(); }
+    /// Sent to the view itself: the cursor of the platform may be there already.
+    void moveMouse(const QPoint& to) {
+        QMouseEvent event(QEvent::MouseMove, to, window->view()->mapToGlobal(QPointF(to)), Qt::NoButton, Qt::NoButton,
+                          Qt::NoModifier);
+        QCoreApplication::sendEvent(window->view(), &event);
+    }
     QPoint middle() { return window->view()->rect().center(); }
 
     std::unique_ptr<MainWindow> window;

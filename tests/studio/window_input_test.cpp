@@ -60,7 +60,7 @@ TEST_F(WindowTest, BracketKeysResizeTheBrushAndItsOutlineIsAtThePointer) {
     EXPECT_EQ(action("Smaller brush")->shortcut(), QKeySequence("["));
     settle();
     const QImage without = picture();
-    QTest::mouseMove(window->view(), middle());
+    moveMouse(middle());
     const double radius = before * window->view()->transform().zoom();
     const QPoint outline = middle() + QPoint(static_cast<int>(radius), 0);
     const QImage with = picture();

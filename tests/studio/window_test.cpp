@@ -83,7 +83,7 @@ TEST_F(WindowTest, ADragMovesThePhotographAndADoubleClickFits) {
     view->zoomAbout(middle(), 3);
     const QPointF place = view->transform().toPicture(middle());
     QTest::mousePress(view, Qt::LeftButton, {}, middle());
-    QTest::mouseMove(view, middle() + QPoint(50, 30));
+    moveMouse(middle() + QPoint(50, 30));
     QTest::mouseRelease(view, Qt::LeftButton, {}, middle() + QPoint(50, 30));
     EXPECT_NEAR(view->transform().toView(place).x(), middle().x() + 50, 1e-6);
     QTest::mouseDClick(view, Qt::LeftButton, {}, middle());
@@ -101,7 +101,7 @@ TEST_F(WindowTest, TheSplitShowsBeforeOnTheLeftAndCanBeDragged) {
     EXPECT_NE(picture().pixel(middle() + QPoint(60, 60)), untouched.pixel(middle() + QPoint(60, 60)));
     const QPoint divider(view->width() / 2, 40);
     QTest::mousePress(view, Qt::LeftButton, {}, divider);
-    QTest::mouseMove(view, divider + QPoint(120, 0));
+    moveMouse(divider + QPoint(120, 0));
     QTest::mouseRelease(view, Qt::LeftButton, {}, divider + QPoint(120, 0));
     EXPECT_EQ(picture().pixel(middle() + QPoint(60, 60)), untouched.pixel(middle() + QPoint(60, 60)));
 }
@@ -109,7 +109,7 @@ TEST_F(WindowTest, TheSplitShowsBeforeOnTheLeftAndCanBeDragged) {
 TEST_F(WindowTest, TheValuesUnderThePointerFollowThePicture) {
     open(photograph());
     PhotoView* view = window->view();
-    QTest::mouseMove(view, middle());
+    moveMouse(middle());
     QString shown;
     QObject::connect(view, &PhotoView::pointerMoved,
                      [&](const QPointF&, const QColor& colour) { shown = colour.name(); });
@@ -128,7 +128,7 @@ TEST_F(WindowTest, TheBrushPaintsUnderThePointerInATurnedAndCroppedPhotograph) {
     PhotoView* view = window->view();
     const QPoint from = middle() - QPoint(80, 20), to = middle() + QPoint(80, 30);
     QTest::mousePress(view, Qt::LeftButton, {}, from);
-    for (int i = 1; i <= 8; ++i) QTest::mouseMove(view, from + (to - from) * i / 8);
+    for (int i = 1; i <= 8; ++i) moveMouse(from + (to - from) * i / 8);
     QTest::mouseRelease(view, Qt::LeftButton, {}, to);
     ASSERT_EQ(window->session()->settings().layers.size(), 1u);
     settle();
@@ -169,8 +169,8 @@ TEST_F(WindowTest, TheCropToolShowsTheWholeAndCutsInOneStep) {
     PhotoView* view = window->view();
     const auto at = [&](double x, double y) { return view->transform().toView(QPointF(x, y)).toPoint(); };
     QTest::mousePress(view, Qt::LeftButton, {}, at(0, 0));
-    QTest::mouseMove(view, at(100, 50));
-    QTest::mouseMove(view, at(200, 100));
+    moveMouse(at(100, 50));
+    moveMouse(at(200, 100));
     QTest::mouseRelease(view, Qt::LeftButton, {}, at(200, 100));
     const photo::Crop crop = window->session()->settings().crop;
     EXPECT_NEAR(crop.x, 0.4, 0.01);
@@ -187,7 +187,7 @@ TEST_F(WindowTest, StraightenMakesADrawnLineLevel) {
     open(photograph());
     action("Straighten")->trigger();
     QTest::mousePress(window->view(), Qt::LeftButton, {}, middle() - QPoint(100, 10));
-    QTest::mouseMove(window->view(), middle() + QPoint(100, 10));
+    moveMouse(middle() + QPoint(100, 10));
     QTest::mouseRelease(window->view(), Qt::LeftButton, {}, middle() + QPoint(100, 10));
     EXPECT_NEAR(window->session()->settings().straighten, -5.71, 0.1);
     settle();

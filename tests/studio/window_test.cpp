@@ -282,6 +282,12 @@ TEST_F(WindowTest, TheProgramWritesAScreenshotAndSaysWhatItIs) {
     ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_EQ(run.exitCode(), 0) << run.readAllStandardError().toStdString();
     EXPECT_EQ(QImage(shot).size(), QSize(1000, 700));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("QT_SCALE_FACTOR", "2");
+    run.setProcessEnvironment(environment);
+    run.start(studio, {"--screenshot", shot, "--size", "1000x700", QString::fromStdString(photograph())});
+    ASSERT_TRUE(run.waitForFinished(-1));
+    EXPECT_EQ(QImage(shot).size(), QSize(2000, 1400)) << "on a screen of high density";
     run.start(studio, {"--help"});
     ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_TRUE(run.readAllStandardOutput().contains("--screenshot"));

@@ -718,7 +718,7 @@
     </message>
     <message>
         <source>Down</source>
-        <translation>Tief</translation>
+        <translation>Runter</translation>
     </message>
     <message>
         <source>Moves the layer down</source>

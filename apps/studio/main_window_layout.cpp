@@ -31,12 +31,12 @@ bool MainWindow::mayClose() {
     finishGestures();
     if (!m_session->saveNow() &&
         QMessageBox::warning(this, windowTitle(), tr("The latest settings could not be saved. Close all the same?"),
-                             QMessageBox::Close | QMessageBox::Cancel) != QMessageBox::Close)
+                             QMessageBox::Close | QMessageBox::Cancel, QMessageBox::Cancel) != QMessageBox::Close)
         return false;
     return m_exports->isIdle() ||
            QMessageBox::question(this, windowTitle(),
                                  tr("Photographs are still being exported. Cancel that and close?"),
-                                 QMessageBox::Close | QMessageBox::Cancel) == QMessageBox::Close;
+                                 QMessageBox::Close | QMessageBox::Cancel, QMessageBox::Cancel) == QMessageBox::Close;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

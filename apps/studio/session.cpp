@@ -38,7 +38,11 @@ Session::Session(const std::string& dataFolder, QObject* parent)
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveAfter);
     connect(&m_saveTimer, &QTimer::timeout, this, &Session::save);
-    connect(&m_saver, &Saver::saved, this, [this] { m_trouble.clear(); });
+    connect(&m_saver, &Saver::saved, this, [this] {
+        if (m_trouble.isEmpty() || !m_saver.isAllWritten()) return;
+        m_trouble.clear();
+        emit message(tr("The settings are saved."));
+    });
     connect(&m_saver, &Saver::failed, this, [this](const QString&, const QString& text) {
         if (text == m_trouble) return;
         m_trouble = text;

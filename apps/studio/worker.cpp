@@ -1,13 +1,11 @@
 #include "studio/worker.h"
 
-#include <QElapsedTimer>
 #include <QMutexLocker>
 #include <algorithm>
 #include <new>
 
 #include "photo/file_format.h"
 #include "photo/read.h"
-#include "studio/frame_plan.h"
 
 namespace kestrova::studio {
 
@@ -18,18 +16,6 @@ namespace {
 
 constexpr double kReading = 0.3;         // share of the time until a photograph is prepared
 constexpr double kNoPreviewBelow = 3e6;  // pixels: as soon read as their preview
-constexpr qint64 kLong = 150;            // milliseconds after which progress is shown
-
-/// What of the settings chooses the view and changes nothing in it.
-photo::Settings geometryOf(const photo::Settings& settings) {
-    photo::Settings geometry;
-    geometry.filter = settings.filter;
-    geometry.rotate = settings.rotate;
-    geometry.straighten = settings.straighten;
-    geometry.crop = settings.crop;
-    geometry.size = settings.size;
-    return geometry;
-}
 
 /// Of the whole photograph, upright, as far as its file tells before it is decoded.
 QSize wholeSize(const photo::FileFacts& facts, const cv::Size& preview) {
@@ -173,77 +159,6 @@ bool Worker::waitForRequest(Request& request) {
     m_control = std::make_shared<photo::Control>();
     m_runningIsFine = !request.held;
     return true;
-}
-
-void Worker::renderAll(Development& development, const Request& request) {
-    QElapsedTimer timer;
-    timer.start();
-    bool shown = false;
-    m_control->progress = [&](double share) {
-        if (timer.elapsed() < kLong) return;
-        shown = true;
-        report(share);
-    };
-    const auto show = [&](bool before) {
-        inWindow([this, frame = std::make_shared<const Frame>(frameFor(development, request, before))] {
-            emit rendered(frame);
-        });
-    };
-    try {
-        if (request.view.after) show(false);
-        if (request.view.before) show(true);
-    } catch (const Error& error) {
-        if (error.kind() != Error::Kind::cancelled) sayWhatFailed();
-    } catch (...) {
-        sayWhatFailed();
-    }
-    if (shown) report(1);
-}
-
-/// Reads what held frames need while nobody waits: the first move of a slider is followed like those after it.
-void Worker::readAhead(Development& development, const Request& request) {
-    {
-        const QMutexLocker lock(&m_mutex);
-        if (m_pending || m_stop) return;
-        m_control = std::make_shared<photo::Control>();
-    }
-    m_heldStep.adapt();
-    photo::Settings settings = *request.settings;
-    float& any = settings.light.brightness;  // settings that ask for nothing need nothing
-    any += any > 0 ? -0.01f : 0.01f;
-    Request held = request;
-    held.settings = std::make_shared<const photo::Settings>(settings);
-    held.held = true;
-    try {
-        frameFor(development, held, false);
-    } catch (const std::exception&) {  // cancelled; what is wrong is said when somebody waits
-    }
-}
-
-Frame Worker::frameFor(Development& development, const Request& request, bool before) {
-    photo::Settings settings = before ? geometryOf(*request.settings) : *request.settings;
-    if (request.view.cropping) {
-        settings.crop = {};
-        settings.size = 0;
-    }
-    development.set(settings);
-
-    const FramePlan plan(request, development.size());
-    const int finest = plan.finestStep();
-    const int step = request.held ? m_heldStep.stepFor(request.view, finest, plan.pixels()) : finest;
-    const cv::Rect view = plan.viewAt(step);
-    Development::Output output;
-    output.profile = request.screen;
-    if (!before) output.maskOfLayer = request.view.maskOfLayer;
-    QElapsedTimer timer;
-    timer.start();
-    const Development::Rendering rendering = development.render(view, step, output, m_control.get());
-    if (request.held && !before)
-        m_heldStep.learn(static_cast<double>(timer.nsecsElapsed()) / 1e6,
-                         static_cast<double>(rendering.pixels.total()));
-
-    return frameOf(request, before, plan.areaOf(view, step, rendering.pixels.size()), rendering.pixels, rendering.mask,
-                   m_hasAlpha);
 }
 
 }  // namespace kestrova::studio

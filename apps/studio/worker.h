@@ -63,6 +63,7 @@ private:
     void prepare(photo::Development& development);
     bool waitForRequest(Request& request);
     void renderAll(photo::Development& development, const Request& request);
+    bool mayReadAhead();
     void readAhead(photo::Development& development, const Request& request);
     Frame frameFor(photo::Development& development, const Request& request, bool before);
 

@@ -81,6 +81,18 @@ TEST_F(RendererTest, ShowsWhatADevelopmentRendersAtOneToOne) {
     EXPECT_TRUE(sameImage(after->image, rendered(path, session.settings(), {40, 60, 300, 200}, 1)));
 }
 
+TEST_F(RendererTest, ShowsColoursInTheProfileOfTheScreen) {
+    const std::string path = photograph();
+    open(path);
+    renderer.setScreen(photo::Profile::displayP3());
+    settle();
+    photo::Development development(photo::readPhotograph(path));
+    photo::Development::Output output;
+    output.profile = photo::Profile::displayP3();
+    EXPECT_TRUE(sameImage(after->image, imageOf(development.render(output).pixels, false)));
+    EXPECT_FALSE(sameImage(after->image, rendered(path, {}, {0, 0, 500, 500}, 1)));
+}
+
 TEST_F(RendererTest, EverySliderChangesThePictureAndItsUndoGivesTheSamePixelsBack) {
     open(photograph());
     const QImage untouched = after->image;

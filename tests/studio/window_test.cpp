@@ -28,43 +28,12 @@
 #include "studio/widgets/film_strip.h"
 #include "studio/widgets/slider_row.h"
 #include "studio/widgets/slider_track.h"
-#include "tests/studio/home.h"
+#include "tests/studio/window.h"
 
 namespace kestrova::studio {
 namespace {
 
 namespace fs = std::filesystem;
-
-class WindowTest : public Home {
-protected:
-    WindowTest() {
-        window = std::make_unique<MainWindow>();
-        window->resize(1280, 720);
-        window->show();
-    }
-    void open(const std::string& path) {
-        window->openPaths({QString::fromStdString(path)});
-        settle();
-    }
-    void settle() {
-        ASSERT_TRUE(waitFor([this] { return window->isSettled(); }));
-        QCoreApplication::processEvents();
-    }
-    SliderRow* row(const std::string& slider) {
-        for (SliderPanel* panel : window->sliderPanels())
-            if (panel->rows().count(slider)) return panel->row(slider);
-        return nullptr;
-    }
-    QAction* action(const QString& text) {
-        for (QAction* action : window->findChildren<QAction*>())
-            if (action->text().remove('&').startsWith(text)) return action;
-        return nullptr;
-    }
-    QImage picture() { return window->view()->grab().toImage(); }
-    QPoint middle() { return window->view()->rect().center(); }
-
-    std::unique_ptr<MainWindow> window;
-};
 
 TEST_F(WindowTest, HasARowForEverySliderWithTipAndAccessibleName) {
     for (const photo::Slider& slider : photo::sliders()) {
@@ -114,7 +83,7 @@ TEST_F(WindowTest, ADragMovesThePhotographAndADoubleClickFits) {
     view->zoomAbout(middle(), 3);
     const QPointF place = view->transform().toPicture(middle());
     QTest::mousePress(view, Qt::LeftButton, {}, middle());
-    QTest::mouseMove(view, middle() + QPoint(50, 30));
+    moveMouse(middle() + QPoint(50, 30));
     QTest::mouseRelease(view, Qt::LeftButton, {}, middle() + QPoint(50, 30));
     EXPECT_NEAR(view->transform().toView(place).x(), middle().x() + 50, 1e-6);
     QTest::mouseDClick(view, Qt::LeftButton, {}, middle());
@@ -132,7 +101,7 @@ TEST_F(WindowTest, TheSplitShowsBeforeOnTheLeftAndCanBeDragged) {
     EXPECT_NE(picture().pixel(middle() + QPoint(60, 60)), untouched.pixel(middle() + QPoint(60, 60)));
     const QPoint divider(view->width() / 2, 40);
     QTest::mousePress(view, Qt::LeftButton, {}, divider);
-    QTest::mouseMove(view, divider + QPoint(120, 0));
+    moveMouse(divider + QPoint(120, 0));
     QTest::mouseRelease(view, Qt::LeftButton, {}, divider + QPoint(120, 0));
     EXPECT_EQ(picture().pixel(middle() + QPoint(60, 60)), untouched.pixel(middle() + QPoint(60, 60)));
 }
@@ -140,7 +109,7 @@ TEST_F(WindowTest, TheSplitShowsBeforeOnTheLeftAndCanBeDragged) {
 TEST_F(WindowTest, TheValuesUnderThePointerFollowThePicture) {
     open(photograph());
     PhotoView* view = window->view();
-    QTest::mouseMove(view, middle());
+    moveMouse(middle());
     QString shown;
     QObject::connect(view, &PhotoView::pointerMoved,
                      [&](const QPointF&, const QColor& colour) { shown = colour.name(); });
@@ -159,7 +128,7 @@ TEST_F(WindowTest, TheBrushPaintsUnderThePointerInATurnedAndCroppedPhotograph) {
     PhotoView* view = window->view();
     const QPoint from = middle() - QPoint(80, 20), to = middle() + QPoint(80, 30);
     QTest::mousePress(view, Qt::LeftButton, {}, from);
-    for (int i = 1; i <= 8; ++i) QTest::mouseMove(view, from + (to - from) * i / 8);
+    for (int i = 1; i <= 8; ++i) moveMouse(from + (to - from) * i / 8);
     QTest::mouseRelease(view, Qt::LeftButton, {}, to);
     ASSERT_EQ(window->session()->settings().layers.size(), 1u);
     settle();
@@ -200,8 +169,8 @@ TEST_F(WindowTest, TheCropToolShowsTheWholeAndCutsInOneStep) {
     PhotoView* view = window->view();
     const auto at = [&](double x, double y) { return view->transform().toView(QPointF(x, y)).toPoint(); };
     QTest::mousePress(view, Qt::LeftButton, {}, at(0, 0));
-    QTest::mouseMove(view, at(100, 50));
-    QTest::mouseMove(view, at(200, 100));
+    moveMouse(at(100, 50));
+    moveMouse(at(200, 100));
     QTest::mouseRelease(view, Qt::LeftButton, {}, at(200, 100));
     const photo::Crop crop = window->session()->settings().crop;
     EXPECT_NEAR(crop.x, 0.4, 0.01);
@@ -218,7 +187,7 @@ TEST_F(WindowTest, StraightenMakesADrawnLineLevel) {
     open(photograph());
     action("Straighten")->trigger();
     QTest::mousePress(window->view(), Qt::LeftButton, {}, middle() - QPoint(100, 10));
-    QTest::mouseMove(window->view(), middle() + QPoint(100, 10));
+    moveMouse(middle() + QPoint(100, 10));
     QTest::mouseRelease(window->view(), Qt::LeftButton, {}, middle() + QPoint(100, 10));
     EXPECT_NEAR(window->session()->settings().straighten, -5.71, 0.1);
     settle();
@@ -313,6 +282,12 @@ TEST_F(WindowTest, TheProgramWritesAScreenshotAndSaysWhatItIs) {
     ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_EQ(run.exitCode(), 0) << run.readAllStandardError().toStdString();
     EXPECT_EQ(QImage(shot).size(), QSize(1000, 700));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("QT_SCALE_FACTOR", "2");
+    run.setProcessEnvironment(environment);
+    run.start(studio, {"--screenshot", shot, "--size", "1000x700", QString::fromStdString(photograph())});
+    ASSERT_TRUE(run.waitForFinished(-1));
+    EXPECT_EQ(QImage(shot).size(), QSize(2000, 1400)) << "on a screen of high density";
     run.start(studio, {"--help"});
     ASSERT_TRUE(run.waitForFinished(-1));
     EXPECT_TRUE(run.readAllStandardOutput().contains("--screenshot"));

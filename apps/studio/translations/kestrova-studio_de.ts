@@ -718,7 +718,7 @@
     </message>
     <message>
         <source>Down</source>
-        <translation>Tief</translation>
+        <translation>Runter</translation>
     </message>
     <message>
         <source>Moves the layer down</source>
@@ -1554,6 +1554,10 @@
     <message>
         <source>Changed by another program</source>
         <translation>Von einem anderen Programm geändert</translation>
+    </message>
+    <message>
+        <source>The settings are saved.</source>
+        <translation>Die Einstellungen sind gespeichert.</translation>
     </message>
     <message>
         <source>The settings could not be saved: %1</source>

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <QDockWidget>
+#include <QNativeGestureEvent>
+#include <QTabWidget>
+#include <cmath>
+
+#include "studio/brush_tool.h"
+#include "studio/layer_panel.h"
+#include "studio/session.h"
+#include "studio/widgets/histogram_view.h"
+#include "studio/widgets/preset_strip.h"
+#include "studio/widgets/tile_delegate.h"
+#include "tests/studio/window.h"
+
+namespace kestrova::studio {
+namespace {
+
+TEST_F(WindowTest, APinchZoomsAboutTheFingers) {
+    open(photograph("dandelion_768x512.png"));
+    PhotoView* view = window->view();
+    const QPointF fingers = QPointF(middle()) - QPointF(70, 30);
+    const QPointF place = view->transform().toPicture(fingers);
+    const double before = view->transform().zoom();
+    for (int i = 0; i < 3; ++i) {
+        QNativeGestureEvent pinch(Qt::ZoomNativeGesture, QPointingDevice::primaryPointingDevice(), 2, fingers, fingers,
+                                  view->mapToGlobal(fingers), 0.2, {});
+        QCoreApplication::sendEvent(view, &pinch);
+    }
+    EXPECT_NEAR(view->transform().zoom(), before * std::pow(1.2, 3), 1e-9);
+    EXPECT_NEAR(view->transform().toView(place).x(), fingers.x(), 1e-6);
+    EXPECT_NEAR(view->transform().toView(place).y(), fingers.y(), 1e-6);
+}
+
+TEST_F(WindowTest, KeysZoomAndMoveThePhotograph) {
+    open(photograph("dandelion_768x512.png"));
+    const ViewTransform& transform = window->view()->transform();
+    action("1 : 1")->trigger();
+    EXPECT_EQ(transform.zoom(), 1);
+    action("Zoom in")->trigger();
+    action("Zoom in")->trigger();
+    EXPECT_NEAR(transform.zoom(), 1.25 * 1.25, 1e-9);
+    window->view()->zoomTo(4);
+    const QPointF place = transform.toPicture(middle());
+    QTest::keyClick(window->view(), Qt::Key_Right);
+    EXPECT_GT(transform.toPicture(middle()).x(), place.x());
+    action("Fit")->trigger();
+    EXPECT_TRUE(transform.isFit());
+}
+
+TEST_F(WindowTest, BracketKeysResizeTheBrushAndItsOutlineIsAtThePointer) {
+    open(photograph());
+    action("Brush")->trigger();
+    const double before = window->m_brush->radiusInPicture();
+    action("Larger brush")->trigger();
+    EXPECT_GT(window->m_brush->radiusInPicture(), before);
+    action("Smaller brush")->trigger();
+    EXPECT_NEAR(window->m_brush->radiusInPicture(), before, 1e-6);
+    EXPECT_EQ(action("Larger brush")->shortcut(), QKeySequence("]"));
+    EXPECT_EQ(action("Smaller brush")->shortcut(), QKeySequence("["));
+    settle();
+    const QImage without = picture();
+    moveMouse(middle());
+    const double radius = before * window->view()->transform().zoom();
+    const QPoint outline = middle() + QPoint(static_cast<int>(radius), 0);
+    const QImage with = picture();
+    EXPECT_NE(with.copy(outline.x() - 2, outline.y() - 2, 5, 5), without.copy(outline.x() - 2, outline.y() - 2, 5, 5));
+    EXPECT_EQ(with.pixel(middle() + QPoint(0, 20 + static_cast<int>(radius))),
+              without.pixel(middle() + QPoint(0, 20 + static_cast<int>(radius))));
+}
+
+TEST_F(WindowTest, BeforeAndClippingAreShownByKey) {
+    open(photograph());
+    const QImage untouched = picture();
+    window->session()->setValue(photo::slider("whites"), 1);
+    settle();
+    const QImage bright = picture();
+    action("Before")->trigger();
+    settle();
+    EXPECT_EQ(picture(), untouched);
+    action("Before")->trigger();
+    settle();
+    EXPECT_EQ(picture(), bright);
+    action("Clipping")->trigger();
+    settle();
+    EXPECT_NE(picture(), bright);
+    EXPECT_TRUE(waitFor([this] { return window->m_histogram->histogram().bright > 0; }));
+}
+
+TEST_F(WindowTest, PresetsHavePicturesAndReplaceTheAdjustmentsInOneStep) {
+    open(photograph());
+    PresetStrip* presets = window->m_presets;
+    for (int row = 0; row < presets->count(); ++row)
+        EXPECT_TRUE(waitFor([&] { return !presets->item(row)->data(Qt::DecorationRole).isNull(); })) << row;
+    QTest::mouseClick(presets->viewport(), Qt::LeftButton, {}, presets->visualItemRect(presets->item(1)).center());
+    photo::Settings settings;
+    static_cast<photo::Adjustments&>(settings) = photo::presets()[0].settings;
+    EXPECT_EQ(window->session()->settings(), settings);
+    EXPECT_EQ(window->session()->history()->count(), 1);
+}
+
+TEST_F(WindowTest, TheMaskIsShownInTheColourOfChoice) {
+    open(photograph());
+    window->session()->addLayer();
+    window->session()->fillLayer(0);
+    action("Mask")->setChecked(true);
+    window->layers()->setMaskColour(Qt::blue);
+    settle();
+    const QColor shown = window->view()->frame()->overlay.pixelColor(100, 100);
+    EXPECT_GT(shown.blue(), 200);
+    EXPECT_EQ(shown.red(), 0);
+}
+
+TEST_F(WindowTest, ItsLayoutThemeAndMaskColourAreRemembered) {
+    window->resize(1111, 777);
+    window->showPanel("colour");
+    window->layers()->setMaskColour(Qt::green);
+    window->findChild<QDockWidget*>("strip")->hide();
+    ASSERT_TRUE(window->close());
+    window = std::make_unique<MainWindow>();
+    window->show();
+    EXPECT_EQ(window->size(), QSize(1111, 777));
+    EXPECT_EQ(window->m_tabs->currentIndex(), 2);
+    EXPECT_EQ(window->layers()->maskColour(), QColor(Qt::green));
+    EXPECT_TRUE(window->findChild<QDockWidget*>("strip")->isHidden());
+}
+
+}  // namespace
+}  // namespace kestrova::studio

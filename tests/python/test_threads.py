@@ -155,19 +155,22 @@ def interrupt_while_the_lock_is_released(work):
 
     The interrupt is sent by a thread that can run only while a call has released the interpreter's lock.
     """
-    asked, too_late = threading.Event(), threading.Event()
+    gate, ready, too_late = threading.Lock(), threading.Event(), threading.Event()
+    gate.acquire()
 
     def interrupt():
-        asked.wait()
+        ready.set()
+        gate.acquire()
         if not too_late.is_set():
             _thread.interrupt_main()
 
     thread = threading.Thread(target=interrupt)
-    thread.start()
     interval = sys.getswitchinterval()
-    sys.setswitchinterval(600)
+    sys.setswitchinterval(600)  # seconds: no thread has to give the lock up before it waits
     try:
-        asked.set()
+        thread.start()
+        ready.wait()
+        gate.release()
         end = time.monotonic() + 60  # the thread has to find a processor, too
         while time.monotonic() < end:
             work()

@@ -130,13 +130,21 @@ def check(bench):
     return not missing
 
 
-def measure(bench, min_time, repetitions, only):
+def filter_of(only):
+    """What kestrova_bench is to run: the rows that `only` finds, and those of growth if it finds "growth/"."""
     names = [name for name in rows() if re.search(only, name)]
     chosen = [f"^({regex_of(names)})/threads:"] if names else []
     if re.search(only, "growth/"):
         chosen.append("^growth/")
+    if not chosen:
+        sys.exit(f'report.py: --only: no row is found by "{only}", nor "growth/"')
+    return "|".join(chosen)
+
+
+def measure(bench, min_time, repetitions, only):
+    benches = filter_of(only)
     with tempfile.NamedTemporaryFile(suffix=".json") as results:
-        subprocess.run([bench, f"--benchmark_filter={'|'.join(chosen)}", f"--benchmark_min_time={min_time}",
+        subprocess.run([bench, f"--benchmark_filter={benches}", f"--benchmark_min_time={min_time}",
                         f"--benchmark_repetitions={repetitions}",
                         f"--benchmark_out={results.name}", "--benchmark_out_format=json"], check=True)
         return json.loads(pathlib.Path(results.name).read_text(encoding="utf-8"))

@@ -49,6 +49,18 @@ class Ratios(unittest.TestCase):
         self.assertEqual(RUN.speed_up(GUIDED), 2)
 
 
+class Choice(unittest.TestCase):
+    def test_all_rows_and_the_growth_are_measured_unless_some_are_chosen(self):
+        self.assertIn(report.regex_of([GUIDED]), report.filter_of(""))
+        self.assertTrue(report.filter_of("").endswith("|^growth/"))
+        self.assertEqual(report.filter_of("^growth"), "^growth/")
+        self.assertEqual(report.filter_of(f"^{report.regex_of([GUIDED])}$"), f"^({report.regex_of([GUIDED])})/threads:")
+
+    def test_a_choice_of_nothing_is_refused(self):
+        with self.assertRaises(SystemExit):
+            report.filter_of("growth/radius")
+
+
 class Growth(unittest.TestCase):
     def test_points_are_megapixels_radii_and_threads_by_milliseconds(self):
         self.assertEqual(RUN.growth("pixels"), {"guided": [(1, 2), (2, 4)]})

@@ -151,29 +151,33 @@ def test_what_is_cancelled_leaves_its_output_as_it_was(rng, name, in_place):
 
 
 def interrupt_while_the_lock_is_released(work):
-    """Calls `work` with 0, 1, ... until an interrupt comes, and returns the last number.
+    """Calls `work` again and again until an interrupt comes.
 
     The interrupt is sent by a thread that can run only while a call has released the interpreter's lock.
     """
-    asked, too_late = threading.Event(), threading.Event()
+    gate, ready, too_late = threading.Lock(), threading.Event(), threading.Event()
+    gate.acquire()
 
     def interrupt():
-        asked.wait()
+        ready.set()
+        gate.acquire()
         if not too_late.is_set():
             _thread.interrupt_main()
 
     thread = threading.Thread(target=interrupt)
-    thread.start()
     interval = sys.getswitchinterval()
-    sys.setswitchinterval(60)
+    sys.setswitchinterval(600)  # seconds: no thread has to give the lock up before it waits
     try:
-        asked.set()
-        for count in range(500):
-            work(count)
+        thread.start()
+        ready.wait()
+        gate.release()
+        end = time.monotonic() + 60  # the thread has to find a processor, too
+        while time.monotonic() < end:
+            work()
         too_late.set()
         pytest.fail("the lock was not released, or no interrupt was raised")
     except KeyboardInterrupt:
-        return count
+        pass
     finally:
         sys.setswitchinterval(interval)
         thread.join()
@@ -184,9 +188,15 @@ def test_an_interrupt_is_raised_once_a_filter_has_done_its_work(rng, name):
     types, call = CALLS[name]
     arrays = arrays_for(rng, types, (60, 70) if name == "weighted_least_squares" else (480, 640))
     wanted = call(*arrays)
-    outs = [np.zeros(wanted.shape, wanted.dtype) for _ in range(500)]
-    last = interrupt_while_the_lock_is_released(lambda count: call(*arrays, out=outs[count]))
-    np.testing.assert_array_equal(outs[last], wanted)
+    outs = [None]
+
+    def work():
+        zeros = bytearray(wanted.nbytes)  # numpy.zeros would release the lock
+        outs[0] = np.frombuffer(zeros, wanted.dtype).reshape(wanted.shape)
+        call(*arrays, out=outs[0])
+
+    interrupt_while_the_lock_is_released(work)
+    np.testing.assert_array_equal(outs[0], wanted)
 
 
 def test_objects_release_the_lock_while_they_work(rng):
@@ -203,28 +213,28 @@ def test_objects_release_the_lock_while_they_work(rng):
     spline = kestrova.Spline([(0, 0), (1, 1)])
     photograph = kestrova.Photograph(bgra)
     for work in (
-        lambda _: kestrova.Picture.from_bgra(bgra),
-        lambda _: kestrova.Picture.from_rgb(rgb),
-        lambda _: picture.to_bgra(),
-        lambda _: picture.to_rgb(),
-        lambda _: picture.to_half_rgb(),
-        lambda _: picture.copy(),
-        lambda _: kestrova.luminance(rgb),
-        lambda _: kestrova.ydrdb_to_rgb(y, dr, db),
-        lambda _: kestrova.DetailEngine(picture, *details),
-        lambda _: engine.render(0, 0, width, height),
-        lambda _: engine.chroma(0, 0, width, height),
-        lambda _: colour.apply(y, y, dr, db),
-        lambda _: model.fit(y),
-        lambda _: model.apply(y),
-        lambda _: kestrova.guided_upsize(y, picture.dr),
-        lambda _: kestrova.chroma_upsize(y, picture.dr),
-        lambda _: kestrova.view(y, 0, 0, width, height),
-        lambda _: kestrova.Mask(picture).pixels(),
-        lambda _: kestrova.detail_table(0.3),
-        lambda _: kestrova.light_table(contrast=0.3),
-        lambda _: spline(points),
-        lambda _: kestrova.develop(photograph),
+        lambda: kestrova.Picture.from_bgra(bgra),
+        lambda: kestrova.Picture.from_rgb(rgb),
+        lambda: picture.to_bgra(),
+        lambda: picture.to_rgb(),
+        lambda: picture.to_half_rgb(),
+        lambda: picture.copy(),
+        lambda: kestrova.luminance(rgb),
+        lambda: kestrova.ydrdb_to_rgb(y, dr, db),
+        lambda: kestrova.DetailEngine(picture, *details),
+        lambda: engine.render(0, 0, width, height),
+        lambda: engine.chroma(0, 0, width, height),
+        lambda: colour.apply(y, y, dr, db),
+        lambda: model.fit(y),
+        lambda: model.apply(y),
+        lambda: kestrova.guided_upsize(y, picture.dr),
+        lambda: kestrova.chroma_upsize(y, picture.dr),
+        lambda: kestrova.view(y, 0, 0, width, height),
+        lambda: kestrova.Mask(picture).pixels(),
+        lambda: kestrova.detail_table(0.3),
+        lambda: kestrova.light_table(contrast=0.3),
+        lambda: spline(points),
+        lambda: kestrova.develop(photograph),
     ):
         interrupt_while_the_lock_is_released(work)
 

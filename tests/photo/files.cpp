@@ -1,16 +1,11 @@
 #include "tests/photo/files.h"
 
-#include <OpenImageIO/imageio.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-
-#include "photo/write.h"
 
 // libx265 keeps some memory of an encoder that has ended.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() { return "leak:libx265\n"; }
@@ -57,22 +52,6 @@ Photograph colourful(int width, int height, int bits, bool alpha) {
             if (!alpha) p[3] = 65535;
         }
     return photograph;
-}
-
-void makeFile(const std::string& path) {
-    const std::string extension = path.substr(path.rfind('.') + 1);
-    if (writtenFormat(path)) {
-        writePhotograph(colourful(90, 70), path);
-        return;
-    }
-    const auto output = OIIO::ImageOutput::create(path);
-    // OpenImageIO's HEIF writer reads rows as long as the encoder pads them: 96 pixels need no padding.
-    OIIO::ImageSpec spec(96, 70, 3, extension == "exr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
-    ASSERT_TRUE(output && output->open(path, spec)) << extension;
-    std::vector<float> pixels(96 * 70 * 3);
-    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = float(i / 3 % 96) / 96;
-    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()));
-    output->close();
 }
 
 bool same(const cv::Mat& a, const cv::Mat& b) {

@@ -30,9 +30,6 @@ void writeBytes(const std::string& path, const std::vector<unsigned char>& bytes
 /// A picture with all sorts of colours, whose 16-bit values are those of an 8-bit file unless `bits` is 16.
 Photograph colourful(int width, int height, int bits = 8, bool alpha = false);
 
-/// A small picture in the format of the name's extension: those that the layer writes, OpenEXR, JPEG 2000, HEIC, AVIF.
-void makeFile(const std::string& path);
-
 /// Pixels equal in every channel.
 bool same(const cv::Mat& a, const cv::Mat& b);
 

@@ -9,6 +9,7 @@
 #include "photo/write.h"
 #include "tests/photo/dng.h"
 #include "tests/photo/files.h"
+#include "tests/photo/pictures.h"
 
 // After all that declares FILE.
 #include <jpeglib.h>

@@ -8,6 +8,10 @@
 #include <random>
 #include <vector>
 
+#include "photo/file_format.h"
+#include "photo/write.h"
+#include "tests/photo/files.h"
+
 namespace kestrova::photo {
 
 cv::Mat scene(cv::Size size, unsigned seed) {
@@ -30,6 +34,22 @@ cv::Mat scene(cv::Size size, unsigned seed) {
         }
     }
     return out;
+}
+
+void makeFile(const std::string& path) {
+    const std::string extension = path.substr(path.rfind('.') + 1);
+    if (writtenFormat(path)) {
+        writePhotograph(colourful(90, 70), path);
+        return;
+    }
+    const auto output = OIIO::ImageOutput::create(path);
+    // OpenImageIO's HEIF writer reads rows as long as the encoder pads them: 96 pixels need no padding.
+    OIIO::ImageSpec spec(96, 70, 3, extension == "exr" ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
+    ASSERT_TRUE(output && output->open(path, spec)) << extension;
+    std::vector<float> pixels(96 * 70 * 3);
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = float(i / 3 % 96) / 96;
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()));
+    output->close();
 }
 
 Photograph bundled(const std::string& name) {

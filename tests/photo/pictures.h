@@ -6,7 +6,7 @@
 #include "photo/development.h"
 #include "photo/photograph.h"
 
-/// Photographs for the tests of development.
+/// Photographs for the tests.
 namespace kestrova::photo {
 
 /// Of pixels (CV_16UC4).
@@ -23,6 +23,9 @@ cv::Mat scene(cv::Size size, unsigned seed = 1);
 
 /// One of the bundled photographs: its PNG without the suffix.
 Photograph bundled(const std::string& name);
+
+/// A small picture in the format of the name's extension: those that the layer writes, OpenEXR, JPEG 2000, HEIC, AVIF.
+void makeFile(const std::string& path);
 
 /// All sliders of a group at once, for instance the strengths of a scale.
 inline Scale allZones(float strength, float threshold = 0) {

@@ -8,6 +8,7 @@
 #include "photo/write.h"
 #include "tests/photo/dng.h"
 #include "tests/photo/files.h"
+#include "tests/photo/pictures.h"
 
 namespace kestrova::photo {
 namespace {

@@ -1,5 +1,6 @@
 # Holds that a shared library exports what its list of the interface says, and nothing else, each name under a version.
 # Usage: cmake -DLIBRARY=libkestrova.so -DINTERFACE=interface.txt -DNODE=KESTROVA -DNM=nm -P exported_symbols.cmake
+# NM is that of binutils; llvm-nm knows no symbol versions.
 cmake_minimum_required(VERSION 3.22)
 file(STRINGS "${INTERFACE}" interface REGEX "^[^#]")
 

@@ -91,7 +91,7 @@ def bilateral_grid(src, guide, sampling, level):
     grid = np.zeros((cells[1] + 4, cells[0] + 4, cells[2] + 4), F)
     weight = np.full_like(grid, F(1e-20))
     alpha = 1.0 / level
-    z = np.clip(np.rint(guide.astype(np.float64) * alpha + 2.0 - low * alpha), 0, 255).astype(int)
+    z = np.clip(np.rint(guide.astype(F) * F(alpha) + F(2.0 - low * alpha)), 0, 255).astype(int)
     for y in range(height):
         for x in range(width):
             cell = 2 + y // sampling, 2 + x // sampling, z[y, x]
@@ -102,7 +102,7 @@ def bilateral_grid(src, guide, sampling, level):
             recursive_gauss(np.moveaxis(volume, axis, 0))
     grid /= weight
 
-    zf = (guide.astype(np.float64) * alpha + 1.5 - low * alpha).astype(F)
+    zf = guide.astype(F) * F(alpha) + F(1.5 - low * alpha)
     zi = np.clip(np.rint(zf), 0, 255).astype(int)
     fz = zf - zi.astype(F)
     out = np.empty_like(src)

@@ -35,6 +35,6 @@ private:
 
 /// Runs kestrova-develop to its end.
 ProgramRun runDevelop(std::vector<std::string> arguments, const std::vector<std::string>& environment = {},
-               const std::function<void()>& prepare = {});
+                      const std::function<void()>& prepare = {});
 
 }  // namespace kestrova::photo

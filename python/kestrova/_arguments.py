@@ -13,3 +13,10 @@ def at_least(least, name, value):
     if value < least:
         raise ValueError(f"{name}: expected {least} or more, got {value}")
     return value
+
+
+def instance_of(kind, name, value):
+    """`value`; TypeError unless it is one of the class `kind`."""
+    if not isinstance(value, kind):
+        raise TypeError(f"{name}: expected {kind.__name__}, got {type(value).__name__}")
+    return value

@@ -4,7 +4,7 @@ import os
 from typing import NamedTuple
 
 from . import _kestrova
-from ._arguments import at_least, one_of
+from ._arguments import at_least, instance_of, one_of
 from ._settings import Settings
 
 
@@ -122,7 +122,7 @@ class Photograph:
     __slots__ = ("_core",)
 
     def __init__(self, pixels, *, profile=None, has_alpha=False):
-        profile = Profile() if profile is None else profile
+        profile = Profile() if profile is None else instance_of(Profile, "profile", profile)
         self._core = _kestrova.Photograph(pixels, profile._core, has_alpha)
 
     @classmethod
@@ -306,7 +306,7 @@ def save(
     kind = None if format is None else _member("format", format, _kestrova.FileFormat)
     sampling = _member("chroma", chroma, _kestrova.ChromaSampling)
     carried = _member("metadata", metadata, _kestrova.MetadataChoice)
-    core = photograph._core
+    core = instance_of(Photograph, "photograph", photograph)._core
     return SavedFile(*_kestrova.write(core, os.fsencode(path), kind, bits or 0, quality, sampling, carried, threads))
 
 
@@ -357,8 +357,8 @@ def develop(photograph, settings=None, *, bits=None, profile=None, progress=None
     if bits is None:
         bits = 8 if photograph.source_bits == 8 else 16
     one_of("bits", bits, (8, 16))
-    text = (Settings() if settings is None else settings).to_json()
-    target = None if profile is None else profile._core
+    text = (Settings() if settings is None else instance_of(Settings, "settings", settings)).to_json()
+    target = None if profile is None else instance_of(Profile, "profile", profile)._core
     return Photograph._of(_kestrova.develop(photograph._core, text, bits, target, threads, progress))
 
 
@@ -434,7 +434,7 @@ class Development:
 
     @settings.setter
     def settings(self, value):
-        self._core.set(value.to_json())
+        self._core.set(instance_of(Settings, "settings", value).to_json())
 
     @property
     def shape(self):
@@ -474,7 +474,7 @@ class Development:
             Of kind "input" for values out of range; `kestrova.Cancelled` and `kestrova.OutOfMemory`.
         """
         one_of("bits", bits, (8, 16))
-        target = None if profile is None else profile._core
+        target = None if profile is None else instance_of(Profile, "profile", profile)._core
         layer = -1 if mask_of_layer is None else mask_of_layer
         part = None if view is None else [int(number) for number in view]
         pixels, mask, used = self._core.render(part, step, bits, target, layer, progress)

@@ -238,6 +238,25 @@ def test_each_slider_of_the_library_is_a_field():
         assert kestrova.Settings(**{name: 0.5}) == kestrova.Settings.from_json(kestrova.Settings(**{name: 0.5}).to_json())
 
 
+def test_what_is_no_photograph_profile_or_settings_is_named(tmp_path):
+    grey = kestrova.Photograph(np.full((4, 5, 4), 9, np.uint8))
+    development = kestrova.Development(grey)
+    with pytest.raises(TypeError, match="photograph: expected Photograph, got ndarray"):
+        kestrova.save(grey.pixels, tmp_path / "a.png")
+    for give_profile in (
+        lambda profile: kestrova.Photograph(grey.pixels, profile=profile),
+        lambda profile: kestrova.develop(grey, profile=profile),
+        lambda profile: development.render(profile=profile),
+    ):
+        with pytest.raises(TypeError, match="profile: expected Profile, got str"):
+            give_profile("srgb.icc")
+    with pytest.raises(TypeError, match="settings: expected Settings, got dict"):
+        kestrova.develop(grey, {"shadows": 0.1})
+    with pytest.raises(TypeError, match="settings: expected Settings, got dict"):
+        development.settings = {"shadows": 0.1}
+    assert not list(tmp_path.iterdir())
+
+
 def test_settings_go_to_json_and_back(tmp_path):
     stroke = kestrova.Stroke(points=[(0.1, 0.2), (0.3, 0.4)], radius=0.1, hardness=0.2, opacity=0.3, tolerance=4.0, erase=True)
     settings = kestrova.Settings(

@@ -10,15 +10,6 @@
 
 namespace {
 
-// Shares pixels with other images and lets go of its flag, as a host's own class may.
-struct Borrower : TImage {
-    Borrower() : TImage(IM_M8U, TSize()) {}
-    void borrow(const TImage& other) {
-        TImage::operator=(other);
-        m_bOwner = 0;
-    }
-};
-
 TEST(TImage, KindsAreNumberedAsTheHostKnowsThem) {
     EXPECT_EQ(TImage::IM_Y16U, 0);
     EXPECT_EQ(TImage::IM_C8U, 1);

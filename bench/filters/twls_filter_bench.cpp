@@ -25,6 +25,8 @@ struct Size {
 };
 constexpr Size kSizes[] = {{256, 256}, {512, 512}, {1024, 1024}, {1500, 1000}, {2048, 2048}};
 
+std::string nameOf(Size size) { return std::to_string(size.cols) + "x" + std::to_string(size.rows); }
+
 /// Shapes of constant brightness under soft light with some noise.
 std::vector<float> picture(Size size) {
     std::vector<float> plane(static_cast<std::size_t>(size.cols) * size.rows);
@@ -53,8 +55,7 @@ std::shared_ptr<TWLSFilter> assembled(Size size) {
 template <class Prepare>
 void row(const std::string& name, Size size, const std::vector<int>& teams, const Prepare& prepare) {
     for (int threads : teams) {
-        const std::string full = "wls/" + name + "/" + std::to_string(size.cols) + "x" + std::to_string(size.rows) +
-                                 "/threads:" + std::to_string(threads);
+        const std::string full = "wls/" + name + "/" + nameOf(size) + "/threads:" + std::to_string(threads);
         benchmark::RegisterBenchmark(full.c_str(),
                                      [=](benchmark::State& state) {
                                          omp_set_num_threads(threads);
@@ -152,6 +153,14 @@ KESTROVA_BENCH(wls) {
             auto filter = assembled(size);
             return [=] { return smooth(*filter); };
         });
+        bench_detail::rows().push_back({"wls/procAgain/" + nameOf(size), [=]() -> std::function<void()> {
+                                            auto filter = assembled(size);
+                                            return [=, original = picture(size)] {
+                                                std::vector<float> guide = original, plane = original;
+                                                filter->Proc(plane.data(), size.cols, size.rows, 1.0f, 1.2f,
+                                                             guide.data(), true);
+                                            };
+                                        }});
         for (auto [phase, name] : {std::pair{11, "analysis"}, {22, "factorisation"}, {33, "solution"}}) {
             row(name, size, teams, [=, phase = phase] {
                 auto filter = assembled(size);

@@ -35,6 +35,7 @@ constexpr double kNoise = 1.1;
 
 // Several time slices: a single run may fit into what is left of one, and profits from the waits of the runs before.
 constexpr double kSample = 0.05;
+constexpr int kPairs = 21;
 
 // A run of `work`, on average over a sample.
 double secondsOf(const std::function<void()>& work, int threads) {
@@ -68,7 +69,7 @@ int measureBesideBusyProcesses(const std::vector<BusyRow>& rows, const std::stri
         secondsOf(work, 1);
         const BusyProcesses busy;
         std::vector<double> withOne, withAll;
-        for (int pair = 0; pair < 11; ++pair) {
+        for (int pair = 0; pair < kPairs; ++pair) {
             withOne.push_back(secondsOf(work, 1));
             withAll.push_back(secondsOf(work, all));
         }

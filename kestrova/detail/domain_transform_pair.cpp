@@ -40,37 +40,38 @@ public:
         for (std::atomic<int>& block : m_current) block.store(kNone, std::memory_order_relaxed);
     }
 
-    Share work(int worker) noexcept {
+    /// Returns for how long the worker has waited.
+    ThreadTime work(int worker) noexcept {
         const int count = static_cast<int>(m_blocks.size());
-        Share share;
+        ThreadTime waited;
         if (worker < m_atOnce) {
             for (int block; (block = m_next.fetch_add(1, std::memory_order_relaxed)) < count;) {
                 m_current[worker].store(block, std::memory_order_release);
-                help(block, worker, worker, share);
+                waited += help(block, worker, worker);
                 m_finished.fetch_add(1, std::memory_order_release);
             }
         }
         while (m_finished.load(std::memory_order_acquire) < count) {
             for (int k = 0; k < m_atOnce; ++k) {
                 const int place = (worker + k) % m_atOnce, block = m_current[place].load(std::memory_order_acquire);
-                if (block != kNone) help(block, place, worker, share);
+                if (block != kNone) waited += help(block, place, worker);
             }
+            const ThreadTime began = ThreadTime::now();
             std::this_thread::yield();
+            waited += ThreadTime::now() - began;
         }
-        return share;
+        return waited;
     }
 
 private:
     static constexpr int kNone = -1;
 
     // Once `block` is done its place may have another: then there is no piece left to be run.
-    void help(int block, int place, int worker, Share& share) noexcept {
-        const Share done = m_steps[static_cast<std::size_t>(block)].join(m_pieces, [&](int step, int piece) noexcept {
+    ThreadTime help(int block, int place, int worker) noexcept {
+        return m_steps[static_cast<std::size_t>(block)].join(m_pieces, [&](int step, int piece) noexcept {
             m_smoothings[static_cast<std::size_t>(place)].run(step, piece, m_blocks[static_cast<std::size_t>(block)],
                                                               m_tables, m_scratch[static_cast<std::size_t>(worker)]);
         });
-        share.pieces += done.pieces;
-        share.waited += done.waited;
     }
 
     const std::vector<PlacedBlock>& m_blocks;

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <ctime>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -41,36 +44,57 @@ inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX :
 /// How many threads a region would have, or 1 inside a region.
 inline int teamSize() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
 
-/// What a member of a team has done.
-struct Share {
-    int pieces = 0;     ///< of equal cost; 0 if their cost is not equal
-    double waited = 0;  ///< seconds, for pieces of others
+/// Seconds of a thread's life: by the clock, and those that a processor has spent on it.
+struct ThreadTime {
+    double clock = 0, processor = 0;
+
+    static ThreadTime now() {
+        std::timespec processor{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &processor);
+        return {omp_get_wtime(), static_cast<double>(processor.tv_sec) + 1e-9 * static_cast<double>(processor.tv_nsec)};
+    }
+    ThreadTime operator-(const ThreadTime& o) const { return {clock - o.clock, processor - o.processor}; }
+    ThreadTime& operator+=(const ThreadTime& o) {
+        clock += o.clock;
+        processor += o.processor;
+        return *this;
+    }
 };
 
 /// Whether regions pay for the thread that opens them. Where the host's other threads keep those of the team off their
 /// processors for longer than the work takes, a region is a loss, and its end tells how large. For ten times as long
-/// the thread then works alone: all losses together cost a tenth of the time.
+/// the thread then works alone, and after each loss that follows twice as long, up to 80 times: while nothing changes,
+/// all losses together cost little more than a hundredth of the time. A region that pays ends that.
 class Payoff {
 public:
     bool alone() const { return omp_get_wtime() < m_aloneUntil; }
 
-    /// After a region from `began` to `ended`, of which the calling thread has worked for `worked` seconds and done its
-    /// own share of all pieces.
-    void count(double began, double ended, double worked, int own, int all) {
-        if (own == 0) return;
-        const double loss = ended - began - worked * all / own;
-        if (loss > m_leastLoss && loss > 0.2 * (ended - began)) m_aloneUntil = ended + 10 * loss;
+    /// After a region from `began` to `ended`, for the work of which all processors together have taken `all` seconds,
+    /// and the calling thread its own share of them.
+    void count(double began, double ended, const ThreadTime& own, double all) {
+        if (own.processor <= 0) return;
+        const double lasted = ended - began, alone = own.clock * all / own.processor, loss = lasted - alone;
+        if (std::abs(loss) < m_leastLoss) return;
+        if (loss < 0) {
+            m_losses = kFewestLosses;
+        } else if (loss > 0.2 * lasted) {
+            m_aloneUntil = ended + m_losses * loss;
+            m_losses = std::min(2 * m_losses, kMostLosses);
+        }
     }
 
 private:
+    static constexpr double kFewestLosses = 10, kMostLosses = 80;
+
     double m_leastLoss = 300e-6;  ///< what waking a team takes does not count
     double m_aloneUntil = 0;
+    double m_losses = kFewestLosses;  ///< for which the next one lets the thread work alone
 };
 inline thread_local Payoff payoff;
 
-/// Calls `member(i)`, which returns its `Share`, on threads of the team, for different i from 0 to `members` - 1. There
-/// may be fewer threads than asked for, only the calling one even: whichever members there are must get everything
-/// done.
+/// Calls `member(i)`, which returns for how long it has waited for others, on threads of the team, for different i from
+/// 0 to `members` - 1. There may be fewer threads than asked for, only the calling one even: whichever members there
+/// are must get everything done.
 template <class Member>
 void withTeam(int members, const Member& member) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
@@ -78,21 +102,18 @@ void withTeam(int members, const Member& member) {
         member(0);
         return;
     }
-    Share own;
-    double worked = 0;
-    std::atomic<int> pieces{0};
+    ThreadTime own;
+    std::atomic<std::int64_t> nanoseconds{0};
     const double began = omp_get_wtime();
 #pragma omp parallel
     if (const int self = omp_get_thread_num(); self < members) {
-        const double joined = omp_get_wtime();
-        const Share share = member(self);
-        pieces.fetch_add(share.pieces, std::memory_order_relaxed);
-        if (self == 0) {
-            own = share;
-            worked = omp_get_wtime() - joined - share.waited;
-        }
+        const ThreadTime joined = ThreadTime::now();
+        const ThreadTime waited = member(self);
+        const ThreadTime worked = ThreadTime::now() - joined - waited;
+        nanoseconds.fetch_add(std::llround(1e9 * worked.processor), std::memory_order_relaxed);
+        if (self == 0) own = worked;
     }
-    payoff.count(began, omp_get_wtime(), worked, own.pieces, pieces);
+    payoff.count(began, omp_get_wtime(), own, 1e-9 * static_cast<double>(nanoseconds));
 }
 
 /// The numbers 0 to `count` - 1, shared out to the members of a team. Each begins with a run of neighbours of its own,
@@ -103,15 +124,13 @@ public:
         for (int run = 0; run < m_runs; ++run) m_next[run].store(first(run), std::memory_order_relaxed);
     }
 
-    /// Calls `piece(i)` for numbers that nobody else gets, until there are none, and returns how many.
+    /// Calls `piece(i)` for numbers that nobody else gets, until there are none.
     template <class Piece>
-    int take(int member, const Piece& piece) noexcept {
-        int taken = 0;
+    void take(int member, const Piece& piece) noexcept {
         for (int k = 0; k < m_runs; ++k) {
             const int run = (member + k) % m_runs, end = first(run + 1);
-            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end; ++taken) piece(i);
+            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end;) piece(i);
         }
-        return taken;
     }
 
 private:
@@ -163,7 +182,8 @@ void shareStrips(const Strips& strips, const Work& work) {
     static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
     Shares shares(strips.count(), strips.workers());
     withTeam(strips.workers(), [&](int worker) noexcept {
-        return Share{shares.take(worker, [&](int strip) noexcept { work(strip, worker); })};
+        shares.take(worker, [&](int strip) noexcept { work(strip, worker); });
+        return ThreadTime();
     });
 }
 
@@ -224,7 +244,7 @@ void parallelTasks(int workers, int tasks, const Task& task) {
     Shares shares(tasks, 1);
     withTeam(workers, [&](int worker) noexcept {
         shares.take(0, [&](int i) noexcept { task(i, worker); });
-        return Share();
+        return ThreadTime();
     });
 }
 

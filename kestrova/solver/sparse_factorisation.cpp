@@ -19,9 +19,6 @@ constexpr double kForkWork = 2e6;
 /// Columns, and chunks of rows, of a shared front that one thread takes at a time.
 constexpr int kSharedColumns = 64, kSharedChunks = 8;
 
-/// How many pieces of equal cost the whole work is said to be.
-constexpr double kEqualPieces = 1e6;
-
 int ceilDivide(std::int64_t a, std::int64_t b) { return static_cast<int>((a + b - 1) / b); }
 
 /// One run of the factorisation through the tree, after Duff and Reid, "The Multifrontal Solution of Indefinite Sparse
@@ -65,33 +62,31 @@ public:
     bool run() {
         withTeam(m_workers, [&](int worker) noexcept {
             const DenormalsAreZero flush;
-            Share share;
-            double work = 0;
+            ThreadTime waited;
             Step* step = m_steps.data();
             const auto join = [&](int pieces, const auto& work) noexcept {
                 const auto unlessFailed = [&](int piece) noexcept {
                     if (!m_failed.load(std::memory_order_relaxed)) work(piece);
                 };
-                (step++)->join(pieces, unlessFailed, share);
+                (step++)->join(pieces, unlessFailed, waited);
             };
             const Scratch& scratch = m_scratch[static_cast<std::size_t>(worker)];
             join(static_cast<int>(m_tree.tasks.size()), [&](int t) noexcept {
-                for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) factorFront(f, scratch, work);
+                for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) factorFront(f, scratch);
             });
             for (const FrontTree::Stage& stage : m_tree.stages) {
                 if (stage.shared) {
-                    shareLevel(stage.begin, join, work);
+                    shareLevel(stage.begin, join);
                 } else {
                     const Scratch unshared{{nullptr, nullptr}, m_packed};
                     join(1, [&](int) noexcept {
                         for (int k = m_tree.levels[stage.begin]; k < m_tree.levels[stage.end]; ++k) {
-                            factorFront(m_tree.top[k], unshared, work);
+                            factorFront(m_tree.top[k], unshared);
                         }
                     });
                 }
             }
-            share.pieces = static_cast<int>(kEqualPieces * work / m_tree.work);
-            return share;
+            return waited;
         });
         return !m_failed;
     }
@@ -131,10 +126,8 @@ private:
         return {m_memory.factor.data() + front.factor, updateOf(front, stacks), front.order(), front.pivots};
     }
 
-    /// Adds what it takes to `work`.
-    void factorFront(int f, const Scratch& scratch, double& work) noexcept {
+    void factorFront(int f, const Scratch& scratch) noexcept {
         const Front& front = m_tree.fronts[f];
-        work += workOf(front);
         const FrontMatrix matrix = matrixOf(front, scratch.stacks);
         assemble(front, matrix, scratch.stacks, 0, front.order());
         for (int begin = 0; begin < front.pivots; begin += kBlock) {
@@ -150,7 +143,7 @@ private:
 
     /// The same for all fronts of a level, with the pieces of all of them in each step.
     template <class Join>
-    void shareLevel(int level, const Join& join, double& work) noexcept {
+    void shareLevel(int level, const Join& join) noexcept {
         const auto joinFronts = [&](const auto& piecesOf, const auto& work) noexcept {
             int pieces = 0;
             for (int k = m_tree.levels[level]; k < m_tree.levels[level + 1]; ++k) pieces += piecesOf(topFront(k));
@@ -182,8 +175,6 @@ private:
                     const std::int64_t first = pivotChunks(begin, endOf(front)) + piece * kSharedChunks;
                     const std::int64_t last = std::min(first + kSharedChunks, chunksFrom(begin, front.order()));
                     solveRows(matrix, begin, endOf(front), packed, first, last);
-                    const double pivots = endOf(front) - begin;
-                    work += static_cast<double>((last - first) * kChunk) * pivots * pivots / 2;
                 });
             joinFronts(
                 [&](const Front& front) {
@@ -193,8 +184,6 @@ private:
                     const std::int64_t first = endOf(front) + static_cast<std::int64_t>(strip) * kSharedColumns;
                     const std::int64_t last = std::min(first + kSharedColumns, matrix.order);
                     eliminateBlock(matrix, begin, endOf(front), packed, first, last);
-                    const double pivots = endOf(front) - begin, columns = static_cast<double>(last - first);
-                    work += columns * (static_cast<double>(matrix.order - first) - columns / 2) * pivots;
                 });
         }
     }

@@ -125,13 +125,11 @@ void EliminationPattern::findGridColumns(const SparseGrid& links) {
     constexpr int kSteps = 3;
     Steps<kSteps> steps;
     withTeam(n < kForkElements ? 1 : workerCount(sectionCount), [&](int) noexcept {
-        Share share = steps.join({sectionCount, 1, sectionCount}, [&](int step, int piece) noexcept {
+        return steps.join({sectionCount, 1, sectionCount}, [&](int step, int piece) noexcept {
             if (step == 0) count(piece);
             if (step == 1) sumUp();
             if (step == 2) fill(piece);
         });
-        share.pieces = 0;  // they are of unequal cost
-        return share;
     });
 }
 

@@ -27,13 +27,11 @@ public:
         const int parts = static_cast<int>(order.parts.size());
         frame::Steps<3> steps;
         frame::withTeam(frame::workerCount(parts), [&](int) noexcept {
-            frame::Share share = steps.join({parts, 1, parts}, [&](int step, int piece) noexcept {
+            return steps.join({parts, 1, parts}, [&](int step, int piece) noexcept {
                 if (step == 0) findParents(order.parts[piece], forEachLeft);
                 if (step == 1) forEachRangeBetween([&](Range range) { findParents(range, forEachLeft); });
                 if (step == 2) traversePart(piece);
             });
-            share.pieces = 0;  // they are of unequal cost
-            return share;
         });
     }
 

@@ -31,11 +31,10 @@ void Substitution::run(SolverMemory& memory, float* y) {
     SolverArray<Step> steps(static_cast<std::size_t>(2 * (1 + stages)));
     withTeam(m_workers, [&](int worker) noexcept {
         const DenormalsAreZero flush;
-        Share share;
-        double floats = 0;  // of the factor that this thread has gone through
+        ThreadTime waited;
         Step* step = steps.data();
         float* v = memory.workspace.at<float>(m_scratchPlaces[static_cast<std::size_t>(worker)]);
-        const auto join = [&](int pieces, const auto& work) noexcept { (step++)->join(pieces, work, share); };
+        const auto join = [&](int pieces, const auto& work) noexcept { (step++)->join(pieces, work, waited); };
         // Calls `work(begin, end)` for parts of the stage in `top`.
         const auto joinStage = [&](const FrontTree::Stage& stage, const auto& work) noexcept {
             const int begin = m_tree.levels[stage.begin], count = m_tree.levels[stage.end] - begin;
@@ -49,31 +48,28 @@ void Substitution::run(SolverMemory& memory, float* y) {
         };
 
         join(tasks, [&](int t) noexcept {
-            for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) forward(f, y, v, floats);
+            for (int f = m_tree.tasks[t].begin; f < m_tree.tasks[t].end; ++f) forward(f, y, v);
         });
         for (int s = 0; s < stages; ++s) {
             joinStage(m_tree.stages[s], [&](int begin, int end) noexcept {
-                for (int k = begin; k < end; ++k) forward(m_tree.top[k], y, v, floats);
+                for (int k = begin; k < end; ++k) forward(m_tree.top[k], y, v);
             });
         }
         for (int s = stages; s-- > 0;) {
             joinStage(m_tree.stages[s], [&](int begin, int end) noexcept {
-                for (int k = end; k-- > begin;) backward(m_tree.top[k], y, v, floats);
+                for (int k = end; k-- > begin;) backward(m_tree.top[k], y, v);
             });
         }
         join(tasks, [&](int t) noexcept {
-            for (int f = m_tree.tasks[t].end; f-- > m_tree.tasks[t].begin;) backward(f, y, v, floats);
+            for (int f = m_tree.tasks[t].end; f-- > m_tree.tasks[t].begin;) backward(f, y, v);
         });
-        constexpr double kEqualPieces = 1e6;
-        share.pieces = static_cast<int>(kEqualPieces * floats / (2 * static_cast<double>(m_tree.factorSize)));
-        return share;
+        return waited;
     });
 }
 
 /// Through the front's pivots: their part of the solution, and what is left to the rows below.
-void Substitution::forward(int f, float* y, float* v, double& floats) noexcept {
+void Substitution::forward(int f, float* y, float* v) noexcept {
     const Front& front = m_tree.fronts[f];
-    floats += static_cast<double>(trapezoid(front.order(), front.pivots));
     std::copy_n(y + front.first, front.pivots, v);
     std::fill_n(v + front.pivots, front.below, 0.0f);
     for (int c = front.firstChild; c >= 0; c = m_tree.fronts[c].nextSibling) {
@@ -86,9 +82,8 @@ void Substitution::forward(int f, float* y, float* v, double& floats) noexcept {
 }
 
 /// The front's pivots from the rows below.
-void Substitution::backward(int f, float* y, float* v, double& floats) noexcept {
+void Substitution::backward(int f, float* y, float* v) noexcept {
     const Front& front = m_tree.fronts[f];
-    floats += static_cast<double>(trapezoid(front.order(), front.pivots));
     std::copy_n(y + front.first, front.pivots, v);
     for (int k = 0; k < front.below; ++k) v[front.pivots + k] = y[m_tree.rows[front.rows + k]];
     substituteBackward(m_factor + front.factor, front.order(), front.pivots, v);

@@ -15,8 +15,8 @@ public:
     void run(SolverMemory& memory, float* y);
 
 private:
-    void forward(int f, float* y, float* v, double& floats) noexcept;
-    void backward(int f, float* y, float* v, double& floats) noexcept;
+    void forward(int f, float* y, float* v) noexcept;
+    void backward(int f, float* y, float* v) noexcept;
 
     const FrontTree& m_tree;
     int m_workers;

@@ -259,18 +259,34 @@ TEST(ParallelTest, AfterARegionThatHasLostTimeItsThreadWorksAloneForTenTimesAsLo
 }
 
 TEST(ParallelTest, ARegionPaysWhereTheOthersHaveDoneMoreThanTheyWereWaitedFor) {
-    const auto aloneAfter = [](double seconds, double worked, int own, int all) {
+    const auto aloneAfter = [](double seconds, ThreadTime own, double all) {
         Payoff one;
-        one.count(100, 100 + seconds, worked, own, all);
+        one.count(100, 100 + seconds, own, all);
         return one.m_aloneUntil > 0 ? one.m_aloneUntil - 100 - seconds : 0;
     };
-    EXPECT_EQ(aloneAfter(0.010, 0.010, 4, 8), 0);
-    EXPECT_EQ(aloneAfter(0.015, 0.010, 5, 8), 0);
-    EXPECT_NEAR(aloneAfter(0.030, 0.010, 8, 8), 0.2, 1e-6);
-    EXPECT_NEAR(aloneAfter(0.030, 0.007, 7, 8), 0.22, 1e-6);
-    EXPECT_EQ(aloneAfter(0.011, 0.010, 8, 8), 0) << "less than a fifth";
-    EXPECT_EQ(aloneAfter(0.0003, 0.0001, 8, 8), 0) << "no more than waking a team";
-    EXPECT_EQ(aloneAfter(0.030, 0.001, 0, 8), 0) << "nothing to judge by";
+    EXPECT_EQ(aloneAfter(0.010, {0.010, 0.010}, 0.020), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.010}, 0.016), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.005}, 0.008), 0) << "alone, too, with half a processor";
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.010}, 0.010), 0.2, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.007, 0.007}, 0.008), 0.22, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.005}, 0.008), 0.14, 1e-6);
+    EXPECT_EQ(aloneAfter(0.011, {0.010, 0.010}, 0.010), 0) << "less than a fifth";
+    EXPECT_EQ(aloneAfter(0.0003, {0.0001, 0.0001}, 0.0001), 0) << "no more than waking a team";
+    EXPECT_EQ(aloneAfter(0.030, {0.001, 0}, 0.008), 0) << "nothing to judge by";
+}
+
+TEST(ParallelTest, LossesThatFollowOneAnotherLetTheThreadWorkAloneForLongerUntilARegionPays) {
+    Payoff one;
+    const auto aloneAfterALoss = [&] {
+        one.m_aloneUntil = 0;
+        one.count(100, 100.030, {0.010, 0.010}, 0.010);
+        return one.m_aloneUntil - 100.030;
+    };
+    for (double losses : {10, 20, 40, 80, 80}) EXPECT_NEAR(aloneAfterALoss(), losses * 0.020, 1e-6);
+    one.count(100, 100.0001, {0.0001, 0.0001}, 0.0002);
+    EXPECT_NEAR(aloneAfterALoss(), 80 * 0.020, 1e-6) << "too short to tell";
+    one.count(100, 100.010, {0.010, 0.010}, 0.020);
+    EXPECT_NEAR(aloneAfterALoss(), 10 * 0.020, 1e-6);
 }
 
 #ifdef __linux__

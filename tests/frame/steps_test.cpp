@@ -23,14 +23,14 @@ TEST(StepsTest, EveryPieceIsDoneOnceAndAfterTheStepBefore) {
             std::vector<std::atomic<int>> visits(64 * 4);
             std::atomic<int> wrong{0};
             withTeam(threads, [&](int) noexcept {
-                const Share share = steps.join(kPieces, [&](int step, int piece) noexcept {
+                const ThreadTime waited = steps.join(kPieces, [&](int step, int piece) noexcept {
                     for (int before = 0; before < step; ++before)
                         if (done[before] != kPieces[before]) ++wrong;
                     ++visits[64 * step + piece];
                     ++done[step];
                 });
                 if (done[3] != kPieces[3]) ++wrong;  // nobody leaves before the end
-                return share;
+                return waited;
             });
             EXPECT_EQ(wrong, 0);
             for (int step = 0; step < 4; ++step)

@@ -152,6 +152,7 @@ int Scene::add(Input& input, cv::Size size, int type, Role role, bool inPlace, b
     if (choice >= 250) type = someType(input);
     if (choice >= 244 && choice < 250) size.width += input.below(5) - 2;
     if (choice >= 238 && choice < 244) size.height += input.below(5) - 2;
+    size = {std::max(size.width, 0), std::max(size.height, 0)};
     if (choice == 237) {
         const int sides[] = {3, 4, 5};
         const int index = place(cv::Size(20, 3), type, 0, role);
@@ -184,7 +185,7 @@ int Scene::add(Input& input, cv::Size size, int type, Role role, bool inPlace, b
             return static_cast<int>(m_planes.size()) - 1;
         }
     }
-    return addFitting(input, cv::Size(std::max(size.width, 0), std::max(size.height, 0)), type, role);
+    return addFitting(input, size, type, role);
 }
 
 namespace {

@@ -183,7 +183,7 @@ bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 
 bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses
 	$(build_bench)
-	@$(KESTROVA_BENCH) --beside_busy_processes='$(or $(BENCH),.*)'
+	@$(KESTROVA_BENCH) --beside_busy_processes='$(or $(BENCH),^(?!.*(cv::|ximgproc|OpenColorIO|opencv|the same with)).*)'
 
 bench-smoke: ## Run every operation of the benches once with one thread, without its larger sizes
 	$(build_bench)

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// A process for every processor that computes without a pause, from construction to destruction.
+/// A process bound to each processor that computes without a pause, from construction to destruction.
 class BusyProcesses {
 public:
     BusyProcesses();
@@ -24,6 +24,6 @@ struct BusyRow {
 };
 
 /// Measures those of `rows` whose names match `filter` beside busy processes, with 1 thread and with all in turn, and
-/// prints the medians and their ratio. Returns how many rows are slower with all threads than with one by more than the
-/// noise of such a measurement.
+/// prints the medians and their ratio. Returns how many rows are slower with all threads than with one, in each of
+/// three measurements, by more than the noise of such a measurement.
 int measureBesideBusyProcesses(const std::vector<BusyRow>& rows, const std::string& filter);

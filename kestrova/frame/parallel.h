@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "kestrova/frame/team_size.h"
+
 // The one place that opens parallel regions: strips of rows, or tasks of unequal cost, shared out to the host's OpenMP
 // team. Work too small to pay for waking a team, and work inside a parallel region of the host, runs on the calling
 // thread. No throw may leave a parallel region: the work is `noexcept`, and scratch is made before the region begins.
@@ -23,11 +25,9 @@
 // is too much still, the calling thread goes on alone for a while. What is computed never depends on which thread takes
 // what.
 //
-// Every region asks for the whole team, `omp_get_max_threads()`, and leaves threads idle where there is less to do:
-// libgomp ends the surplus threads of a smaller team and makes new ones for the next. Where the system refuses it a
-// thread, libgomp prints a message and ends the process: no library can catch that. A host that wants the threads made
-// at a moment of its choice makes one parallel call then, and one that knows of a limit below the number of processors
-// calls `omp_set_num_threads`. Internal.
+// Every region asks for the whole team, `teamSize()`, and leaves threads idle where there is less to do: libgomp ends
+// the surplus threads of a smaller team and makes new ones for the next. A host that wants the threads made at a moment
+// of its choice makes one parallel call then. Internal.
 
 namespace kestrova::frame {
 
@@ -40,9 +40,6 @@ constexpr int kStripElements = 1 << 14;
 
 /// The work of a row of `cols` pixels that take as long as `cost` elements each.
 inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
-
-/// How many threads a region would have, or 1 inside a region.
-inline int teamSize() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
 
 /// Seconds of a thread's life: by the clock, and those that a processor has spent on it.
 struct ThreadTime {
@@ -105,7 +102,7 @@ void withTeam(int members, const Member& member) {
     ThreadTime own;
     std::atomic<std::int64_t> nanoseconds{0};
     const double began = omp_get_wtime();
-#pragma omp parallel
+#pragma omp parallel num_threads(teamSize())
     if (const int self = omp_get_thread_num(); self < members) {
         const ThreadTime joined = ThreadTime::now();
         const ThreadTime waited = member(self);

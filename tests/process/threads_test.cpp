@@ -5,8 +5,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 namespace {
@@ -90,34 +93,73 @@ TEST(ThreadSettingsTest, PreparingAPictureSetsThoseOfTheCallingThread) {
 }
 
 #ifndef __SANITIZE_ADDRESS__  // whose own address space leaves no limit to set
-/// Takes all address space away but for what a small picture needs, which is less than the stack of a thread.
-void allowNoThread() {
+/// Takes all address space away but for `bytes` more.
+void allowMore(std::size_t bytes) {
     long pages = 0;
     std::FILE* statm = std::fopen("/proc/self/statm", "r");
     if (!statm || std::fscanf(statm, "%ld", &pages) != 1) std::exit(2);
     std::fclose(statm);
-    const rlim_t limit = static_cast<rlim_t>(pages) * sysconf(_SC_PAGESIZE) + (2 << 20);
-    const rlimit limits{limit, limit};
+    const rlim_t limit = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + bytes;
+    const rlimit limits{limit, RLIM_INFINITY};
     if (setrlimit(RLIMIT_AS, &limits) != 0) std::exit(3);
 }
 
-void sharpenWithoutThreads(int wanted) {
+constexpr std::size_t kMegabyte = 1 << 20, kLessThanAStack = 2 * kMegabyte;
+
+/// How many threads there are after an operation on some pixels.
+int threadsAfterSharpening() {
     const cv::Mat in(512, 512, CV_16UC1, cv::Scalar(1));
     cv::Mat out;
-    omp_set_num_threads(wanted);
-    allowNoThread();
     extremeSharpen(in, out);
-    std::exit(0);
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(begin(tasks), end(tasks)));
 }
 
-TEST(NoThreadDeathTest, TheOpenMPRuntimeEndsAProcessWhereNoThreadCanBeMade) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(sharpenWithoutThreads(4), testing::ExitedWithCode(1), "Thread creation failed");
+class FewThreadsDeathTest : public testing::Test {
+protected:
+    FewThreadsDeathTest() {
+        testing::FLAGS_gtest_death_test_style = "threadsafe";
+        omp_set_num_threads(64);
+    }
+};
+
+TEST_F(FewThreadsDeathTest, WhereNoneCanBeStartedTheCallerWorksAlone) {
+    const auto child = [] {
+        allowMore(kLessThanAStack);
+        std::exit(threadsAfterSharpening() == 1 ? 0 : 4);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
 }
 
-TEST(NoThreadDeathTest, OneThreadIsTheCallersOwn) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(sharpenWithoutThreads(1), testing::ExitedWithCode(0), "");
+TEST_F(FewThreadsDeathTest, ATeamHasAsManyAsCanBeStarted) {
+    const auto child = [] {
+        allowMore(100 * kMegabyte);
+        const int threads = threadsAfterSharpening();
+        std::exit(threads > 1 && threads < 64 ? 0 : 4);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FewThreadsDeathTest, TheWholeTeamIsTriedAgainAfterASecond) {
+    const auto child = [] {
+        allowMore(100 * kMegabyte);
+        const int few = threadsAfterSharpening();
+        const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+        setrlimit(RLIMIT_AS, &unlimited);
+        const int soon = threadsAfterSharpening();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        std::exit(few < 64 && soon == few && threadsAfterSharpening() == 64 ? 0 : 4);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FewThreadsDeathTest, OneThreadIsTheCallersOwn) {
+    const auto child = [] {
+        omp_set_num_threads(1);
+        allowMore(kLessThanAStack);
+        std::exit(threadsAfterSharpening() == 1 ? 0 : 4);
+    };
+    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
 }
 #endif
 

@@ -1,6 +1,7 @@
 #include "tests/support/regions.h"
 
 #include <dlfcn.h>
+#include <omp.h>
 
 #include <atomic>
 #include <cmath>
@@ -28,7 +29,7 @@ extern "C" [[gnu::visibility("default")]] void GOMP_parallel(void (*body)(void*)
     using Entry = void (*)(void (*)(void*), void*, unsigned, unsigned);
     static const Entry runtime = reinterpret_cast<Entry>(dlsym(RTLD_NEXT, "GOMP_parallel"));
     ++opened;
-    if (threads != 0) ++ofOwnNumber;
+    if (threads != static_cast<unsigned>(omp_get_max_threads())) ++ofOwnNumber;
     runtime(body, data, threads, flags);
 }
 #endif

@@ -36,7 +36,9 @@ void fitAndApply(Input& input, Guided& used) {
     const std::vector<int> apply = guides(scene, input, large, type);
     const int q = scene.add(input, large, type, Role::kOut, true, true);
     const bool floats = input.rarely(3);
-    Guided fresh;
+    Guided fresh, second;
+    // To more planes than its model has a used object applies the slopes of an earlier model.
+    Guided& first = fit.size() < apply.size() ? second : used;
     const auto call = [=](Scene& s, Guided& filter) {
         filter.setup(gather(s, fit), s[p], r, eps);
         const std::vector<cv::Mat> guide = gather(s, apply);
@@ -44,7 +46,7 @@ void fitAndApply(Input& input, Guided& used) {
         guide.size() == 1 ? filter.gFc1_apply(guide[0], s[q]) : filter.gFc3_apply(guide, s[q]);
     };
     runTwice(
-        scene, [&](Scene& s) { call(s, used); }, [&](Scene& s) { call(s, fresh); });
+        scene, [&](Scene& s) { call(s, first); }, [&](Scene& s) { call(s, fresh); });
 }
 
 void strips(Input& input) {

@@ -48,6 +48,9 @@ public:
     ///
     /// Throws "ERROR - TGuidedFilter::setup - input vector size is not correct." for another number of planes, and a
     /// text for planes that do not fit, an empty one or another r; the model is as it was.
+    ///
+    /// A model of one plane leaves the other slopes of an earlier model of three where they are: do not apply it to
+    /// three planes.
     void setup(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps);
 
     /// Applies the model. A coefficient serves a block of pixels, ceil(size of the guide / size of the model) each way.

@@ -68,12 +68,14 @@ void in(Input& input, TPImage& used) {
                       : image.convertFrompRGB15U(three, w, height, step);
         }
     };
-    // Steps shorter than a row are refused; one that was made longer would lie about the buffer.
-    if (shorter != 0) {
-        const long long row = static_cast<long long>(w) * CV_ELEM_SIZE(type);
-        const int step = (bottomUp ? -1 : 1) * static_cast<int>(scene[planes[0]].step);
-        const long long changed =
-            kind == 1 ? 2LL * (step / 2 - static_cast<long long>(shorter)) : static_cast<long long>(step) - shorter;
+    // Steps shorter than a row are refused; one that was made longer would lie about the buffer. The rows of the second
+    // run lie tight.
+    const long long row = static_cast<long long>(w) * CV_ELEM_SIZE(type);
+    for (const std::size_t step : {scene[planes[0]].step[0], size.width * std::size_t(CV_ELEM_SIZE(type))}) {
+        if (shorter == 0) break;
+        const int signedStep = (bottomUp ? -1 : 1) * static_cast<int>(step);
+        const long long changed = kind == 1 ? 2LL * (signedStep / 2 - static_cast<long long>(shorter))
+                                            : static_cast<long long>(signedStep) - shorter;
         if (w <= 0 || w > size.width || std::llabs(changed) >= row || std::llabs(changed) > 1 << 30) return;
     }
     // The size is judged by its product in 32 bits: one below 1 changes nothing.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <iostream>
+#include <type_traits>
 #include <vector>
 
 #include "kestrova/detail/domain_transform_passes.h"
@@ -47,7 +48,8 @@ void sumAlongRows(cv::Mat& d) {
 // Each pixel becomes the mean of those whose running distance `ct` is within `radius` of its own. Where no pixel of the
 // row lies above the first one's upper bound, that bound's index is 0, and the first pixel is left without a mean
 // (0/0).
-void averageRow(float* row, const float* ct, float radius, float* sums, int cols, int channels) noexcept {
+template <class Channels>
+void averageRow(float* row, const float* ct, float radius, float* sums, int cols, Channels channels) noexcept {
     std::fill_n(sums, channels, 0.0f);
     for (int i = 0; i < cols * channels; ++i) sums[i + channels] = sums[i] + row[i];
 
@@ -66,6 +68,15 @@ void averageRow(float* row, const float* ct, float radius, float* sums, int cols
         for (int c = 0; c < channels; ++c)
             row[x * channels + c] = (sums[upper * channels + c] - sums[lower * channels + c]) / count;
     }
+}
+
+void averageRowOf(int channels, float* row, const float* ct, float radius, float* sums, int cols) noexcept {
+    switch (channels) {
+        case 1: return averageRow(row, ct, radius, sums, cols, std::integral_constant<int, 1>());
+        case 2: return averageRow(row, ct, radius, sums, cols, std::integral_constant<int, 2>());
+        case 3: return averageRow(row, ct, radius, sums, cols, std::integral_constant<int, 3>());
+    }
+    averageRow(row, ct, radius, sums, cols, channels);
 }
 
 void checkFloat(const cv::Mat& in) {
@@ -216,7 +227,7 @@ bool DomainTransformFilter::boxPass(cv::Mat& image, const cv::Mat& ct, float rad
         forEachStrip(Strips(image.rows, workOf(cols, 4 * channels)), rowOfSums,
                      [&](int begin, int end, auto& sums) noexcept {
                          for (int y = begin; y < end; ++y)
-                             averageRow(image.ptr<float>(y), ct.ptr<float>(y), radius, sums.data(), cols, channels);
+                             averageRowOf(channels, image.ptr<float>(y), ct.ptr<float>(y), radius, sums.data(), cols);
                      });
     });
     return true;

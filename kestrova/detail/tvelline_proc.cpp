@@ -12,6 +12,7 @@
 #include "kestrova/curves/detail_curves.h"
 #include "kestrova/detail/tlightadjlutvl.h"
 #include "kestrova/detail/tvelline.h"
+#include "kestrova/detail/tvelline_pieces.h"
 #include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kestrova.h"
@@ -64,16 +65,13 @@ ChromaMix chromaMix(const cv::Mat& dr, const cv::Mat& db, float a, float b, floa
     failTraced("TVelline::modYWithC", 374, "bad dr type");
 }
 
-// Row r of chroma, of either type, into a row of luminance.
-void mixChromaRow(const cv::Mat& dr, const cv::Mat& db, const ChromaMix& mix, int r, ushort* y, int n) noexcept {
+// Chroma of either type into luminance.
+void mixChroma(const cv::Mat& dr, const cv::Mat& db, const ChromaMix& mix, const Piece& at, const ushort* from,
+               ushort* to) noexcept {
     if (dr.type() == CV_8UC1)
-        mixChromaRow(dr.ptr<uchar>(r), db.ptr<uchar>(r), mix, y, n);
+        mixChromaRow(at.of<uchar>(dr), at.of<uchar>(db), mix, from, to, at.n);
     else
-        mixChromaRow(dr.ptr<ushort>(r), db.ptr<ushort>(r), mix, y, n);
-}
-
-void copyRow(const cv::Mat& from, cv::Mat& to, int r) noexcept {
-    if (from.data != to.data) std::memcpy(to.ptr(r), from.ptr(r), static_cast<std::size_t>(from.cols) * sizeof(ushort));
+        mixChromaRow(at.of(dr), at.of(db), mix, from, to, at.n);
 }
 
 // A plane of the picture for the rectangle: at step 1 a header on the picture's own pixels, else new pixels.
@@ -134,11 +132,18 @@ public:
 
     const cv::Mat& result() const { return m_result; }
 
-    void renderRow(int r, const ushort* lightTable) noexcept {
-        ushort* y = m_result.ptr<ushort>(r);
-        copyRow(m_y, m_result, r);
-        if (m_bMixed) mixChromaRow(m_dr, m_db, m_mix, r, y, m_y.cols);
-        kestrova::rows::lookUpRow(y, y, m_y.cols, lightTable);
+    void render(const Piece& at, const Piece& next, const ushort* lightTable) noexcept {
+        next.ask(m_y);
+        next.askToWrite(m_result);
+        const ushort* from = at.of(m_y);
+        ushort* const y = at.in(m_result);
+        if (m_bMixed) {
+            next.ask(m_dr);
+            next.ask(m_db);
+            mixChroma(m_dr, m_db, m_mix, at, from, y);
+            from = y;
+        }
+        kestrova::rows::lookUpRow(from, y, at.n, lightTable);
     }
 
 private:
@@ -172,11 +177,19 @@ public:
     const cv::Mat& result() const { return m_result; }
 
     // `curves` may be null.
-    void renderRow(int r, const ushort* y, const ZoneCurves* curves) noexcept {
-        ushort* d = m_result.ptr<ushort>(r);
-        copyRow(m_detail, m_result, r);
-        if (!m_extra.empty()) addDetailRow(m_extra.ptr<ushort>(r), d, m_detail.cols);
-        if (curves) curveZonesRow(y, curves->entries(), d, m_detail.cols);
+    void render(const Piece& at, const Piece& next, const ushort* y, const ZoneCurves* curves) noexcept {
+        next.ask(m_detail);
+        next.askToWrite(m_result);
+        const ushort* from = at.of(m_detail);
+        ushort* const d = at.in(m_result);
+        if (!m_extra.empty()) {
+            addDetailRow(at.of(m_extra), from, d, at.n);
+            from = d;
+        }
+        if (curves)
+            curveZonesRow(y, curves->entries(), from, d, at.n);
+        else if (from != d)
+            std::copy_n(from, at.n, d);
     }
 
 private:
@@ -338,13 +351,15 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
     m_roiY = result;
     m_roiYUsers = users;
     m_tables = tables;
-    parallelRows(y.rows, workOf(y.cols, 8), [&](int r) noexcept {
-        if (luminance) luminance->renderRow(r, tables->light->entries);
-        for (int s = 0; s < kScales; ++s)
-            if (details[s])
-                details[s]->renderRow(r, y.ptr<ushort>(r), bCurved[s] ? &tables->scale[s]->curves : nullptr);
-        copyRow(y, result, r);
-        addEdgesRow(d[0].ptr<ushort>(r), d[1].ptr<ushort>(r), d[2].ptr<ushort>(r), result.ptr<ushort>(r), y.cols);
+    forEachStrip(Strips(y.rows, workOf(y.cols, 8)), [&](int first, int end) noexcept {
+        forEachPiece(first, end, y.cols, [&](const Piece& at, const Piece& next) noexcept {
+            if (luminance) luminance->render(at, next, tables->light->entries);
+            for (int s = 0; s < kScales; ++s)
+                if (details[s])
+                    details[s]->render(at, next, at.of(y), bCurved[s] ? &tables->scale[s]->curves : nullptr);
+            next.askToWrite(result);
+            addEdgesRow(at.of(d[0]), at.of(d[1]), at.of(d[2]), at.of(y), at.in(result), at.n);
+        });
     });
 }
 
@@ -354,7 +369,10 @@ void TVelline::modYWithC(const cv::Mat& dr, const cv::Mat& db, float a, float b,
     if (!atLeastAsLarge(dr, y) || !atLeastAsLarge(db, y))
         fail("ERROR - TVelline::modYWithC - chroma is smaller than y");
     checkPlanes(dr, db, y);
-    parallelRows(y.rows, y.cols, [&](int r) noexcept { mixChromaRow(dr, db, mix, r, y.ptr<ushort>(r), y.cols); });
+    parallelRows(y.rows, y.cols, [&](int r) noexcept {
+        const Piece row{r, 0, y.cols};
+        mixChroma(dr, db, mix, row, row.of(y), row.in(y));
+    });
 }
 
 void TVelline::mixSMH(const cv::Mat& y, const cv::Mat& s, const cv::Mat& m, cv::Mat& h) {
@@ -375,6 +393,7 @@ void TVelline::addEdges(const cv::Mat& d0, const cv::Mat& d1, const cv::Mat& d2,
         checkPlane(*plane);
     }
     parallelRows(y.rows, y.cols, [&](int r) noexcept {
-        addEdgesRow(d0.ptr<ushort>(r), d1.ptr<ushort>(r), d2.ptr<ushort>(r), y.ptr<ushort>(r), y.cols);
+        ushort* const row = y.ptr<ushort>(r);
+        addEdgesRow(d0.ptr<ushort>(r), d1.ptr<ushort>(r), d2.ptr<ushort>(r), row, row, y.cols);
     });
 }

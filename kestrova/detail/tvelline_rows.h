@@ -13,13 +13,15 @@ struct ChromaMix {
     float kr, kb, k0;
 };
 
-/// Mixes chroma into luminance, rounded and clamped.
-void mixChromaRow(const uchar* dr, const uchar* db, const ChromaMix& mix, ushort* y, int n) noexcept;
+/// Mixes chroma into luminance `from`, rounded and clamped. `to` may be `from`.
+void mixChromaRow(const uchar* dr, const uchar* db, const ChromaMix& mix, const ushort* from, ushort* to,
+                  int n) noexcept;
 /// The same of 16-bit chroma.
-void mixChromaRow(const ushort* dr, const ushort* db, const ChromaMix& mix, ushort* y, int n) noexcept;
+void mixChromaRow(const ushort* dr, const ushort* db, const ChromaMix& mix, const ushort* from, ushort* to,
+                  int n) noexcept;
 
-/// d += extra, both in the form of a detail plane.
-void addDetailRow(const ushort* extra, ushort* d, int n) noexcept;
+/// to = from + extra, all in the form of a detail plane. `to` may be `from`.
+void addDetailRow(const ushort* extra, const ushort* from, ushort* to, int n) noexcept;
 
 /// Blends the three curves' results `s`, `m`, `h` into `h` by the tonal zone of luminance `y`.
 void mixZonesRow(const ushort* y, const ushort* s, const ushort* m, ushort* h, int n) noexcept;
@@ -38,11 +40,11 @@ private:
     std::unique_ptr<unsigned[]> m_entries;
 };
 
-/// Passes the detail row `d` through the three curves and blends the results into `d` by the tonal zone of `y`: three
-/// look-ups and `mixZonesRow` in one.
-void curveZonesRow(const ushort* y, const unsigned* zoneCurves, ushort* d, int n) noexcept;
+/// Passes the detail row `from` through the three curves and blends the results into `to` by the tonal zone of `y`:
+/// three look-ups and `mixZonesRow` in one. `to` may be `from`.
+void curveZonesRow(const ushort* y, const unsigned* zoneCurves, const ushort* from, ushort* to, int n) noexcept;
 
-/// y += 2 (d0 + d1 + d2 - 3 x 32768), clamped.
-void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, ushort* y, int n) noexcept;
+/// to = y + 2 (d0 + d1 + d2 - 3 x 32768), clamped. `to` may be `y`.
+void addEdgesRow(const ushort* d0, const ushort* d1, const ushort* d2, const ushort* y, ushort* to, int n) noexcept;
 
 }  // namespace kestrova::detail

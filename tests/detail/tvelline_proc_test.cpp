@@ -23,6 +23,22 @@ TEST(TVellineProcTest, EqualsTheReferenceAtEveryStepAndSize) {
     }
 }
 
+// Rows are rendered in pieces of 256 pixels.
+TEST(TVellineProcTest, EqualsTheReferenceAroundTheEndsOfPieces) {
+    for (const int cols : {255, 256, 257, 511, 512, 513, 700}) {
+        for (const int chromaType : {CV_8UC1, CV_16UC1}) {
+            SCOPED_TRACE(testing::Message() << cols << " columns, chroma of type " << chromaType);
+            TVelline engine = engineOf(5, cols);
+            setParameters(engine);
+            engine.m_Dr = asSubPlane(randomPlane(5, cols, chromaType, 7));
+            engine.m_Db = asSubPlane(randomPlane(5, cols, chromaType, 8));
+            expectReference(engine, {0, 0, cols, 5}, 1);
+            engine.m_bRoiChanged = true;
+            expectReference(engine, {0, 0, cols, 5}, 1, asSubPlane(detailPlane(5, cols, 9)));
+        }
+    }
+}
+
 TEST(TVellineProcTest, EqualsTheReferenceWithAnyNumberOfThreads) {
     for (int level : {1, 2}) {
         TVelline engine = engineOf(601, 523);

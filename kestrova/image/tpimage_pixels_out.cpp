@@ -74,14 +74,20 @@ KESTROVA_KERNEL void rgbRow8(const ushort* y, const ushort* dr, const ushort* db
     }
 }
 
-// The byte that v / 128 rounds to, in the low bits of a word whose next 15 bits are 0; v within +-2^21. Where the last
-// bit of a float is worth 128 the adder rounds, to even as it should; what is below 0 falls below the zero.
-inline std::uint32_t roundedByte(float v) {
-    constexpr int kZeroBits = 0x4e800000;
+inline float floatOf(std::uint32_t bits) {
+    float v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+}
+
+// The byte that v / 128 rounds to; v within +-2^21. Where the last bit of a float is worth 128 the adder rounds, to
+// even as it should, and the low bits of the sum are a signed word.
+inline ushort roundedByte(float v) {
     const float sum = v + 0x1p30f;
-    int bits;
+    std::uint32_t bits;
     std::memcpy(&bits, &sum, sizeof bits);
-    return static_cast<std::uint32_t>(clampInt(bits, kZeroBits, kZeroBits + 255));
+    const short word = static_cast<short>(bits), above = word < 0 ? short{0} : word;
+    return static_cast<ushort>(above > 255 ? short{255} : above);
 }
 
 // Bytes of B, G, R, A. All is worked out at half scale, where red is the sum of two conversions. Scaling by a power of
@@ -92,14 +98,17 @@ struct PackedBytes {
     void prefetch(std::ptrdiff_t x, std::size_t n) const noexcept { prefetchToWrite(bgra + 4 * x, 4 * n); }
 
     void put(std::ptrdiff_t x, int y, int dr, int db) const noexcept {
-        const float luminance = static_cast<float>(y) * 0.5f, zero = luminance - static_cast<float>(kZero16);
+        // 2^22 + y / 2, where the last bit of a float is worth a half.
+        const float raised = floatOf(static_cast<std::uint32_t>(y) | 0x4a800000u);
+        const float luminance = raised - 0x1p22f, zero = raised - (0x1p22f + static_cast<float>(kZero16));
         const float red = static_cast<float>(dr) + zero, blue = static_cast<float>(db) + zero;
         float t = luminance - red * kRed;
         t = t - blue * kBlue;
         t = t * kGreenBackFloat;
-        const std::uint32_t pixel =
-            0xff000000u | roundedByte(red) << 16 | roundedByte(t) << 8 | (roundedByte(blue) & 255u);
-        std::memcpy(bgra + 4 * x, &pixel, sizeof pixel);
+        const ushort bg = static_cast<ushort>(roundedByte(blue) | roundedByte(t) << 8);
+        const ushort ra = static_cast<ushort>(roundedByte(red) | 0xff00);
+        std::memcpy(bgra + 4 * x, &bg, sizeof bg);
+        std::memcpy(bgra + 4 * x + 2, &ra, sizeof ra);
     }
 };
 
@@ -126,8 +135,10 @@ KESTROVA_KERNEL void convertHalves(const ushort* y, ChromaRows::Halves dr, Chrom
         prefetch(next.chroma + j, kAskedAtOnce * sizeof(ushort));
     };
     forEachAsking(pairs, ask, [&](std::ptrdiff_t j) {
-        out.put(2 * j, y[2 * j], dr.even[j], db.even[j]);
-        out.put(2 * j + 1, y[2 * j + 1], dr.odd[j], db.odd[j]);
+        std::uint32_t pair;  // the odd pixel in the upper half
+        std::memcpy(&pair, y + 2 * j, sizeof pair);
+        out.put(2 * j, pair & 0xffff, dr.even[j], db.even[j]);
+        out.put(2 * j + 1, pair >> 16, dr.odd[j], db.odd[j]);
     });
 }
 

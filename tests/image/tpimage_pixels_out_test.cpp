@@ -211,6 +211,40 @@ TEST(TPImagePixelsTest, BytesKeepTheLastBitOfGreen) {
     expectPlanes<uchar>(planesOf<uchar>(full.Y, full.Dr, full.Db, rgb8Of), out.mat);
 }
 
+// Every luminance, with differences that clamp red, blue and green at both ends or leave them at a byte's threshold.
+TEST(TPImagePixelsTest, BytesOfEveryLuminanceAreRoundedAndClamped) {
+    TPImage image(256, 256);
+    for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x) image.m_Y.at<ushort>(y, x) = static_cast<ushort>(256 * y + x);
+    const int differences[] = {0, 1, 32704, 32767, 32768, 32769, 32832, 65534, 65535};
+    cv::Mat packed(image.m_Y.size(), CV_8UC4);
+    for (int dr : differences)
+        for (int db : differences) {
+            image.m_Dr.setTo(dr);
+            image.m_Db.setTo(db);
+            image.convertTo(packed.ptr(), static_cast<int>(packed.step));
+            ASSERT_TRUE(samePixels(packedOf(enlarged(image)), packed)) << dr << ' ' << db;
+        }
+}
+
+TEST(TPImagePixelsTest, OutHasTheSameBitsAtEveryWidthAddressAndNumberOfThreads) {
+    for (int width = 1; width <= 70; ++width) {
+        const cv::Size size(width, 7);
+        const TPImage image = randomImage(size);
+        const PicturePlanes full = enlarged(image);
+        const cv::Mat expected = packedOf(full);
+        withThreadCounts([&](int threads) {
+            std::vector<uchar> bytes(1 + expected.total() * 4);
+            const cv::Mat out(size, CV_8UC4, bytes.data() + 1);  // at an odd address
+            image.convertTo(bytes.data() + 1, 4 * width);
+            EXPECT_TRUE(samePixels(expected, out)) << width << ' ' << threads;
+            ThreePlanes<ushort> planes(size.height, size.width);
+            image.convertTopRGB(planes.pointer, planes.step);
+            expectPlanes<ushort>(planesOf<ushort>(full.Y, full.Dr, full.Db, rgbOf), planes.mat);
+        });
+    }
+}
+
 TEST(TPImagePixelsTest, APartOfThePictureIsItsTopLeft) {
     const TPImage image = randomImage({33, 17});
     const cv::Mat whole = packedOf(enlarged(image));

@@ -2,7 +2,9 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
@@ -15,7 +17,12 @@
 using namespace kestrova::filters;
 using namespace kestrova::frame;
 
-// The way into the grid: sums of pixels for each cell.
+// The way into the grid: sums of pixels for each cell. The pixels of most cells have few depths; they are those of a
+// few ranges of the guide's values, each added up in turn, many pixels at a time. Other pixels are added one by one at
+// the depth of each.
+
+// Lanes are handed to functions that are always inlined: how a call would pass them does not matter.
+#pragma GCC diagnostic ignored "-Wpsabi"
 
 namespace {
 
@@ -23,6 +30,8 @@ namespace {
 constexpr int kRowsAtOnce = 16;
 constexpr int kColsAtOnce = 512;
 constexpr int kCellsSideBySide = 8;
+/// Up to so many depths, going through a cell once for each is faster than pixel by pixel.
+constexpr int kFewDepths = 4;
 /// Up to here floats hold sums of whole numbers exactly, whatever their order.
 constexpr double kExactSums = 1 << 24;
 
@@ -47,6 +56,93 @@ struct Pixels {
     std::size_t depthStep;
     int cols, rows;
 };
+
+typedef ushort Lanes __attribute__((vector_size(32)));
+constexpr int kLanes = 16;
+/// Narrower cells would leave most lanes empty.
+constexpr int kLeastColsForLanes = 8;
+
+inline Lanes load(const ushort* p) {
+    Lanes lanes;
+    std::memcpy(&lanes, p, sizeof lanes);
+    return lanes;
+}
+
+inline Lanes load(const uchar* p) {
+    uchar __attribute__((vector_size(kLanes))) bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    return __builtin_convertvector(bytes, Lanes);
+}
+
+/// A vector of columns that lies within a plane, some of which count.
+struct Chunk {
+    int first;  ///< column in the first lane
+    Lanes in;   ///< all bits of the columns that count
+
+    /// Columns `x` to `end` - 1, or as many as there are lanes, count. The plane has `cols` columns, `kLanes` at least.
+    Chunk(int x, int end, int cols) : first(std::min(x, cols - kLanes)) {
+        const Lanes lane = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+        in = (Lanes)((lane >= static_cast<ushort>(x - first)) &
+                     (lane < static_cast<ushort>(std::min(end - first, kLanes))));
+    }
+};
+
+/// Columns `first` to `end` - 1, a cell's, of some rows of a plane and of its guide.
+template <class Value, class Pixel>
+struct CellPixels {
+    const Value* guide;
+    std::size_t guideStep;
+    const Pixel* values;
+    std::size_t valueStep;
+    int planeCols, first, end, rows;
+};
+
+template <class Value>
+KESTROVA_KERNEL void widenColumns(const Value* __restrict row, int n, Value* __restrict lowest,
+                                  Value* __restrict highest) noexcept {
+    for (int x = 0; x < n; ++x) {
+        lowest[x] = row[x] < lowest[x] ? row[x] : lowest[x];
+        highest[x] = row[x] > highest[x] ? row[x] : highest[x];
+    }
+}
+
+template <class Value>
+struct Range {
+    Value min, max;
+};
+
+template <class Value>
+KESTROVA_KERNEL Range<Value> rangeOf(const Value* __restrict lowest, const Value* __restrict highest, int n) noexcept {
+    Range<Value> range{lowest[0], highest[0]};
+    for (int x = 1; x < n; ++x) {
+        range.min = lowest[x] < range.min ? lowest[x] : range.min;
+        range.max = highest[x] > range.max ? highest[x] : range.max;
+    }
+    return range;
+}
+
+/// Adds up the pixels whose guide is `last` at most; there are 256 vectors of them at most, so that the sums of their
+/// low and high bytes fit the lanes.
+template <class Value, class Pixel>
+KESTROVA_KERNEL Sum sumUpTo(CellPixels<Value, Pixel> cell, ushort last) noexcept {
+    Lanes low = {}, high = {}, count = {};
+    for (int x = cell.first; x < cell.end; x += kLanes) {
+        const Chunk chunk(x, cell.end, cell.planeCols);
+        for (int y = 0; y < cell.rows; ++y) {
+            const Lanes in = (Lanes)(load(cell.guide + y * cell.guideStep + chunk.first) <= last) & chunk.in;
+            const Lanes values = load(cell.values + y * cell.valueStep + chunk.first) & in;
+            low += std::is_same_v<Pixel, uchar> ? values : values & 255;
+            if (std::is_same_v<Pixel, ushort>) high += values >> 8;
+            count -= in;
+        }
+    }
+    unsigned sum = 0, pixels = 0;
+    for (int l = 0; l < kLanes; ++l) {
+        sum += low[l] + 256u * high[l];
+        pixels += count[l];
+    }
+    return pixels * kOne + sum;
+}
 
 /// Adds up the pixels of one cell.
 template <class Pixel>
@@ -82,6 +178,11 @@ void addInOrder(Pixels<Pixel> pixels, int sampling, int sideBySide, float* weigh
     }
 }
 
+inline void addSum(Sum sum, float& weight, float& value) noexcept {
+    weight += static_cast<float>(static_cast<int>(sum >> 32));
+    value += static_cast<float>(static_cast<int>(sum));
+}
+
 /// Adds the sums to the cells of a line along z and clears them.
 KESTROVA_KERNEL void moveSums(CellSums& from, int gridZ, float* __restrict weights, float* __restrict values) noexcept {
     for (int z = 0; z < gridZ; ++z) {
@@ -90,8 +191,7 @@ KESTROVA_KERNEL void moveSums(CellSums& from, int gridZ, float* __restrict weigh
             sum += line[z];
             line[z] = 0;
         }
-        weights[z] += static_cast<float>(static_cast<int>(sum >> 32));
-        values[z] += static_cast<float>(static_cast<int>(sum));
+        addSum(sum, weights[z], values[z]);
     }
 }
 
@@ -108,41 +208,93 @@ struct Cells {
     float *weights, *values;  ///< of the first cell that takes pixels
     std::ptrdiff_t rowCells;  ///< from a row of cells to the next
     int gridZ;
-    int sampling;  ///< pixels per cell
-    bool exact;    ///< sums of a cell may be taken in any order
-    bool overrun;  ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
+    int sampling;            ///< pixels per cell
+    bool exact;              ///< sums of a cell may be taken in any order
+    bool overrun;            ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
+    ushort lastValues[256];  ///< of an integer guide, the largest value of each depth
 };
 
 /// Adds the pixels of bands, rows of cells, to the grids. One object serves one thread.
 template <class Pixel>
 class BandAdder {
 public:
-    BandAdder(const cv::Mat& plane, const GuideDepths& guide, const Cells& cells)
-        : m_plane(plane), m_guide(guide), m_cells(cells) {
+    BandAdder(const cv::Mat& plane, const cv::Mat& guide, const GuideDepths& depths, const Cells& cells)
+        : m_plane(plane), m_guide(guide), m_depths(depths), m_cells(cells) {
         const int wholeCells = cells.sampling * std::max(kColsAtOnce / cells.sampling, 1);
-        m_depths.create(std::min({kRowsAtOnce, cells.sampling, plane.rows}),
-                        cells.overrun ? plane.cols : std::min(plane.cols, wholeCells), CV_8U);
+        m_tileDepths.create(std::min({kRowsAtOnce, cells.sampling, plane.rows}),
+                            cells.overrun ? plane.cols : std::min(plane.cols, wholeCells), CV_8U);
     }
 
     void add(int band) noexcept {
         const int first = band * m_cells.sampling, end = first + std::min(m_cells.sampling, m_plane.rows - first);
-        for (int y = first; y < end; y += m_depths.rows)
-            for (int x = 0; x < m_plane.cols; x += m_depths.cols)
-                addTile({x, y, std::min(m_depths.cols, m_plane.cols - x), std::min(m_depths.rows, end - y)});
+        for (int y = first; y < end; y += m_tileDepths.rows)
+            for (int x = 0; x < m_plane.cols; x += m_tileDepths.cols)
+                addTile({x, y, std::min(m_tileDepths.cols, m_plane.cols - x), std::min(m_tileDepths.rows, end - y)});
     }
 
 private:
     void addTile(const cv::Rect& tile) noexcept {
-        for (int y = 0; y < tile.height; ++y) m_guide.nearest(tile.y + y, tile.x, tile.width, m_depths.ptr<uchar>(y));
-        const Pixels<Pixel> pixels{m_plane.ptr<Pixel>(tile.y) + tile.x,
-                                   m_plane.step1(),
-                                   m_depths.ptr<uchar>(0),
-                                   m_depths.step1(),
-                                   tile.width,
-                                   tile.height};
         const std::ptrdiff_t cell = tile.y / m_cells.sampling * m_cells.rowCells +
                                     static_cast<std::ptrdiff_t>(tile.x / m_cells.sampling) * m_cells.gridZ;
         float *weights = m_cells.weights + cell, *values = m_cells.values + cell;
+        const bool byRanges = m_cells.exact && m_cells.sampling >= kLeastColsForLanes && m_plane.cols >= kLanes;
+        if (byRanges && m_guide.depth() == CV_8U)
+            addByRanges<uchar>(tile, weights, values);
+        else if (byRanges && m_guide.depth() == CV_16U)
+            addByRanges<ushort>(tile, weights, values);
+        else
+            addByDepths(tile, weights, values);
+    }
+
+    template <class Value>
+    void addByRanges(const cv::Rect& tile, float* weights, float* values) noexcept {
+        Value lowest[kColsAtOnce], highest[kColsAtOnce];
+        std::copy_n(m_guide.ptr<Value>(tile.y) + tile.x, tile.width, lowest);
+        std::copy_n(lowest, tile.width, highest);
+        for (int y = 1; y < tile.height; ++y)
+            widenColumns(m_guide.ptr<Value>(tile.y + y) + tile.x, tile.width, lowest, highest);
+        for (int x = 0; x < tile.width; x += m_cells.sampling) {
+            const int cols = std::min(m_cells.sampling, tile.width - x);
+            const Range<Value> range = rangeOf(lowest + x, highest + x, cols);
+            const int first = m_depths.nearestOf(range.min), last = m_depths.nearestOf(range.max);
+            const cv::Rect cell(tile.x + x, tile.y, cols, tile.height);
+            if (last - first < kFewDepths)
+                addRanges<Value>(cell, first, last, weights, values);
+            else
+                addByDepths(cell, weights, values);
+            weights += m_cells.gridZ;
+            values += m_cells.gridZ;
+        }
+    }
+
+    /// Adds the pixels of a cell, whose depths are `first` to `last`.
+    template <class Value>
+    void addRanges(const cv::Rect& cell, int first, int last, float* weights, float* values) noexcept {
+        const CellPixels<Value, Pixel> pixels{m_guide.ptr<Value>(cell.y),
+                                              m_guide.step1(),
+                                              m_plane.ptr<Pixel>(cell.y),
+                                              m_plane.step1(),
+                                              m_plane.cols,
+                                              cell.x,
+                                              cell.x + cell.width,
+                                              cell.height};
+        Sum before = 0;
+        for (int z = first; z <= last; ++z) {
+            const Sum upToThis = sumUpTo(pixels, m_cells.lastValues[z]);
+            addSum(upToThis - before, weights[z], values[z]);
+            before = upToThis;
+        }
+    }
+
+    void addByDepths(const cv::Rect& tile, float* weights, float* values) noexcept {
+        for (int y = 0; y < tile.height; ++y)
+            m_depths.nearest(tile.y + y, tile.x, tile.width, m_tileDepths.ptr<uchar>(y));
+        const Pixels<Pixel> pixels{m_plane.ptr<Pixel>(tile.y) + tile.x,
+                                   m_plane.step1(),
+                                   m_tileDepths.ptr<uchar>(0),
+                                   m_tileDepths.step1(),
+                                   tile.width,
+                                   tile.height};
         if (m_cells.exact)
             addCellByCell(pixels, weights, values);
         else
@@ -164,9 +316,10 @@ private:
     }
 
     const cv::Mat& m_plane;
-    const GuideDepths& m_guide;
+    const cv::Mat& m_guide;
+    const GuideDepths& m_depths;
     const Cells& m_cells;
-    cv::Mat m_depths;  ///< of a tile
+    cv::Mat m_tileDepths;  ///< of a tile
     CellSums m_sums;
 };
 
@@ -206,12 +359,13 @@ void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const bool exact = largestSum <= kExactSums && !overrun;
     const int pad = m_padXY + 1;
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const Cells cells{gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, exact, overrun};
+    const GuideDepths depths(guide, alpha, beta);
+    Cells cells{gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, exact, overrun, {}};
+    for (int z = 0; z < m_gridZ; ++z) cells.lastValues[z] = static_cast<ushort>(depths.lastValue(z));
 
     const long long perBand = static_cast<long long>(m_width) * std::min(m_sampling, m_height);
     const Strips strips(m_gridH - 2 * pad, static_cast<int>(std::min<long long>(perBand, INT_MAX)));
-    const GuideDepths depths(guide, alpha, beta);
-    const auto makeAdder = [&] { return BandAdder<Pixel>(plane, depths, cells); };
+    const auto makeAdder = [&] { return BandAdder<Pixel>(plane, guide, depths, cells); };
     forEachStrip(strips, makeAdder, [](int first, int end, BandAdder<Pixel>& adder) noexcept {
         for (int band = first; band < end; ++band) adder.add(band);
     });

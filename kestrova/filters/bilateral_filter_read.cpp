@@ -207,7 +207,7 @@ private:
 }  // namespace
 
 void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
-    const cv::Mat guide = sourceBeside(inOut, edge, StillRead::kThatRow);
+    const cv::Mat guide = sourceBeside(inOut, edge, StillRead::kThatPixel);
     if (m_mode16)
         readBack<ushort>(inOut, guide);
     else

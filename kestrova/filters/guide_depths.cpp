@@ -41,6 +41,23 @@ void GuideDepths::nearest(int y, int x, int n, uchar* depths) const noexcept {
     depthsByType<float>(m_guide, y, x, m_alpha, m_beta, depths, n);
 }
 
+uchar GuideDepths::nearestOf(int value) const noexcept {
+    return stored(static_cast<float>(value) * static_cast<float>(m_alpha) + static_cast<float>(m_beta),
+                  static_cast<uchar*>(nullptr));
+}
+
+int GuideDepths::lastValue(int depth) const noexcept {
+    int low = 0, high = 65535;
+    while (low < high) {
+        const int middle = (low + high + 1) / 2;
+        if (nearestOf(middle) <= depth)
+            low = middle;
+        else
+            high = middle - 1;
+    }
+    return low;
+}
+
 void GuideDepths::exact(int y, int x, int n, float* depths) const noexcept {
     depthsByType<double>(m_guide, y, x, m_alpha, m_beta, depths, n);
 }

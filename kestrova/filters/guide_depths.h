@@ -16,6 +16,10 @@ public:
 
     /// Of `n` pixels of row `y` from column `x` on, rounded to nearest, ties to even, and clamped to a byte.
     void nearest(int y, int x, int n, uchar* depths) const noexcept;
+    /// Of one value of a guide of up to 16 bits, likewise.
+    uchar nearestOf(int value) const noexcept;
+    /// The largest value up to 65535 whose `nearestOf` is `depth` at most, 0 if there is none; `alpha` is positive.
+    int lastValue(int depth) const noexcept;
     /// As they are.
     void exact(int y, int x, int n, float* depths) const noexcept;
 

@@ -211,6 +211,54 @@ TEST(BilateralFilterTest, AnEdgePlaneThatLiesAcrossThePlaneIsReadBeforeItChanges
     }
 }
 
+TEST(BilateralFilterTest, AnEdgePlaneOfOtherPixelsInTheSameRowsIsReadBeforeItChanges) {
+    const cv::Mat plane = scene(50, 700, CV_16UC1, 0.1);
+    const cv::Mat copy = plane.clone(), guide(copy.rows, copy.cols, CV_8UC1, copy.data, copy.step[0]);
+    const cv::Mat expected = NaiveBilateral::filtered(plane, guide.clone(), 16, 25);
+    cv::Mat inOut = copy;
+    BilateralFilter filter;
+    ASSERT_TRUE(filter.proc(guide, inOut, 16, 25, nullptr));
+    EXPECT_TRUE(samePixels(expected, inOut));
+}
+
+TEST(BilateralFilterTest, DepthsInTheMiddleBetweenTwoCellsBelongToTheEvenOne) {
+    // Guide values at multiples of half the range: every other one lies in the middle between two cells.
+    for (const auto& [type, range] : {std::pair(CV_8UC1, 2), std::pair(CV_8UC1, 8), std::pair(CV_16UC1, 512)}) {
+        for (int step : {1, 2, 4}) {
+            cv::Mat guide(70, 130, type);
+            for (int y = 0; y < guide.rows; ++y) {
+                for (int x = 0; x < guide.cols; ++x) {
+                    const int value = (x / 16 * step + (x + y) % (step + 1)) * (range / 2);
+                    if (type == CV_8UC1)
+                        guide.at<uchar>(y, x) = static_cast<uchar>(value);
+                    else
+                        guide.at<ushort>(y, x) = static_cast<ushort>(value);
+                }
+            }
+            for (int sampling : {8, 16, 24}) expectFiltered(randomPlane(70, 130, CV_16UC1, 6), guide, sampling, range);
+        }
+    }
+}
+
+TEST(BilateralFilterTest, PlanesWithFewDepthsInACellAreFilteredLikeOthers) {
+    for (int type : {CV_8UC1, CV_16UC1}) {
+        const double top = type == CV_8UC1 ? 255 : 65535;
+        for (int cols : {9, 16, 23, 31, 299}) {
+            const cv::Mat plane = scene(61, cols, type, 0.01);
+            for (int guideType : {CV_8UC1, CV_16UC1, CV_32FC1}) {
+                cv::Mat guide;
+                scene(61, cols, CV_16UC1, 0.03).convertTo(guide, guideType, guideType == CV_8UC1 ? 1 / 257.0 : 1);
+                const double guideTop = guideType == CV_8UC1 ? 255 : 65535;
+                for (int sampling : {8, 10, 16, 20, 64})
+                    for (double range : {0.4, 0.1, 0.03}) {
+                        expectFiltered(plane, guide, sampling, static_cast<int>(range * guideTop));
+                        expectFiltered(plane, plane, sampling, static_cast<int>(range * top));
+                    }
+            }
+        }
+    }
+}
+
 TEST(BilateralFilterTest, AGuideMayBeOfAnyDepth) {
     const cv::Mat plane = scene(50, 61, CV_16UC1, 0.1);
     for (int depth : {CV_8S, CV_16S, CV_32S, CV_32F, CV_64F})

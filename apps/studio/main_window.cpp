@@ -63,6 +63,7 @@ MainWindow::MainWindow()
     setWindowTitle(tr("Kestrova Studio"));
     setAcceptDrops(true);
     setDockNestingEnabled(true);
+    m_lister.setMaxThreadCount(1);
     makeCentre();
     makePanels();
     makeStatusBar();
@@ -74,6 +75,7 @@ MainWindow::MainWindow()
 }
 
 MainWindow::~MainWindow() {
+    m_lister.waitForDone();
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
@@ -171,7 +173,7 @@ void MainWindow::connectSession() {
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
-        m_thumbnails->setEdited(fileName(m_session->path()), true);
+        m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {
         m_target->setCurrentIndex(target + 1);
@@ -197,7 +199,7 @@ void MainWindow::connectSession() {
             });
 }
 
-bool MainWindow::isSettled() const { return m_renderer->isSettled(); }
+bool MainWindow::isSettled() const { return m_listed == m_listings && m_renderer->isSettled(); }
 
 QString MainWindow::messageText() const { return m_messages->text(); }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QThreadPool>
 #include <memory>
 
 #include "studio/frame.h"
@@ -101,7 +102,8 @@ private:
     // main_window_files.cpp
     void openDialog();
     void openFolderDialog();
-    void listPhotographs(const QStringList& paths, const QString& current);
+    void list(const QStringList& places, const QString& opened);
+    void prefetchNext();
     void exportPhotographs(const QStringList& paths);
     void copySettings();
     void pasteSettings();
@@ -147,6 +149,9 @@ private:
     QActionGroup *m_tools, *m_filters;
     QList<QAction*> m_needPhotograph;
     Theme m_theme = Theme::dark;
+    QString m_folder;  ///< where dialogs begin
+    QThreadPool m_lister;
+    unsigned m_listings = 0, m_listed = 0;
     bool m_clippingDark = true, m_clippingBright = true;
 };
 

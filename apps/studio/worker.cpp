@@ -6,6 +6,7 @@
 
 #include "photo/file_format.h"
 #include "photo/read.h"
+#include "studio/widgets/background.h"
 
 namespace kestrova::studio {
 
@@ -63,6 +64,7 @@ void Worker::request(const Request& request) {
 }
 
 void Worker::run() {
+    standBack(Background::view);
     try {
         work();
     } catch (...) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "photo/error.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
@@ -66,6 +67,7 @@ void ExportQueue::startNext() {
 
 // On the pool's thread: touches nothing of the entry but its job and its control.
 void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
+    standBack(Background::exporting);
     const ExportJob& job = entry->job;
     entry->control.progress = [this, entry, reported = 0](double share) mutable {
         const int progress = static_cast<int>(share * kWhole);

@@ -9,17 +9,11 @@ class HeldStep {
 public:
     static constexpr int kCoarsest = 4;  ///< times the finest step
 
-    /// For frames to come. `pixels` of the photograph are in the view, `finest` of them at most to a pixel of the
-    /// screen.
+    /// `pixels` of the photograph are in the view, `finest` of them at most to a pixel of the screen.
     int stepFor(const ViewState& view, int finest, double pixels);
-    /// For a frame that somebody waits for: as fine as the one that is there where the photograph has not been read at
-    /// the coarser step, which takes longer than a few fine frames.
-    int stepNow(const ViewState& view, int finest, double pixels);
-    /// Takes note that the fine frame of a view is there.
-    void fineIsThere(const ViewState& view);
     /// Takes note of the time that a frame took. The first one of a step, for which the photograph is read, does not
     /// count.
-    void learn(int step, double milliseconds, double pixels);
+    void learn(double milliseconds, double pixels);
     /// Uses what has been learned: another step has the photograph read again, for which a slider should be at rest.
     void adapt();
 
@@ -28,8 +22,6 @@ private:
     int m_step = 0, m_finest = 1;
     bool m_isRead = false;
     int m_late = 0, m_early = 0;  ///< frames in a row
-    ViewState m_fineView;
-    int m_lateFine = 0;  ///< frames as fine as that one
     double m_nanosecondsPerPixel = 15;
 };
 

@@ -65,7 +65,7 @@ private:
     void renderAll(photo::Development& development, const Request& request);
     bool mayReadAhead();
     void readAhead(photo::Development& development, const Request& request);
-    Frame frameFor(photo::Development& development, const Request& request, bool before, bool ahead = false);
+    Frame frameFor(photo::Development& development, const Request& request, bool before);
 
     const std::string m_path;
     const Options m_options;

@@ -69,7 +69,7 @@ void Worker::readAhead(Development& development, const Request& request) {
         Request held = request;
         held.settings = std::make_shared<const photo::Settings>(settings);
         held.held = true;
-        frameFor(development, held, false, true);
+        frameFor(development, held, false);
     };
     try {
         if (!mayReadAhead()) return;
@@ -85,7 +85,7 @@ void Worker::readAhead(Development& development, const Request& request) {
     }
 }
 
-Frame Worker::frameFor(Development& development, const Request& request, bool before, bool ahead) {
+Frame Worker::frameFor(Development& development, const Request& request, bool before) {
     photo::Settings settings = before ? geometryOf(*request.settings) : *request.settings;
     if (request.view.cropping) {
         settings.crop = {};
@@ -95,10 +95,7 @@ Frame Worker::frameFor(Development& development, const Request& request, bool be
 
     const FramePlan plan(request, development.size());
     const int finest = plan.finestStep();
-    int step = finest;
-    if (request.held)
-        step = ahead ? m_heldStep.stepFor(request.view, finest, plan.pixels())
-                     : m_heldStep.stepNow(request.view, finest, plan.pixels());
+    const int step = request.held ? m_heldStep.stepFor(request.view, finest, plan.pixels()) : finest;
     const cv::Rect view = plan.viewAt(step);
     Development::Output output;
     output.profile = request.screen;
@@ -107,10 +104,9 @@ Frame Worker::frameFor(Development& development, const Request& request, bool be
     timer.start();
     const Development::Rendering rendering = development.render(view, step, output, m_control.get());
     if (request.held && !before)
-        m_heldStep.learn(step, static_cast<double>(timer.nsecsElapsed()) / 1e6,
+        m_heldStep.learn(static_cast<double>(timer.nsecsElapsed()) / 1e6,
                          static_cast<double>(rendering.pixels.total()));
 
-    if (!request.held && !before) m_heldStep.fineIsThere(request.view);
     return frameOf(request, before, plan.areaOf(view, step, rendering.pixels.size()), rendering.pixels, rendering.mask,
                    m_hasAlpha);
 }

@@ -64,6 +64,10 @@ MainWindow::MainWindow()
     setAcceptDrops(true);
     setDockNestingEnabled(true);
     m_lister.setMaxThreadCount(1);
+    m_reload.setSingleShot(true);
+    m_reload.setInterval(500);  // milliseconds: it may be written in parts
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_reload, qOverload<>(&QTimer::start));
+    connect(&m_reload, &QTimer::timeout, this, &MainWindow::reloadIfChanged);
     makeCentre();
     makePanels();
     makeStatusBar();

@@ -79,16 +79,52 @@ void MainWindow::openPhotograph(const QString& path) {
     finishGestures();
     m_messages->hide();
     m_histogram->clear();
-    m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName()));
+    m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName().simplified()));
     m_folder = QFileInfo(path).absolutePath();
     m_session->open(fileName(path));
     m_renderer->open(fileName(path), m_session->settingsPtr());
+    watch(path);
     updatePicture();
     m_strip->setCurrentPath(path);
     prefetchNext();
-    setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName()));
+    setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName().simplified()));
     m_presets->setFile(path, m_session->settings());
     enableActions();
+}
+
+namespace {
+
+std::pair<qint64, QDateTime> stateOf(const QString& path) {
+    const QFileInfo info(path);
+    return {info.size(), info.lastModified()};
+}
+
+}  // namespace
+
+/// So that a photograph which another program writes is shown as it then is.
+void MainWindow::watch(const QString& path) {
+    if (!m_watcher.files().isEmpty()) m_watcher.removePaths(m_watcher.files());
+    m_watcher.addPath(path);
+    m_fileSeen = stateOf(path);
+    m_reload.stop();
+}
+
+void MainWindow::reloadIfChanged() {
+    if (!m_session->isOpen()) return;
+    const QString path = fileName(m_session->path());
+    if (!QFileInfo::exists(path)) {
+        m_reload.start();  // what is being replaced comes back
+        return;
+    }
+    const auto now = stateOf(path);
+    if (m_watcher.files().isEmpty()) m_watcher.addPath(path);
+    if (now == m_fileSeen) return;
+    m_fileSeen = now;
+    m_thumbnails->renew(path);
+    m_renderer->open(fileName(path), m_session->settingsPtr());
+    m_presets->setFile(path, m_session->settings());
+    prefetchNext();
+    statusBar()->showMessage(tr("Another program has changed the photograph."), 5000);
 }
 
 void MainWindow::openDialog() {

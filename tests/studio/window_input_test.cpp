@@ -5,6 +5,7 @@
 #endif
 
 #include <QDockWidget>
+#include <QLabel>
 #include <QNativeGestureEvent>
 #include <QTabWidget>
 #include <QThread>
@@ -15,6 +16,8 @@
 
 #include "studio/brush_tool.h"
 #include "studio/layer_panel.h"
+#include "studio/message_bar.h"
+#include "studio/renderer.h"
 #include "studio/session.h"
 #include "studio/widgets/background.h"
 #include "studio/widgets/film_strip.h"
@@ -133,6 +136,42 @@ TEST_F(WindowTest, OfFoldersAndFilesTheLatestThatWereAskedForAreOpened) {
     open(one);
     EXPECT_EQ(window->session()->path(), one);
     EXPECT_EQ(window->strip()->model()->rowCount(), 1);
+}
+
+TEST_F(WindowTest, APhotographThatAnotherProgramReplacesIsShownAsItThenIs) {
+    const std::string path = photograph();
+    open(path);
+    window->session()->setValue(photo::slider("tint"), 0.4f);
+    settle();
+    for (int i = 0; i < 2; ++i) {  // the second time, too, and by another file of that name
+        const QImage old = picture();
+        const char* other = i == 0 ? "u76c0g_bliznaca_srgb8.png" : "dandelion_768x512.png";
+        std::filesystem::copy_file(std::string(KESTROVA_PHOTOS "/") + other, scratch / "new.png",
+                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::rename(scratch / "new.png", path);
+        EXPECT_TRUE(waitFor([&] { return window->isSettled() && picture() != old; }));
+    }
+    EXPECT_EQ(window->renderer()->photographSize(), QSize(768, 512));
+    EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+    EXPECT_EQ(window->session()->history()->count(), 1);
+}
+
+TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
+    const std::string path = photograph();
+    open(path);
+    const QImage before = picture();
+    std::filesystem::remove(path);
+    QTest::qWait(700);
+    settle();
+    EXPECT_EQ(picture(), before);
+}
+
+TEST_F(WindowTest, NamesOfFilesAreShownAsTheyAreAndInOneLine) {
+    photo::writeBytes(scratch / "two\nlines <b>bold.jpg", {0xff, 0xd8, 0xff, 1, 2, 3});
+    window->openPaths({QString::fromStdString(scratch / "two\nlines <b>bold.jpg")});
+    ASSERT_TRUE(waitFor([this] { return !window->messageText().isEmpty(); }));
+    EXPECT_EQ(window->windowTitle(), "two lines <b>bold.jpg - Kestrova Studio");
+    EXPECT_EQ(window->messages()->findChild<QLabel*>()->textFormat(), Qt::PlainText);
 }
 
 TEST_F(WindowTest, AFolderWithoutPhotographsSaysSoAndKeepsWhatIsOpen) {

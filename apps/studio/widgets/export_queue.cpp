@@ -181,8 +181,12 @@ QVariant ExportQueue::data(const QModelIndex& index, int role) const {
     const bool tip = role == Qt::ToolTipRole;
     switch (index.column()) {
         case SourceColumn:
-            return tip ? QDir::toNativeSeparators(entry.job.source) : QFileInfo(entry.job.source).fileName();
-        case TargetColumn: return QDir::toNativeSeparators(entry.job.target);
+            return tip ? QDir::toNativeSeparators(entry.job.source)
+                       : QFileInfo(entry.job.source).fileName().simplified();
+        case TargetColumn: {
+            const QString target = QDir::toNativeSeparators(entry.job.target);
+            return tip ? target : target.simplified();
+        }
         default: return tip && !entry.message.isEmpty() ? entry.message : stateText(entry);
     }
 }

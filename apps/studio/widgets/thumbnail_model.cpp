@@ -83,6 +83,14 @@ void ThumbnailModel::setEdited(const QString& path, bool edited) {
     announce(row, {EditedRole});
 }
 
+void ThumbnailModel::renew(const QString& path) {
+    const int row = rowOf(path);
+    if (row < 0) return;
+    m_images.remove(path);
+    m_entries[static_cast<std::size_t>(row)].failure.clear();
+    announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
+}
+
 int ThumbnailModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_entries.size());
 }

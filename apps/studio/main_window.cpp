@@ -63,6 +63,11 @@ MainWindow::MainWindow()
     setWindowTitle(tr("Kestrova Studio"));
     setAcceptDrops(true);
     setDockNestingEnabled(true);
+    m_lister.setMaxThreadCount(1);
+    m_reload.setSingleShot(true);
+    m_reload.setInterval(500);  // milliseconds: it may be written in parts
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_reload, qOverload<>(&QTimer::start));
+    connect(&m_reload, &QTimer::timeout, this, &MainWindow::reloadIfChanged);
     makeCentre();
     makePanels();
     makeStatusBar();
@@ -74,6 +79,7 @@ MainWindow::MainWindow()
 }
 
 MainWindow::~MainWindow() {
+    m_lister.waitForDone();
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
@@ -171,7 +177,7 @@ void MainWindow::connectSession() {
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
-        m_thumbnails->setEdited(fileName(m_session->path()), true);
+        m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {
         m_target->setCurrentIndex(target + 1);
@@ -197,7 +203,7 @@ void MainWindow::connectSession() {
             });
 }
 
-bool MainWindow::isSettled() const { return m_renderer->isSettled(); }
+bool MainWindow::isSettled() const { return m_listed == m_listings && m_renderer->isSettled(); }
 
 QString MainWindow::messageText() const { return m_messages->text(); }
 

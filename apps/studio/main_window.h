@@ -1,6 +1,10 @@
 #pragma once
 
+#include <QDateTime>
+#include <QFileSystemWatcher>
 #include <QMainWindow>
+#include <QThreadPool>
+#include <QTimer>
 #include <memory>
 
 #include "studio/frame.h"
@@ -101,7 +105,10 @@ private:
     // main_window_files.cpp
     void openDialog();
     void openFolderDialog();
-    void listPhotographs(const QStringList& paths, const QString& current);
+    void list(const QStringList& places, const QString& opened);
+    void prefetchNext();
+    void watch(const QString& path);
+    void reloadIfChanged();
     void exportPhotographs(const QStringList& paths);
     void copySettings();
     void pasteSettings();
@@ -147,6 +154,12 @@ private:
     QActionGroup *m_tools, *m_filters;
     QList<QAction*> m_needPhotograph;
     Theme m_theme = Theme::dark;
+    QString m_folder;  ///< where dialogs begin
+    QThreadPool m_lister;
+    QFileSystemWatcher m_watcher;  ///< of the open photograph
+    QTimer m_reload;
+    std::pair<qint64, QDateTime> m_fileSeen;  ///< size and time of change
+    unsigned m_listings = 0, m_listed = 0;
     bool m_clippingDark = true, m_clippingBright = true;
 };
 

@@ -16,6 +16,7 @@
 #include "studio/photo_view.h"
 #include "studio/renderer.h"
 #include "studio/session.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/export_dialog.h"
 #include "studio/widgets/film_strip.h"
 #include "studio/widgets/histogram_view.h"
@@ -28,60 +29,102 @@
 
 namespace kestrova::studio {
 
-namespace {
-
-const char* const kFolderKey = "folder";
-
-QString folderLast() { return QSettings().value(kFolderKey, QDir::homePath()).toString(); }
-
-}  // namespace
-
 void MainWindow::openPaths(const QStringList& paths) {
-    QStringList files;
-    for (const QString& path : paths) {
-        const QFileInfo info(path);
-        if (info.isDir()) {
-            const QStringList inside = ThumbnailModel::photographsIn(info.absoluteFilePath());
-            if (inside.isEmpty()) m_messages->say(tr("There are no photographs in %1.").arg(path));
-            files << inside;
-        } else {
-            files << info.absoluteFilePath();
-        }
+    if (paths.isEmpty()) return;
+    QStringList places;
+    for (const QString& path : paths) places << QFileInfo(path).absoluteFilePath();
+    const QString first = places.first();
+    const bool isFile = !QFileInfo(first).isDir();
+    if (isFile) {
+        if (m_thumbnails->rowOf(first) < 0) m_thumbnails->setPaths({first});
+        openPhotograph(first);
     }
-    if (files.isEmpty()) return;
-    const QString first = files.first();
-    if (paths.size() == 1 && files.size() == 1) {
-        files = ThumbnailModel::photographsIn(QFileInfo(first).absolutePath());
-        if (!files.contains(first)) files.prepend(first);
-    }
-    listPhotographs(files, first);
-    openPhotograph(first);
+    const bool withNeighbours = isFile && places.size() == 1;
+    list(withNeighbours ? QStringList{QFileInfo(first).absolutePath()} : places, isFile ? first : QString());
 }
 
-void MainWindow::listPhotographs(const QStringList& paths, const QString& current) {
-    m_thumbnails->setPaths(paths);
-    for (const QString& path : paths)
-        if (QFileInfo::exists(fileName(photo::Settings::sidecarOf(fileName(path)))))
-            m_thumbnails->setEdited(path, true);
-    m_strip->setCurrentPath(current);
+/// Finds the photographs of files and folders, in the background: folders may be large, or far away. Opens the first
+/// one unless `opened` already is. The newest list wins.
+void MainWindow::list(const QStringList& places, const QString& opened) {
+    m_lister.start([this, places, opened, listing = ++m_listings] {
+        standBack(Background::view);
+        QStringList found, empty;
+        for (const QString& place : places) {
+            const bool isFolder = QFileInfo(place).isDir();
+            const QStringList inside = isFolder ? ThumbnailModel::photographsIn(place) : QStringList{place};
+            if (inside.isEmpty()) empty << place;
+            found << inside;
+        }
+        if (!opened.isEmpty() && !found.contains(opened)) found.prepend(opened);
+        QMetaObject::invokeMethod(this, [this, found, empty, opened, listing] {
+            if (listing != m_listings) return;
+            m_listed = listing;
+            for (const QString& folder : empty) m_messages->say(tr("There are no photographs in %1.").arg(folder));
+            if (found.isEmpty()) return;
+            m_thumbnails->setPaths(found);
+            if (opened.isEmpty()) openPhotograph(found.first());
+            m_strip->setCurrentPath(fileName(m_session->path()));
+            prefetchNext();
+        });
+    });
+}
+
+void MainWindow::prefetchNext() {
+    const QStringList all = m_thumbnails->paths();
+    const qsizetype next = all.indexOf(fileName(m_session->path())) + 1;
+    m_renderer->prefetch(next > 0 && next < all.size() ? fileName(all[next]) : std::string());
 }
 
 void MainWindow::openPhotograph(const QString& path) {
     finishGestures();
     m_messages->hide();
     m_histogram->clear();
-    m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName()));
-    QSettings().setValue(kFolderKey, QFileInfo(path).absolutePath());
+    m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName().simplified()));
+    m_folder = QFileInfo(path).absolutePath();
     m_session->open(fileName(path));
     m_renderer->open(fileName(path), m_session->settingsPtr());
+    watch(path);
     updatePicture();
     m_strip->setCurrentPath(path);
-    const QStringList all = m_thumbnails->paths();
-    const qsizetype next = all.indexOf(path) + 1;
-    m_renderer->prefetch(next > 0 && next < all.size() ? fileName(all[next]) : std::string());
-    setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName()));
+    prefetchNext();
+    setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName().simplified()));
     m_presets->setFile(path, m_session->settings());
     enableActions();
+}
+
+namespace {
+
+std::pair<qint64, QDateTime> stateOf(const QString& path) {
+    const QFileInfo info(path);
+    return {info.size(), info.lastModified()};
+}
+
+}  // namespace
+
+/// So that a photograph which another program writes is shown as it then is.
+void MainWindow::watch(const QString& path) {
+    if (!m_watcher.files().isEmpty()) m_watcher.removePaths(m_watcher.files());
+    m_watcher.addPath(path);
+    m_fileSeen = stateOf(path);
+    m_reload.stop();
+}
+
+void MainWindow::reloadIfChanged() {
+    if (!m_session->isOpen()) return;
+    const QString path = fileName(m_session->path());
+    if (!QFileInfo::exists(path)) {
+        m_reload.start();  // what is being replaced comes back
+        return;
+    }
+    const auto now = stateOf(path);
+    if (m_watcher.files().isEmpty()) m_watcher.addPath(path);
+    if (now == m_fileSeen) return;
+    m_fileSeen = now;
+    m_thumbnails->renew(path);
+    m_renderer->open(fileName(path), m_session->settingsPtr());
+    m_presets->setFile(path, m_session->settings());
+    prefetchNext();
+    statusBar()->showMessage(tr("Another program has changed the photograph."), 5000);
 }
 
 void MainWindow::openDialog() {
@@ -90,12 +133,12 @@ void MainWindow::openDialog() {
                                "exr", "nef",  "cr2", "cr3", "arw",  "dng",  "raf",  "orf",  "rw2",  "pef"})
         if (photo::hasPhotographName(std::string("a.") + ending)) patterns << QStringLiteral("*.") + ending;
     const QStringList paths = QFileDialog::getOpenFileNames(
-        this, tr("Open photographs"), folderLast(), tr("Photographs (%1);;All files (*)").arg(patterns.join(' ')));
+        this, tr("Open photographs"), m_folder, tr("Photographs (%1);;All files (*)").arg(patterns.join(' ')));
     if (!paths.isEmpty()) openPaths(paths);
 }
 
 void MainWindow::openFolderDialog() {
-    const QString folder = QFileDialog::getExistingDirectory(this, tr("Open a folder"), folderLast());
+    const QString folder = QFileDialog::getExistingDirectory(this, tr("Open a folder"), m_folder);
     if (!folder.isEmpty()) openPaths({folder});
 }
 
@@ -138,7 +181,7 @@ void MainWindow::pasteSettings() {
 }
 
 void MainWindow::chooseScreenProfile() {
-    const QString path = QFileDialog::getOpenFileName(this, tr("Profile of the screen"), folderLast(),
+    const QString path = QFileDialog::getOpenFileName(this, tr("Profile of the screen"), m_folder,
                                                       tr("ICC profiles (*.icc *.icm);;All files (*)"));
     if (path.isEmpty()) return;
     const ScreenProfile screen = ScreenProfile::find(path);

@@ -1,4 +1,5 @@
 #include <QCloseEvent>
+#include <QDir>
 #include <QDockWidget>
 #include <QMessageBox>
 #include <QSettings>
@@ -20,6 +21,7 @@ void MainWindow::restoreLayout() {
     restoreState(settings.value("window/state").toByteArray());
     m_tabs->setCurrentIndex(settings.value("window/panel", 0).toInt());
     m_exportDock->hide();
+    m_folder = settings.value("folder", QDir::homePath()).toString();
     const QColor colour(settings.value("maskColour").toString());
     if (colour.isValid()) m_layers->setMaskColour(colour);
     const ScreenProfile screen = ScreenProfile::find(settings.value("screenProfile").toString());
@@ -48,6 +50,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     settings.setValue("window/geometry", saveGeometry());
     settings.setValue("window/state", saveState());
     settings.setValue("window/panel", m_tabs->currentIndex());
+    settings.setValue("folder", m_folder);
     settings.setValue("maskColour", m_layers->maskColour().name());
     m_session->close();
     m_renderer->close();

@@ -12,6 +12,7 @@ MessageBar::MessageBar(QWidget* parent) : QFrame(parent), m_label(new QLabel) {
     setBackgroundRole(QPalette::ToolTipBase);
     setForegroundRole(QPalette::ToolTipText);
     m_label->setForegroundRole(QPalette::ToolTipText);
+    m_label->setTextFormat(Qt::PlainText);  // names of files may look like markup
     m_label->setWordWrap(true);
     m_label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     auto* close = new QToolButton;

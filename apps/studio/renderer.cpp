@@ -161,8 +161,8 @@ Renderer::BeforeKey Renderer::beforeKey(const Worker* worker) const {
 
 void Renderer::submit(bool held) {
     m_settled = false;
+    if (m_view.area.isEmpty()) return;
     Worker* worker = isPrepared() ? m_full : m_preview && m_preview->isPrepared() ? m_preview : nullptr;
-    if (!worker || m_view.area.isEmpty()) return;
     Request request;
     request.generation = ++m_generation;
     request.settings = m_settings;
@@ -170,6 +170,8 @@ void Renderer::submit(bool held) {
     request.view = m_view;
     request.held = held;
     request.screen = m_screen;
+    if (m_full && !isPrepared()) m_full->request(request);
+    if (!worker) return;
     if (m_view.before) {
         const BeforeKey key = beforeKey(worker);
         if (m_beforeShown && *m_beforeShown == key)

@@ -3,9 +3,11 @@
 #include <QMutexLocker>
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "photo/file_format.h"
 #include "photo/read.h"
+#include "studio/widgets/background.h"
 
 namespace kestrova::studio {
 
@@ -63,6 +65,7 @@ void Worker::request(const Request& request) {
 }
 
 void Worker::run() {
+    standBack(Background::view);
     try {
         work();
     } catch (...) {
@@ -146,7 +149,13 @@ void Worker::prepare(Development& development) {
         report(kReading + (1 - kReading) * share);
     };
     development.render({0, 0, 1, 1}, 1, {}, m_control.get());
+    if (const std::optional<Request> request = takeRequest()) readHeld(development, *request);
     report(1);
+}
+
+std::optional<Request> Worker::takeRequest() {
+    const QMutexLocker lock(&m_mutex);
+    return std::exchange(m_pending, {});
 }
 
 bool Worker::waitForRequest(Request& request) {

@@ -38,7 +38,8 @@ public:
     bool isPrepared() const { return m_isPrepared; }
     QSize size() const { return m_size; }  ///< of the photograph; empty until it is loaded
 
-    /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown.
+    /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown. Of a photograph that is not
+    /// prepared yet nothing is rendered: the preparation reads what held frames of this view need.
     void request(const Request& request);
     /// Ends reading, preparation or rendering. What was not prepared then fails with kind cancelled.
     void cancel();
@@ -62,9 +63,11 @@ private:
     void sayWhatFailed();
     void prepare(photo::Development& development);
     bool waitForRequest(Request& request);
+    std::optional<Request> takeRequest();
     void renderAll(photo::Development& development, const Request& request);
     bool mayReadAhead();
     void readAhead(photo::Development& development, const Request& request);
+    void readHeld(photo::Development& development, const Request& request);
     Frame frameFor(photo::Development& development, const Request& request, bool before);
 
     const std::string m_path;

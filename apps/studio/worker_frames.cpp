@@ -62,27 +62,32 @@ bool Worker::mayReadAhead() {
 /// Reads what held frames need, then what the first move of the slowest sliders and the first stroke need besides.
 void Worker::readAhead(Development& development, const Request& request) {
     m_heldStep.adapt();
-    photo::Settings settings = *request.settings;
-    float& any = settings.light.brightness;  // settings that ask for nothing need nothing
-    any += any > 0 ? -0.01f : 0.01f;
-    const auto read = [&] {
-        Request held = request;
-        held.settings = std::make_shared<const photo::Settings>(settings);
-        held.held = true;
-        frameFor(development, held, false);
-    };
     try {
         if (!mayReadAhead()) return;
-        read();
+        readHeld(development, request);
         const HeldStep learned = m_heldStep;
+        photo::Settings settings = *request.settings;
         if (settings.noise.colour == 0) settings.noise.colour = 0.01f;
         if (settings.layers.empty()) settings.layers.resize(1);
         settings.layers[0].adjustments.light.shadows +=
             settings.layers[0].adjustments.light.shadows > 0 ? -0.01f : 0.01f;
-        if (mayReadAhead()) read();
+        Request slowest = request;
+        slowest.settings = std::make_shared<const photo::Settings>(settings);
+        if (mayReadAhead()) readHeld(development, slowest);
         m_heldStep = learned;
     } catch (const std::exception&) {  // cancelled; what is wrong is said when somebody waits
     }
+}
+
+/// Reads what held frames need.
+void Worker::readHeld(Development& development, const Request& request) {
+    photo::Settings settings = *request.settings;
+    float& any = settings.light.brightness;  // settings that ask for nothing need nothing
+    any += any > 0 ? -0.01f : 0.01f;
+    Request held = request;
+    held.settings = std::make_shared<const photo::Settings>(settings);
+    held.held = true;
+    frameFor(development, held, false);
 }
 
 Frame Worker::frameFor(Development& development, const Request& request, bool before) {

@@ -81,6 +81,13 @@ TEST_F(RendererTest, ShowsWhatADevelopmentRendersAtOneToOne) {
     EXPECT_TRUE(sameImage(after->image, rendered(path, session.settings(), {40, 60, 300, 200}, 1)));
 }
 
+TEST_F(RendererTest, APreparedPhotographIsReadyForASlider) {
+    bool isRead = false;
+    QObject::connect(&renderer, &Renderer::prepared, [&] { isRead = renderer.m_full->m_heldStep.m_isRead; });
+    open(photograph("dandelion_5312x2988.jpg"));
+    EXPECT_TRUE(isRead) << "at the step of the frames that follow it";
+}
+
 TEST_F(RendererTest, ShowsColoursInTheProfileOfTheScreen) {
     const std::string path = photograph();
     open(path);

@@ -1,13 +1,26 @@
 #include <gtest/gtest.h>
 
+#ifdef __linux__
+#include <sys/resource.h>
+#endif
+
 #include <QDockWidget>
+#include <QLabel>
 #include <QNativeGestureEvent>
 #include <QTabWidget>
+#include <QThread>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "studio/brush_tool.h"
 #include "studio/layer_panel.h"
+#include "studio/message_bar.h"
+#include "studio/renderer.h"
 #include "studio/session.h"
+#include "studio/widgets/background.h"
+#include "studio/widgets/film_strip.h"
 #include "studio/widgets/histogram_view.h"
 #include "studio/widgets/preset_strip.h"
 #include "studio/widgets/tile_delegate.h"
@@ -99,6 +112,79 @@ TEST_F(WindowTest, PresetsHavePicturesAndReplaceTheAdjustmentsInOneStep) {
     EXPECT_EQ(window->session()->history()->count(), 1);
 }
 
+TEST_F(WindowTest, TheStripMarksAPhotographForAsLongAsItIsEdited) {
+    open(photograph());
+    const auto isMarked = [&] { return window->strip()->model()->index(0, 0).data(EditedRole).toBool(); };
+    EXPECT_FALSE(isMarked());
+    window->session()->setValue(photo::slider("tint"), 0.4f);
+    EXPECT_TRUE(isMarked());
+    window->session()->undo();
+    EXPECT_FALSE(isMarked());
+    window->session()->redo();
+    EXPECT_TRUE(isMarked());
+    action("Reset all")->trigger();
+    EXPECT_FALSE(isMarked());
+}
+
+TEST_F(WindowTest, OfFoldersAndFilesTheLatestThatWereAskedForAreOpened) {
+    std::filesystem::create_directory(scratch / "many");
+    const std::string one = photograph("u76c0g_bliznaca_srgb8.png");
+    for (int i = 0; i < 300; ++i)
+        photo::writeBytes(scratch / ("many/" + std::to_string(i) + ".jpg"), {0xff, 0xd8, 0xff});
+    window->openPaths({QString::fromStdString(scratch / "many")});
+    EXPECT_FALSE(window->session()->isOpen()) << "the folder is read in the background";
+    open(one);
+    EXPECT_EQ(window->session()->path(), one);
+    EXPECT_EQ(window->strip()->model()->rowCount(), 1);
+}
+
+TEST_F(WindowTest, APhotographThatAnotherProgramReplacesIsShownAsItThenIs) {
+    const std::string path = photograph();
+    open(path);
+    window->session()->setValue(photo::slider("tint"), 0.4f);
+    settle();
+    for (int i = 0; i < 2; ++i) {  // the second time, too, and by another file of that name
+        const QImage old = picture();
+        const char* other = i == 0 ? "u76c0g_bliznaca_srgb8.png" : "dandelion_768x512.png";
+        std::filesystem::copy_file(std::string(KESTROVA_PHOTOS "/") + other, scratch / "new.png",
+                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::rename(scratch / "new.png", path);
+        EXPECT_TRUE(waitFor([&] { return window->isSettled() && picture() != old; }));
+    }
+    EXPECT_EQ(window->renderer()->photographSize(), QSize(768, 512));
+    EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+    EXPECT_EQ(window->session()->history()->count(), 1);
+}
+
+TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
+    const std::string path = photograph();
+    open(path);
+    const QImage before = picture();
+    std::filesystem::remove(path);
+    QTest::qWait(700);
+    settle();
+    EXPECT_EQ(picture(), before);
+}
+
+TEST_F(WindowTest, NamesOfFilesAreShownAsTheyAreAndInOneLine) {
+    photo::writeBytes(scratch / "two\nlines <b>bold.jpg", {0xff, 0xd8, 0xff, 1, 2, 3});
+    window->openPaths({QString::fromStdString(scratch / "two\nlines <b>bold.jpg")});
+    ASSERT_TRUE(waitFor([this] { return !window->messageText().isEmpty(); }));
+    EXPECT_EQ(window->windowTitle(), "two lines <b>bold.jpg - Kestrova Studio");
+    EXPECT_EQ(window->messages()->findChild<QLabel*>()->textFormat(), Qt::PlainText);
+}
+
+TEST_F(WindowTest, AFolderWithoutPhotographsSaysSoAndKeepsWhatIsOpen) {
+    const std::string path = photograph();
+    open(path);
+    std::filesystem::create_directory(scratch / "empty");
+    window->openPaths({QString::fromStdString(scratch / "empty")});
+    settle();
+    EXPECT_TRUE(window->messageText().contains("empty"));
+    EXPECT_EQ(window->session()->path(), path);
+    EXPECT_EQ(window->strip()->model()->rowCount(), 1);
+}
+
 TEST_F(WindowTest, TheMaskIsShownInTheColourOfChoice) {
     open(photograph());
     window->session()->addLayer();
@@ -124,6 +210,31 @@ TEST_F(WindowTest, ItsLayoutThemeAndMaskColourAreRemembered) {
     EXPECT_EQ(window->layers()->maskColour(), QColor(Qt::green));
     EXPECT_TRUE(window->findChild<QDockWidget*>("strip")->isHidden());
 }
+
+#ifdef __linux__
+TEST_F(WindowTest, AWorkerAndItsTeamStandBackBehindTheWindow) {
+    const auto niceness = [](const std::filesystem::path& task) {
+        std::ifstream file(task / "stat");
+        const std::string stat{std::istreambuf_iterator<char>(file), {}};
+        std::istringstream fields(stat.substr(stat.rfind(')') + 2));
+        std::string word;
+        for (int i = 0; i < 17; ++i) fields >> word;
+        return std::stoi(word);
+    };
+    open(photograph());
+    const int own = niceness("/proc/thread-self");
+    EXPECT_EQ(own, getpriority(PRIO_PROCESS, 0));
+    int others = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::ifstream(task.path() / "comm") >> name;
+        if (name.rfind("kestrova::", 0) != 0) continue;  // the name of its class, which its team inherits
+        EXPECT_EQ(niceness(task.path()), own + static_cast<int>(Background::view));
+        ++others;
+    }
+    EXPECT_GE(others, QThread::idealThreadCount());
+}
+#endif
 
 }  // namespace
 }  // namespace kestrova::studio

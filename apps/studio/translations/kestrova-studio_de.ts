@@ -1204,6 +1204,10 @@
         <translation>&lt;b&gt;Kestrova Studio %1&lt;/b&gt;&lt;p&gt;Entwickelt Fotos und lässt sie, wie sie sind: Was mit ihnen geschieht, wird neben ihnen gespeichert.&lt;/p&gt;</translation>
     </message>
     <message>
+        <source>Another program has changed the photograph.</source>
+        <translation>Ein anderes Programm hat das Foto geändert.</translation>
+    </message>
+    <message>
         <source>There are no photographs in %1.</source>
         <translation>In %1 sind keine Fotos.</translation>
     </message>

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "photo/error.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
@@ -66,6 +67,7 @@ void ExportQueue::startNext() {
 
 // On the pool's thread: touches nothing of the entry but its job and its control.
 void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
+    standBack(Background::exporting);
     const ExportJob& job = entry->job;
     entry->control.progress = [this, entry, reported = 0](double share) mutable {
         const int progress = static_cast<int>(share * kWhole);
@@ -179,8 +181,12 @@ QVariant ExportQueue::data(const QModelIndex& index, int role) const {
     const bool tip = role == Qt::ToolTipRole;
     switch (index.column()) {
         case SourceColumn:
-            return tip ? QDir::toNativeSeparators(entry.job.source) : QFileInfo(entry.job.source).fileName();
-        case TargetColumn: return QDir::toNativeSeparators(entry.job.target);
+            return tip ? QDir::toNativeSeparators(entry.job.source)
+                       : QFileInfo(entry.job.source).fileName().simplified();
+        case TargetColumn: {
+            const QString target = QDir::toNativeSeparators(entry.job.target);
+            return tip ? target : target.simplified();
+        }
         default: return tip && !entry.message.isEmpty() ? entry.message : stateText(entry);
     }
 }

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "studio/widgets/background.h"
+
 namespace kestrova::studio {
 
 namespace {
@@ -63,6 +65,7 @@ void HistogramView::countNext() {
     if (m_next.isNull()) return;
     m_counting = true;
     m_pool.start([this, image = std::exchange(m_next, {}), generation = m_generation] {
+        standBack(Background::tiles);
         const Histogram histogram = Histogram::of(image);
         QMetaObject::invokeMethod(this, [this, histogram, generation] {
             m_counting = false;

@@ -6,6 +6,7 @@
 
 #include "photo/development.h"
 #include "photo/read.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/tile_delegate.h"
 
@@ -98,6 +99,7 @@ void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Set
 void PresetStrip::setFile(const QString& path, const photo::Settings& settings) {
     clearPictures();
     m_pool.start([this, path, settings, work = m_work] {
+        standBack(Background::tiles);
         photo::ReadOptions options;
         options.cancel = work->flag();
         options.threads = 1;  // the view needs the others
@@ -110,6 +112,7 @@ void PresetStrip::setFile(const QString& path, const photo::Settings& settings) 
 
 /// On the pool's thread.
 void PresetStrip::render(const photo::Photograph& small, const photo::Settings& settings, const Work& work) {
+    standBack(Background::tiles);
     const auto show = [&](int row, const QImage& image) {
         QMetaObject::invokeMethod(this, [this, work, row, image] {
             if (work != m_work) return;

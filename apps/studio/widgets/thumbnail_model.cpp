@@ -8,6 +8,7 @@
 #include "photo/error.h"
 #include "photo/file_format.h"
 #include "photo/settings.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/tile_delegate.h"
 
@@ -18,8 +19,15 @@ namespace {
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
 constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
-bool hasSettings(const QString& path) {
-    return QFileInfo::exists(fileName(photo::Settings::sidecarOf(fileName(path))));
+/// Whether a sidecar asks for a change, as one that cannot be read may do.
+bool isEdited(const QString& path) {
+    const std::string sidecar = photo::Settings::sidecarOf(fileName(path));
+    if (!QFileInfo::exists(fileName(sidecar))) return false;
+    try {
+        return photo::Settings::load(sidecar) != photo::Settings();
+    } catch (const photo::Error&) {
+        return true;
+    }
 }
 
 }  // namespace
@@ -75,6 +83,14 @@ void ThumbnailModel::setEdited(const QString& path, bool edited) {
     announce(row, {EditedRole});
 }
 
+void ThumbnailModel::renew(const QString& path) {
+    const int row = rowOf(path);
+    if (row < 0) return;
+    m_images.remove(path);
+    m_entries[static_cast<std::size_t>(row)].failure.clear();
+    announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
+}
+
 int ThumbnailModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(m_entries.size());
 }
@@ -110,7 +126,8 @@ void ThumbnailModel::makeNext() {
     if (!m_making.isEmpty() || m_asked.isEmpty()) return;
     m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
-        Result result{path, m_cache.find(path), {}, hasSettings(path)};
+        standBack(Background::tiles);
+        Result result{path, m_cache.find(path), {}, isEdited(path)};
         try {
             if (result.image.isNull()) {
                 result.image = makeThumbnail(path, kLongEdge, &m_cancel);

@@ -32,6 +32,8 @@ public:
     /// The row of a path, -1 without.
     int rowOf(const QString& path) const;
     void setEdited(const QString& path, bool edited);
+    /// Makes the thumbnail anew: the file has changed.
+    void renew(const QString& path);
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;

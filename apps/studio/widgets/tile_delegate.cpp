@@ -80,7 +80,7 @@ void TileDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, 
     const QRectF line(tile.left() + 2, field.bottom() + 2, tile.width() - 4, tile.bottom() - field.bottom() - 4);
     painter->setPen(palette.color(failed ? QPalette::Disabled : QPalette::Active, QPalette::Text));
     QFont font = option.font;
-    const QString name = index.data().toString();
+    const QString name = index.data().toString().simplified();  // names of files may have several lines
     if (option.fontMetrics.horizontalAdvance(name) > line.width()) font.setPointSizeF(kSmallFont * font.pointSizeF());
     painter->setFont(font);
     painter->drawText(line, Qt::AlignCenter,

@@ -176,16 +176,22 @@ TEST_F(Thumbnails, CancelWhenTheModelGoes) {
     get(model, 0, Qt::DecorationRole);
 }
 
-TEST_F(Thumbnails, MarkThePhotographsWithSettings) {
-    const QString edited = make("a.png"), plain = make("b.png");
-    photo::Settings().save(photo::Settings::sidecarOf(fileName(edited)));
+TEST_F(Thumbnails, MarkThePhotographsWhoseSettingsChangeThem) {
+    const QString edited = make("a.png"), plain = make("b.png"), undone = make("c.png"), unreadable = make("d.png");
+    const auto sidecarOf = [](const QString& photograph) { return photo::Settings::sidecarOf(fileName(photograph)); };
+    photo::Settings settings;
+    settings.light.contrast = 0.1f;
+    settings.save(sidecarOf(edited));
+    photo::Settings().save(sidecarOf(undone));
+    photo::writeBytes(sidecarOf(unreadable), {'{'});
     ThumbnailModel model(cache(), nullptr);
-    model.setPaths({edited, plain, edited});
-    EXPECT_EQ(model.rowCount(), 2);
-    EXPECT_FALSE(imageOf(model, 0).isNull());
-    EXPECT_FALSE(imageOf(model, 1).isNull());
+    model.setPaths({edited, plain, undone, unreadable, edited});
+    EXPECT_EQ(model.rowCount(), 4);
+    for (int row = 0; row < 4; ++row) EXPECT_FALSE(imageOf(model, row).isNull());
     EXPECT_TRUE(get(model, 0, EditedRole).toBool());
     EXPECT_FALSE(get(model, 1, EditedRole).toBool());
+    EXPECT_FALSE(get(model, 2, EditedRole).toBool());
+    EXPECT_TRUE(get(model, 3, EditedRole).toBool());
     model.setEdited(plain, true);
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
 }

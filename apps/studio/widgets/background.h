@@ -1,0 +1,17 @@
+#pragma once
+
+namespace kestrova::studio {
+
+/// How far a thread stands back behind the window's, in steps of niceness. A step costs a tenth of the time that a
+/// processor gives beside others that want it, and nothing where none does.
+enum class Background {
+    view = 2,       ///< what the view waits for: not starved by another busy process
+    exporting = 5,  ///< what may take a while
+    tiles = 10      ///< thumbnails, previews and the histogram
+};
+
+/// Lets the calling thread, and those that it starts from now on, stand back so that the window answers while they keep
+/// every processor busy. Where the system knows no such thing, nothing happens.
+void standBack(Background place);
+
+}  // namespace kestrova::studio

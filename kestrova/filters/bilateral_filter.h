@@ -38,7 +38,8 @@ public:
     /// Smooths a plane in place along the edges of a guide. True when done; false as soon as `progress` answers false
     /// to one of the steps 0 to 4 of 4. `inOut` is written between steps 3 and 4 only.
     /// @param edge the guide: a plane of the same size and one channel of any depth, with values within +-2^31. An
-    /// empty one makes `inOut` its own guide. Pixels whose guide is NaN come out 0.
+    /// empty one makes `inOut` its own guide. Pixels whose guide is NaN come out 0. Depths in the grid are floats:
+    /// 32-bit integers and floats that lie far from 0 for their span, as 10^9 + 1 for a span of 10, get wrong ones.
     /// @param inOut CV_8UC1 or CV_16UC1
     /// @param sampling pixels per cell in x and y, 2 or more; the spatial sigma is 0.85 of it. 8 to 64 is usual.
     /// @param range guide levels per cell, 1 or more; the sigma among values is 0.85 of it. Some 5 to 20 percent of the
@@ -94,6 +95,8 @@ private:
     /// Reads the pixels back; `guide` may be `plane`, but does not overlap it across rows.
     template <class Pixel>
     void readBack(cv::Mat& plane, const cv::Mat& guide) const;
+    /// The deepest cell that a pixel falls into; a grid of the largest size is overrun on purpose.
+    int mostDepth() const { return m_gridZ < kMaxCellsZ ? m_gridZ - m_padZ - 1 : 255; }
     /// A cell of the weights.
     float* gridPtr(int x, int y, int z);
     /// A cell of the values.

@@ -359,7 +359,7 @@ void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const bool exact = largestSum <= kExactSums && !overrun;
     const int pad = m_padXY + 1;
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const GuideDepths depths(guide, alpha, beta);
+    const GuideDepths depths(guide, alpha, beta, mostDepth());
     Cells cells{gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, exact, overrun, {}};
     for (int z = 0; z < m_gridZ; ++z) cells.lastValues[z] = static_cast<ushort>(depths.lastValue(z));
 

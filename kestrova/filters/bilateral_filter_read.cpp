@@ -43,11 +43,11 @@ constexpr int kCorner = 8;
 constexpr int kBlock = 256;
 
 /// Splits positions along z into the nearest cell, whose corners are found from those of the column, and what is left,
-/// within a half.
-KESTROVA_KERNEL void splitDepths(const float* __restrict depths, const int* __restrict columns, int n,
+/// within a half. No cell lies deeper than `most`.
+KESTROVA_KERNEL void splitDepths(const float* __restrict depths, int most, const int* __restrict columns, int n,
                                  int* __restrict corners, float* __restrict fractions) noexcept {
     for (int x = 0; x < n; ++x) {
-        const int nearest = roundClamped(depths[x], 255);
+        const int nearest = roundClamped(depths[x], most);
         corners[x] = columns[x] + kCorner * nearest;
         fractions[x] = depths[x] - static_cast<float>(nearest);
     }
@@ -129,6 +129,7 @@ int inWholeVectors(int n) { return (n + kPixelsAtOnce - 1) / kPixelsAtOnce * kPi
 struct Values {
     const float* values;
     int gridW, gridH, gridZ;
+    int mostDepth;
     int pad;
     int sampling;  ///< pixels per cell
 
@@ -188,7 +189,7 @@ private:
         const auto first = static_cast<std::size_t>(x);
         const int whole = inWholeVectors(n);
         m_depths.exact(y, x, n, depths);
-        splitDepths(depths, &m_columns.corners[first], n, at, fz);
+        splitDepths(depths, m_grid.mostDepth, &m_columns.corners[first], n, at, fz);
         std::fill(at + n, at + whole, 0);
         std::fill(fz + n, fz + whole, 0.0f);
         interpolate(m_corners.data() + m_columns.firstCorners[first / kBlock], at, &m_columns.fractions[first], fy, fz,
@@ -217,7 +218,7 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
 template <class Pixel>
 void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const double alpha = 1.0 / m_range, beta = m_padZ + 0.5 - m_min * alpha;
-    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, m_padXY, m_sampling};
+    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, mostDepth(), m_padXY, m_sampling};
     const Columns columns(grid, m_width);
     const GuideDepths depths(guide, alpha, beta);
     const auto makeReader = [&] { return RowReader<Pixel>(grid, columns, depths, m_width); };

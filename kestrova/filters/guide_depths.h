@@ -11,8 +11,10 @@ namespace kestrova::filters {
 /// by 1 where that crosses the middle between two. Internal.
 class GuideDepths {
 public:
-    /// `guide`: one channel of any depth.
-    GuideDepths(const cv::Mat& guide, double alpha, double beta) : m_guide(guide), m_alpha(alpha), m_beta(beta) {}
+    /// `guide`: one channel of any depth. Where a float cannot hold product and sum well enough (large integers, or
+    /// floats far from 0 for their span) depths are wrong, but as bytes no larger than `most`.
+    GuideDepths(const cv::Mat& guide, double alpha, double beta, int most = 255)
+        : m_guide(guide), m_alpha(alpha), m_beta(beta), m_most(most) {}
 
     /// Of `n` pixels of row `y` from column `x` on, rounded to nearest, ties to even, and clamped to a byte.
     void nearest(int y, int x, int n, uchar* depths) const noexcept;
@@ -26,6 +28,7 @@ public:
 private:
     cv::Mat m_guide;
     double m_alpha, m_beta;
+    int m_most;
 };
 
 }  // namespace kestrova::filters

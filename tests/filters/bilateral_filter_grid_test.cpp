@@ -279,6 +279,17 @@ TEST(BilateralFilterTest, GuideValuesThatAreNotNumbersDoNoHarm) {
     EXPECT_TRUE(samePixels(plane, inOut));
 }
 
+TEST(BilateralFilterTest, GuideValuesThatFloatsCannotTellApartStayInTheGrid) {
+    for (int depth : {CV_32S, CV_32F, CV_64F}) {
+        BilateralFilter filter;
+        for (const cv::Size& size : {cv::Size(34, 19), cv::Size(80, 50)}) {  // new grids check the ends of the old ones
+            const cv::Mat guide(size, CV_MAKETYPE(depth, 1), cv::Scalar(1617000001));
+            cv::Mat plane(size, CV_16UC1, cv::Scalar(1000));
+            EXPECT_NO_THROW(filter.proc(guide, plane, 13, 3, nullptr));
+        }
+    }
+}
+
 TEST(BilateralFilterTest, AConstantGuideUsesOneLayer) {
     const cv::Mat plane = scene(45, 70, CV_8UC1, 0.2), guide(45, 70, CV_16UC1, cv::Scalar(40000));
     BilateralFilter filter;

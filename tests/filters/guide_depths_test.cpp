@@ -101,6 +101,21 @@ TEST(GuideDepths, OfAPartOfARowAreThoseOfTheRow) {
     }
 }
 
+TEST(GuideDepths, AsBytesStayWithinTheLargestWhereFloatsCannotHoldThem) {
+    for (int depth : {CV_32S, CV_32F, CV_64F}) {
+        const double value = 1617000001;
+        const cv::Mat guide(3, 70, CV_MAKETYPE(depth, 1), cv::Scalar(value));
+        for (int most : {4, 255}) {
+            const GuideDepths depths(guide, 1.0 / 3, 40 - value / 3, most);
+            for (int y = 0; y < guide.rows; ++y) {
+                uchar row[70];
+                depths.nearest(y, 0, guide.cols, row);
+                for (uchar byte : row) EXPECT_LE(byte, most);
+            }
+        }
+    }
+}
+
 TEST(GuideDepths, OfNaNAreTheByteZero) {
     const cv::Mat guide(1, 3, CV_32FC1, cv::Scalar(std::nan("")));
     EXPECT_EQ(cv::countNonZero(nearestDepths(guide, 1, 2)), 0);

@@ -181,7 +181,7 @@ bench: ## Measure every operation beside a plain copy; BENCH=regex chooses
 	$(build_bench)
 	@$(KESTROVA_BENCH) --benchmark_filter='$(or $(BENCH),.*)' --benchmark_counters_tabular=true
 
-bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses
+bench-busy: ## The same beside a busy process on every core: with all threads never slower than with one; BENCH=regex chooses, by default all but the peers
 	$(build_bench)
 	@$(KESTROVA_BENCH) --beside_busy_processes='$(or $(BENCH),^(?!.*(cv::|ximgproc|OpenColorIO|opencv|the same with)).*)'
 

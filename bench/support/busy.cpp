@@ -13,13 +13,16 @@
 #include <regex>
 
 BusyProcesses::BusyProcesses() {
-    for (int i = 0; i < omp_get_num_procs(); ++i) {
+    cpu_set_t allowed;
+    sched_getaffinity(0, sizeof allowed, &allowed);
+    for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
+        if (!CPU_ISSET(processor, &allowed)) continue;
         const pid_t process = fork();
         if (process == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             cpu_set_t own;
             CPU_ZERO(&own);
-            CPU_SET(i, &own);
+            CPU_SET(processor, &own);
             sched_setaffinity(0, sizeof own, &own);
             for (volatile unsigned n = 0;;) n = n + 1;
         }

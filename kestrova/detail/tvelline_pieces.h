@@ -8,8 +8,8 @@
 #include "kestrova/rows/prefetch.h"
 
 // Rows in short pieces. What a kernel writes into a piece is still in the nearest cache when the next kernel reads it,
-// and the memory of the piece that follows is asked for meanwhile: the processor itself looks no further ahead than the
-// end of a page, which is about that of a row. Internal.
+// and the memory of the piece that follows is asked for meanwhile: the processor's own look-ahead ends with the page.
+// Internal.
 
 namespace kestrova::detail {
 
@@ -31,7 +31,8 @@ private:
     std::size_t bytesOf(const cv::Mat& plane) const noexcept { return static_cast<std::size_t>(n) * plane.elemSize(); }
 };
 
-/// Calls `work(piece, next)` for the pieces of rows `first` to `end` - 1, with the piece that follows.
+/// Calls `work(piece, next)` for the pieces of rows `first` to `end` - 1, with the piece that follows; after the last
+/// one, any.
 template <class Work>
 void forEachPiece(int first, int end, int cols, const Work& work) noexcept {
     const int pieces = cols / Piece::kMost + (cols % Piece::kMost != 0);

@@ -95,8 +95,10 @@ private:
     /// Reads the pixels back; `guide` may be `plane`, but does not overlap it across rows.
     template <class Pixel>
     void readBack(cv::Mat& plane, const cv::Mat& guide) const;
-    /// The deepest cell that a pixel falls into; a grid of the largest size is overrun on purpose.
-    int mostDepth() const { return m_gridZ < kMaxCellsZ ? m_gridZ - m_padZ - 1 : 255; }
+    /// The deepest cell that a pixel is added to; a grid of the largest size is overrun on purpose.
+    int deepestAdded() const { return m_gridZ < kMaxCellsZ ? m_gridZ - 1 : 255; }
+    /// The deepest cell that a pixel is read from, together with the next one.
+    int deepestRead() const { return m_gridZ < kMaxCellsZ ? m_gridZ - 2 : 255; }
     /// A cell of the weights.
     float* gridPtr(int x, int y, int z);
     /// A cell of the values.

@@ -62,13 +62,13 @@ constexpr int kLanes = 16;
 /// Narrower cells would leave most lanes empty.
 constexpr int kLeastColsForLanes = 8;
 
-inline Lanes load(const ushort* p) {
+[[gnu::always_inline]] inline Lanes load(const ushort* p) {
     Lanes lanes;
     std::memcpy(&lanes, p, sizeof lanes);
     return lanes;
 }
 
-inline Lanes load(const uchar* p) {
+[[gnu::always_inline]] inline Lanes load(const uchar* p) {
     uchar __attribute__((vector_size(kLanes))) bytes;
     std::memcpy(&bytes, p, sizeof bytes);
     return __builtin_convertvector(bytes, Lanes);
@@ -211,7 +211,7 @@ struct Cells {
     int sampling;            ///< pixels per cell
     bool exact;              ///< sums of a cell may be taken in any order
     bool overrun;            ///< a pixel beyond the last depth of its cell belongs to the next cell: strictly in order
-    ushort lastValues[256];  ///< of an integer guide, the largest value of each depth
+    ushort lastValues[256];  ///< the largest value of 8 or 16 bits of each depth or below; unused with other guides
 };
 
 /// Adds the pixels of bands, rows of cells, to the grids. One object serves one thread.
@@ -359,7 +359,7 @@ void BilateralFilter::splat(const cv::Mat& plane, const cv::Mat& guide) {
     const bool exact = largestSum <= kExactSums && !overrun;
     const int pad = m_padXY + 1;
     const std::ptrdiff_t rowCells = static_cast<std::ptrdiff_t>(m_gridW) * m_gridZ;
-    const GuideDepths depths(guide, alpha, beta, mostDepth());
+    const GuideDepths depths(guide, alpha, beta, deepestAdded());
     Cells cells{gridPtr(pad, pad, 0), gridDPtr(pad, pad, 0), rowCells, m_gridZ, m_sampling, exact, overrun, {}};
     for (int z = 0; z < m_gridZ; ++z) cells.lastValues[z] = static_cast<ushort>(depths.lastValue(z));
 

@@ -43,7 +43,7 @@ constexpr int kCorner = 8;
 constexpr int kBlock = 256;
 
 /// Splits positions along z into the nearest cell, whose corners are found from those of the column, and what is left,
-/// within a half. No cell lies deeper than `most`.
+/// within a half unless that cell is the deepest, `most`.
 KESTROVA_KERNEL void splitDepths(const float* __restrict depths, int most, const int* __restrict columns, int n,
                                  int* __restrict corners, float* __restrict fractions) noexcept {
     for (int x = 0; x < n; ++x) {
@@ -71,7 +71,7 @@ KESTROVA_KERNEL void gatherCorners(const float* __restrict upper, const float* _
 typedef float Floats __attribute__((vector_size(32)));
 constexpr int kPixelsAtOnce = 8;
 
-inline Floats load(const float* p) {
+[[gnu::always_inline]] inline Floats load(const float* p) {
     Floats lanes;
     std::memcpy(&lanes, p, sizeof lanes);
     return lanes;
@@ -129,7 +129,7 @@ int inWholeVectors(int n) { return (n + kPixelsAtOnce - 1) / kPixelsAtOnce * kPi
 struct Values {
     const float* values;
     int gridW, gridH, gridZ;
-    int mostDepth;
+    int deepest;
     int pad;
     int sampling;  ///< pixels per cell
 
@@ -189,7 +189,7 @@ private:
         const auto first = static_cast<std::size_t>(x);
         const int whole = inWholeVectors(n);
         m_depths.exact(y, x, n, depths);
-        splitDepths(depths, m_grid.mostDepth, &m_columns.corners[first], n, at, fz);
+        splitDepths(depths, m_grid.deepest, &m_columns.corners[first], n, at, fz);
         std::fill(at + n, at + whole, 0);
         std::fill(fz + n, fz + whole, 0.0f);
         interpolate(m_corners.data() + m_columns.firstCorners[first / kBlock], at, &m_columns.fractions[first], fy, fz,
@@ -218,7 +218,7 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge) {
 template <class Pixel>
 void BilateralFilter::readBack(cv::Mat& plane, const cv::Mat& guide) const {
     const double alpha = 1.0 / m_range, beta = m_padZ + 0.5 - m_min * alpha;
-    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, mostDepth(), m_padXY, m_sampling};
+    const Values grid{m_values_p, m_gridW, m_gridH, m_gridZ, deepestRead(), m_padXY, m_sampling};
     const Columns columns(grid, m_width);
     const GuideDepths depths(guide, alpha, beta);
     const auto makeReader = [&] { return RowReader<Pixel>(grid, columns, depths, m_width); };

@@ -61,7 +61,8 @@ struct ThreadTime {
 /// Whether regions pay for the thread that opens them. Where the host's other threads keep those of the team off their
 /// processors for longer than the work takes, a region is a loss, and its end tells how large. For ten times as long
 /// the thread then works alone, and after each loss that follows twice as long, up to 80 times: while nothing changes,
-/// all losses together cost little more than a hundredth of the time. A region that pays ends that.
+/// all losses together cost little more than a hundredth of the time. A region that pays by as much as counts ends
+/// that.
 class Payoff {
 public:
     bool alone() const { return omp_get_wtime() < m_aloneUntil; }
@@ -70,22 +71,22 @@ public:
     /// and the calling thread its own share of them.
     void count(double began, double ended, const ThreadTime& own, double all) {
         if (own.processor <= 0) return;
-        const double lasted = ended - began, alone = own.clock * all / own.processor, loss = lasted - alone;
+        const double lasted = ended - began, byItself = own.clock * all / own.processor, loss = lasted - byItself;
         if (std::abs(loss) < m_leastLoss) return;
         if (loss < 0) {
-            m_losses = kFewestLosses;
+            m_factor = kSmallestFactor;
         } else if (loss > 0.2 * lasted) {
-            m_aloneUntil = ended + m_losses * loss;
-            m_losses = std::min(2 * m_losses, kMostLosses);
+            m_aloneUntil = ended + m_factor * loss;
+            m_factor = std::min(2 * m_factor, kLargestFactor);
         }
     }
 
 private:
-    static constexpr double kFewestLosses = 10, kMostLosses = 80;
+    static constexpr double kSmallestFactor = 10, kLargestFactor = 80;
 
     double m_leastLoss = 300e-6;  ///< what waking a team takes does not count
     double m_aloneUntil = 0;
-    double m_losses = kFewestLosses;  ///< for which the next one lets the thread work alone
+    double m_factor = kSmallestFactor;  ///< the next loss lets the thread work alone for so many times its length
 };
 inline thread_local Payoff payoff;
 
@@ -231,7 +232,7 @@ void parallelRows(int rows, int work, const Row& row) {
 }
 
 /// How many workers `parallelTasks` gives to `tasks` tasks; scratch is allocated one a worker.
-inline int workerCount(int tasks) { return std::min(teamSize(), tasks); }
+inline int workerCount(int tasks) { return tasks < 2 ? tasks : std::min(teamSize(), tasks); }
 
 /// Calls `task(i, worker)` for each i in [0, tasks), handed out one at a time: for tasks of unequal cost. The results
 /// of a task must not depend on the worker.

@@ -29,7 +29,10 @@ class StartableTeam {
 public:
     int sizeUpTo(int wanted) {
         if (wanted > m_size && !(wanted <= m_wanted && omp_get_wtime() < m_tryAgain)) {
-            m_size = 1 + startInTurn(wanted - 1);
+            const int started = startInTurn(wanted - 1);
+            // Of too few some are left to others: threads that have ended count until the system has cleared them away.
+            // Those of the team at hand live on beside the ones that are tried.
+            m_size = std::max(m_size, 1 + (started < wanted - 1 ? started / 2 : started));
             m_wanted = wanted;
             m_tryAgain = omp_get_wtime() + kSecondsUntilAgain;
         }

@@ -107,6 +107,8 @@ TEST(BilateralFilterTest, TheLargestSumsThatFloatsHoldAreExact) {
     const cv::Mat white(64, 64, CV_16UC1, cv::Scalar(65535));
     expectFiltered(white, white, 16, 1000);
     EXPECT_TRUE(samePixels(white, filtered(white, white, 16, 1000)));
+    const cv::Mat bytes(520, 530, CV_8UC1, cv::Scalar(255));
+    expectFiltered(bytes, bytes, 256, 10);
 }
 
 TEST(BilateralFilterTest, AddsUpInOrderAcrossCellsThatRunIntoEachOther) {
@@ -264,6 +266,9 @@ TEST(BilateralFilterTest, AGuideMayBeOfAnyDepth) {
     for (int depth : {CV_8S, CV_16S, CV_32S, CV_32F, CV_64F})
         expectFiltered(plane, randomPlane(50, 61, depth, -90.7, 110.9, 6), 5, 9);
     expectFiltered(plane, randomPlane(50, 61, CV_32F, 0.5, 20.7, 6), 5, 2);
+    cv::Mat fractions(50, 61, CV_32FC1, cv::Scalar(0.9));
+    fractions.colRange(30, 61) = 10.9f;  // the last cell of a value axis that begins at 0
+    expectFiltered(plane, fractions, 5, 1);
 }
 
 TEST(BilateralFilterTest, GuideValuesThatAreNotNumbersDoNoHarm) {

@@ -100,7 +100,9 @@ void allowMore(std::size_t bytes) {
     if (!statm || std::fscanf(statm, "%ld", &pages) != 1) std::exit(2);
     std::fclose(statm);
     const rlim_t limit = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + bytes;
-    const rlimit limits{limit, RLIM_INFINITY};
+    rlimit limits{};
+    getrlimit(RLIMIT_AS, &limits);
+    limits.rlim_cur = limit;
     if (setrlimit(RLIMIT_AS, &limits) != 0) std::exit(3);
 }
 
@@ -121,6 +123,7 @@ protected:
         testing::FLAGS_gtest_death_test_style = "threadsafe";
         omp_set_num_threads(64);
     }
+    ~FewThreadsDeathTest() override { omp_set_num_threads(omp_get_num_procs()); }
 };
 
 TEST_F(FewThreadsDeathTest, WhereNoneCanBeStartedTheCallerWorksAlone) {
@@ -131,7 +134,7 @@ TEST_F(FewThreadsDeathTest, WhereNoneCanBeStartedTheCallerWorksAlone) {
     EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(FewThreadsDeathTest, ATeamHasAsManyAsCanBeStarted) {
+TEST_F(FewThreadsDeathTest, WhereNotAllCanBeStartedTheTeamIsSmaller) {
     const auto child = [] {
         allowMore(100 * kMegabyte);
         const int threads = threadsAfterSharpening();
@@ -144,8 +147,10 @@ TEST_F(FewThreadsDeathTest, TheWholeTeamIsTriedAgainAfterASecond) {
     const auto child = [] {
         allowMore(100 * kMegabyte);
         const int few = threadsAfterSharpening();
-        const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-        setrlimit(RLIMIT_AS, &unlimited);
+        rlimit limits{};
+        getrlimit(RLIMIT_AS, &limits);
+        limits.rlim_cur = limits.rlim_max;
+        setrlimit(RLIMIT_AS, &limits);
         const int soon = threadsAfterSharpening();
         std::this_thread::sleep_for(std::chrono::milliseconds(1100));
         std::exit(few < 64 && soon == few && threadsAfterSharpening() == 64 ? 0 : 4);

@@ -177,6 +177,7 @@ void MainWindow::connectSession() {
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
+        m_presets->showChosen(m_session->settings());
         m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {

@@ -11,6 +11,8 @@
 
 #include "photo/error.h"
 #include "photo/file_format.h"
+#include "studio/crop_bar.h"
+#include "studio/crop_tool.h"
 #include "studio/main_window.h"
 #include "studio/message_bar.h"
 #include "studio/photo_view.h"
@@ -52,19 +54,20 @@ void MainWindow::list(const QStringList& places, const QString& opened) {
         for (const QString& place : places) {
             const bool isFolder = QFileInfo(place).isDir();
             const QStringList inside = isFolder ? ThumbnailModel::photographsIn(place) : QStringList{place};
-            if (inside.isEmpty()) empty << place;
+            if (inside.isEmpty() && (opened.isEmpty() || places.size() > 1)) empty << place;
             found << inside;
         }
         if (!opened.isEmpty() && !found.contains(opened)) found.prepend(opened);
         QMetaObject::invokeMethod(this, [this, found, empty, opened, listing] {
             if (listing != m_listings) return;
             m_listed = listing;
+            if (!found.isEmpty()) {
+                m_thumbnails->setPaths(found);
+                if (opened.isEmpty()) openPhotograph(found.first());
+                m_strip->setCurrentPath(fileName(m_session->path()));
+                prefetchNext();
+            }
             for (const QString& folder : empty) m_messages->say(tr("There are no photographs in %1.").arg(folder));
-            if (found.isEmpty()) return;
-            m_thumbnails->setPaths(found);
-            if (opened.isEmpty()) openPhotograph(found.first());
-            m_strip->setCurrentPath(fileName(m_session->path()));
-            prefetchNext();
         });
     });
 }
@@ -82,13 +85,15 @@ void MainWindow::openPhotograph(const QString& path) {
     m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName().simplified()));
     m_folder = QFileInfo(path).absolutePath();
     m_session->open(fileName(path));
-    m_renderer->open(fileName(path), m_session->settingsPtr());
+    m_crop->setFrame({});
+    m_cropBar->setPhotographSize({});
     watch(path);
-    updatePicture();
+    m_renderer->open(fileName(path), m_session->settingsPtr());
     m_strip->setCurrentPath(path);
     prefetchNext();
     setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName().simplified()));
     m_presets->setFile(path, m_session->settings());
+    m_presets->showChosen(m_session->settings());
     enableActions();
 }
 
@@ -116,11 +121,13 @@ void MainWindow::reloadIfChanged() {
         m_reload.start();  // what is being replaced comes back
         return;
     }
+    m_watcher.removePath(path);
+    m_watcher.addPath(path);  // under this name there may be another file now
     const auto now = stateOf(path);
-    if (m_watcher.files().isEmpty()) m_watcher.addPath(path);
     if (now == m_fileSeen) return;
     m_fileSeen = now;
     m_thumbnails->renew(path);
+    m_messages->hide();
     m_renderer->open(fileName(path), m_session->settingsPtr());
     m_presets->setFile(path, m_session->settings());
     prefetchNext();

@@ -81,6 +81,17 @@ void PresetStrip::resizeEvent(QResizeEvent* event) {
     QListWidget::resizeEvent(event);
 }
 
+void PresetStrip::showChosen(const photo::Settings& settings) {
+    const auto isChosen = [&](const photo::Settings& preset) {
+        return static_cast<const photo::Adjustments&>(settings) == preset && settings.filter == preset.filter;
+    };
+    const std::vector<photo::Preset>& presets = photo::presets();
+    int row = isChosen(photo::Settings()) ? 0 : -1;
+    for (std::size_t i = 0; row < 0 && i < presets.size(); ++i)
+        if (isChosen(presets[i].settings)) row = static_cast<int>(i) + 1;
+    setCurrentRow(row);
+}
+
 PresetStrip::Work PresetStrip::begin() {
     m_work->cancel();
     m_work = std::make_shared<photo::Control>();

@@ -100,10 +100,12 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
     const Entry& entry = m_entries[static_cast<std::size_t>(index.row())];
     switch (role) {
         case Qt::DisplayRole: return QFileInfo(entry.path).fileName();
-        case Qt::DecorationRole:
-            if (const QImage* image = m_images.object(entry.path)) return *image;
-            if (entry.failure.isEmpty()) ask(entry.path);
-            return {};
+        case Qt::DecorationRole: {
+            const QImage* image = m_images.object(entry.path);
+            const QVariant shown = image ? QVariant(*image) : QVariant();
+            if (entry.failure.isEmpty() && (!image || !entry.edited)) ask(entry.path);
+            return shown;
+        }
         case Qt::ToolTipRole: return entry.failure.isEmpty() ? QDir::toNativeSeparators(entry.path) : entry.failure;
         case Qt::AccessibleDescriptionRole:
             if (!entry.failure.isEmpty()) return entry.failure;

@@ -196,6 +196,20 @@ TEST_F(Thumbnails, MarkThePhotographsWhoseSettingsChangeThem) {
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
 }
 
+TEST_F(Thumbnails, MarkEditedPhotographsAgainWhenTheyComeBack) {
+    const QString edited = make("a.png"), plain = make("b.png");
+    photo::Settings settings;
+    settings.light.contrast = 0.1f;
+    settings.save(photo::Settings::sidecarOf(fileName(edited)));
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({edited});
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    model.setPaths({plain});
+    model.setPaths({edited});
+    EXPECT_TRUE(
+        waitUntil([&] { return !get(model, 0, Qt::DecorationRole).isNull() && get(model, 0, EditedRole).toBool(); }));
+}
+
 TEST_F(Thumbnails, WhatTheWindowSaysOfSettingsIsNewerThanTheDisk) {
     ThumbnailModel model(cache(), nullptr);
     model.setPaths({make("a.png")});

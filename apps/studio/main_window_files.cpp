@@ -1,5 +1,4 @@
 #include <QClipboard>
-#include <QDir>
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -48,6 +47,7 @@ void MainWindow::openPaths(const QStringList& paths) {
 /// Finds the photographs of files and folders, in the background: folders may be large, or far away. Opens the first
 /// one unless `opened` already is. The newest list wins.
 void MainWindow::list(const QStringList& places, const QString& opened) {
+    m_lister.clear();
     m_lister.start([this, places, opened, listing = ++m_listings] {
         standBack(Background::view);
         QStringList found, empty;
@@ -118,7 +118,7 @@ void MainWindow::reloadIfChanged() {
     if (!m_session->isOpen()) return;
     const QString path = fileName(m_session->path());
     if (!QFileInfo::exists(path)) {
-        m_reload.start();  // what is being replaced comes back
+        m_reload.start();  // some programs remove a file before they write the new one
         return;
     }
     m_watcher.removePath(path);

@@ -253,12 +253,13 @@ TEST_F(RendererTest, NothingComesFromAPhotographThatWasClosed) {
 }
 
 TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
-    renderer.prefetch(photograph("u76c0g_bliznaca_srgb8.png"));
+    const std::string next = photograph("u76c0g_bliznaca_srgb8.png");
+    renderer.prefetch(next);
     open(photograph());
-    renderer.prefetch(photograph("u76c0g_bliznaca_srgb8.png"));
+    renderer.prefetch(next);
     ASSERT_TRUE(waitFor([this] { return renderer.m_next && renderer.m_next->isPrepared(); }));
     QSignalSpy prepared(&renderer, &Renderer::prepared);
-    renderer.open(photograph("u76c0g_bliznaca_srgb8.png"), session.settingsPtr());
+    renderer.open(next, session.settingsPtr());
     EXPECT_EQ(prepared.count(), 1) << "at once";
 
     Renderer::Options small;

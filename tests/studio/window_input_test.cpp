@@ -9,9 +9,11 @@
 #include <QNativeGestureEvent>
 #include <QTabWidget>
 #include <QThread>
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "studio/brush_tool.h"
@@ -178,10 +180,10 @@ TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
 TEST_F(WindowTest, APhotographThatIsWrittenInPartsIsShownOnceItIsWhole) {
     const std::string path = photograph();
     open(path);
-    const QImage old = picture();
+    const auto seen = window->view()->frame();
     photo::writeBytes(path, {0x89, 'P', 'N', 'G'});
     ASSERT_TRUE(waitFor([this] { return !window->messageText().isEmpty(); }));
-    EXPECT_EQ(picture().pixel(middle()), old.pixel(middle())) << "what was seen stays";
+    EXPECT_EQ(window->view()->frame(), seen) << "what was seen stays";
     std::filesystem::copy_file(KESTROVA_PHOTOS "/u76c0g_bliznaca_srgb8.png", path,
                                std::filesystem::copy_options::overwrite_existing);
     EXPECT_TRUE(waitFor([this] { return window->isSettled(); }));
@@ -272,23 +274,26 @@ TEST_F(WindowTest, ItsLayoutThemeAndMaskColourAreRemembered) {
 
 #ifdef __linux__
 TEST_F(WindowTest, AWorkerAndItsTeamStandBackBehindTheWindow) {
-    const auto niceness = [](const std::filesystem::path& task) {
+    const auto niceness = [](const std::filesystem::path& task) -> std::optional<int> {
         std::ifstream file(task / "stat");
         const std::string stat{std::istreambuf_iterator<char>(file), {}};
+        if (stat.empty()) return {};  // the thread has ended
         std::istringstream fields(stat.substr(stat.rfind(')') + 2));
         std::string word;
         for (int i = 0; i < 17; ++i) fields >> word;
         return std::stoi(word);
     };
     open(photograph());
-    const int own = niceness("/proc/thread-self");
+    const int own = niceness("/proc/thread-self").value();
     EXPECT_EQ(own, getpriority(PRIO_PROCESS, 0));
     int others = 0;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         std::string name;
         std::ifstream(task.path() / "comm") >> name;
         if (name.rfind("kestrova::", 0) != 0) continue;  // the name of its class, which its team inherits
-        EXPECT_EQ(niceness(task.path()), own + static_cast<int>(Background::view));
+        const std::optional<int> found = niceness(task.path());
+        if (!found) continue;
+        EXPECT_EQ(*found, std::min(19, own + static_cast<int>(Background::view)));
         ++others;
     }
     EXPECT_GE(others, QThread::idealThreadCount());

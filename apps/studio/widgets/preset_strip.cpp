@@ -104,7 +104,10 @@ void PresetStrip::clearPictures() {
 }
 
 void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Settings& settings) {
-    m_pool.start([this, small, settings, work = begin()] { render(small, settings, work); });
+    m_pool.start([this, small, settings, work = begin()] {
+        standBack(Background::tiles);
+        render(small, settings, work);
+    });
 }
 
 void PresetStrip::setFile(const QString& path, const photo::Settings& settings) {
@@ -123,7 +126,6 @@ void PresetStrip::setFile(const QString& path, const photo::Settings& settings) 
 
 /// On the pool's thread.
 void PresetStrip::render(const photo::Photograph& small, const photo::Settings& settings, const Work& work) {
-    standBack(Background::tiles);
     const auto show = [&](int row, const QImage& image) {
         QMetaObject::invokeMethod(this, [this, work, row, image] {
             if (work != m_work) return;

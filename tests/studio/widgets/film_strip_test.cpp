@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QSignalSpy>
+#include <QTextDocument>
 #include <filesystem>
 
 #include "photo/error.h"
@@ -100,6 +101,25 @@ TEST_F(Thumbnails, OfAChangedFileAreMadeAnew) {
     EXPECT_FALSE(cache().find(photograph).isNull());
     fs::last_write_time(scratch / "a.png", fs::last_write_time(scratch / "a.png") + std::chrono::seconds(1));
     EXPECT_TRUE(cache().find(photograph).isNull());
+}
+
+TEST_F(Thumbnails, OfAFileThatChangesWhileItsThumbnailIsMadeAreMadeAgain) {
+    ThumbnailModel model(cache(), nullptr);
+    const QString photograph = make("a.png", 60, 40);
+    model.setPaths({photograph});
+    get(model, 0, Qt::DecorationRole);
+    model.m_pool.waitForDone();  // its result waits for the event loop
+    make("a.png", 30, 20);
+    model.renew(photograph);
+    EXPECT_EQ(imageOf(model, 0).size(), QSize(30, 20));
+}
+
+TEST_F(Thumbnails, TheirTipsShowNamesOfFilesThatLookLikeMarkup) {
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({path("<b>bold.jpg"), path("plain.jpg")});
+    EXPECT_TRUE(get(model, 0, Qt::ToolTipRole).toString().endsWith("&lt;b&gt;bold.jpg"));
+    EXPECT_TRUE(Qt::mightBeRichText(get(model, 0, Qt::ToolTipRole).toString())) << "so that it is decoded";
+    EXPECT_EQ(get(model, 1, Qt::ToolTipRole).toString(), path("plain.jpg"));
 }
 
 TEST_F(Thumbnails, ADamagedCacheIsMadeAnew) {

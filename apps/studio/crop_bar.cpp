@@ -30,6 +30,7 @@ CropBar::CropBar(Session* session, CropTool* tool, QWidget* parent)
     const std::pair<int, int> ratios[] = {{1, 1}, {5, 4}, {4, 3}, {3, 2}, {16, 10}, {16, 9}, {2, 1}};
     for (const auto& [w, h] : ratios)
         m_ratios->addItem(QStringLiteral("%1 : %2").arg(w).arg(h), static_cast<double>(w) / h);
+    m_ratios->setAccessibleName(tr("Ratio"));
     m_ratios->setToolTip(tr("The ratio of the crop's sides"));
     m_turn->setText(tr("Upright"));
     m_turn->setCheckable(true);
@@ -39,6 +40,7 @@ CropBar::CropBar(Session* session, CropTool* tool, QWidget* parent)
     m_angle->setSingleStep(0.1);
     m_angle->setSuffix(QStringLiteral("°"));
     m_angle->setKeyboardTracking(false);
+    m_angle->setAccessibleName(tr("Angle"));
     m_angle->setToolTip(tr("Turns the photograph clockwise; the corners that this lays bare are cut off"));
     auto* reset = new QToolButton;
     reset->setText(tr("Reset"));

@@ -65,7 +65,7 @@ MainWindow::MainWindow()
     setDockNestingEnabled(true);
     m_lister.setMaxThreadCount(1);
     m_reload.setSingleShot(true);
-    m_reload.setInterval(500);  // milliseconds: it may be written in parts
+    m_reload.setInterval(500);  // milliseconds without a change: a file may be written in parts
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_reload, qOverload<>(&QTimer::start));
     connect(&m_reload, &QTimer::timeout, this, &MainWindow::reloadIfChanged);
     makeCentre();
@@ -79,6 +79,7 @@ MainWindow::MainWindow()
 }
 
 MainWindow::~MainWindow() {
+    m_lister.clear();
     m_lister.waitForDone();
     m_session->close();
     m_renderer->close();
@@ -177,6 +178,7 @@ void MainWindow::connectSession() {
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
+        m_presets->showChosen(m_session->settings());
         m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {

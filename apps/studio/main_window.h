@@ -48,7 +48,7 @@ public:
     MainWindow();
     ~MainWindow() override;
 
-    /// Files, or one folder; opens the first photograph.
+    /// Files and folders; opens the first photograph. One file alone brings those of its folder into the strip.
     void openPaths(const QStringList& paths);
     void openPhotograph(const QString& path);
     /// "light", "detail", "colour" or "layers"; false for another one.

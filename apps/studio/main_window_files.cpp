@@ -1,5 +1,4 @@
 #include <QClipboard>
-#include <QDir>
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -11,6 +10,8 @@
 
 #include "photo/error.h"
 #include "photo/file_format.h"
+#include "studio/crop_bar.h"
+#include "studio/crop_tool.h"
 #include "studio/main_window.h"
 #include "studio/message_bar.h"
 #include "studio/photo_view.h"
@@ -46,25 +47,27 @@ void MainWindow::openPaths(const QStringList& paths) {
 /// Finds the photographs of files and folders, in the background: folders may be large, or far away. Opens the first
 /// one unless `opened` already is. The newest list wins.
 void MainWindow::list(const QStringList& places, const QString& opened) {
+    m_lister.clear();
     m_lister.start([this, places, opened, listing = ++m_listings] {
         standBack(Background::view);
         QStringList found, empty;
         for (const QString& place : places) {
             const bool isFolder = QFileInfo(place).isDir();
             const QStringList inside = isFolder ? ThumbnailModel::photographsIn(place) : QStringList{place};
-            if (inside.isEmpty()) empty << place;
+            if (inside.isEmpty() && (opened.isEmpty() || places.size() > 1)) empty << place;
             found << inside;
         }
         if (!opened.isEmpty() && !found.contains(opened)) found.prepend(opened);
         QMetaObject::invokeMethod(this, [this, found, empty, opened, listing] {
             if (listing != m_listings) return;
             m_listed = listing;
+            if (!found.isEmpty()) {
+                m_thumbnails->setPaths(found);
+                if (opened.isEmpty()) openPhotograph(found.first());
+                m_strip->setCurrentPath(fileName(m_session->path()));
+                prefetchNext();
+            }
             for (const QString& folder : empty) m_messages->say(tr("There are no photographs in %1.").arg(folder));
-            if (found.isEmpty()) return;
-            m_thumbnails->setPaths(found);
-            if (opened.isEmpty()) openPhotograph(found.first());
-            m_strip->setCurrentPath(fileName(m_session->path()));
-            prefetchNext();
         });
     });
 }
@@ -82,13 +85,15 @@ void MainWindow::openPhotograph(const QString& path) {
     m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName().simplified()));
     m_folder = QFileInfo(path).absolutePath();
     m_session->open(fileName(path));
-    m_renderer->open(fileName(path), m_session->settingsPtr());
+    m_crop->setFrame({});
+    m_cropBar->setPhotographSize({});
     watch(path);
-    updatePicture();
+    m_renderer->open(fileName(path), m_session->settingsPtr());
     m_strip->setCurrentPath(path);
     prefetchNext();
     setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName().simplified()));
     m_presets->setFile(path, m_session->settings());
+    m_presets->showChosen(m_session->settings());
     enableActions();
 }
 
@@ -113,14 +118,16 @@ void MainWindow::reloadIfChanged() {
     if (!m_session->isOpen()) return;
     const QString path = fileName(m_session->path());
     if (!QFileInfo::exists(path)) {
-        m_reload.start();  // what is being replaced comes back
+        m_reload.start();  // some programs remove a file before they write the new one
         return;
     }
+    m_watcher.removePath(path);
+    m_watcher.addPath(path);  // under this name there may be another file now
     const auto now = stateOf(path);
-    if (m_watcher.files().isEmpty()) m_watcher.addPath(path);
     if (now == m_fileSeen) return;
     m_fileSeen = now;
     m_thumbnails->renew(path);
+    m_messages->hide();
     m_renderer->open(fileName(path), m_session->settingsPtr());
     m_presets->setFile(path, m_session->settings());
     prefetchNext();

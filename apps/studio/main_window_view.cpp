@@ -72,6 +72,7 @@ void MainWindow::connectView() {
 
 void MainWindow::updatePicture() {
     const QSizeF whole = m_renderer->whole();
+    if (whole.isEmpty()) return;  // not known yet
     m_crop->setFrame(whole);
     const QSizeF photograph = m_renderer->photographSize();
     m_cropBar->setPhotographSize(m_session->settings().rotate % 180 ? photograph.transposed() : photograph);

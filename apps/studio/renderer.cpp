@@ -4,6 +4,15 @@
 
 namespace kestrova::studio {
 
+namespace {
+
+std::filesystem::file_time_type timeOf(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::last_write_time(path, error);
+}
+
+}  // namespace
+
 Renderer::Renderer(const Options& options, QObject* parent)
     : QObject(parent), m_options(options), m_settings(std::make_shared<const photo::Settings>()) {
     m_rest.setSingleShot(true);
@@ -38,7 +47,8 @@ void Renderer::close() {
 
 void Renderer::open(const std::string& path, std::shared_ptr<const photo::Settings> settings) {
     QPointer<Worker> ready;
-    if (m_next && m_next->path() == path && m_next->options().filter == settings->filter && m_next->isRunning())
+    if (m_next && m_next->path() == path && m_next->options().filter == settings->filter && m_next->isRunning() &&
+        m_nextTime == timeOf(path))
         std::swap(ready, m_next);
     close();
     m_settings = std::move(settings);
@@ -95,6 +105,7 @@ void Renderer::prefetch(const std::string& path) {
 
 void Renderer::startNext() {
     if (m_nextPath.empty() || m_next) return;
+    m_nextTime = timeOf(m_nextPath);
     m_next = new Worker(m_nextPath, {0, m_options.threads, m_options.prefetchMemory, m_settings->filter});
     // Whatever is wrong with it is said when it is opened.
     connect(m_next, &Worker::failed, this, [this] {
@@ -161,7 +172,7 @@ Renderer::BeforeKey Renderer::beforeKey(const Worker* worker) const {
 
 void Renderer::submit(bool held) {
     m_settled = false;
-    if (m_view.area.isEmpty()) return;
+    if (m_view.area.isEmpty() || m_size.isEmpty()) return;
     Worker* worker = isPrepared() ? m_full : m_preview && m_preview->isPrepared() ? m_preview : nullptr;
     Request request;
     request.generation = ++m_generation;

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
+#include <filesystem>
 #include <optional>
 
 #include "studio/frame.h"
@@ -79,6 +80,7 @@ private:
     QPointer<Worker> m_preview, m_full, m_next;
     QList<QPointer<Worker>> m_retired;
     std::string m_nextPath;
+    std::filesystem::file_time_type m_nextTime;  ///< when the file that is prepared ahead was written
     QSize m_size;
     std::shared_ptr<const photo::Settings> m_settings;
     ViewState m_view;

@@ -149,7 +149,10 @@ void Worker::prepare(Development& development) {
         report(kReading + (1 - kReading) * share);
     };
     development.render({0, 0, 1, 1}, 1, {}, m_control.get());
-    if (const std::optional<Request> request = takeRequest()) readHeld(development, *request);
+    try {
+        if (const std::optional<Request> request = takeRequest()) readHeld(development, *request);
+    } catch (const std::exception&) {  // what is wrong with it is said when it is rendered
+    }
     report(1);
 }
 

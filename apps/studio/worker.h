@@ -38,8 +38,9 @@ public:
     bool isPrepared() const { return m_isPrepared; }
     QSize size() const { return m_size; }  ///< of the photograph; empty until it is loaded
 
-    /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown. Of a photograph that is not
-    /// prepared yet nothing is rendered: the preparation reads what held frames of this view need.
+    /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown. Before the
+    /// photograph is prepared nothing is rendered; the newest request only says for which view the preparation reads
+    /// ahead what the first move of a slider needs.
     void request(const Request& request);
     /// Ends reading, preparation or rendering. What was not prepared then fails with kind cancelled.
     void cancel();

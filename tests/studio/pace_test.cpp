@@ -57,6 +57,7 @@ public:
         m_tick.start(1);  // at 0 it would take a processor of its own
     }
     void print() const {
+        if (m_stalls.empty()) return;
         const auto worst = std::max_element(m_stalls.begin(), m_stalls.end(),
                                             [](const Stall& a, const Stall& b) { return a.time < b.time; });
         const auto over = [this](double limit) {
@@ -118,7 +119,9 @@ protected:
             if (window.isSettled()) loop.quit();
         });
         look.start(1);
+        QTimer::singleShot(240000, &loop, &QEventLoop::quit);
         loop.exec();
+        ASSERT_TRUE(window.isSettled());
     }
     void open() {
         window.openPaths({QString::fromStdString(path)});

@@ -85,6 +85,7 @@ TEST_F(RandomEvents, TenThousandOfThemCrashNothingAndAreAllUndone) {
     window.resize(1000, 700);
     window.show();
     window.openPaths({QString::fromStdString(scratch.path())});
+    ASSERT_TRUE(waitFor([&] { return window.session()->isOpen(); }));
     Monkey monkey(&window, 7);
     for (int i = 0; i < 10000; ++i) {
         monkey.act();

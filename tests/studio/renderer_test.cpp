@@ -4,6 +4,7 @@
 
 #include <QSignalSpy>
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 #include "photo/development.h"
@@ -252,12 +253,13 @@ TEST_F(RendererTest, NothingComesFromAPhotographThatWasClosed) {
 }
 
 TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
-    renderer.prefetch(photograph("u76c0g_bliznaca_srgb8.png"));
+    const std::string next = photograph("u76c0g_bliznaca_srgb8.png");
+    renderer.prefetch(next);
     open(photograph());
-    renderer.prefetch(photograph("u76c0g_bliznaca_srgb8.png"));
+    renderer.prefetch(next);
     ASSERT_TRUE(waitFor([this] { return renderer.m_next && renderer.m_next->isPrepared(); }));
     QSignalSpy prepared(&renderer, &Renderer::prepared);
-    renderer.open(photograph("u76c0g_bliznaca_srgb8.png"), session.settingsPtr());
+    renderer.open(next, session.settingsPtr());
     EXPECT_EQ(prepared.count(), 1) << "at once";
 
     Renderer::Options small;
@@ -270,6 +272,18 @@ TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
     bounded.setView(view, false);
     ASSERT_TRUE(waitFor([&] { return bounded.isSettled(); }));
     EXPECT_TRUE(waitFor([&] { return !bounded.m_next; }));
+}
+
+TEST_F(RendererTest, APhotographThatIsReplacedAfterItWasPreparedAheadIsReadAnew) {
+    const std::string next = scratch / "next.png";
+    std::filesystem::copy_file(photograph("u76c0g_bliznaca_srgb8.png"), next);
+    open(photograph());
+    renderer.prefetch(next);
+    ASSERT_TRUE(waitFor([this] { return renderer.m_next && renderer.m_next->isPrepared(); }));
+    std::filesystem::rename(photograph("dandelion_768x512.png"), next);
+    renderer.open(next, session.settingsPtr());
+    settle();
+    EXPECT_EQ(renderer.photographSize(), QSize(768, 512));
 }
 
 TEST_F(RendererTest, WhatWasPreparedOrFailedAheadIsSeenThoughTheWindowWasBusy) {

@@ -5,6 +5,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QDropEvent>
 #include <QLabel>
 #include <QMenuBar>
@@ -41,6 +43,11 @@ TEST_F(WindowTest, HasARowForEverySliderWithTipAndAccessibleName) {
         EXPECT_FALSE(row(slider.name)->toolTip().isEmpty());
         EXPECT_FALSE(row(slider.name)->accessibleName().isEmpty());
     }
+}
+
+TEST_F(WindowTest, TheFieldsOfTheCropBarHaveAccessibleNames) {
+    EXPECT_EQ(window->m_cropBar->findChild<QComboBox*>()->accessibleName(), "Ratio");
+    EXPECT_EQ(window->m_cropBar->findChild<QDoubleSpinBox*>()->accessibleName(), "Angle");
 }
 
 TEST_F(WindowTest, AKeyOnASliderChangesThePictureAndUndoBringsItBack) {

@@ -9,7 +9,7 @@ namespace kestrova::studio {
 
 void standBack([[maybe_unused]] Background place) {
 #ifdef __linux__
-    // On Linux niceness is a thread's. That of the process's id is the one of the window's thread.
+    // On Linux each thread has a niceness of its own; the process's id is also the id of the window's thread.
     setpriority(PRIO_PROCESS, 0, getpriority(PRIO_PROCESS, static_cast<id_t>(getpid())) + static_cast<int>(place));
 #endif
 }

@@ -2,8 +2,8 @@
 
 namespace kestrova::studio {
 
-/// How far a thread stands back behind the window's, in steps of niceness. A step costs a tenth of the time that a
-/// processor gives beside others that want it, and nothing where none does.
+/// How far a thread stands back behind the window's, in steps of niceness. Each step costs a thread about a tenth of
+/// its processor time while others compete for it; an idle processor is used in full.
 enum class Background {
     view = 2,       ///< what the view waits for: not starved by another busy process
     exporting = 5,  ///< what may take a while

@@ -88,7 +88,7 @@ void ExportDialog::chooseProfile() {
                 throw photo::Error(photo::Error::Kind::input, fileName(path) + ": is no RGB profile");
             m_ownProfile = profile;
         } catch (const photo::Error& error) {
-            QMessageBox::warning(this, windowTitle(), fileName(std::string(error.what())));
+            QMessageBox::warning(this, windowTitle(), withoutMarkup(fileName(std::string(error.what()))));
             return back();
         }
         m_profile->setItemText(m_profile->currentIndex(),

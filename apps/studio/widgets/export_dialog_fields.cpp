@@ -83,6 +83,7 @@ void ExportDialog::makeFields() {
     };
     for (const auto& [field, name] : names) field->setAccessibleName(name);
     m_problem = new QLabel;
+    m_problem->setTextFormat(Qt::PlainText);  // names of files may look like markup
     m_problem->setWordWrap(true);
     m_problem->setMinimumHeight(2 * fontMetrics().lineSpacing());
     m_problem->setAlignment(Qt::AlignLeft | Qt::AlignTop);

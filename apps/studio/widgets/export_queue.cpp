@@ -181,13 +181,13 @@ QVariant ExportQueue::data(const QModelIndex& index, int role) const {
     const bool tip = role == Qt::ToolTipRole;
     switch (index.column()) {
         case SourceColumn:
-            return tip ? QDir::toNativeSeparators(entry.job.source)
+            return tip ? withoutMarkup(QDir::toNativeSeparators(entry.job.source))
                        : QFileInfo(entry.job.source).fileName().simplified();
         case TargetColumn: {
             const QString target = QDir::toNativeSeparators(entry.job.target);
-            return tip ? target : target.simplified();
+            return tip ? withoutMarkup(target) : target.simplified();
         }
-        default: return tip && !entry.message.isEmpty() ? entry.message : stateText(entry);
+        default: return tip && !entry.message.isEmpty() ? withoutMarkup(entry.message) : stateText(entry);
     }
 }
 

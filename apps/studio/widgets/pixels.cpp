@@ -1,12 +1,15 @@
 #include "studio/widgets/pixels.h"
 
 #include <QFile>
+#include <QTextDocument>
 
 namespace kestrova::studio {
 
 std::string fileName(const QString& path) { return QFile::encodeName(path).toStdString(); }
 
 QString fileName(const std::string& path) { return QFile::decodeName(path.c_str()); }
+
+QString withoutMarkup(const QString& text) { return Qt::mightBeRichText(text) ? text.toHtmlEscaped() : text; }
 
 QImage toImage(const cv::Mat& bgra) {
     CV_Assert(bgra.type() == CV_8UC4);

@@ -11,6 +11,9 @@ namespace kestrova::studio {
 std::string fileName(const QString& path);
 QString fileName(const std::string& path);
 
+/// A text with names of files, for what shows markup as such: tooltips and message boxes show every character of it.
+QString withoutMarkup(const QString& text);
+
 /// Packed B, G, R, A of 8 bits, CV_8UC4, as an image that shares its memory; who writes to the image gets a copy.
 QImage toImage(const cv::Mat& bgra);
 

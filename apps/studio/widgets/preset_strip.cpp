@@ -81,6 +81,17 @@ void PresetStrip::resizeEvent(QResizeEvent* event) {
     QListWidget::resizeEvent(event);
 }
 
+void PresetStrip::showChosen(const photo::Settings& settings) {
+    const auto isChosen = [&](const photo::Settings& preset) {
+        return static_cast<const photo::Adjustments&>(settings) == preset && settings.filter == preset.filter;
+    };
+    const std::vector<photo::Preset>& presets = photo::presets();
+    int row = isChosen(photo::Settings()) ? 0 : -1;
+    for (std::size_t i = 0; row < 0 && i < presets.size(); ++i)
+        if (isChosen(presets[i].settings)) row = static_cast<int>(i) + 1;
+    setCurrentRow(row);
+}
+
 PresetStrip::Work PresetStrip::begin() {
     m_work->cancel();
     m_work = std::make_shared<photo::Control>();
@@ -93,7 +104,10 @@ void PresetStrip::clearPictures() {
 }
 
 void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Settings& settings) {
-    m_pool.start([this, small, settings, work = begin()] { render(small, settings, work); });
+    m_pool.start([this, small, settings, work = begin()] {
+        standBack(Background::tiles);
+        render(small, settings, work);
+    });
 }
 
 void PresetStrip::setFile(const QString& path, const photo::Settings& settings) {
@@ -112,7 +126,6 @@ void PresetStrip::setFile(const QString& path, const photo::Settings& settings) 
 
 /// On the pool's thread.
 void PresetStrip::render(const photo::Photograph& small, const photo::Settings& settings, const Work& work) {
-    standBack(Background::tiles);
     const auto show = [&](int row, const QImage& image) {
         QMetaObject::invokeMethod(this, [this, work, row, image] {
             if (work != m_work) return;

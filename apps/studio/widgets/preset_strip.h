@@ -28,6 +28,8 @@ public:
     void setPhotograph(const photo::Photograph& small, const photo::Settings& settings = {});
     /// Likewise of a file, which is read in the background; there are no pictures of one that cannot be read.
     void setFile(const QString& path, const photo::Settings& settings);
+    /// Highlights the preset that these settings are; none once a slider has moved.
+    void showChosen(const photo::Settings& settings);
     /// Without pictures.
     void clearPictures();
 

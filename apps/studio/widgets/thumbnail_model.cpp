@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <utility>
 
 #include "photo/error.h"
 #include "photo/file_format.h"
@@ -19,7 +20,7 @@ namespace {
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
 constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
-/// Whether a sidecar asks for a change, as one that cannot be read may do.
+/// Whether the sidecar changes the photograph. One that cannot be read counts as a change.
 bool isEdited(const QString& path) {
     const std::string sidecar = photo::Settings::sidecarOf(fileName(path));
     if (!QFileInfo::exists(fileName(sidecar))) return false;
@@ -87,6 +88,7 @@ void ThumbnailModel::renew(const QString& path) {
     const int row = rowOf(path);
     if (row < 0) return;
     m_images.remove(path);
+    if (path == m_making) m_again = true;
     m_entries[static_cast<std::size_t>(row)].failure.clear();
     announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
 }
@@ -100,11 +102,14 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
     const Entry& entry = m_entries[static_cast<std::size_t>(index.row())];
     switch (role) {
         case Qt::DisplayRole: return QFileInfo(entry.path).fileName();
-        case Qt::DecorationRole:
-            if (const QImage* image = m_images.object(entry.path)) return *image;
-            if (entry.failure.isEmpty()) ask(entry.path);
-            return {};
-        case Qt::ToolTipRole: return entry.failure.isEmpty() ? QDir::toNativeSeparators(entry.path) : entry.failure;
+        case Qt::DecorationRole: {
+            const QImage* image = m_images.object(entry.path);
+            const QVariant shown = image ? QVariant(*image) : QVariant();
+            if (entry.failure.isEmpty() && (!image || !entry.edited)) ask(entry.path);
+            return shown;
+        }
+        case Qt::ToolTipRole:
+            return withoutMarkup(entry.failure.isEmpty() ? QDir::toNativeSeparators(entry.path) : entry.failure);
         case Qt::AccessibleDescriptionRole:
             if (!entry.failure.isEmpty()) return entry.failure;
             return entry.edited.value_or(false) ? tr("edited") : QString();
@@ -142,6 +147,10 @@ void ThumbnailModel::makeNext() {
 
 void ThumbnailModel::take(const Result& result) {
     m_making.clear();
+    if (std::exchange(m_again, false)) {
+        ask(result.path);
+        return;
+    }
     const int row = rowOf(result.path);
     if (row >= 0) {
         Entry& entry = m_entries[static_cast<std::size_t>(row)];

@@ -61,6 +61,7 @@ private:
     QCache<QString, QImage> m_images;
     mutable QStringList m_asked;  // the next one first
     QString m_making;
+    bool m_again = false;    // what is being made has changed meanwhile
     ThumbnailCache m_cache;  // used by the pool's thread alone
     std::atomic<bool> m_cancel{false};
     QThreadPool m_pool;

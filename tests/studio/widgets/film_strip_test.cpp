@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QSignalSpy>
+#include <QTextDocument>
 #include <filesystem>
 
 #include "photo/error.h"
@@ -102,6 +103,25 @@ TEST_F(Thumbnails, OfAChangedFileAreMadeAnew) {
     EXPECT_TRUE(cache().find(photograph).isNull());
 }
 
+TEST_F(Thumbnails, OfAFileThatChangesWhileItsThumbnailIsMadeAreMadeAgain) {
+    ThumbnailModel model(cache(), nullptr);
+    const QString photograph = make("a.png", 60, 40);
+    model.setPaths({photograph});
+    get(model, 0, Qt::DecorationRole);
+    model.m_pool.waitForDone();  // its result waits for the event loop
+    make("a.png", 30, 20);
+    model.renew(photograph);
+    EXPECT_EQ(imageOf(model, 0).size(), QSize(30, 20));
+}
+
+TEST_F(Thumbnails, TheirTipsShowNamesOfFilesThatLookLikeMarkup) {
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({path("<b>bold.jpg"), path("plain.jpg")});
+    EXPECT_TRUE(get(model, 0, Qt::ToolTipRole).toString().endsWith("&lt;b&gt;bold.jpg"));
+    EXPECT_TRUE(Qt::mightBeRichText(get(model, 0, Qt::ToolTipRole).toString())) << "so that it is decoded";
+    EXPECT_EQ(get(model, 1, Qt::ToolTipRole).toString(), path("plain.jpg"));
+}
+
 TEST_F(Thumbnails, ADamagedCacheIsMadeAnew) {
     const QString photograph = make("a.png");
     cache().store(photograph, QImage(10, 10, QImage::Format_RGB32));
@@ -194,6 +214,20 @@ TEST_F(Thumbnails, MarkThePhotographsWhoseSettingsChangeThem) {
     EXPECT_TRUE(get(model, 3, EditedRole).toBool());
     model.setEdited(plain, true);
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
+}
+
+TEST_F(Thumbnails, MarkEditedPhotographsAgainWhenTheyComeBack) {
+    const QString edited = make("a.png"), plain = make("b.png");
+    photo::Settings settings;
+    settings.light.contrast = 0.1f;
+    settings.save(photo::Settings::sidecarOf(fileName(edited)));
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({edited});
+    EXPECT_FALSE(imageOf(model, 0).isNull());
+    model.setPaths({plain});
+    model.setPaths({edited});
+    EXPECT_TRUE(
+        waitUntil([&] { return !get(model, 0, Qt::DecorationRole).isNull() && get(model, 0, EditedRole).toBool(); }));
 }
 
 TEST_F(Thumbnails, WhatTheWindowSaysOfSettingsIsNewerThanTheDisk) {

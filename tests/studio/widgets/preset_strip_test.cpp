@@ -91,6 +91,22 @@ TEST(PresetStrip, ReadsAFileItselfAndHasNoPicturesOfABadOne) {
     EXPECT_TRUE(pictureOf(strip, 3).isNull());
 }
 
+TEST(PresetStrip, HighlightsThePresetThatTheSettingsAreAndNoOtherOne) {
+    PresetStrip strip;
+    strip.showChosen(photo::Settings());
+    EXPECT_EQ(strip.currentRow(), 0);
+    EXPECT_EQ(strip.selectedItems().size(), 1);
+    photo::Settings settings = photo::presets()[2].settings;
+    settings.rotate = 90;
+    strip.showChosen(settings);
+    EXPECT_EQ(strip.currentRow(), 3);
+    EXPECT_EQ(strip.selectedItems(), QList<QListWidgetItem*>{strip.item(3)});
+    settings.light.contrast += 0.01f;
+    strip.showChosen(settings);
+    EXPECT_EQ(strip.currentRow(), -1);
+    EXPECT_TRUE(strip.selectedItems().isEmpty());
+}
+
 TEST(PresetStrip, CanBeClosedWhileItRenders) {
     PresetStrip strip;
     strip.setPhotograph(photo::colourful(900, 600));

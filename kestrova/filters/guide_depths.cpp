@@ -25,22 +25,23 @@ KESTROVA_KERNEL void depthRow(const Value* __restrict values, Real alpha, Real b
     for (int x = 0; x < n; ++x) depths[x] = stored(static_cast<Real>(values[x]) * alpha + beta);
 }
 
+template <class Real, class Value, class Stored, class Depth>
+void depthsOf(const cv::Mat& guide, int y, int x, double alpha, double beta, Stored stored, Depth* depths,
+              int n) noexcept {
+    depthRow(guide.ptr<Value>(y, x), static_cast<Real>(alpha), static_cast<Real>(beta), stored, depths, n);
+}
+
 template <class RealOfDoubles, class Stored, class Depth>
 void depthsByType(const cv::Mat& guide, int y, int x, double alpha, double beta, Stored stored, Depth* depths,
                   int n) noexcept {
-    const auto depthsOf = [&](auto real, auto value) {
-        using Real = decltype(real);
-        depthRow(guide.ptr<decltype(value)>(y, x), static_cast<Real>(alpha), static_cast<Real>(beta), stored, depths,
-                 n);
-    };
     switch (guide.depth()) {
-        case CV_8U: return depthsOf(float(), uchar());
-        case CV_8S: return depthsOf(float(), schar());
-        case CV_16U: return depthsOf(float(), ushort());
-        case CV_16S: return depthsOf(float(), short());
-        case CV_32S: return depthsOf(float(), int());
-        case CV_32F: return depthsOf(float(), float());
-        default: return depthsOf(RealOfDoubles(), double());
+        case CV_8U: return depthsOf<float, uchar>(guide, y, x, alpha, beta, stored, depths, n);
+        case CV_8S: return depthsOf<float, schar>(guide, y, x, alpha, beta, stored, depths, n);
+        case CV_16U: return depthsOf<float, ushort>(guide, y, x, alpha, beta, stored, depths, n);
+        case CV_16S: return depthsOf<float, short>(guide, y, x, alpha, beta, stored, depths, n);
+        case CV_32S: return depthsOf<float, int>(guide, y, x, alpha, beta, stored, depths, n);
+        case CV_32F: return depthsOf<float, float>(guide, y, x, alpha, beta, stored, depths, n);
+        default: return depthsOf<RealOfDoubles, double>(guide, y, x, alpha, beta, stored, depths, n);
     }
 }
 

@@ -82,10 +82,11 @@ public:
     void updateUid();
 
     /// The rectangle (x, y, w scale, h scale) of `in` reduced to w by h, in pixels of its own; the coordinates are
-    /// those of the full-size picture, and with `bHalf`, which says that `in` is a half-size plane, are halved first. A
-    /// rectangle that reaches beyond the right or the bottom edge is cut off there: at scale 1 the result is as much
-    /// smaller, at others it is still w by h. One that starts outside or has a negative side, and a scale below 1, is a
-    /// failure. An empty rectangle, which may start right at the edge, gives an empty plane at scale 1.
+    /// those of the full-size picture, and with `bHalf`, which says that `in` is a half-size plane, are halved first: x
+    /// and y with truncation, w and h rounded up. A rectangle that reaches beyond the right or the bottom edge is cut
+    /// off there: at scale 1 the result is as much smaller, at others it is still w by h. One that starts outside or
+    /// has a negative side, and a scale below 1, is a failure. An empty rectangle, which may start right at the edge,
+    /// gives an empty plane at scale 1.
     ///
     /// Plainly, one pixel of each scale by scale is taken as `downSizeNX` does with cubic interpolation; scale 1 is a
     /// private copy. With `bSmooth` one to three box means come first, of 8-bit, 16-bit or float planes; others throw

@@ -19,7 +19,7 @@ struct Light {
     float contrast = 0;    ///< an S-shaped curve around the middle, black and white kept; below 0 a flatter middle
     float highlights = 0;  ///< the bright quarter
     float shadows = 0;     ///< the dark quarter
-    float whites = 0;      ///< where white begins: above 0 brighter, so that the brightest tones clip
+    float whites = 0;      ///< where white begins: above 0 brighter, so that the brightest tones clip, at 0.986 or more
     float blacks = 0;      ///< where black ends: below 0 darker, so that the darkest tones clip
 };
 

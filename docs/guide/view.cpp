@@ -25,7 +25,6 @@ bool PictureView::open(const cv::Mat& pixels, TProgress* progress) {
     if (!m_engine.setup(m_picture.m_Y, small, medium, large, m_picture.m_Dr, m_picture.m_Db, progress)) return false;
     m_engine.m_Y = rest;  // the engine adds the details to what is left without them
     m_engine.m_bChangedY = true;
-    m_colour.m_temperature = m_colour.m_tint = m_colour.m_saturation = m_colour.m_vibrance = 0;
     return true;
 }
 //! [open]

@@ -35,7 +35,6 @@ bool develop(unsigned char* pixels, int width, int height, int step, bool (*repo
     engine.proc(cv::Rect(0, 0, width, height), 1, cv::Mat());
 
     TColorAdjVL colour;
-    colour.m_temperature = colour.m_tint = colour.m_saturation = 0;
     colour.m_vibrance = 0.3f;
     colour.m_bChanged = true;
     cv::Mat dr, db;

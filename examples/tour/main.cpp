@@ -255,7 +255,6 @@ void tourDetail(const Scene& scene) {
     engine.proc(cv::Rect(0, 0, picture.width(), picture.height()), 1, cv::Mat());
 
     TColorAdjVL colour;
-    colour.m_temperature = colour.m_tint = colour.m_vibrance = 0;
     colour.m_saturation = -0.5f;
     colour.m_bChanged = true;
     cv::Mat dr, db;

@@ -70,7 +70,8 @@ public:
     /// the slope is 1 at K = 0, `kMax` at 1 and `kMin` at -1, and the half width `threshold` T levels, over the slope
     /// where that is above 1. A positive one makes a step: small detail gets the value at the edge of the centre. A
     /// negative one makes a dead zone: small detail becomes zero. Half widths are limited to 127 levels, which reach
-    /// the ends of the table. NaN is half width 0, or a line at 0.
+    /// the ends of the table. The table is smoothed in the end, by `blurScale`: with 0.35 a step multiplies the
+    /// smallest detail by some 2.9 slopes rather than lifting it whole. NaN is half width 0, or a line at 0.
     void setupLinearThreshold(float k, float t, float baseK, float baseT);
 
 protected:
@@ -102,9 +103,10 @@ public:
 
     /// Builds the table of a light adjustment instead: a straight line, raised by 0.2 `brightness` of full scale and
     /// turned about the middle by `contrast` (its slope as in `setKRange`, with `contrast` as K), through a tone curve
-    /// that `shadows` moves at a quarter of the scale and `highlights` at three quarters, upwards above 0. All range
-    /// over -1..1, and 0 changes nothing. The curve is a spline through five points, sampled at 64 and read linearly.
-    /// Throws "ERROR - TLut16U::setupLightAdjust - not enough memory", and the table stays.
+    /// that `shadows` moves at a quarter of the scale and `highlights` at three quarters, upwards above 0 and by 0.175
+    /// of full scale at 1. All range over -1..1, and 0 changes nothing. The curve is a spline through five points,
+    /// sampled at 64 and read linearly. Throws "ERROR - TLut16U::setupLightAdjust - not enough memory", and the table
+    /// stays.
     void setupLightAdjust(float brightness, float contrast, float shadows, float highlights);
 
 protected:

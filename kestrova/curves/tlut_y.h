@@ -41,7 +41,7 @@ protected:
     void setupYLUT();
     /// Computes the table anew; does nothing if `update` is false or the table is null. Level 16 i + 8 + k lies
     /// (2k + 1) / 32 of the way from sample i to the next, and the ends repeat the end samples: an identity rule gives
-    /// only nearly the identity.
+    /// values 7 levels below the identity, and 65520 for white.
     void computeLUT16U(bool update);
     /// Looks `inY` up into `outY`, which gets its size and type; in place is fine. Throws "ERROR - TLutYDrDb::applyYLUT
     /// - !m_lutY_p" and "ERROR -  TLutYDrDb::applyYLUT(const Mat &inY, Mat &outY) - inY.type() != CV_16UC1".

@@ -10,7 +10,8 @@
 /// The colour side of the detail engine. One pass over the chroma planes makes chroma follow a change of luminance,
 /// times (y1 + 1024) / (y0 + 1025) within 0.5..1.2, and looks the colour up in a table over (Y, Dr, Db), 33 nodes an
 /// axis, that applies temperature, tint, saturation and vibrance. The table is the identity until the host sets
-/// parameters and then `m_bChanged`.
+/// parameters and then `m_bChanged`. A table that is rebuilt has R, G, B of its nodes clamped to 0..65535: colours next
+/// to these limits, below a luminance of some 2000 all colours, then lose chroma even with all parameters 0.
 ///
 ///     TColorAdjVL colour;
 ///     colour.m_vibrance = 0.3f;
@@ -49,7 +50,9 @@ public:
 
     float m_temperature;  ///< about -1..1: above 0 warmer (red and green rise), below 0 cooler (blue rises)
     float m_tint;         ///< about -1..1: above 0 towards magenta, below 0 towards green
-    float m_saturation;   ///< -1..1: chroma times 1 + (maxSatGain - 1) s above 0, times 1 + s below: -1 is grey
+    float m_saturation;   ///< -1..1: with g = 1 + (maxSatGain - 1) s above 0 and 1 + s below, chroma (dr, db) times
+                          ///< (g m + 4) / (m + 4), m = sqrt(2 (dr^2 + db^2)) / 256 or 11 if that is more, so about 3.2
+                          ///< for weak chroma at g = 4, and at most 4; -1 is grey
     float m_vibrance;     ///< about -1..1: above 0 lifts weak colours up to a threshold, below 0 removes them; more for
                           ///< bright colours than for dark ones
     bool m_bChanged;      ///< to be set after a change of the four; the next `proc` rebuilds the table and clears it

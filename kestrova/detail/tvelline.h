@@ -38,7 +38,7 @@
 /// | field | range | above 0 | below 0 |
 /// |---|---|---|---|
 /// | `m_k[3 s]` | -1..1 | detail times 1 + (kMax - 1) k | detail times 1 + k, none at -1 |
-/// | `m_t[3 s]` | -1..1 | detail below t threshold is lifted to it | detail below 0.4 abs(t) threshold is removed |
+/// | `m_t[3 s]` | -1..1 | detail below t threshold grows towards it | detail below 0.4 abs(t) threshold is removed |
 /// | `m_k[3 s + 1]`, `m_t[3 s + 1]` | -1..1 | the same in shadows, starting from the base | |
 /// | `m_k[3 s + 2]`, `m_t[3 s + 2]` | -1..1 | the same in midtones, starting from the base | |
 /// | `m_light[0]` brightness | -1..1 | brighter: 0.343 b^3 is added to the root of luminance 0..1 | darker |
@@ -51,8 +51,10 @@
 ///
 /// A strength k in shadows or midtones stands for K = B + (1.5 - B) k 2/3 above 0 and B + (1.5 + B) k 2/3 below, where
 /// B is the base's: 0 is the base itself, and K takes the place of k in the table above. Thresholds likewise, with
-/// those below 0 taken 0.4 times. Thresholds are in levels of a detail plane, divided by a slope above 1, and their
-/// edges are smoothed. The curves are those of `TLut16U::setupLinearThreshold`.
+/// those below 0 taken 0.4 times. Thresholds are in levels of a detail plane, divided by a slope above 1. The curves
+/// are those of `TLut16U::setupLinearThreshold`, smooth about the threshold: one above 0 multiplies the smallest detail
+/// by some 2.9 slopes rather than lifting it whole. What the light curve drives to white from a luminance v below full
+/// comes out as 1.001 v / (v + 0.012) of it, 0.986 from 0.8: a host that marks clipped pixels allows for it.
 ///
 /// **A view** at a step needs its chroma, and the luminance before, for `TColorAdjVL::proc`: sampled as the engine
 /// samples details, chroma from `m_Dr` and `m_Db`, which have full size:
@@ -63,8 +65,8 @@
 ///     db = TPImage::MatRoi(engine.m_Db, view.x, view.y, view.width, view.height, level, false, smooth);
 ///
 /// **The process.** `proc` and the long `setup` print a line each to standard output; `Kestrova::setPrinting(false)`
-/// keeps them off it for the calling thread. The long `setup` changes the OpenMP settings of the whole process: as many
-/// threads as there are processors, nested parallel regions allowed, fixed teams.
+/// keeps them off it for the calling thread. The long `setup` changes the OpenMP settings of the calling thread: as
+/// many threads as there are processors, nested parallel regions allowed, fixed teams.
 ///
 /// **Failures** are thrown texts, caught as `const char*`. Where memory runs out, the text is "ERROR -
 /// TVelline::<operation> - not enough memory" or that of an operation inside, and the same call succeeds once there is

@@ -60,10 +60,11 @@ public:
     /// The cells of each grid, INT_MAX where there are more; 0 before the first `proc`.
     int getGridSize() const;
 
-    /// Moves pixels of a plane to the values of a guide: a pixel that is nearer its local maximum, over a disc of
-    /// `radius` pixels, goes down to a guide value above its local minimum; a pixel nearer its local minimum goes up to
-    /// a guide value below its local maximum; others stay, and so do those nearer than `radius` to the plane's border.
-    /// Always true.
+    /// Moves pixels of a plane to the guide's value at the same place, where that lies between the pixel and the
+    /// farther of its local extremes. With the maximum A and the minimum B of `inOut` over a disc of `radius` pixels, a
+    /// pixel v that is nearer A, or as near to both, goes down to the guide's g if B < g < v, and one that is nearer B
+    /// goes up to it if v < g < A. All others stay, and so do those nearer than `radius` to the plane's border: a guide
+    /// that is smoother than the plane flattens its peaks, a sharper one changes little. Always true.
     /// @param guide, inOut both CV_8UC1 or both CV_16UC1 and of one size
     /// @param radius in pixels; below 1 nothing changes, whatever the planes
     ///

@@ -13,10 +13,11 @@ class TProgress;  // kestrova/frame/tprogress.h
 /// dimensions.
 
 /// Blurs `in_p` into `out_p`, which has its kind and size, by `iterations` passes of a mean over a square window of
-/// side 2 `radius` + 1 with mirrored edges (the pixel at the edge itself counts once). Kinds are `IM_Y16U` and
-/// `IM_C8U`, whose planes are blurred in turn; means are rounded to nearest, halves up. Above a radius of 53 the passes
-/// work on a copy reduced by f = 1 + trunc(radius / 54), with the radius divided by f, so that the cost does not grow
-/// with the radius; both resizes are linear. Both images may be the same. The stamp of `out_p` stays.
+/// side 2 `radius` + 1 with mirrored edges (the pixel at the edge itself counts once, `cv::BORDER_REFLECT_101`). Kinds
+/// are `IM_Y16U` and `IM_C8U`, whose planes are blurred in turn; means are rounded to nearest, halves up. Above a
+/// radius of 53 the passes work on a copy reduced by f = 1 + trunc(radius / 54), with the radius divided by f, so that
+/// the cost does not grow with the radius; both resizes are linear. Both images may be the same. The stamp of `out_p`
+/// stays.
 ///
 /// `radius` < 1 or `iterations` < 1 is `out_p->copyFrom(*in_p)`, for every kind.
 ///

@@ -45,7 +45,7 @@ KESTROVA_EXPORT void upSizeNXGuidedByY(cv::Mat guide, const cv::Mat& low, cv::Ma
 
 /// Enlarges `low` by n into `out` with three guide planes, which are reduced with `interp`; other than with one guide
 /// plane, this is intentional. A code that the plain resampling does not know leaves the reduced guide at zero. Prints
-/// a line to standard output before and after each half of the filter, unless `Kestrova::setPrinting(false)`. n = 1
+/// three lines to standard output, around the two halves of the filter, unless `Kestrova::setPrinting(false)`. n = 1
 /// with `useGuide` filters the top left rectangle that `guide[0]` and `low` share at its own size, without printing; n
 /// = 1 without is `low.copyTo(out)`; n < 1 leaves `out` untouched, without a message.
 ///

@@ -20,12 +20,13 @@ public:
     static void setQDebugFunc(void (*func)(const char*));
 
     /// Hands `traceMsg(where, line, msg)` to the hook, which may read the text only until it returns. Without a hook
-    /// nothing is formatted.
+    /// nothing is formatted. `where` is only read, but has to be an array of the host's, as in
+    /// `char where[] = __FILE__`: a literal is constant.
     static void toQDebug(char* where, int line, const char* msg);
 
-    /// "SSSSS.mmm - line - where : msg - ", the time being that of `clock()` in seconds since the process began:
-    /// processor time of all its threads, except where the platform's `clock()` counts real time. The text ends in a
-    /// blank, a dash and a blank; that is intentional. Null texts count as empty.
+    /// "SSSSS.mmm - line - where : msg - ", the time being that of `clock()` in seconds since the process began, with
+    /// leading zeros ("00012.345"): processor time of all its threads, except where the platform's `clock()` counts
+    /// real time. The text ends in a blank, a dash and a blank; that is intentional. Null texts count as empty.
     static std::string traceMsg(const char* where, int line, const char* msg);
 
     /// Whether the four operations that document a line on standard output print it when called from this thread. True

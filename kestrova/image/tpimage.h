@@ -82,10 +82,11 @@ public:
     void updateUid();
 
     /// The rectangle (x, y, w scale, h scale) of `in` reduced to w by h, in pixels of its own; the coordinates are
-    /// those of the full-size picture, and with `bHalf`, which says that `in` is a half-size plane, are halved first. A
-    /// rectangle that reaches beyond the right or the bottom edge is cut off there: at scale 1 the result is as much
-    /// smaller, at others it is still w by h. One that starts outside or has a negative side, and a scale below 1, is a
-    /// failure. An empty rectangle, which may start right at the edge, gives an empty plane at scale 1.
+    /// those of the full-size picture, and with `bHalf`, which says that `in` is a half-size plane, are halved first: x
+    /// and y with truncation, w and h rounded up. A rectangle that reaches beyond the right or the bottom edge is cut
+    /// off there: at scale 1 the result is as much smaller, at others it is still w by h. One that starts outside or
+    /// has a negative side, and a scale below 1, is a failure. An empty rectangle, which may start right at the edge,
+    /// gives an empty plane at scale 1.
     ///
     /// Plainly, one pixel of each scale by scale is taken as `downSizeNX` does with cubic interpolation; scale 1 is a
     /// private copy. With `bSmooth` one to three box means come first, of 8-bit, 16-bit or float planes; others throw
@@ -151,9 +152,11 @@ public:
 
     /// One colour in, r, g, b nominally 0..1; a colour outside is first compressed towards its least component until
     /// the greatest is 1, or, where the least is below 0, towards its greatest until the least is 0. `y` is 0..255; `u`
-    /// and `v` span the whole range of the differences of red and blue, with zero at 128.
+    /// is 128 (r - luminance) / 0.701 and `v` 128 (b - luminance) / 0.886, about 128: the greatest differences of red
+    /// and blue span the whole range.
     static void RGB2YUV(float r, float g, float b, unsigned char& y, unsigned char& u, unsigned char& v);
-    /// The 8-bit form, but with `y` 0..65535, and with Dr and Db as `u` and `v`.
+    /// The 8-bit form, but with `y` 0..65535 and with `u` and `v` of 16384 times the differences r - luminance and
+    /// b - luminance, about 32768: half as far from it as Dr and Db, which `RGB2YdRdB` gives.
     static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned short& u, unsigned short& v);
     /// The 8-bit form, but with `y` 0..65535.
     static void RGB2YUV(float r, float g, float b, unsigned short& y, unsigned char& u, unsigned char& v);

@@ -60,6 +60,9 @@ public:
 /// `setValue` and `invert` between strokes; `proc`; `getMaskRoi`. `undo` removes commands and goes back to the last
 /// fill. There is no redo: what is undone is gone, and a host that offers redo keeps its calls and repeats them.
 ///
+/// The picture's own mask is shown until the first command is replayed. Commands start from 255 everywhere or from the
+/// latest fill, not from that mask: a host that paints on it keeps a copy and combines the two planes itself.
+///
 ///     brush.setInImage(&picture);                    // a TPImage; the mask becomes a copy of the picture's own
 ///     brush.setValue(0);                             // nothing selected
 ///     brush.drawStart(0, 1);
@@ -138,8 +141,9 @@ public:
     /// have been bound since, and has no pixels if there was none.
     void reset();
 
-    /// Replays what is pending; always true. Throws "Error - TFDrawMask::resetMask - ippStsError" while no picture is
-    /// bound; "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle." for such a dot, which a
+    /// Replays what is pending; always true. The first replay begins with 255 everywhere, also where the picture's own
+    /// mask is another. Throws "Error - TFDrawMask::resetMask - ippStsError" where commands are pending without a
+    /// picture; "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle." for such a dot, which a
     /// second call paints by the profile of the dot before it; "ERROR - TDrawMask::updateLUT - outerR >= 8000" for a
     /// soft dot of that many mask pixels; "ERROR - TDrawMask::drawStrokeDot - ..." for a tolerance where the picture's
     /// planes are not of the mask's size. What was replayed before stays, a later call resumes.

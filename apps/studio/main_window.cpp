@@ -143,6 +143,8 @@ void MainWindow::makePanels() {
     auto* presets = addDock("presets", tr("Presets"), m_presets, Qt::LeftDockWidgetArea);
     auto* history = new QUndoView(m_session->history());
     history->setEmptyLabel(tr("As opened"));
+    history->setWordWrap(true);
+    history->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto* historyDock = addDock("history", tr("History"), history, Qt::LeftDockWidgetArea);
     tabifyDockWidget(presets, historyDock);
     presets->raise();
@@ -187,6 +189,7 @@ void MainWindow::connectSession() {
         updatePicture();
         m_presets->showChosen(m_session->settings());
         if (!held) m_presets->setGeometry(m_session->settings());
+        if (held && m_maskByBrush) m_mask->setChecked(m_session->isPainting());  // a slider's effect is to be seen
         m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {

@@ -24,8 +24,8 @@ QString unreadable(const std::string& sidecar, photo::Error::Kind kind, bool rem
         remembered ? Session::tr("The photograph is shown as it was left here.")
                    : Session::tr("The photograph is shown without settings."),
         Session::tr(
-            "The first change here keeps the file, under a name that ends in \".broken\", and writes a new one. "
-            "To use the file instead, put a good copy in its place and open the photograph again.")};
+            "The first change here keeps the file under a name that ends in \".broken\". To use it instead, put "
+            "a good copy in its place and open the photograph again.")};
     return sentences.join(' ');
 }
 

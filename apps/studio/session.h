@@ -51,6 +51,7 @@ public:
     void beginGesture();
     void endGesture();
     bool inGesture() const { return m_inGesture; }
+    bool isPainting() const { return m_inGesture && m_gesture == m_stroke; }
     void undo();
     void redo();
     /// A step of the history, unless nothing changes. Refuses, with a message, what is out of range.

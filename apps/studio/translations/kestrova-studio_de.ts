@@ -1682,8 +1682,8 @@
         <translation>Das Foto wird ohne Einstellungen gezeigt.</translation>
     </message>
     <message>
-        <source>The first change here keeps the file, under a name that ends in &quot;.broken&quot;, and writes a new one. To use the file instead, put a good copy in its place and open the photograph again.</source>
-        <translation>Die erste Änderung hier hebt die Datei unter einem Namen auf, der auf &quot;.broken&quot; endet, und schreibt eine neue. Um stattdessen die Datei zu verwenden, setzen Sie eine unbeschädigte Kopie an ihre Stelle und öffnen Sie das Foto erneut.</translation>
+        <source>The first change here keeps the file under a name that ends in &quot;.broken&quot;. To use it instead, put a good copy in its place and open the photograph again.</source>
+        <translation>Die erste Änderung hier bewahrt die Datei unter einem Namen auf, der auf &quot;.broken&quot; endet. Um sie stattdessen zu verwenden, ersetzen Sie sie durch eine gute Kopie und öffnen Sie das Foto noch einmal.</translation>
     </message>
     <message>
         <source>%1, %2</source>

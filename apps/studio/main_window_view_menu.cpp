@@ -40,6 +40,7 @@ void MainWindow::makeViewMenu() {
     });
     m_mask = toggle(tr("&Mask"), tr("M"), tr("Shows where the layer acts"));
     connect(m_mask, &QAction::toggled, this, [this] { updateView(false); });
+    connect(m_mask, &QAction::triggered, this, [this] { m_maskByBrush = false; });
     menu->addSeparator();
     QMenu* panels = menu->addMenu(tr("&Panels"));
     for (QDockWidget* dock : findChildren<QDockWidget*>()) panels->addAction(dock->toggleViewAction());

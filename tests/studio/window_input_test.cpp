@@ -7,6 +7,7 @@
 #include <QDockWidget>
 #include <QLabel>
 #include <QNativeGestureEvent>
+#include <QSignalSpy>
 #include <QTabWidget>
 #include <QThread>
 #include <algorithm>
@@ -168,8 +169,9 @@ TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
     const std::string path = photograph();
     open(path);
     const QImage before = picture();
+    const QSignalSpy looked(&window->m_reload, &QTimer::timeout);
     std::filesystem::remove(path);
-    QTest::qWait(700);
+    ASSERT_TRUE(waitFor([&] { return looked.count() >= 2; })) << "it looks for the photograph again and again";
     settle();
     EXPECT_EQ(picture(), before);
     photograph("u76c0g_bliznaca_srgb8.png");

@@ -12,6 +12,7 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QProcess>
+#include <QStatusBar>
 #include <QTabletEvent>
 #include <QTest>
 #include <QUrl>
@@ -207,6 +208,7 @@ TEST_F(WindowTest, SettingsAreCopiedToAnotherPhotograph) {
     open(photograph("u76c0g_bliznaca_srgb8.png"));
     action("Paste settings")->trigger();
     EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+    EXPECT_EQ(window->statusBar()->currentMessage(), "Settings pasted");
     QGuiApplication::clipboard()->setText("no settings");
     action("Paste settings")->trigger();
     EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);

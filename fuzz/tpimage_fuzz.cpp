@@ -44,8 +44,10 @@ void in(Input& input, TPImage& used) {
         const int whole = scene.addFitting(input, cv::Size(size.width, 3 * size.height), type, Role::kIn);
         planes.push_back(whole);
     }
-    const int h = size.height, w = servable(input, size.width, 1 << 20);
+    const int h = size.height, someWidth = servable(input, size.width, 1 << 20);
     const int height = input.rarely(8) ? std::min(input.number(), h) : h;
+    // One row may have any step: its width cannot be refused.
+    const int w = height == 1 ? std::min(someWidth, size.width) : someWidth;
     TPImage fresh;
     const auto call = [=](Scene& s, TPImage& image) {
         cv::Mat& plane = s[planes[0]];

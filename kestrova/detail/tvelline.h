@@ -129,7 +129,8 @@ public:
     ///
     /// Throws what `upSize2XGuidedByYSimple` throws on planes that do not fit, and
     /// "BlockProcessor::convertBlockDuplicatedBorder roiSize<1" on an empty picture. After a failure the first four
-    /// planes are stored, chroma may be unfinished, the flags are not set, and `setup` has to be called again.
+    /// planes are stored, chroma may be unfinished, the flags are not set, and `setup` has to be called again. Throws
+    /// "ERROR - plane - dims>2" and "ERROR - plane - data%elemSize1 || step%elemSize1" before anything is stored.
     bool setup(const cv::Mat& Y, const cv::Mat& DS, const cv::Mat& DM, const cv::Mat& DL, const cv::Mat& halfDr,
                cv::Mat halfDb, TProgress* progress);
 

@@ -5,6 +5,7 @@
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/sole_header.h"
+#include "kestrova/frame/step.h"
 #include "kestrova/resample/chroma_upsize.h"
 
 using namespace kestrova::detail;
@@ -52,6 +53,7 @@ void smoothChroma(cv::Mat& dr, cv::Mat& db, float sigmaS) {
 
 bool TVelline::setup(const cv::Mat& Y, const cv::Mat& DS, const cv::Mat& DM, const cv::Mat& DL, const cv::Mat& halfDr,
                      cv::Mat halfDb, TProgress* progress) {
+    checkPlanes(Y, DS, DM, DL, halfDr, halfDb);
     m_Y = Y;
     m_DS = DS;
     m_DM = DM;

@@ -321,6 +321,20 @@ TEST_F(TVellineSetupTest, FailuresOfTheEnlargerPassThrough) {
     EXPECT_TRUE(setUp(engine, p));
 }
 
+TEST_F(TVellineSetupTest, RefusesThreeDimensionsOfAnyPlaneWithNothingStored) {
+    const Picture p = picture(4, 6);
+    const int sizes[] = {2, 3, 4};
+    const cv::Mat three(3, sizes, CV_16UC1);
+    for (int i = 0; i < 6; ++i) {
+        cv::Mat planes[] = {p.Y, p.DS, p.DM, p.DL, p.halfDr, p.halfDb};
+        planes[i] = three;
+        TVelline engine;
+        EXPECT_FAILURE(engine.setup(planes[0], planes[1], planes[2], planes[3], planes[4], planes[5], nullptr),
+                       "ERROR - plane - dims>2");
+        EXPECT_TRUE(engine.m_Y.empty() && engine.m_DS.empty() && engine.m_DM.empty() && engine.m_DL.empty());
+    }
+}
+
 TEST_F(TVellineSetupTest, PrintsTheCoreCount) {
     testing::internal::GetCapturedStdout();
     testing::internal::CaptureStdout();

@@ -88,9 +88,9 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::fu
     const std::unique_ptr<float[]> work(new float[distinct.size() * kEntries16]);
 
     const int count = static_cast<int>(distinct.size());
-    const int threads = std::max(workerCount(count), 1);
-    const int bunch = std::min((count + threads - 1) / threads, kTablesSideBySide);
-    const int bunches = count == 0 ? 0 : (count + bunch - 1) / bunch, tasks = bunches + (beside ? 1 : 0);
+    // As few bunches as there can be, with any number of threads: six tables side by side take little longer than one.
+    const int bunches = (count + kTablesSideBySide - 1) / kTablesSideBySide, tasks = bunches + (beside ? 1 : 0);
+    const int bunch = bunches == 0 ? 0 : (count + bunches - 1) / bunches;
     parallelTasks(workerCount(tasks), tasks, [&](int task, int) noexcept {
         if (task == bunches) return beside();
         TableToSmooth tables[kTablesSideBySide];

@@ -8,11 +8,11 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "kestrova/frame/payoff.h"
 #include "kestrova/frame/team_size.h"
 
 // The one place that opens parallel regions: strips of rows, or tasks of unequal cost, shared out to the host's OpenMP
@@ -22,8 +22,8 @@
 // A host keeps cores busy with work of its own, and a region ends when its last thread has come. So there are few of
 // them, one a pass over a plane; they are cut into more strips than there are threads; and a thread takes the next
 // strip when it has done one: one that comes late, or is interrupted, leaves the others little to wait for. Where that
-// is too much still, the calling thread goes on alone for a while. What is computed never depends on which thread takes
-// what.
+// is too much still, the calling thread goes on alone for a while, see `Payoff`. What is computed never depends on
+// which thread takes what.
 //
 // Every region asks for the whole team, `teamSize()`, and leaves threads idle where there is less to do: libgomp ends
 // the surplus threads of a smaller team and makes new ones for the next. A host that wants the threads made at a moment
@@ -41,68 +41,24 @@ constexpr int kStripElements = 1 << 14;
 /// The work of a row of `cols` pixels that take as long as `cost` elements each.
 inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
 
-/// Seconds of a thread's life: by the clock, and those that a processor has spent on it.
-struct ThreadTime {
-    double clock = 0, processor = 0;
-
-    static ThreadTime now() {
-        std::timespec processor{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &processor);
-        return {omp_get_wtime(), static_cast<double>(processor.tv_sec) + 1e-9 * static_cast<double>(processor.tv_nsec)};
-    }
-    ThreadTime operator-(const ThreadTime& o) const { return {clock - o.clock, processor - o.processor}; }
-    ThreadTime& operator+=(const ThreadTime& o) {
-        clock += o.clock;
-        processor += o.processor;
-        return *this;
-    }
-};
-
-/// Whether regions pay for the thread that opens them. Where the host's other threads keep those of the team off their
-/// processors for longer than the work takes, a region is a loss, and its end tells how large. For ten times as long
-/// the thread then works alone, and after each loss that follows twice as long, up to 80 times: while nothing changes,
-/// all losses together cost little more than a hundredth of the time. A region that pays by as much as counts ends
-/// that.
-class Payoff {
-public:
-    bool alone() const { return omp_get_wtime() < m_aloneUntil; }
-
-    /// After a region from `began` to `ended`, for the work of which all processors together have taken `all` seconds,
-    /// and the calling thread its own share of them.
-    void count(double began, double ended, const ThreadTime& own, double all) {
-        if (own.processor <= 0) return;
-        const double lasted = ended - began, byItself = own.clock * all / own.processor, loss = lasted - byItself;
-        if (std::abs(loss) < m_leastLoss) return;
-        if (loss < 0) {
-            m_factor = kSmallestFactor;
-        } else if (loss > 0.2 * lasted) {
-            m_aloneUntil = ended + m_factor * loss;
-            m_factor = std::min(2 * m_factor, kLargestFactor);
-        }
-    }
-
-private:
-    static constexpr double kSmallestFactor = 10, kLargestFactor = 80;
-
-    double m_leastLoss = 300e-6;  ///< what waking a team takes does not count
-    double m_aloneUntil = 0;
-    double m_factor = kSmallestFactor;  ///< the next loss lets the thread work alone for so many times its length
-};
-inline thread_local Payoff payoff;
-
 /// Calls `member(i)`, which returns for how long it has waited for others, on threads of the team, for different i from
 /// 0 to `members` - 1. There may be fewer threads than asked for, only the calling one even: whichever members there
 /// are must get everything done.
 template <class Member>
 void withTeam(int members, const Member& member) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
-    if (members <= 1 || payoff.alone()) {
+    if (members <= 1) {
         member(0);
+        return;
+    }
+    const double began = omp_get_wtime();
+    if (payoff.alone(began)) {
+        member(0);
+        payoff.countAlone(omp_get_wtime() - began);
         return;
     }
     ThreadTime own;
     std::atomic<std::int64_t> nanoseconds{0};
-    const double began = omp_get_wtime();
 #pragma omp parallel num_threads(teamSize())
     if (const int self = omp_get_thread_num(); self < members) {
         const ThreadTime joined = ThreadTime::now();

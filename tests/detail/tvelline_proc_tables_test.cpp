@@ -120,7 +120,7 @@ TEST(TVellineTablesTest, CopiesShareThemUntilOneChanges) {
     EXPECT_NE(copy.m_tables, engine.m_tables);
 }
 
-TEST(TVellineTablesTest, ARenderingIsTwoRegionsAndAMoveOne) {
+TEST(TVellineTablesTest, ARenderingIsTwoRegionsAndAMoveOrOneScalesSliderOne) {
     if (!kRegionsAreCounted) GTEST_SKIP() << "not libgomp";
     const KeepThreadSettings keep;
     omp_set_num_threads(4);
@@ -135,11 +135,13 @@ TEST(TVellineTablesTest, ARenderingIsTwoRegionsAndAMoveOne) {
     };
     EXPECT_EQ(regionsOfRendering(view), 2);
     EXPECT_EQ(regionsOfRendering(view + cv::Point(10, 10)), 1);
-    for (const std::size_t parameter : {std::size_t{4}, std::size_t{20}}) {
+    const auto regionsOfSlider = [&](std::size_t parameter) {
         *parametersOfTables(engine)[parameter] += 0.25f;
         *flagOf(engine, parameter) = true;
-        EXPECT_EQ(regionsOfRendering(view), 2);
-    }
+        return regionsOfRendering(view);
+    };
+    EXPECT_EQ(regionsOfSlider(4), 1) << "its curves are smoothed side by side";
+    EXPECT_EQ(regionsOfSlider(20), 2) << "light";
     EXPECT_EQ(regionsOfRendering(view), 0);
 }
 

@@ -13,7 +13,7 @@ namespace {
 std::atomic<int> opened{0}, ofOwnNumber{0};
 
 // On a busy machine regions would be given up for a while: the tests' thread always opens them.
-const bool bAlwaysOpened = (kestrova::frame::payoff.m_leastLoss = HUGE_VAL, true);
+const bool bAlwaysOpened = (kestrova::frame::payoff.m_least = HUGE_VAL, true);
 
 }  // namespace
 

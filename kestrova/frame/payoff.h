@@ -1,0 +1,45 @@
+#pragma once
+
+namespace kestrova::frame {
+
+/// Seconds of a thread's life: by the clock, and those that a processor has spent on it.
+struct ThreadTime {
+    double clock = 0, processor = 0;
+
+    static ThreadTime now();
+    ThreadTime operator-(const ThreadTime& o) const { return {clock - o.clock, processor - o.processor}; }
+    ThreadTime& operator+=(const ThreadTime& o) {
+        clock += o.clock;
+        processor += o.processor;
+        return *this;
+    }
+};
+
+/// Whether parallel regions pay for the thread that opens them. Where the host's other threads keep those of the team
+/// off their processors for longer than the work takes, a region is a loss, and its end tells how large. Losses are
+/// paid from what regions have gained before. Where that does not suffice, the thread works alone until that has taken
+/// ten times what is owed, and after each debt that follows twice as many times, up to 80: while nothing changes, all
+/// losses together cost little more than a hundredth of the time. Gains that add up end that. Internal.
+class Payoff {
+public:
+    bool alone(double now) const { return m_alone > 0 && now < m_aloneUntil; }
+
+    /// After so many seconds of work alone.
+    void countAlone(double seconds) { m_alone -= seconds; }
+
+    /// After a region from `began` to `ended`, for the work of which all processors together have taken `all` seconds,
+    /// and the calling thread its own share of them.
+    void count(double began, double ended, const ThreadTime& own, double all);
+
+private:
+    static constexpr double kSmallestFactor = 10;
+
+    double m_least = 300e-6;            ///< what waking a team takes does not count
+    double m_account = 0;               ///< what regions have gained
+    double m_factor = kSmallestFactor;  ///< work alone takes so many times the next debt
+    double m_alone = 0;                 ///< work still to be done alone
+    double m_aloneUntil = 0;            ///< but not after that: others may be gone when a host has paused
+};
+inline thread_local Payoff payoff;
+
+}  // namespace kestrova::frame

@@ -1,0 +1,66 @@
+#include "kestrova/frame/payoff.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/rooms.h"
+
+namespace {
+
+TEST(PayoffTest, ARegionIsALossWhereTheOthersWereWaitedForLongerThanTheyHaveWorked) {
+    const auto aloneAfter = [](double seconds, ThreadTime own, double all) {
+        Payoff one;
+        one.count(100, 100 + seconds, own, all);
+        return one.m_alone;
+    };
+    EXPECT_EQ(aloneAfter(0.010, {0.010, 0.010}, 0.020), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.010}, 0.016), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.005}, 0.008), 0) << "alone, too, with half a processor";
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.010}, 0.010), 0.2, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.007, 0.007}, 0.008), 0.22, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.005}, 0.008), 0.14, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.0105, {0.010, 0.010}, 0.010), 0.005, 1e-6);
+    EXPECT_EQ(aloneAfter(0.0003, {0.0001, 0.0001}, 0.0001), 0) << "no more than waking a team";
+    EXPECT_EQ(aloneAfter(0.030, {0.001, 0}, 0.008), 0) << "nothing to judge by";
+}
+
+/// After a region of 100 seconds that the thread alone would have done in `gain` seconds more.
+double aloneAfter(Payoff& one, double gain) {
+    one.m_alone = 0;
+    one.count(100, 200, {100, 100}, 100 + gain);
+    return one.m_alone;
+}
+
+TEST(PayoffTest, LossesThatFollowOneAnotherLetTheThreadWorkAloneForLongerUntilRegionsPay) {
+    Payoff one;
+    for (double times : {10, 20, 40, 80, 80}) EXPECT_NEAR(aloneAfter(one, -0.020), times * 0.020, 1e-6);
+    aloneAfter(one, 0.0001);
+    EXPECT_NEAR(aloneAfter(one, -0.020), 80 * 0.020, 1e-6) << "too short to tell";
+    aloneAfter(one, 0.006);
+    EXPECT_NEAR(aloneAfter(one, -0.026), 80 * 0.020, 1e-6) << "the gain pays a part, and does not end it";
+    aloneAfter(one, 0.006);
+    aloneAfter(one, 0.006);
+    EXPECT_NEAR(aloneAfter(one, -0.030), 10 * 0.020, 1e-6);
+}
+
+TEST(PayoffTest, GainsOfTenMillisecondsPayLossesOfAsLong) {
+    Payoff one;
+    aloneAfter(one, 1);
+    EXPECT_EQ(aloneAfter(one, -0.004), 0);
+    EXPECT_EQ(aloneAfter(one, -0.004), 0);
+    EXPECT_NEAR(aloneAfter(one, -0.004), 10 * 0.002, 1e-6);
+}
+
+TEST(PayoffTest, TheThreadIsAloneUntilItHasWorkedForSoLongOrPausedForFourTimesAsLong) {
+    Payoff one;
+    EXPECT_FALSE(one.alone(200));
+    aloneAfter(one, -0.020);
+    EXPECT_TRUE(one.alone(200));
+    EXPECT_TRUE(one.alone(200.7));
+    EXPECT_FALSE(one.alone(200.9));
+    one.countAlone(0.15);
+    EXPECT_TRUE(one.alone(200.7));
+    one.countAlone(0.06);
+    EXPECT_FALSE(one.alone(200.7));
+}
+
+}  // namespace

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "kestrova/frame/kernel.h"
-#include "kestrova/rows/box_across.h"
 #include "kestrova/rows/box_means.h"
+#include "kestrova/rows/eight_rows.h"
 #include "kestrova/rows/invert3.h"
 
 namespace kestrova::filters {
@@ -21,10 +21,10 @@ enum Mean { kMeanI, kMeanII, kMeanIP, kMeanP };
 
 /// Products of means are rounded before they are taken away, and eps is added last: the order is part of the interface.
 KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __restrict a, float* __restrict b,
-                              int n) noexcept {
+                              std::ptrdiff_t n) noexcept {
     const float *meanI = means[kMeanI], *meanP = means[kMeanP];
     const float *meanIP = means[kMeanIP], *meanII = means[kMeanII];
-    for (int x = 0; x < n; ++x) {
+    for (std::ptrdiff_t x = 0; x < n; ++x) {
         const float covariance = meanIP[x] - meanI[x] * meanP[x];
         const float variance = meanII[x] - meanI[x] * meanI[x];
         const float slope = covariance / (variance + eps), offset = meanP[x] - meanI[x] * slope;
@@ -58,12 +58,12 @@ enum Mean {
 double wide(float v) { return static_cast<double>(v); }
 
 KESTROVA_KERNEL void solveRow(const float* const* means, float eps, float* __restrict a0, float* __restrict a1,
-                              float* __restrict a2, float* __restrict b, int n) noexcept {
+                              float* __restrict a2, float* __restrict b, std::ptrdiff_t n) noexcept {
     const float *meanI0 = means[kMeanI0], *meanI1 = means[kMeanI1], *meanI2 = means[kMeanI2], *meanP = means[kMeanP];
     const float *meanI0P = means[kMeanI0P], *meanI1P = means[kMeanI1P], *meanI2P = means[kMeanI2P];
     const float *meanI0I0 = means[kMeanI0I0], *meanI1I1 = means[kMeanI1I1], *meanI2I2 = means[kMeanI2I2];
     const float *meanI0I1 = means[kMeanI0I1], *meanI0I2 = means[kMeanI0I2], *meanI1I2 = means[kMeanI1I2];
-    for (int x = 0; x < n; ++x) {
+    for (std::ptrdiff_t x = 0; x < n; ++x) {
         const float m0 = meanI0[x], m1 = meanI1[x], m2 = meanI2[x], mp = meanP[x];
         const float c0 = meanI0P[x] - m0 * mp, c1 = meanI1P[x] - m1 * mp, c2 = meanI2P[x] - m2 * mp;
         const double v00 = wide((meanI0I0[x] - m0 * m0) + eps), v11 = wide((meanI1I1[x] - m1 * m1) + eps),
@@ -109,10 +109,10 @@ FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int 
       m_down{m_moments.down().length(), r, border},
       m_across{m_moments.across().length(), r, border},
       m_span(m_across, 0, 1),
-      m_coefficients(guide.size() + 1, static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r)),
-      m_halves(2, static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side())),
-      m_wide(r > kLargestRadiusInFloat ? 3 : 0,
-             static_cast<std::size_t>(m_moments.stretch()) + static_cast<std::size_t>(m_across.side()) + kWideSlack),
+      m_coefficients(guide.size() + 1,
+                     kRowsAtOnce * (static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r))),
+      m_turned(1, turnedRoom(columns, m_across.side())),
+      m_unused(1, static_cast<std::size_t>(columns)),
       m_count(static_cast<int>(guide.size()) + 1) {}
 
 void FittedRows::span(int first, int end) noexcept {
@@ -125,7 +125,11 @@ void FittedRows::span(int first, int end) noexcept {
 void FittedRows::begin(int y, int top) noexcept {
     const int blockRows = boxBlockRows(m_down.side());
     m_moments.countBlocksFrom(top);
-    for (int row = top + (y - top) / blockRows * blockRows; row < y; ++row) m_moments.moveTo(row);
+    for (int row = top + (y - top) / blockRows * blockRows; row < y;) {
+        const int rows = m_moments.rowsTogether(row, y);
+        m_moments.moveTo(row, rows);
+        row += rows;
+    }
 }
 
 void FittedRows::begin(int top, const Scratch<double>& sumsAbove) noexcept {
@@ -133,37 +137,25 @@ void FittedRows::begin(int top, const Scratch<double>& sumsAbove) noexcept {
     m_moments.copyFrom(sumsAbove);
 }
 
-void FittedRows::compute(int y, float* const out[]) noexcept {
-    m_moments.moveTo(y);
-    const auto coefficients = [&](int k) { return m_coefficients.row(static_cast<std::size_t>(k)) + m_span.before; };
-    for (int x = 0; x < m_span.count(); x += m_moments.stretch()) {
-        const int n = std::min(m_moments.stretch(), m_span.count() - x);
-        const float* const* means = m_moments.means(x, n);
-        if (m_count == 2)
-            one::solveRow(means, m_eps, coefficients(0) + x, coefficients(1) + x, n);
-        else
-            three::solveRow(means, m_eps, coefficients(0) + x, coefficients(1) + x, coefficients(2) + x,
-                            coefficients(3) + x, n);
-    }
+void FittedRows::compute(int y, int count, CoefficientRows out) noexcept {
+    const float* const* means = m_moments.means(y, count);
+    const auto coefficients = [&](int k) { return m_coefficients.row(static_cast<std::size_t>(k)); };
+    const std::ptrdiff_t n = kRowsAtOnce * std::ptrdiff_t{m_span.count()};
+    if (m_count == 2)
+        one::solveRow(means, m_eps, coefficients(0), coefficients(1), n);
+    else
+        three::solveRow(means, m_eps, coefficients(0), coefficients(1), coefficients(2), coefficients(3), n);
+    const double factor = 1 / static_cast<double>(m_across.side());
+    double* const turned = turnedColumns(m_turned, m_across.side());
     for (int k = 0; k < m_count; ++k) {
-        m_span.repeatEnds(coefficients(k));
-        sumOrMeanAcross(coefficients(k) - m_span.before, out[k]);
-    }
-}
-
-// Sums of up to 129 coefficients lose less in float than the rounding of a mean, and need none.
-void FittedRows::sumOrMeanAcross(const float* coefficients, float* out) noexcept {
-    const int side = m_across.side(), stretch = m_moments.stretch();
-    const bool inFloat = m_across.r <= kLargestRadiusInFloat;
-    for (int x = 0; x < m_columns; x += stretch) {
-        const int n = std::min(stretch, m_columns - x);
-        if (inFloat) {
-            sumAcross(coefficients + x, side, m_halves.row(0), m_halves.row(1), out + x, n, box_across::Unchanged{});
-        } else {
-            std::copy_n(coefficients + x, n + side - 1, m_wide.row(0));
-            sumAcrossFrom(m_first + x, m_wide.row(0), side, m_wide.row(1), m_wide.row(2), out + x, n,
-                          MeanOfFloats(boxArea(side, 1)));
-        }
+        const auto widen = [&](int first, int end) {
+            const std::ptrdiff_t at = kRowsAtOnce * std::ptrdiff_t{first};
+            eight_rows::widen(coefficients(k) + at, turned + kRowsAtOnce * std::ptrdiff_t{m_span.before} + at,
+                              kRowsAtOnce * std::ptrdiff_t{end - first});
+        };
+        turnedMeansAcross(m_span, m_first, m_columns, m_across.side(), factor, turned, widen, coefficients(k));
+        std::fill(out.rows[k] + count, out.rows[k] + kRowsAtOnce, m_unused.row(0));
+        eight_rows::turnBack(coefficients(k), out.rows[k], m_columns);
     }
 }
 
@@ -172,7 +164,8 @@ void FittedRows::sumOrMeanAcross(const float* coefficients, float* out) noexcept
 GuidedFit::GuidedFit(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, BoxBorder border,
                      int columns)
     : m_rows(guide, p, r, eps, border, columns),
-      m_keptRows(std::min(2 * r + 2, m_rows.down().planeLength)),
+      m_keptRows(static_cast<int>(std::min<long long>(keptRows(r), m_rows.down().planeLength))),
+      m_unused(1, static_cast<std::size_t>(columns)),
       m_kept(static_cast<std::size_t>(m_rows.count()) * static_cast<std::size_t>(m_keptRows),
              static_cast<std::size_t>(columns)) {
     for (int k = 0; k < m_rows.count(); ++k) m_sums.emplace_back(columns);
@@ -190,18 +183,26 @@ void GuidedFit::begin(int y, int top) noexcept {
     m_rows.begin(m_next, top);
 }
 
-void GuidedFit::compute(int y, float* const out[]) noexcept {
+int GuidedFit::rowsTogether(int y, int end) const noexcept {
+    const int inBlock = blockRows(m_rows.down().r);
+    return std::min({kRowsAtOnce, end - y, inBlock - (y - m_top) % inBlock});
+}
+
+void GuidedFit::compute(int y, int count, CoefficientRows out) noexcept {
     const BoxAxis down = m_rows.down();
-    for (; m_next <= down.inPlane(y + down.side() - 1); ++m_next) {
-        float* rows[4];
-        for (int k = 0; k < m_rows.count(); ++k) rows[k] = kept(k, m_next);
-        m_rows.compute(m_next, rows);
+    while (m_next <= down.inPlane(y + count - 1 + down.side() - 1)) {
+        const int rows = m_rows.rowsTogether(m_next, down.planeLength);
+        CoefficientRows next;
+        for (int k = 0; k < m_rows.count(); ++k)
+            for (int i = 0; i < rows; ++i) next.rows[k][i] = kept(k, m_next + i);
+        m_rows.compute(m_next, rows, next);
+        m_next += rows;
     }
     const bool anew = (y - m_top) % blockRows(down.r) == 0;
     for (int k = 0; k < m_rows.count(); ++k) {
-        FloatColumns& sums = m_sums[static_cast<std::size_t>(k)];
-        meansDown(
-            sums, [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; }, down.r, anew, out[k], m_columns);
+        std::fill(out.rows[k] + count, out.rows[k] + kRowsAtOnce, m_unused.row(0));
+        const auto rowAt = [&](int i) { return ValueRow{kept(k, down.inPlane(y + i))}; };
+        meansDown(m_sums[static_cast<std::size_t>(k)], rowAt, down.r, count, anew, out.rows[k], m_columns);
     }
 }
 

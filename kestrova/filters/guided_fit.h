@@ -6,32 +6,31 @@
 #include <cstddef>
 #include <vector>
 
-#include "kestrova/rows/box_across.h"
 #include "kestrova/rows/box_columns.h"
 #include "kestrova/rows/box_means.h"
 #include "kestrova/rows/box_moments.h"
+#include "kestrova/rows/eight_rows.h"
 #include "kestrova/rows/scratch.h"
 
 // The least-squares fit of a plane to its guide in the window of 2r + 1 pixels a side around each pixel, p = a I + b or
-// p = a0 I0 + a1 I1 + a2 I2 + b, over CV_32FC1 planes of one size, and the box means of its coefficients: sums across,
-// rounded to float, then means down; under windows that are wider than 129, means across and down. Where the system of
-// three slopes cannot be solved they are 0 and b is the mean of p. One object serves one thread and a range of columns
-// at a time; only the constructors allocate. Internal.
+// p = a0 I0 + a1 I1 + a2 I2 + b, over CV_32FC1 planes of one size, and the box means of its coefficients: means across,
+// rounded to float, then means down. Where the system of three slopes cannot be solved they are 0 and b is the mean of
+// p. All is done for up to eight rows at a time. One object serves one thread and a range of columns at a time; only
+// the constructors allocate. Internal.
 
 namespace kestrova::filters {
 
 /// The planes of `guide`, then `p`.
 std::vector<cv::Mat> guideThen(const std::vector<cv::Mat>& guide, const cv::Mat& p);
 
-/// Rows of coefficients: the sums across of each slope and, last, of b, or their means.
+/// Where up to eight rows of each coefficient lie: slopes first, b last.
+struct CoefficientRows {
+    float* rows[4][rows::kRowsAtOnce];
+};
+
+/// Rows of the means across of coefficients.
 class FittedRows {
 public:
-    /// What makes means of sums of these rows down a window.
-    static rows::MeanOfFloats meanDown(int r) {
-        const int side = 2 * r + 1;
-        return rows::MeanOfFloats(rows::boxArea(r <= kLargestRadiusInFloat ? side : 1, side));
-    }
-
     /// `guide`: one plane, or three. At most `columns` columns of means at a time.
     FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, rows::BoxBorder border,
                int columns);
@@ -46,39 +45,36 @@ public:
     void begin(int y, int top) noexcept;
     /// Begins anew below a row of coefficients of whose moments the sums of the columns are given.
     void begin(int top, const rows::Scratch<double>& sumsAbove) noexcept;
-    /// Writes row `y` of coefficient k to `out[k]`: the row to begin at, then the next one each time.
-    void compute(int y, float* const out[]) noexcept;
+    /// How many rows from `y` on, all above `end`, are done together.
+    int rowsTogether(int y, int end) const noexcept { return m_moments.rowsTogether(y, end); }
+    /// Writes so many rows, the row to begin at and those behind it, then the next ones each time.
+    void compute(int y, int count, CoefficientRows out) noexcept;
 
 private:
-    static constexpr int kLargestRadiusInFloat = 64;
-
-    void sumOrMeanAcross(const float* coefficients, float* out) noexcept;
-
     float m_eps;
     rows::BoxMoments m_moments;
     rows::BoxAxis m_down, m_across;
     rows::BoxSpan m_span;
     int m_first = 0, m_columns = 0;       ///< of means
-    rows::Scratch<float> m_coefficients;  ///< of a row, with margins
-    rows::Scratch<float> m_halves;        ///< two rows for sums across
-    rows::Scratch<double> m_wide;         ///< a row of coefficients and two for sums across, where they are in double
+    rows::Scratch<float> m_coefficients;  ///< of eight rows, turned
+    rows::Scratch<double> m_turned;       ///< those of one coefficient, with the columns that are repeated
+    rows::Scratch<float> m_unused;        ///< takes the place of rows that are not asked for
     int m_count;
 };
 
-/// Slides sums of `FittedRows` under windows of radius `r` and writes the means: `rowAt` and `anew` as in
-/// `FloatColumns::moveTo`.
+/// Slides the column sums of `FittedRows` under up to eight windows of radius `r`, one below the other, and writes
+/// their means. `rowAt`, `rows` and `anew` as in `rows::EightWindows`.
 template <class RowAt>
-void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int r, bool anew, float* out, int n) noexcept {
-    const rows::MeanOfFloats mean = FittedRows::meanDown(r);
+void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int r, int rows, bool anew,
+               float* const out[rows::kRowsAtOnce], int n) noexcept {
+    using namespace kestrova::rows;
     const int height = 2 * r + 1;
-    if (!anew && sums.finite()) {
-        const rows::box_columns::SlidingColumns stream{sums.sums(), rowAt(height - 1).values, rowAt(-1).values};
-        if (!rows::box_columns::slideAndFinish(stream, out, n, mean)) return;
-        sums.mend(rowAt, height);
-    } else {
-        sums.moveTo(rowAt, height, anew);
-    }
-    rows::sumAcross<double>(sums.sums(), 1, nullptr, nullptr, out, n, mean);
+    const double factor = 1 / static_cast<double>(height);
+    EightWindows windows(sums, n, rowAt, height, rows, anew);
+    const auto slide = [&] {
+        eight_rows::slideAndScale(sums.sums(), windows.entering(), windows.leaving(), out, n, factor);
+    };
+    if (!sums.moveFinite(slide)) windows.slideByRow([&](int i) { box_columns::scale(sums.sums(), factor, out[i], n); });
 }
 
 /// Rows of means, across and down. Of the coefficients only the rows under one window are kept.
@@ -89,13 +85,13 @@ public:
     /// Sums down the columns begin anew every so many rows: where the work is divided.
     static int blockRows(int r) { return rows::boxBlockRows(2 * r + 1); }
 
-    /// A plane is fitted in panels of so many columns, swept from top to bottom: the rows that are kept of a panel's
-    /// coefficients take 2.5 MiB at most. 0 if panels would be narrow beside the 2r columns more on both sides that
-    /// each has to fit.
+    /// A plane is fitted in panels of so many columns, 2048 at most, swept from top to bottom: the rows that are kept
+    /// of a panel's coefficients take 2.5 MiB at most. 0 if panels would be narrow beside the 2r columns more on both
+    /// sides that each has to fit.
     static int panelColumns(int cols, int r, std::size_t coefficients) {
-        constexpr std::size_t kMostKept = 5 << 19;
-        const std::size_t keptOfColumn = sizeof(float) * coefficients * (2 * static_cast<std::size_t>(r) + 2);
-        const int most = static_cast<int>(std::max<std::size_t>(kMostKept / keptOfColumn, 1));
+        constexpr std::size_t kMostKept = 5 << 19, kMostColumns = 2048;
+        const std::size_t keptOfColumn = sizeof(float) * coefficients * static_cast<std::size_t>(keptRows(r));
+        const int most = static_cast<int>(std::clamp<std::size_t>(kMostKept / keptOfColumn, 1, kMostColumns));
         const int panels = (cols - 1) / most + 1, columns = (cols - 1) / panels + 1;
         return panels > 1 && columns < 28 * r ? 0 : columns;
     }
@@ -108,14 +104,20 @@ public:
     void span(int first, int end) noexcept;
     /// Begins anew at row `y` of means, a whole number of blocks below `top`, from which blocks are counted.
     void begin(int y, int top) noexcept;
-    /// Writes row `y` of the means of coefficient k to `out[k]`: the row to begin at, then the next one each time.
-    void compute(int y, float* const out[]) noexcept;
+    /// How many rows from `y` on, all above `end`, are done together.
+    int rowsTogether(int y, int end) const noexcept;
+    /// Writes so many rows of means, the row to begin at and those behind it, then the next ones each time.
+    void compute(int y, int count, CoefficientRows out) noexcept;
 
 private:
+    /// The rows under eight windows and the one that has just left them; and those that are done together with the last
+    /// one.
+    static long long keptRows(int r) { return 2LL * r + 2 * rows::kRowsAtOnce; }
     float* kept(int k, int y) const noexcept;
 
     FittedRows m_rows;
-    int m_keptRows;  ///< the rows under a window, and the one that has just left it
+    int m_keptRows;
+    rows::Scratch<float> m_unused;  ///< takes the place of rows that are not asked for
     rows::Scratch<float> m_kept;
     std::vector<rows::FloatColumns> m_sums;  ///< of each coefficient, down the columns
     int m_columns = 0;

@@ -6,9 +6,7 @@
 
 #include "kestrova/filters/guided_fit.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/rows/box_across.h"
 #include "kestrova/rows/box_columns.h"
-#include "kestrova/rows/box_means.h"
 #include "kestrova/rows/box_moments.h"
 #include "kestrova/rows/prefetch.h"
 #include "kestrova/rows/scratch.h"
@@ -19,6 +17,14 @@ using namespace frame;
 using namespace rows;
 
 namespace {
+
+/// Rows of the planes of the model.
+CoefficientRows rowsOf(std::vector<cv::Mat>& model, int y, int rows, int x) {
+    CoefficientRows out;
+    for (std::size_t k = 0; k < model.size(); ++k)
+        for (int i = 0; i < rows; ++i) out.rows[k][i] = model[k].ptr<float>(y + i, x);
+    return out;
+}
 
 /// Panels from top to bottom, in strips where there are more threads than panels.
 class PanelTasks {
@@ -67,10 +73,10 @@ void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, flo
         const cv::Rect rect = tasks.rect(task);
         fit.span(rect.x, rect.br().x);
         fit.begin(rect.y, 0);
-        for (int y = rect.y; y < rect.br().y; ++y) {
-            float* out[4];
-            for (std::size_t k = 0; k < model.size(); ++k) out[k] = model[k].ptr<float>(y, rect.x);
-            fit.compute(y, out);
+        for (int y = rect.y; y < rect.br().y;) {
+            const int rows = fit.rowsTogether(y, rect.br().y);
+            fit.compute(y, rows, rowsOf(model, y, rows, rect.x));
+            y += rows;
         }
     });
 }
@@ -89,7 +95,7 @@ public:
             m_sums.emplace_back(moments, static_cast<std::size_t>(m_cols));
         if (m_sums.empty()) return;
         for (int worker = 0; worker < workers; ++worker)
-            m_moments.emplace_back(planes, down, across, std::min(kColumns, m_cols));
+            m_moments.emplace_back(planes, down, across, std::min(kColumns, m_cols), BoxMoments::Give::kColumnSums);
     }
 
     /// False if a value is not finite: the sums are not those that lead there then.
@@ -102,9 +108,11 @@ public:
                           moments.span(task * kColumns, std::min((task + 1) * kColumns, m_cols));
                           int y = 0;
                           for (std::size_t s = 0; s < m_sums.size(); ++s) {
-                              for (; y < m_firstRows[s + 1] && finite; ++y) {
-                                  moments.moveTo(y);
+                              while (y < m_firstRows[s + 1] && finite) {
+                                  const int rows = moments.rowsTogether(y, m_firstRows[s + 1]);
+                                  moments.moveTo(y, rows);
                                   if (!moments.finite()) finite = false;
+                                  y += rows;
                               }
                               moments.copyTo(m_sums[s]);
                           }
@@ -131,7 +139,7 @@ public:
           m_keptRows(std::min(r + 1, rows)),
           m_columns(columns(m_keptRows)),
           m_kept(static_cast<std::size_t>(m_keptRows), static_cast<std::size_t>(m_columns)),
-          m_out(1, static_cast<std::size_t>(m_columns)),
+          m_out(kRowsAtOnce, static_cast<std::size_t>(m_columns)),
           m_sums(m_columns) {}
 
     /// As many columns are done at a time: the rows that are kept of them take little memory, 2 MiB if they can.
@@ -139,16 +147,24 @@ public:
 
     void compute(cv::Mat& plane, int x, int n) noexcept {
         m_sums.span(n);
-        for (int y = 0; y < plane.rows; ++y) {
+        const int blockRows = GuidedFit::blockRows(m_down.r);
+        float* out[kRowsAtOnce];
+        for (std::size_t i = 0; i < kRowsAtOnce; ++i) out[i] = m_out.row(i);
+        for (int y = 0; y < plane.rows;) {
+            const int rows = std::min({kRowsAtOnce, plane.rows - y, blockRows - y % blockRows});
             const auto rowAt = [&](int i) {
                 const int row = m_down.inPlane(y + i);
                 return ValueRow{row < y ? kept(row) : plane.ptr<float>(row, x)};
             };
-            prefetch(rowAt(m_down.side()).values, static_cast<std::size_t>(n) * sizeof(float));
-            float* const row = plane.ptr<float>(y, x);
-            meansDown(m_sums, rowAt, m_down.r, y % GuidedFit::blockRows(m_down.r) == 0, m_out.row(0), n);
-            std::copy_n(row, n, kept(y));
-            std::copy_n(m_out.row(0), n, row);
+            for (int i = m_down.side(); i < m_down.side() + rows; ++i)
+                prefetch(rowAt(rows + i - 1).values, static_cast<std::size_t>(n) * sizeof(float));
+            meansDown(m_sums, rowAt, m_down.r, rows, y % blockRows == 0, out, n);
+            for (int i = 0; i < rows; ++i) {
+                float* const row = plane.ptr<float>(y + i, x);
+                std::copy_n(row, n, kept(y + i));
+                std::copy_n(out[i], n, row);
+            }
+            y += rows;
         }
     }
 
@@ -183,10 +199,10 @@ void fitInTwoPasses(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, 
 
     const bool divided = sums.compute();
     const auto fitRows = [&](FittedRows& fit, int first, int end) noexcept {
-        for (int y = first; y < end; ++y) {
-            float* out[4];
-            for (std::size_t k = 0; k < model.size(); ++k) out[k] = model[k].ptr<float>(y);
-            fit.compute(y, out);
+        for (int y = first; y < end;) {
+            const int rows = fit.rowsTogether(y, end);
+            fit.compute(y, rows, rowsOf(model, y, rows, 0));
+            y += rows;
         }
     };
     parallelTasks(divided ? workers : 1, divided ? strips : 1, [&](int strip, int worker) noexcept {

@@ -46,15 +46,19 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
 
     struct Work {
         GuidedFit fit;
-        Scratch<float> means;
+        Scratch<float> means;  ///< eight rows of a, eight of b
     };
     const int fitting = GuidedFit::panelColumns(q.cols, r, 2), panelCols = fitting > 0 ? fitting : q.cols;
     const auto makeWork = [&] {
         return Work{GuidedFit({I}, p, r, eps, BoxBorder::kInside, panelCols),
-                    Scratch<float>(2, static_cast<std::size_t>(panelCols))};
+                    Scratch<float>(2 * kRowsAtOnce, static_cast<std::size_t>(panelCols))};
     };
     const auto filterBlocks = [&](int firstBlock, int endBlock, Work& work) noexcept {
-        float* const means[] = {work.means.row(0), work.means.row(1)};
+        CoefficientRows means;
+        for (std::size_t i = 0; i < kRowsAtOnce; ++i) {
+            means.rows[0][i] = work.means.row(i);
+            means.rows[1][i] = work.means.row(kRowsAtOnce + i);
+        }
         for (int x = 0; x < q.cols; x += panelCols) {
             const int n = std::min(panelCols, q.cols - x);
             work.fit.span(x, x + n);
@@ -63,9 +67,12 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
                 const int first = top + inStrip;
                 const int end = first + std::min({blockRows, stripRows - inStrip, q.rows - first});
                 if (block == firstBlock || first == top) work.fit.begin(first, top);
-                for (int y = first; y < end; ++y) {
-                    work.fit.compute(y, means);
-                    applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means[0], means[1], q.ptr<float>(y, x), n);
+                for (int y = first; y < end;) {
+                    const int rows = work.fit.rowsTogether(y, end);
+                    work.fit.compute(y, rows, means);
+                    for (int i = 0; i < rows; ++i, ++y)
+                        applyRow(I.ptr<float>(y + 2 * r, x + 2 * r), means.rows[0][i], means.rows[1][i],
+                                 q.ptr<float>(y, x), n);
                 }
             }
         }

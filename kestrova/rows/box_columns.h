@@ -59,44 +59,8 @@ KESTROVA_KERNEL bool slideFinite(double* __restrict sums, Row entering, Row leav
     return spoilt != 0;
 }
 
-/// The values of a plane that enter a window's columns and those that leave them, and the sums of it or of its products
-/// with another plane.
-struct SlidingColumns {
-    double* sums;
-    const float *entering, *leaving;
-};
-
-/// Slides the sums of a plane and of its products with `factors`, or adds alone where nothing leaves. True if a value
-/// or a product that enters is not finite.
-template <bool kLeaving, class... Factors>
-KESTROVA_KERNEL bool slideMoments(SlidingColumns plane, int n, Factors... factors) noexcept {
-    int spoilt = 0;
-    const auto slideOne = [&spoilt](double& sum, float in, float out) {
-        spoilt |= !(std::abs(in) <= kLargest);
-        sum += static_cast<double>(in) - static_cast<double>(out);
-    };
-    KESTROVA_INDEPENDENT
-    for (int x = 0; x < n; ++x) {
-        const float in = plane.entering[x], out = kLeaving ? plane.leaving[x] : 0.0f;
-        slideOne(plane.sums[x], in, out);
-        (slideOne(factors.sums[x], in * factors.entering[x], kLeaving ? out * factors.leaving[x] : 0.0f), ...);
-    }
-    return spoilt != 0;
-}
-
-/// Slides sums of values and writes what `finish` makes of them.
-template <class Finish>
-KESTROVA_KERNEL bool slideAndFinish(SlidingColumns plane, float* __restrict out, int n, Finish finish) noexcept {
-    int spoilt = 0;
-    KESTROVA_INDEPENDENT
-    for (int x = 0; x < n; ++x) {
-        const float in = plane.entering[x];
-        spoilt |= !(std::abs(in) <= kLargest);
-        const double sum = plane.sums[x] + (static_cast<double>(in) - static_cast<double>(plane.leaving[x]));
-        plane.sums[x] = sum;
-        out[x] = finish(sum);
-    }
-    return spoilt != 0;
+KESTROVA_KERNEL inline void scale(const double* sums, double factor, float* __restrict out, int n) noexcept {
+    for (int x = 0; x < n; ++x) out[x] = static_cast<float>(sums[x] * factor);
 }
 
 /// `leaving` where nothing leaves.
@@ -160,19 +124,14 @@ private:
     Scratch<Sum> m_sums;
 };
 
-/// Column sums of floats in double, `n` columns wide, with room for `margins` sums more on both sides together.
+/// Column sums of floats in double, `n` columns wide.
 class FloatColumns {
 public:
-    explicit FloatColumns(int n, int margins = 0)
-        : m_n(n),
-          m_sums(2, static_cast<std::size_t>(n) + static_cast<std::size_t>(margins)),
-          m_counts(2, static_cast<std::size_t>(n)) {}
+    explicit FloatColumns(int n)
+        : m_n(n), m_sums(2, static_cast<std::size_t>(n)), m_counts(2, static_cast<std::size_t>(n)) {}
 
-    /// Takes up other columns, no more than there were at first, with `before` sums before them. They begin anew.
-    void span(int n, int before = 0) noexcept {
-        m_n = n;
-        m_before = before;
-    }
+    /// Takes up other columns, no more than there were at first. They begin anew.
+    void span(int n) noexcept { m_n = n; }
 
     /// As `IntegerColumns::moveTo`; `rowAt` gives a `ValueRow` or a `ProductRow`.
     template <class RowAt>
@@ -188,16 +147,28 @@ public:
         if (m_notFinite > 0) markColumns(plain(), ups(), downs(), sums(), m_n);
     }
 
-    /// The first sum; the margins lie before it and behind the last one.
-    double* sums() const { return m_sums.row(m_notFinite > 0 ? 1 : 0) + m_before; }
+    double* sums() const { return m_sums.row(m_notFinite > 0 ? 1 : 0); }
 
-    /// Whether all values under the windows are finite: then `sums` may be moved from outside. Where one that enters is
-    /// not, `mend` has to follow, with the rows as `moveTo` takes them.
+    /// Whether all values under the windows are finite.
     bool finite() const { return m_notFinite == 0; }
+    /// Has to follow where sums of finite values have been moved from outside, with the rows as `moveTo` takes them,
+    /// for values that may not be finite.
     template <class RowAt>
     void mend(const RowAt& rowAt, int height) noexcept {
         if (!box_columns::allFinite(plain(), m_n)) begin(rowAt, height);
         if (m_notFinite > 0) box_columns::markColumns(plain(), ups(), downs(), sums(), m_n);
+    }
+    /// Has `move` move `sums` if all values under the windows are finite. Where one that enters is not, the sums are
+    /// what they were before. True if they are moved.
+    template <class Move>
+    bool moveFinite(const Move& move) noexcept {
+        if (!finite()) return false;
+        double* const before = m_sums.row(1);
+        std::copy_n(plain(), m_n, before);
+        move();
+        if (box_columns::allFinite(plain(), m_n)) return true;
+        std::copy_n(before, m_n, plain());
+        return false;
     }
     /// Sums of finite values, all 0, to be moved from outside.
     double* cleared() noexcept {
@@ -207,7 +178,7 @@ public:
     }
 
 private:
-    double* plain() const { return m_sums.row(0) + m_before; }
+    double* plain() const { return m_sums.row(0); }
     int* ups() const { return m_counts.row(0); }
     int* downs() const { return m_counts.row(1); }
 
@@ -224,7 +195,7 @@ private:
         for (int i = 0; i < height; ++i) m_notFinite += slideCounting(plain(), ups(), downs(), rowAt(i), NoRow{}, m_n);
     }
 
-    int m_n, m_before = 0;
+    int m_n;
     long long m_notFinite = 0;  ///< `ups` and `downs` of all columns
     Scratch<double> m_sums;     ///< with values that are not finite as 0, and, while there are any, marked
     Scratch<int> m_counts;

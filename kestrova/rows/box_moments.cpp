@@ -1,101 +1,94 @@
 #include "kestrova/rows/box_moments.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
-#include "kestrova/rows/box_across.h"
 #include "kestrova/rows/box_means.h"
+#include "kestrova/rows/eight_rows.h"
 #include "kestrova/rows/prefetch.h"
 
 namespace kestrova::rows {
 
-namespace {
-
-/// The sums of a plane begin at this place among those of all.
-std::size_t placeOf(std::size_t plane, std::size_t planes) {
-    std::size_t place = 0;
-    for (std::size_t k = 0; k < plane; ++k) place += 1 + planes - k;
-    return place;
-}
-
-}  // namespace
-
-BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const BoxAxis& across, int columns)
+BoxMoments::BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const BoxAxis& across, int columns, Give give)
     : m_planes(std::move(planes)),
       m_down(down),
       m_across(across),
       m_span(m_across, 0, columns),
-      m_halves(2, static_cast<std::size_t>(std::min(columns, stretch())) + static_cast<std::size_t>(across.side()) +
-                      kWideSlack),
-      m_means(static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))),
-              static_cast<std::size_t>(std::min(columns, stretch()))) {
+      m_turned(give == Give::kMeans ? 1 : 0, turnedRoom(columns, across.side())),
+      m_means(give == Give::kMeans ? static_cast<std::size_t>(count(static_cast<int>(m_planes.size()))) : 0,
+              kRowsAtOnce * static_cast<std::size_t>(columns)) {
     const int means = count(static_cast<int>(m_planes.size()));
     const long long covered = std::min<long long>(across.planeLength, columns + 2LL * across.r);
     for (int k = 0; k < means; ++k) {
-        m_columns.emplace_back(static_cast<int>(covered), 2 * across.r);
+        m_columns.emplace_back(static_cast<int>(covered));
         m_meanRows.push_back(m_means.row(static_cast<std::size_t>(k)));
     }
 }
 
 void BoxMoments::span(int first, int end) noexcept {
     m_first = first;
+    m_count = end - first;
     m_span = BoxSpan(m_across, first, end);
-    for (FloatColumns& columns : m_columns) columns.span(m_span.count(), m_span.before);
+    for (FloatColumns& columns : m_columns) columns.span(m_span.count());
 }
 
-template <std::size_t... factors>
-void BoxMoments::movePlane(std::size_t plane, int y, bool anew, std::index_sequence<factors...>) noexcept {
-    using namespace box_columns;
-    FloatColumns* const own = &m_columns[placeOf(plane, m_planes.size())];
+int BoxMoments::rowsTogether(int y, int end) const noexcept {
+    const int blockRows = boxBlockRows(m_down.side());
+    return std::min({kRowsAtOnce, end - y, blockRows - (y - m_top) % blockRows});
+}
+
+template <bool kMeans>
+void BoxMoments::move(int y, int rows) noexcept {
     const int side = m_down.side(), n = m_span.count();
-    const auto valueAt = [&](int i) { return ValueRow{row(plane, y + i)}; };
-    [[maybe_unused]] const auto productAt = [&](std::size_t factor) {
-        return [=](int i) { return ProductRow{row(plane, y + i), row(plane + factor, y + i)}; };
+    const bool anew = (y - m_top) % boxBlockRows(side) == 0;
+    const double factor = 1 / static_cast<double>(boxArea(m_across.side(), m_across.side()));
+    double* const turned = turnedColumns(m_turned, m_across.side());
+    double* const inPlane = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(m_span.before);
+    const auto meansAcross = [&](std::size_t k, const auto& makeColumns) {
+        turnedMeansAcross(m_span, m_first, m_count, m_across.side(), factor, turned, makeColumns, m_means.row(k));
     };
-    const bool allFinite = own->finite() && (own[1 + factors].finite() && ...);
-    if (!anew && !allFinite) {
-        own->moveTo(valueAt, side, false);
-        (own[1 + factors].moveTo(productAt(factors), side, false), ...);
-        return;
+    const auto slide = [&](std::size_t k, const auto& rowAt, const auto& prefetchNext) {
+        FloatColumns& columns = m_columns[k];
+        EightWindows windows(columns, n, rowAt, side, rows, anew);
+        const auto slideTogether = [&](int first, int end) {
+            prefetchNext(first, end);
+            eight_rows::slide<kMeans>(columns.sums(), windows.entering(), windows.leaving(), inPlane, first, end);
+        };
+        const bool together = columns.moveFinite([&] {
+            if constexpr (kMeans)
+                meansAcross(k, slideTogether);
+            else
+                slideTogether(0, n);
+        });
+        if (together) return;
+        windows.slideByRow([&](int i) {
+            if (kMeans)
+                for (int x = 0; x < n; ++x) inPlane[kRowsAtOnce * std::ptrdiff_t{x} + i] = columns.sums()[x];
+        });
+        if (kMeans) meansAcross(k, [](int, int) {});
+    };
+    std::size_t k = 0;
+    for (std::size_t plane = 0; plane < m_planes.size(); ++plane) {
+        slide(
+            k++, [&](int i) { return ValueRow{row(plane, y + i)}; },
+            [&](int first, int end) {
+                for (int i = side - 1 + rows; i < side - 1 + 2 * rows; ++i)
+                    prefetch(row(plane, y + i) + first, static_cast<std::size_t>(end - first) * sizeof(float));
+            });
+        for (std::size_t factor = plane; plane + 1 < m_planes.size() && factor < m_planes.size(); ++factor)
+            slide(
+                k++,
+                [&](int i) {
+                    return ProductRow{row(plane, y + i), row(factor, y + i)};
+                },
+                [](int, int) {});
     }
-    bool spoilt = false;
-    if (anew) {
-        const std::array<double*, 1 + sizeof...(factors)> sums{own->cleared(), own[1 + factors].cleared()...};
-        for (int i = 0; i < side; ++i)
-            spoilt |= slideMoments<false>({sums[0], row(plane, y + i), nullptr}, n,
-                                          SlidingColumns{sums[1 + factors], row(plane + factors, y + i), nullptr}...);
-    } else {
-        const int in = y + side - 1, out = y - 1;
-        spoilt = slideMoments<true>(
-            {own->sums(), row(plane, in), row(plane, out)}, n,
-            SlidingColumns{own[1 + factors].sums(), row(plane + factors, in), row(plane + factors, out)}...);
-    }
-    if (!spoilt) return;
-    own->mend(valueAt, side);
-    (own[1 + factors].mend(productAt(factors), side), ...);
 }
 
-void BoxMoments::moveTo(int y) noexcept {
-    const bool anew = (y - m_top) % boxBlockRows(m_down.side()) == 0;
-    const std::size_t planes = m_planes.size();
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-        prefetch(row(plane, y + m_down.side()), static_cast<std::size_t>(m_span.count()) * sizeof(float));
-        switch (plane == planes - 1 ? 0 : planes - plane) {
-            case 0: movePlane(plane, y, anew, std::index_sequence<>()); break;
-            case 2: movePlane(plane, y, anew, std::make_index_sequence<2>()); break;
-            case 3: movePlane(plane, y, anew, std::make_index_sequence<3>()); break;
-            default: movePlane(plane, y, anew, std::make_index_sequence<4>());
-        }
-    }
-    for (FloatColumns& columns : m_columns) m_span.repeatEnds(columns.sums());
-}
+void BoxMoments::moveTo(int y, int rows) noexcept { move<false>(y, rows); }
 
-const float* const* BoxMoments::means(int x, int n) noexcept {
-    const MeanOfFloats mean(boxArea(m_across.side(), m_across.side()));
-    for (std::size_t k = 0; k < m_columns.size(); ++k)
-        sumAcrossFrom(m_first + x, m_columns[k].sums() - m_span.before + x, m_across.side(), m_halves.row(0),
-                      m_halves.row(1), m_means.row(k), n, mean);
+const float* const* BoxMoments::means(int y, int rows) noexcept {
+    move<true>(y, rows);
     return m_meanRows.data();
 }
 

@@ -32,10 +32,38 @@ inline cv::Mat withBorder(const cv::Mat& src, int r) {
     return dst;
 }
 
+/// The sum of `count` columns from x on, in groups of `count`: of those up to the end of a group from the last one
+/// down, and of those of the next group. Up to five columns are added one by one.
+inline double sumOfGroups(const std::vector<double>& columns, int x, int count) {
+    const int line = count <= 5 ? x : (x / count + 1) * count;
+    double rest = 0, beginning = 0;
+    for (int i = line - 1; i >= x; --i) rest += columns[static_cast<std::size_t>(i)];
+    for (int i = line; i < x + count; ++i) beginning += columns[static_cast<std::size_t>(i)];
+    return rest + beginning;
+}
+
+/// Sums of the columns under windows of `height` rows, in double, that slide down and begin anew at every block.
+template <class RowSums>
+void slideDown(const cv::Mat& src, int height, int rows, const RowSums& rowSums) {
+    using namespace kestrova::rows;
+    FloatColumns columns(src.cols);
+    for (int i = 0; i < rows; ++i) {
+        columns.moveTo([&](int row) { return ValueRow{src.ptr<float>(i + row)}; }, height,
+                       i % boxBlockRows(height) == 0);
+        rowSums(i, std::vector<double>(columns.sums(), columns.sums() + src.cols));
+    }
+}
+
 /// Means over the windows that lie inside `src`, from pixel (x, y) on as the window's centre.
 inline void box(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
-    ippiFilterBox_32f_C1R(src.ptr<float>(y, x), stepOf(src), dst.ptr<float>(), stepOf(dst), sizeOf(dst),
-                          {2 * r + 1, 2 * r + 1}, {r, r});
+    if (dst.empty()) return;
+    const int side = 2 * r + 1;
+    const double reciprocal = 1 / (double(side) * side);
+    const cv::Mat covered = src(cv::Rect(x - r, y - r, dst.cols + 2 * r, dst.rows + 2 * r));
+    slideDown(covered, side, dst.rows, [&](int i, const std::vector<double>& sums) {
+        for (int j = 0; j < dst.cols; ++j)
+            dst.at<float>(i, j) = static_cast<float>(sumOfGroups(sums, j, side) * reciprocal);
+    });
 }
 inline cv::Mat box(const cv::Mat& padded, int r) {
     cv::Mat dst = plane(padded.rows - 2 * r, padded.cols - 2 * r);
@@ -74,41 +102,22 @@ inline void addTo(cv::Mat& plane, const cv::Mat& term) {
 inline void addConstant(cv::Mat& plane, float value) {
     ippiAddC_32f_C1IR(value, plane.ptr<float>(), stepOf(plane), sizeOf(plane));
 }
-/// The sum of neighbours from the sums of their halves.
-inline float sumOfHalves(const float* values, int count) {
-    if (count == 1) return values[0];
-    const int half = count / 2;
-    const float both = sumOfHalves(values, half) + sumOfHalves(values + half, half);
-    return count % 2 ? both + values[2 * half] : both;
-}
-
-/// Sums across in float, and means down of the sums of columns in double that slide down and begin anew at every block.
-inline void boxOfFloatSums(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
-    using namespace kestrova::rows;
-    const int side = 2 * r + 1;
-    cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
-    for (int i = 0; i < across.rows; ++i)
-        for (int j = 0; j < across.cols; ++j)
-            across.at<float>(i, j) = sumOfHalves(src.ptr<float>(y - r + i, x - r + j), side);
-    const double reciprocal = 1 / (double(side) * side);
-    FloatColumns columns(dst.cols);
-    for (int i = 0; i < dst.rows; ++i) {
-        const auto rowAt = [&](int row) { return ValueRow{across.ptr<float>(i + row)}; };
-        columns.moveTo(rowAt, side, i % boxBlockRows(side) == 0);
-        for (int j = 0; j < dst.cols; ++j) dst.at<float>(i, j) = static_cast<float>(columns.sums()[j] * reciprocal);
-    }
-}
-
-/// Means over the windows that lie inside `src`, from pixel (x, y) on as the window's centre: across, then down. Up to
-/// a radius of 64 there are sums in float between.
+/// Means over the windows that lie inside `src`, from pixel (x, y) on as the window's centre: across, then down.
 inline void boxInTwo(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
-    if (r <= 64) return boxOfFloatSums(src, x, y, r, dst);
-    cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
+    if (dst.empty()) return;
     const int side = 2 * r + 1;
-    ippiFilterBox_32f_C1R(src.ptr<float>(y - r, x), stepOf(src), across.ptr<float>(), stepOf(across), sizeOf(across),
-                          {side, 1}, {r, 0});
-    ippiFilterBox_32f_C1R(across.ptr<float>(r), stepOf(across), dst.ptr<float>(), stepOf(dst), sizeOf(dst), {1, side},
-                          {0, r});
+    const double reciprocal = 1 / double(side);
+    cv::Mat across = plane(dst.rows + 2 * r, dst.cols);
+    for (int i = 0; i < across.rows; ++i) {
+        const float* row = src.ptr<float>(y - r + i, x - r);
+        const std::vector<double> columns(row, row + dst.cols + 2 * r);
+        for (int j = 0; j < across.cols; ++j)
+            across.at<float>(i, j) = static_cast<float>(sumOfGroups(columns, j, side) * reciprocal);
+    }
+    slideDown(across, side, dst.rows, [&](int i, const std::vector<double>& sums) {
+        for (int j = 0; j < dst.cols; ++j)
+            dst.at<float>(i, j) = static_cast<float>(sums[static_cast<std::size_t>(j)] * reciprocal);
+    });
 }
 
 /// The means of a padded plane of coefficients after its border is filled from its inner part.

@@ -99,6 +99,18 @@ TEST(FloatColumnsTest, AProductThatIsNotFiniteCountsLikeAValue) {
     EXPECT_EQ(columns.sums()[5], 2 * wide(1e30f * 0.5f));
 }
 
+TEST(FloatColumnsTest, AMoveThatBringsInAValueThatIsNotFiniteIsTakenBack) {
+    const cv::Mat plane = randomPlane(3, 5, CV_32FC1, -1, 1);
+    FloatColumns columns(5);
+    columns.moveTo([&](int i) { return ValueRow{plane.ptr<float>(i)}; }, 3, true);
+    const std::vector<double> before(columns.sums(), columns.sums() + 5);
+    for (const float value : {1.0f, kNan, kInfinity}) {
+        EXPECT_EQ(columns.moveFinite([&] { columns.sums()[3] += wide(value); }), value == 1.0f);
+        EXPECT_TRUE(columns.finite());
+        for (std::size_t x = 0; x < 5; ++x) EXPECT_EQ(columns.sums()[x], before[x] + (x == 3 ? 1 : 0));
+    }
+}
+
 /// Processor time of a sweep over windows of `height` rows.
 double sweepSeconds(const cv::Mat& plane, int height) {
     FloatColumns columns(plane.cols);

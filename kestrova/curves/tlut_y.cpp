@@ -16,6 +16,7 @@
 #include "kestrova/frame/steps.h"
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/rows/linear_rows.h"
+#include "kestrova/rows/lookup_row.h"
 
 using namespace kestrova::curves;
 using namespace kestrova::frame;
@@ -71,12 +72,35 @@ KESTROVA_KERNEL void pairRow(const uchar* gridDr, const uchar* gridDb, int y, us
     for (int x = 0; x < 2 * kGrid; ++x) pairs[x] = static_cast<ushort>(dr[x + 1] << 8 | db[x + 1]);
 }
 
-void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
-    for (int x = 0; x < n; ++x) {
-        const int pair = table[inDr[x] << 8 | inDb[x]];
-        outDr[x] = static_cast<uchar>(pair >> 8);
-        outDb[x] = static_cast<uchar>(pair);
+// Chroma goes through its tables in pieces of a row: Dr and Db are joined and taken apart in whole vectors, and between
+// that a loop does nothing but look up. A pixel at a time takes 1.7 times as long.
+constexpr int kPiece = 256;
+
+KESTROVA_KERNEL void joinPairs(const uchar* dr, const uchar* db, ushort* __restrict pairs, int n) noexcept {
+    for (int x = 0; x < n; ++x) pairs[x] = static_cast<ushort>(dr[x] << 8 | db[x]);
+}
+
+KESTROVA_KERNEL void splitPairs(const ushort* __restrict pairs, uchar* dr, uchar* db, int n) noexcept {
+    for (int x = 0; x < n; ++x) dr[x] = static_cast<uchar>(pairs[x] >> 8);
+    for (int x = 0; x < n; ++x) db[x] = static_cast<uchar>(pairs[x]);
+}
+
+// `lookUp(x, n, pairs)` takes the `n` pairs from pixel x on to those of the tables.
+template <class LookUp>
+void applyPieces(const uchar* inDr, const uchar* inDb, uchar* outDr, uchar* outDb, int n,
+                 const LookUp& lookUp) noexcept {
+    ushort pairs[kPiece];
+    for (int x = 0; x < n; x += kPiece) {
+        const int count = std::min(kPiece, n - x);
+        joinPairs(inDr + x, inDb + x, pairs, count);
+        lookUp(x, count, pairs);
+        splitPairs(pairs, outDr + x, outDb + x, count);
     }
+}
+
+void applyCRow(const ushort* table, const uchar* inDr, const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+    applyPieces(inDr, inDb, outDr, outDb, n,
+                [&](int, int count, ushort* pairs) noexcept { lookUpRow(pairs, pairs, count, table); });
 }
 
 // A pixel of luminance Y gets w times table i less w - 1 times table i + 1, i being its band and w a whole number,
@@ -90,16 +114,32 @@ int pairAtStartOfBand(const ushort* const* tables, int i, int last, int at) noex
     return (2 * (a >> 8) - (b >> 8)) * 256 + ((2 * a - b) & 0xFF);
 }
 
-KESTROVA_KERNEL void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
-                                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
-    const int offsetMask = (1 << shift) - 1;
+// The bands of luminance; returns how many pixels are at the first level of theirs.
+KESTROVA_KERNEL int findBands(const ushort* y, int shift, uchar* __restrict bands, int n) noexcept {
+    int starts = 0;
     for (int x = 0; x < n; ++x) {
-        const int i = y[x] >> shift, at = inDr[x] << 8 | inDb[x];
-        const bool bStart = (y[x] & offsetMask) == 0;
-        const int pair = bStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at];
-        outDr[x] = static_cast<uchar>(pair >> 8);
-        outDb[x] = static_cast<uchar>(pair);
+        const int band = y[x] >> shift;
+        bands[x] = static_cast<uchar>(band);
+        starts += band << shift == y[x];
     }
+    return starts;
+}
+
+void applyBandsRow(const ushort* const* tables, int shift, int last, const ushort* y, const uchar* inDr,
+                   const uchar* inDb, uchar* outDr, uchar* outDb, int n) noexcept {
+    applyPieces(inDr, inDb, outDr, outDb, n, [&](int first, int count, ushort* pairs) noexcept {
+        const ushort* const levels = y + first;
+        uchar bands[kPiece];
+        if (findBands(levels, shift, bands, count) == 0) {
+            for (int x = 0; x < count; ++x) pairs[x] = tables[bands[x]][pairs[x]];
+            return;
+        }
+        for (int x = 0; x < count; ++x) {
+            const int i = bands[x], at = pairs[x];
+            const bool bStart = i << shift == levels[x];
+            pairs[x] = static_cast<ushort>(bStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at]);
+        }
+    });
 }
 
 // Whether `plane` lacks a pixel that `of` has.

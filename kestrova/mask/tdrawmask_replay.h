@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
 
 #include "kestrova/mask/tdrawmask.h"
 
@@ -33,23 +32,25 @@ inline cv::Rect shownPart(cv::Size mask, const cv::Point& p, int radius) {
 struct TDrawMask::DotWeights {
 public:
     /// Whether dots of that radius are so small that one thread covers them.
-    static bool keeps(int radius) { return radius >= 0 && radius <= 80; }
+    static bool keeps(int radius) { return radius >= 0 && radius <= kLargestRadius; }
 
     int radius() const { return m_radius; }
     void clear() { m_radius = -1; }
-    void set(int r, const float* profile, int profileEnd);
+    void set(int r, const float* profile, int profileEnd) noexcept;
 
     /// How many columns to each side of the centre have a weight in the rows `dy` above and below it, -1 if none.
-    int reach(int dy) const { return m_reach[static_cast<std::size_t>(dy)]; }
+    int reach(int dy) const { return m_reach[dy]; }
     /// The weight in the column of the centre, among those of its row.
     const float* middle(int dy) const {
-        return m_rows.data() + static_cast<std::ptrdiff_t>(dy) * (2 * m_radius + 1) + m_radius;
+        return m_rows + static_cast<std::ptrdiff_t>(dy) * (2 * m_radius + 1) + m_radius;
     }
 
 private:
-    int m_radius = -1;  ///< -1: there are none
-    std::vector<float> m_rows;
-    std::vector<int> m_reach;
+    static constexpr int kLargestRadius = 80;
+
+    int m_radius = -1;                                              ///< -1: there are none
+    float m_rows[(kLargestRadius + 1) * (2 * kLargestRadius + 1)];  ///< of the rows `dy`, beside each other
+    int m_reach[kLargestRadius + 1];
 };
 
 /// A dot that covers the stroke but is not yet shown in the mask.

@@ -38,9 +38,9 @@ double BrushTool::radiusInPicture() const {
 }
 
 QCursor BrushTool::cursor(const QPointF&, const ViewTransform& transform) const {
-    constexpr double kSeen = 3;  // device pixels from which on the outline says where the pointer is
+    constexpr double kSeen = 3;  // logical pixels from which on the outline says where the pointer is
     if (m_renderer->photographSize().isEmpty()) return Qt::ArrowCursor;
-    return radiusInPicture() * transform.zoom() < kSeen ? Qt::CrossCursor : Qt::BlankCursor;
+    return radiusInPicture() * transform.zoom() < kSeen * transform.pixelRatio() ? Qt::CrossCursor : Qt::BlankCursor;
 }
 
 void BrushTool::press(const Pointer& pointer, const ViewTransform&) {
@@ -70,22 +70,24 @@ void BrushTool::release() {
 void BrushTool::paint(QPainter& painter, const ViewTransform& transform, const QPointF* pointer) const {
     if (!pointer || m_renderer->photographSize().isEmpty()) return;
     const double radius = radiusInPicture() * transform.zoom(), inner = radius * m_brush.hardness;
+    const double unit = transform.pixelRatio();
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBrush(Qt::NoBrush);
     // Dark beside bright, so that it is seen on every picture.
-    painter.setPen(QPen(QColor(0, 0, 0, 160), 3));
+    painter.setPen(QPen(QColor(0, 0, 0, 160), 3 * unit));
     painter.drawEllipse(*pointer, radius, radius);
-    painter.setPen(QPen(QColor(255, 255, 255, 230), 1.2));
+    painter.setPen(QPen(QColor(255, 255, 255, 230), 1.2 * unit));
     painter.drawEllipse(*pointer, radius, radius);
-    if (inner > 4 && inner < radius - 4) {
-        painter.setPen(QPen(QColor(255, 255, 255, 150), 1, Qt::DashLine));
+    if (inner > 4 * unit && inner < radius - 4 * unit) {
+        painter.setPen(QPen(QColor(255, 255, 255, 150), unit, Qt::DashLine));
         painter.drawEllipse(*pointer, inner, inner);
     }
-    if (radius > 12) {
-        painter.setPen(QPen(QColor(255, 255, 255, 200), 1.2));
-        painter.drawLine(*pointer - QPointF(4, 0), *pointer + QPointF(4, 0));
-        if (!m_brush.erase) painter.drawLine(*pointer - QPointF(0, 4), *pointer + QPointF(0, 4));
+    if (radius > 12 * unit) {
+        painter.setPen(QPen(QColor(255, 255, 255, 200), 1.2 * unit));
+        const QPointF across(4 * unit, 0), down(0, 4 * unit);
+        painter.drawLine(*pointer - across, *pointer + across);
+        if (!m_brush.erase) painter.drawLine(*pointer - down, *pointer + down);
     }
     painter.restore();
 }

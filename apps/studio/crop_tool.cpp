@@ -14,7 +14,7 @@ namespace kestrova::studio {
 namespace {
 
 constexpr double kLeast = 16;  // pixels of a crop's side
-constexpr double kReach = 12;  // device pixels around a side
+constexpr double kReach = 12;  // logical pixels around a side
 
 }  // namespace
 
@@ -44,9 +44,12 @@ void CropTool::setRatio(double ratio) {
 
 void CropTool::reset() { m_session->setCrop({}); }
 
-int CropTool::sidesAt(const QPointF& place, double zoom) const {
+double CropTool::margin() const { return kReach; }
+
+int CropTool::sidesAt(const QPointF& place, const ViewTransform& transform) const {
     const QRectF b = box();
-    const double reach = std::min(kReach / zoom, std::min(b.width(), b.height()) / 3);
+    const double reach =
+        std::min(kReach * transform.pixelRatio() / transform.zoom(), std::min(b.width(), b.height()) / 3);
     if (!b.adjusted(-reach, -reach, reach, reach).contains(place)) return kNoSide;
     int sides = kNoSide;
     if (std::abs(place.x() - b.left()) <= reach) sides |= kLeftSide;
@@ -57,7 +60,7 @@ int CropTool::sidesAt(const QPointF& place, double zoom) const {
 }
 
 QCursor CropTool::cursor(const QPointF& place, const ViewTransform& transform) const {
-    switch (sidesAt(place, transform.zoom())) {
+    switch (sidesAt(place, transform)) {
         case kLeftSide:
         case kRightSide: return Qt::SizeHorCursor;
         case kTopSide:
@@ -73,7 +76,7 @@ QCursor CropTool::cursor(const QPointF& place, const ViewTransform& transform) c
 void CropTool::press(const Pointer& pointer, const ViewTransform& transform) {
     m_from = box();
     m_pressed = pointer.place;
-    m_sides = sidesAt(pointer.place, transform.zoom());
+    m_sides = sidesAt(pointer.place, transform);
     m_drag = m_sides || !m_from.contains(pointer.place) ? Drag::sides : Drag::move;
     m_session->beginGesture();
 }
@@ -109,28 +112,29 @@ void CropTool::release() {
 
 void CropTool::paint(QPainter& painter, const ViewTransform& transform, const QPointF*) const {
     if (m_frame.isEmpty()) return;
+    const double unit = transform.pixelRatio();
     const QRectF inside = transform.toView(box());
     QPainterPath outside;
     outside.addRect(transform.toView(bounds()));
     outside.addRect(inside);
     painter.save();
     painter.fillPath(outside, QColor(0, 0, 0, 150));
-    painter.setPen(QPen(QColor(255, 255, 255, 90), 1));
+    painter.setPen(QPen(QColor(255, 255, 255, 90), unit));
     for (int i = 1; i <= 2; ++i) {
         const double x = inside.left() + i * inside.width() / 3, y = inside.top() + i * inside.height() / 3;
         painter.drawLine(QPointF(x, inside.top()), QPointF(x, inside.bottom()));
         painter.drawLine(QPointF(inside.left(), y), QPointF(inside.right(), y));
     }
-    painter.setPen(QPen(Qt::white, 1.5));
+    painter.setPen(QPen(Qt::white, 1.5 * unit));
     painter.drawRect(inside);
     painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::white);
-    constexpr double kHandle = 4;
+    const double handle = 4 * unit;
     for (double fx : {0.0, 0.5, 1.0})
         for (double fy : {0.0, 0.5, 1.0}) {
             if (fx == 0.5 && fy == 0.5) continue;
             const QPointF at(inside.left() + fx * inside.width(), inside.top() + fy * inside.height());
-            painter.drawRect(QRectF(at - QPointF(kHandle, kHandle), QSizeF(2 * kHandle, 2 * kHandle)));
+            painter.drawRect(QRectF(at - QPointF(handle, handle), QSizeF(2 * handle, 2 * handle)));
         }
     painter.restore();
 }

@@ -22,6 +22,7 @@ public:
     void setFrame(const QSizeF& pixels) { m_frame = pixels; }
     void reset();
 
+    double margin() const override;
     QCursor cursor(const QPointF& place, const ViewTransform& transform) const override;
     void press(const Pointer& pointer, const ViewTransform& transform) override;
     void drag(const Pointer& pointer, const ViewTransform& transform) override;
@@ -34,7 +35,7 @@ private:
     QRectF bounds() const { return {{0, 0}, m_frame}; }
     QRectF box() const;
     void setBox(const QRectF& box);
-    int sidesAt(const QPointF& place, double zoom) const;
+    int sidesAt(const QPointF& place, const ViewTransform& transform) const;
 
     Session* m_session;
     QSizeF m_frame;  ///< what the crop is a part of, in pixels

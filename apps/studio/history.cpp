@@ -28,6 +28,14 @@ bool HistoryStep::mergeWith(const QUndoCommand* later) {
     return true;
 }
 
+void History::add(const QString& text, const SettingsPtr& state) {
+    states.resize(static_cast<std::size_t>(index) + 1);
+    texts.resize(index);
+    states.push_back(state);
+    texts << text;
+    ++index;
+}
+
 namespace {
 
 json jsonOf(const photo::Settings& settings) { return json::parse(settings.toJson()); }

@@ -42,6 +42,9 @@ struct History {
     int index = 0;  ///< of the state that is seen
 
     bool empty() const { return states.empty(); }
+    const SettingsPtr& current() const { return states[static_cast<std::size_t>(index)]; }
+    /// Adds a step after the state that is seen, in place of those that could be redone.
+    void add(const QString& text, const SettingsPtr& state);
 };
 
 /// The file of a history: lines of JSON, of which each step's holds what it changed (RFC 6902). It is appended to, so

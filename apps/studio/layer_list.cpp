@@ -44,6 +44,7 @@ Qt::ItemFlags LayerModel::flags(const QModelIndex& index) const {
 LayerList::LayerList(Session* session, QWidget* parent) : QListView(parent), m_session(session) {
     auto* model = new LayerModel(session, this);
     setModel(model);
+    setObjectName("layers");  // for the style sheet
     setAccessibleName(tr("Layers"));
     setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);

@@ -29,6 +29,7 @@
 #include "studio/widgets/export_queue.h"
 #include "studio/widgets/film_strip.h"
 #include "studio/widgets/histogram_view.h"
+#include "studio/widgets/photo_texts.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/preset_strip.h"
 #include "studio/widgets/thumbnail_model.h"
@@ -84,6 +85,7 @@ MainWindow::~MainWindow() {
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
+    disconnect(m_session, nullptr, this, nullptr);
 }
 
 void MainWindow::makeCentre() {
@@ -175,10 +177,16 @@ void MainWindow::makeStatusBar() {
 
 void MainWindow::connectSession() {
     connect(m_session, &Session::message, m_messages, &MessageBar::say);
+    connect(m_session, &Session::pasted, this, &MainWindow::showPasted);
+    connect(m_session, &Session::savedSettingsChanged, this,
+            [this](const std::string& photograph, const photo::Settings& settings) {
+                m_thumbnails->setEdited(fileName(photograph), settings != photo::Settings());
+            });
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
         m_presets->showChosen(m_session->settings());
+        if (!held) m_presets->setGeometry(m_session->settings());
         m_thumbnails->setEdited(fileName(m_session->path()), m_session->settings() != photo::Settings());
     });
     connect(m_session, &Session::targetChanged, this, [this](int target) {
@@ -193,8 +201,7 @@ void MainWindow::connectSession() {
     connect(m_strip, &FilmStrip::photographChosen, this, &MainWindow::openPhotograph);
     connect(m_presets, &PresetStrip::presetChosen, this, [this](const QString& name) {
         finishGestures();
-        m_session->applyPreset(name.isEmpty() ? photo::Preset{tr("none").toStdString(), {}, {}}
-                                              : photo::preset(name.toStdString()));
+        m_session->applyPreset(name.isEmpty() ? photo::Preset{kNoPreset, {}, {}} : photo::preset(name.toStdString()));
     });
     connect(m_exports, &ExportQueue::finished, this,
             [this](const QString&, const QString& target, ExportQueue::State state, const QString& text) {

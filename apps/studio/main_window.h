@@ -112,6 +112,7 @@ private:
     void exportPhotographs(const QStringList& paths);
     void copySettings();
     void pasteSettings();
+    void showPasted(int count, const QStringList& unreadable);
     void chooseScreenProfile();
 
     // main_window_view.cpp
@@ -160,6 +161,7 @@ private:
     QTimer m_reload;
     std::pair<qint64, QDateTime> m_fileSeen;  ///< size and time of change
     unsigned m_listings = 0, m_listed = 0;
+    bool m_maskByBrush = false;  ///< shown because the brush has been taken
     bool m_clippingDark = true, m_clippingBright = true;
 };
 

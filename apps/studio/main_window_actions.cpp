@@ -85,7 +85,8 @@ void MainWindow::makeEditMenu() {
     menu->addSeparator();
     QAction* copy = addAction(menu, tr("&Copy settings"), tr("Ctrl+Shift+C"), tr("For other photographs"));
     connect(copy, &QAction::triggered, this, &MainWindow::copySettings);
-    QAction* paste = addAction(menu, tr("&Paste settings"), tr("Ctrl+Shift+V"), tr("All but rotation, angle and crop"));
+    QAction* paste = addAction(menu, tr("&Paste settings"), tr("Ctrl+Shift+V"),
+                               tr("All but rotation, angle and crop, to the photographs selected in the strip"));
     connect(paste, &QAction::triggered, this, &MainWindow::pasteSettings);
     QAction* reset = addAction(menu, tr("Reset &all"), tr("Ctrl+Shift+Backspace"), tr("The photograph as it was"));
     connect(reset, &QAction::triggered, this, &MainWindow::resetAll);

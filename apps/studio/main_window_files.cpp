@@ -7,6 +7,7 @@
 #include <QSettings>
 #include <QStatusBar>
 #include <QUrl>
+#include <set>
 
 #include "photo/error.h"
 #include "photo/file_format.h"
@@ -164,12 +165,17 @@ void MainWindow::exportPhotographs(const QStringList& paths) {
     finishGestures();
     ExportDialog dialog(paths, m_thumbnails->paths(), this);
     if (dialog.exec() != QDialog::Accepted) return;
+    QString current;
     try {
-        m_exports->add(
-            dialog.jobs([this](const QString& photograph) { return m_session->settingsOf(fileName(photograph)); }));
+        m_exports->add(dialog.jobs([&](const QString& photograph) {
+            current = QFileInfo(photograph).fileName().simplified();
+            return m_session->settingsOf(fileName(photograph));
+        }));
         m_exportDock->show();
     } catch (const photo::Error& error) {
-        m_messages->say(tr("Nothing is exported: %1").arg(QString::fromUtf8(error.what())));
+        m_messages->say(
+            tr("Nothing is exported: the settings of %1 cannot be read. Open it to see what can be done.").arg(current),
+            fileName(std::string(error.what())));
     }
 }
 
@@ -180,11 +186,24 @@ void MainWindow::copySettings() {
 
 void MainWindow::pasteSettings() {
     finishGestures();
+    std::set<std::string> photographs = {m_session->path()};
+    for (const QString& path : m_strip->selectedPaths()) photographs.insert(fileName(path));
     try {
-        m_session->paste(photo::Settings::fromJson(QGuiApplication::clipboard()->text().toStdString()));
+        m_session->paste(photo::Settings::fromJson(QGuiApplication::clipboard()->text().toStdString()),
+                         {photographs.begin(), photographs.end()});
     } catch (const photo::Error&) {
         statusBar()->showMessage(tr("There are no settings to paste"), 3000);
     }
+}
+
+void MainWindow::showPasted(int count, const QStringList& unreadable) {
+    if (count > 0)
+        statusBar()->showMessage(
+            count == 1 ? tr("Settings pasted") : tr("Settings pasted to %n photographs", nullptr, count), 5000);
+    if (!unreadable.isEmpty())
+        m_messages->say(
+            tr("Nothing is pasted to %1: the settings there cannot be read. Open it to see what can be done.")
+                .arg(unreadable.join(", ")));
 }
 
 void MainWindow::chooseScreenProfile() {

@@ -2,6 +2,7 @@
 #include <QDir>
 #include <QDockWidget>
 #include <QMessageBox>
+#include <QScreen>
 #include <QSettings>
 #include <QTabWidget>
 
@@ -15,9 +16,16 @@
 
 namespace kestrova::studio {
 
+namespace {
+
+/// With room for the frame around the window.
+QSize firstSize(const QSize& available) { return QSize(1600, 1000).boundedTo(available - QSize(16, 48)); }
+
+}  // namespace
+
 void MainWindow::restoreLayout() {
     QSettings settings;
-    if (!restoreGeometry(settings.value("window/geometry").toByteArray())) resize(1280, 760);
+    if (!restoreGeometry(settings.value("window/geometry").toByteArray())) resize(firstSize(screen()->availableSize()));
     restoreState(settings.value("window/state").toByteArray());
     m_tabs->setCurrentIndex(settings.value("window/panel", 0).toInt());
     m_exportDock->hide();

@@ -5,6 +5,8 @@
 #include <QStatusBar>
 #include <QToolButton>
 
+#include <utility>
+
 #include "photo/error.h"
 #include "studio/brush_tool.h"
 #include "studio/crop_bar.h"
@@ -141,8 +143,10 @@ void MainWindow::chooseTool(QAction* action) {
     m_view->setTool(tool);
     m_cropBar->setVisible(tool == m_crop);
     if (tool == m_crop || tool == m_straighten) m_view->setFocus();
+    if (std::exchange(m_maskByBrush, false)) m_mask->setChecked(false);
     if (tool == m_brush) {
         showPanel("layers");
+        m_maskByBrush = !m_mask->isChecked();
         m_mask->setChecked(true);
         const int layers = static_cast<int>(m_session->settings().layers.size());
         if (m_session->target() == Session::kWhole && layers > 0) m_session->setTarget(layers - 1);

@@ -3,6 +3,7 @@
 #include <QFrame>
 
 class QLabel;
+class QToolButton;
 
 namespace kestrova::studio {
 
@@ -13,11 +14,16 @@ class MessageBar : public QFrame {
 public:
     explicit MessageBar(QWidget* parent = nullptr);
 
-    void say(const QString& text);
+    /// `details`, if any, are shown when a person asks for them.
+    void say(const QString& text, const QString& details = {});
     QString text() const;
+    QString details() const;
 
 private:
-    QLabel* m_label;
+    void showDetails(bool shown);
+
+    QLabel *m_label, *m_details;
+    QToolButton* m_more;
 };
 
 }  // namespace kestrova::studio

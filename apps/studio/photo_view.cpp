@@ -43,7 +43,7 @@ void PhotoView::showFrame(const std::shared_ptr<const Frame>& frame) {
 }
 
 void PhotoView::updateViewport() {
-    m_transform.setMostFit(std::max(1.0, devicePixelRatioF()));
+    m_transform.setPixelRatio(devicePixelRatioF());
     m_transform.setViewport(QSizeF(size()) * devicePixelRatioF());
 }
 
@@ -105,8 +105,8 @@ void PhotoView::setTool(Tool* tool) {
             updateCursor();
             update();
         });
-    updateCursor();
-    update();
+    m_transform.setMargin(tool ? tool->margin() : 0);
+    moved(false);
 }
 
 QColor PhotoView::colourAt(const QPointF& device) const {

@@ -21,6 +21,15 @@ void moveAside(const std::string& path) {
     fs::rename(path, aside);
 }
 
+bool isReadable(const std::string& sidecar) {
+    try {
+        photo::Settings::load(sidecar);
+        return true;
+    } catch (const photo::Error&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 Saver::Saver(std::string folder, QObject* parent) : QObject(parent), m_folder(std::move(folder)) {
@@ -103,6 +112,21 @@ History Saver::pending(const std::string& photograph) {
     return failed == m_failed.end() ? History() : failed->second.history;
 }
 
+/// A state that the history knows is one that a process was killed after; any other was written by another program.
+History Saver::stored(const std::string& photograph) const {
+    History history = Journal::read(journalOf(photograph));
+    const std::string sidecar = photo::Settings::sidecarOf(photograph);
+    std::error_code error;
+    if (!fs::exists(sidecar, error)) return history;
+    const auto settings = std::make_shared<const photo::Settings>(photo::Settings::load(sidecar));
+    const auto isThat = [&](const SettingsPtr& state) { return *state == *settings; };
+    if (history.empty())
+        history.states = {settings};
+    else if (std::none_of(history.states.begin(), history.states.end(), isThat))
+        history.add(tr("Changed by another program"), settings);
+    return history;
+}
+
 bool Saver::isAllWritten() {
     const QMutexLocker lock(&m_mutex);
     return m_waiting.empty() && m_failed.empty() && m_underWay.history.empty();
@@ -120,8 +144,8 @@ void Saver::write(const Job& job) {
         trouble = error.what();
     }
     const std::string sidecar = photo::Settings::sidecarOf(job.photograph);
-    if (job.keepBroken && m_unbroken.insert(job.photograph).second && fs::exists(sidecar)) moveAside(sidecar);
-    job.history.states[static_cast<std::size_t>(job.history.index)]->save(sidecar);
+    if (job.keepBroken && fs::exists(sidecar) && !isReadable(sidecar)) moveAside(sidecar);
+    job.history.current()->save(sidecar);
     if (!trouble.empty()) throw photo::Error(photo::Error::Kind::file, trouble);
 }
 

@@ -6,7 +6,6 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 
 #include "studio/history.h"
@@ -25,7 +24,7 @@ public:
     struct Job {
         std::string photograph;
         History history;
-        bool keepBroken = false;  ///< the sidecar there is cannot be read: it is renamed first
+        bool keepBroken = false;  ///< a sidecar that cannot be read is renamed first
     };
     /// Of jobs for one photograph that wait, the newest alone is done. One that fails is kept, and tried again with
     /// the next one and by `retry`.
@@ -36,6 +35,8 @@ public:
 
     /// The history of a photograph that is still to be written; empty if there is none.
     History pending(const std::string& photograph);
+    /// What is on the disk of its settings and its history. Throws `photo::Error` for a sidecar that cannot be read.
+    History stored(const std::string& photograph) const;
     bool isAllWritten();
     std::string journalOf(const std::string& photograph) const;
 
@@ -56,7 +57,6 @@ private:
     Job m_underWay;
     std::map<std::string, Job> m_failed;        ///< by their photographs
     std::map<std::string, Journal> m_journals;  ///< of the pool's one thread
-    std::set<std::string> m_unbroken;           ///< likewise: sidecars that were moved aside
 };
 
 }  // namespace kestrova::studio

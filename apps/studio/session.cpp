@@ -1,10 +1,11 @@
 #include "studio/session.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <algorithm>
-#include <filesystem>
 
 #include "photo/error.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -12,22 +13,20 @@ using photo::Settings;
 
 namespace {
 
-bool sameState(const SettingsPtr& state, const Settings& settings) { return *state == settings; }
-
-/// The history that leads to what the sidecar says. A state that the history knows is one that a process was killed
-/// after; any other was written by another program.
-History joined(History history, const Settings* sidecar) {
-    if (history.empty()) history.states = {std::make_shared<const Settings>(sidecar ? *sidecar : Settings())};
-    if (!sidecar) return history;
-    const bool known = std::any_of(history.states.begin(), history.states.end(),
-                                   [&](const SettingsPtr& state) { return sameState(state, *sidecar); });
-    if (known) return history;
-    history.states.resize(static_cast<std::size_t>(history.index) + 1);
-    history.texts.resize(history.index);
-    history.states.push_back(std::make_shared<const Settings>(*sidecar));
-    history.texts << Session::tr("Changed by another program");
-    ++history.index;
-    return history;
+/// Of a sidecar that cannot be read: what is wrong, what is seen, and what can be done.
+QString unreadable(const std::string& sidecar, photo::Error::Kind kind, bool remembered) {
+    const QString name = QFileInfo(fileName(sidecar)).fileName().simplified();
+    const QStringList sentences = {
+        kind == photo::Error::Kind::file
+            ? Session::tr("The file %1 with the settings of this photograph cannot be opened.").arg(name)
+            : Session::tr("The file %1 with the settings of this photograph is damaged, or from a newer version.")
+                  .arg(name),
+        remembered ? Session::tr("The photograph is shown as it was left here.")
+                   : Session::tr("The photograph is shown without settings."),
+        Session::tr(
+            "The first change here keeps the file, under a name that ends in \".broken\", and writes a new one. "
+            "To use the file instead, put a good copy in its place and open the photograph again.")};
+    return sentences.join(' ');
 }
 
 }  // namespace
@@ -35,6 +34,7 @@ History joined(History history, const Settings* sidecar) {
 Session::Session(const std::string& dataFolder, QObject* parent)
     : QObject(parent), m_settings(std::make_shared<const Settings>()), m_saver(dataFolder) {
     m_history.setUndoLimit(kMostSteps);
+    m_paster.setMaxThreadCount(1);
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveAfter);
     connect(&m_saveTimer, &QTimer::timeout, this, &Session::save);
@@ -50,7 +50,10 @@ Session::Session(const std::string& dataFolder, QObject* parent)
     });
 }
 
-Session::~Session() { close(); }
+Session::~Session() {
+    finishPastes();
+    close();
+}
 
 void Session::open(const std::string& photograph) {
     close();
@@ -58,32 +61,21 @@ void Session::open(const std::string& photograph) {
     m_sidecarBroken = false;
     History history = m_saver.pending(photograph);
     if (history.empty()) {
-        history = Journal::read(m_saver.journalOf(photograph));
-        const std::string sidecar = Settings::sidecarOf(photograph);
-        std::error_code error;
         try {
-            if (std::filesystem::exists(sidecar, error)) {
-                const Settings settings = Settings::load(sidecar);
-                history = joined(std::move(history), &settings);
-            }
+            history = m_saver.stored(photograph);
         } catch (const photo::Error& trouble) {
             m_sidecarBroken = true;
-            emit message(tr("The settings beside the photograph cannot be read, and are kept under another name once "
-                            "there are new ones: %1")
-                             .arg(QString::fromStdString(trouble.what())));
+            history = Journal::read(m_saver.journalOf(photograph));
+            emit message(unreadable(Settings::sidecarOf(photograph), trouble.kind(), !history.empty()),
+                         fileName(std::string(trouble.what())));
         }
     }
-    restore(joined(std::move(history), nullptr));
+    if (history.empty()) history.states = {std::make_shared<const Settings>()};
+    const bool pasted = pasteWaiting(photograph, history);
+    restore(history);
+    if (pasted) m_saveTimer.start();
     emit opened();
-}
-
-Settings Session::settingsOf(const std::string& photograph) {
-    if (photograph == m_path) return *m_settings;
-    const History pending = m_saver.pending(photograph);
-    if (!pending.empty()) return *pending.states[static_cast<std::size_t>(pending.index)];
-    const std::string sidecar = Settings::sidecarOf(photograph);
-    std::error_code error;
-    return std::filesystem::exists(sidecar, error) ? Settings::load(sidecar) : Settings();
+    reportPastes();
 }
 
 void Session::restore(const History& history) {
@@ -151,6 +143,7 @@ void Session::save() {
 }
 
 bool Session::saveNow() {
+    finishPastes();
     save();
     m_saver.retry();
     m_saver.flush();

@@ -1,9 +1,14 @@
 #pragma once
 
 #include <QObject>
+#include <QStringList>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUndoStack>
+#include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "studio/history.h"
 #include "studio/saver.h"
@@ -61,6 +66,9 @@ public:
     void applyPreset(const photo::Preset& preset);
     /// All but rotation, straightening, crop and size.
     void paste(const photo::Settings& from);
+    /// Likewise to photographs that need not be open: what is saved of those is read in the background, and each gets a
+    /// step of its history. `pasted` says when all is done.
+    void paste(const photo::Settings& from, const std::vector<std::string>& photographs);
 
     bool addLayer();  ///< and makes it the target; false if there are as many as there may be
     bool duplicateLayer(int layer);
@@ -86,7 +94,12 @@ signals:
     void closed();
     void settingsChanged(bool held);
     void targetChanged(int target);
-    void message(QString text);
+    /// Of a photograph that is not open.
+    void savedSettingsChanged(const std::string& photograph, const photo::Settings& settings);
+    /// To so many photographs; not to those whose settings cannot be read.
+    void pasted(int count, QStringList unreadable);
+    /// `details`: what a programmer would want to know.
+    void message(QString text, QString details = {});
 
 private:
     void apply(const SettingsPtr& settings);
@@ -96,6 +109,12 @@ private:
     void keepTargetInRange();
     void changeByStroke(const photo::Settings& next);
     void setMask(int layer, const QString& text, const photo::Mask& mask);
+
+    // session_paste.cpp
+    void takePaste(const std::string& photograph, const SettingsPtr& from, const std::optional<History>& history);
+    bool pasteWaiting(const std::string& photograph, History& history);
+    void finishPastes();
+    void reportPastes();
 
     std::string m_path;
     SettingsPtr m_settings;
@@ -110,6 +129,10 @@ private:
     bool m_restoring = false;
     bool m_sidecarBroken = false;
     QString m_trouble;  ///< that was said last
+    QThreadPool m_paster;
+    std::map<std::string, SettingsPtr> m_pastes;  ///< by the photographs whose histories are still to be read
+    int m_pasted = 0;
+    QStringList m_unreadable;
     photo::Stroke m_brush;
 };
 

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "studio/session.h"
+#include "studio/widgets/photo_texts.h"
 #include "studio/widgets/slider_texts.h"
 
 namespace kestrova::studio {
@@ -44,11 +45,13 @@ const Adjustments& Session::adjustments() const {
 
 void Session::setAdjustments(const QString& text, const Adjustments& adjustments) {
     Settings next = *m_settings;
-    if (m_target == kWhole)
+    if (m_target == kWhole) {
         static_cast<Adjustments&>(next) = adjustments;
-    else
-        next.layers[static_cast<std::size_t>(m_target)].adjustments = adjustments;
-    change(text, next);
+        return change(text, next);
+    }
+    Layer& layer = next.layers[static_cast<std::size_t>(m_target)];
+    layer.adjustments = adjustments;
+    change(tr("%1, %2").arg(QString::fromStdString(layer.name), text), next);
 }
 
 void Session::setValue(const photo::Slider& slider, float value) {
@@ -67,16 +70,7 @@ void Session::applyPreset(const photo::Preset& preset) {
     Settings next = *m_settings;
     static_cast<Adjustments&>(next) = preset.settings;
     next.filter = preset.settings.filter;
-    change(tr("Preset: %1").arg(QString::fromStdString(preset.name)), next);
-}
-
-void Session::paste(const Settings& from) {
-    Settings next = from;
-    next.rotate = m_settings->rotate;
-    next.straighten = m_settings->straighten;
-    next.crop = m_settings->crop;
-    next.size = m_settings->size;
-    change(tr("Paste settings"), next);
+    change(tr("Preset: %1").arg(presetTitle(preset.name)), next);
 }
 
 bool Session::addLayer() {

@@ -16,7 +16,7 @@ double straighteningOf(const QLineF& line) {
 
 void StraightenTool::press(const Pointer& pointer, const ViewTransform& transform) {
     m_line = {pointer.place, pointer.place};
-    m_zoom = transform.zoom();
+    m_zoom = transform.zoom() / transform.pixelRatio();
     m_drawing = true;
     emit changed();
 }
@@ -28,7 +28,7 @@ void StraightenTool::drag(const Pointer& pointer, const ViewTransform&) {
 }
 
 void StraightenTool::release() {
-    constexpr double kShortest = 20;  // device pixels; what is shorter was a click
+    constexpr double kShortest = 20;  // logical pixels; what is shorter was a click
     if (!m_drawing) return;
     m_drawing = false;
     if (m_line.length() * m_zoom >= kShortest) {
@@ -43,9 +43,9 @@ void StraightenTool::paint(QPainter& painter, const ViewTransform& transform, co
     const QLineF line(transform.toView(m_line.p1()), transform.toView(m_line.p2()));
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(QColor(0, 0, 0, 160), 4));
+    painter.setPen(QPen(QColor(0, 0, 0, 160), 4 * transform.pixelRatio()));
     painter.drawLine(line);
-    painter.setPen(QPen(Qt::white, 2));
+    painter.setPen(QPen(Qt::white, 2 * transform.pixelRatio()));
     painter.drawLine(line);
     painter.restore();
 }

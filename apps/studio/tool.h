@@ -22,6 +22,8 @@ public:
         double pressure = 1;  ///< of a pen, 0 to 1
         Qt::KeyboardModifiers modifiers;
     };
+    /// What it needs around a picture that fits, in logical pixels.
+    virtual double margin() const { return 0; }
     virtual QCursor cursor(const QPointF& place, const ViewTransform& transform) const = 0;
     virtual void press(const Pointer& pointer, const ViewTransform& transform) = 0;
     virtual void drag(const Pointer& pointer, const ViewTransform& transform) = 0;

@@ -15,7 +15,9 @@ void ViewTransform::setViewport(const QSizeF& pixels) { m_viewport = pixels; }
 
 double ViewTransform::fitZoom() const {
     if (isEmpty()) return 1;
-    return std::min({m_viewport.width() / m_picture.width(), m_viewport.height() / m_picture.height(), m_mostFit});
+    const double margins = std::min(2 * m_margin * m_pixelRatio, std::min(m_viewport.width(), m_viewport.height()) / 2);
+    return std::min({(m_viewport.width() - margins) / m_picture.width(),
+                     (m_viewport.height() - margins) / m_picture.height(), std::max(1.0, m_pixelRatio)});
 }
 
 QPointF ViewTransform::centre() const {

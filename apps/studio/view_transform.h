@@ -13,14 +13,19 @@ public:
 
     void setPicture(const QSizeF& size);     ///< keeps the place that is seen, by its share of the picture
     void setViewport(const QSizeF& pixels);  ///< in device pixels
-    void setMostFit(double zoom) { m_mostFit = zoom; }
+    void setPixelRatio(double ratio) { m_pixelRatio = ratio; }
+    /// Stays free around a picture that fits; in logical pixels.
+    void setMargin(double margin) { m_margin = margin; }
+    double margin() const { return m_margin; }
 
     const QSizeF& picture() const { return m_picture; }
     const QSizeF& viewport() const { return m_viewport; }
+    /// Device pixels to a logical one.
+    double pixelRatio() const { return m_pixelRatio; }
     bool isEmpty() const { return m_picture.isEmpty() || m_viewport.isEmpty(); }
     bool isFit() const { return m_fit; }
     double zoom() const { return m_fit ? fitZoom() : m_zoom; }
-    /// Shows all of it, small pictures at most at the zoom of `setMostFit`.
+    /// Shows all of it, small pictures at most with a logical pixel for each of theirs.
     double fitZoom() const;
 
     QPointF toView(const QPointF& picture) const;
@@ -40,7 +45,7 @@ private:
 
     QSizeF m_picture, m_viewport;
     bool m_fit = true;
-    double m_zoom = 1, m_mostFit = 1;
+    double m_zoom = 1, m_pixelRatio = 1, m_margin = 0;
     QPointF m_centre;  ///< of the view, in the picture; unless it fits
 };
 

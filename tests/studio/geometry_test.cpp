@@ -24,8 +24,18 @@ TEST(ViewTransform, FitsAtFirstAndEnlargesSmallPicturesNoFurtherThanAllowed) {
     EXPECT_EQ(transform.seen(), QRectF(0, 0, 6000, 4000));
     transform.setPicture({100, 100});
     EXPECT_DOUBLE_EQ(transform.zoom(), 1);
-    transform.setMostFit(2);
+    transform.setPixelRatio(2);
     EXPECT_DOUBLE_EQ(transform.zoom(), 2);
+}
+
+TEST(ViewTransform, LeavesAMarginAroundAPictureThatFits) {
+    ViewTransform transform = photographInWindow();
+    transform.setPixelRatio(2);
+    transform.setMargin(10);
+    EXPECT_DOUBLE_EQ(transform.zoom(), 960.0 / 6000);
+    EXPECT_EQ(transform.toView(QRectF(0, 0, 6000, 4000)), QRectF(20, 30, 960, 640));
+    transform.setViewport({30, 30});
+    EXPECT_GT(transform.zoom(), 0) << "in a view that is hardly there";
 }
 
 TEST(ViewTransform, ZoomKeepsThePointUnderThePointer) {

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 
 #include "studio/main_window.h"
+#include "studio/session.h"
 #include "studio/widgets/photo_texts.h"
 #include "studio/widgets/slider_texts.h"
 #include "tests/studio/home.h"
@@ -27,11 +28,10 @@ TEST(Translations, KnowEveryTextOfThePhotoLayer) {
         EXPECT_NE(sliderGroupTitle(slider.group), slider.group) << "has no title";
     }
     for (const photo::Preset& preset : photo::presets()) {
-        QString title = QString::fromStdString(preset.name).replace('-', ' ');
-        title[0] = title[0].toUpper();
-        EXPECT_TRUE(contains(presetTexts(), title)) << preset.name;
+        EXPECT_TRUE(contains(presetTexts(), presetTitle(preset.name))) << preset.name;
         EXPECT_TRUE(contains(presetTexts(), QString::fromStdString(preset.tip))) << preset.tip;
     }
+    EXPECT_TRUE(contains(presetTexts(), presetTitle(kNoPreset)));
 }
 
 TEST(Translations, AreComplete) {
@@ -75,6 +75,17 @@ TEST_F(TranslatedWindow, SpeaksTheLanguageOfTheLocaleAndEnglishWhereThereIsNone)
     EXPECT_EQ(menus(QLocale(QLocale::English)), english) << "also once another language was there";
     const Translations translations(QLocale(QLocale::German), KESTROVA_BUILT_TRANSLATIONS);
     EXPECT_EQ(sliderFullName(photo::slider("small-midtones")), QString::fromUtf8("Feine Details: Mitteltöne"));
+}
+
+TEST_F(TranslatedWindow, NamesPresetsInTheHistoryAsOnTheirTiles) {
+    if (!QFile::exists(KESTROVA_BUILT_TRANSLATIONS "/kestrova-studio_de.qm")) GTEST_SKIP() << "built without lrelease";
+    const Translations translations(QLocale(QLocale::German), KESTROVA_BUILT_TRANSLATIONS);
+    Session session(dataFolder());
+    session.open(photograph());
+    session.applyPreset(photo::preset("black-and-white"));
+    EXPECT_EQ(session.history()->undoText(), QString::fromUtf8("Vorgabe: Schwarzweiß"));
+    session.applyPreset({kNoPreset, {}, {}});
+    EXPECT_EQ(session.history()->undoText(), "Vorgabe: Ohne");
 }
 
 }  // namespace

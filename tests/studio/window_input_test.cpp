@@ -7,6 +7,8 @@
 #include <QDockWidget>
 #include <QLabel>
 #include <QNativeGestureEvent>
+#include <QScreen>
+#include <QSignalSpy>
 #include <QTabWidget>
 #include <QThread>
 #include <algorithm>
@@ -168,8 +170,9 @@ TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
     const std::string path = photograph();
     open(path);
     const QImage before = picture();
+    const QSignalSpy looked(&window->m_reload, &QTimer::timeout);
     std::filesystem::remove(path);
-    QTest::qWait(700);
+    ASSERT_TRUE(waitFor([&] { return looked.count() >= 2; })) << "it looks for the photograph again and again";
     settle();
     EXPECT_EQ(picture(), before);
     photograph("u76c0g_bliznaca_srgb8.png");
@@ -256,6 +259,45 @@ TEST_F(WindowTest, TheMaskIsShownInTheColourOfChoice) {
     const QColor shown = window->view()->frame()->overlay.pixelColor(100, 100);
     EXPECT_GT(shown.blue(), 200);
     EXPECT_EQ(shown.red(), 0);
+}
+
+TEST_F(WindowTest, TheBrushShowsTheMaskForAsLongAsItIsTaken) {
+    open(photograph());
+    action("Brush")->trigger();
+    EXPECT_TRUE(action("Mask")->isChecked());
+    action("Hand")->trigger();
+    EXPECT_FALSE(action("Mask")->isChecked());
+    action("Mask")->trigger();
+    action("Brush")->trigger();
+    action("Hand")->trigger();
+    EXPECT_TRUE(action("Mask")->isChecked()) << "that was shown before";
+}
+
+TEST_F(WindowTest, ThePresetsHaveTheCropOfThePhotograph) {
+    open(photograph());
+    const auto sizeOf = [this] { return window->m_presets->item(0)->data(Qt::DecorationRole).value<QImage>().size(); };
+    ASSERT_TRUE(waitFor([&] { return !sizeOf().isEmpty(); }));
+    const QSize whole = sizeOf();
+    window->session()->setCrop({0, 0, 0.5, 1});
+    EXPECT_TRUE(waitFor([&] { return sizeOf().width() < sizeOf().height(); }));
+    action("Rotate right")->trigger();
+    EXPECT_TRUE(waitFor([&] { return sizeOf().width() > sizeOf().height(); }));
+    action("Undo")->trigger();
+    action("Undo")->trigger();
+    EXPECT_TRUE(waitFor([&] { return sizeOf() == whole; }));
+}
+
+TEST_F(WindowTest, TheFirstTimeItFitsOnTheScreen) {
+    const MainWindow first;
+    EXPECT_LT(first.width(), first.screen()->availableSize().width());
+    EXPECT_LT(first.height(), first.screen()->availableSize().height());
+}
+
+TEST_F(WindowTest, StepsOnALayerNameIt) {
+    open(photograph());
+    window->session()->addLayer();
+    window->session()->setValue(photo::slider("brightness"), 0.5f);
+    EXPECT_EQ(action("Undo")->text().remove('&'), "Undo: Layer 1, Light: Brightness");
 }
 
 TEST_F(WindowTest, ItsLayoutThemeAndMaskColourAreRemembered) {

@@ -12,8 +12,10 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QProcess>
+#include <QStatusBar>
 #include <QTabletEvent>
 #include <QTest>
+#include <QToolButton>
 #include <QUrl>
 #include <QWheelEvent>
 #include <filesystem>
@@ -30,6 +32,8 @@
 #include "studio/widgets/film_strip.h"
 #include "studio/widgets/slider_row.h"
 #include "studio/widgets/slider_track.h"
+#include "studio/widgets/thumbnail_model.h"
+#include "studio/widgets/tile_delegate.h"
 #include "tests/studio/window.h"
 
 namespace kestrova::studio {
@@ -207,9 +211,51 @@ TEST_F(WindowTest, SettingsAreCopiedToAnotherPhotograph) {
     open(photograph("u76c0g_bliznaca_srgb8.png"));
     action("Paste settings")->trigger();
     EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+    EXPECT_EQ(window->statusBar()->currentMessage(), "Settings pasted");
     QGuiApplication::clipboard()->setText("no settings");
     action("Paste settings")->trigger();
     EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+}
+
+TEST_F(WindowTest, SettingsArePastedToAllPhotographsThatAreSelected) {
+    const std::string first = photograph(), second = photograph("u76c0g_bliznaca_srgb8.png"),
+                      third = photograph("dandelion_768x512.png");
+    photo::writeBytes(photo::Settings::sidecarOf(third), {'{'});
+    open(first);
+    window->session()->setValue(photo::slider("tint"), 0.4f);
+    action("Copy settings")->trigger();
+    action("Undo")->trigger();
+    window->strip()->selectAll();
+    action("Paste settings")->trigger();
+    ASSERT_TRUE(waitFor([this] { return !window->messageText().isEmpty(); }));
+    EXPECT_TRUE(window->messageText().contains("dandelion_768x512.png"));
+    EXPECT_TRUE(window->statusBar()->currentMessage().contains("2 photographs"))
+        << window->statusBar()->currentMessage().toStdString();
+    EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
+    const int row = window->m_thumbnails->rowOf(QString::fromStdString(second));
+    EXPECT_TRUE(window->strip()->model()->index(row, 0).data(EditedRole).toBool());
+    ASSERT_TRUE(window->session()->saveNow());
+    EXPECT_EQ(photo::Settings::load(photo::Settings::sidecarOf(second)).colour.tint, 0.4f);
+    EXPECT_EQ(photo::bytesOf(photo::Settings::sidecarOf(third)).size(), 1u) << "what cannot be read is left";
+}
+
+TEST_F(WindowTest, ASidecarThatCannotBeReadIsExplainedWithDetailsOnDemand) {
+    const std::string path = photograph();
+    photo::writeBytes(photo::Settings::sidecarOf(path), {'{', '"', 'x'});
+    open(path);
+    MessageBar* messages = window->messages();
+    EXPECT_TRUE(messages->text().contains("damaged"));
+    EXPECT_TRUE(messages->text().contains(".broken"));
+    EXPECT_FALSE(messages->text().contains("parse"));
+    EXPECT_EQ(messages->details(), QString());
+    QToolButton* more = messages->findChild<QToolButton*>();
+    EXPECT_EQ(more->text(), "Show details");
+    more->click();
+    EXPECT_TRUE(messages->details().contains("parse")) << messages->details().toStdString();
+    EXPECT_EQ(more->text(), "Hide details");
+    messages->say("Another one");
+    EXPECT_EQ(messages->details(), QString());
+    EXPECT_TRUE(more->isHidden());
 }
 
 TEST_F(WindowTest, FilesAndFoldersCanBeDropped) {

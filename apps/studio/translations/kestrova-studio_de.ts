@@ -98,6 +98,10 @@
         <source>Black and white with a dark sky, as behind a red glass.</source>
         <translation>Schwarzweiß mit dunklem Himmel, wie durch einen Rotfilter.</translation>
     </message>
+    <message>
+        <source>None</source>
+        <translation>Ohne</translation>
+    </message>
 </context>
 <context>
     <name>ScreenProfile</name>
@@ -876,10 +880,6 @@
         <translation>Beendet die Vorbereitung; die Vorschau bleibt</translation>
     </message>
     <message>
-        <source>none</source>
-        <translation>keine</translation>
-    </message>
-    <message>
         <source>Exported %1</source>
         <translation>%1 exportiert</translation>
     </message>
@@ -1010,10 +1010,6 @@
     <message>
         <source>Ctrl+Shift+V</source>
         <translation>Ctrl+Shift+V</translation>
-    </message>
-    <message>
-        <source>All but rotation, angle and crop</source>
-        <translation>Alle außer Drehung, Winkel und Ausschnitt</translation>
     </message>
     <message>
         <source>Reset &amp;all</source>
@@ -1232,10 +1228,6 @@
         <translation>Ordner öffnen</translation>
     </message>
     <message>
-        <source>Nothing is exported: %1</source>
-        <translation>Es wird nichts exportiert: %1</translation>
-    </message>
-    <message>
         <source>Settings copied</source>
         <translation>Einstellungen kopiert</translation>
     </message>
@@ -1353,7 +1345,7 @@
     </message>
     <message>
         <source>&amp;Clipping</source>
-        <translation>&amp;Beschnitt</translation>
+        <translation>&amp;Clipping</translation>
     </message>
     <message>
         <source>J</source>
@@ -1523,12 +1515,43 @@
         <source>Adds a layer</source>
         <translation>Fügt eine Ebene hinzu</translation>
     </message>
+    <message>
+        <source>All but rotation, angle and crop, to the photographs selected in the strip</source>
+        <translation>Alles außer Drehung, Winkel und Ausschnitt, in die Fotos, die im Filmstreifen ausgewählt sind</translation>
+    </message>
+    <message>
+        <source>Nothing is exported: the settings of %1 cannot be read. Open it to see what can be done.</source>
+        <translation>Nichts wird exportiert: Die Einstellungen von %1 sind nicht lesbar. Öffnen Sie das Foto, um zu sehen, was sich tun lässt.</translation>
+    </message>
+    <message>
+        <source>Settings pasted</source>
+        <translation>Einstellungen eingefügt</translation>
+    </message>
+    <message numerus="yes">
+        <source>Settings pasted to %n photographs</source>
+        <translation>
+            <numerusform>Einstellungen in %n Foto eingefügt</numerusform>
+            <numerusform>Einstellungen in %n Fotos eingefügt</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Nothing is pasted to %1: the settings there cannot be read. Open it to see what can be done.</source>
+        <translation>In %1 wird nichts eingefügt: Die Einstellungen dort sind nicht lesbar. Öffnen Sie das Foto, um zu sehen, was sich tun lässt.</translation>
+    </message>
 </context>
 <context>
     <name>kestrova::studio::MessageBar</name>
     <message>
         <source>Close</source>
         <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Hide details</source>
+        <translation>Einzelheiten verbergen</translation>
+    </message>
+    <message>
+        <source>Show details</source>
+        <translation>Einzelheiten zeigen</translation>
     </message>
 </context>
 <context>
@@ -1545,20 +1568,19 @@
         <translation>Vorgaben</translation>
     </message>
     <message>
-        <source>None</source>
-        <translation>Ohne</translation>
-    </message>
-    <message>
         <source>All sliders at rest</source>
         <translation>Alle Regler in Ruhe</translation>
     </message>
 </context>
 <context>
-    <name>kestrova::studio::Session</name>
+    <name>kestrova::studio::Saver</name>
     <message>
         <source>Changed by another program</source>
         <translation>Von einem anderen Programm geändert</translation>
     </message>
+</context>
+<context>
+    <name>kestrova::studio::Session</name>
     <message>
         <source>The settings are saved.</source>
         <translation>Die Einstellungen sind gespeichert.</translation>
@@ -1566,10 +1588,6 @@
     <message>
         <source>The settings could not be saved: %1</source>
         <translation>Die Einstellungen konnten nicht gespeichert werden: %1</translation>
-    </message>
-    <message>
-        <source>The settings beside the photograph cannot be read, and are kept under another name once there are new ones: %1</source>
-        <translation>Die Einstellungen neben dem Foto sind nicht lesbar; sie bleiben unter anderem Namen erhalten, sobald es neue gibt: %1</translation>
     </message>
     <message>
         <source>Detail filter</source>
@@ -1646,6 +1664,30 @@
     <message>
         <source>Straighten</source>
         <translation>Ausrichten</translation>
+    </message>
+    <message>
+        <source>The file %1 with the settings of this photograph cannot be opened.</source>
+        <translation>Die Datei %1 mit den Einstellungen dieses Fotos lässt sich nicht öffnen.</translation>
+    </message>
+    <message>
+        <source>The file %1 with the settings of this photograph is damaged, or from a newer version.</source>
+        <translation>Die Datei %1 mit den Einstellungen dieses Fotos ist beschädigt oder von einer neueren Version.</translation>
+    </message>
+    <message>
+        <source>The photograph is shown as it was left here.</source>
+        <translation>Das Foto wird so gezeigt, wie es hier zuletzt war.</translation>
+    </message>
+    <message>
+        <source>The photograph is shown without settings.</source>
+        <translation>Das Foto wird ohne Einstellungen gezeigt.</translation>
+    </message>
+    <message>
+        <source>The first change here keeps the file, under a name that ends in &quot;.broken&quot;, and writes a new one. To use the file instead, put a good copy in its place and open the photograph again.</source>
+        <translation>Die erste Änderung hier hebt die Datei unter einem Namen auf, der auf &quot;.broken&quot; endet, und schreibt eine neue. Um stattdessen die Datei zu verwenden, setzen Sie eine unbeschädigte Kopie an ihre Stelle und öffnen Sie das Foto erneut.</translation>
+    </message>
+    <message>
+        <source>%1, %2</source>
+        <translation>%1, %2</translation>
     </message>
 </context>
 <context>

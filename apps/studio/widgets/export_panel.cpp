@@ -15,6 +15,8 @@ namespace kestrova::studio {
 
 namespace {
 
+constexpr int kLeastLetters = 54;  // in a row
+
 // A bar for the export that is running, text for the others.
 class StateDelegate : public QStyledItemDelegate {
 public:
@@ -53,6 +55,7 @@ ExportPanel::ExportPanel(ExportQueue* queue, QWidget* parent)
     m_table->setWordWrap(false);
     m_table->setTextElideMode(Qt::ElideMiddle);
     m_table->setAccessibleName(tr("Exports"));
+    m_table->setMinimumWidth(kLeastLetters * fontMetrics().averageCharWidth());
     m_table->verticalHeader()->hide();
     m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 10);
     QHeaderView* header = m_table->horizontalHeader();
@@ -77,8 +80,15 @@ ExportPanel::ExportPanel(ExportQueue* queue, QWidget* parent)
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &ExportPanel::enableButtons);
     connect(queue, &ExportQueue::unfinishedChanged, this, &ExportPanel::enableButtons);
     connect(queue, &ExportQueue::rowsRemoved, this, &ExportPanel::enableButtons);
-    connect(queue, &ExportQueue::rowsInserted, m_table, [this] { m_table->scrollToBottom(); });
+    connect(queue, &ExportQueue::unfinishedChanged, this, &ExportPanel::follow);
     enableButtons();
+}
+
+/// Shows the export that is running, or the latest one.
+void ExportPanel::follow() {
+    int row = 0;
+    while (row < m_queue->rowCount() - 1 && m_queue->isFinished(row)) ++row;
+    m_table->scrollTo(m_queue->index(row, 0));
 }
 
 void ExportPanel::cancelSelected() {

@@ -17,6 +17,7 @@ public:
     explicit ExportPanel(ExportQueue* queue, QWidget* parent = nullptr);
 
 private:
+    void follow();
     void cancelSelected();
     void enableButtons();
 

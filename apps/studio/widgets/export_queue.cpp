@@ -133,7 +133,7 @@ void ExportQueue::cancelAll() {
 
 void ExportQueue::clearFinished() {
     for (int row = rowCount() - 1; row >= 0; --row) {
-        if (state(row) == State::waiting || state(row) == State::running) continue;
+        if (!isFinished(row)) continue;
         beginRemoveRows({}, row, row);
         m_entries.erase(m_entries.begin() + row);
         endRemoveRows();
@@ -142,10 +142,12 @@ void ExportQueue::clearFinished() {
 
 ExportQueue::State ExportQueue::state(int row) const { return m_entries.at(static_cast<std::size_t>(row))->state; }
 
+bool ExportQueue::isFinished(int row) const { return state(row) != State::waiting && state(row) != State::running; }
+
 int ExportQueue::unfinished() const {
-    return static_cast<int>(std::count_if(m_entries.begin(), m_entries.end(), [](const auto& entry) {
-        return entry->state == State::waiting || entry->state == State::running;
-    }));
+    int count = 0;
+    for (int row = 0; row < rowCount(); ++row) count += isFinished(row) ? 0 : 1;
+    return count;
 }
 
 void ExportQueue::announce(const std::shared_ptr<Entry>& entry) {
@@ -185,7 +187,7 @@ QVariant ExportQueue::data(const QModelIndex& index, int role) const {
                        : QFileInfo(entry.job.source).fileName().simplified();
         case TargetColumn: {
             const QString target = QDir::toNativeSeparators(entry.job.target);
-            return tip ? withoutMarkup(target) : target.simplified();
+            return tip ? withoutMarkup(target) : QFileInfo(entry.job.target).fileName().simplified();
         }
         default: return tip && !entry.message.isEmpty() ? withoutMarkup(entry.message) : stateText(entry);
     }

@@ -41,6 +41,7 @@ public:
     void clearFinished();
 
     State state(int row) const;
+    bool isFinished(int row) const;
     int unfinished() const;
     bool isIdle() const { return unfinished() == 0; }
 

@@ -46,12 +46,13 @@ void FilmStrip::setCurrentPath(const QString& path) {
     const QModelIndex index = m_photographs->index(m_photographs->rowOf(path));
     if (index == currentIndex()) return;
     const QScopedValueRollback quiet(m_quiet, true);
-    setCurrentIndex(index);
+    select(index);
     if (index.isValid()) scrollTo(index);
 }
 
 QStringList FilmStrip::selectedPaths() const {
     QModelIndexList indexes = selectionModel()->selectedIndexes();
+    if (currentIndex().isValid() && !indexes.contains(currentIndex())) indexes << currentIndex();
     std::sort(indexes.begin(), indexes.end());
     QStringList paths;
     for (const QModelIndex& index : indexes) paths << index.data(PathRole).toString();
@@ -62,7 +63,12 @@ void FilmStrip::go(int rows) {
     const int last = m_photographs->rowCount() - 1;
     if (last < 0) return;
     const int row = currentIndex().isValid() ? std::clamp(currentIndex().row() + rows, 0, last) : 0;
-    setCurrentIndex(m_photographs->index(row));
+    select(m_photographs->index(row));
+}
+
+/// It alone, whatever keys are held: `setCurrentIndex` adds to the selection while Ctrl is.
+void FilmStrip::select(const QModelIndex& index) {
+    selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
 }
 
 void FilmStrip::goToNext() { go(1); }

@@ -18,7 +18,7 @@ public:
     QString currentPath() const;
     /// Shows which one is open; signals nothing.
     void setCurrentPath(const QString& path);
-    /// In the order of the strip.
+    /// In the order of the strip; the one that is open is always one of them.
     QStringList selectedPaths() const;
 
     QSize sizeHint() const override;
@@ -38,6 +38,7 @@ protected:
 
 private:
     void go(int rows);
+    void select(const QModelIndex& index);
 
     ThumbnailModel* m_photographs;
     TileDelegate* m_tiles;

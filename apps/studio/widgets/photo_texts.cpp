@@ -1,6 +1,6 @@
 #include "studio/widgets/photo_texts.h"
 
-#include <QtGlobal>
+#include <QCoreApplication>
 
 namespace kestrova::studio {
 
@@ -68,6 +68,7 @@ const std::vector<const char*>& sliderTexts() {
 
 const std::vector<const char*>& presetTexts() {
     static const std::vector<const char*> texts = {
+        QT_TRANSLATE_NOOP("Preset", "None"),
         QT_TRANSLATE_NOOP("Preset", "Natural"),
         QT_TRANSLATE_NOOP("Preset", "A little more of what is there: texture, light and colour."),
         QT_TRANSLATE_NOOP("Preset", "Landscape"),
@@ -82,6 +83,12 @@ const std::vector<const char*>& presetTexts() {
         QT_TRANSLATE_NOOP("Preset", "Black and white with a dark sky, as behind a red glass."),
     };
     return texts;
+}
+
+QString presetTitle(const std::string& name) {
+    QString title = QString::fromStdString(name).replace('-', ' ');
+    title[0] = title[0].toUpper();
+    return QCoreApplication::translate("Preset", title.toUtf8().constData());
 }
 
 }  // namespace kestrova::studio

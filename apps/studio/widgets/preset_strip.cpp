@@ -7,6 +7,7 @@
 #include "photo/development.h"
 #include "photo/read.h"
 #include "studio/widgets/background.h"
+#include "studio/widgets/photo_texts.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/tile_delegate.h"
 
@@ -17,10 +18,8 @@ namespace {
 constexpr int kNarrowTile = 104, kInRow = 3;
 constexpr int kSlack = 4;  // for what the list adds to its items
 
-QString presetTitle(const photo::Preset& preset) {
-    QString title = QString::fromStdString(preset.name).replace('-', ' ');
-    title[0] = title[0].toUpper();
-    return QCoreApplication::translate("Preset", title.toUtf8().constData());
+bool sameGeometry(const photo::Settings& a, const photo::Settings& b) {
+    return a.rotate == b.rotate && a.straighten == b.straighten && a.crop == b.crop;
 }
 
 photo::Settings previewSettings(const photo::Adjustments& adjustments, const photo::Settings& settings) {
@@ -45,11 +44,11 @@ PresetStrip::PresetStrip(QWidget* parent)
     setUniformItemSizes(true);
     setMouseTracking(true);
     setAccessibleName(tr("Presets"));
-    auto* none = new QListWidgetItem(tr("None"), this);
+    auto* none = new QListWidgetItem(presetTitle(kNoPreset), this);
     none->setToolTip(tr("All sliders at rest"));
     none->setData(PathRole, QString());
     for (const photo::Preset& preset : photo::presets()) {
-        auto* item = new QListWidgetItem(presetTitle(preset), this);
+        auto* item = new QListWidgetItem(presetTitle(preset.name), this);
         item->setToolTip(QCoreApplication::translate("Preset", preset.tip.c_str()));
         item->setData(PathRole, QString::fromStdString(preset.name));
     }
@@ -104,21 +103,33 @@ void PresetStrip::clearPictures() {
 }
 
 void PresetStrip::setPhotograph(const photo::Photograph& small, const photo::Settings& settings) {
-    m_pool.start([this, small, settings, work = begin()] {
-        standBack(Background::tiles);
-        render(small, settings, work);
-    });
+    m_settings = settings;
+    m_small = std::make_shared<Small>(Small{{}, small});
+    start();
 }
 
 void PresetStrip::setFile(const QString& path, const photo::Settings& settings) {
     clearPictures();
-    m_pool.start([this, path, settings, work = m_work] {
+    m_settings = settings;
+    m_small = std::make_shared<Small>(Small{path, {}});
+    start();
+}
+
+void PresetStrip::setGeometry(const photo::Settings& settings) {
+    if (!m_small || sameGeometry(settings, m_settings)) return;
+    m_settings = settings;
+    start();
+}
+
+void PresetStrip::start() {
+    m_pool.start([this, small = m_small, settings = m_settings, work = begin()] {
         standBack(Background::tiles);
         photo::ReadOptions options;
         options.cancel = work->flag();
         options.threads = 1;  // the view needs the others
         try {
-            render(photo::readPreview(fileName(path), kLongEdge, options), settings, work);
+            if (!small->photograph) small->photograph = photo::readPreview(fileName(small->path), kLongEdge, options);
+            render(*small->photograph, settings, work);
         } catch (const std::exception&) {  // whoever shows the photograph says what is wrong with it
         }
     });

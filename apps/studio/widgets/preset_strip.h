@@ -3,6 +3,7 @@
 #include <QListWidget>
 #include <QThreadPool>
 #include <memory>
+#include <optional>
 
 #include "photo/control.h"
 #include "photo/photograph.h"
@@ -28,6 +29,8 @@ public:
     void setPhotograph(const photo::Photograph& small, const photo::Settings& settings = {});
     /// Likewise of a file, which is read in the background; there are no pictures of one that cannot be read.
     void setFile(const QString& path, const photo::Settings& settings);
+    /// Renders the previews anew if the crop or the rotation is another one; those that are there stay until then.
+    void setGeometry(const photo::Settings& settings);
     /// Highlights the preset that these settings are; none once a slider has moved.
     void showChosen(const photo::Settings& settings);
     /// Without pictures.
@@ -46,12 +49,19 @@ protected:
 
 private:
     using Work = std::shared_ptr<photo::Control>;
+    struct Small {
+        QString path;
+        std::optional<photo::Photograph> photograph;  ///< of the pool's thread; once it is read
+    };
 
     Work begin();
+    void start();
     void render(const photo::Photograph& small, const photo::Settings& settings, const Work& work);
 
     TileDelegate* m_tiles;
     Work m_work;
+    std::shared_ptr<Small> m_small;
+    photo::Settings m_settings;  ///< whose crop and rotation the previews have
     QThreadPool m_pool;
 };
 

@@ -5,19 +5,13 @@
 #include <QHeaderView>
 #include <QMenu>
 #include <QMenuBar>
+#include <QScrollBar>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
 namespace kestrova::studio {
 
 namespace {
-
-// "&Open…" without the mark of its mnemonic.
-QString plain(QString text) {
-    text.replace("&&", QChar(0));
-    text.remove('&');
-    return text.replace(QChar(0), '&');
-}
 
 QString keysOf(const QAction* action) {
     QStringList keys;
@@ -27,7 +21,7 @@ QString keysOf(const QAction* action) {
 
 void collect(const QMenu* menu, const QString& prefix, QList<std::pair<QString, QString>>& keys) {
     for (const QAction* action : menu->actions()) {
-        const QString name = prefix + plain(action->text());
+        const QString name = prefix + action->iconText();  // as in a tool bar: without mnemonic, the same at any time
         if (action->menu())
             collect(action->menu(), name + " › ", keys);
         else if (!action->shortcuts().isEmpty())
@@ -40,8 +34,7 @@ void collect(const QMenu* menu, const QString& prefix, QList<std::pair<QString, 
 ShortcutsDialog::ShortcutsDialog(const QMenuBar* menus, QWidget* parent) : QDialog(parent), m_list(new QTreeWidget) {
     setWindowTitle(tr("Keyboard Shortcuts"));
     m_list->setHeaderLabels({tr("Action"), tr("Keys")});
-    m_list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    m_list->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    m_list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     m_list->header()->setStretchLastSection(false);
     m_list->setRootIsDecorated(false);
     m_list->setSelectionMode(QAbstractItemView::NoSelection);
@@ -55,7 +48,7 @@ ShortcutsDialog::ShortcutsDialog(const QMenuBar* menus, QWidget* parent) : QDial
         if (!action->menu()) continue;
         QList<std::pair<QString, QString>> keys;
         collect(action->menu(), {}, keys);
-        addSection(plain(action->text()), keys);
+        addSection(action->iconText(), keys);
     }
 }
 
@@ -70,6 +63,11 @@ void ShortcutsDialog::addSection(const QString& title, const QList<std::pair<QSt
     section->setExpanded(true);
 }
 
-QSize ShortcutsDialog::sizeHint() const { return {520, 600}; }
+// As wide as its longest lines.
+QSize ShortcutsDialog::sizeHint() const {
+    const int bar = m_list->verticalScrollBar()->sizeHint().width(), frame = 2 * m_list->frameWidth();
+    const QMargins margins = layout()->contentsMargins();
+    return {m_list->header()->length() + bar + frame + margins.left() + margins.right(), 600};
+}
 
 }  // namespace kestrova::studio

@@ -53,6 +53,8 @@ QDockWidget::title { padding: 5px 6px; }
 QGroupBox { font-weight: bold; border: none; margin-top: 1.6em; }
 QGroupBox::title { subcontrol-origin: margin; left: 0px; }
 QTreeView::item { padding: 2px; }
+QUndoView::item, QListView#layers::item { padding: 3px 4px; }
+QMenu { etch-disabled-text: 0; }
 QStatusBar::item { border: none; }
 )";
 

@@ -194,7 +194,8 @@ TEST_F(Exports, FinishedOnesAreClearedAndTheOthersStay) {
     queue.add({job(kLarge, scratch / "2.jpg"), job(kLarge, scratch / "3.jpg")});
     queue.clearFinished();
     EXPECT_EQ(queue.rowCount(), 2);
-    EXPECT_EQ(text(queue, 0, ExportQueue::TargetColumn), fileName(scratch / "2.jpg"));
+    EXPECT_EQ(text(queue, 0, ExportQueue::TargetColumn), "2.jpg");
+    EXPECT_EQ(queue.index(0, ExportQueue::TargetColumn).data(Qt::ToolTipRole), fileName(scratch / "2.jpg"));
     queue.cancelAll();
     ASSERT_TRUE(waitForAll(queue));
 }
@@ -205,6 +206,23 @@ TEST_F(Exports, StopWhenTheQueueGoes) {
         queue.add({job(kLarge, scratch / "1.jpg"), job(kLarge, scratch / "2.jpg")});
     }
     EXPECT_EQ(scratch.names(), std::vector<std::string>());
+}
+
+TEST_F(Exports, ThePanelShowsTheOneThatRunsInFull) {
+    ExportQueue queue;
+    ExportPanel panel(&queue);
+    panel.resize(panel.minimumSizeHint());
+    panel.show();
+    std::vector<ExportJob> jobs;
+    for (int i = 0; i < 30; ++i) jobs.push_back(job(scratch / "a.png", scratch / (std::to_string(i) + ".jpg")));
+    jobs.push_back(job(kLarge, scratch / "large.jpg"));
+    queue.add(jobs);
+    ASSERT_TRUE(waitUntil([&] { return queue.state(30) != State::waiting; }));
+    QCoreApplication::processEvents();
+    const QRect row = panel.m_table->visualRect(queue.index(30, ExportQueue::StateColumn));
+    EXPECT_TRUE(panel.m_table->viewport()->rect().contains(row));
+    const int text = panel.fontMetrics().horizontalAdvance("done, with notes");
+    EXPECT_GT(row.width(), text);
 }
 
 TEST_F(Exports, AreCancelledFromThePanel) {

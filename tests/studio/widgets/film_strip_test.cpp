@@ -281,6 +281,32 @@ TEST_F(FilmStripTest, SeveralCanBeSelected) {
     EXPECT_EQ(strip.selectedPaths(), QStringList({paths[0], paths[2]}));
 }
 
+TEST_F(FilmStripTest, TheOneThatIsOpenIsSelectedAsItIsDrawn) {
+    strip.setCurrentPath(paths[0]);
+    const auto clickWithCtrl = [&](int row) {
+        QTest::mouseClick(strip.viewport(), Qt::LeftButton, Qt::ControlModifier,
+                          strip.visualRect(model.index(row)).center());
+    };
+    clickWithCtrl(2);
+    clickWithCtrl(2);  // takes it back; it is open
+    EXPECT_EQ(strip.currentPath(), paths[2]);
+    EXPECT_EQ(strip.selectedPaths(), QStringList({paths[0], paths[2]}));
+}
+
+TEST_F(FilmStripTest, TheNextAndThePreviousOneAreSelectedAloneThoughCtrlIsHeld) {
+    strip.setCurrentPath(paths[0]);
+    QTest::keyPress(strip.windowHandle(), Qt::Key_Control, Qt::ControlModifier);
+    ASSERT_EQ(QGuiApplication::keyboardModifiers(), Qt::ControlModifier);
+    strip.goToNext();
+    strip.goToNext();
+    EXPECT_EQ(strip.selectedPaths(), QStringList{paths[2]});
+    strip.goToPrevious();
+    EXPECT_EQ(strip.selectedPaths(), QStringList{paths[1]});
+    strip.setCurrentPath(paths[3]);
+    EXPECT_EQ(strip.selectedPaths(), QStringList{paths[3]});
+    QTest::keyRelease(strip.windowHandle(), Qt::Key_Control);
+}
+
 TEST_F(FilmStripTest, ShowsThumbnailsOnceTheyAreMade) {
     const QRect tile = strip.visualRect(model.index(0));
     const QImage before = strip.viewport()->grab(tile).toImage();

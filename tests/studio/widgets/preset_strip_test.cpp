@@ -91,6 +91,28 @@ TEST(PresetStrip, ReadsAFileItselfAndHasNoPicturesOfABadOne) {
     EXPECT_TRUE(pictureOf(strip, 3).isNull());
 }
 
+TEST(PresetStrip, AnotherCropOrRotationIsSeenInThePreviewsAndAnotherSliderChangesNone) {
+    const photo::Scratch scratch;
+    photo::writePhotograph(photo::colourful(150, 100), scratch / "a.png");
+    PresetStrip strip;
+    QSignalSpy ready(&strip, &PresetStrip::previewsReady);
+    photo::Settings settings;
+    strip.setFile(fileName(scratch / "a.png"), settings);
+    settings.crop = {0, 0, 0.5, 1};
+    strip.setGeometry(settings);  // while they are made
+    ASSERT_TRUE(waitUntil([&] { return ready.size() == 1; }));
+    EXPECT_EQ(pictureOf(strip, 3).size(), QSize(75, 100));
+    settings.rotate = 90;
+    strip.setGeometry(settings);
+    EXPECT_FALSE(pictureOf(strip, 3).isNull()) << "those that are there stay until then";
+    ASSERT_TRUE(waitUntil([&] { return ready.size() == 2; }));
+    EXPECT_EQ(pictureOf(strip, 3).size(), QSize(50, 150));
+    settings.light.contrast = 1;
+    const auto work = strip.m_work;
+    strip.setGeometry(settings);
+    EXPECT_EQ(strip.m_work, work);
+}
+
 TEST(PresetStrip, HighlightsThePresetThatTheSettingsAreAndNoOtherOne) {
     PresetStrip strip;
     strip.showChosen(photo::Settings());

@@ -87,5 +87,21 @@ TEST(ShortcutsDialog, ListsTheActionsOfEveryMenu) {
     EXPECT_EQ(list->topLevelItem(1)->child(0)->text(1), "Wheel");
 }
 
+TEST(ShortcutsDialog, IsAsWideAsItsLinesAndNamesActionsAsAToolBarDoes) {
+    QMenuBar bar;
+    QAction* undo = bar.addMenu("&Edit")->addAction("&Undo: Brightness");
+    undo->setShortcut(QKeySequence("Ctrl+Z"));
+    undo->setIconText("Undo");
+    ShortcutsDialog dialog(&bar);
+    dialog.addSection("Photograph",
+                      {{"Erases instead of painting, and back again", "Drag, arrow keys, and more keys"}});
+    dialog.show();
+    const auto* list = dialog.findChild<QTreeWidget*>();
+    EXPECT_EQ(list->topLevelItem(0)->child(0)->text(0), "Undo");
+    for (int column = 0; column < 2; ++column)
+        EXPECT_GE(list->columnWidth(column), list->sizeHintForColumn(column)) << column;
+    EXPECT_LE(list->columnWidth(0) + list->columnWidth(1), list->viewport()->width());
+}
+
 }  // namespace
 }  // namespace kestrova::studio

@@ -1,0 +1,105 @@
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <filesystem>
+#include <utility>
+
+#include "studio/session.h"
+#include "studio/widgets/background.h"
+#include "studio/widgets/pixels.h"
+
+namespace kestrova::studio {
+
+using photo::Settings;
+
+namespace {
+
+Settings pastedOver(const Settings& settings, const Settings& from) {
+    Settings next = from;
+    next.rotate = settings.rotate;
+    next.straighten = settings.straighten;
+    next.crop = settings.crop;
+    next.size = settings.size;
+    return next;
+}
+
+}  // namespace
+
+void Session::paste(const Settings& from) { change(tr("Paste settings"), pastedOver(*m_settings, from)); }
+
+void Session::paste(const Settings& from, const std::vector<std::string>& photographs) {
+    const auto settings = std::make_shared<const Settings>(from);
+    for (const std::string& photograph : photographs) {
+        if (photograph == m_path) {
+            paste(from);
+            ++m_pasted;
+            continue;
+        }
+        m_pastes[photograph] = settings;
+        m_paster.start([this, photograph, settings] {
+            standBack(Background::view);
+            std::optional<History> history = m_saver.pending(photograph);
+            try {
+                if (history->empty()) history = m_saver.stored(photograph);
+            } catch (const std::exception&) {
+                history.reset();
+            }
+            QMetaObject::invokeMethod(
+                this, [this, photograph, settings, history] { takePaste(photograph, settings, history); });
+        });
+    }
+    reportPastes();
+}
+
+Settings Session::settingsOf(const std::string& photograph) {
+    if (photograph == m_path) return *m_settings;
+    Settings settings;
+    const std::string sidecar = Settings::sidecarOf(photograph);
+    std::error_code error;
+    if (const History pending = m_saver.pending(photograph); !pending.empty())
+        settings = *pending.current();
+    else if (std::filesystem::exists(sidecar, error))
+        settings = Settings::load(sidecar);
+    const auto waiting = m_pastes.find(photograph);
+    return waiting == m_pastes.end() ? settings : pastedOver(settings, *waiting->second);
+}
+
+/// Adds the step that is waiting for this photograph; false if there is none, or one that changes nothing.
+bool Session::pasteWaiting(const std::string& photograph, History& history) {
+    const auto waiting = m_pastes.extract(photograph);
+    if (waiting.empty()) return false;
+    ++m_pasted;
+    const auto next = std::make_shared<const Settings>(pastedOver(*history.current(), *waiting.mapped()));
+    if (*next == *history.current()) return false;
+    history.add(tr("Paste settings"), next);
+    return true;
+}
+
+/// `history` has been read of a photograph, or could not be.
+void Session::takePaste(const std::string& photograph, const SettingsPtr& from, const std::optional<History>& history) {
+    const auto waiting = m_pastes.find(photograph);
+    if (waiting == m_pastes.end() || waiting->second != from) return;  // opened meanwhile, or pasted to again
+    if (history) {
+        History next = *history;
+        if (next.empty()) next.states = {std::make_shared<const Settings>()};
+        if (pasteWaiting(photograph, next)) {
+            m_saver.save({photograph, next, false});
+            emit savedSettingsChanged(photograph, *next.current());
+        }
+    } else {
+        m_pastes.erase(waiting);
+        m_unreadable << QFileInfo(fileName(photograph)).fileName().simplified();
+    }
+    reportPastes();
+}
+
+void Session::finishPastes() {
+    m_paster.waitForDone();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
+void Session::reportPastes() {
+    if (!m_pastes.empty() || (m_pasted == 0 && m_unreadable.isEmpty())) return;
+    emit pasted(std::exchange(m_pasted, 0), std::exchange(m_unreadable, {}));
+}
+
+}  // namespace kestrova::studio

@@ -32,6 +32,7 @@ public:
 
     void open(const std::string& path, std::shared_ptr<const photo::Settings> settings);
     void close();
+    void closePhotograph();  ///< but keeps what is prepared ahead
     /// Prepares this photograph when the open one is done; an empty path takes it back.
     void prefetch(const std::string& path);
     /// Ends preparation: what is there of a preview stays.

@@ -83,37 +83,45 @@ bool MaskPainter::continues(const std::vector<Stroke>& strokes) const {
            (m_lastIsOpen || now.size() == before.size()) && std::equal(before.begin(), before.end(), now.begin());
 }
 
-/// To the latest mask that is kept of those that the strokes begin with, or to an empty one.
+/// To the latest mask that can be had of those that the strokes begin with.
 void MaskPainter::goBack(const std::vector<Stroke>& strokes) {
-    const auto leadsThere = [&](const Checkpoint& c) {
-        return c.strokes <= strokes.size() &&
-               std::equal(strokes.begin(), strokes.begin() + static_cast<std::ptrdiff_t>(c.strokes), m_painted.begin());
-    };
-    while (!m_checkpoints.empty() && !leadsThere(m_checkpoints.back())) m_checkpoints.pop_back();
+    const std::size_t most = std::min(strokes.size(), m_painted.size());
+    const auto end = m_painted.begin() + static_cast<std::ptrdiff_t>(most);
+    const auto same =
+        static_cast<std::size_t>(std::mismatch(m_painted.begin(), end, strokes.begin()).first - m_painted.begin());
+    while (!m_before.empty() && (!m_valid || m_painted.size() > same)) {
+        m_before.back().blocks.restore(m_brush.m_mask);
+        m_painted.resize(m_before.back().strokes);
+        m_before.pop_back();
+        m_valid = true;
+    }
+    if (!m_valid || m_painted.size() > same) startAnew();
+    m_brush.m_stroke.release();  // so that the next one begins with this mask
+    m_lastIsOpen = false;
+}
+
+void MaskPainter::startAnew() {
+    m_valid = false;
+    m_painted.clear();
+    m_before.clear();
     m_brush = Brush();
     m_brush.setInImage(m_picture->Y, m_picture->dr, m_picture->db);
     m_brush.setValue(0);
     m_brush.proc();
-    std::size_t painted = 0;
-    if (!m_checkpoints.empty()) {
-        m_brush.m_mask = m_checkpoints.back().mask;
-        painted = m_checkpoints.back().strokes;
-        m_checkpoints.pop_back();
-    }
-    m_painted.resize(painted);
-    m_lastIsOpen = false;
 }
 
-/// `later`: how many strokes come after it.
-void MaskPainter::beginStroke(std::size_t later) {
-    constexpr std::size_t kMost = 4;
+void MaskPainter::beginStroke() {
     if (m_lastIsOpen) m_brush.drawEnd();
     m_lastIsOpen = true;
-    if (later < kMost) {
-        if (m_checkpoints.size() == kMost) m_checkpoints.erase(m_checkpoints.begin());
-        m_checkpoints.push_back({m_painted.size(), m_brush.getMaskRoi(cv::Rect(), 0)});
-    }
+    m_before.push_back({m_painted.size(), MaskBlocks(m_brush.m_mask.size())});
     m_brush.drawStart(0, 1);
+}
+
+void MaskPainter::forgetOldest() {
+    const std::size_t most = 4 * m_brush.m_mask.total();
+    std::size_t bytes = 0;
+    for (const Before& before : m_before) bytes += before.blocks.bytes();
+    for (; bytes > most && m_before.size() > 1; m_before.pop_front()) bytes -= m_before.front().blocks.bytes();
 }
 
 void MaskPainter::paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps) {
@@ -127,6 +135,7 @@ void MaskPainter::paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps&
     const cv::Size mask(m_photograph.width / m_picture->n, m_photograph.height / m_picture->n);
     for (const cv::Point& dot : dotsAlong(stroke, firstPoint, mask, outer)) {
         if (!reach.contains(dot)) continue;
+        m_before.back().blocks.keep(m_brush.m_mask, {dot.x - outer, dot.y - outer, 2 * outer + 1, 2 * outer + 1});
         m_brush.drawADot(2 * dot, stroke.erase ? 0 : 255, 2 * outer, 2 * inner, static_cast<float>(stroke.opacity),
                          static_cast<float>(stroke.tolerance));
         m_brush.proc();
@@ -142,11 +151,13 @@ cv::Mat MaskPainter::paint(const Mask& mask, Steps& steps) {
         const std::size_t last = m_painted.size() - 1;
         paintFrom(strokes[last], m_painted[last].points.size(), steps);
         m_painted[last] = strokes[last];
+        forgetOldest();
     }
     for (std::size_t i = m_painted.size(); i < strokes.size(); ++i) {
-        beginStroke(strokes.size() - 1 - i);
+        beginStroke();
         paintFrom(strokes[i], 0, steps);
         m_painted.push_back(strokes[i]);
+        forgetOldest();
     }
     m_brush.proc();
     cv::Mat painted = m_brush.getMaskRoi(cv::Rect(), 0);

@@ -2,10 +2,12 @@
 
 #include <kestrova/kestrova.h>
 
+#include <deque>
 #include <memory>
 #include <vector>
 
 #include "photo/engine.h"
+#include "photo/mask_blocks.h"
 #include "photo/reduced.h"
 #include "photo/settings.h"
 #include "photo/source.h"
@@ -22,7 +24,8 @@ struct MaskPicture {
 std::shared_ptr<const MaskPicture> computeMaskPicture(const Source& source, Steps& steps);
 
 /// Paints the mask of a layer, and goes on from what it has painted where only dots and strokes have been added: a
-/// stroke under way costs its new dots. It goes back by the latest strokes without painting those before them.
+/// stroke under way costs its new dots. It goes back by strokes without painting those before them, as far as what they
+/// have painted over takes no more memory than four masks.
 class MaskPainter {
 public:
     MaskPainter(std::shared_ptr<const MaskPicture> picture, cv::Size photograph);
@@ -34,24 +37,27 @@ public:
 private:
     struct Brush : TDrawMask {
         using TDrawMask::m_mask;
+        using TDrawMask::m_stroke;
     };
-    struct Checkpoint {
-        std::size_t strokes;
-        cv::Mat mask;  ///< after so many of `m_painted`
+    struct Before {
+        std::size_t strokes;  ///< were painted by then
+        MaskBlocks blocks;    ///< what the next one has painted over
     };
 
     bool continues(const std::vector<Stroke>& strokes) const;
     void goBack(const std::vector<Stroke>& strokes);
-    void beginStroke(std::size_t later);
+    void startAnew();
+    void beginStroke();
     void paintFrom(const Stroke& stroke, std::size_t firstPoint, Steps& steps);
+    void forgetOldest();
 
     std::shared_ptr<const MaskPicture> m_picture;
     cv::Size m_photograph;
     Brush m_brush;
     std::vector<Stroke> m_painted;
-    std::vector<Checkpoint> m_checkpoints;  ///< before the latest strokes
-    bool m_valid = false;                   ///< the mask is that of `m_painted`
-    bool m_lastIsOpen = false;              ///< dots can be added to the last stroke
+    std::deque<Before> m_before;  ///< the latest strokes, the last one last
+    bool m_valid = false;         ///< the mask is that of `m_painted`
+    bool m_lastIsOpen = false;    ///< dots can be added to the last stroke
 };
 
 }  // namespace kestrova::photo

@@ -7,7 +7,7 @@
 namespace kestrova::studio {
 
 int HeldStep::stepFor(const ViewState& view, int finest, double pixels) {
-    constexpr double kNanoseconds = 18e6;  // that a frame may take
+    constexpr double kNanoseconds = 14e6;  // that a frame may take, of the 25 ms until it is painted
     if (m_step > 0 && m_finest == finest && m_view.area == view.area && m_view.zoom == view.zoom) return m_step;
     m_view = view;
     m_finest = finest;

@@ -178,6 +178,7 @@ void MainWindow::makeStatusBar() {
 }
 
 void MainWindow::connectSession() {
+    connect(m_session, &Session::opened, this, &MainWindow::showOpened);
     connect(m_session, &Session::message, m_messages, &MessageBar::say);
     connect(m_session, &Session::pasted, this, &MainWindow::showPasted);
     connect(m_session, &Session::savedSettingsChanged, this,

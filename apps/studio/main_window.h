@@ -107,6 +107,7 @@ private:
     void openFolderDialog();
     void list(const QStringList& places, const QString& opened);
     void prefetchNext();
+    void showOpened();
     void watch(const QString& path);
     void reloadIfChanged();
     void exportPhotographs(const QStringList& paths);

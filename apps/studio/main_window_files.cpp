@@ -74,6 +74,7 @@ void MainWindow::list(const QStringList& places, const QString& opened) {
 }
 
 void MainWindow::prefetchNext() {
+    if (!m_session->isOpen()) return;  // what is prepared may be what is being opened
     const QStringList all = m_thumbnails->paths();
     const qsizetype next = all.indexOf(fileName(m_session->path())) + 1;
     m_renderer->prefetch(next > 0 && next < all.size() ? fileName(all[next]) : std::string());
@@ -85,14 +86,21 @@ void MainWindow::openPhotograph(const QString& path) {
     m_histogram->clear();
     m_view->clear(tr("Opening %1").arg(QFileInfo(path).fileName().simplified()));
     m_folder = QFileInfo(path).absolutePath();
-    m_session->open(fileName(path));
+    m_renderer->closePhotograph();
+    m_session->startOpening(fileName(path));
     m_crop->setFrame({});
     m_cropBar->setPhotographSize({});
     watch(path);
-    m_renderer->open(fileName(path), m_session->settingsPtr());
     m_strip->setCurrentPath(path);
-    prefetchNext();
     setWindowTitle(tr("%1 - Kestrova Studio").arg(QFileInfo(path).fileName().simplified()));
+    enableActions();
+}
+
+/// The photograph that has been chosen, now that its settings are there.
+void MainWindow::showOpened() {
+    const QString path = fileName(m_session->path());
+    m_renderer->open(m_session->path(), m_session->settingsPtr());
+    prefetchNext();
     m_presets->setFile(path, m_session->settings());
     m_presets->showChosen(m_session->settings());
     enableActions();

@@ -34,10 +34,14 @@ void Renderer::retire(QPointer<Worker>& worker) {
 }
 
 void Renderer::close() {
-    retire(m_preview);
-    retire(m_full);
+    closePhotograph();
     retire(m_next);
     m_nextPath.clear();
+}
+
+void Renderer::closePhotograph() {
+    retire(m_preview);
+    retire(m_full);
     m_size = {};
     m_beforeShown.reset();
     m_beforeAsked.reset();

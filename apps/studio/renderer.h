@@ -20,18 +20,19 @@ class Renderer : public QObject {
     Q_OBJECT
 
 public:
-    static constexpr int kRest = 60;  ///< milliseconds without a move
+    static constexpr int kRest = 50;  ///< milliseconds without a move
 
     struct Options {
         int threads = 0;
         int previewEdge = 1600;
-        std::size_t prefetchMemory = std::size_t{1} << 30;  ///< what a photograph that is prepared ahead may take
+        std::size_t prefetchMemory = std::size_t{9} << 27;  ///< what a photograph that is prepared ahead may take
     };
     explicit Renderer(const Options& options, QObject* parent = nullptr);
     ~Renderer() override;
 
     void open(const std::string& path, std::shared_ptr<const photo::Settings> settings);
     void close();
+    void closePhotograph();  ///< but keeps what is prepared ahead
     /// Prepares this photograph when the open one is done; an empty path takes it back.
     void prefetch(const std::string& path);
     /// Ends preparation: what is there of a preview stays.

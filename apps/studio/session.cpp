@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "photo/error.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
@@ -58,20 +59,43 @@ Session::~Session() {
 void Session::open(const std::string& photograph) {
     close();
     m_path = photograph;
-    m_sidecarBroken = false;
-    History history = m_saver.pending(photograph);
-    if (history.empty()) {
-        try {
-            history = m_saver.stored(photograph);
-        } catch (const photo::Error& trouble) {
-            m_sidecarBroken = true;
-            history = Journal::read(m_saver.journalOf(photograph));
-            emit message(unreadable(Settings::sidecarOf(photograph), trouble.kind(), !history.empty()),
-                         fileName(std::string(trouble.what())));
-        }
+    takeSaved(read(photograph));
+}
+
+void Session::startOpening(const std::string& photograph) {
+    close();
+    m_path = photograph;
+    m_isOpening = true;
+    m_reader.start([this, photograph, opening = m_openings] {
+        standBack(Background::view);
+        const Saved saved = read(photograph);
+        QMetaObject::invokeMethod(this, [this, saved, opening] {
+            if (opening == m_openings) takeSaved(saved);
+        });
+    });
+}
+
+/// On any thread.
+Session::Saved Session::read(const std::string& photograph) {
+    Saved saved{m_saver.pending(photograph), {}, {}};
+    if (!saved.history.empty()) return saved;
+    try {
+        saved.history = m_saver.stored(photograph);
+    } catch (const photo::Error& trouble) {
+        saved.history = Journal::read(m_saver.journalOf(photograph));
+        saved.trouble = unreadable(Settings::sidecarOf(photograph), trouble.kind(), !saved.history.empty());
+        saved.details = fileName(std::string(trouble.what()));
     }
-    if (history.empty()) history.states = {std::make_shared<const Settings>()};
-    const bool pasted = pasteWaiting(photograph, history);
+    if (saved.history.empty()) saved.history.states = {std::make_shared<const Settings>()};
+    return saved;
+}
+
+void Session::takeSaved(const Saved& saved) {
+    m_isOpening = false;
+    m_sidecarBroken = !saved.trouble.isEmpty();
+    if (m_sidecarBroken) emit message(saved.trouble, saved.details);
+    History history = saved.history;
+    const bool pasted = pasteWaiting(m_path, history);
     restore(history);
     if (pasted) m_saveTimer.start();
     emit opened();
@@ -95,10 +119,12 @@ void Session::restore(const History& history) {
 }
 
 void Session::close() {
-    if (!isOpen()) return;
+    if (m_path.empty()) return;
     endGesture();
     save();
     m_path.clear();
+    m_isOpening = false;
+    ++m_openings;
     m_target = kWhole;
     m_restoring = true;
     m_history.clear();

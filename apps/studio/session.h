@@ -33,8 +33,11 @@ public:
     /// Takes the settings from the sidecar and the history from the last time. What cannot be read is said by `message`
     /// and kept.
     void open(const std::string& photograph);
+    /// Likewise, but reads in the background and waits for nothing: `opened` says when the photograph is open.
+    void startOpening(const std::string& photograph);
     void close();
-    bool isOpen() const { return !m_path.empty(); }
+    bool isOpen() const { return !m_path.empty() && !m_isOpening; }
+    /// Of the photograph that is open, or is being opened.
     const std::string& path() const { return m_path; }
     /// Of any photograph: those of the open one, or what has been saved. Throws `photo::Error` for a sidecar that
     /// cannot be read.
@@ -103,6 +106,14 @@ signals:
     void message(QString text, QString details = {});
 
 private:
+    /// What is saved of a photograph.
+    struct Saved {
+        History history;
+        QString trouble, details;  ///< of a sidecar that cannot be read
+    };
+
+    Saved read(const std::string& photograph);
+    void takeSaved(const Saved& saved);
     void apply(const SettingsPtr& settings);
     void restore(const History& history);
     History snapshot() const;
@@ -129,7 +140,10 @@ private:
     bool m_painting = false;  ///< the stroke itself makes the change
     bool m_restoring = false;
     bool m_sidecarBroken = false;
-    QString m_trouble;  ///< that was said last
+    bool m_isOpening = false;
+    int m_openings = 0;  ///< counts them: the newest wins
+    QString m_trouble;   ///< that was said last
+    QThreadPool m_reader;
     QThreadPool m_paster;
     std::map<std::string, SettingsPtr> m_pastes;  ///< by the photographs whose histories are still to be read
     int m_pasted = 0;

@@ -29,7 +29,7 @@ void Session::paste(const Settings& from) { change(tr("Paste settings"), pastedO
 void Session::paste(const Settings& from, const std::vector<std::string>& photographs) {
     const auto settings = std::make_shared<const Settings>(from);
     for (const std::string& photograph : photographs) {
-        if (photograph == m_path) {
+        if (photograph == m_path && isOpen()) {
             paste(from);
             ++m_pasted;
             continue;
@@ -51,7 +51,7 @@ void Session::paste(const Settings& from, const std::vector<std::string>& photog
 }
 
 Settings Session::settingsOf(const std::string& photograph) {
-    if (photograph == m_path) return *m_settings;
+    if (photograph == m_path && isOpen()) return *m_settings;
     Settings settings;
     const std::string sidecar = Settings::sidecarOf(photograph);
     std::error_code error;
@@ -76,6 +76,7 @@ bool Session::pasteWaiting(const std::string& photograph, History& history) {
 
 /// `history` has been read of a photograph, or could not be.
 void Session::takePaste(const std::string& photograph, const SettingsPtr& from, const std::optional<History>& history) {
+    if (photograph == m_path && m_isOpening) return;  // gets the step when it is open
     const auto waiting = m_pastes.find(photograph);
     if (waiting == m_pastes.end() || waiting->second != from) return;  // opened meanwhile, or pasted to again
     if (history) {

@@ -139,10 +139,10 @@ void Worker::work() {
 
 /// Makes the planes that the sliders need, before one moves.
 void Worker::prepare(Development& development) {
-    photo::Settings anyLight;
-    anyLight.filter = m_options.filter;
-    anyLight.light.brightness = 0.01f;
-    development.set(anyLight);
+    photo::Settings any;
+    any.filter = m_options.filter;
+    any.light.brightness = any.noise.colour = 0.01f;
+    development.set(any);
     m_control->progress = [this, shown = 0.0](double share) mutable {
         if (share < shown + 0.01) return;
         shown = share;

@@ -59,7 +59,7 @@ bool Worker::mayReadAhead() {
     return true;
 }
 
-/// Reads what held frames need, then what the first move of the slowest sliders and the first stroke need besides.
+/// Reads what held frames need, then what the first stroke needs besides.
 void Worker::readAhead(Development& development, const Request& request) {
     m_heldStep.adapt();
     try {
@@ -67,13 +67,12 @@ void Worker::readAhead(Development& development, const Request& request) {
         readHeld(development, request);
         const HeldStep learned = m_heldStep;
         photo::Settings settings = *request.settings;
-        if (settings.noise.colour == 0) settings.noise.colour = 0.01f;
         if (settings.layers.empty()) settings.layers.resize(1);
         settings.layers[0].adjustments.light.shadows +=
             settings.layers[0].adjustments.light.shadows > 0 ? -0.01f : 0.01f;
-        Request slowest = request;
-        slowest.settings = std::make_shared<const photo::Settings>(settings);
-        if (mayReadAhead()) readHeld(development, slowest);
+        Request painted = request;
+        painted.settings = std::make_shared<const photo::Settings>(settings);
+        if (mayReadAhead()) readHeld(development, painted);
         m_heldStep = learned;
     } catch (const std::exception&) {  // cancelled; what is wrong is said when somebody waits
     }
@@ -84,6 +83,7 @@ void Worker::readHeld(Development& development, const Request& request) {
     photo::Settings settings = *request.settings;
     float& any = settings.light.brightness;  // settings that ask for nothing need nothing
     any += any > 0 ? -0.01f : 0.01f;
+    if (settings.noise.colour == 0) settings.noise.colour = 0.01f;
     Request held = request;
     held.settings = std::make_shared<const photo::Settings>(settings);
     held.held = true;

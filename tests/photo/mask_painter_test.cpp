@@ -40,7 +40,7 @@ protected:
     }
 
     std::mt19937 m_random{11};
-    const cv::Size size{241, 160};
+    const cv::Size size{841, 560};
     Photograph photograph = photographOf(scene(size));
     std::shared_ptr<const MaskPicture> picture = pictureOf(Source(photograph));
     MaskPainter painter{picture, size};
@@ -81,16 +81,61 @@ TEST_F(MaskPainterTest, ACancelLeavesNothingBehind) {
     }
 }
 
-TEST_F(MaskPainterTest, TheLatestStrokesAreTakenBackWithoutPaintingTheOthers) {
-    for (int i = 0; i < 30; ++i) mask.strokes.push_back(stroke());
-    painted(painter);
-    for (int i = 0; i < 4; ++i) {
-        mask.strokes.pop_back();
-        Control cancelled;
-        cancelled.cancel();
-        EXPECT_NO_THROW(painted(painter, &cancelled)) << i;
+TEST_F(MaskPainterTest, StrokesAreTakenBackWithoutPaintingTheOthers) {
+    for (int i = 0; i < 30; ++i) {
+        Stroke line = stroke();
+        const Point from = point();
+        line.radius = 0.02;
+        line.points = {from, {from.x + 0.1, from.y + 0.05}};
+        mask.strokes.push_back(line);
+        painted(painter);
     }
-    EXPECT_TRUE(sameValues(painted(painter), paintedAnew()));
+    while (!mask.strokes.empty()) {
+        mask.strokes.pop_back();
+        Control cancelled;  // which a dot would notice
+        cancelled.cancel();
+        cv::Mat left;
+        ASSERT_NO_THROW(left = painted(painter, &cancelled)) << mask.strokes.size();
+        ASSERT_TRUE(sameValues(left, paintedAnew())) << mask.strokes.size();
+    }
+}
+
+TEST_F(MaskPainterTest, WhatIsKeptToGoBackTakesNoMoreThanFourMasks) {
+    photo::Stroke wide;
+    wide.radius = 0.3;
+    wide.hardness = 0;
+    wide.opacity = 0.1;
+    for (int i = 0; i < 20; ++i) {
+        wide.points = {point(), point()};
+        mask.strokes.push_back(wide);
+        painted(painter);
+        std::size_t bytes = 0;
+        for (const auto& before : painter.m_before) bytes += before.blocks.bytes();
+        EXPECT_LE(bytes, 4 * picture->Y.total());
+    }
+    EXPECT_LT(painter.m_before.size(), mask.strokes.size());
+    while (!mask.strokes.empty()) {
+        mask.strokes.pop_back();
+        ASSERT_TRUE(sameValues(painted(painter), paintedAnew())) << mask.strokes.size();
+    }
+}
+
+TEST_F(MaskPainterTest, BlocksBringBackWhatWasThereOfAnyPartInsideOrOutside) {
+    for (const cv::Size& s : {cv::Size(1, 1), cv::Size(63, 1), cv::Size(1, 65), cv::Size(64, 64), cv::Size(200, 130)}) {
+        cv::Mat before(s, CV_8UC1, cv::Scalar(7));
+        for (int i = 0; i < s.area() / 3; ++i) before.at<uchar>(random() % s.height, random() % (s.width / 2 + 1)) = 9;
+        for (int i = 0; i < 50; ++i) {
+            MaskBlocks blocks(s);
+            cv::Mat now = before.clone();
+            for (int k = 0; k < 3; ++k) {
+                const cv::Rect part(random() % 300 - 100, random() % 300 - 100, random() % 150, random() % 150);
+                blocks.keep(now, part);
+                now(part & cv::Rect(cv::Point(), s)).setTo(random() % 256);
+            }
+            blocks.restore(now);
+            ASSERT_TRUE(sameValues(now, before)) << s;
+        }
+    }
 }
 
 }  // namespace

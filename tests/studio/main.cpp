@@ -3,9 +3,15 @@
 #include <QApplication>
 
 #include "tests/studio/child.h"
+#include "tests/studio/pace.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    for (int i = 1; i < argc; ++i) {
+        kestrova::studio::paceOptions().check |= argv[i] == std::string("--check");
+        kestrova::studio::paceOptions().busy |= argv[i] == std::string("--busy");
+    }
+    if (kestrova::studio::paceOptions().busy) kestrova::studio::startBusyProcess();
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     QApplication::setApplicationName("kestrova-studio");

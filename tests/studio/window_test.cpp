@@ -274,12 +274,15 @@ TEST_F(WindowTest, ExportIsWhatTheCommandLineMakesOfTheSameSidecar) {
 
 TEST_F(WindowTest, ClosesWhileAPhotographIsPreparedAndComesBackAsItWas) {
     const std::string path = photograph("dandelion_5312x2988.jpg");
+    const auto isOpen = [this] { return window->session()->isOpen(); };
     window->openPaths({QString::fromStdString(path)});
+    ASSERT_TRUE(waitFor(isOpen));
     window->session()->setValue(photo::slider("brightness"), 0.5f);
     EXPECT_TRUE(window->close());
     window = std::make_unique<MainWindow>();
     window->show();
     window->openPaths({QString::fromStdString(path)});
+    ASSERT_TRUE(waitFor(isOpen));
     EXPECT_EQ(window->session()->settings().light.brightness, 0.5f);
     EXPECT_TRUE(action("Undo")->isEnabled());
 }

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "studio/main_window.h"
+#include "studio/memory_settings.h"
 #include "studio/translations.h"
 #include "studio/widgets/theme.h"
 
@@ -37,6 +38,7 @@ void writeScreenshot(MainWindow& window, const QString& file) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    kestrova::studio::keepLargeBlocksOutOfArenas();
     QApplication application(argc, argv);
     QApplication::setApplicationName("kestrova-studio");
     QApplication::setOrganizationName("kestrova");

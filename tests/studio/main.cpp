@@ -2,10 +2,12 @@
 
 #include <QApplication>
 
+#include "studio/memory_settings.h"
 #include "tests/studio/child.h"
 #include "tests/studio/pace.h"
 
 int main(int argc, char** argv) {
+    kestrova::studio::keepLargeBlocksOutOfArenas();
     testing::InitGoogleTest(&argc, argv);
     for (int i = 1; i < argc; ++i) {
         kestrova::studio::paceOptions().check |= argv[i] == std::string("--check");

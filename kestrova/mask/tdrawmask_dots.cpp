@@ -156,12 +156,13 @@ KESTROVA_KERNEL void renderRow(const uchar* stroke, const uchar* start, float va
 
 // Covers pixels by their weights.
 struct Cover {
-    cv::Mat stroke, y, dr, db;
+    cv::Mat& stroke;
+    const cv::Mat &y, &dr, &db;
     bool bTolerant;
     Colour colour;
 
     void operator()(int row, int x, const float* weights, int n) const noexcept {
-        uchar* covered = const_cast<uchar*>(stroke.ptr<uchar>(row)) + x;
+        uchar* covered = stroke.ptr<uchar>(row) + x;
         if (bTolerant)
             coverRowWithin(colour, weights, y.ptr<uchar>(row) + x, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x,
                            covered, n);

@@ -94,7 +94,7 @@ TEST(SmallStackDetails, LeavesTheHostHalfOfItWhileDotsAreReplayed) {
         volatile char frames[32 << 10];
         frames[0] = 1;
         mask.proc();
-        frames[0] = 0;
+        EXPECT_EQ(frames[0], 1);
     });
     EXPECT_FALSE(mask.bNeedUpdate());
 }

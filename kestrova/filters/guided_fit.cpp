@@ -109,8 +109,7 @@ FittedRows::FittedRows(const std::vector<cv::Mat>& guide, const cv::Mat& p, int 
       m_down{m_moments.down().length(), r, border},
       m_across{m_moments.across().length(), r, border},
       m_span(m_across, 0, 1),
-      m_coefficients(guide.size() + 1,
-                     kRowsAtOnce * (static_cast<std::size_t>(columns) + static_cast<std::size_t>(2 * r))),
+      m_coefficients(guide.size() + 1, kRowsAtOnce * static_cast<std::size_t>(fitColumns(p, r, border, columns))),
       m_turned(1, turnedRoom(columns, m_across.side())),
       m_unused(1, static_cast<std::size_t>(columns)),
       m_count(static_cast<int>(guide.size()) + 1) {}

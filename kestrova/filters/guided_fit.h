@@ -68,6 +68,11 @@ template <class RowAt>
 void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int r, int rows, bool anew,
                float* const out[rows::kRowsAtOnce], int n) noexcept {
     using namespace kestrova::rows;
+    if (r == 0) {
+        const auto sumOfOne = [](float value) { return value + 0.0f; };
+        for (int i = 0; i < rows; ++i) std::transform(rowAt(i).values, rowAt(i).values + n, out[i], sumOfOne);
+        return;
+    }
     const int height = 2 * r + 1;
     const double factor = 1 / static_cast<double>(height);
     EightWindows windows(sums, n, rowAt, height, rows, anew);
@@ -82,8 +87,9 @@ class GuidedFit {
 public:
     /// The window's area, (2r + 1)^2, has 32 bits.
     static bool isRadius(int r) { return r >= 0 && r <= 32767; }
-    /// Sums down the columns begin anew every so many rows: where the work is divided.
-    static int blockRows(int r) { return rows::boxBlockRows(2 * r + 1); }
+    /// Where the work is divided: sums down the columns begin anew every so many rows. Under windows of one pixel there
+    /// are none, and any number will do.
+    static int blockRows(int r) { return r == 0 ? 64 : rows::boxBlockRows(2 * r + 1); }
 
     /// A plane is fitted in panels of so many columns, 2048 at most, swept from top to bottom: the rows that are kept
     /// of a panel's coefficients take 2.5 MiB at most. 0 if panels would be narrow beside the 2r columns more on both

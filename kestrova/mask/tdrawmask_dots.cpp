@@ -156,12 +156,13 @@ KESTROVA_KERNEL void renderRow(const uchar* stroke, const uchar* start, float va
 
 // Covers pixels by their weights.
 struct Cover {
-    cv::Mat stroke, y, dr, db;
+    cv::Mat& stroke;
+    const cv::Mat &y, &dr, &db;
     bool bTolerant;
     Colour colour;
 
     void operator()(int row, int x, const float* weights, int n) const noexcept {
-        uchar* covered = const_cast<uchar*>(stroke.ptr<uchar>(row)) + x;
+        uchar* covered = stroke.ptr<uchar>(row) + x;
         if (bTolerant)
             coverRowWithin(colour, weights, y.ptr<uchar>(row) + x, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x,
                            covered, n);
@@ -201,14 +202,16 @@ void coverOutwards(const cv::Point& p, const cv::Rect& part, const Cover& cover,
 
 }  // namespace
 
-void TDrawMask::DotWeights::set(int r, const float* profile, int profileEnd) noexcept {
+void TDrawMask::DotWeights::set(int r, const float* profile, int profileEnd) {
     const ProfileWeights ofProfile{profile, profileEnd};
+    const auto radius = static_cast<std::size_t>(r);
+    m_rows.allocate((radius + 1) * (2 * radius + 1));
     m_radius = r;
     for (int dy = 0; dy <= r; ++dy) {
         const int reach = std::min(ofProfile.reach(dy), r);
         m_reach[dy] = reach;
         if (reach < 0) continue;
-        float* const middle = m_rows + static_cast<std::ptrdiff_t>(dy) * (2 * r + 1) + r;
+        float* const middle = m_rows.data() + static_cast<std::ptrdiff_t>(dy) * (2 * r + 1) + r;
         ofProfile.outwards(0, dy, reach + 1, middle);
         for (int dx = 1; dx <= reach; ++dx) middle[-dx] = middle[dx];
     }

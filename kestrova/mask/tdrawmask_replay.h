@@ -36,20 +36,22 @@ public:
 
     int radius() const { return m_radius; }
     void clear() { m_radius = -1; }
-    void set(int r, const float* profile, int profileEnd) noexcept;
+    void set(int r, const float* profile, int profileEnd);
 
     /// How many columns to each side of the centre have a weight in the rows `dy` above and below it, -1 if none.
     int reach(int dy) const { return m_reach[dy]; }
     /// The weight in the column of the centre, among those of its row.
     const float* middle(int dy) const {
-        return m_rows + static_cast<std::ptrdiff_t>(dy) * (2 * m_radius + 1) + m_radius;
+        return m_rows.data() + static_cast<std::ptrdiff_t>(dy) * (2 * m_radius + 1) + m_radius;
     }
 
 private:
     static constexpr int kLargestRadius = 80;
+    // Weights up to this radius lie in the object: taking memory costs 80 ns, and all would fill a small stack.
+    static constexpr int kLargestInPlace = 24;
 
-    int m_radius = -1;                                              ///< -1: there are none
-    float m_rows[(kLargestRadius + 1) * (2 * kLargestRadius + 1)];  ///< of the rows `dy`, beside each other
+    int m_radius = -1;                                                                ///< -1: there are none
+    cv::AutoBuffer<float, (kLargestInPlace + 1) * (2 * kLargestInPlace + 1)> m_rows;  ///< row after row, from dy = 0 on
     int m_reach[kLargestRadius + 1];
 };
 

@@ -19,9 +19,9 @@ class BoxMoments {
 public:
     static constexpr int count(int planes) { return planes * (planes + 3) / 2 - 1; }
 
-    /// CV_32FC1 planes, two or four, and where windows lie on them; at most `columns` columns of means at a time. Some
-    /// objects give column sums alone.
+    /// An object that gives column sums alone takes less memory: `moveTo` is all it is asked for.
     enum class Give { kMeans, kColumnSums };
+    /// CV_32FC1 planes, two or four, and where windows lie on them; at most `columns` columns of means at a time.
     BoxMoments(std::vector<cv::Mat> planes, const BoxAxis& down, const BoxAxis& across, int columns,
                Give give = Give::kMeans);
 
@@ -49,6 +49,8 @@ public:
     void copyFrom(const Scratch<double>& all) noexcept;
 
 private:
+    /// Windows of one pixel, which is its own mean: there are no sums.
+    bool onePixel() const { return m_down.r == 0 && m_across.r == 0; }
     /// Row `i` of what all windows cover.
     const float* row(std::size_t plane, int i) const {
         return m_planes[plane].ptr<float>(m_down.inPlane(i)) + m_span.first;

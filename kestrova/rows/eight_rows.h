@@ -33,10 +33,8 @@ struct Values {
 
     void set(int k, ValueRow row) { rows[k] = row.values; }
     float operator()(int k, int x) const { return rows[k][x]; }
-    [[gnu::always_inline]] void load(int k, int x, Eight& wide) const {
-        EightFloats narrow;
+    [[gnu::always_inline]] void load(int k, int x, EightFloats& narrow) const {
         std::memcpy(&narrow, rows[k] + x, sizeof narrow);
-        widen(narrow, wide);
     }
 };
 struct Products {
@@ -47,14 +45,19 @@ struct Products {
         factors.rows[k] = row.factors;
     }
     float operator()(int k, int x) const { return values(k, x) * factors(k, x); }
-    [[gnu::always_inline]] void load(int k, int x, Eight& wide) const {
-        EightFloats narrow, factor;
-        std::memcpy(&narrow, values.rows[k] + x, sizeof narrow);
-        std::memcpy(&factor, factors.rows[k] + x, sizeof factor);
+    [[gnu::always_inline]] void load(int k, int x, EightFloats& narrow) const {
+        EightFloats factor;
+        values.load(k, x, narrow);
+        factors.load(k, x, factor);
         narrow *= factor;
-        widen(narrow, wide);
     }
 };
+template <class Rows>
+[[gnu::always_inline]] inline void load(const Rows& rows, int k, int x, Eight& wide) {
+    EightFloats narrow;
+    rows.load(k, x, narrow);
+    widen(narrow, wide);
+}
 
 /// to[j][i] = rows[i][j]
 template <class Vector, class To>
@@ -78,6 +81,27 @@ template <class Vector, class To>
     }
 }
 
+/// turned[8 x + k] = rows(k, x), and 0 for -0, as a sum has it
+template <class Rows>
+KESTROVA_KERNEL void turn(const Rows& rowsToTurn, float* turned, int n) noexcept {
+    const Rows rows = rowsToTurn;
+    int x = 0;
+    for (; x + 8 <= n; x += 8) {
+        EightFloats values[kRowsAtOnce];
+        for (int k = 0; k < kRowsAtOnce; ++k) {
+            rows.load(k, x, values[k]);
+            values[k] += 0.0f;
+        }
+        float* const columns = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(x);
+        turnEight(values, [=](int i, const EightFloats& column) {
+            std::memcpy(columns + kRowsAtOnce * i, &column, sizeof column);
+        });
+    }
+    for (; x < n; ++x)
+        for (int k = 0; k < kRowsAtOnce; ++k)
+            turned[kRowsAtOnce * static_cast<std::ptrdiff_t>(x) + k] = rows(k, x) + 0.0f;
+}
+
 /// Adds eight rows to sums of columns.
 template <class Rows>
 KESTROVA_KERNEL void add(double* sums, const Rows& rowsToAdd, int n) noexcept {
@@ -87,7 +111,7 @@ KESTROVA_KERNEL void add(double* sums, const Rows& rowsToAdd, int n) noexcept {
         Eight sum, in;
         std::memcpy(&sum, sums + x, sizeof sum);
         for (int k = 0; k < kRowsAtOnce; ++k) {
-            rows.load(k, x, in);
+            load(rows, k, x, in);
             sum += in;
         }
         std::memcpy(sums + x, &sum, sizeof sum);
@@ -107,8 +131,8 @@ KESTROVA_KERNEL void slide(double* sums, const Rows& enteringRows, const Rows& l
         std::memcpy(&sum, sums + x, sizeof sum);
 #pragma GCC unroll 8
         for (int k = 0; k < kRowsAtOnce; ++k) {
-            entering.load(k, x, in);
-            leaving.load(k, x, out);
+            load(entering, k, x, in);
+            load(leaving, k, x, out);
             sum += in - out;
             rows[k] = sum;
         }
@@ -207,8 +231,8 @@ KESTROVA_KERNEL inline void slideAndScale(double* sums, const Values& enteringRo
         std::memcpy(&sum, sums + x, sizeof sum);
 #pragma GCC unroll 8
         for (int k = 0; k < kRowsAtOnce; ++k) {
-            entering.load(k, x, in);
-            leaving.load(k, x, gone);
+            load(entering, k, x, in);
+            load(leaving, k, x, gone);
             sum += in - gone;
             const EightFloats mean = __builtin_convertvector(sum * factor, EightFloats);
             std::memcpy(rows[k] + x, &mean, sizeof mean);
@@ -247,7 +271,7 @@ public:
     const Rows& entering() const { return m_entering; }
     const Rows& leaving() const { return m_leaving; }
 
-    /// Slides row by row and calls `row(k)` when the sums are those of window k.
+    /// Slides row by row and calls `atRow(k)` when the sums are those of window k.
     template <class AtRow>
     void slideByRow(const AtRow& atRow) {
         for (int k = 0; k < m_rows; ++k) {

@@ -204,8 +204,8 @@ def gradient_guide(src, guide, *, radius=2, out=None, threads=None):
     """Move pixels of a plane to the values of a guide, within the values around them.
 
     A pixel that is nearer its local maximum, or as near to both, goes down to the guide's value at its place if that
-    is above its local minimum; one nearer its local minimum goes up to it if it is below its local maximum; others
-    stay, and so do those nearer than `radius` to the edge of the plane.
+    lies between the pixel and its local minimum; one nearer its local minimum goes up to it if it lies between the
+    pixel and its local maximum; others stay, and so do those nearer than `radius` to the edge of the plane.
 
     Parameters
     ----------

@@ -84,4 +84,19 @@ TEST(SmallStackDetails, IsEnoughForTheMask) {
     EXPECT_FALSE(roi.empty());
 }
 
+TEST(SmallStackDetails, LeavesTheHostHalfOfItWhileDotsAreReplayed) {
+    TDrawMask mask;
+    mask.setInImage(randomPlane(200, 300, CV_8UC1), cv::Mat(), cv::Mat());
+    mask.drawStart(1, 2.0f);
+    for (int radius : {20, 80, 160, 200}) mask.drawADot({150, 120}, 30, radius, radius / 2, 0.5f, 0);
+    mask.drawEnd();
+    onSmallStack([&] {
+        volatile char frames[32 << 10];
+        frames[0] = 1;
+        mask.proc();
+        EXPECT_EQ(frames[0], 1);
+    });
+    EXPECT_FALSE(mask.bNeedUpdate());
+}
+
 }  // namespace

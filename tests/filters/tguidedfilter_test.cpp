@@ -70,11 +70,13 @@ TEST(TGuidedFilterTest, AValueThatIsNotFiniteReachesTheSamePixels) {
     I.at<float>(30, 40) = std::numeric_limits<float>::infinity();
     p.at<float>(70, 10) = std::numeric_limits<float>::quiet_NaN();
     I.at<float>(100, 60) = p.at<float>(100, 60) = 1e30f;  // the product alone is infinite
-    std::vector<cv::Mat> expected = estimate1(I, p, 3, kEps);
-    TGuidedFilter filter = estimated(I, p, 3);
-    for (cv::Mat* plane : {&expected[0], &expected[1], &filter.m_a0, &filter.m_b}) cv::patchNaNs(*plane, -12345);
-    EXPECT_EQ(cv::countNonZero(expected[0] == -12345), 2 * 13 * 13 + 13 * 13);
-    expectModel(expected, filter);
+    for (int r : {0, 3}) {
+        std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
+        TGuidedFilter filter = estimated(I, p, r);
+        for (cv::Mat* plane : {&expected[0], &expected[1], &filter.m_a0, &filter.m_b}) cv::patchNaNs(*plane, -12345);
+        EXPECT_EQ(cv::countNonZero(expected[0] == -12345), 3 * (4 * r + 1) * (4 * r + 1));
+        expectModel(expected, filter);
+    }
 }
 
 TEST(TGuidedFilterTest, AnyNumberOfThreadsGivesTheSameModel) {
@@ -121,6 +123,11 @@ TEST(TGuidedFilterTest, AValueThatIsNotFiniteGivesTheSameOnAnyNumberOfThreadsUnd
 TEST(TGuidedFilterTest, WithRadiusZeroThePlaneItselfIsTheOffset) {
     const cv::Mat I = unitPlane({64, 100}, 1), p = randomPlane(100, 64, CV_32FC1, 1e-12, 1e-6, 2);
     expectModel({cv::Mat::zeros(p.size(), CV_32FC1), p}, estimated(I, p, 0));
+}
+
+TEST(TGuidedFilterTest, WithRadiusZeroZerosHaveTheSignsOfSums) {
+    const cv::Mat zeros(9, 20, CV_32FC1, cv::Scalar(-0.0)), p = randomPlane(9, 20, CV_32FC1, -1, 1);
+    for (const cv::Mat& I : {zeros, p}) expectModel(estimate1(I, zeros, 0, kEps), estimated(I, zeros, 0));
 }
 
 TEST(TGuidedFilterTest, AnEdgeOfTheGuideIsKeptAndAFlatGuideGivesTheMean) {

@@ -119,6 +119,10 @@ std::vector<Operation> maskOperations() {
 
     operations.push_back(replayed("Hard", [](Mask& mask) { paint(mask, 20, 12, 12, 0); }));
     operations.push_back(replayed("Soft", painted));
+    operations.push_back(replayed("Large", [](Mask& mask) {
+        paint(mask, 20, 60, 8, 0);
+        paint(mask, 40, 80, 8, 0);
+    }));
     operations.push_back(replayed("Tolerance", [](Mask& mask) { paint(mask, 20, 16, 8, 0.4f); }));
     operations.push_back(replayed("HardTolerance", [](Mask& mask) { paint(mask, 20, 16, 16, 0.4f); }));
     operations.push_back(replayed("TwoProfiles", [](Mask& mask) {

@@ -89,8 +89,9 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::fu
 
     const int count = static_cast<int>(distinct.size());
     // As few bunches as there can be, with any number of threads: six tables side by side take little longer than one.
+    // They are of one size for threads side by side, and full for a thread alone.
     const int bunches = (count + kTablesSideBySide - 1) / kTablesSideBySide, tasks = bunches + (beside ? 1 : 0);
-    const int bunch = bunches == 0 ? 0 : (count + bunches - 1) / bunches;
+    const int bunch = workerCount(bunches) > 1 ? (count + bunches - 1) / bunches : kTablesSideBySide;
     parallelTasks(workerCount(tasks), tasks, [&](int task, int) noexcept {
         if (task == bunches) return beside();
         TableToSmooth tables[kTablesSideBySide];

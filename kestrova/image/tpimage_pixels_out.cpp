@@ -134,7 +134,7 @@ KESTROVA_KERNEL void convertHalves(const ushort* y, ChromaRows::Halves dr, Chrom
         prefetch(next.y + 2 * j, 2 * kAskedAtOnce * sizeof(ushort));
         prefetch(next.chroma + j, kAskedAtOnce * sizeof(ushort));
     };
-    forEachAsking(pairs, ask, [&](std::ptrdiff_t j) {
+    forEachAskingTwice(pairs, ask, [&](std::ptrdiff_t j) {
         std::uint32_t pair;  // the odd pixel in the upper half
         std::memcpy(&pair, y + 2 * j, sizeof pair);
         out.put(2 * j, pair & 0xffff, dr.even[j], db.even[j]);

@@ -68,7 +68,10 @@ void ChromaRows::check(const cv::Mat& guide, const std::vector<cv::Mat>& lows) {
 }
 
 ChromaRows::ChromaRows(const cv::Mat& guide, const std::vector<cv::Mat>& lows)
-    : m_guide(guide), m_lows(lows), m_n((guide.cols + 1) / 2) {
+    : m_guide(guide),
+      m_lows(lows),
+      m_n((guide.cols + 1) / 2),
+      m_cells(static_cast<int>(cv::alignSize(m_n, kAlignment))) {
     const std::size_t planes = lows.size();
     m_scratch.resize(kAlignment + (4 * (2 + planes) + planes) * paddedRow(m_n));
     m_free = cv::alignPtr(m_scratch.data(), kAlignment * sizeof(ushort));
@@ -132,7 +135,7 @@ const ChromaRows::Row& ChromaRows::diagonalRow(int k) noexcept {
     }
     const Row &up = lowRow(k), &down = lowRow(k + 1);
     const Four guide{up.guideEven, up.guideEven + 1, down.guideEven, down.guideEven + 1};
-    takeNearest(row.guideOdd, guide, m_n, m_lows.size(), [&](std::size_t p) {
+    takeNearest(row.guideOdd, guide, m_cells, m_lows.size(), [&](std::size_t p) {
         return Taken{{up.values[p], up.values[p] + 1, down.values[p], down.values[p] + 1}, row.values[p]};
     });
     return row;
@@ -141,7 +144,7 @@ const ChromaRows::Row& ChromaRows::diagonalRow(int k) noexcept {
 void ChromaRows::evenRow(int k, Halves halves[]) noexcept {
     const Row &up = diagonalRow(k - 1), &down = diagonalRow(k), &self = lowRow(k);
     const Four guide{up.guideOdd, self.guideEven, self.guideEven + 1, down.guideOdd};
-    takeNearest(self.guideOdd, guide, m_n, m_lows.size(), [&](std::size_t p) {
+    takeNearest(self.guideOdd, guide, m_cells, m_lows.size(), [&](std::size_t p) {
         return Taken{{up.values[p], self.values[p], self.values[p] + 1, down.values[p]}, m_cross[p]};
     });
     for (std::size_t p = 0; p < m_lows.size(); ++p) {
@@ -153,7 +156,7 @@ void ChromaRows::evenRow(int k, Halves halves[]) noexcept {
 void ChromaRows::oddRow(int k, Halves halves[]) noexcept {
     const Row &up = lowRow(k), &down = lowRow(k + 1), &self = diagonalRow(k);
     const Four guide{up.guideEven, self.guideOdd - 1, self.guideOdd, down.guideEven};
-    takeNearest(self.guideEven, guide, m_n, m_lows.size(), [&](std::size_t p) {
+    takeNearest(self.guideEven, guide, m_cells, m_lows.size(), [&](std::size_t p) {
         return Taken{{up.values[p], self.values[p] - 1, self.values[p], down.values[p]}, m_cross[p]};
     });
     for (std::size_t p = 0; p < m_lows.size(); ++p) halves[p] = {m_cross[p], self.values[p]};

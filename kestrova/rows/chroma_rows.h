@@ -62,7 +62,8 @@ private:
 
     cv::Mat m_guide;
     std::vector<cv::Mat> m_lows;
-    int m_n;  // columns of half the width, rounded up
+    int m_n;      // columns of half the width, rounded up
+    int m_cells;  // cells of a row that are chosen: those beyond it fill the last vector, and nobody reads them
     std::vector<ushort> m_scratch;
     ushort* m_free;
     std::array<Row, 2> m_low, m_diagonal;  // row k in slot k % 2

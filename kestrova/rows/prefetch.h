@@ -21,19 +21,36 @@ constexpr std::size_t kCacheLine = 64;
     for (std::size_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(static_cast<char*>(at) + i, 1);
 }
 
-/// The loop of a row kernel that asks for memory on its way: `work(i)` for i in [0, n), and `ask(i)` before every
-/// `kAskedAtOnce`-th of them. Its body does the work of so many without a break, in whole vectors.
+/// `work(i)` for i from 0 on, as many as whole vectors take of n, and `ask(i)` before every `kAskedAtOnce`-th of them.
+/// Its body does the work of so many without a break. Returns how many are done.
 constexpr std::ptrdiff_t kAskedAtOnce = 32;
 template <class Ask, class Work>
-[[gnu::always_inline]] inline void forEachAsking(std::ptrdiff_t n, const Ask& ask, const Work& work) noexcept {
+[[gnu::always_inline]] inline std::ptrdiff_t wholeVectorsAsking(std::ptrdiff_t n, const Ask& ask,
+                                                                const Work& work) noexcept {
     std::ptrdiff_t done = 0;
     for (; done + kAskedAtOnce <= n; done += kAskedAtOnce) {
         ask(done);
         KESTROVA_INDEPENDENT
         for (std::ptrdiff_t i = done; i < done + kAskedAtOnce; ++i) work(i);
     }
+    return done;
+}
+
+/// The loop of a row kernel that asks for memory on its way: the same for all i in [0, n).
+template <class Ask, class Work>
+[[gnu::always_inline]] inline void forEachAsking(std::ptrdiff_t n, const Ask& ask, const Work& work) noexcept {
+    const std::ptrdiff_t done = wholeVectorsAsking(n, ask, work);
     KESTROVA_INDEPENDENT
     for (std::ptrdiff_t i = done; i < n; ++i) work(i);
+}
+
+/// The same where `work` may be done twice: what whole vectors leave over is done together with some before it.
+template <class Ask, class Work>
+[[gnu::always_inline]] inline void forEachAskingTwice(std::ptrdiff_t n, const Ask& ask, const Work& work) noexcept {
+    const std::ptrdiff_t done = wholeVectorsAsking(n, ask, work);
+    if (done == n) return;
+    KESTROVA_INDEPENDENT
+    for (std::ptrdiff_t i = done == 0 ? 0 : n - kAskedAtOnce; i < n; ++i) work(i);
 }
 
 }  // namespace kestrova::rows

@@ -228,7 +228,7 @@ TEST(TPImagePixelsTest, BytesOfEveryLuminanceAreRoundedAndClamped) {
 }
 
 TEST(TPImagePixelsTest, OutHasTheSameBitsAtEveryWidthAddressAndNumberOfThreads) {
-    for (int width = 1; width <= 70; ++width) {
+    for (int width = 1; width <= 140; ++width) {
         const cv::Size size(width, 20000 / width + 7);  // enough pixels for a team
         const TPImage image = randomImage(size);
         const PicturePlanes full = enlarged(image);

@@ -81,6 +81,7 @@ template <class Work>
 void forManySizes(const Work& work) {
     for (int height = 1; height <= 9; ++height)
         for (int width = 1; width <= 9; ++width) work(cv::Size(width, height));
+    for (int width = 10; width <= 140; ++width) work(cv::Size(width, 5));
     for (const cv::Size& size : testSizes()) work(size);
 }
 

@@ -22,5 +22,5 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 /// Read by LeakSanitizer: where OpenCV gets no memory for the header of a plane, it loses the block of its pixels;
 /// what the dynamic loader keeps is known as its own only where `malloc` is not replaced.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:cv::Mat::create\nleak:ld-linux\n";
+    return "leak:cv::Mat::create\nleak:cv::_OutputArray::create\nleak:ld-linux\n";
 }

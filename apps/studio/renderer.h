@@ -25,7 +25,7 @@ public:
     struct Options {
         int threads = 0;
         int previewEdge = 1600;
-        std::size_t prefetchMemory = std::size_t{9} << 27;  ///< what a photograph that is prepared ahead may take
+        std::size_t prefetchMemory = std::size_t{12} << 27;  ///< what a photograph that is prepared ahead may take
     };
     explicit Renderer(const Options& options, QObject* parent = nullptr);
     ~Renderer() override;

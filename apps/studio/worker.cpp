@@ -26,6 +26,13 @@ QSize wholeSize(const photo::FileFacts& facts, const cv::Size& preview) {
     return (facts.width > facts.height) == (preview.width > preview.height) ? size : size.transposed();
 }
 
+photo::Settings whatSlidersNeed(photo::DetailFilter filter) {
+    photo::Settings any;
+    any.filter = filter;
+    any.light.brightness = any.noise.colour = 0.01f;
+    return any;
+}
+
 }  // namespace
 
 Worker::Worker(const std::string& path, const Options& options) : m_path(path), m_options(options) {
@@ -119,7 +126,9 @@ void Worker::work() {
     Development::Options bounds;
     bounds.threads = m_options.threads;
     const std::size_t own = photograph.pixels.total() * photograph.pixels.elemSize();
-    if (m_options.memory) bounds.mostMemory = m_options.memory > own ? m_options.memory - own : 1;
+    if (m_options.memory &&
+        own + Development::memoryFor(size, whatSlidersNeed(m_options.filter), {}, bounds) > m_options.memory)
+        throw Error(Error::Kind::memory, "the photograph needs more memory than the limit allows");
     Development development(std::move(photograph), bounds);
     inWindow([this, notes, whole = preview ? wholeSize(facts, size) : QSize(size.width, size.height)] {
         m_size = whole;
@@ -139,10 +148,7 @@ void Worker::work() {
 
 /// Makes the planes that the sliders need, before one moves.
 void Worker::prepare(Development& development) {
-    photo::Settings any;
-    any.filter = m_options.filter;
-    any.light.brightness = any.noise.colour = 0.01f;
-    development.set(any);
+    development.set(whatSlidersNeed(m_options.filter));
     m_control->progress = [this, shown = 0.0](double share) mutable {
         if (share < shown + 0.01) return;
         shown = share;

@@ -27,7 +27,9 @@ public:
     struct Options {
         int previewEdge = 0;  ///< reads a small picture with a longer side of about so many pixels; 0 for the whole
         int threads = 0;
-        std::size_t memory = 0;  ///< fails with kind memory beyond so many bytes; 0 for no limit
+        /// Fails with kind memory where reading and preparing would take more bytes; 0 for no limit. What is rendered
+        /// afterwards may take more: by then somebody has opened the photograph.
+        std::size_t memory = 0;
         photo::DetailFilter filter = photo::DetailFilter::guided;  ///< what to prepare for; previews are not prepared
     };
     Worker(const std::string& path, const Options& options);

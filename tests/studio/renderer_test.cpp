@@ -274,6 +274,37 @@ TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
     EXPECT_TRUE(waitFor([&] { return !bounded.m_next; }));
 }
 
+TEST_F(RendererTest, TheBoundOfWhatIsPreparedAheadEndsWhenItIsOpened) {
+    const std::string next = photograph("u76c0g_bliznaca_srgb8.png");
+    const photo::Photograph read = photo::readPhotograph(next, {});
+    photo::Settings needed;
+    needed.light.brightness = needed.noise.colour = 0.01f;
+    Renderer::Options justEnough;
+    justEnough.prefetchMemory = read.pixels.total() * read.pixels.elemSize() +
+                                photo::Development::memoryFor(read.pixels.size(), needed, {}, {});
+    Renderer bounded(justEnough);
+    QObject::connect(&bounded, &Renderer::failed, [](int, const QString& text) { FAIL() << qPrintable(text); });
+    bounded.open(photograph(), session.settingsPtr());
+    view.area = QRectF(0, 0, 100, 100);
+    bounded.setView(view, false);
+    bounded.prefetch(next);
+    ASSERT_TRUE(waitFor([&] { return bounded.m_next && bounded.m_next->isPrepared(); }));
+    auto layered = std::make_shared<photo::Settings>();
+    for (int i = 0; i < 8; ++i) layered->layers.emplace_back().adjustments.light.brightness = 0.5f;
+    bounded.open(next, layered);
+    view.area = QRectF({0, 0}, bounded.whole());
+    bounded.setView(view, false);
+    EXPECT_TRUE(waitFor([&] { return bounded.isSettled(); }));
+}
+
+TEST_F(RendererTest, APhotographOf24MegapixelsIsPreparedAhead) {
+    photo::Settings needed;
+    needed.light.brightness = needed.noise.colour = 0.01f;
+    const cv::Size size(6000, 4000);
+    EXPECT_LT(photo::Development::memoryFor(size, needed, {}, {}) + std::size_t{8} * 6000 * 4000,
+              Renderer::Options().prefetchMemory);
+}
+
 TEST_F(RendererTest, APhotographThatIsReplacedAfterItWasPreparedAheadIsReadAnew) {
     const std::string next = scratch / "next.png";
     std::filesystem::copy_file(photograph("u76c0g_bliznaca_srgb8.png"), next);

@@ -92,7 +92,7 @@ TEST_F(RandomEvents, TenThousandOfThemCrashNothingAndAreAllUndone) {
         if (!window.isVisible()) window.show();
     }
     Session* session = window.session();
-    ASSERT_TRUE(session->isOpen());
+    ASSERT_TRUE(waitFor([&] { return session->isOpen(); })) << "the last event may have opened a photograph";
     session->endGesture();
     const photo::Settings settings = session->settings();
     const int index = session->history()->index();

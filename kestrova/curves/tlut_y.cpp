@@ -136,8 +136,8 @@ void applyBandsRow(const ushort* const* tables, int shift, int last, const ushor
         }
         for (int x = 0; x < count; ++x) {
             const int i = bands[x], at = pairs[x];
-            const bool bStart = i << shift == levels[x];
-            pairs[x] = static_cast<ushort>(bStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at]);
+            const bool atStart = i << shift == levels[x];
+            pairs[x] = static_cast<ushort>(atStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at]);
         }
     });
 }

@@ -99,6 +99,11 @@ TEST_F(TProgressTest, ValueBeyondTheTotalMakesTheTotalGrow) {
     EXPECT_EQ(last(), 828);
 }
 
+TEST_F(TProgressTest, TheTotalGrowsInDouble) {
+    progress.prog(99999999, 1);
+    EXPECT_EQ(progress.m_totals.back(), 120000000);  // 120000008 in float
+}
+
 TEST_F(TProgressTest, ZeroTotalBelowTheValueGrowsToSeven) {
     progress.prog(5, 0);
     EXPECT_EQ(progress.m_totals.back(), 7);

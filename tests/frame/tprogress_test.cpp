@@ -216,6 +216,10 @@ TEST_F(TProgressTest, LevelsOfUnequalNumberAreOutOfRange) {
     EXPECT_EQ(outOfRange([&] { progress.progress(); }), kSubscript);
     progress.m_values.push_back(0);
     EXPECT_EQ(outOfRange([&] { progress.progress(); }), kSubscript);
+    progress.m_values.clear();
+    EXPECT_EQ(outOfRange([&] { progress.progress(); }), kSubscript);
+    progress.m_weights.push_back(1.0f);
+    EXPECT_EQ(outOfRange([&] { progress.end(); }), kSubscript);
 }
 
 TEST_F(TProgressTest, EndWithoutStartIsRefusedAndChangesNothing) {

@@ -126,6 +126,9 @@ TEST_F(TProgressTest, ReportIsLimitedToThousandButHasNoLowerLimit) {
     progress.m_weights[0] = 3.0f;
     progress.prog(90, 100);
     EXPECT_EQ(last(), 1000);
+    progress.m_weights[0] = 1.0015f;
+    progress.prog(100, 100);
+    EXPECT_EQ(last(), 1000);
     progress.m_weights[0] = 1.0f;
     progress.prog(-5, 100);
     EXPECT_EQ(last(), -50);

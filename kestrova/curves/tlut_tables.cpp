@@ -39,8 +39,8 @@ void lookUp(TImage& image, const ushort* table, const char* notOfWords) {
     const TSize size = image.size();
     if (size.isEmpty() || !image.dataPtr(0, 0, 0)) return;
     const Plane<ushort> pixels = planeOf<ushort>(image);
-    const bool bWords = image.pstep() >= 2 && (size.height == 1 || image.step() % 2 == 0);
-    if (!bWords || !aligned(pixels.elements)) fail(notOfWords);
+    const bool words = image.pstep() >= 2 && (size.height == 1 || image.step() % 2 == 0);
+    if (!words || !aligned(pixels.elements)) fail(notOfWords);
     parallelRows(size.height, size.width,
                  [=, width = size.width](int r) noexcept { lookUpRow(pixels.row(r), pixels.row(r), width, table); });
 }

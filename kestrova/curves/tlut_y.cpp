@@ -136,8 +136,8 @@ void applyBandsRow(const ushort* const* tables, int shift, int last, const ushor
         }
         for (int x = 0; x < count; ++x) {
             const int i = bands[x], at = pairs[x];
-            const bool bStart = i << shift == levels[x];
-            pairs[x] = static_cast<ushort>(bStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at]);
+            const bool atStart = i << shift == levels[x];
+            pairs[x] = static_cast<ushort>(atStart ? pairAtStartOfBand(tables, i, last, at) : tables[i][at]);
         }
     });
 }
@@ -273,27 +273,26 @@ void TLutYDrDb::computeLUT() {
         pairRow(&gridDr[grid], &gridDb[grid], y, m_CLUT_p[table] + y * 2 * kGrid);
     };
 
-    // All samples, then all tables. The pieces of the Y table come first.
-    constexpr int kPieces = 16;
-    const int ofY = m_lutY_p ? kPieces : 0, enlargedY = m_lutY_p ? 1 : 0;
-    const std::array<int, 2> pieces = {ofY + tables * kPieces, enlargedY + tables * kPieces};
+    // All samples are taken, then all tables made of them. Pieces of the Y table come first.
+    constexpr int kPieces = 16;  // of a table
     const auto forPiece = [](int piece, int items, const auto& item) noexcept {
         for (int i = piece * items / kPieces; i < (piece + 1) * items / kPieces; ++i) item(i);
     };
+    const int samplingOfY = m_lutY_p ? kPieces : 0, enlargingOfY = m_lutY_p ? 1 : 0;
+    const auto sample = [&](int piece) noexcept {
+        if (piece < samplingOfY) return forPiece(piece, kSamples, sampleY);
+        const int table = (piece - samplingOfY) / kPieces, ofTable = (piece - samplingOfY) % kPieces;
+        forPiece(ofTable, kGrid, [&](int i) noexcept { sampleRow(table, i); });
+    };
+    const auto enlarge = [&](int piece) noexcept {
+        if (piece < enlargingOfY) return enlarge16(samples, m_lutY_p);
+        const int table = (piece - enlargingOfY) / kPieces, ofTable = (piece - enlargingOfY) % kPieces;
+        forPiece(ofTable, 2 * kGrid, [&](int y) noexcept { enlargeRow(table, y); });
+    };
+    const std::array<int, 2> pieces = {samplingOfY + tables * kPieces, enlargingOfY + tables * kPieces};
     Steps<2> steps;
     withTeam(workerCount(pieces[0]), [&](int) noexcept {
-        return steps.join(pieces, [&](int step, int piece) noexcept {
-            const int first = step == 0 ? ofY : enlargedY, table = (piece - first) / kPieces;
-            const int ofTable = (piece - first) % kPieces;
-            if (piece < first && step == 0)
-                forPiece(piece, kSamples, sampleY);
-            else if (piece < first)
-                enlarge16(samples, m_lutY_p);
-            else if (step == 0)
-                forPiece(ofTable, kGrid, [&](int i) noexcept { sampleRow(table, i); });
-            else
-                forPiece(ofTable, 2 * kGrid, [&](int y) noexcept { enlargeRow(table, y); });
-        });
+        return steps.join(pieces, [&](int step, int piece) noexcept { step == 0 ? sample(piece) : enlarge(piece); });
     });
 }
 

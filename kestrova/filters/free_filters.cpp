@@ -20,8 +20,8 @@ namespace {
 // The low bits of trunc(v), of which an `int` beyond its range, as well as NaN, has none.
 template <class Element>
 Element lowBits(float v) {
-    const bool bInRange = v > -0x1p31f && v < 0x1p31f;
-    return static_cast<Element>(static_cast<int>(bInRange ? v : 0.0f));
+    const bool inRange = v > -0x1p31f && v < 0x1p31f;
+    return static_cast<Element>(static_cast<int>(inRange ? v : 0.0f));
 }
 
 template <class Element>

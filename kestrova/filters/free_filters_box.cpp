@@ -40,11 +40,11 @@ struct PlaneWork {
         : whole(in.toMat(plane)), target(out.toMat(plane)) {
         if (whole.empty()) fail("ERROR - tFilterBox - in_p has no pixels");
         if (out.size() == in.size() && target.empty()) fail("ERROR - tFilterBox - out_p has no pixels");
-        const bool bReduced = reduction.factor > 1;
-        if (bReduced) reduced.create(reduction.size, whole.type());
+        const bool onCopy = reduction.factor > 1;
+        if (onCopy) reduced.create(reduction.size, whole.type());
         // A plane between is spared where neither the host can stop the passes nor OpenCV's resize the memory run out.
-        const bool bAtOnce = target.size() == whole.size() && (bReduced ? !inPlace() : !progress);
-        result = bAtOnce ? target : cv::Mat(whole.size(), whole.type());
+        const bool atOnce = target.size() == whole.size() && (onCopy ? !inPlace() : !progress);
+        result = atOnce ? target : cv::Mat(whole.size(), whole.type());
     }
 
     bool inPlace() const { return overlap(whole, target); }
@@ -53,15 +53,15 @@ struct PlaneWork {
 
 /// True if `progress` stopped the work; `result` means nothing then.
 template <class Element>
-bool blurPlane(PlaneWork& work, MirroredBox<Element>& box, bool bReduced, int iterations, TProgress* progress) {
-    if (bReduced) cv::resize(work.whole, work.reduced, work.reduced.size(), 0, 0, cv::INTER_LINEAR);
-    cv::Mat& blurred = bReduced ? work.reduced : work.result;
-    const cv::Mat* from = bReduced ? &work.reduced : &work.whole;
+bool blurPlane(PlaneWork& work, MirroredBox<Element>& box, bool onCopy, int iterations, TProgress* progress) {
+    if (onCopy) cv::resize(work.whole, work.reduced, work.reduced.size(), 0, 0, cv::INTER_LINEAR);
+    cv::Mat& blurred = onCopy ? work.reduced : work.result;
+    const cv::Mat* from = onCopy ? &work.reduced : &work.whole;
     for (int i = 0; i < iterations; ++i, from = &blurred) {
         box.filter({from->ptr<Element>(), stepOf(*from)}, {blurred.ptr<Element>(), stepOf(blurred)});
         if (progress && progress->prog()) return true;
     }
-    if (bReduced) cv::resize(work.reduced, work.result, work.whole.size(), 0, 0, cv::INTER_LINEAR);
+    if (onCopy) cv::resize(work.reduced, work.result, work.whole.size(), 0, 0, cv::INTER_LINEAR);
     return false;
 }
 
@@ -74,18 +74,18 @@ bool blur(const TImage& in, TImage& out, int planes, const Reduction& reduction,
     MirroredBox<Element> box({reduction.size.width, reduction.size.height}, reduction.radius);
     std::vector<int> finished;
     finished.reserve(works.size());
-    bool bStopped = false;
-    for (int plane = 0; plane < planes && !bStopped; ++plane) {
+    bool stopped = false;
+    for (int plane = 0; plane < planes && !stopped; ++plane) {
         PlaneWork& work = works[static_cast<std::size_t>(plane)];
-        bStopped = blurPlane(work, box, reduction.factor > 1, iterations, progress);
-        if (bStopped || work.isWritten()) continue;
+        stopped = blurPlane(work, box, reduction.factor > 1, iterations, progress);
+        if (stopped || work.isWritten()) continue;
         if (work.inPlace())
             finished.push_back(plane);
         else
             out.fromMat(work.result, plane);
     }
     for (int plane : finished) out.fromMat(works[static_cast<std::size_t>(plane)].result, plane);
-    return bStopped;
+    return stopped;
 }
 
 }  // namespace
@@ -100,11 +100,11 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int iterations, T
         if (type != TImage::IM_Y16U && type != TImage::IM_C8U) fail("tFilterBox - type not supported");
         const Reduction reduction(in_p->size(), radius);
         if (reduction.size.empty()) fail("ERROR - tFilterBox - image smaller than reduction factor");
-        const bool bStopped = orFailWithoutMemory("ERROR - tFilterBox - not enough memory", [&] {
+        const bool stopped = orFailWithoutMemory("ERROR - tFilterBox - not enough memory", [&] {
             return type == TImage::IM_Y16U ? blur<ushort>(*in_p, *out_p, 1, reduction, iterations, progress)
                                            : blur<uchar>(*in_p, *out_p, 2, reduction, iterations, progress);
         });
-        if (bStopped) return true;
+        if (stopped) return true;
     }
     return progress && progress->prog();
 }

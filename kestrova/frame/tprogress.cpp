@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <limits>
+#include <stdexcept>
 
 namespace {
 
@@ -11,6 +12,13 @@ int truncated(double v) {
     if (v >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
     if (v <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
     return static_cast<int>(v);
+}
+
+// Levels may be missing after a misuse by the host, which knows the failure by this text.
+template <class Vector>
+auto& at(Vector& levels, std::size_t i) {
+    if (i >= levels.size()) throw std::out_of_range("invalid vector<T> subscript");
+    return levels[i];
 }
 
 }  // namespace
@@ -28,22 +36,23 @@ void TProgress::start(float weight) {
 }
 
 bool TProgress::prog() {
-    int& value = m_values.at(m_values.size() - 1);
+    int& value = at(m_values, m_values.size() - 1);
     if (value < std::numeric_limits<int>::max()) ++value;
     return progress();
 }
 
 bool TProgress::prog(int value, int total) {
-    m_values.at(m_values.size() - 1) = value;
-    m_totals.at(m_totals.size() - 1) = total;
+    at(m_values, m_values.size() - 1) = value;
+    at(m_totals, m_totals.size() - 1) = total;
     return progress();
 }
 
 bool TProgress::end() {
     if (m_totals.empty()) return true;
     const std::size_t parent = m_totals.size() - 2;
-    const float advance = static_cast<float>(m_totals.at(parent)) * m_weights.at(parent + 1);
-    m_values.at(parent) = truncated(static_cast<double>(advance + static_cast<float>(m_values[parent])));
+    const float advance = static_cast<float>(at(m_totals, parent)) * at(m_weights, parent + 1);
+    int& value = at(m_values, parent);
+    value = truncated(static_cast<double>(advance + static_cast<float>(value)));
     m_totals.pop_back();
     m_values.pop_back();
     m_weights.pop_back();
@@ -63,15 +72,15 @@ void TProgress::reset() {
 }
 
 bool TProgress::progress() {
-    const int value = m_values.at(m_values.size() - 1);
-    int& total = m_totals.at(m_totals.size() - 1);
+    const int value = at(m_values, m_values.size() - 1);
+    int& total = at(m_totals, m_totals.size() - 1);
     if (total < value) total = truncated((value + 1.0) * 1.2);
 
     float share = 1.0f;
     float sum = 0.0f;
     for (std::size_t i = 0; i < m_totals.size(); ++i) {
-        share *= m_weights.at(i);
-        sum += static_cast<float>(m_values.at(i)) / static_cast<float>(m_totals[i]) * share;
+        share *= at(m_weights, i);
+        sum += static_cast<float>(at(m_values, i)) / static_cast<float>(m_totals[i]) * share;
     }
     const int thousandths = truncated(static_cast<double>(sum * 1000.0f));
     if (!m_func_p || !m_user_p) return true;

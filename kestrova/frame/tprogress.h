@@ -10,7 +10,8 @@
 /// The host's callback gets 0..1000, thousandths of the whole, and answers false to cancel; long operations then stop
 /// and return false. A callback with a null user pointer is never called: this rule is intentional. Operations
 /// report from the thread that called them. Vectors that get no memory throw `std::bad_alloc`; the levels are then as
-/// they were.
+/// they were. Where a level is missing, as after an `end` without `start`, `std::out_of_range` is thrown, with "invalid
+/// vector<T> subscript".
 class KESTROVA_EXPORT TProgress {
 public:
     /// One level of 100 steps, none done. `func` is the host's callback, `user` what it gets as its second argument.

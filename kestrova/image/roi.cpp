@@ -13,8 +13,8 @@ cv::Mat regionOf(const cv::Mat& in, int x, int y, int w, int h, int scale) {
     checkPlane(in);
     if (scale < 1) fail("ERROR - TPImage::MatRoi - scale<1");
     if (x < 0 || y < 0 || w < 0 || h < 0) fail("ERROR - TPImage::MatRoi - x<0 || y<0 || w<0 || h<0");
-    const bool bEmpty = w == 0 || h == 0;
-    const auto outside = [&](int from, int end) { return from > end || (from == end && !bEmpty); };
+    const bool empty = w == 0 || h == 0;
+    const auto outside = [&](int from, int end) { return from > end || (from == end && !empty); };
     if (!in.data || outside(x, in.cols) || outside(y, in.rows))
         fail("ERROR - TPImage::MatRoi - the rectangle starts outside of the plane");
     const auto cut = [scale](int from, int count, int end) {

@@ -195,8 +195,8 @@ void TImage::free() {
 
 bool TImage::keeps(const TSize& size) const {
     const int planes = size.isEmpty() ? 0 : kindOf(m_type).planes;
-    const bool bPlanes = std::all_of(m_data, m_data + planes, [](const char* plane) { return plane != nullptr; });
-    return !m_bOwner || (size == m_size && bPlanes);
+    const bool hasPlanes = std::all_of(m_data, m_data + planes, [](const char* plane) { return plane != nullptr; });
+    return !m_bOwner || (size == m_size && hasPlanes);
 }
 
 void TImage::take(const TSize& size, const OwnPlanes& planes) {
@@ -225,19 +225,19 @@ void TImage::copyFrom(const TImage& other) {
     source = other;
     const Kind kind = kindOf(source.m_type);
     // Planes that fit are kept: fresh ones of 96 megabytes cost five times the copy.
-    const bool bOwnView = !source.m_bOwner && liesIn(source.m_data[0], {m_data[0], m_step}, m_size.height);
-    bool bFits = m_type == source.m_type && m_size == source.m_size && !bOwnView, bPixels = !source.m_size.isEmpty();
+    const bool ownView = !source.m_bOwner && liesIn(source.m_data[0], {m_data[0], m_step}, m_size.height);
+    bool fits = m_type == source.m_type && m_size == source.m_size && !ownView, hasPixels = !source.m_size.isEmpty();
     for (int p = 0; p < kind.planes; ++p) {
-        bFits = bFits && m_data[p] && m_blocks[p].use_count() == 1;
-        bPixels = bPixels && source.m_data[p];
+        fits = fits && m_data[p] && m_blocks[p].use_count() == 1;
+        hasPixels = hasPixels && source.m_data[p];
     }
     const std::shared_ptr<void> before[] = {m_blocks[0], m_blocks[1]};  // kept for a view of them
-    if (bFits) {
+    if (fits) {
         m_region = TImRegion();
         m_updateRect = TUpdateRect();
     } else {
         const OwnPlanes planes(source.m_type, source.m_size);
-        if (bPixels && !planes.complete(source.m_type)) fail("ERROR - TImage::copyFrom - not enough memory");
+        if (hasPixels && !planes.complete(source.m_type)) fail("ERROR - TImage::copyFrom - not enough memory");
         init(source.m_type);
         if (!source.m_size.isEmpty()) take(source.m_size, planes);
     }
@@ -251,9 +251,9 @@ void TImage::copyFrom(const TImage& other) {
 
 void TImage::fromMat(const cv::Mat& m, int plane) {
     if (m_size.width != m.cols || m_size.height != m.rows) fail("ERROR - TImage::copyFrom - size is not equal");
-    const bool bWords = m.type() == CV_16UC1 && m_type == IM_Y16U;
-    const bool bBytes = m.type() == CV_8UC1 && (m_type == IM_C8U || m_type == IM_M8U);
-    if (!bWords && !bBytes) fail("ERROR - TImage::copyFrom - type not match");
+    const bool words = m.type() == CV_16UC1 && m_type == IM_Y16U;
+    const bool bytes = m.type() == CV_8UC1 && (m_type == IM_C8U || m_type == IM_M8U);
+    if (!words && !bytes) fail("ERROR - TImage::copyFrom - type not match");
     const int target = planeIndex(m_type, plane);
     if (m_size.isEmpty()) return;
     if (!m.data) fail("ERROR - TImage::fromMat - m.data==NULL");

@@ -86,7 +86,7 @@ struct WeightedResidual {
 }  // namespace
 
 void TPImage::provideEdgeTables() {
-    static const bool bProvided = [] {
+    static const bool provided = [] {
         static uchar fullToEdgeTable[65536];
         static ushort edgeToFullTable[256];
         m_lutFullToEdge_p = fullToEdgeTable;
@@ -94,7 +94,7 @@ void TPImage::provideEdgeTables() {
         computeLUT();
         return true;
     }();
-    static_cast<void>(bProvided);
+    static_cast<void>(provided);
 }
 
 void TPImage::computeLUT() {

@@ -23,9 +23,9 @@ IppStatus lookUp(Plane<const From> src, Plane<To> dst, IppiSize size, const To* 
     if (const IppStatus status = checkRegion(size, 1, src, dst)) return status;
     if (bits < 1 || bits > std::numeric_limits<From>::digits) return ippStsBadArgErr;
     const auto mask = static_cast<From>((1u << bits) - 1);
-    const bool bWhole = mask == std::numeric_limits<From>::max();
+    const bool allBits = mask == std::numeric_limits<From>::max();
     parallelRows(size.height, size.width, [&](int y) noexcept {
-        if (bWhole)
+        if (allBits)
             lookUpRow(src.row(y), dst.row(y), size.width, table);
         else
             lookUpRow(src.row(y), dst.row(y), size.width, table, [mask](From value) noexcept { return value & mask; });

@@ -74,10 +74,10 @@ constexpr int kReducingMargin = 1024;
 
 void pyramidStepUp(const cv::Mat& in, cv::Mat& out) {
     if (PyramidRows::fit(in, out)) return PyramidRows::enlarge(in, out);
-    const bool bLastRow = out.rows % 2 == 1 && in.depth() <= CV_16S && std::abs(out.rows - 2 * in.rows) == 1;
-    const cv::Mat lastRow = bLastRow ? lastOddRow(in, out.size()) : cv::Mat();
+    const bool ownLastRow = out.rows % 2 == 1 && in.depth() <= CV_16S && std::abs(out.rows - 2 * in.rows) == 1;
+    const cv::Mat lastRow = ownLastRow ? lastOddRow(in, out.size()) : cv::Mat();
     cv::pyrUp(in, out, out.size(), cv::BORDER_REFLECT_101);
-    if (bLastRow) lastRow.copyTo(out.row(out.rows - 1));
+    if (ownLastRow) lastRow.copyTo(out.row(out.rows - 1));
 }
 
 }  // namespace

@@ -19,14 +19,14 @@ constexpr int log2Of(int powerOfTwo) { return powerOfTwo > 1 ? 1 + log2Of(powerO
 /// pixel x is `sum(x)` in units of 2^-sumBits, such as a weighted sum of rows. Rounds to nearest, halves up.
 template <int factor, LinearGrid grid, class Sum, class Pixel>
 inline void enlargeLinearly(const Sum& sum, int sumBits, int gaps, Pixel* __restrict out) noexcept {
-    constexpr bool bCentred = grid == LinearGrid::kCentred;
-    constexpr int kUnit = bCentred ? 2 * factor : factor;
+    constexpr bool centred = grid == LinearGrid::kCentred;
+    constexpr int kUnit = centred ? 2 * factor : factor;
     static_assert(kUnit == 1 << log2Of(kUnit), "weights are multiples of a power of two");
     const int bits = log2Of(kUnit) + sumBits, half = 1 << bits >> 1;
     for (std::ptrdiff_t x = 0; x < gaps; ++x) {
         const int here = sum(x), next = sum(x + 1);
         for (int k = 0; k < factor; ++k) {
-            const int part = bCentred ? 2 * k + 1 : k;
+            const int part = centred ? 2 * k + 1 : k;
             out[factor * x + k] = static_cast<Pixel>((here * (kUnit - part) + next * part + half) >> bits);
         }
     }

@@ -29,6 +29,7 @@ const Light kLights[] = {{0, 0, 0, 0},
                          {-0.13f, -0.61f, 0.91f, -0.35f, 0.2f, 2},
                          {0, -2, 0, 0},
                          {0, 0, 0.42f, -0.58f},
+                         {0.131954402f, 0, 0, 0},  // 32767 x 0.4 first would round the offset down by a level
                          {3, 5, 40, -40}};
 
 std::vector<float> naiveCurve(const Light& light) {

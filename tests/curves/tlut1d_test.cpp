@@ -105,6 +105,19 @@ TEST(TLut1DTest, ApplyInPlaceMapsThePlaneWhereTheTypesAgree) {
     }
 }
 
+TEST(TLut1DTest, AnOutputFromTheSameAddressWithRowsFurtherApartOverwritesNoInputToCome) {
+    TLut1D lut(CV_16UC1, CV_16UC1);
+    for (int i = 0; i < 65536; ++i) lut.lut16U()[i] = static_cast<ushort>(i ^ 0x5555);
+    const cv::Mat source = randomPlane(5, 6, CV_16UC1);
+    std::vector<ushort> buffer(5 * 20);
+    cv::Mat in(5, 6, CV_16UC1, buffer.data(), 8 * sizeof(ushort));
+    cv::Mat out(5, 6, CV_16UC1, buffer.data(), 20 * sizeof(ushort));
+    source.copyTo(in);
+    lut.apply(in, out);
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 6; ++x) ASSERT_EQ(out.at<ushort>(y, x), source.at<ushort>(y, x) ^ 0x5555) << y << ' ' << x;
+}
+
 TEST(TLut1DTest, InPlaceAcrossTypesGoesToAPlaneOfItsOwnAndLeavesTheCallers) {
     for (const Form& form : {Form{CV_8UC1, CV_16UC1}, Form{CV_16UC1, CV_8UC1}}) {
         TLut1D lut(form.in, form.out);

@@ -39,3 +39,8 @@ void document(Thrown thrown, const std::vector<std::string>& beginnings, std::ve
         for (Operation& operation : operations)
             if (operation.name.rfind(beginning, 0) == 0) operation.thrown = thrown;
 }
+
+void documentText(const std::string& text, const std::string& beginning, std::vector<Operation>& operations) {
+    for (Operation& operation : operations)
+        if (operation.name.rfind(beginning, 0) == 0) operation.text = text;
+}

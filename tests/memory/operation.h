@@ -51,10 +51,14 @@ struct Operation {
     std::function<Attempt()> prepare;
     Promise promise = Promise::kNothingChanged;
     Thrown thrown = Thrown::kText;
+    std::string text = {};  ///< the text about memory where it is documented word for word
 };
 
 /// Those whose names begin so are documented to throw something else than a text.
 void document(Thrown thrown, const std::vector<std::string>& beginnings, std::vector<Operation>& operations);
+
+/// Those whose names begin so are documented to throw that text.
+void documentText(const std::string& text, const std::string& beginning, std::vector<Operation>& operations);
 
 inline void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
 

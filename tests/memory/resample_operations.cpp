@@ -57,6 +57,10 @@ std::vector<Operation> resampleOperations() {
     operations.push_back(
         into("downSizeNX_1", randomPlane(3, 4, CV_16UC1), [=](cv::Mat& o) { downSizeNX(full, o, 1, 4); }));
     operations.push_back(into("upSizeNX_1", randomPlane(3, 4, CV_16UC1), [=](cv::Mat& o) { upSizeNX(full, o, 1, 4); }));
+    documentText("ERROR - down2X - ippsMalloc_8u(pBufferSize)", "downSize2X_", operations);
+    documentText("ERROR - up2X - ippsMalloc_8u(pBufferSize)", "upSize2X_", operations);
+    documentText("ERROR - downSizeNX - ippsMalloc_8u(pBufferSize)", "downSizeNX_", operations);
+    documentText("ERROR - upNX - ippsMalloc_8u(pBufferSize)", "upSizeNX_", operations);
     add(sized("upSize2XGuidedByYSimple", full, [=](cv::Mat& o) { upSize2XGuidedByYSimple(full, half, o); }));
     operations.push_back(
         into("upSize2XGuidedByYSimple_InPlace", half, [=](cv::Mat& o) { upSize2XGuidedByYSimple(full, o, o); }));

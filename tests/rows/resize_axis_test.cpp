@@ -96,6 +96,9 @@ TEST(ResizeAxisTest, RatiosOfPlaneSizesAreRecovered) {
     const ResizeAxis axis(1000.0 / 1999.0, 0, false, 0, 1999);
     EXPECT_EQ(axis.period(), 1000);
     EXPECT_EQ(axis.advance(), 1999);
+    const ResizeAxis missed(0.1 * 3, 0, false, 0, 100);  // the double after 0.3
+    EXPECT_EQ(missed.period(), 3);
+    EXPECT_EQ(missed.advance(), 10);
     EXPECT_EQ(ResizeAxis(std::sqrt(2.0), 0, false, 0, 100).period(), 0);
     EXPECT_EQ(ResizeAxis(2.0, std::acos(-1.0), false, 0, 100).period(), 0);
 }

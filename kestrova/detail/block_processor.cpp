@@ -32,8 +32,6 @@ KESTROVA_KERNEL void crossOverRow(ushort* older, const ushort* newer, float weig
     for (int i = 0; i < n; ++i) older[i] = crossOver(older[i], newer[i], weight);
 }
 
-ushort* rowOf(const cv::Mat& plane, int r) { return reinterpret_cast<ushort*>(plane.data + r * plane.step[0]); }
-
 // The draw is never above 1, so that the weight is always 0 and the older block's pixel stays: this is intentional.
 float discreteWeight() { return std::rand() % 2 > 1 ? 1.0f : 0.0f; }
 
@@ -259,7 +257,7 @@ void BlockProcessor::blendVertical(int overlap, int rows) {
 void BlockProcessor::joinRow(int p, int r, int overlap) const noexcept {
     if (m_out[p].empty()) return;
     const ushort* stripe = m_stripe[p].ptr<ushort>(r);
-    ushort* out = rowOf(m_out[p], m_y + r);
+    ushort* out = rowToWrite(m_out[p], m_y + r);
     if (r < overlap)
         crossOverRow(out, stripe, m_weights_p[r], m_imageW);
     else
@@ -313,7 +311,7 @@ void BlockProcessor::copyStripe() {
         for (const PlacedBlock& block : m_placed) {
             const int overlap = static_cast<int>(block.weights.size());
             if (overlap == 0) continue;
-            ushort *older = m_stripe[p].ptr<ushort>(r) + block.x, *newer = rowOf(block.shared[p], r);
+            ushort *older = m_stripe[p].ptr<ushort>(r) + block.x, *newer = rowToWrite(block.shared[p], r);
             crossOverColumns(older, newer, block.weights.data(), overlap);
             std::memcpy(older, newer, overlap * sizeof(ushort));
         }

@@ -16,6 +16,11 @@ struct PlacedBlock {
     std::vector<float> weights;   ///< its share in each shared column
 };
 
+/// Row `r` of a plane of 16 bits, to be written: a plane that is `const` is a header that does not change.
+inline ushort* rowToWrite(const cv::Mat& plane, int r) {
+    return reinterpret_cast<ushort*>(plane.data + r * plane.step[0]);
+}
+
 }  // namespace kestrova::detail
 
 /// Lets a filter with high memory needs run over a large picture one tile at a time: hands out overlapping blocks in

@@ -155,19 +155,17 @@ void copyRow(const cv::Mat& plane, int y, ushort* row, int n) noexcept {
     std::fill(row + real, row + n, from[real - 1]);
 }
 
-ushort* rowOf(const cv::Mat& plane, int y) { return reinterpret_cast<ushort*>(plane.data + y * plane.step[0]); }
-
 // A tile's pixels of row `y` from column `x` on go to the planes of the block that have them.
 void putRow(const PlacedBlock& block, std::size_t plane, int y, int x, const ushort* pixels) noexcept {
     const cv::Mat& own = block.own[plane];
     const int shared = static_cast<int>(block.weights.size());
     const int begin = clampInt(shared - x, 0, kLanes), end = std::min(shared + own.cols - x, kLanes);
     if (begin == 0 && end == kLanes) {
-        std::memcpy(rowOf(own, y) + x - shared, pixels, kLanes * sizeof *pixels);
+        std::memcpy(rowToWrite(own, y) + x - shared, pixels, kLanes * sizeof *pixels);
         return;
     }
-    if (begin > 0) std::copy_n(pixels, begin, rowOf(block.shared[plane], y) + x);
-    if (begin < end) std::copy(pixels + begin, pixels + end, rowOf(own, y) + x + begin - shared);
+    if (begin > 0) std::copy_n(pixels, begin, rowToWrite(block.shared[plane], y) + x);
+    if (begin < end) std::copy(pixels + begin, pixels + end, rowToWrite(own, y) + x + begin - shared);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <type_traits>
 #include <vector>
 
 #include "kestrova/filters/bilateral_filter.h"
@@ -111,16 +110,8 @@ KESTROVA_KERNEL void interpolate(const float* corners, const int* at, const floa
 }
 
 template <class Pixel>
-Pixel rounded(float v) {
-    if constexpr (std::is_same_v<Pixel, uchar>)
-        return sat8(v);
-    else
-        return sat16(v);
-}
-
-template <class Pixel>
 KESTROVA_KERNEL void roundRow(const float* __restrict values, Pixel* __restrict out, int n) noexcept {
-    for (int x = 0; x < n; ++x) out[x] = rounded<Pixel>(values[x]);
+    for (int x = 0; x < n; ++x) out[x] = sat<Pixel>(values[x]);
 }
 
 int inWholeVectors(int n) { return (n + kPixelsAtOnce - 1) / kPixelsAtOnce * kPixelsAtOnce; }

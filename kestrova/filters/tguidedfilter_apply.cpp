@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "kestrova/filters/tguidedfilter.h"
@@ -16,18 +17,9 @@ using namespace kestrova::frame;
 
 namespace {
 
+/// What b counts in levels: it is in units of full scale.
 template <class Pixel>
-struct Scale;
-template <>
-struct Scale<uchar> {
-    static constexpr float kFull = 255.0f;
-    static uchar round(float v) { return sat8(v); }
-};
-template <>
-struct Scale<ushort> {
-    static constexpr float kFull = 65535.0f;
-    static ushort round(float v) { return sat16(v); }
-};
+constexpr float kFullScale = static_cast<float>(std::numeric_limits<Pixel>::max());
 
 template <class Pixel>
 KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 1>& guide, const std::array<const float*, 2>& model,
@@ -35,8 +27,7 @@ KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 1>& guide, const st
     const Pixel* I = guide[0];
     const float *a = model[0], *b = model[1];
     KESTROVA_INDEPENDENT
-    for (int x = 0; x < n; ++x)
-        q[x] = Scale<Pixel>::round(static_cast<float>(I[x]) * a[x] + b[x] * Scale<Pixel>::kFull);
+    for (int x = 0; x < n; ++x) q[x] = sat<Pixel>(static_cast<float>(I[x]) * a[x] + b[x] * kFullScale<Pixel>);
 }
 
 template <class Pixel>
@@ -48,7 +39,7 @@ KESTROVA_KERNEL void applyRow(const std::array<const Pixel*, 3>& guide, const st
     for (int x = 0; x < n; ++x) {
         const float slopes =
             (static_cast<float>(I0[x]) * a0[x] + static_cast<float>(I1[x]) * a1[x]) + static_cast<float>(I2[x]) * a2[x];
-        q[x] = Scale<Pixel>::round(slopes + b[x] * Scale<Pixel>::kFull);
+        q[x] = sat<Pixel>(slopes + b[x] * kFullScale<Pixel>);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 namespace kestrova::frame {
 
@@ -32,10 +33,15 @@ inline int roundClamped(double v, int top) {
     return static_cast<int>((bits < kBitsOfZero + top ? bits : kBitsOfZero + top) - kBitsOfZero);
 }
 
-inline uchar sat8(float v) { return static_cast<uchar>(roundClamped(v, 255)); }
-inline uchar sat8(double v) { return static_cast<uchar>(roundClamped(v, 255)); }
-inline ushort sat16(float v) { return static_cast<ushort>(roundClamped(v, 65535)); }
-inline ushort sat16(double v) { return static_cast<ushort>(roundClamped(v, 65535)); }
+/// `v` rounded and clamped to the range of `Pixel`, `uchar` or `ushort`.
+template <class Pixel, class Real>
+Pixel sat(Real v) {
+    return static_cast<Pixel>(roundClamped(v, std::numeric_limits<Pixel>::max()));
+}
+inline uchar sat8(float v) { return sat<uchar>(v); }
+inline uchar sat8(double v) { return sat<uchar>(v); }
+inline ushort sat16(float v) { return sat<ushort>(v); }
+inline ushort sat16(double v) { return sat<ushort>(v); }
 
 /// `v` rounded to the nearest integer, ties to even, within +-(2^31 - 1). Where the range is known,
 /// `clamp16(nearest(v))` gives `sat16(v)` in two thirds of the time.

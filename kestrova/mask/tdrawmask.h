@@ -82,9 +82,9 @@ public:
 /// stroke covers them.
 ///
 /// **Tolerance.** A tolerance keeps a dot to colours near the one under its centre, the more strictly the larger it is:
-/// 0 (or below) covers all colours, and from there small values let large differences through, values around 1 stop at
-/// visible edges; there is no upper limit. With the differences dY, dDr, dDb of a pixel from the centre, each on 0..1,
-/// and the weight w that the dot has there without tolerance, its weight is
+/// 0 (or below, or NaN) covers all colours, and from there small values let large differences through, values around 1
+/// stop at visible edges; there is no upper limit. With the differences dY, dDr, dDb of a pixel from the centre, each
+/// on 0..1, and the weight w that the dot has there without tolerance, its weight is
 ///
 ///     q = min(tolerance (1.5 dY + 6 (dDr + dDb)) / (w + 0.1), 1),    w (1 - (3 - 2 q) q^2)
 ///

@@ -227,7 +227,8 @@ void TDrawMask::coverStrokeDot(bool first, const TMaskParam& param, DotWeights& 
     if (first || !bFitsMask(m_stroke) || !bFitsMask(m_maskAtStart)) beginStroke();
     const cv::Point centre(param.m_x, param.m_y);
     const int radius = param.m_outerR;
-    if (param.m_tolerance < 0.05f && radius == param.m_innerR) return drawDumbDot(centre, radius);
+    const bool bSoft = param.m_tolerance >= 0.05f || radius != param.m_innerR;
+    if (!bSoft) return drawDumbDot(centre, radius);
     if (radius != m_outerR || param.m_innerR != m_innerR) kept.clear();
     updateLUT(radius, param.m_innerR);
     if (!DotWeights::keeps(radius)) return drawMaskDotLUT(centre, radius, param.m_innerR, param.m_tolerance);

@@ -259,6 +259,9 @@ cv::Mat applyLoop(const std::vector<cv::Mat>& guide, const std::vector<cv::Mat>&
     return q;
 }
 
+/// For a result to be written into: where it is not, that shows. In new memory the result of the call before may stand.
+inline cv::Mat unwrittenPlane(cv::Size size) { return plane(size.height, size.width); }
+
 /// Noise within 0..1.
 inline cv::Mat unitPlane(cv::Size size, std::uint32_t seed) {
     return randomPlane(size.height, size.width, CV_32FC1, 0, 1, seed);

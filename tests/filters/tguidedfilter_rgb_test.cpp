@@ -17,6 +17,7 @@ std::vector<cv::Mat> unitPlanes(cv::Size size) {
 
 TGuidedFilter estimated(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps = kEps) {
     TGuidedFilter filter;
+    for (cv::Mat* plane : {&filter.m_a0, &filter.m_a1, &filter.m_a2, &filter.m_b}) *plane = unwrittenPlane(p.size());
     filter.setup(guide, p, r, eps);
     return filter;
 }

@@ -16,6 +16,7 @@ constexpr float kEps = 0.01f;
 
 TGuidedFilter estimated(const cv::Mat& I, const cv::Mat& p, int r, float eps = kEps) {
     TGuidedFilter filter;
+    for (cv::Mat* plane : {&filter.m_a0, &filter.m_b}) *plane = unwrittenPlane(p.size());
     filter.setup({I}, p, r, eps);
     return filter;
 }
@@ -103,6 +104,17 @@ TEST(TGuidedFilterTest, PanelsGiveTheBitsOfTheWholePlane) {
     const cv::Mat I = unitPlane(size, 1), p = unitPlane(size, 2);
     ASSERT_EQ(GuidedFit::panelColumns(size.width, 60, 2), 1800);
     expectModel(estimate1(I, p, 60, kEps), estimated(I, p, 60));
+}
+
+// So high that more threads than panels take each panel in strips.
+TEST(TGuidedFilterTest, StripsOfPanelsGiveTheBitsOfTheWholePlaneOnAnyNumberOfThreads) {
+    const cv::Size size(2100, 600);
+    const cv::Mat I = tracedPlane(size, 1), p = tracedPlane(size, 2);
+    for (int r : {0, 2}) {
+        ASSERT_EQ(GuidedFit::panelColumns(size.width, r, 2), 1050);
+        const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
+        withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
+    }
 }
 
 TEST(TGuidedFilterTest, AValueThatIsNotFiniteGivesTheSameOnAnyNumberOfThreadsUnderHighWindows) {

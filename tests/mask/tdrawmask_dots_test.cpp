@@ -120,6 +120,18 @@ TEST_F(TDrawMaskDotsTest, ToleranceBelowFiveHundredthsWithEqualRadiiIsTheHardDot
     for (int i = 0; i < 8000; ++i) ASSERT_EQ(mask.m_profile_p[i], i < 5 ? 1.0f : 0.0f);
 }
 
+TEST_F(TDrawMaskDotsTest, AToleranceThatIsNaNCountsAsNone) {
+    const auto dotOf = [this](int innerR, float tolerance) {
+        TDrawMask fresh;
+        fresh.setInImage(planes.y, planes.dr, planes.db);
+        fresh.drawStart(0, 1);
+        fresh.drawADot(cv::Point(40, 40), 0, 20, innerR, 0.8f, tolerance);
+        fresh.proc();
+        return fresh.m_mask;
+    };
+    for (int innerR : {20, 8}) EXPECT_TRUE(samePixels(dotOf(innerR, 0.0f), dotOf(innerR, NAN))) << innerR;
+}
+
 TEST_F(TDrawMaskDotsTest, ToleranceKeepsAStrokeOnItsSideOfAnEdge) {
     mask.setValue(0);
     mask.drawStart(0, 1);

@@ -86,6 +86,38 @@ TEST(TDrawMaskModelTest, RandomCommandsGiveTheModelsPixelsWithAnyNumberOfThreads
     withThreadCounts([&](int) { runBesideTheModel(planes, 7, 60); });
 }
 
+// Small dots keep their weights in the object, larger ones in memory of their own; the largest are shared by threads.
+TEST(TDrawMaskModelTest, DotsOfAnySizeGiveTheModelsPixelsWithAnyNumberOfThreads) {
+    using Command = MaskModel::Command;
+    const cv::Size size(211, 173);
+    const cv::Mat y = randomPlane(size.height, size.width, CV_8UC1, 100, 120),
+                  c = randomPlane(size.height, size.width, CV_16UC1, 32000, 33500);
+    for (int radius : {1, 23, 24, 25, 79, 80, 81, 160}) {
+        for (float tolerance : {0.0f, 0.3f}) {
+            MaskModel model(y, c, c, y);
+            TDrawMask stroke;
+            stroke.setInImage(y, c, c);
+            const auto dot = [&](int x, int row, int innerR) {
+                stroke.drawADot({2 * x, 2 * row}, 30, 2 * radius, 2 * innerR, 0.8f, tolerance);
+                model.add({Command::Dot, 30, x, row, radius, innerR, 0.8f, tolerance});
+            };
+            stroke.drawStart(0, 1);
+            model.add({Command::Start});
+            dot(100, 80, radius / 3);
+            dot(120, 95, radius / 3);
+            dot(105, 172, 0);
+            dot(-radius / 2, 60, radius);
+            dot(210 + radius / 3, 170, radius / 2);
+            model.proc();
+            withThreadCounts([&](int threads) {
+                TDrawMask mask(stroke);
+                mask.proc();
+                EXPECT_TRUE(samePixels(model.mask(), mask.m_mask)) << radius << ", " << tolerance << ", " << threads;
+            });
+        }
+    }
+}
+
 TEST(TDrawMaskModelTest, LargeDotsGiveTheSamePixelsWithAnyNumberOfThreads) {
     const cv::Mat y = randomPlane(600, 700, CV_8UC1), c = randomPlane(600, 700, CV_16UC1, 32000, 33000);
     cv::Mat expected;

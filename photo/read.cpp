@@ -77,7 +77,8 @@ Photograph finished(Decoded decoded, const std::string& path, FileFormat format,
     photograph.notes = std::move(decoded.notes);
     std::vector<unsigned char> icc;
     photograph.metadata = metadataOrNote(path, icc, photograph.notes);
-    if (format == FileFormat::raw) icc.clear();  // of its previews
+    // Of previews in RAW, of any picture of a HEIF file.
+    if (format == FileFormat::raw || format == FileFormat::heif) icc.clear();
     if (!decoded.icc.empty()) icc = decoded.icc;
     photograph.hasAlpha = decoded.hasAlpha;
     photograph.sourceBits = decoded.sourceBits;

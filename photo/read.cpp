@@ -12,6 +12,7 @@
 #include "photo/embedded_preview.h"
 #include "photo/error.h"
 #include "photo/metadata_data.h"
+#include "photo/named_error.h"
 #include "photo/orientation.h"
 #include "photo/profile_data.h"
 
@@ -146,8 +147,8 @@ template <class Work>
 Photograph translated(const std::string& path, const Work& work) {
     try {
         return work();
-    } catch (const Error&) {
-        throw;
+    } catch (const Error& error) {
+        throw named(error, path);
     } catch (const std::bad_alloc&) {
         throw Error(Error::Kind::memory, path + ": not enough memory to read it");
     } catch (const cv::Exception& error) {

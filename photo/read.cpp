@@ -23,10 +23,10 @@ namespace {
 constexpr std::int64_t kFreeOfRatio = 16'000'000;
 constexpr std::int64_t kMostPixelsPerByte = 10'000;
 
-std::string megapixels(std::int64_t pixels) {
+std::string megapixels(double pixels) {
     std::ostringstream text;
     text.precision(4);
-    text << double(pixels) / 1e6 << " megapixels";
+    text << pixels / 1e6 << " megapixels";
     return text.str();
 }
 
@@ -169,12 +169,12 @@ void checkLimits(const std::string& path, std::int64_t width, std::int64_t heigh
     if (width < 1 || height < 1) throw Error(Error::Kind::input, path + ": has no pixels");
     const bool countable = width < (1 << 30) && height < (1 << 30);
     const std::int64_t pixels = countable ? width * height : std::int64_t(1) << 60;
-    if (!countable || double(pixels) > options.maxMegapixels * 1e6)
-        throw Error(Error::Kind::input, path + ": declares " + megapixels(pixels) + ", more than the limit of " +
-                                            megapixels(static_cast<std::int64_t>(options.maxMegapixels * 1e6)));
+    if (!countable || !(double(pixels) <= options.maxMegapixels * 1e6))  // a limit of NaN lets nothing pass
+        throw Error(Error::Kind::input, path + ": declares " + megapixels(double(pixels)) +
+                                            ", more than the limit of " + megapixels(options.maxMegapixels * 1e6));
     if (pixels > kFreeOfRatio && pixels / static_cast<std::int64_t>(fileBytes) > kMostPixelsPerByte)
-        throw Error(Error::Kind::input, path + ": declares " + megapixels(pixels) + " in " + std::to_string(fileBytes) +
-                                            " bytes, which no photograph does");
+        throw Error(Error::Kind::input, path + ": declares " + megapixels(double(pixels)) + " in " +
+                                            std::to_string(fileBytes) + " bytes, which no photograph does");
     const double need = double(pixels) * 8 * copies;
     if (options.maxMemory && need > double(options.maxMemory))
         throw Error(Error::Kind::memory, path + ": takes about " + std::to_string(std::int64_t(need / 1e6)) +

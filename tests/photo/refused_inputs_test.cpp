@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <limits>
 #include <random>
 
 #include "photo/error.h"
@@ -174,6 +175,20 @@ TEST(Inputs, OverTheLimitsAreRefused) {
               Error::Kind::memory);
     options.maxMemory = 16'000'000;
     readPhotograph(scratch / "a.jpg", options);
+}
+
+TEST(Inputs, MeetEveryLimitThatIsNoOrdinaryNumber) {
+    const Scratch scratch;
+    writePhotograph(colourful(8, 8), scratch / "a.png");
+    ReadOptions options;
+    options.maxMegapixels = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "more than the limit of nan megapixels", options), Error::Kind::input);
+    options.maxMegapixels = std::numeric_limits<double>::infinity();
+    readPhotograph(scratch / "a.png", options);
+    auto png = bytesOf(scratch / "a.png");
+    png[16] = png[20] = 0x7f;
+    writeBytes(scratch / "a.png", png);
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "more than the limit of inf megapixels", options), Error::Kind::input);
 }
 
 TEST(Inputs, ThatAreNoPhotographsSayWhy) {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -106,8 +107,11 @@ const char* extensionOf(photo::FileFormat format) {
 fs::path renamed(const fs::path& name, const Options& options) {
     const auto own = photo::writtenFormat(name.string());
     if (own && (!options.format || *options.format == *own)) return name;
-    const std::string extension = name.extension().string();
-    const bool deep = extension == ".exr" || extension == ".jp2" || extension == ".j2k";
+    std::string extension = name.extension().string();
+    for (char& c : extension)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    constexpr const char* kDeep[] = {".exr", ".jp2", ".j2k", ".j2c", ".jpf", ".jpx"};
+    const bool deep = std::find(std::begin(kDeep), std::end(kDeep), extension) != std::end(kDeep);
     const photo::FileFormat format = options.format.value_or(deep ? photo::FileFormat::tiff : photo::FileFormat::jpeg);
     return fs::path(name).replace_extension(extensionOf(format));
 }

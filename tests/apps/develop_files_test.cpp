@@ -329,6 +329,15 @@ TEST_F(DevelopFiles, NamesThatWouldMeetAreKeptApartOrRefused) {
     EXPECT_TRUE(fs::exists(scratch / "out/a.tif.png"));
 }
 
+TEST_F(DevelopFiles, FormatsOfManyBitsBecomeTiffWhateverTheCaseOfTheirNames) {
+    for (const char* name : {"a.exr", "b.EXR", "c.jp2", "d.JPX", "e.nef"}) make(name + std::string(".png"));
+    for (const char* name : {"a.exr", "b.EXR", "c.jp2", "d.JPX", "e.nef"})
+        fs::rename(scratch / (name + std::string(".png")), scratch / name);
+    const ProgramRun run = runDevelop({scratch.path(), "-d", scratch / "out", "--dry-run"});
+    for (const char* result : {"a.tif", "b.tif", "c.tif", "d.tif", "e.jpg"})
+        EXPECT_NE(run.out.find(scratch / "out" + '/' + result), std::string::npos) << result << '\n' << run.out;
+}
+
 TEST_F(DevelopFiles, SettingsAreSavedLoadedAndReadFromSidecars) {
     const std::string in = make("a.png");
     ASSERT_EQ(

@@ -60,6 +60,7 @@ std::vector<std::string> namesIn(const std::string& list) {
     std::vector<std::string> names;
     for (std::string line; std::getline(stream, line);)
         if (!line.empty()) names.push_back(line);
+    if (stream.bad()) throw Error(Error::Kind::file, list + ": cannot be read");
     return names;
 }
 

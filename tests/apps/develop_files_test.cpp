@@ -288,6 +288,20 @@ TEST_F(DevelopFiles, AReportThatIsLostIsSaidOnceAllIsDone) {
     EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
 }
 
+TEST_F(DevelopFiles, HelpThatIsLostIsSaid) {
+    for (const char* option : {"--help", "--version"}) {
+        const ProgramRun run = runDevelop({option}, {}, [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+        EXPECT_EQ(run.code, 3);
+        EXPECT_EQ(run.err, "kestrova-develop: standard output: No space left on device\n");
+    }
+}
+
+TEST_F(DevelopFiles, AListThatCannotBeReadIsSaid) {
+    const ProgramRun run = runDevelop({"--list", scratch.path(), "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 3);
+    EXPECT_EQ(run.err, "kestrova-develop: " + scratch.path() + ": cannot be read\n");
+}
+
 TEST_F(DevelopFiles, ReportsDoNotEndUpInResultsWhereStandardStreamsAreClosed) {
     for (int i = 0; i < 24; ++i) make("in/" + std::to_string(i) + ".png", 300, 200);
     const auto closeAll = [] {

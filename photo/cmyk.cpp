@@ -1,6 +1,7 @@
 #include <lcms2.h>
 
 #include <memory>
+#include <optional>
 
 #include "photo/decode.h"
 #include "photo/error.h"
@@ -33,28 +34,45 @@ void convertPlainly(cv::Mat& pixels, int threads) {
     });
 }
 
+// None, with a note, where the formula has to do.
+std::optional<Profile> inkProfile(const std::vector<unsigned char>& icc, std::vector<std::string>& notes) {
+    constexpr const char* kPlainly = "converted to sRGB by a plain formula";
+    if (icc.empty()) {
+        notes.push_back(std::string("CMYK without a profile was ") + kPlainly);
+        return std::nullopt;
+    }
+    try {
+        Profile profile = Profile::fromBytes(icc);
+        if (profile.channels() == 4) return profile;
+        notes.push_back("the file's profile \"" + profile.name() + "\" is not for CMYK, which was " + kPlainly);
+    } catch (const Error& error) {
+        notes.push_back(std::string("the file's profile is ") + error.what() + "; CMYK was " + kPlainly);
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 Profile convertCmyk(cv::Mat& pixels, const std::vector<unsigned char>& icc, std::vector<std::string>& notes,
                     int threads) {
-    if (icc.empty()) {
-        notes.push_back("CMYK without a profile was converted to sRGB by a plain formula");
+    const std::optional<Profile> source = inkProfile(icc, notes);
+    if (!source) {
         convertPlainly(pixels, threads);
         return Profile::srgb();
     }
-    const Profile source = Profile::fromBytes(icc), target = Profile::displayP3();
-    const ProfileHandle from = source.data().open(), to = target.data().open();
+    const Profile target = Profile::displayP3();
+    const ProfileHandle from = source->data().open(), to = target.data().open();
     const cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION |
                                   (pixels.total() < kTable ? cmsFLAGS_NOOPTIMIZE : cmsFLAGS_GRIDPOINTS(kSteps));
-    if (source.channels() != 4) throw Error(Error::Kind::input, "a CMYK picture with a profile that is not for CMYK");
     const std::unique_ptr<void, decltype(&cmsDeleteTransform)> transform(
         cmsCreateTransform(
             from.get(), TYPE_CMYK_16, to.get(),
             COLORSPACE_SH(PT_RGB) | EXTRA_SH(1) | CHANNELS_SH(3) | BYTES_SH(2) | DOSWAP_SH(1) | SWAPFIRST_SH(1),
             INTENT_RELATIVE_COLORIMETRIC, flags),
         cmsDeleteTransform);
-    if (!transform) throw Error(Error::Kind::input, "the profile \"" + source.name() + "\" cannot be converted to RGB");
-    notes.push_back("CMYK was converted from \"" + source.name() + "\" to " + target.name());
+    if (!transform)
+        throw Error(Error::Kind::input, "the profile \"" + source->name() + "\" cannot be converted to RGB");
+    notes.push_back("CMYK was converted from \"" + source->name() + "\" to " + target.name());
     shareRows(pixels.rows, threads, [&](int r) {
         ushort* row = pixels.ptr<ushort>(r);
         cmsDoTransform(transform.get(), row, row, static_cast<cmsUInt32Number>(pixels.cols));

@@ -168,7 +168,9 @@ void readScanlines(ImageInput& input, const ImageSpec& spec, const Layout& layou
     for (int top = 0; top < spec.height; top += kBand) {
         checkCancelled(options);
         const int rows = std::min(kBand, spec.height - top);
-        if (!input.read_scanlines(0, 0, spec.y + top, spec.y + top + rows, 0, 0, layout.channels, type, band.data()))
+        // Of rows that are missing it may speak only in its message.
+        if (!input.read_scanlines(0, 0, spec.y + top, spec.y + top + rows, 0, 0, layout.channels, type, band.data()) ||
+            input.has_error())
             refuse(path, &input);
         for (int r = 0; r < rows; ++r)
             beyond |= reader.read(band.data() + r * rowBytes, result.pixels.ptr<ushort>(top + r), spec.width);
@@ -180,12 +182,13 @@ void readTiles(ImageInput& input, const ImageSpec& spec, const Layout& layout, D
     const RowReader reader(layout);
     const TypeDesc type(layout.type);
     const std::size_t rowBytes = type.size() * layout.channels * spec.width;
-    std::vector<unsigned char> band(rowBytes * spec.tile_height);
+    std::vector<unsigned char> band(rowBytes * std::min(spec.tile_height, spec.height));
     for (int top = 0; top < spec.height; top += spec.tile_height) {
         checkCancelled(options);
         const int rows = std::min(spec.tile_height, spec.height - top);
         if (!input.read_tiles(0, 0, spec.x, spec.x + spec.width, spec.y + top, spec.y + top + rows, spec.z, spec.z + 1,
-                              0, layout.channels, type, band.data()))
+                              0, layout.channels, type, band.data()) ||
+            input.has_error())
             refuse(path, &input);
         for (int r = 0; r < rows; ++r)
             beyond |= reader.read(band.data() + r * rowBytes, result.pixels.ptr<ushort>(top + r), spec.width);
@@ -214,10 +217,11 @@ Decoded decodeOther(const std::string& path, const FileFacts& facts, const ReadO
     input->threads(threadCount(options.threads));
     ImageSpec spec;
     if (!input->open(path, spec, configuration(facts.format))) refuse(path, input.get());
+    input->geterror();  // what it did not stop for
     checkLimits(path, spec.width, spec.height, facts.bytes, 2, options);
     if (spec.depth > 1) throw Error(Error::Kind::input, path + ": a volume, not a picture");
-    if (spec.tile_width && (spec.tile_width > 1 << 16 || spec.tile_height > 1 << 16))
-        throw Error(Error::Kind::input, path + ": damaged tiles");
+    // A tile is decoded whole, however little of the picture is in it.
+    if (spec.tile_width) checkLimits(path, spec.tile_width, spec.tile_height, facts.bytes, 2, options);
 
     const Layout layout = layoutOf(spec, facts.format);
     Decoded result;

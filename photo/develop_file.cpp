@@ -8,6 +8,7 @@
 
 #include "photo/development.h"
 #include "photo/error.h"
+#include "photo/named_error.h"
 #include "photo/read.h"
 
 namespace kestrova::photo {
@@ -166,7 +167,7 @@ WriteReport developFile(const std::string& input, const Settings& settings, cons
     bounds.threads = options.threads;
     bounds.keptForView = 0;
     if (options.maxMemory) bounds.mostMemory = options.maxMemory > own ? options.maxMemory - own : 1;
-    {
+    try {
         Development development(std::move(photograph), bounds);
         development.set(settings);
         const ProgressOfPart part(work, kRead, kRendered);
@@ -178,6 +179,8 @@ WriteReport developFile(const std::string& input, const Settings& settings, cons
             development.set(geometryOf(settings));
             frame.photograph.pixels = sideBySide(development.render(rendering, &work).pixels, frame.photograph.pixels);
         }
+    } catch (const Error& error) {
+        throw named(error, input);
     }
 
     const fs::path folder = fs::path(output).parent_path();

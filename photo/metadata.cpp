@@ -26,6 +26,7 @@ void prepareExiv2() {
     hostHandler = Exiv2::LogMsg::handler();
     Exiv2::LogMsg::setHandler(handleMessage);
     Exiv2::XmpParser::initialize(lockXmp, &xmpMutex);
+    Exiv2::enableBMFF(true);  // HEIF, AVIF and CR3
     Exiv2::XmpProperties::registerNs("https://kestrova.invalid/ns/photo/1.0/", "kestrova");
 }
 

@@ -95,7 +95,7 @@ bool has(const Container& container, const char* key) {
 }
 
 // What was true of the file that was read and is not of the one that is written.
-void correct(Selection& selection, const MetadataRequest& request) {
+void correct(Selection& selection, FileFormat format, const MetadataRequest& request) {
     auto& exif = selection.exif;
     auto& xmp = selection.xmp;
     const auto setExif = [&](const char* key, auto value) {
@@ -124,6 +124,9 @@ void correct(Selection& selection, const MetadataRequest& request) {
         else if (request.profile != Profile::adobeRgb())
             exif.erase(interoperability);
     }
+    // Where the colour of pixels lies that a TIFF file of RGB does not hold.
+    const auto positioning = exif.findKey(Exiv2::ExifKey("Exif.Image.YCbCrPositioning"));
+    if (format == FileFormat::tiff && positioning != exif.end()) exif.erase(positioning);
     const auto profileName = xmp.findKey(Exiv2::XmpKey("Xmp.photoshop.ICCProfile"));
     if (profileName != xmp.end()) xmp["Xmp.photoshop.ICCProfile"] = request.profile.name();
 }
@@ -219,7 +222,7 @@ void embedMetadata(std::vector<unsigned char>& encoded, FileFormat format, const
     const QuietExiv2 quiet;
     try {
         Selection wanted = select(request);
-        correct(wanted, request);
+        correct(wanted, format, request);
         if (!request.key.empty()) wanted.xmp["Xmp.kestrova.Key"] = request.key;
         Selection fitting = wanted;
         for (;;) {

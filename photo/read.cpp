@@ -12,6 +12,7 @@
 #include "photo/embedded_preview.h"
 #include "photo/error.h"
 #include "photo/metadata_data.h"
+#include "photo/named_error.h"
 #include "photo/orientation.h"
 #include "photo/profile_data.h"
 
@@ -22,10 +23,10 @@ namespace {
 constexpr std::int64_t kFreeOfRatio = 16'000'000;
 constexpr std::int64_t kMostPixelsPerByte = 10'000;
 
-std::string megapixels(std::int64_t pixels) {
+std::string megapixels(double pixels) {
     std::ostringstream text;
     text.precision(4);
-    text << double(pixels) / 1e6 << " megapixels";
+    text << pixels / 1e6 << " megapixels";
     return text.str();
 }
 
@@ -77,7 +78,8 @@ Photograph finished(Decoded decoded, const std::string& path, FileFormat format,
     photograph.notes = std::move(decoded.notes);
     std::vector<unsigned char> icc;
     photograph.metadata = metadataOrNote(path, icc, photograph.notes);
-    if (format == FileFormat::raw) icc.clear();  // of its previews
+    // Of previews in RAW, of any picture of a HEIF file.
+    if (format == FileFormat::raw || format == FileFormat::heif) icc.clear();
     if (!decoded.icc.empty()) icc = decoded.icc;
     photograph.hasAlpha = decoded.hasAlpha;
     photograph.sourceBits = decoded.sourceBits;
@@ -145,8 +147,8 @@ template <class Work>
 Photograph translated(const std::string& path, const Work& work) {
     try {
         return work();
-    } catch (const Error&) {
-        throw;
+    } catch (const Error& error) {
+        throw named(error, path);
     } catch (const std::bad_alloc&) {
         throw Error(Error::Kind::memory, path + ": not enough memory to read it");
     } catch (const cv::Exception& error) {
@@ -167,12 +169,12 @@ void checkLimits(const std::string& path, std::int64_t width, std::int64_t heigh
     if (width < 1 || height < 1) throw Error(Error::Kind::input, path + ": has no pixels");
     const bool countable = width < (1 << 30) && height < (1 << 30);
     const std::int64_t pixels = countable ? width * height : std::int64_t(1) << 60;
-    if (!countable || double(pixels) > options.maxMegapixels * 1e6)
-        throw Error(Error::Kind::input, path + ": declares " + megapixels(pixels) + ", more than the limit of " +
-                                            megapixels(static_cast<std::int64_t>(options.maxMegapixels * 1e6)));
+    if (!countable || !(double(pixels) <= options.maxMegapixels * 1e6))  // a limit of NaN lets nothing pass
+        throw Error(Error::Kind::input, path + ": declares " + megapixels(double(pixels)) +
+                                            ", more than the limit of " + megapixels(options.maxMegapixels * 1e6));
     if (pixels > kFreeOfRatio && pixels / static_cast<std::int64_t>(fileBytes) > kMostPixelsPerByte)
-        throw Error(Error::Kind::input, path + ": declares " + megapixels(pixels) + " in " + std::to_string(fileBytes) +
-                                            " bytes, which no photograph does");
+        throw Error(Error::Kind::input, path + ": declares " + megapixels(double(pixels)) + " in " +
+                                            std::to_string(fileBytes) + " bytes, which no photograph does");
     const double need = double(pixels) * 8 * copies;
     if (options.maxMemory && need > double(options.maxMemory))
         throw Error(Error::Kind::memory, path + ": takes about " + std::to_string(std::int64_t(need / 1e6)) +

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,7 +44,9 @@ std::string nameOf(const std::string& path) {
 class NewFile {
 public:
     NewFile(int folder, mode_t mode) : m_folder(folder) {
-        m_file = ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+        // Without /proc, as in a bare root, it could not be named afterwards.
+        if (::access("/proc/self/fd", X_OK) == 0)
+            m_file = ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
         if (m_file < 0) createNamed(mode);
     }
     ~NewFile() {
@@ -113,6 +116,20 @@ void writeAll(int file, const std::vector<unsigned char>& bytes, const std::stri
     }
 }
 
+// What people and their programs have noted beside the content, as tags and stars, and the list of who may read.
+void copyAttributes(const std::string& from, int file, const std::string& path) {
+    std::vector<char> names(1 << 16), value(1 << 16);  // the most that there can be
+    const ssize_t size = ::listxattr(from.c_str(), names.data(), names.size());
+    for (ssize_t at = 0; at < size;) {
+        const std::string name = names.data() + at;
+        at += static_cast<ssize_t>(name.size()) + 1;
+        if (name.rfind("user.", 0) != 0 && name != "system.posix_acl_access") continue;
+        const ssize_t length = ::getxattr(from.c_str(), name.c_str(), value.data(), value.size());
+        if (length < 0 || ::fsetxattr(file, name.c_str(), value.data(), static_cast<std::size_t>(length), 0) != 0)
+            refuseByErrno(path);
+    }
+}
+
 }  // namespace
 
 std::string checkTarget(const std::string& path) {
@@ -150,6 +167,7 @@ void replaceFile(const std::string& path, const std::vector<unsigned char>& byte
         // A change of owner clears some bits of the mode, so it comes first; it is for root alone.
         if (::fchown(file.get(), old.st_uid, old.st_gid) != 0) errno = 0;
         if (::fchmod(file.get(), old.st_mode & 07777) != 0) refuseByErrno(path);
+        copyAttributes(target, file.get(), path);
     }
     if (::fsync(file.get()) != 0) refuseByErrno(path);
     if (!file.keepAs(nameOf(target))) refuseByErrno(path);

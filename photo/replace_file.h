@@ -11,10 +11,10 @@ namespace kestrova::photo {
 std::string checkTarget(const std::string& path);
 
 /// Makes `bytes` the content of the file at `path` in one step: a reader, or whoever looks after a crash, finds the old
-/// content or the new. The mode of a file that is replaced is kept, and its owner where permitted; a symbolic link
-/// stays, and the file that it points to is replaced; other hard links keep the old content. Everything is on the disk
-/// when the function returns. Throws `Error` of kind file, or cancelled; then the target is as it was and nothing is
-/// left beside it.
+/// content or the new. Mode, access list and user attributes of a file that is replaced are kept, and its owner where
+/// permitted; a symbolic link stays, and the file that it points to is replaced; other hard links keep the old content.
+/// Everything is on the disk when the function returns. Throws `Error` of kind file, or cancelled; then the target is
+/// as it was and nothing is left beside it.
 void replaceFile(const std::string& path, const std::vector<unsigned char>& bytes, const std::atomic<bool>* cancel);
 
 }  // namespace kestrova::photo

@@ -5,6 +5,7 @@
 #include "photo/encode.h"
 #include "photo/error.h"
 #include "photo/metadata_data.h"
+#include "photo/named_error.h"
 #include "photo/replace_file.h"
 
 namespace kestrova::photo {
@@ -72,10 +73,7 @@ WriteReport writePhotograph(const Photograph& photograph, const std::string& pat
         report.bytes = bytes.size();
         return report;
     } catch (const Error& error) {
-        // Encoding does not know the name.
-        const std::string message = error.what();
-        if (error.kind() == Error::Kind::cancelled || message.compare(0, path.size(), path) == 0) throw;
-        throw Error(error.kind(), path + ": " + message);
+        throw named(error, path);
     } catch (const std::bad_alloc&) {
         throw Error(Error::Kind::memory, path + ": not enough memory to write it");
     } catch (const cv::Exception&) {

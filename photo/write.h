@@ -57,9 +57,10 @@ KESTROVA_PHOTO_EXPORT void checkWritable(const std::string& path, const WriteOpt
 /// bits.
 ///
 /// The file is whole or not there: it is made beside the target and replaces it in one step when it is on the disk. The
-/// mode of a file that is replaced is kept; a symbolic link stays and the file that it leads to is replaced. 16 bits
-/// are rounded to 8 without dithering, so that what was read from 8 bits is written as it was. Alpha is blended over
-/// white where the format has none. The thumbnail in the metadata is left out: it would show the photograph as it was.
+/// mode, access list and user attributes of a file that is replaced are kept; a symbolic link stays and the file that
+/// it leads to is replaced. 16 bits are rounded to 8 without dithering, so that what was read from 8 bits is written as
+/// it was. Alpha is blended over white where the format has none. The thumbnail in the metadata is left out: it would
+/// show the photograph as it was.
 ///
 /// Throws `Error`: of kind input for values out of range and pictures that the format is too small for, of kind file
 /// for a target that cannot be written, a full disk and so on, of kind memory, of kind cancelled. Then the target is as

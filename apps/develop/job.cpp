@@ -16,9 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 using photo::Error;
 
-// Shares of the time that a photograph takes.
-constexpr double kRead = 0.2, kRendered = 0.75;
-
 photo::Settings settingsFor(const Task& task, const Options& options) {
     const std::string sidecar = photo::Settings::sidecarOf(task.input);
     std::error_code error;

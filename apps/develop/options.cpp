@@ -2,7 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <iostream>
 #include <map>
 #include <sstream>
 #include <thread>
@@ -224,7 +227,10 @@ std::optional<Options> readOptions(int argc, char** argv, int& code) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {  // help and version
+        errno = 0;
         app.exit(success);
+        if (!std::cout.flush() && errno != EPIPE)
+            throw Error(Error::Kind::file, std::string("standard output: ") + std::strerror(errno));
         code = kDone;
         return std::nullopt;
     } catch (const CLI::ParseError& error) {

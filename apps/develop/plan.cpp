@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -32,15 +33,18 @@ void searchFolder(const fs::path& folder, const std::string& results, std::vecto
     std::vector<fs::path> paths;
     std::error_code ignored;
     const fs::path without = results.empty() ? fs::path() : fs::weakly_canonical(results, ignored);
+    fs::path reached = folder;
     try {
         for (fs::recursive_directory_iterator at(folder), end; at != end; ++at) {
-            if (at->is_directory() && fs::canonical(at->path()) == without)
+            reached = at->path();
+            // Links that lead nowhere or in a circle are neither folders nor files.
+            if (at->is_directory(ignored) && fs::canonical(reached) == without)
                 at.disable_recursion_pending();
-            else if (at->is_regular_file() && photo::hasPhotographName(at->path().string()))
-                paths.push_back(at->path());
+            else if (at->is_regular_file(ignored) && photo::hasPhotographName(reached.string()))
+                paths.push_back(reached);
         }
     } catch (const fs::filesystem_error& error) {
-        throw Error(Error::Kind::file, folder.string() + ": " + error.code().message());
+        throw Error(Error::Kind::file, reached.string() + ": " + error.code().message());
     }
     std::sort(paths.begin(), paths.end());
     for (const fs::path& path : paths) found.push_back({path, path.lexically_relative(folder)});
@@ -56,6 +60,7 @@ std::vector<std::string> namesIn(const std::string& list) {
     std::vector<std::string> names;
     for (std::string line; std::getline(stream, line);)
         if (!line.empty()) names.push_back(line);
+    if (stream.bad()) throw Error(Error::Kind::file, list + ": cannot be read");
     return names;
 }
 
@@ -103,8 +108,11 @@ const char* extensionOf(photo::FileFormat format) {
 fs::path renamed(const fs::path& name, const Options& options) {
     const auto own = photo::writtenFormat(name.string());
     if (own && (!options.format || *options.format == *own)) return name;
-    const std::string extension = name.extension().string();
-    const bool deep = extension == ".exr" || extension == ".jp2" || extension == ".j2k";
+    std::string extension = name.extension().string();
+    for (char& c : extension)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    constexpr const char* kDeep[] = {".exr", ".jp2", ".j2k", ".j2c", ".jpf", ".jpx"};
+    const bool deep = std::find(std::begin(kDeep), std::end(kDeep), extension) != std::end(kDeep);
     const photo::FileFormat format = options.format.value_or(deep ? photo::FileFormat::tiff : photo::FileFormat::jpeg);
     return fs::path(name).replace_extension(extensionOf(format));
 }
@@ -124,6 +132,22 @@ std::vector<Task> tasksInFolder(const std::vector<Found>& found, const Options& 
             throw Error(Error::Kind::input, place->second.string() + " and " + f.path.string() + " would both become " +
                                                 (folder / name).string());
         tasks.push_back({f.path.string(), (folder / name).string()});
+    }
+    return tasks;
+}
+
+// A photograph that several links lead to is developed once.
+std::vector<Task> tasksInPlace(const std::vector<Found>& found, const Options& options) {
+    std::vector<Task> tasks;
+    std::set<fs::path> files;
+    for (const Found& f : found) {
+        const std::string path = f.path.string();
+        const auto own = photo::writtenFormat(path);
+        if (!own || (options.format && *options.format != *own))
+            throw Error(Error::Kind::input, path + ": cannot be replaced in a format of its name");
+        std::error_code error;
+        const fs::path real = fs::canonical(f.path, error);
+        if (error || files.insert(real).second) tasks.push_back({path, path});
     }
     return tasks;
 }
@@ -183,6 +207,18 @@ void checkTargets(const std::vector<Task>& tasks, const std::vector<Task>& mine,
     }
 }
 
+// A photograph in the place of the settings' name would be lost.
+void checkSavedSettings(const std::string& path) {
+    std::error_code error;
+    if (path.empty() || !fs::is_regular_file(path, error)) return;
+    try {
+        photo::Settings::load(path);
+    } catch (const Error& failure) {
+        if (failure.kind() != Error::Kind::input) throw;
+        throw Error(Error::Kind::input, path + ": is there already and holds no settings");
+    }
+}
+
 }  // namespace
 
 std::vector<Task> planTasks(const Options& options) {
@@ -194,22 +230,16 @@ std::vector<Task> planTasks(const Options& options) {
                         "-o takes one photograph, not " + std::to_string(found.size()) + "; -d takes many");
         tasks.push_back({found[0].path.string(), options.output});
     } else if (options.inPlace) {
-        for (const Found& f : found) tasks.push_back({f.path.string(), f.path.string()});
+        tasks = tasksInPlace(found, options);
     } else {
         tasks = tasksInFolder(found, options);
     }
     if (tasks.empty()) throw Error(Error::Kind::input, "no photographs were found");
-    if (options.inPlace)
-        for (const Task& task : tasks) {
-            std::error_code error;
-            const auto own = photo::writtenFormat(task.input);
-            if (!own || (options.format && *options.format != *own))
-                throw Error(Error::Kind::input, task.input + ": cannot be replaced in a format of its name");
-        }
     std::vector<Task> mine;
     for (std::size_t i = 0; i < tasks.size(); ++i)
         if (static_cast<int>(i % options.shards) == options.shard - 1) mine.push_back(tasks[i]);
     checkTargets(tasks, mine, options);
+    checkSavedSettings(options.saveSettings);
     return mine;
 }
 

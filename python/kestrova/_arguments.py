@@ -1,5 +1,7 @@
 """Checks of arguments that are made before the library is called."""
 
+import os
+
 
 def one_of(name, value, allowed):
     """`value`; ValueError unless it is one of `allowed`."""
@@ -20,3 +22,11 @@ def instance_of(kind, name, value):
     if not isinstance(value, kind):
         raise TypeError(f"{name}: expected {kind.__name__}, got {type(value).__name__}")
     return value
+
+
+def path_of(path):
+    """The path as bytes; ValueError if it holds a null byte, where the system would end it."""
+    encoded = os.fsencode(path)
+    if b"\0" in encoded:
+        raise ValueError(f"path: embedded null byte in {path!r}")
+    return encoded

@@ -1,10 +1,9 @@
 """Photographs: files, and what is made of them."""
 
-import os
 from typing import NamedTuple
 
 from . import _kestrova
-from ._arguments import at_least, instance_of, one_of
+from ._arguments import at_least, instance_of, one_of, path_of
 from ._settings import Settings
 
 
@@ -42,7 +41,7 @@ class Profile:
         elif isinstance(source, bytes):
             self._core = _kestrova.Profile.from_bytes(source)
         else:
-            self._core = _kestrova.Profile.from_file(os.fsencode(source))
+            self._core = _kestrova.Profile.from_file(path_of(source))
 
     @classmethod
     def _of(cls, core):
@@ -227,7 +226,7 @@ def open(path, *, preview=None, max_megapixels=400.0, max_memory=0, threads=None
     """
     if preview is not None:
         at_least(1, "preview", preview)
-    return Photograph._of(_kestrova.read(os.fsencode(path), preview or 0, max_megapixels, max_memory, threads))
+    return Photograph._of(_kestrova.read(path_of(path), preview or 0, max_megapixels, max_memory, threads))
 
 
 def has_photograph_name(path):
@@ -247,7 +246,7 @@ def has_photograph_name(path):
     >>> kestrova.has_photograph_name("DSC_0001.NEF"), kestrova.has_photograph_name("notes.txt")
     (True, False)
     """
-    return _kestrova.has_photograph_name(os.fsencode(path))
+    return _kestrova.has_photograph_name(path_of(path))
 
 
 class SavedFile(NamedTuple):
@@ -307,7 +306,7 @@ def save(
     sampling = _member("chroma", chroma, _kestrova.ChromaSampling)
     carried = _member("metadata", metadata, _kestrova.MetadataChoice)
     core = instance_of(Photograph, "photograph", photograph)._core
-    return SavedFile(*_kestrova.write(core, os.fsencode(path), kind, bits or 0, quality, sampling, carried, threads))
+    return SavedFile(*_kestrova.write(core, path_of(path), kind, bits or 0, quality, sampling, carried, threads))
 
 
 def develop(photograph, settings=None, *, bits=None, profile=None, progress=None, threads=None):

@@ -5,7 +5,7 @@ import os
 from dataclasses import dataclass, field, fields
 
 from . import _kestrova
-from ._arguments import one_of
+from ._arguments import one_of, path_of
 
 _RANGES = {name.replace("-", "_"): (least, most) for name, _, least, most, _ in _kestrova.sliders()}
 
@@ -287,7 +287,7 @@ class Settings(Adjustments):
         kestrova.Error
             Of kind "file", and as `from_json`.
         """
-        return cls.from_json(_kestrova.load_settings(os.fsencode(path)))
+        return cls.from_json(_kestrova.load_settings(path_of(path)))
 
     def save(self, path):
         """Write the settings to a file, which is replaced in one step.
@@ -301,7 +301,7 @@ class Settings(Adjustments):
         kestrova.Error
             Of kind "file", and as `to_json`.
         """
-        _kestrova.save_settings(self.to_json(), os.fsencode(path))
+        _kestrova.save_settings(self.to_json(), path_of(path))
 
 
 for _class in (Adjustments, Stroke, Layer, Settings):  # help() repeats the types otherwise, a screen full of "float"

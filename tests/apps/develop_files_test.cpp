@@ -77,6 +77,15 @@ TEST_F(DevelopFiles, ResultsInsideASearchedFolderAreNotDevelopedAgain) {
     EXPECT_EQ(again[0]["outcome"], "skipped");
 }
 
+TEST_F(DevelopFiles, LinksInACircleKeepNoFolderFromBeingSearched) {
+    make("in/a.png");
+    fs::create_symlink("circle", scratch / "in/circle");
+    fs::create_symlink("nowhere.jpg", scratch / "in/b.jpg");
+    const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_TRUE(fs::exists(scratch / "out/a.png"));
+}
+
 TEST_F(DevelopFiles, PresetsMayStandBeforeThePhotograph) {
     const std::string in = make("a.png");
     const ProgramRun run = runDevelop({"--preset", "natural", "--preset", "portrait", in, "-o", scratch / "b.png"});
@@ -119,6 +128,17 @@ TEST_F(DevelopFiles, OriginalsAreReplacedInPlaceAlone) {
     EXPECT_EQ(runDevelop({in, "--in-place", "--brightness", "0.3"}).code, 0);
     EXPECT_NE(bytesOf(in), original);
     EXPECT_EQ(scratch.names(), (Names{"a.png", "link.png"}));
+}
+
+TEST_F(DevelopFiles, APhotographThatLinksLeadToIsReplacedOnce) {
+    const std::string once = make("once.png"), file = make("in/b.png");
+    fs::create_symlink("b.png", scratch / "in/a.png");
+    ASSERT_EQ(runDevelop({"--in-place", once, "--brightness", "0.5"}).code, 0);
+    const ProgramRun run = runDevelop({"--in-place", scratch / "in", "--brightness", "0.5", "--json"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(linesOf(run.out).size(), 1u);
+    EXPECT_TRUE(fs::is_symlink(scratch / "in/a.png"));
+    EXPECT_TRUE(same(readPhotograph(file).pixels, readPhotograph(once).pixels));
 }
 
 TEST_F(DevelopFiles, ResultsThatAreThereStayUnlessTheyMayBeReplaced) {
@@ -268,6 +288,20 @@ TEST_F(DevelopFiles, AReportThatIsLostIsSaidOnceAllIsDone) {
     EXPECT_TRUE(fs::exists(scratch / "out/b.png"));
 }
 
+TEST_F(DevelopFiles, HelpThatIsLostIsSaid) {
+    for (const char* option : {"--help", "--version"}) {
+        const ProgramRun run = runDevelop({option}, {}, [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); });
+        EXPECT_EQ(run.code, 3);
+        EXPECT_EQ(run.err, "kestrova-develop: standard output: No space left on device\n");
+    }
+}
+
+TEST_F(DevelopFiles, AListThatCannotBeReadIsSaid) {
+    const ProgramRun run = runDevelop({"--list", scratch.path(), "-d", scratch / "out"});
+    EXPECT_EQ(run.code, 3);
+    EXPECT_EQ(run.err, "kestrova-develop: " + scratch.path() + ": cannot be read\n");
+}
+
 TEST_F(DevelopFiles, ReportsDoNotEndUpInResultsWhereStandardStreamsAreClosed) {
     for (int i = 0; i < 24; ++i) make("in/" + std::to_string(i) + ".png", 300, 200);
     const auto closeAll = [] {
@@ -309,6 +343,15 @@ TEST_F(DevelopFiles, NamesThatWouldMeetAreKeptApartOrRefused) {
     EXPECT_TRUE(fs::exists(scratch / "out/a.tif.png"));
 }
 
+TEST_F(DevelopFiles, FormatsOfManyBitsBecomeTiffWhateverTheCaseOfTheirNames) {
+    for (const char* name : {"a.exr", "b.EXR", "c.jp2", "d.JPX", "e.nef"}) make(name + std::string(".png"));
+    for (const char* name : {"a.exr", "b.EXR", "c.jp2", "d.JPX", "e.nef"})
+        fs::rename(scratch / (name + std::string(".png")), scratch / name);
+    const ProgramRun run = runDevelop({scratch.path(), "-d", scratch / "out", "--dry-run"});
+    for (const char* result : {"a.tif", "b.tif", "c.tif", "d.tif", "e.jpg"})
+        EXPECT_NE(run.out.find(scratch / "out" + '/' + result), std::string::npos) << result << '\n' << run.out;
+}
+
 TEST_F(DevelopFiles, SettingsAreSavedLoadedAndReadFromSidecars) {
     const std::string in = make("a.png");
     ASSERT_EQ(
@@ -321,6 +364,22 @@ TEST_F(DevelopFiles, SettingsAreSavedLoadedAndReadFromSidecars) {
     EXPECT_TRUE(same(one, readPhotograph(scratch / "2.png").pixels));
     EXPECT_TRUE(same(one, readPhotograph(scratch / "3.png").pixels));
     EXPECT_FALSE(same(one, readPhotograph(scratch / "4.png").pixels));
+}
+
+TEST_F(DevelopFiles, SavedSettingsReplaceSettingsAlone) {
+    const std::string in = make("a.png"), other = make("b.png"), saved = scratch / "s.json";
+    const auto before = bytesOf(other);
+    const ProgramRun run = runDevelop({"--save-settings", other, in, "-o", scratch / "c.png"});
+    EXPECT_EQ(run.code, 2);
+    EXPECT_EQ(run.err, "kestrova-develop: " + other + ": is there already and holds no settings\n");
+    EXPECT_EQ(bytesOf(other), before);
+    EXPECT_FALSE(fs::exists(scratch / "c.png"));
+    for (const char* medium : {"0.25", "0.5"}) {
+        EXPECT_EQ(
+            runDevelop({in, "-o", scratch / "c.png", "--overwrite", "--medium", medium, "--save-settings", saved}).code,
+            0);
+        EXPECT_EQ(Settings::load(saved).medium.midtones.strength, std::stof(medium));
+    }
 }
 
 TEST_F(DevelopFiles, ShardsOfAListMakeEveryPhotographOnceAndTheSame) {

@@ -57,6 +57,18 @@ TEST_F(DevelopFile, ObeysSettingsAndOptions) {
     EXPECT_LE(std::abs(p[0] - p[2]), 257);
 }
 
+TEST_F(DevelopFile, NamesThePhotographThatTakesTooMuchMemory) {
+    DevelopFileOptions options;
+    options.maxMemory = 200'000;  // enough to read it
+    try {
+        developFile(source, {}, scratch / "b.png", options);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.kind(), Error::Kind::memory);
+        EXPECT_EQ(std::string(error.what()).rfind(source + ": ", 0), 0u) << error.what();
+    }
+}
+
 TEST_F(DevelopFile, ComparesBesideThePhotographAsItWas) {
     DevelopFileOptions options;
     options.compare = true;

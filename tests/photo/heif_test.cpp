@@ -2,9 +2,12 @@
 #include <libheif/heif.h>
 
 #include <algorithm>
+#include <exiv2/exiv2.hpp>
 #include <memory>
 
+#include "photo/metadata.h"
 #include "photo/read.h"
+#include "photo/write.h"
 #include "tests/photo/files.h"
 
 namespace kestrova::photo {
@@ -32,6 +35,19 @@ Image imageOf(cv::Size size, const cv::Vec3b& rgb) {
             for (int c = 0; c < 3; ++c) plane[y * stride + 3 * x + c] = red ? (c == 0 ? 230 : 0) : rgb[c];
         }
     return image;
+}
+
+/// The camera "Kite", and an orientation, which in HEIF is a matter of the picture and not of its EXIF.
+std::vector<unsigned char> exifOfACamera() {
+    Exiv2::ExifData data;
+    data["Exif.Image.Model"] = "Kite";
+    data["Exif.Image.Orientation"] = std::uint16_t(6);
+    Exiv2::Blob tiff;
+    Exiv2::ExifParser::encode(tiff, Exiv2::littleEndian, data);
+    const std::string head("Exif\0\0", 6);
+    std::vector<unsigned char> exif(head.size() + tiff.size());
+    std::copy(tiff.begin(), tiff.end(), std::copy(head.begin(), head.end(), exif.begin()));
+    return exif;
 }
 
 /// A blue picture, and a green thumbnail if it has a size.
@@ -71,6 +87,9 @@ void writeHeif(const std::string& path, cv::Size size, cv::Size thumbnail, const
                   heif_error_Ok);
         heif_image_handle_release(small);
     }
+    const std::vector<unsigned char> exif = exifOfACamera();
+    ASSERT_EQ(heif_context_add_exif_metadata(context.get(), picture, exif.data(), static_cast<int>(exif.size())).code,
+              heif_error_Ok);
     heif_image_handle_release(picture);
     ASSERT_EQ(heif_context_write_to_file(context.get(), path.c_str()).code, heif_error_Ok);
 }
@@ -115,6 +134,21 @@ TEST(Heif, ThumbnailsAreTurnedLikeTheirPhotograph) {
             };
             EXPECT_EQ(isRed(preview.pixels), isRed(whole.pixels)) << x << ", " << y;
         }
+}
+
+TEST(Heif, MetadataIsCarriedAlong) {
+    const Scratch scratch;
+    const std::string path = scratch / "a.heic", written = scratch / "a.jpg";
+    writeHeif(path, {192, 128}, {});
+    const Photograph photograph = readPhotograph(path);
+    EXPECT_EQ(photograph.pixels.size(), cv::Size(192, 128));
+    ASSERT_TRUE(photograph.metadata);
+    EXPECT_EQ(photograph.metadata->text("Exif.Image.Model"), "Kite");
+    writePhotograph(photograph, written);
+    const auto metadata = Metadata::fromFile(written);
+    ASSERT_TRUE(metadata);
+    EXPECT_EQ(metadata->text("Exif.Image.Model"), "Kite");
+    EXPECT_EQ(metadata->text("Exif.Image.Orientation"), "1");
 }
 
 TEST(Heif, ProfilesByNumbersAreKnownOrSaid) {

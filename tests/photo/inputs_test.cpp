@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "photo/decode.h"
 #include "photo/read.h"
 #include "photo/write.h"
 #include "tests/photo/dng.h"
@@ -158,6 +159,22 @@ TEST(Inputs, CmykWithoutAProfileIsConvertedAloud) {
         EXPECT_EQ(p[3], 65535);
         ASSERT_EQ(read.notes.size(), 1u);
         EXPECT_EQ(read.notes[0], "CMYK without a profile was converted to sRGB by a plain formula");
+    }
+}
+
+TEST(Inputs, CmykWithAProfileThatDoesNotFitIsConvertedAloud) {
+    const std::vector<unsigned char> broken = {'n', 'o', 'n', 'e'};
+    for (const auto& icc : {broken, Profile::displayP3().bytes()}) {
+        cv::Mat pixels(1, 1, CV_16UC4, cv::Scalar(65535, 0, 0, 0));
+        std::vector<std::string> notes;
+        EXPECT_EQ(convertCmyk(pixels, icc, notes, 1), Profile::srgb());
+        EXPECT_EQ(pixels.at<cv::Vec4w>(0, 0), cv::Vec4w(65535, 65535, 0, 65535));
+        ASSERT_EQ(notes.size(), 1u);
+        EXPECT_EQ(notes[0],
+                  icc == broken
+                      ? "the file's profile is not a colour profile; CMYK was converted to sRGB by a plain formula"
+                      : "the file's profile \"Display P3\" is not for CMYK, which was converted to sRGB by a "
+                        "plain formula");
     }
 }
 

@@ -163,6 +163,22 @@ TEST_P(MetadataFiles, CarryTheKey) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, MetadataFiles, testing::Values("a.jpg", "a.png", "a.tif", "a.webp"));
 
+TEST(Metadata, OfHowTheColoursOfAJpegLieIsNotMissedInATiff) {
+    const Scratch scratch;
+    writePhotograph(colourful(40, 30), scratch / "a.jpg");
+    {
+        const auto image = Exiv2::ImageFactory::open(scratch / "a.jpg");
+        image->readMetadata();
+        image->exifData()["Exif.Image.YCbCrPositioning"] = std::uint16_t(2);
+        image->writeMetadata();
+    }
+    const Photograph read = readPhotograph(scratch / "a.jpg");
+    EXPECT_EQ(writePhotograph(read, scratch / "a.tif").notes, std::vector<std::string>());
+    EXPECT_EQ(tagsOf(scratch / "a.tif").count("Exif.Image.YCbCrPositioning"), 0u);
+    writePhotograph(read, scratch / "b.jpg");
+    EXPECT_EQ(tagsOf(scratch / "b.jpg").count("Exif.Image.YCbCrPositioning"), 1u);
+}
+
 TEST(Metadata, PassesThroughEveryFormatAndBack) {
     const Scratch scratch;
     writePhotograph(colourful(40, 30), scratch / "0.jpg");

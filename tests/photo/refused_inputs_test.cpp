@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
+#include <tiffio.h>
 
 #include <atomic>
+#include <cstring>
+#include <limits>
 #include <random>
 
 #include "photo/error.h"
@@ -113,6 +116,52 @@ TEST(Inputs, OfAFewBytesThatDeclareHundredsOfMegapixelsAreRefused) {
     EXPECT_EQ(kindOfReading(scratch / "a.jpg", "megapixels"), Error::Kind::input);
 }
 
+// A TIFF of 60 x 40 whose pixels are one strip, or one tile of that side.
+void writeTiff(const std::string& path, std::uint32_t tileSide) {
+    constexpr int kWidth = 60, kHeight = 40;
+    TIFF* tiff = TIFFOpen(path.c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kWidth);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kHeight);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    if (tileSide) {
+        TIFFSetField(tiff, TIFFTAG_TILEWIDTH, tileSide);
+        TIFFSetField(tiff, TIFFTAG_TILELENGTH, tileSide);
+        std::vector<std::uint8_t> some(1000);
+        TIFFWriteRawTile(tiff, 0, some.data(), static_cast<tmsize_t>(some.size()));
+    } else {
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, kHeight);
+        std::vector<std::uint8_t> all(kWidth * kHeight * 3, 99);
+        TIFFWriteEncodedStrip(tiff, 0, all.data(), static_cast<tmsize_t>(all.size()));
+    }
+    TIFFClose(tiff);
+}
+
+TEST(Inputs, OfTilesThatAreLargerThanAnyPictureAreRefused) {
+    const Scratch scratch;
+    writeTiff(scratch / "a.tif", 60000);
+    EXPECT_EQ(kindOfReading(scratch / "a.tif", "declares 3600 megapixels"), Error::Kind::input);
+}
+
+TEST(Inputs, OfOneLargeStripThatEndsEarlyAreRefused) {
+    const Scratch scratch;
+    writeTiff(scratch / "a.tif", 0);
+    const auto whole = bytesOf(scratch / "a.tif");
+    readPhotograph(scratch / "a.tif");
+    // The strip comes first and the directory last: the strip is moved to the end, where some of it is missing.
+    auto moved = whole;
+    const auto place = static_cast<std::uint32_t>(whole.size() - 5000);
+    for (std::size_t at = whole.size() - 4 - 12; at > 8; --at)
+        if (moved[at] == 0x11 && moved[at + 1] == 0x01 && moved[at + 2] == 4) {  // StripOffsets, a long
+            std::memcpy(moved.data() + at + 8, &place, sizeof place);
+            break;
+        }
+    writeBytes(scratch / "a.tif", moved);
+    EXPECT_EQ(kindOfReading(scratch / "a.tif", ""), Error::Kind::input);
+}
+
 TEST(Inputs, OverTheLimitsAreRefused) {
     const Scratch scratch;
     writePhotograph(colourful(1000, 1000), scratch / "a.jpg");
@@ -126,6 +175,20 @@ TEST(Inputs, OverTheLimitsAreRefused) {
               Error::Kind::memory);
     options.maxMemory = 16'000'000;
     readPhotograph(scratch / "a.jpg", options);
+}
+
+TEST(Inputs, MeetEveryLimitThatIsNoOrdinaryNumber) {
+    const Scratch scratch;
+    writePhotograph(colourful(8, 8), scratch / "a.png");
+    ReadOptions options;
+    options.maxMegapixels = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "more than the limit of nan megapixels", options), Error::Kind::input);
+    options.maxMegapixels = std::numeric_limits<double>::infinity();
+    readPhotograph(scratch / "a.png", options);
+    auto png = bytesOf(scratch / "a.png");
+    png[16] = png[20] = 0x7f;
+    writeBytes(scratch / "a.png", png);
+    EXPECT_EQ(kindOfReading(scratch / "a.png", "more than the limit of inf megapixels", options), Error::Kind::input);
 }
 
 TEST(Inputs, ThatAreNoPhotographsSayWhy) {

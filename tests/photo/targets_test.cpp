@@ -1,15 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdarg>
+#include <cstring>
 #include <thread>
 
 #include "photo/error.h"
@@ -68,6 +72,34 @@ TEST(Targets, AreReplacedWithTheirModeKept) {
     EXPECT_EQ(modeOf(path) & 07777, 0640u);
     EXPECT_TRUE(same(readPhotograph(path).pixels, photograph.pixels));
     EXPECT_EQ(scratch.names(), Names{"a.png"});
+}
+
+TEST(Targets, AreReplacedWithTheNotesBesideThemKept) {
+    const Scratch scratch;
+    const std::string path = scratch / "a.png";
+    writePhotograph(colourful(30, 20), path);
+    if (::setxattr(path.c_str(), "user.xdg.tags", "sea", 3, 0) != 0) GTEST_SKIP() << "no attributes here";
+    ASSERT_EQ(::setxattr(path.c_str(), "user.baloo.rating", "8", 1, 0), 0);
+    // Entries of version 2: rw- for the owner, r-- for user 1234, none for the group, mask r--, none for others.
+    const std::uint32_t none = 0xffffffff;
+    const struct {
+        std::uint32_t version = 2;
+        struct {
+            std::uint16_t tag, permissions;
+            std::uint32_t id;
+        } entries[5];
+    } list = {2, {{1, 6, none}, {2, 4, 1234}, {4, 0, none}, {16, 4, none}, {32, 0, none}}};
+    const bool lists = ::setxattr(path.c_str(), "system.posix_acl_access", &list, sizeof list, 0) == 0;
+    writePhotograph(colourful(20, 30), path);
+    char value[64] = {};
+    EXPECT_EQ(::getxattr(path.c_str(), "user.xdg.tags", value, sizeof value), 3);
+    EXPECT_STREQ(value, "sea");
+    EXPECT_EQ(::getxattr(path.c_str(), "user.baloo.rating", value, sizeof value), 1);
+    if (lists) {
+        ASSERT_EQ(::getxattr(path.c_str(), "system.posix_acl_access", value, sizeof value), ssize_t(sizeof list));
+        EXPECT_EQ(std::memcmp(value, &list, sizeof list), 0);
+        EXPECT_EQ(modeOf(path) & 07777, 0640u);
+    }
 }
 
 TEST(Targets, ThatAreNewObeyTheUmask) {
@@ -165,6 +197,30 @@ TEST(Targets, OfWritersThatAreKilledAreOldOrNewAndNothingIsLeft) {
     }
     // A kill between the naming and the replacing, some microseconds, leaves one.
     EXPECT_LE(scratch.names().size(), 2u);
+}
+
+TEST(Targets, AreWrittenWithoutProc) {
+    const Scratch scratch;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0 || ::mount("none", "/proc", "tmpfs", 0, nullptr) != 0)
+            ::_exit(77);
+        WriteOptions options;
+        options.threads = 1;
+        try {
+            writePhotograph(colourful(30, 20), scratch / "a.png", options);
+            writePhotograph(colourful(20, 30), scratch / "a.png", options);
+        } catch (const Error&) {
+            ::_exit(1);
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) GTEST_SKIP() << "no mounts of its own for a test";
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(scratch.names(), Names{"a.png"});
+    EXPECT_EQ(readPhotograph(scratch / "a.png").pixels.size(), cv::Size(20, 30));
 }
 
 TEST(Targets, AreReplacedWithoutLitterWhereFilesMustHaveNamesToo) {

@@ -33,6 +33,22 @@ def test_open_reads_the_pixels_that_opencv_reads(photograph):
     np.testing.assert_array_equal(kestrova.open(photograph).pixels[..., :3] // 257, cv2.imread(str(photograph)))
 
 
+def test_a_path_does_not_end_at_a_null_byte(noise, tmp_path):
+    kestrova.save(noise, tmp_path / "a.png")
+    before = (tmp_path / "a.png").read_bytes()
+    path = f"{tmp_path}/a.png\0.jpg"
+    for call in (
+        lambda: kestrova.open(path),
+        lambda: kestrova.save(noise, path),
+        lambda: kestrova.Settings().save(path),
+        lambda: kestrova.Settings.load(path),
+        lambda: kestrova.Profile(path),
+    ):
+        with pytest.raises(ValueError, match="null byte"):
+            call()
+    assert (tmp_path / "a.png").read_bytes() == before
+
+
 def test_a_preview_is_smaller():
     preview = kestrova.open(PHOTOS / "dandelion_5312x2988.jpg", preview=400)
     assert 400 <= max(preview.shape) < 800

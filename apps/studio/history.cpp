@@ -1,12 +1,13 @@
 #include "studio/history.h"
 
+#include <QFile>
+#include <QSaveFile>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "photo/error.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -105,13 +106,16 @@ std::string Journal::linesFor(const History& history, bool& append) {
 void Journal::write(const History& history) {
     bool append = false;
     const std::string lines = linesFor(history, append);
-    std::ofstream file(m_path, append ? std::ios::app : std::ios::trunc);
-    file << lines;
-    file.flush();
-    if (!file) {
-        m_written = {};
-        throw photo::Error(photo::Error::Kind::file, m_path + ": " + std::strerror(errno));
-    }
+    QFile old(fileName(m_path));
+    QSaveFile anew(old.fileName());  // in place of the one that is there once it is whole
+    QFileDevice& file = append ? static_cast<QFileDevice&>(old) : anew;
+    const bool written =
+        file.open(append ? QIODevice::Append : QIODevice::WriteOnly) &&
+        file.write(lines.data(), static_cast<qint64>(lines.size())) == static_cast<qint64>(lines.size()) &&
+        file.flush() && (append || anew.commit());
+    if (written) return;
+    m_written = {};
+    throw photo::Error(photo::Error::Kind::file, m_path + ": " + file.errorString().toStdString());
 }
 
 }  // namespace kestrova::studio

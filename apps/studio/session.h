@@ -123,6 +123,7 @@ private:
     void setMask(int layer, const QString& text, const photo::Mask& mask);
 
     // session_paste.cpp
+    void startPaste(const std::string& photograph, const SettingsPtr& from);
     void takePaste(const std::string& photograph, const SettingsPtr& from, const std::optional<History>& history);
     bool pasteWaiting(const std::string& photograph, History& history);
     void finishPastes();

@@ -92,9 +92,9 @@ void MainWindow::makeEditMenu() {
     connect(reset, &QAction::triggered, this, &MainWindow::resetAll);
     menu->addSeparator();
     QAction* left = addAction(menu, tr("Rotate &left"), tr("Ctrl+L"), tr("Turns by a quarter"));
-    connect(left, &QAction::triggered, this, [this] { m_session->rotate(-1); });
+    connect(left, &QAction::triggered, this, [this] { rotate(-1); });
     QAction* right = addAction(menu, tr("Rotate &right"), tr("Ctrl+R"), tr("Turns by a quarter"));
-    connect(right, &QAction::triggered, this, [this] { m_session->rotate(1); });
+    connect(right, &QAction::triggered, this, [this] { rotate(1); });
     menu->addSeparator();
     QMenu* filters = menu->addMenu(tr("Detail &filter"));
     m_filters = new QActionGroup(this);
@@ -110,6 +110,7 @@ void MainWindow::makeEditMenu() {
         m_needPhotograph << filter;
     }
     connect(m_filters, &QActionGroup::triggered, this, [this](QAction* filter) {
+        finishGestures();
         m_session->setFilter(static_cast<photo::DetailFilter>(filter->data().toInt()));
     });
     m_needPhotograph << copy << paste << reset << left << right;
@@ -141,6 +142,11 @@ void MainWindow::enableActions() {
 void MainWindow::finishGestures() {
     for (SliderPanel* panel : m_sliderPanels) panel->finishGestures();
     m_session->endGesture();
+}
+
+void MainWindow::rotate(int quarters) {
+    finishGestures();
+    m_session->rotate(quarters);
 }
 
 void MainWindow::resetAll() {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QComboBox>
 #include <QDockWidget>
 #include <QPainter>
 #include <QScreen>
@@ -9,6 +10,7 @@
 #include <QToolButton>
 #include <QUndoView>
 
+#include "studio/crop_bar.h"
 #include "studio/crop_box.h"
 #include "studio/crop_tool.h"
 #include "studio/message_bar.h"
@@ -130,6 +132,62 @@ TEST_F(WindowTest, TheCropsHandlesAreWholeAndAsLargeAndNearOnADenseScreen) {
     action("Crop")->trigger();
     settle();
     EXPECT_GE(window->view()->transform().toView(QPointF(0, 0)).y(), tool.margin());
+}
+
+TEST_F(WindowTest, TheOriginalRatioIsThatOfThePhotographThatIsOpenAsItIsTurned) {
+    open(photograph());
+    action("Crop")->trigger();
+    QComboBox* ratios = window->m_cropBar->ratios();
+    ratios->setCurrentIndex(ratios->findText("Original"));
+    emit ratios->activated(ratios->currentIndex());
+    EXPECT_EQ(window->m_crop->ratio(), 1);
+    open(photograph("dandelion_768x512.png"));
+    EXPECT_EQ(window->m_crop->ratio(), 1.5);
+    action("Rotate right")->trigger();
+    EXPECT_EQ(window->m_crop->ratio(), 1 / 1.5);
+    EXPECT_EQ(window->session()->settings().crop, photo::Crop()) << "what is cropped stays";
+}
+
+TEST_F(WindowTest, AStepBackEndsADragOfTheCrop) {
+    open(photograph());
+    action("Crop")->trigger();
+    settle();
+    PhotoView* view = window->view();
+    const auto at = [&](double x, double y) { return view->transform().toView(QPointF(x, y)).toPoint(); };
+    QTest::mousePress(view, Qt::LeftButton, {}, at(0, 0));
+    moveMouse(at(100, 50));
+    action("Undo")->trigger();
+    moveMouse(at(150, 80));
+    moveMouse(at(200, 100));
+    QTest::mouseRelease(view, Qt::LeftButton, {}, at(200, 100));
+    EXPECT_EQ(window->session()->settings(), photo::Settings());
+    EXPECT_EQ(window->session()->history()->count(), 1) << "which can be redone";
+}
+
+TEST_F(WindowTest, ALineThatIsDrawnWhileAnotherPhotographIsOpenedStraightensNothing) {
+    open(photograph());
+    action("Straighten")->trigger();
+    QTest::mousePress(window->view(), Qt::LeftButton, {}, middle() - QPoint(100, 10));
+    moveMouse(middle() + QPoint(100, 10));
+    open(photograph("u76c0g_bliznaca_srgb8.png"));
+    QTest::mouseRelease(window->view(), Qt::LeftButton, {}, middle() + QPoint(100, 10));
+    EXPECT_EQ(window->session()->settings(), photo::Settings());
+}
+
+TEST_F(WindowTest, AnotherButtonOfTheMouseEndsNoStroke) {
+    open(photograph());
+    action("Brush")->trigger();
+    PhotoView* view = window->view();
+    const auto release = [&](Qt::MouseButton button, Qt::MouseButtons left) {
+        QMouseEvent event(QEvent::MouseButtonRelease, middle(), view->mapToGlobal(QPointF(middle())), button, left, {});
+        QCoreApplication::sendEvent(view, &event);
+    };
+    QTest::mousePress(view, Qt::LeftButton, {}, middle());
+    release(Qt::RightButton, Qt::LeftButton);
+    moveMouse(middle() + QPoint(60, 0));
+    release(Qt::LeftButton, Qt::NoButton);
+    moveMouse(middle() + QPoint(120, 0));
+    EXPECT_EQ(window->session()->settings().layers.at(0).mask.strokes.at(0).points.size(), 2u);
 }
 
 TEST_F(WindowTest, TheFirstTimeItFitsOnTheScreen) {

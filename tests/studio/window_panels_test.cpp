@@ -190,6 +190,20 @@ TEST_F(WindowTest, AnotherButtonOfTheMouseEndsNoStroke) {
     EXPECT_EQ(window->session()->settings().layers.at(0).mask.strokes.at(0).points.size(), 2u);
 }
 
+TEST_F(WindowTest, FullScreenEndsInTheWindowThatWasThereAndIsNotRemembered) {
+    window->showMaximized();
+    action("Full screen")->trigger();
+    EXPECT_TRUE(window->isFullScreen());
+    action("Full screen")->trigger();
+    EXPECT_FALSE(window->isFullScreen());
+    EXPECT_TRUE(window->isMaximized());
+    action("Full screen")->trigger();
+    ASSERT_TRUE(window->close());
+    window = std::make_unique<MainWindow>();
+    window->show();
+    EXPECT_FALSE(window->isFullScreen());
+}
+
 TEST_F(WindowTest, TheFirstTimeItFitsOnTheScreen) {
     QSettings().remove("window/geometry");
     const MainWindow first;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "photo/error.h"
 #include "studio/widgets/pixels.h"
@@ -52,7 +53,7 @@ void readLine(const json& line, History& history, json& last) {
         history.texts.resize(static_cast<qsizetype>(keep) - 1);
         last = jsonOf(*history.states.back());
     } else if (line.contains("step")) {
-        last = last.patch(line.at("patch"));
+        last.patch_inplace(line.at("patch"));
         const auto state = std::make_shared<const photo::Settings>(photo::Settings::fromJson(last.dump()));
         history.texts << QString::fromStdString(line.at("step").get<std::string>());
         history.states.push_back(state);
@@ -92,9 +93,13 @@ std::string Journal::linesFor(const History& history, bool& append) {
         line({{"base", jsonOf(*history.states.front())}});
         same = 1;
     }
-    for (std::size_t i = same; i < history.states.size(); ++i)
+    json before = same < history.states.size() ? jsonOf(*history.states[same - 1]) : json();
+    for (std::size_t i = same; i < history.states.size(); ++i) {
+        json after = jsonOf(*history.states[i]);
         line({{"step", history.texts[static_cast<qsizetype>(i) - 1].toStdString()},
-              {"patch", json::diff(jsonOf(*history.states[i - 1]), jsonOf(*history.states[i]))}});
+              {"patch", json::diff(before, after)}});
+        before = std::move(after);
+    }
     line({{"at", static_cast<int>(offset) + history.index}});
 
     if (!append) m_written = {};

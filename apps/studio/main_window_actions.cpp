@@ -83,6 +83,9 @@ void MainWindow::makeEditMenu() {
     QUndoStack* history = m_session->history();
     connect(history, &QUndoStack::indexChanged, this, &MainWindow::enableActions);
     menu->addSeparator();
+    QAction* all = addAction(menu, tr("&Select all photographs"), QKeySequence::SelectAll,
+                             tr("Those of the strip, to export them or to paste settings"));
+    connect(all, &QAction::triggered, m_strip, &FilmStrip::selectAll);
     QAction* copy = addAction(menu, tr("&Copy settings"), tr("Ctrl+Shift+C"), tr("For other photographs"));
     connect(copy, &QAction::triggered, this, &MainWindow::copySettings);
     QAction* paste = addAction(menu, tr("&Paste settings"), tr("Ctrl+Shift+V"),
@@ -113,7 +116,7 @@ void MainWindow::makeEditMenu() {
         finishGestures();
         m_session->setFilter(static_cast<photo::DetailFilter>(filter->data().toInt()));
     });
-    m_needPhotograph << copy << paste << reset << left << right;
+    m_needPhotograph << all << copy << paste << reset << left << right;
     for (QAction* action : {m_undo, m_redo, left, right}) m_toolBar->addAction(action);
     m_toolBar->addSeparator();
 }

@@ -48,6 +48,16 @@ TEST_F(WindowTest, SettingsArePastedToAllPhotographsThatAreSelected) {
     EXPECT_EQ(photo::bytesOf(photo::Settings::sidecarOf(third)).size(), 1u) << "what cannot be read is left";
 }
 
+TEST_F(WindowTest, AllPhotographsOfTheStripAreSelectedByKey) {
+    const std::string first = photograph();
+    photograph("u76c0g_bliznaca_srgb8.png");
+    open(first);
+    EXPECT_EQ(action("Select all")->shortcut(), QKeySequence(QKeySequence::SelectAll));
+    action("Select all")->trigger();
+    EXPECT_EQ(window->strip()->selectedPaths().size(), 2);
+    EXPECT_EQ(window->session()->path(), first) << "stays open";
+}
+
 TEST_F(WindowTest, ASidecarThatCannotBeReadIsExplainedWithDetailsOnDemand) {
     const std::string path = photograph();
     photo::writeBytes(photo::Settings::sidecarOf(path), {'{', '"', 'x'});

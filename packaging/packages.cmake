@@ -86,7 +86,8 @@ if(TARGET kestrova-develop)
 endif()
 
 if(TARGET kestrova-studio)
-  debian_package(studio kestrova-studio graphics DEPENDS "libkestrova-photo0 ${this}" DESCRIPTION
+  debian_package(studio kestrova-studio graphics DEPENDS "libkestrova-photo0 ${this}"
+    SUGGESTS qt6-translations-l10n DESCRIPTION
     "develop photographs in a window"
     "kestrova-studio shows a photograph while its light, detail, colour and noise"
     "change, paints masks for local adjustments, and exports many photographs with"

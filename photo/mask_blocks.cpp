@@ -1,7 +1,5 @@
 #include "photo/mask_blocks.h"
 
-#include <algorithm>
-
 namespace kestrova::photo {
 
 namespace {
@@ -26,13 +24,15 @@ void MaskBlocks::keep(const cv::Mat& mask, const cv::Rect& part) {
             if (isKept) continue;
             isKept = true;
             Block block{cv::Rect(bx * kSide, by * kSide, kSide, kSide) & whole, {}};
-            block.pixels.reserve(static_cast<std::size_t>(block.area.area()));
-            for (int y = block.area.y; y < block.area.br().y; ++y) {
-                const uchar* row = mask.ptr(y) + block.area.x;
-                block.pixels.insert(block.pixels.end(), row, row + block.area.width);
+            const cv::Mat area = mask(block.area);
+            const uchar first = area.at<uchar>(0, 0);
+            if (cv::countNonZero(area != first) == 0) {
+                block.pixels = {first};
+            } else {
+                block.pixels.reserve(area.total());
+                for (int y = 0; y < area.rows; ++y)
+                    block.pixels.insert(block.pixels.end(), area.ptr(y), area.ptr(y) + area.cols);
             }
-            const auto isFirst = [first = block.pixels[0]](uchar v) { return v == first; };
-            if (std::all_of(block.pixels.begin(), block.pixels.end(), isFirst)) block.pixels = {block.pixels[0]};
             m_bytes += sizeof(Block) + block.pixels.size();
             m_blocks.push_back(std::move(block));
         }

@@ -76,12 +76,20 @@ CropBar::CropBar(Session* session, CropTool* tool, QWidget* parent)
     hide();
 }
 
-void CropBar::setPhotographSize(const QSizeF& size) { m_size = size; }
+void CropBar::setPhotographSize(const QSizeF& size) {
+    m_size = size;
+    m_tool->setRatio(ratio());
+}
 
-void CropBar::applyRatio() {
+double CropBar::ratio() const {
     double ratio = m_ratios->currentData().toDouble();
     if (ratio == kOriginal) ratio = m_size.isEmpty() ? kFree : m_size.width() / m_size.height();
-    m_tool->setRatio(ratio > 0 && m_turn->isChecked() ? 1 / ratio : ratio);
+    return ratio > 0 && m_turn->isChecked() ? 1 / ratio : ratio;
+}
+
+void CropBar::applyRatio() {
+    m_tool->setRatio(ratio());
+    m_tool->fitToRatio();
 }
 
 void CropBar::refresh() {

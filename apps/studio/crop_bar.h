@@ -11,7 +11,7 @@ namespace kestrova::studio {
 class CropTool;
 class Session;
 
-/// What goes with the crop: ratio, angle, quarters.
+/// What goes with the crop: ratio and angle.
 class CropBar : public QWidget {
     Q_OBJECT
 
@@ -27,6 +27,7 @@ signals:
     void done();
 
 private:
+    double ratio() const;
     void applyRatio();
     void refresh();
 

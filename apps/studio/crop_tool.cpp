@@ -36,10 +36,8 @@ void CropTool::setBox(const QRectF& box) {
         {x, y, std::min(box.width() / m_frame.width(), 1 - x), std::min(box.height() / m_frame.height(), 1 - y)});
 }
 
-void CropTool::setRatio(double ratio) {
-    m_ratio = ratio;
-    if (ratio > 0) setBox(boxOfRatio(box(), ratio, bounds()));
-    emit changed();
+void CropTool::fitToRatio() {
+    if (m_ratio > 0) setBox(boxOfRatio(box(), m_ratio, bounds()));
 }
 
 void CropTool::reset() { m_session->setCrop({}); }
@@ -79,10 +77,12 @@ void CropTool::press(const Pointer& pointer, const ViewTransform& transform) {
     m_sides = sidesAt(pointer.place, transform);
     m_drag = m_sides || !m_from.contains(pointer.place) ? Drag::sides : Drag::move;
     m_session->beginGesture();
+    m_gesture = m_session->gesture();
 }
 
 void CropTool::drag(const Pointer& pointer, const ViewTransform&) {
     if (m_drag == Drag::none || m_frame.isEmpty()) return;
+    if (m_session->gesture() != m_gesture) return;  // a step back, or another photograph, has ended it
     if (m_drag == Drag::move) {
         setBox(movedBox(m_from, pointer.place - m_pressed, bounds()));
         return;
@@ -107,7 +107,7 @@ void CropTool::drag(const Pointer& pointer, const ViewTransform&) {
 void CropTool::release() {
     if (m_drag == Drag::none) return;
     m_drag = Drag::none;
-    m_session->endGesture();
+    if (m_session->gesture() == m_gesture) m_session->endGesture();
 }
 
 void CropTool::paint(QPainter& painter, const ViewTransform& transform, const QPointF*) const {

@@ -16,8 +16,10 @@ class CropTool : public Tool {
 public:
     explicit CropTool(Session* session, QObject* parent = nullptr);
 
-    /// Width to height in pixels; 0 for any. A crop of another ratio is fitted at once.
-    void setRatio(double ratio);
+    /// Width to height in pixels, of the crops to come; 0 for any.
+    void setRatio(double ratio) { m_ratio = ratio; }
+    /// Fits a crop of another ratio.
+    void fitToRatio();
     double ratio() const { return m_ratio; }
     void setFrame(const QSizeF& pixels) { m_frame = pixels; }
     void reset();
@@ -42,6 +44,7 @@ private:
     double m_ratio = 0;
     Drag m_drag = Drag::none;
     int m_sides = 0;
+    int m_gesture = 0;
     QRectF m_from;
     QPointF m_pressed;
 };

@@ -1,12 +1,14 @@
 #include "studio/history.h"
 
+#include <QFile>
+#include <QSaveFile>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "photo/error.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -51,7 +53,7 @@ void readLine(const json& line, History& history, json& last) {
         history.texts.resize(static_cast<qsizetype>(keep) - 1);
         last = jsonOf(*history.states.back());
     } else if (line.contains("step")) {
-        last = last.patch(line.at("patch"));
+        last.patch_inplace(line.at("patch"));
         const auto state = std::make_shared<const photo::Settings>(photo::Settings::fromJson(last.dump()));
         history.texts << QString::fromStdString(line.at("step").get<std::string>());
         history.states.push_back(state);
@@ -91,9 +93,13 @@ std::string Journal::linesFor(const History& history, bool& append) {
         line({{"base", jsonOf(*history.states.front())}});
         same = 1;
     }
-    for (std::size_t i = same; i < history.states.size(); ++i)
+    json before = same < history.states.size() ? jsonOf(*history.states[same - 1]) : json();
+    for (std::size_t i = same; i < history.states.size(); ++i) {
+        json after = jsonOf(*history.states[i]);
         line({{"step", history.texts[static_cast<qsizetype>(i) - 1].toStdString()},
-              {"patch", json::diff(jsonOf(*history.states[i - 1]), jsonOf(*history.states[i]))}});
+              {"patch", json::diff(before, after)}});
+        before = std::move(after);
+    }
     line({{"at", static_cast<int>(offset) + history.index}});
 
     if (!append) m_written = {};
@@ -105,13 +111,16 @@ std::string Journal::linesFor(const History& history, bool& append) {
 void Journal::write(const History& history) {
     bool append = false;
     const std::string lines = linesFor(history, append);
-    std::ofstream file(m_path, append ? std::ios::app : std::ios::trunc);
-    file << lines;
-    file.flush();
-    if (!file) {
-        m_written = {};
-        throw photo::Error(photo::Error::Kind::file, m_path + ": " + std::strerror(errno));
-    }
+    QFile old(fileName(m_path));
+    QSaveFile anew(old.fileName());  // in place of the one that is there once it is whole
+    QFileDevice& file = append ? static_cast<QFileDevice&>(old) : anew;
+    const bool written =
+        file.open(append ? QIODevice::Append : QIODevice::WriteOnly) &&
+        file.write(lines.data(), static_cast<qint64>(lines.size())) == static_cast<qint64>(lines.size()) &&
+        file.flush() && (append || anew.commit());
+    if (written) return;
+    m_written = {};
+    throw photo::Error(photo::Error::Kind::file, m_path + ": " + file.errorString().toStdString());
 }
 
 }  // namespace kestrova::studio

@@ -1,7 +1,6 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFileInfo>
-#include <QIcon>
 #include <QSettings>
 #include <QTimer>
 #include <cstdio>
@@ -44,9 +43,7 @@ int main(int argc, char** argv) {
     QApplication::setOrganizationName("kestrova");
     QApplication::setApplicationVersion(KESTROVA_VERSION);
     QApplication::setDesktopFileName("org.kestrova.studio");
-    QIcon icon;
-    for (int size : {16, 32, 48, 128, 256}) icon.addFile(QStringLiteral(":/kestrova-studio/icon-%1.png").arg(size));
-    QApplication::setWindowIcon(icon);
+    QApplication::setWindowIcon(kestrova::studio::studioIcon());
 
     const kestrova::studio::Translations translations;
     QCommandLineParser parser;

@@ -161,6 +161,7 @@ void MainWindow::makePanels() {
 void MainWindow::makeStatusBar() {
     m_pixel = new QLabel;
     m_zoom = new QLabel;
+    m_zoom->setContentsMargins(0, 0, 6, 0);  // from the edge of a screen that the window fills
     m_progress = new QProgressBar;
     m_progress->setMaximumWidth(160);
     m_progress->setRange(0, 1000);

@@ -94,6 +94,7 @@ private:
     QAction* addAction(QMenu* menu, const QString& text, const QKeySequence& keys, const QString& tip);
     void enableActions();
     void finishGestures();
+    void rotate(int quarters);
     void resetAll();
     void showShortcuts();
     void about();

@@ -83,6 +83,9 @@ void MainWindow::makeEditMenu() {
     QUndoStack* history = m_session->history();
     connect(history, &QUndoStack::indexChanged, this, &MainWindow::enableActions);
     menu->addSeparator();
+    QAction* all = addAction(menu, tr("&Select all photographs"), QKeySequence::SelectAll,
+                             tr("Those of the strip, to export them or to paste settings"));
+    connect(all, &QAction::triggered, m_strip, &FilmStrip::selectAll);
     QAction* copy = addAction(menu, tr("&Copy settings"), tr("Ctrl+Shift+C"), tr("For other photographs"));
     connect(copy, &QAction::triggered, this, &MainWindow::copySettings);
     QAction* paste = addAction(menu, tr("&Paste settings"), tr("Ctrl+Shift+V"),
@@ -92,9 +95,9 @@ void MainWindow::makeEditMenu() {
     connect(reset, &QAction::triggered, this, &MainWindow::resetAll);
     menu->addSeparator();
     QAction* left = addAction(menu, tr("Rotate &left"), tr("Ctrl+L"), tr("Turns by a quarter"));
-    connect(left, &QAction::triggered, this, [this] { m_session->rotate(-1); });
+    connect(left, &QAction::triggered, this, [this] { rotate(-1); });
     QAction* right = addAction(menu, tr("Rotate &right"), tr("Ctrl+R"), tr("Turns by a quarter"));
-    connect(right, &QAction::triggered, this, [this] { m_session->rotate(1); });
+    connect(right, &QAction::triggered, this, [this] { rotate(1); });
     menu->addSeparator();
     QMenu* filters = menu->addMenu(tr("Detail &filter"));
     m_filters = new QActionGroup(this);
@@ -110,9 +113,10 @@ void MainWindow::makeEditMenu() {
         m_needPhotograph << filter;
     }
     connect(m_filters, &QActionGroup::triggered, this, [this](QAction* filter) {
+        finishGestures();
         m_session->setFilter(static_cast<photo::DetailFilter>(filter->data().toInt()));
     });
-    m_needPhotograph << copy << paste << reset << left << right;
+    m_needPhotograph << all << copy << paste << reset << left << right;
     for (QAction* action : {m_undo, m_redo, left, right}) m_toolBar->addAction(action);
     m_toolBar->addSeparator();
 }
@@ -141,6 +145,11 @@ void MainWindow::enableActions() {
 void MainWindow::finishGestures() {
     for (SliderPanel* panel : m_sliderPanels) panel->finishGestures();
     m_session->endGesture();
+}
+
+void MainWindow::rotate(int quarters) {
+    finishGestures();
+    m_session->rotate(quarters);
 }
 
 void MainWindow::resetAll() {

@@ -1,4 +1,5 @@
 #include <QClipboard>
+#include <QDockWidget>
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -26,8 +27,6 @@
 #include "studio/widgets/preset_strip.h"
 #include "studio/widgets/screen_profile.h"
 #include "studio/widgets/thumbnail_model.h"
-
-#include <QDockWidget>
 
 namespace kestrova::studio {
 
@@ -68,7 +67,7 @@ void MainWindow::list(const QStringList& places, const QString& opened) {
                 m_strip->setCurrentPath(fileName(m_session->path()));
                 prefetchNext();
             }
-            for (const QString& folder : empty) m_messages->say(tr("There are no photographs in %1.").arg(folder));
+            if (!empty.isEmpty()) m_messages->say(tr("There are no photographs in %1.").arg(empty.join(", ")));
         });
     });
 }
@@ -219,7 +218,10 @@ void MainWindow::chooseScreenProfile() {
                                                       tr("ICC profiles (*.icc *.icm);;All files (*)"));
     if (path.isEmpty()) return;
     const ScreenProfile screen = ScreenProfile::find(path);
-    if (!screen.problem.isEmpty()) m_messages->say(screen.problem);
+    if (!screen.problem.isEmpty()) {
+        m_messages->say(screen.problem);
+        return;
+    }
     QSettings().setValue("screenProfile", path);
     m_renderer->setScreen(screen.profile);
     statusBar()->showMessage(screen.origin, 5000);

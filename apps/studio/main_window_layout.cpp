@@ -26,6 +26,7 @@ QSize firstSize(const QSize& available) { return QSize(1600, 1000).boundedTo(ava
 void MainWindow::restoreLayout() {
     QSettings settings;
     if (!restoreGeometry(settings.value("window/geometry").toByteArray())) resize(firstSize(screen()->availableSize()));
+    setWindowState(windowState() & ~Qt::WindowFullScreen);
     restoreState(settings.value("window/state").toByteArray());
     m_tabs->setCurrentIndex(settings.value("window/panel", 0).toInt());
     m_exportDock->hide();

@@ -59,7 +59,8 @@ void MainWindow::makeViewMenu() {
     QAction* screen = addAction(menu, tr("Screen &profile…"), {}, tr("The ICC profile of the screen"));
     connect(screen, &QAction::triggered, this, &MainWindow::chooseScreenProfile);
     QAction* whole = toggle(tr("F&ull screen"), QKeySequence(Qt::Key_F11), tr("The window alone"));
-    connect(whole, &QAction::toggled, this, [this](bool on) { on ? showFullScreen() : showNormal(); });
+    connect(whole, &QAction::toggled, this,
+            [this](bool on) { setWindowState(windowState().setFlag(Qt::WindowFullScreen, on)); });
     m_needPhotograph << fit << full << in << out << m_before << m_split << m_clipping << m_mask;
     for (QAction* action : {fit, full, m_before, m_split, m_clipping, m_mask}) m_toolBar->addAction(action);
     m_toolBar->addSeparator();

@@ -95,6 +95,7 @@ private:
     bool m_before = false, m_split = false;
     double m_splitShare = 0.5;
     Drag m_drag = Drag::none;
+    Qt::MouseButton m_button = Qt::NoButton;  ///< that the drag began with
     bool m_space = false;
     QPointF m_pointer;  ///< in device pixels
     bool m_hasPointer = false;

@@ -77,13 +77,17 @@ void PhotoView::endDrag() {
 
 void PhotoView::mousePressEvent(QMouseEvent* event) {
     const bool middle = event->button() == Qt::MiddleButton;
-    if (middle || event->button() == Qt::LeftButton)
-        pressAt(deviceOf(event->position()), middle, 1, event->modifiers());
+    if (m_drag != Drag::none || (!middle && event->button() != Qt::LeftButton)) return;
+    m_button = event->button();
+    pressAt(deviceOf(event->position()), middle, 1, event->modifiers());
 }
 
 void PhotoView::mouseMoveEvent(QMouseEvent* event) { dragTo(deviceOf(event->position()), 1, event->modifiers()); }
 
-void PhotoView::mouseReleaseEvent(QMouseEvent*) { endDrag(); }
+void PhotoView::mouseReleaseEvent(QMouseEvent* event) {
+    // Another button that is pressed and released meanwhile ends nothing.
+    if (!(event->buttons() & m_button)) endDrag();
+}
 
 void PhotoView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (m_tool || event->button() != Qt::LeftButton) {

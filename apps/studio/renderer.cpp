@@ -95,9 +95,22 @@ void Renderer::adopt(Worker* worker) {
     });
     if (!preview) {
         connect(worker, &Worker::progress, this, &Renderer::progress);
-        connect(worker, &Worker::failed, this, &Renderer::failed);
+        connect(worker, &Worker::failed, this, &Renderer::sayOrReadAnew);
     }
-    if (!worker->isRunning()) worker->start();
+    if (!worker->isRunning() && !worker->isFinished()) worker->start();
+}
+
+/// What was too large to be prepared ahead is read anew, now that it is open.
+void Renderer::sayOrReadAnew(int kind, const QString& text) {
+    const bool wasBounded = m_full->options().memory > 0 && !m_full->isPrepared();
+    if (!wasBounded || kind != static_cast<int>(photo::Error::Kind::memory)) {
+        emit failed(kind, text);
+        return;
+    }
+    const std::string path = m_full->path();
+    retire(m_full);
+    m_full = new Worker(path, {0, m_options.threads, 0, m_settings->filter});
+    adopt(m_full);
 }
 
 void Renderer::prefetch(const std::string& path) {

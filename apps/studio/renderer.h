@@ -70,6 +70,7 @@ private:
     };
 
     void adopt(Worker* worker);
+    void sayOrReadAnew(int kind, const QString& text);
     void retire(QPointer<Worker>& worker);
     void startNext();
     void change(bool moving);

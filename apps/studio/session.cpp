@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <algorithm>
+#include <utility>
 
 #include "photo/error.h"
 #include "studio/widgets/background.h"
@@ -52,8 +53,8 @@ Session::Session(const std::string& dataFolder, QObject* parent)
 }
 
 Session::~Session() {
-    finishPastes();
     close();
+    finishPastes();
 }
 
 void Session::open(const std::string& photograph) {
@@ -113,7 +114,6 @@ void Session::restore(const History& history) {
                                        history.states[i], ++m_gesture, [this](const SettingsPtr& s) { apply(s); }));
     const int dropped = static_cast<int>(history.texts.size()) - m_history.count();
     m_history.setIndex(std::max(0, history.index - dropped));
-    if (m_history.count() == 0) m_settings = history.states.back();
     m_restoring = false;
     emit targetChanged(m_target);
 }
@@ -122,8 +122,9 @@ void Session::close() {
     if (m_path.empty()) return;
     endGesture();
     save();
-    m_path.clear();
-    m_isOpening = false;
+    const std::string path = std::exchange(m_path, {});
+    if (std::exchange(m_isOpening, false))
+        if (const auto waiting = m_pastes.find(path); waiting != m_pastes.end()) startPaste(path, waiting->second);
     ++m_openings;
     m_target = kWhole;
     m_restoring = true;

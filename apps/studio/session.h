@@ -53,7 +53,8 @@ public:
     /// Changes between the two become one step, and are shown as soon as they can be.
     void beginGesture();
     void endGesture();
-    bool inGesture() const { return m_inGesture; }
+    /// Another number for each; changes when one ends, too.
+    int gesture() const { return m_gesture; }
     bool isPainting() const { return m_inGesture && m_gesture == m_stroke; }
     void undo();
     void redo();
@@ -123,6 +124,7 @@ private:
     void setMask(int layer, const QString& text, const photo::Mask& mask);
 
     // session_paste.cpp
+    void startPaste(const std::string& photograph, const SettingsPtr& from);
     void takePaste(const std::string& photograph, const SettingsPtr& from, const std::optional<History>& history);
     bool pasteWaiting(const std::string& photograph, History& history);
     void finishPastes();
@@ -134,7 +136,7 @@ private:
     Saver m_saver;
     QTimer m_saveTimer;
     int m_target = kWhole;
-    int m_gesture = 0;  ///< counts them; changes when one ends, too
+    int m_gesture = 0;
     int m_stroke = -1;  ///< the gesture that is a stroke
     bool m_inGesture = false;
     bool m_painting = false;  ///< the stroke itself makes the change

@@ -35,19 +35,23 @@ void Session::paste(const Settings& from, const std::vector<std::string>& photog
             continue;
         }
         m_pastes[photograph] = settings;
-        m_paster.start([this, photograph, settings] {
-            standBack(Background::view);
-            std::optional<History> history = m_saver.pending(photograph);
-            try {
-                if (history->empty()) history = m_saver.stored(photograph);
-            } catch (const std::exception&) {
-                history.reset();
-            }
-            QMetaObject::invokeMethod(
-                this, [this, photograph, settings, history] { takePaste(photograph, settings, history); });
-        });
+        startPaste(photograph, settings);
     }
     reportPastes();
+}
+
+/// Reads what is saved of a photograph, in the background.
+void Session::startPaste(const std::string& photograph, const SettingsPtr& from) {
+    m_paster.start([this, photograph, from] {
+        standBack(Background::view);
+        std::optional<History> history = m_saver.pending(photograph);
+        try {
+            if (history->empty()) history = m_saver.stored(photograph);
+        } catch (const std::exception&) {
+            history.reset();
+        }
+        QMetaObject::invokeMethod(this, [this, photograph, from, history] { takePaste(photograph, from, history); });
+    });
 }
 
 Settings Session::settingsOf(const std::string& photograph) {

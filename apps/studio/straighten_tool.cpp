@@ -14,6 +14,10 @@ double straighteningOf(const QLineF& line) {
     return -std::remainder(clockwise, 90);
 }
 
+StraightenTool::StraightenTool(Session* session, QObject* parent) : Tool(parent), m_session(session) {
+    connect(session, &Session::closed, this, [this] { m_drawing = false; });
+}
+
 void StraightenTool::press(const Pointer& pointer, const ViewTransform& transform) {
     m_line = {pointer.place, pointer.place};
     m_zoom = transform.zoom() / transform.pixelRatio();

@@ -16,7 +16,7 @@ class StraightenTool : public Tool {
     Q_OBJECT
 
 public:
-    explicit StraightenTool(Session* session, QObject* parent = nullptr) : Tool(parent), m_session(session) {}
+    explicit StraightenTool(Session* session, QObject* parent = nullptr);
 
     QCursor cursor(const QPointF&, const ViewTransform&) const override { return Qt::CrossCursor; }
     void press(const Pointer& pointer, const ViewTransform& transform) override;

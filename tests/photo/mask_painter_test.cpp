@@ -120,6 +120,16 @@ TEST_F(MaskPainterTest, WhatIsKeptToGoBackTakesNoMoreThanFourMasks) {
     }
 }
 
+TEST_F(MaskPainterTest, BlocksTakeTheMemoryThatTheySay) {
+    cv::Mat mixed(300, 500, CV_8UC1, cv::Scalar(7));
+    cv::randu(mixed.colRange(200, 300), 0, 256);
+    MaskBlocks blocks(mixed.size());
+    blocks.keep(mixed, {{}, mixed.size()});
+    std::size_t taken = blocks.m_isKept.size() / 8;
+    for (const auto& block : blocks.m_blocks) taken += sizeof(block) + block.pixels.capacity();
+    EXPECT_EQ(taken, blocks.bytes());
+}
+
 TEST_F(MaskPainterTest, BlocksBringBackWhatWasThereOfAnyPartInsideOrOutside) {
     for (const cv::Size& s : {cv::Size(1, 1), cv::Size(63, 1), cv::Size(1, 65), cv::Size(64, 64), cv::Size(200, 130)}) {
         cv::Mat before(s, CV_8UC1, cv::Scalar(7));

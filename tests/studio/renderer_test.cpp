@@ -297,6 +297,23 @@ TEST_F(RendererTest, TheBoundOfWhatIsPreparedAheadEndsWhenItIsOpened) {
     EXPECT_TRUE(waitFor([&] { return bounded.isSettled(); }));
 }
 
+TEST_F(RendererTest, APhotographThatIsOpenedWhileItIsReadAheadIsShownThoughItIsTooLargeForThat) {
+    Renderer::Options small;
+    small.prefetchMemory = 1 << 20;
+    Renderer bounded(small);
+    QObject::connect(&bounded, &Renderer::failed, [](int, const QString& text) { FAIL() << qPrintable(text); });
+    bounded.open(photograph(), session.settingsPtr());
+    view.area = QRectF(0, 0, 100, 100);
+    bounded.setView(view, false);
+    ASSERT_TRUE(waitFor([&] { return bounded.isSettled(); }));
+    const std::string next = photograph("dandelion_5312x2988.jpg");
+    bounded.prefetch(next);
+    ASSERT_TRUE(bounded.m_next);
+    bounded.open(next, session.settingsPtr());
+    ASSERT_TRUE(bounded.m_full->options().memory) << "the same worker goes on";
+    EXPECT_TRUE(waitFor([&] { return bounded.isPrepared(); }));
+}
+
 TEST_F(RendererTest, APhotographOf24MegapixelsIsPreparedAhead) {
     photo::Settings needed;
     needed.light.brightness = needed.noise.colour = 0.01f;

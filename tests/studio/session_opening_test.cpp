@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <QCoreApplication>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <fstream>
 
@@ -91,6 +92,22 @@ TEST_F(SessionOpeningTest, SettingsPastedMeanwhileComeOnTopOfThoseThatAreRead) {
     EXPECT_EQ(session.settings().light.brightness, 0.25f);
     EXPECT_EQ(session.settings().crop, cropped.crop);
     EXPECT_EQ(session.history()->count(), 1);
+}
+
+TEST_F(SessionOpeningTest, SettingsPastedMeanwhileAreSavedThoughThePhotographIsLeftBeforeItIsOpen) {
+    const std::string path = photograph();
+    QSemaphore reading;
+    session.m_reader.setMaxThreadCount(1);
+    session.m_reader.start([&] { reading.acquire(); });
+    session.startOpening(path);
+    session.paste(bright, {path});
+    session.finishPastes();
+    const QSignalSpy pasted(&session, &Session::pasted);
+    session.startOpening(photograph("u76c0g_bliznaca_srgb8.png"));
+    EXPECT_TRUE(waitFor([&] { return pasted.count() == 1; }, 10000));
+    reading.release();
+    ASSERT_TRUE(session.saveNow());
+    EXPECT_EQ(Settings::load(Settings::sidecarOf(path)), bright);
 }
 
 }  // namespace

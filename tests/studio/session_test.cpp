@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "photo/development.h"
 #include "photo/error.h"
@@ -41,6 +42,24 @@ int editUntilKilled(const std::string& photograph, const std::string& dataFolder
 }
 
 namespace {
+
+/// For as long as it lives, no byte more can be written.
+class FullDisk {
+public:
+    FullDisk() {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit none = m_before;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit m_before{};
+};
 
 class SessionTest : public Home {
 protected:
@@ -318,18 +337,11 @@ TEST_F(SessionTest, AFullDiskLosesNothing) {
     ASSERT_TRUE(session->saveNow());
     const auto old = photo::bytesOf(sidecar);
 
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    rlimit none = limit;
-    none.rlim_cur = 0;
-    setrlimit(RLIMIT_FSIZE, &none);  // no byte more may be written
+    std::optional<FullDisk> full(std::in_place);
     const QSignalSpy said(session.get(), &Session::message);
     session->setValue(slider("contrast"), 0.5f);
-    const bool saved = session->saveNow();
-    setrlimit(RLIMIT_FSIZE, &limit);
-
-    EXPECT_FALSE(saved);
+    EXPECT_FALSE(session->saveNow());
+    full.reset();
     EXPECT_EQ(said.count(), 1);
     EXPECT_EQ(photo::bytesOf(sidecar), old);
     EXPECT_TRUE(session->saveNow());
@@ -411,6 +423,16 @@ TEST_F(SessionTest, AJournalIsAppendedToAndForgetsNothingOfALongHistory) {
     EXPECT_EQ(read.texts.size(), 40);
     EXPECT_EQ(read.index, 40);
     EXPECT_EQ(*read.states.back(), *history.states.back());
+}
+
+TEST_F(SessionTest, AJournalThatAFullDiskStopsFromBeingWrittenAnewStaysAsItWas) {
+    const std::string path = scratch / "a.journal";
+    const History history{{withBrightness(0), withBrightness(0.5f)}, {"one"}, 1};
+    Journal(path).write(history);
+    Journal ofAnotherProcess(path);
+    const FullDisk full;
+    EXPECT_THROW(ofAnotherProcess.write({{withBrightness(0.25f)}, {}, 0}), photo::Error);
+    EXPECT_EQ(Journal::read(path).texts, history.texts);
 }
 
 }  // namespace

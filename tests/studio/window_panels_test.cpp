@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QComboBox>
 #include <QDockWidget>
 #include <QPainter>
 #include <QScreen>
@@ -9,6 +10,7 @@
 #include <QToolButton>
 #include <QUndoView>
 
+#include "studio/crop_bar.h"
 #include "studio/crop_box.h"
 #include "studio/crop_tool.h"
 #include "studio/message_bar.h"
@@ -44,6 +46,16 @@ TEST_F(WindowTest, SettingsArePastedToAllPhotographsThatAreSelected) {
     ASSERT_TRUE(window->session()->saveNow());
     EXPECT_EQ(photo::Settings::load(photo::Settings::sidecarOf(second)).colour.tint, 0.4f);
     EXPECT_EQ(photo::bytesOf(photo::Settings::sidecarOf(third)).size(), 1u) << "what cannot be read is left";
+}
+
+TEST_F(WindowTest, AllPhotographsOfTheStripAreSelectedByKey) {
+    const std::string first = photograph();
+    photograph("u76c0g_bliznaca_srgb8.png");
+    open(first);
+    EXPECT_EQ(action("Select all")->shortcut(), QKeySequence(QKeySequence::SelectAll));
+    action("Select all")->trigger();
+    EXPECT_EQ(window->strip()->selectedPaths().size(), 2);
+    EXPECT_EQ(window->session()->path(), first) << "stays open";
 }
 
 TEST_F(WindowTest, ASidecarThatCannotBeReadIsExplainedWithDetailsOnDemand) {
@@ -130,6 +142,76 @@ TEST_F(WindowTest, TheCropsHandlesAreWholeAndAsLargeAndNearOnADenseScreen) {
     action("Crop")->trigger();
     settle();
     EXPECT_GE(window->view()->transform().toView(QPointF(0, 0)).y(), tool.margin());
+}
+
+TEST_F(WindowTest, TheOriginalRatioIsThatOfThePhotographThatIsOpenAsItIsTurned) {
+    open(photograph());
+    action("Crop")->trigger();
+    QComboBox* ratios = window->m_cropBar->ratios();
+    ratios->setCurrentIndex(ratios->findText("Original"));
+    emit ratios->activated(ratios->currentIndex());
+    EXPECT_EQ(window->m_crop->ratio(), 1);
+    open(photograph("dandelion_768x512.png"));
+    EXPECT_EQ(window->m_crop->ratio(), 1.5);
+    action("Rotate right")->trigger();
+    EXPECT_EQ(window->m_crop->ratio(), 1 / 1.5);
+    EXPECT_EQ(window->session()->settings().crop, photo::Crop()) << "what is cropped stays";
+}
+
+TEST_F(WindowTest, AStepBackEndsADragOfTheCrop) {
+    open(photograph());
+    action("Crop")->trigger();
+    settle();
+    PhotoView* view = window->view();
+    const auto at = [&](double x, double y) { return view->transform().toView(QPointF(x, y)).toPoint(); };
+    QTest::mousePress(view, Qt::LeftButton, {}, at(0, 0));
+    moveMouse(at(100, 50));
+    action("Undo")->trigger();
+    moveMouse(at(150, 80));
+    moveMouse(at(200, 100));
+    QTest::mouseRelease(view, Qt::LeftButton, {}, at(200, 100));
+    EXPECT_EQ(window->session()->settings(), photo::Settings());
+    EXPECT_EQ(window->session()->history()->count(), 1) << "which can be redone";
+}
+
+TEST_F(WindowTest, ALineThatIsDrawnWhileAnotherPhotographIsOpenedStraightensNothing) {
+    open(photograph());
+    action("Straighten")->trigger();
+    QTest::mousePress(window->view(), Qt::LeftButton, {}, middle() - QPoint(100, 10));
+    moveMouse(middle() + QPoint(100, 10));
+    open(photograph("u76c0g_bliznaca_srgb8.png"));
+    QTest::mouseRelease(window->view(), Qt::LeftButton, {}, middle() + QPoint(100, 10));
+    EXPECT_EQ(window->session()->settings(), photo::Settings());
+}
+
+TEST_F(WindowTest, AnotherButtonOfTheMouseEndsNoStroke) {
+    open(photograph());
+    action("Brush")->trigger();
+    PhotoView* view = window->view();
+    const auto release = [&](Qt::MouseButton button, Qt::MouseButtons left) {
+        QMouseEvent event(QEvent::MouseButtonRelease, middle(), view->mapToGlobal(QPointF(middle())), button, left, {});
+        QCoreApplication::sendEvent(view, &event);
+    };
+    QTest::mousePress(view, Qt::LeftButton, {}, middle());
+    release(Qt::RightButton, Qt::LeftButton);
+    moveMouse(middle() + QPoint(60, 0));
+    release(Qt::LeftButton, Qt::NoButton);
+    moveMouse(middle() + QPoint(120, 0));
+    EXPECT_EQ(window->session()->settings().layers.at(0).mask.strokes.at(0).points.size(), 2u);
+}
+
+TEST_F(WindowTest, FullScreenEndsInTheWindowThatWasThereAndIsNotRemembered) {
+    window->showMaximized();
+    action("Full screen")->trigger();
+    EXPECT_TRUE(window->isFullScreen());
+    action("Full screen")->trigger();
+    EXPECT_FALSE(window->isFullScreen());
+    EXPECT_TRUE(window->isMaximized());
+    action("Full screen")->trigger();
+    ASSERT_TRUE(window->close());
+    window = std::make_unique<MainWindow>();
+    window->show();
+    EXPECT_FALSE(window->isFullScreen());
 }
 
 TEST_F(WindowTest, TheFirstTimeItFitsOnTheScreen) {

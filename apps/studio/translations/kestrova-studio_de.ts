@@ -992,6 +992,14 @@
         <translation>Macht den Schritt noch einmal</translation>
     </message>
     <message>
+        <source>&amp;Select all photographs</source>
+        <translation>Alle Fotos au&amp;swählen</translation>
+    </message>
+    <message>
+        <source>Those of the strip, to export them or to paste settings</source>
+        <translation>Die im Streifen, um sie zu exportieren oder Einstellungen einzufügen</translation>
+    </message>
+    <message>
         <source>&amp;Copy settings</source>
         <translation>Einstellungen &amp;kopieren</translation>
     </message>

@@ -57,12 +57,16 @@ void ExportDialog::restore() {
     const auto stored = [&](const char* key, const QVariant& otherwise) {
         return settings.value(QString("export/") + key, otherwise);
     };
+    const auto number = [&](const char* key, int otherwise) {
+        const int value = stored(key, otherwise).toInt();
+        return value > 0 ? value : otherwise;  // 0 of what is no number
+    };
     select(m_format, stored("format", static_cast<int>(FileFormat::jpeg)).toInt());
     select(m_bits, stored("bits", 0).toInt());
-    m_quality->setValue(stored("quality", 92).toInt());
+    m_quality->setValue(number("quality", 92));
     m_qualitySlider->setValue(m_quality->value());
     m_resize->setChecked(stored("resize", false).toBool());
-    m_size->setValue(stored("size", 2048).toInt());
+    m_size->setValue(number("size", 2048));
     m_size->setEnabled(m_resize->isChecked());
     select(m_profile, stored("profile", OfPhotograph).toInt());
     m_profileBefore = m_profile->currentIndex();

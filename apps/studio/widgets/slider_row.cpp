@@ -116,6 +116,7 @@ void SliderRow::change(float value) {
 }
 
 void SliderRow::finishGesture() {
+    m_box->interpretText();  // what has been typed and not been entered
     m_atRest.stop();
     if (!m_inGesture) return;
     m_inGesture = false;

@@ -37,7 +37,7 @@ public:
     /// Shows a value, as it is: it is rounded to hundredths on the screen alone.
     void setValue(float value);
     bool inGesture() const { return m_inGesture; }
-    /// Ends the gesture that is open, if there is one: to be called before undo.
+    /// Ends the gesture that is open, if there is one, and takes what is typed in the box: to be called before undo.
     void finishGesture();
     /// Resets, as a gesture.
     void reset();

@@ -223,5 +223,14 @@ TEST_F(ExportDialogTest, EveryFieldHasAName) {
         EXPECT_NE(field->accessibleName(), "");
 }
 
+TEST_F(ExportDialogTest, WhatIsDamagedInTheSettingsOfTheProgramIsAsAtFirst) {
+    for (const char* key : {"export/quality", "export/size", "export/format"}) QSettings().setValue(key, "damaged");
+    QSettings().setValue("export/resize", true);
+    const ExportDialog dialog({make("a.png")}, {});
+    EXPECT_EQ(dialog.options().quality, 92);
+    EXPECT_EQ(dialog.size(), 2048);
+    EXPECT_EQ(dialog.options().format, photo::FileFormat::jpeg);
+}
+
 }  // namespace
 }  // namespace kestrova::studio

@@ -270,5 +270,14 @@ TEST_F(NoiseSliderRowTest, ASliderFromZeroStaysWithinItsRange) {
     EXPECT_EQ(row.value(), 1);
 }
 
+TEST_F(SliderRowTest, WhatIsTypedAndNotEnteredIsTakenWhenItsGestureIsFinished) {
+    row.box()->setFocus();
+    row.box()->selectAll();
+    QTest::keyClicks(row.box(), "50");
+    EXPECT_EQ(log, Log());
+    row.finishGesture();
+    EXPECT_EQ(log, Log({"begun", "0.5", "ended"}));
+}
+
 }  // namespace
 }  // namespace kestrova::studio

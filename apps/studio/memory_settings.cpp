@@ -12,11 +12,10 @@ namespace kestrova::studio {
 
 void keepLargeBlocksOutOfArenas() {
 #ifdef __GLIBC__
-    // The padding is the size of a thread's heap: heaps are mapped whole and never trimmed.
-    constexpr int kLargeBlock = 12 << 20, kHeap = 64 << 20;
+    constexpr int kLargeBlock = 12 << 20, kKeptAtTheTop = 32 << 20, kGrowth = 1 << 20;
     mallopt(M_MMAP_THRESHOLD, kLargeBlock);  // also ends its adjustment while the program runs
-    mallopt(M_TRIM_THRESHOLD, kHeap);
-    mallopt(M_TOP_PAD, kHeap);
+    mallopt(M_TRIM_THRESHOLD, kKeptAtTheTop);
+    mallopt(M_TOP_PAD, kGrowth);
 #endif
 #ifdef __linux__
     static auto* const planes = new PlaneAllocator;  // planes may be released while the program ends

@@ -40,7 +40,7 @@ cv::UMatData* PlaneAllocator::allocate(int dims, const int* sizes, int type, voi
         void* block = mmap(nullptr, inUnits(bytes), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (block == MAP_FAILED) CV_Error(cv::Error::StsNoMem, "no memory for a plane");
 #ifdef MADV_HUGEPAGE
-        madvise(block, inUnits(bytes), MADV_HUGEPAGE);
+        if (bytes >= kLarge) madvise(block, inUnits(bytes), MADV_HUGEPAGE);
 #endif
         plane->data = plane->origdata = static_cast<uchar*>(block);
     }

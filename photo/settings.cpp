@@ -71,6 +71,15 @@ bool Settings::changesNoPixel() const {
            size == 0;
 }
 
+Settings Settings::placedAs(const Settings& other) const {
+    Settings placed = *this;
+    placed.rotate = other.rotate;
+    placed.straighten = other.straighten;
+    placed.crop = other.crop;
+    placed.size = other.size;
+    return placed;
+}
+
 void Settings::check() const {
     checkSliders("", *this);
     if (filter < DetailFilter::guided || filter > DetailFilter::wls)

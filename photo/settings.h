@@ -188,6 +188,10 @@ struct KESTROVA_PHOTO_EXPORT Settings : Adjustments {
     /// Whether pixels keep their values: nothing is adjusted, anywhere, and the size is that of the photograph.
     bool changesNoPixel() const;
 
+    /// The same with the `rotate`, `straighten`, `crop` and `size` of another one: what chooses the view and adjusts
+    /// nothing.
+    Settings placedAs(const Settings& other) const;
+
     /// Throws `Error` of kind input, with the name of the value, if one is out of range or not a number.
     void check() const;
 

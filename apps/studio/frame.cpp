@@ -19,7 +19,8 @@ Frame frameOf(const Request& request, bool before, const QRectF& area, const cv:
     frame.image = imageOf(seen, alpha);
     const bool clipping = request.view.darkClipping || request.view.brightClipping;
     if (!before && (clipping || !mask.empty()))
-        frame.overlay = overlayOf(seen, mask.empty() ? mask : atScreenSize(mask, onScreen), request.view);
+        frame.overlay = overlayOf(seen, mask.empty() ? mask : atScreenSize(mask, onScreen), request.view,
+                                  brightEnd(*request.settings));
     return frame;
 }
 
@@ -42,7 +43,15 @@ QImage imageOf(const cv::Mat& pixels, bool alpha) {
     return alpha ? image.convertToFormat(QImage::Format_ARGB32_Premultiplied) : image;
 }
 
-QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& view) {
+int brightEnd(const photo::Settings& settings) {
+    constexpr int kOfRaisedWhites = 251;  // 0.986, as the layer's `whites` says
+    const auto raised = [](const photo::Adjustments& adjustments) { return adjustments.light.whites > 0; };
+    const bool any = raised(settings) || std::any_of(settings.layers.begin(), settings.layers.end(),
+                                                     [&](const photo::Layer& l) { return raised(l.adjustments); });
+    return any ? kOfRaisedWhites : 255;
+}
+
+QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& view, int end) {
     constexpr double kCover = 0.55;
     const QColor& maskColour = view.maskColour;
     QRgb tints[256];
@@ -61,7 +70,7 @@ QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& vi
         if (!view.darkClipping && !view.brightClipping) continue;
         const auto* from = pixels.ptr<cv::Vec4b>(y);
         for (int x = 0; x < pixels.cols; ++x) {
-            if (view.brightClipping && std::max({from[x][0], from[x][1], from[x][2]}) == 255)
+            if (view.brightClipping && std::max({from[x][0], from[x][1], from[x][2]}) >= end)
                 to[x] = qRgb(255, 40, 40);
             else if (view.darkClipping && std::min({from[x][0], from[x][1], from[x][2]}) == 0)
                 to[x] = qRgb(40, 90, 255);

@@ -20,7 +20,7 @@ struct ViewState {
     bool after = true;
     bool cropping = false;        ///< shows all of the straightened frame
     bool darkClipping = false;    ///< marks pixels with a channel at 0
-    bool brightClipping = false;  ///< marks pixels with a channel at 255
+    bool brightClipping = false;  ///< marks pixels with a channel at its end
     int maskOfLayer = -1;         ///< lays the mask of this layer over
     QColor maskColour = Qt::red;
 
@@ -63,7 +63,10 @@ Frame frameOf(const Request& request, bool before, const QRectF& area, const cv:
 cv::Mat atScreenSize(const cv::Mat& pixels, const QSize& size);
 /// The pixels as an image, which holds a reference to them; premultiplies where there is alpha.
 QImage imageOf(const cv::Mat& pixels, bool alpha);
-/// The mask (may be empty) in its colour, and on top of it red for bright clipping and blue for dark.
-QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& view);
+/// The value from which a channel counts as clipped: whites that are raised end below the highest one.
+int brightEnd(const photo::Settings& settings);
+/// The mask (may be empty) in its colour, and on top of it red for bright clipping, from `end` on, and blue for
+/// dark.
+QImage overlayOf(const cv::Mat& pixels, const cv::Mat& mask, const ViewState& view, int end);
 
 }  // namespace kestrova::studio

@@ -8,6 +8,7 @@
 #include "studio/main_window.h"
 #include "studio/memory_settings.h"
 #include "studio/translations.h"
+#include "studio/widgets/background.h"
 #include "studio/widgets/theme.h"
 
 namespace {
@@ -38,6 +39,7 @@ void writeScreenshot(MainWindow& window, const QString& file) {
 
 int main(int argc, char** argv) {
     kestrova::studio::keepLargeBlocksOutOfArenas();
+    kestrova::studio::answerFirst();
     QApplication application(argc, argv);
     QApplication::setApplicationName("kestrova-studio");
     QApplication::setOrganizationName("kestrova");

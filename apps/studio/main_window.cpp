@@ -13,6 +13,7 @@
 #include <QToolButton>
 #include <QUndoView>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "studio/brush_tool.h"
 #include "studio/crop_bar.h"
@@ -82,6 +83,7 @@ MainWindow::MainWindow()
 MainWindow::~MainWindow() {
     m_lister.clear();
     m_lister.waitForDone();
+    m_collector.waitForDone();
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
@@ -186,6 +188,16 @@ void MainWindow::connectSession() {
             [this](const std::string& photograph, const photo::Settings& settings) {
                 m_thumbnails->setEdited(fileName(photograph), settings != photo::Settings());
             });
+    constexpr int kRenewAfter = 1000;  // milliseconds without a change: its thumbnail can wait until the hand rests
+    m_renewal.setSingleShot(true);
+    m_renewal.setInterval(kRenewAfter);
+    connect(m_session, &Session::settingsSaved, this, [this](const QString& photograph) {
+        m_renewed.insert(photograph);
+        m_renewal.start();
+    });
+    connect(&m_renewal, &QTimer::timeout, this, [this] {
+        for (const QString& photograph : std::exchange(m_renewed, {})) m_thumbnails->renew(photograph);
+    });
     connect(m_session, &Session::settingsChanged, this, [this](bool held) {
         m_renderer->setSettings(m_session->settingsPtr(), held);
         updatePicture();
@@ -209,9 +221,10 @@ void MainWindow::connectSession() {
         m_session->applyPreset(name.isEmpty() ? photo::Preset{kNoPreset, {}, {}} : photo::preset(name.toStdString()));
     });
     connect(m_exports, &ExportQueue::finished, this,
-            [this](const QString&, const QString& target, ExportQueue::State state, const QString& text) {
+            [this](const QString&, const QString& target, ExportQueue::State state, const QString& text,
+                   const QString& details) {
                 if (state == ExportQueue::State::failed)
-                    m_messages->say(text);
+                    m_messages->say(tr("Not exported: %1").arg(text), details);
                 else if (state == ExportQueue::State::done)
                     statusBar()->showMessage(tr("Exported %1").arg(target), 5000);
             });

@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QFileSystemWatcher>
 #include <QMainWindow>
+#include <QSet>
 #include <QThreadPool>
 #include <QTimer>
 #include <memory>
@@ -159,8 +160,11 @@ private:
     Theme m_theme = Theme::dark;
     QString m_folder;  ///< where dialogs begin
     QThreadPool m_lister;
+    QThreadPool m_collector;       ///< of settings that are to be exported
     QFileSystemWatcher m_watcher;  ///< of the open photograph
     QTimer m_reload;
+    QTimer m_renewal;
+    QSet<QString> m_renewed;                  ///< photographs whose thumbnails are to be made anew
     std::pair<qint64, QDateTime> m_fileSeen;  ///< size and time of change
     unsigned m_listings = 0, m_listed = 0;
     bool m_maskByBrush = false;  ///< shown by the brush, not by a person

@@ -172,18 +172,32 @@ void MainWindow::exportPhotographs(const QStringList& paths) {
     finishGestures();
     ExportDialog dialog(paths, m_thumbnails->paths(), this);
     if (dialog.exec() != QDialog::Accepted) return;
-    QString current;
-    try {
-        m_exports->add(dialog.jobs([&](const QString& photograph) {
-            current = QFileInfo(photograph).fileName().simplified();
-            return m_session->settingsOf(fileName(photograph));
-        }));
-        m_exportDock->show();
-    } catch (const photo::Error& error) {
-        m_messages->say(
-            tr("Nothing is exported: the settings of %1 cannot be read. Open it to see what can be done.").arg(current),
-            fileName(std::string(error.what())));
-    }
+    m_collector.start([this, jobs = dialog.jobs([](const QString&) { return photo::Settings(); }),
+                       settingsOf = m_session->settingsReader()]() mutable {
+        standBack(Background::view);
+        QString current, trouble;
+        try {
+            for (ExportJob& job : jobs) {
+                current = QFileInfo(job.source).fileName().simplified();
+                const int size = job.settings.size;
+                job.settings = settingsOf(fileName(job.source));
+                if (size) job.settings.size = size;
+            }
+        } catch (const photo::Error& error) {
+            trouble = fileName(std::string(error.what()));
+        }
+        QMetaObject::invokeMethod(this, [this, jobs, current, trouble] {
+            if (trouble.isEmpty()) {
+                m_exports->add(jobs);
+                m_exportDock->show();
+            } else {
+                m_messages->say(
+                    tr("Nothing is exported: the settings of %1 cannot be read. Open it to see what can be done.")
+                        .arg(current),
+                    trouble);
+            }
+        });
+    });
 }
 
 void MainWindow::copySettings() {

@@ -18,7 +18,9 @@
 #include "studio/renderer.h"
 #include "studio/session.h"
 #include "studio/straighten_tool.h"
+#include "studio/widgets/file_troubles.h"
 #include "studio/widgets/histogram_view.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -56,7 +58,7 @@ void MainWindow::connectView() {
             statusBar()->showMessage(tr("Not prepared: this is a preview. Open the photograph again to prepare it."));
             return;
         }
-        m_messages->say(text);
+        m_messages->say(sentenceOf(static_cast<photo::Error::Kind>(kind), text, fileName(m_session->path())), text);
         if (m_view->frame() == nullptr) m_view->clear(tr("This photograph cannot be shown."));
     });
     connect(m_histogram, &HistogramView::clippingShownChanged, this, [this](bool dark, bool bright) {

@@ -180,10 +180,7 @@ Renderer::BeforeKey Renderer::beforeKey(const Worker* worker) const {
     key.view.after = true;
     key.view.darkClipping = key.view.brightClipping = false;
     key.view.maskOfLayer = -1;
-    key.geometry.rotate = m_settings->rotate;
-    key.geometry.straighten = m_settings->straighten;
-    key.geometry.crop = m_settings->crop;
-    key.geometry.size = m_settings->size;
+    key.geometry = key.geometry.placedAs(*m_settings);
     return key;
 }
 

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "photo/error.h"
+#include "studio/widgets/file_troubles.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -83,10 +85,13 @@ void Saver::work() {
         m_underWay = std::move(m_waiting.front());
         m_waiting.pop_front();
     }
-    const QString photograph = QString::fromStdString(m_underWay.photograph);
-    QString trouble;
+    const QString photograph = fileName(m_underWay.photograph);
+    QString trouble, details;
     try {
         write(m_underWay);
+    } catch (const photo::Error& error) {
+        details = fileName(std::string(error.what()));
+        trouble = sentenceOf(error.kind(), details, fileName(photo::Settings::sidecarOf(m_underWay.photograph)));
     } catch (const std::exception& error) {
         trouble = QString::fromUtf8(error.what());
     }
@@ -100,7 +105,7 @@ void Saver::work() {
     if (trouble.isEmpty())
         emit saved(photograph);
     else
-        emit failed(photograph, trouble);
+        emit failed(photograph, trouble, details);
 }
 
 History Saver::pending(const std::string& photograph) {

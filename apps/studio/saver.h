@@ -42,7 +42,7 @@ public:
 
 signals:
     void saved(QString photograph);
-    void failed(QString photograph, QString text);
+    void failed(QString photograph, QString text, QString details);
 
 private:
     void work();

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QScopedValueRollback>
 #include <algorithm>
 #include <utility>
 
@@ -40,15 +41,16 @@ Session::Session(const std::string& dataFolder, QObject* parent)
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveAfter);
     connect(&m_saveTimer, &QTimer::timeout, this, &Session::save);
-    connect(&m_saver, &Saver::saved, this, [this] {
+    connect(&m_saver, &Saver::saved, this, [this](const QString& photograph) {
+        emit settingsSaved(photograph);
         if (m_trouble.isEmpty() || !m_saver.isAllWritten()) return;
         m_trouble.clear();
         emit message(tr("The settings are saved."));
     });
-    connect(&m_saver, &Saver::failed, this, [this](const QString&, const QString& text) {
+    connect(&m_saver, &Saver::failed, this, [this](const QString&, const QString& text, const QString& details) {
         if (text == m_trouble) return;
         m_trouble = text;
-        emit message(tr("The settings could not be saved: %1").arg(text));
+        emit message(tr("The settings could not be saved: %1").arg(text), details);
     });
 }
 
@@ -136,9 +138,10 @@ void Session::close() {
 }
 
 void Session::apply(const SettingsPtr& settings) {
-    m_settings = settings;
+    const SettingsPtr before = std::exchange(m_settings, settings);
     if (m_restoring) return;
     keepTargetInRange();
+    if (!m_pushing) aimAtLayerThatIsBack(before->layers);
     if (!m_saveTimer.isActive()) m_saveTimer.start();
     emit settingsChanged(m_inGesture);
 }
@@ -147,6 +150,14 @@ void Session::keepTargetInRange() {
     const int last = static_cast<int>(m_settings->layers.size()) - 1;
     if (m_target <= last) return;
     m_target = last;
+    emit targetChanged(m_target);
+}
+
+void Session::aimAtLayerThatIsBack(const std::vector<photo::Layer>& before) {
+    const std::vector<photo::Layer>& now = m_settings->layers;
+    if (now.size() <= before.size()) return;
+    const auto back = std::mismatch(before.begin(), before.end(), now.begin()).second;
+    m_target = static_cast<int>(back - now.begin());
     emit targetChanged(m_target);
 }
 
@@ -212,6 +223,7 @@ void Session::change(const QString& text, const Settings& next) {
     }
     if (m_gesture == m_stroke && !m_painting) endGesture();
     if (!m_inGesture) ++m_gesture;
+    const QScopedValueRollback pushing(m_pushing, true);
     m_history.push(new HistoryStep(text, m_settings, std::make_shared<const Settings>(next), m_gesture,
                                    [this](const SettingsPtr& s) { apply(s); }));
 }

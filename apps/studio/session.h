@@ -5,6 +5,7 @@
 #include <QThreadPool>
 #include <QTimer>
 #include <QUndoStack>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -41,7 +42,9 @@ public:
     const std::string& path() const { return m_path; }
     /// Of any photograph: those of the open one, or what has been saved. Throws `photo::Error` for a sidecar that
     /// cannot be read.
-    photo::Settings settingsOf(const std::string& photograph);
+    photo::Settings settingsOf(const std::string& photograph) { return settingsReader()(photograph); }
+    /// What finds `settingsOf` as they are now on any thread, as long as this lives: it may read files.
+    std::function<photo::Settings(const std::string&)> settingsReader();
     /// Writes what is to be written, of photographs that have been open before, too, and waits for it; false if that
     /// failed.
     bool saveNow();
@@ -101,6 +104,8 @@ signals:
     void targetChanged(int target);
     /// Of a photograph that is not open.
     void savedSettingsChanged(const std::string& photograph, const photo::Settings& settings);
+    /// They are on the disk, of any photograph.
+    void settingsSaved(const QString& photograph);
     /// To so many photographs; not to those whose settings cannot be read.
     void pasted(int count, QStringList unreadable);
     /// `details`: what a programmer would want to know.
@@ -120,6 +125,7 @@ private:
     History snapshot() const;
     void save();
     void keepTargetInRange();
+    void aimAtLayerThatIsBack(const std::vector<photo::Layer>& before);
     void changeByStroke(const photo::Settings& next);
     void setMask(int layer, const QString& text, const photo::Mask& mask);
 
@@ -140,6 +146,7 @@ private:
     int m_stroke = -1;  ///< the gesture that is a stroke
     bool m_inGesture = false;
     bool m_painting = false;  ///< the stroke itself makes the change
+    bool m_pushing = false;   ///< a new step, rather than one that is taken back or done again
     bool m_restoring = false;
     bool m_sidecarBroken = false;
     bool m_isOpening = false;

@@ -11,20 +11,7 @@ namespace kestrova::studio {
 
 using photo::Settings;
 
-namespace {
-
-Settings pastedOver(const Settings& settings, const Settings& from) {
-    Settings next = from;
-    next.rotate = settings.rotate;
-    next.straighten = settings.straighten;
-    next.crop = settings.crop;
-    next.size = settings.size;
-    return next;
-}
-
-}  // namespace
-
-void Session::paste(const Settings& from) { change(tr("Paste settings"), pastedOver(*m_settings, from)); }
+void Session::paste(const Settings& from) { change(tr("Paste settings"), from.placedAs(*m_settings)); }
 
 void Session::paste(const Settings& from, const std::vector<std::string>& photographs) {
     const auto settings = std::make_shared<const Settings>(from);
@@ -54,17 +41,20 @@ void Session::startPaste(const std::string& photograph, const SettingsPtr& from)
     });
 }
 
-Settings Session::settingsOf(const std::string& photograph) {
-    if (photograph == m_path && isOpen()) return *m_settings;
-    Settings settings;
-    const std::string sidecar = Settings::sidecarOf(photograph);
-    std::error_code error;
-    if (const History pending = m_saver.pending(photograph); !pending.empty())
-        settings = *pending.current();
-    else if (std::filesystem::exists(sidecar, error))
-        settings = Settings::load(sidecar);
-    const auto waiting = m_pastes.find(photograph);
-    return waiting == m_pastes.end() ? settings : pastedOver(settings, *waiting->second);
+std::function<Settings(const std::string&)> Session::settingsReader() {
+    return [saver = &m_saver, open = isOpen() ? m_path : std::string(), current = m_settings,
+            pastes = m_pastes](const std::string& photograph) {
+        if (photograph == open) return *current;
+        Settings settings;
+        const std::string sidecar = Settings::sidecarOf(photograph);
+        std::error_code error;
+        if (const History pending = saver->pending(photograph); !pending.empty())
+            settings = *pending.current();
+        else if (std::filesystem::exists(sidecar, error))
+            settings = Settings::load(sidecar);
+        const auto waiting = pastes.find(photograph);
+        return waiting == pastes.end() ? settings : waiting->second->placedAs(settings);
+    };
 }
 
 /// Adds the step that is waiting for this photograph; false if there is none, or one that changes nothing.
@@ -72,7 +62,7 @@ bool Session::pasteWaiting(const std::string& photograph, History& history) {
     const auto waiting = m_pastes.extract(photograph);
     if (waiting.empty()) return false;
     ++m_pasted;
-    const auto next = std::make_shared<const Settings>(pastedOver(*history.current(), *waiting.mapped()));
+    const auto next = std::make_shared<const Settings>(waiting.mapped()->placedAs(*history.current()));
     if (*next == *history.current()) return false;
     history.add(tr("Paste settings"), next);
     return true;

@@ -8,6 +8,7 @@
 #include "photo/file_format.h"
 #include "photo/read.h"
 #include "studio/widgets/background.h"
+#include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
 
@@ -96,7 +97,7 @@ void Worker::sayWhatFailed() {
     try {
         throw;
     } catch (const Error& error) {
-        say(error.kind(), QString::fromStdString(error.what()));
+        say(error.kind(), fileName(std::string(error.what())));
     } catch (const std::bad_alloc&) {
         say(Error::Kind::memory, tr("There is not enough memory."));
     } catch (const std::exception& error) {

@@ -13,15 +13,10 @@ namespace {
 
 constexpr qint64 kLong = 150;  // milliseconds after which progress is shown
 
-/// What of the settings chooses the view and changes nothing in it.
-photo::Settings geometryOf(const photo::Settings& settings) {
-    photo::Settings geometry;
-    geometry.filter = settings.filter;
-    geometry.rotate = settings.rotate;
-    geometry.straighten = settings.straighten;
-    geometry.crop = settings.crop;
-    geometry.size = settings.size;
-    return geometry;
+photo::Settings withoutAdjustments(const photo::Settings& settings) {
+    photo::Settings none;
+    none.filter = settings.filter;
+    return none.placedAs(settings);
 }
 
 }  // namespace
@@ -91,7 +86,7 @@ void Worker::readHeld(Development& development, const Request& request) {
 }
 
 Frame Worker::frameFor(Development& development, const Request& request, bool before) {
-    photo::Settings settings = before ? geometryOf(*request.settings) : *request.settings;
+    photo::Settings settings = before ? withoutAdjustments(*request.settings) : *request.settings;
     if (request.view.cropping) {
         settings.crop = {};
         settings.size = 0;

@@ -142,6 +142,25 @@ TEST(Settings, OtherValuesAreRefusedByName) {
     EXPECT_TRUE(mentions(refused([](Settings& s) { s.layers[0].mask.strokes[0].points[0].x = NAN; }), "points"));
 }
 
+TEST(Settings, PlacedAsOthersTakeTheirGeometryAndNothingElse) {
+    Settings settings, other;
+    settings.light.shadows = 0.5f;
+    settings.filter = DetailFilter::wls;
+    settings.layers.resize(1);
+    settings.rotate = 180;
+    other.light.shadows = -0.5f;
+    other.rotate = 90;
+    other.straighten = 3;
+    other.crop = {0.1, 0.2, 0.5, 0.6};
+    other.size = 800;
+    Settings expected = settings;
+    expected.rotate = 90;
+    expected.straighten = 3;
+    expected.crop = {0.1, 0.2, 0.5, 0.6};
+    expected.size = 800;
+    EXPECT_EQ(settings.placedAs(other), expected);
+}
+
 TEST(Settings, SumsStayWithinTheRange) {
     Adjustments one, other;
     one.light.shadows = 0.7f;

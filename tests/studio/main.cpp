@@ -3,6 +3,7 @@
 #include <QApplication>
 
 #include "studio/memory_settings.h"
+#include "studio/widgets/background.h"
 #include "tests/studio/child.h"
 #include "tests/studio/pace.h"
 
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
         kestrova::studio::paceOptions().busy |= argv[i] == std::string("--busy");
     }
     if (kestrova::studio::paceOptions().busy) kestrova::studio::startBusyProcess();
+    kestrova::studio::answerFirst();
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     QApplication::setApplicationName("kestrova-studio");

@@ -88,6 +88,14 @@ Stalls::Stall Stalls::now() {
     return {processorTime(CLOCK_MONOTONIC), processorTime(CLOCK_THREAD_CPUTIME_ID), waiting / 1e6};
 }
 
+double Stalls::stolen() {
+    constexpr int kColumn = 8;  // in hundredths of a second
+    std::ifstream file("/proc/stat");
+    std::string word;
+    for (int i = 0; i <= kColumn; ++i) file >> word;
+    return file ? 10 * std::stod(word) : 0;
+}
+
 void Stalls::take() {
     const Stall before = std::exchange(m_last, now());
     m_stalls.push_back({m_last.time - before.time, m_last.busy - before.busy, m_last.waited - before.waited});
@@ -98,8 +106,10 @@ void Stalls::report(const std::string& during) {
     const Stall worst = *std::max_element(m_stalls.begin(), m_stalls.end(),
                                           [](const Stall& a, const Stall& b) { return a.time < b.time; });
     m_stalls.clear();
-    char causes[80];
-    std::snprintf(causes, sizeof causes, ": busy %.1f, waiting for a processor %.1f", worst.busy, worst.waited);
+    const double before = std::exchange(m_stolen, stolen());
+    char causes[120];
+    std::snprintf(causes, sizeof causes, ": busy %.1f, waiting for a processor %.1f; taken by the host meanwhile %.0f",
+                  worst.busy, worst.waited, m_stolen - before);
     wantAtMost(16, worst.time, "worst stall " + during + causes);
 }
 

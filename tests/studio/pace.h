@@ -37,7 +37,7 @@ void wantAtLeast(double goal, double figure, const std::string& what, const char
 class Stalls {
 public:
     Stalls();
-    /// Prints the worst since the latest call beside the goal.
+    /// Prints the worst since the latest call beside the goal, and for how long a host took processors away meanwhile.
     void report(const std::string& during);
 
 private:
@@ -45,10 +45,12 @@ private:
         double time = 0, busy = 0, waited = 0;  ///< milliseconds
     };
     static Stall now();
+    static double stolen();  ///< milliseconds for which a host has taken processors away from this machine
     void take();
 
     QTimer m_tick;
     Stall m_last = now();
+    double m_stolen = stolen();
     std::vector<Stall> m_stalls;
 };
 

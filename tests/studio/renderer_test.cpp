@@ -185,20 +185,25 @@ TEST_F(RendererTest, AStrokeIsSeenInTheOverlayAtOnceAndItsAdjustmentUnderIt) {
     EXPECT_TRUE(sameImage(after->image, untouched));
 }
 
-TEST_F(RendererTest, ClippingIsMarkedWhereAChannelIsAtItsEnd) {
+TEST_F(RendererTest, ClippingIsMarkedWhereAChannelIsAtItsEndWhichRaisedWhitesHaveLower) {
     open(photograph());
-    session.setValue(slider("whites"), 1);
     view.brightClipping = true;
-    show(view);
-    int marked = 0;
-    for (int y = 0; y < 500; ++y)
-        for (int x = 0; x < 500; ++x) {
-            const QRgb p = after->image.pixel(x, y);
-            const bool bright = std::max({qRed(p), qGreen(p), qBlue(p)}) == 255;
-            EXPECT_EQ(qAlpha(after->overlay.pixel(x, y)) == 255, bright);
-            marked += bright;
-        }
-    EXPECT_GT(marked, 0);
+    for (const auto& [name, end] : {std::pair("saturation", 255), std::pair("whites", 251)}) {
+        session.setValue(slider(name), 1);
+        show(view);
+        int marked = 0, belowTheHighest = 0;
+        for (int y = 0; y < 500; ++y)
+            for (int x = 0; x < 500; ++x) {
+                const QRgb p = after->image.pixel(x, y);
+                const int most = std::max({qRed(p), qGreen(p), qBlue(p)});
+                EXPECT_EQ(qAlpha(after->overlay.pixel(x, y)) == 255, most >= end) << name;
+                marked += most >= end;
+                belowTheHighest += most >= end && most < 255;
+            }
+        EXPECT_GT(marked, 0) << name;
+        EXPECT_EQ(belowTheHighest > 0, end < 255) << name;
+        session.undo();
+    }
 }
 
 TEST_F(RendererTest, APreviewIsShownAtTheSizeOfThePreparedPhotograph) {

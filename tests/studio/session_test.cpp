@@ -147,6 +147,37 @@ TEST_F(SessionTest, LayersAreAddedMovedCopiedNamedAndRemovedAndAllOfItIsUndone) 
     EXPECT_EQ(session->target(), Session::kWhole);
 }
 
+TEST_F(SessionTest, ALayerThatIsBackIsTheTargetAgain) {
+    session->open(photograph());
+    ASSERT_TRUE(session->addLayer());
+    ASSERT_TRUE(session->addLayer());
+    session->undo();
+    session->undo();
+    ASSERT_EQ(session->target(), Session::kWhole);
+    session->redo();
+    EXPECT_EQ(session->target(), 0);
+    session->redo();
+    EXPECT_EQ(session->target(), 1);
+
+    session->removeLayer(0);
+    session->undo();
+    EXPECT_EQ(session->target(), 0);
+
+    session->setTarget(Session::kWhole);
+    session->setValue(slider("shadows"), 0.5f);
+    session->undo();
+    session->redo();
+    EXPECT_EQ(session->target(), Session::kWhole);
+}
+
+TEST_F(SessionTest, PastedLayersLeaveTheTarget) {
+    session->open(photograph());
+    Settings from;
+    from.layers.resize(2);
+    session->paste(from);
+    EXPECT_EQ(session->target(), Session::kWhole);
+}
+
 TEST_F(SessionTest, ThereAreNoMoreThanSixteenLayers) {
     session->open(photograph());
     for (int i = 0; i < 16; ++i) EXPECT_TRUE(session->addLayer());

@@ -4,21 +4,25 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QDropEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QProcess>
 #include <QStatusBar>
 #include <QTabletEvent>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 #include <QWheelEvent>
 #include <filesystem>
 
+#include "photo/read.h"
 #include "studio/brush_tool.h"
 #include "studio/crop_bar.h"
 #include "studio/layer_panel.h"
@@ -27,8 +31,10 @@
 #include "studio/renderer.h"
 #include "studio/session.h"
 #include "studio/slider_panel.h"
+#include "studio/widgets/export_dialog.h"
 #include "studio/widgets/export_queue.h"
 #include "studio/widgets/film_strip.h"
+#include "studio/widgets/pixels.h"
 #include "studio/widgets/slider_row.h"
 #include "studio/widgets/slider_track.h"
 #include "tests/studio/window.h"
@@ -270,6 +276,49 @@ TEST_F(WindowTest, ExportIsWhatTheCommandLineMakesOfTheSameSidecar) {
                   0);
         EXPECT_EQ(photo::bytesOf(mine), photo::bytesOf(other)) << name;
     }
+}
+
+TEST_F(WindowTest, TheStripShowsAPhotographAsItIsEdited) {
+    open(photograph("dandelion_768x512.png"));
+    const auto shown = [this] {
+        return window->strip()->model()->index(0, 0).data(Qt::DecorationRole).value<QImage>();
+    };
+    ASSERT_TRUE(waitFor([&] { return !shown().isNull(); }));
+    const QImage before = shown();
+    window->session()->rotate(1);
+    EXPECT_TRUE(waitFor([&] { return shown().size() == before.size().transposed(); }));
+    window->session()->undo();
+    EXPECT_TRUE(waitFor([&] { return shown() == before; }));
+}
+
+TEST_F(WindowTest, ASelectionIsExportedWithWhatIsSavedOfItUnlessThatCannotBeRead) {
+    const std::string first = photograph("dandelion_768x512.png"), second = photograph("u76c0g_bliznaca_srgb8.png");
+    photo::Settings settings;
+    settings.rotate = 90;
+    settings.save(photo::Settings::sidecarOf(second));
+    open(first);
+    const auto exportBoth = [&] {
+        QTimer::singleShot(0, window.get(), [this] {
+            auto* dialog = window->findChild<ExportDialog*>();
+            dialog->m_folder->setText(fileName(scratch.path()));
+            dialog->m_name->setText("{name} exported");
+            dialog->m_replace->setChecked(true);
+            dialog->accept();
+        });
+        window->exportPhotographs({fileName(first), fileName(second)});
+    };
+    exportBoth();
+    ASSERT_TRUE(waitFor([this] { return window->exports()->rowCount() == 2 && window->exports()->isIdle(); }));
+    for (int row = 0; row < 2; ++row) EXPECT_EQ(window->exports()->state(row), ExportQueue::State::done);
+    const std::string exported = scratch / ("u76c0g_bliznaca_srgb8 exported." + std::string("jpg"));
+    EXPECT_EQ(photo::readPhotograph(exported).pixels.size(),
+              cv::Size(photo::readPhotograph(second).pixels.rows, photo::readPhotograph(second).pixels.cols));
+
+    photo::writeBytes(photo::Settings::sidecarOf(second), {'{'});
+    exportBoth();
+    ASSERT_TRUE(waitFor([this] { return !window->messageText().isEmpty(); }));
+    EXPECT_TRUE(window->messageText().contains("u76c0g_bliznaca_srgb8.png"));
+    EXPECT_EQ(window->exports()->rowCount(), 2);
 }
 
 TEST_F(WindowTest, ClosesWhileAPhotographIsPreparedAndComesBackAsItWas) {

@@ -49,6 +49,69 @@
     </message>
 </context>
 <context>
+    <name>FileTroubles</name>
+    <message>
+        <source>%1 cannot be written: the disk is full.</source>
+        <translation>%1 kann nicht geschrieben werden: Der Datenträger ist voll.</translation>
+    </message>
+    <message>
+        <source>%1 cannot be written: the disk is read-only.</source>
+        <translation>%1 kann nicht geschrieben werden: Der Datenträger ist schreibgeschützt.</translation>
+    </message>
+    <message>
+        <source>There is no permission to open %1.</source>
+        <translation>Die Berechtigung fehlt, %1 zu öffnen.</translation>
+    </message>
+    <message>
+        <source>%1: there is no such file or folder.</source>
+        <translation>%1: Diese Datei oder diesen Ordner gibt es nicht.</translation>
+    </message>
+    <message>
+        <source>%1 cannot be read or written.</source>
+        <translation>%1 kann nicht gelesen oder geschrieben werden.</translation>
+    </message>
+    <message>
+        <source>%1 is empty.</source>
+        <translation>%1 ist leer.</translation>
+    </message>
+    <message>
+        <source>%1 is not a photograph.</source>
+        <translation>%1 ist kein Foto.</translation>
+    </message>
+    <message>
+        <source>%1 has a format that is not supported here.</source>
+        <translation>%1 hat ein Format, das hier nicht unterstützt wird.</translation>
+    </message>
+    <message>
+        <source>%1 is too large.</source>
+        <translation>%1 ist zu groß.</translation>
+    </message>
+    <message>
+        <source>%1 is the original, which is never replaced.</source>
+        <translation>%1 ist das Original, das nie ersetzt wird.</translation>
+    </message>
+    <message>
+        <source>%1 is there already.</source>
+        <translation>%1 gibt es schon.</translation>
+    </message>
+    <message>
+        <source>%1 is damaged.</source>
+        <translation>%1 ist beschädigt.</translation>
+    </message>
+    <message>
+        <source>%1 is damaged, or of a kind that is not supported here.</source>
+        <translation>%1 ist beschädigt oder von einer Art, die hier nicht unterstützt wird.</translation>
+    </message>
+    <message>
+        <source>There is not enough memory for %1.</source>
+        <translation>Für %1 reicht der Speicher nicht.</translation>
+    </message>
+    <message>
+        <source>%1 cannot be shown: there is a mistake in this program.</source>
+        <translation>%1 kann nicht gezeigt werden: In diesem Programm steckt ein Fehler.</translation>
+    </message>
+</context>
+<context>
     <name>Preset</name>
     <message>
         <source>Natural</source>
@@ -597,10 +660,6 @@
 </context>
 <context>
     <name>kestrova::studio::ExportQueue</name>
-    <message>
-        <source>There is not enough memory</source>
-        <translation>Der Speicher reicht nicht</translation>
-    </message>
     <message>
         <source>waiting</source>
         <translation>wartet</translation>
@@ -1545,6 +1604,10 @@
     <message>
         <source>Nothing is pasted to %1: the settings there cannot be read. Open it to see what can be done.</source>
         <translation>In %1 wird nichts eingefügt: Die Einstellungen dort sind nicht lesbar. Öffnen Sie das Foto, um zu sehen, was sich tun lässt.</translation>
+    </message>
+    <message>
+        <source>Not exported: %1</source>
+        <translation>Nicht exportiert: %1</translation>
     </message>
 </context>
 <context>

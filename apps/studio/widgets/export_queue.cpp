@@ -8,6 +8,7 @@
 
 #include "photo/error.h"
 #include "studio/widgets/background.h"
+#include "studio/widgets/file_troubles.h"
 #include "studio/widgets/pixels.h"
 
 namespace kestrova::studio {
@@ -16,11 +17,9 @@ namespace {
 
 constexpr int kWhole = 1000, kSmallestReport = 5;
 
-// The layer's messages begin with the file that they are about, which the row shows anyway.
-QString withoutName(const QString& message, const ExportJob& job) {
-    for (const QString& name : {job.source, job.target})
-        if (message.startsWith(name + ": ")) return message.mid(name.size() + 2);
-    return message;
+/// The layer's messages begin with the file that they are about.
+const QString& fileOf(const QString& message, const ExportJob& job) {
+    return message.startsWith(job.target + ": ") ? job.target : job.source;
 }
 
 }  // namespace
@@ -32,6 +31,7 @@ struct ExportQueue::Entry {
     State state = State::waiting;
     int progress = 0;
     QString message;  // why it failed, or what the file does not hold
+    QString details;  // of a failure, for a programmer
     photo::Control control;
 };
 
@@ -79,7 +79,7 @@ void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
         });
     };
     State state = State::done;
-    QString message;
+    QString message, details;
     try {
         const std::string source = fileName(job.source), target = fileName(job.target);
         std::error_code none;
@@ -95,17 +95,20 @@ void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
         message = notes.join('\n');
     } catch (const photo::Error& error) {
         state = error.kind() == photo::Error::Kind::cancelled ? State::cancelled : State::failed;
-        message = fileName(std::string(error.what()));
+        details = fileName(std::string(error.what()));
+        message = sentenceOf(error.kind(), details, fileOf(details, job));
     } catch (const std::bad_alloc&) {
         state = State::failed;
-        message = tr("There is not enough memory");
+        message = sentenceOf(photo::Error::Kind::memory, {}, job.source);
     } catch (const std::exception& error) {
         state = State::failed;
-        message = fileName(std::string(error.what()));
+        details = fileName(std::string(error.what()));
+        message = sentenceOf(photo::Error::Kind::programming, details, job.source);
     }
     entry->control.progress = nullptr;
-    QMetaObject::invokeMethod(this, [this, entry, state, message] {
+    QMetaObject::invokeMethod(this, [this, entry, state, message, details] {
         m_running.reset();
+        entry->details = details;
         finish(entry, state, message);
         startNext();
     });
@@ -115,7 +118,7 @@ void ExportQueue::finish(const std::shared_ptr<Entry>& entry, State state, const
     entry->state = state;
     entry->message = message;
     announce(entry);
-    emit finished(entry->job.source, entry->job.target, state, message);
+    emit finished(entry->job.source, entry->job.target, state, message, entry->details);
     emit unfinishedChanged(unfinished());
 }
 
@@ -168,7 +171,7 @@ QString ExportQueue::stateText(const Entry& entry) const {
         case State::waiting: return tr("waiting");
         case State::running: return entry.control.cancelled() ? tr("stopping") : tr("%1 %").arg(entry.progress / 10);
         case State::done: return entry.message.isEmpty() ? tr("done") : tr("done, with notes");
-        case State::failed: return tr("failed: %1").arg(withoutName(entry.message, entry.job));
+        case State::failed: return tr("failed: %1").arg(entry.message);
         case State::cancelled: return tr("cancelled");
     }
     return {};

@@ -52,7 +52,7 @@ public:
 
 signals:
     void finished(const QString& source, const QString& target, kestrova::studio::ExportQueue::State state,
-                  const QString& message);
+                  const QString& message, const QString& details);
     void unfinishedChanged(int unfinished);
 
 private:

@@ -23,11 +23,8 @@ bool sameGeometry(const photo::Settings& a, const photo::Settings& b) {
 }
 
 photo::Settings previewSettings(const photo::Adjustments& adjustments, const photo::Settings& settings) {
-    photo::Settings preview;
+    photo::Settings preview = photo::Settings().placedAs(settings);
     static_cast<photo::Adjustments&>(preview) = adjustments;
-    preview.rotate = settings.rotate;
-    preview.straighten = settings.straighten;
-    preview.crop = settings.crop;
     preview.size = PresetStrip::kLongEdge;
     return preview;
 }

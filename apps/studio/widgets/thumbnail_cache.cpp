@@ -9,17 +9,36 @@
 #include <QStandardPaths>
 #include <algorithm>
 
+#include "photo/development.h"
 #include "photo/read.h"
 #include "studio/widgets/pixels.h"
 #include "studio/widgets/screen_profile.h"
 
 namespace kestrova::studio {
 
-QImage makeThumbnail(const QString& path, int longEdge, const std::atomic<bool>* cancel) {
+namespace {
+
+QImage developed(const photo::Photograph& photograph, photo::Settings settings, int longEdge, photo::Control* control) {
+    photo::Development::Options options;
+    options.threads = 1;
+    photo::Development development(photograph, options);
+    settings.size = longEdge;
+    development.set(settings);
+    photo::Development::Output output;
+    output.profile = photo::Profile::srgb();
+    return toImage(development.render(output, control).pixels);
+}
+
+}  // namespace
+
+QImage makeThumbnail(const QString& path, int longEdge, const photo::Settings& settings, photo::Control* control) {
+    constexpr double kLeastCrop = 0.25;  // for which a larger preview is read
     photo::ReadOptions options;
     options.threads = 1;  // the photograph that is open needs the others
-    options.cancel = cancel;
-    const photo::Photograph photograph = photo::readPreview(fileName(path), longEdge, options);
+    if (control) options.cancel = control->flag();
+    const double crop = std::max({settings.crop.width, settings.crop.height, kLeastCrop});
+    const photo::Photograph photograph = photo::readPreview(fileName(path), static_cast<int>(longEdge / crop), options);
+    if (settings != photo::Settings()) return developed(photograph, settings, longEdge, control);
     const QImage image = ScreenTransform(photograph.profile, photo::Profile::srgb()).apply(photograph.pixels, 1);
     if (std::max(image.width(), image.height()) <= longEdge) return image;
     const QSize size = QSizeF(image.size()).scaled(longEdge, longEdge, Qt::KeepAspectRatio).toSize();
@@ -34,16 +53,19 @@ QString ThumbnailCache::defaultFolder() {
 }
 
 QString ThumbnailCache::fileOf(const QString& path) const {
-    const QFileInfo info(path);
     QCryptographicHash hash(QCryptographicHash::Sha1);
-    hash.addData(QFile::encodeName(info.absoluteFilePath()));
-    hash.addData('\0' + QByteArray::number(info.size()) + ' ' +
-                 QByteArray::number(info.lastModified().toMSecsSinceEpoch()));
+    hash.addData(QFile::encodeName(QFileInfo(path).absoluteFilePath()));
+    for (const QString& file : {path, fileName(photo::Settings::sidecarOf(fileName(path)))}) {
+        const QFileInfo info(file);
+        if (!info.exists()) continue;
+        hash.addData('\0' + QByteArray::number(info.size()) + ' ' +
+                     QByteArray::number(info.lastModified().toMSecsSinceEpoch()));
+    }
     return m_folder + '/' + QString::fromLatin1(hash.result().toHex()) + ".png";
 }
 
-QImage ThumbnailCache::find(const QString& path) const {
-    QFile file(fileOf(path));
+QImage ThumbnailCache::find(const QString& name) const {
+    QFile file(name);
     if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) return {};
     QImage image;
     if (!image.load(&file, "PNG")) return {};
@@ -51,9 +73,9 @@ QImage ThumbnailCache::find(const QString& path) const {
     return image;
 }
 
-void ThumbnailCache::store(const QString& path, const QImage& thumbnail) {
+void ThumbnailCache::store(const QString& name, const QImage& thumbnail) {
     if (!QDir().mkpath(m_folder)) return;
-    QSaveFile file(fileOf(path));
+    QSaveFile file(name);
     if (!file.open(QIODevice::WriteOnly) || !thumbnail.save(&file, "PNG")) return;
     const qint64 bytes = file.size();
     if (!file.commit()) return;

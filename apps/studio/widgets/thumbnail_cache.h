@@ -2,16 +2,20 @@
 
 #include <QImage>
 #include <QString>
-#include <atomic>
+
+#include "photo/control.h"
+#include "photo/settings.h"
 
 namespace kestrova::studio {
 
-/// A small picture of a photograph in sRGB whose longer side has at most `longEdge` pixels. Throws `photo::Error`.
-QImage makeThumbnail(const QString& path, int longEdge, const std::atomic<bool>* cancel = nullptr);
+/// A small picture of a photograph in sRGB whose longer side has at most `longEdge` pixels, with these settings but for
+/// their size. Throws `photo::Error`.
+QImage makeThumbnail(const QString& path, int longEdge, const photo::Settings& settings = {},
+                     photo::Control* control = nullptr);
 
-/// Thumbnails on the disk, found by the photograph's path, size and time of change, so that a changed file gets a new
-/// one. The ones that were used longest ago go when there are too many. Nothing here is worth a message: what cannot be
-/// stored is made again. One thread at a time.
+/// Thumbnails on the disk, found by the photograph's path and by size and time of change of its file and its sidecar,
+/// so that one that has changed gets a new one. The ones that were used longest ago go when there are too many. Nothing
+/// here is worth a message: what cannot be stored is made again. One thread at a time.
 class ThumbnailCache {
 public:
     static constexpr qint64 kMostBytes = qint64{256} << 20;
@@ -21,12 +25,13 @@ public:
     /// Below `QStandardPaths::CacheLocation`.
     static QString defaultFolder();
 
+    /// Where the thumbnail of a photograph belongs, as its file and its sidecar are now.
+    QString fileOf(const QString& path) const;
     /// Null if there is none.
-    QImage find(const QString& path) const;
-    void store(const QString& path, const QImage& thumbnail);
+    QImage find(const QString& name) const;
+    void store(const QString& name, const QImage& thumbnail);
 
 private:
-    QString fileOf(const QString& path) const;
     void makeRoom();
 
     QString m_folder;

@@ -20,14 +20,14 @@ namespace {
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
 constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
-/// Whether the sidecar changes the photograph. One that cannot be read counts as a change.
-bool isEdited(const QString& path) {
+/// What the sidecar says; nothing if it cannot be read.
+std::optional<photo::Settings> savedSettings(const QString& path) {
     const std::string sidecar = photo::Settings::sidecarOf(fileName(path));
-    if (!QFileInfo::exists(fileName(sidecar))) return false;
+    if (!QFileInfo::exists(fileName(sidecar))) return photo::Settings();
     try {
-        return photo::Settings::load(sidecar) != photo::Settings();
+        return photo::Settings::load(sidecar);
     } catch (const photo::Error&) {
-        return true;
+        return std::nullopt;
     }
 }
 
@@ -39,7 +39,7 @@ ThumbnailModel::ThumbnailModel(ThumbnailCache cache, QObject* parent)
 }
 
 ThumbnailModel::~ThumbnailModel() {
-    m_cancel = true;
+    m_work.cancel();
     m_pool.waitForDone();
 }
 
@@ -62,7 +62,7 @@ void ThumbnailModel::setPaths(const QStringList& paths) {
     for (const QString& path : paths) {
         if (m_rows.contains(path)) continue;
         m_rows[path] = static_cast<int>(m_entries.size());
-        m_entries.push_back({path, {}, {}});
+        m_entries.push_back({path, {}});
     }
     endResetModel();
 }
@@ -87,8 +87,8 @@ void ThumbnailModel::setEdited(const QString& path, bool edited) {
 void ThumbnailModel::renew(const QString& path) {
     const int row = rowOf(path);
     if (row < 0) return;
-    m_images.remove(path);
     if (path == m_making) m_again = true;
+    m_entries[static_cast<std::size_t>(row)].isOld = true;
     m_entries[static_cast<std::size_t>(row)].failure.clear();
     announce(row, {Qt::DecorationRole, Qt::ToolTipRole, FailedRole});
 }
@@ -105,7 +105,7 @@ QVariant ThumbnailModel::data(const QModelIndex& index, int role) const {
         case Qt::DecorationRole: {
             const QImage* image = m_images.object(entry.path);
             const QVariant shown = image ? QVariant(*image) : QVariant();
-            if (entry.failure.isEmpty() && (!image || !entry.edited)) ask(entry.path);
+            if (entry.failure.isEmpty() && (!image || !entry.edited || entry.isOld)) ask(entry.path);
             return shown;
         }
         case Qt::ToolTipRole:
@@ -132,11 +132,13 @@ void ThumbnailModel::makeNext() {
     m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
         standBack(Background::tiles);
-        Result result{path, m_cache.find(path), {}, isEdited(path)};
+        const QString file = m_cache.fileOf(path);
+        const std::optional<photo::Settings> settings = savedSettings(path);
+        Result result{path, m_cache.find(file), {}, settings != photo::Settings()};
         try {
             if (result.image.isNull()) {
-                result.image = makeThumbnail(path, kLongEdge, &m_cancel);
-                m_cache.store(path, result.image);
+                result.image = makeThumbnail(path, kLongEdge, settings.value_or(photo::Settings()), &m_work);
+                m_cache.store(file, result.image);
             }
         } catch (const std::exception& error) {
             result.failure = fileName(std::string(error.what()));
@@ -155,6 +157,7 @@ void ThumbnailModel::take(const Result& result) {
     if (row >= 0) {
         Entry& entry = m_entries[static_cast<std::size_t>(row)];
         entry.failure = result.failure;
+        entry.isOld = false;
         if (!entry.edited) entry.edited = result.edited;
         if (result.failure.isEmpty())
             m_images.insert(result.path, new QImage(result.image), result.image.sizeInBytes() >> 10);

@@ -3,7 +3,6 @@
 #include <QAbstractListModel>
 #include <QCache>
 #include <QThreadPool>
-#include <atomic>
 #include <optional>
 #include <vector>
 
@@ -11,9 +10,9 @@
 
 namespace kestrova::studio {
 
-/// Photographs, by their paths, with thumbnails that are made in the background once a view asks for them; what has
-/// been scrolled past in between is left out. The roles are those of tile_delegate.h. Its destructor cancels what is
-/// under way.
+/// Photographs, by their paths, with thumbnails, as their sidecars have them, that are made in the background once a
+/// view asks for them; what has been scrolled past in between is left out. The roles are those of tile_delegate.h. Its
+/// destructor cancels what is under way.
 class ThumbnailModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -32,7 +31,7 @@ public:
     /// The row of a path, -1 without.
     int rowOf(const QString& path) const;
     void setEdited(const QString& path, bool edited);
-    /// Makes the thumbnail anew: the file has changed.
+    /// Makes the thumbnail anew: the file or its sidecar has changed.
     void renew(const QString& path);
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -42,7 +41,8 @@ private:
     struct Entry {
         QString path;
         QString failure;
-        std::optional<bool> edited;  // not looked up yet
+        std::optional<bool> edited{};  // not looked up yet
+        bool isOld = false;            // its thumbnail is shown until there is a new one
     };
     struct Result {
         QString path;
@@ -63,7 +63,7 @@ private:
     QString m_making;
     bool m_again = false;    // what is being made has changed meanwhile
     ThumbnailCache m_cache;  // used by the pool's thread alone
-    std::atomic<bool> m_cancel{false};
+    photo::Control m_work;
     QThreadPool m_pool;
 };
 

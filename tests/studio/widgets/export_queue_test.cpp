@@ -113,9 +113,8 @@ TEST_F(Exports, AFailureSaysWhyAndTheOthersAreDone) {
     for (int row = 0; row < 3; ++row) {
         EXPECT_EQ(queue.state(row), State::failed);
         EXPECT_TRUE(text(queue, row).startsWith("failed: "));
-        EXPECT_FALSE(text(queue, row).contains("bad.jpg"));
     }
-    EXPECT_TRUE(text(queue, 0, ExportQueue::StateColumn, Qt::ToolTipRole).contains("bad.jpg"));
+    EXPECT_EQ(text(queue, 0), "failed: bad.jpg is damaged.");
     EXPECT_EQ(queue.state(3), State::done);
     EXPECT_FALSE(fs::exists(scratch / "1.jpg"));
 }
@@ -138,7 +137,7 @@ TEST_F(Exports, ReplaceWhatIsThereByThenOnlyIfTheyMay) {
     ASSERT_TRUE(waitForAll(queue));
     EXPECT_EQ(queue.state(0), State::done);
     EXPECT_EQ(queue.state(1), State::failed);
-    EXPECT_EQ(text(queue, 1), "failed: is there already");
+    EXPECT_EQ(text(queue, 1), "failed: 1.jpg is there already.");
     const auto before = photo::bytesOf(scratch / "1.jpg");
     ExportJob third = job(scratch / "a.png", scratch / "1.jpg");
     third.settings.light.brightness = 0.5f;

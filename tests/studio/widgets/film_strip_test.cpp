@@ -96,11 +96,12 @@ TEST_F(Thumbnails, ComeFromTheCacheTheNextTime) {
 
 TEST_F(Thumbnails, OfAChangedFileAreMadeAnew) {
     const QString photograph = make("a.png", 60, 40);
-    EXPECT_TRUE(cache().find(photograph).isNull());
-    cache().store(photograph, QImage(10, 10, QImage::Format_RGB32));
-    EXPECT_FALSE(cache().find(photograph).isNull());
+    const auto found = [&] { return cache().find(cache().fileOf(photograph)); };
+    EXPECT_TRUE(found().isNull());
+    cache().store(cache().fileOf(photograph), QImage(10, 10, QImage::Format_RGB32));
+    EXPECT_FALSE(found().isNull());
     fs::last_write_time(scratch / "a.png", fs::last_write_time(scratch / "a.png") + std::chrono::seconds(1));
-    EXPECT_TRUE(cache().find(photograph).isNull());
+    EXPECT_TRUE(found().isNull());
 }
 
 TEST_F(Thumbnails, OfAFileThatChangesWhileItsThumbnailIsMadeAreMadeAgain) {
@@ -189,8 +190,9 @@ TEST_F(Thumbnails, AreInSrgbWhateverTheProfile) {
 
 TEST_F(Thumbnails, CancelWhenTheModelGoes) {
     const std::string large = std::string(KESTROVA_PHOTOS) + "/dandelion_5312x2988.jpg";
-    std::atomic<bool> cancel{true};
-    EXPECT_THROW(makeThumbnail(fileName(large), 256, &cancel), photo::Error);
+    photo::Control cancelled;
+    cancelled.cancel();
+    EXPECT_THROW(makeThumbnail(fileName(large), 256, {}, &cancelled), photo::Error);
     ThumbnailModel model(cache(), nullptr);
     model.setPaths({fileName(large)});
     get(model, 0, Qt::DecorationRole);
@@ -214,6 +216,37 @@ TEST_F(Thumbnails, MarkThePhotographsWhoseSettingsChangeThem) {
     EXPECT_TRUE(get(model, 3, EditedRole).toBool());
     model.setEdited(plain, true);
     EXPECT_TRUE(get(model, 1, EditedRole).toBool());
+}
+
+TEST_F(Thumbnails, ShowWhatTheSettingsMakeOfThePhotograph) {
+    const QString photograph = make("a.png", 400, 200);
+    const QImage plain = makeThumbnail(photograph, 256);
+    photo::Settings settings;
+    settings.light.brightness = 0.5f;
+    settings.rotate = 90;
+    settings.crop = {0, 0, 0.5, 0.5};
+    const std::string sidecar = photo::Settings::sidecarOf(fileName(photograph));
+    settings.save(sidecar);
+    ThumbnailModel model(cache(), nullptr);
+    model.setPaths({photograph});
+    const QImage edited = imageOf(model, 0);
+    EXPECT_EQ(edited.size(), QSize(100, 200));
+    const auto meanGreen = [](const QImage& image) {
+        double sum = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) sum += image.pixelColor(x, y).green();
+        return sum / image.height() / image.width();
+    };
+    settings.light = {};
+    const double unlit = meanGreen(makeThumbnail(photograph, 256, settings));
+    EXPECT_GT(meanGreen(edited), unlit + 10);
+
+    photo::Settings().save(sidecar);
+    fs::last_write_time(sidecar, fs::last_write_time(sidecar) + std::chrono::seconds(1));
+    model.renew(photograph);
+    EXPECT_EQ(imageOf(model, 0), edited) << "the old one is shown until there is a new one";
+    EXPECT_TRUE(waitUntil([&] { return imageOf(model, 0) == plain; }));
+    EXPECT_EQ(cached().size(), 2);
 }
 
 TEST_F(Thumbnails, MarkEditedPhotographsAgainWhenTheyComeBack) {

@@ -52,7 +52,7 @@ QString ThumbnailCache::defaultFolder() {
     return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + "/thumbnails";
 }
 
-QString ThumbnailCache::fileOf(const QString& path) const {
+ThumbnailKey ThumbnailCache::keyOf(const QString& path) {
     QCryptographicHash hash(QCryptographicHash::Sha1);
     hash.addData(QFile::encodeName(QFileInfo(path).absoluteFilePath()));
     for (const QString& file : {path, fileName(photo::Settings::sidecarOf(fileName(path)))}) {
@@ -61,11 +61,11 @@ QString ThumbnailCache::fileOf(const QString& path) const {
         hash.addData('\0' + QByteArray::number(info.size()) + ' ' +
                      QByteArray::number(info.lastModified().toMSecsSinceEpoch()));
     }
-    return m_folder + '/' + QString::fromLatin1(hash.result().toHex()) + ".png";
+    return {QString::fromLatin1(hash.result().toHex())};
 }
 
-QImage ThumbnailCache::find(const QString& name) const {
-    QFile file(name);
+QImage ThumbnailCache::find(const ThumbnailKey& key) const {
+    QFile file(fileOf(key));
     if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly)) return {};
     QImage image;
     if (!image.load(&file, "PNG")) return {};
@@ -73,9 +73,9 @@ QImage ThumbnailCache::find(const QString& name) const {
     return image;
 }
 
-void ThumbnailCache::store(const QString& name, const QImage& thumbnail) {
+void ThumbnailCache::store(const ThumbnailKey& key, const QImage& thumbnail) {
     if (!QDir().mkpath(m_folder)) return;
-    QSaveFile file(name);
+    QSaveFile file(fileOf(key));
     if (!file.open(QIODevice::WriteOnly) || !thumbnail.save(&file, "PNG")) return;
     const qint64 bytes = file.size();
     if (!file.commit()) return;

@@ -13,6 +13,11 @@ namespace kestrova::studio {
 QImage makeThumbnail(const QString& path, int longEdge, const photo::Settings& settings = {},
                      photo::Control* control = nullptr);
 
+/// Names the thumbnail of a photograph as its file and its sidecar are at one moment.
+struct ThumbnailKey {
+    QString hash;
+};
+
 /// Thumbnails on the disk, found by the photograph's path and by size and time of change of its file and its sidecar,
 /// so that one that has changed gets a new one. The ones that were used longest ago go when there are too many. Nothing
 /// here is worth a message: what cannot be stored is made again. One thread at a time.
@@ -25,13 +30,14 @@ public:
     /// Below `QStandardPaths::CacheLocation`.
     static QString defaultFolder();
 
-    /// Where the thumbnail of a photograph belongs, as its file and its sidecar are now.
-    QString fileOf(const QString& path) const;
+    /// As the photograph's file and its sidecar are now.
+    static ThumbnailKey keyOf(const QString& path);
     /// Null if there is none.
-    QImage find(const QString& name) const;
-    void store(const QString& name, const QImage& thumbnail);
+    QImage find(const ThumbnailKey& key) const;
+    void store(const ThumbnailKey& key, const QImage& thumbnail);
 
 private:
+    QString fileOf(const ThumbnailKey& key) const { return m_folder + '/' + key.hash + ".png"; }
     void makeRoom();
 
     QString m_folder;

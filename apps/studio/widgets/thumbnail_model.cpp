@@ -132,13 +132,13 @@ void ThumbnailModel::makeNext() {
     m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
         standBack(Background::tiles);
-        const QString file = m_cache.fileOf(path);
+        const ThumbnailKey key = ThumbnailCache::keyOf(path);
         const std::optional<photo::Settings> settings = savedSettings(path);
-        Result result{path, m_cache.find(file), {}, settings != photo::Settings()};
+        Result result{path, m_cache.find(key), {}, settings != photo::Settings()};
         try {
             if (result.image.isNull()) {
                 result.image = makeThumbnail(path, kLongEdge, settings.value_or(photo::Settings()), &m_work);
-                m_cache.store(file, result.image);
+                m_cache.store(key, result.image);
             }
         } catch (const std::exception& error) {
             result.failure = fileName(std::string(error.what()));

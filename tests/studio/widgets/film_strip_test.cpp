@@ -96,9 +96,9 @@ TEST_F(Thumbnails, ComeFromTheCacheTheNextTime) {
 
 TEST_F(Thumbnails, OfAChangedFileAreMadeAnew) {
     const QString photograph = make("a.png", 60, 40);
-    const auto found = [&] { return cache().find(cache().fileOf(photograph)); };
+    const auto found = [&] { return cache().find(ThumbnailCache::keyOf(photograph)); };
     EXPECT_TRUE(found().isNull());
-    cache().store(cache().fileOf(photograph), QImage(10, 10, QImage::Format_RGB32));
+    cache().store(ThumbnailCache::keyOf(photograph), QImage(10, 10, QImage::Format_RGB32));
     EXPECT_FALSE(found().isNull());
     fs::last_write_time(scratch / "a.png", fs::last_write_time(scratch / "a.png") + std::chrono::seconds(1));
     EXPECT_TRUE(found().isNull());
@@ -125,7 +125,7 @@ TEST_F(Thumbnails, TheirTipsShowNamesOfFilesThatLookLikeMarkup) {
 
 TEST_F(Thumbnails, ADamagedCacheIsMadeAnew) {
     const QString photograph = make("a.png");
-    cache().store(photograph, QImage(10, 10, QImage::Format_RGB32));
+    cache().store(ThumbnailCache::keyOf(photograph), QImage(10, 10, QImage::Format_RGB32));
     photo::writeBytes(fileName(cacheFolder() + '/' + cached()[0]), {1, 2, 3});
     ThumbnailModel model(cache(), nullptr);
     model.setPaths({photograph});
@@ -137,7 +137,7 @@ TEST_F(Thumbnails, TheCacheStaysWithinItsBoundAndKeepsTheNewest) {
     image.fill(Qt::red);
     QStringList paths;
     for (int i = 0; i < 6; ++i) paths << make(std::to_string(i) + ".png", 10 + i, 10);
-    cache().store(paths[0], image);
+    cache().store(ThumbnailCache::keyOf(paths[0]), image);
     const qint64 each = QFileInfo(cacheFolder() + '/' + cached()[0]).size();
     ThumbnailCache bounded = cache(3 * each);
     for (int i = 1; i < 6; ++i) {
@@ -146,11 +146,11 @@ TEST_F(Thumbnails, TheCacheStaysWithinItsBoundAndKeepsTheNewest) {
             const std::string file = fileName(cacheFolder() + '/' + name);
             fs::last_write_time(file, fs::last_write_time(file) - std::chrono::seconds(10));
         }
-        bounded.store(paths[i], image);
+        bounded.store(ThumbnailCache::keyOf(paths[i]), image);
     }
     EXPECT_EQ(cached().size(), 3);
-    EXPECT_FALSE(bounded.find(paths[5]).isNull());
-    EXPECT_TRUE(bounded.find(paths[0]).isNull());
+    EXPECT_FALSE(bounded.find(ThumbnailCache::keyOf(paths[5])).isNull());
+    EXPECT_TRUE(bounded.find(ThumbnailCache::keyOf(paths[0])).isNull());
 }
 
 TEST_F(Thumbnails, ACacheThatCannotBeWrittenIsDoneWithout) {

@@ -60,7 +60,7 @@ Settings Session::settingsOf(const std::string& photograph) {
     const std::string sidecar = Settings::sidecarOf(photograph);
     std::error_code error;
     if (const History pending = m_saver.pending(photograph); !pending.empty())
-        settings = *pending.current();
+        settings = pending.current()->settings();
     else if (std::filesystem::exists(sidecar, error))
         settings = Settings::load(sidecar);
     const auto waiting = m_pastes.find(photograph);
@@ -72,8 +72,9 @@ bool Session::pasteWaiting(const std::string& photograph, History& history) {
     const auto waiting = m_pastes.extract(photograph);
     if (waiting.empty()) return false;
     ++m_pasted;
-    const auto next = std::make_shared<const Settings>(pastedOver(*history.current(), *waiting.mapped()));
-    if (*next == *history.current()) return false;
+    const State& current = *history.current();
+    const auto next = std::make_shared<const State>(pastedOver(current.settings(), *waiting.mapped()), current);
+    if (*next == current) return false;
     history.add(tr("Paste settings"), next);
     return true;
 }
@@ -85,10 +86,10 @@ void Session::takePaste(const std::string& photograph, const SettingsPtr& from, 
     if (waiting == m_pastes.end() || waiting->second != from) return;  // opened meanwhile, or pasted to again
     if (history) {
         History next = *history;
-        if (next.empty()) next.states = {std::make_shared<const Settings>()};
+        if (next.empty()) next.states = {std::make_shared<const State>(Settings())};
         if (pasteWaiting(photograph, next)) {
             m_saver.save({photograph, next, false});
-            emit savedSettingsChanged(photograph, *next.current());
+            emit savedSettingsChanged(photograph, next.current()->settings());
         }
     } else {
         m_pastes.erase(waiting);

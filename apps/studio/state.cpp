@@ -1,6 +1,7 @@
 #include "studio/state.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace kestrova::studio {

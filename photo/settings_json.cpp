@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "photo/error.h"
 #include "photo/replace_file.h"
@@ -142,8 +143,8 @@ void write(Json& json, const Adjustments& adjustments) {
 Json written(const Stroke& stroke) {
     Json points = Json::array();
     for (const Point& point : stroke.points) points.push_back({point.x, point.y});
-    return {{"points", points},          {"radius", stroke.radius},       {"hardness", stroke.hardness},
-            {"opacity", stroke.opacity}, {"tolerance", stroke.tolerance}, {"erase", stroke.erase}};
+    return {{"points", std::move(points)}, {"radius", stroke.radius},       {"hardness", stroke.hardness},
+            {"opacity", stroke.opacity},   {"tolerance", stroke.tolerance}, {"erase", stroke.erase}};
 }
 
 Json written(const Layer& layer) {
@@ -151,7 +152,7 @@ Json written(const Layer& layer) {
     write(json, layer.adjustments);
     Json strokes = Json::array();
     for (const Stroke& stroke : layer.mask.strokes) strokes.push_back(written(stroke));
-    json["mask"] = {{"strokes", strokes}, {"inverted", layer.mask.inverted}};
+    json["mask"] = {{"strokes", std::move(strokes)}, {"inverted", layer.mask.inverted}};
     return json;
 }
 

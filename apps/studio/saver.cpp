@@ -1,5 +1,6 @@
 #include "studio/saver.h"
 
+#include <unistd.h>
 #include <QCryptographicHash>
 #include <QMutexLocker>
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "photo/error.h"
+#include "studio/fingerprint.h"
 #include "studio/widgets/file_troubles.h"
 #include "studio/widgets/pixels.h"
 
@@ -117,18 +119,56 @@ History Saver::pending(const std::string& photograph) {
     return failed == m_failed.end() ? History() : failed->second.history;
 }
 
+/// With the mutex of the journals locked.
+Journal& Saver::journalAt(const std::string& path) {
+    constexpr std::size_t kMostJournals = 8;  // which keep their histories
+    if (m_journals.size() >= kMostJournals && m_journals.count(path) == 0) m_journals.clear();
+    return m_journals.try_emplace(path, path).first->second;
+}
+
+/// A file of the same name with other content may be the same photograph with new metadata, or a card that was
+/// formatted and used again. What tells them apart is the sidecar, which only the former has. The history of the other
+/// photograph gets its fingerprint into its name, so that it is found when that one is there again.
+Saver::Recalled Saver::recall(const std::string& photograph) {
+    const std::string path = journalOf(photograph), now = fingerprintOf(photograph);
+    const auto ofFingerprint = [&](const std::string& fingerprint) { return path + '.' + fingerprint; };
+    std::error_code error;
+    const QMutexLocker lock(&m_journalsMutex);
+    Journal& journal = journalAt(path);
+    History history = journal.read();
+    const std::string before = journal.photograph();
+    // Releases that noted no fingerprint noted no sidecar either, but wrote one wherever they could.
+    if (before.empty()) return {history, access(fs::absolute(photograph, error).parent_path().c_str(), W_OK) == 0};
+    const bool wasHereBefore = fs::exists(ofFingerprint(now), error);
+    if (now.empty() || now == before || (fs::exists(photo::Settings::sidecarOf(photograph), error) && !wasHereBefore))
+        return {history, journal.hasSidecar()};
+    fs::rename(path, ofFingerprint(before), error);
+    if (error) return {};
+    if (wasHereBefore) fs::rename(ofFingerprint(now), path, error);
+    history = journal.read();
+    return {history, journal.hasSidecar()};
+}
+
 /// A state that the history knows is one that a process was killed after; any other was written by another program.
-History Saver::stored(const std::string& photograph) const {
-    History history = Journal::read(journalOf(photograph));
+/// Where there was a sidecar and is none, somebody wants the photograph as it was.
+History Saver::stored(const std::string& photograph) {
+    auto [history, hadSidecar] = recall(photograph);
     const std::string sidecar = photo::Settings::sidecarOf(photograph);
     std::error_code error;
-    if (!fs::exists(sidecar, error)) return history;
-    const auto settings = std::make_shared<const photo::Settings>(photo::Settings::load(sidecar));
-    const auto isThat = [&](const SettingsPtr& state) { return *state == *settings; };
-    if (history.empty())
-        history.states = {settings};
-    else if (std::none_of(history.states.begin(), history.states.end(), isThat))
-        history.add(tr("Changed by another program"), settings);
+    if (!fs::exists(sidecar, error)) {
+        const auto untouched = std::make_shared<const State>(photo::Settings());
+        if (hadSidecar && !history.empty() && *history.current() != *untouched) {
+            history.index = static_cast<int>(history.texts.size());  // so that nothing is dropped
+            history.add(tr("Settings file removed"), untouched);
+        }
+        return history;
+    }
+    photo::Settings settings = photo::Settings::load(sidecar);
+    if (history.empty()) return {{std::make_shared<const State>(std::move(settings))}, {}, 0};
+    const auto state = std::make_shared<const State>(std::move(settings), *history.current());
+    const auto isThat = [&](const StatePtr& known) { return *known == *state; };
+    if (std::none_of(history.states.begin(), history.states.end(), isThat))
+        history.add(tr("Changed by another program"), state);
     return history;
 }
 
@@ -137,21 +177,28 @@ bool Saver::isAllWritten() {
     return m_waiting.empty() && m_failed.empty() && m_underWay.history.empty();
 }
 
+void Saver::writeSidecar(const Job& job) {
+    const std::string sidecar = photo::Settings::sidecarOf(job.photograph);
+    if (job.keepBroken && fs::exists(sidecar) && !isReadable(sidecar)) moveAside(sidecar);
+    job.history.current()->settings().save(sidecar);
+}
+
 void Saver::write(const Job& job) {
     // The history first: should the process end in between, the newer of the two is known. Should either fail, the
     // other one is written all the same.
     std::string trouble;
+    const std::string path = journalOf(job.photograph);
     try {
         fs::create_directories(m_folder);
-        const std::string path = journalOf(job.photograph);
-        m_journals.try_emplace(path, path).first->second.write(job.history);
+        const QMutexLocker lock(&m_journalsMutex);
+        journalAt(path).write(job.history, fingerprintOf(job.photograph));
     } catch (const std::exception& error) {
         trouble = error.what();
     }
-    const std::string sidecar = photo::Settings::sidecarOf(job.photograph);
-    if (job.keepBroken && fs::exists(sidecar) && !isReadable(sidecar)) moveAside(sidecar);
-    job.history.current()->save(sidecar);
+    writeSidecar(job);
     if (!trouble.empty()) throw photo::Error(photo::Error::Kind::file, trouble);
+    const QMutexLocker lock(&m_journalsMutex);
+    journalAt(path).noteSidecar();
 }
 
 }  // namespace kestrova::studio

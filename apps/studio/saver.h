@@ -9,6 +9,7 @@
 #include <string>
 
 #include "studio/history.h"
+#include "studio/journal.h"
 
 namespace kestrova::studio {
 
@@ -36,7 +37,10 @@ public:
     /// The history of a photograph that is still to be written; empty if there is none.
     History pending(const std::string& photograph);
     /// What is on the disk of its settings and its history. Throws `photo::Error` for a sidecar that cannot be read.
-    History stored(const std::string& photograph) const;
+    /// Puts aside what is remembered of another photograph under the same name.
+    History stored(const std::string& photograph);
+    /// Its history alone.
+    History remembered(const std::string& photograph) { return recall(photograph).history; }
     bool isAllWritten();
     std::string journalOf(const std::string& photograph) const;
 
@@ -45,8 +49,16 @@ signals:
     void failed(QString photograph, QString text, QString details);
 
 private:
+    struct Recalled {
+        History history;
+        bool hadSidecar = false;  ///< that held the latest of it
+    };
+
+    Recalled recall(const std::string& photograph);
+    Journal& journalAt(const std::string& path);
     void work();
     void write(const Job& job);
+    void writeSidecar(const Job& job);
     void enqueue(Job job);
     void enqueueFailed();
 
@@ -55,8 +67,9 @@ private:
     QMutex m_mutex;
     std::deque<Job> m_waiting;
     Job m_underWay;
-    std::map<std::string, Job> m_failed;        ///< by their photographs
-    std::map<std::string, Journal> m_journals;  ///< of the pool's one thread
+    std::map<std::string, Job> m_failed;  ///< by their photographs
+    QMutex m_journalsMutex;
+    std::map<std::string, Journal> m_journals;  ///< by their paths
 };
 
 }  // namespace kestrova::studio

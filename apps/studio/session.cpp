@@ -34,8 +34,8 @@ QString unreadable(const std::string& sidecar, photo::Error::Kind kind, bool rem
 
 }  // namespace
 
-Session::Session(const std::string& dataFolder, QObject* parent)
-    : QObject(parent), m_settings(std::make_shared<const Settings>()), m_saver(dataFolder) {
+Session::Session(const std::string& dataFolder, QObject* parent) : QObject(parent), m_saver(dataFolder) {
+    setState(std::make_shared<const State>(Settings()));
     m_history.setUndoLimit(kMostSteps);
     m_paster.setMaxThreadCount(1);
     m_saveTimer.setSingleShot(true);
@@ -85,11 +85,11 @@ Session::Saved Session::read(const std::string& photograph) {
     try {
         saved.history = m_saver.stored(photograph);
     } catch (const photo::Error& trouble) {
-        saved.history = Journal::read(m_saver.journalOf(photograph));
+        saved.history = m_saver.remembered(photograph);
         saved.trouble = unreadable(Settings::sidecarOf(photograph), trouble.kind(), !saved.history.empty());
         saved.details = fileName(std::string(trouble.what()));
     }
-    if (saved.history.empty()) saved.history.states = {std::make_shared<const Settings>()};
+    if (saved.history.empty()) saved.history.states = {std::make_shared<const State>(Settings())};
     return saved;
 }
 
@@ -109,14 +109,15 @@ void Session::restore(const History& history) {
     m_restoring = true;
     m_target = kWhole;
     m_history.clear();
-    m_settings = history.states.front();
+    m_state = history.states.front();
     // The stack keeps the latest steps: those before them have no effect on it.
     for (std::size_t i = 1; i < history.states.size(); ++i)
         m_history.push(new HistoryStep(history.texts[static_cast<qsizetype>(i) - 1], history.states[i - 1],
-                                       history.states[i], ++m_gesture, [this](const SettingsPtr& s) { apply(s); }));
+                                       history.states[i], ++m_gesture, [this](const StatePtr& s) { apply(s); }));
     const int dropped = static_cast<int>(history.texts.size()) - m_history.count();
     m_history.setIndex(std::max(0, history.index - dropped));
     m_restoring = false;
+    setState(m_state);
     emit targetChanged(m_target);
 }
 
@@ -129,17 +130,24 @@ void Session::close() {
         if (const auto waiting = m_pastes.find(path); waiting != m_pastes.end()) startPaste(path, waiting->second);
     ++m_openings;
     m_target = kWhole;
-    m_restoring = true;
     m_history.clear();
-    m_settings = std::make_shared<const Settings>();
-    m_restoring = false;
+    setState(std::make_shared<const State>(Settings()));
     emit closed();
     emit targetChanged(m_target);
 }
 
-void Session::apply(const SettingsPtr& settings) {
-    const SettingsPtr before = std::exchange(m_settings, settings);
-    if (m_restoring) return;
+void Session::setState(const StatePtr& state) {
+    m_state = state;
+    m_settings = std::make_shared<const Settings>(state->settings());
+}
+
+void Session::apply(const StatePtr& state) {
+    if (m_restoring) {
+        m_state = state;
+        return;
+    }
+    const SettingsPtr before = m_settings;
+    setState(state);
     keepTargetInRange();
     if (!m_pushing) aimAtLayerThatIsBack(before->layers);
     if (!m_saveTimer.isActive()) m_saveTimer.start();
@@ -169,7 +177,7 @@ History Session::snapshot() const {
         history.states.push_back(step->after());
         history.texts << step->text();
     }
-    if (history.states.empty()) history.states.push_back(m_settings);
+    if (history.states.empty()) history.states.push_back(m_state);
     history.index = m_history.index();
     return history;
 }
@@ -224,8 +232,8 @@ void Session::change(const QString& text, const Settings& next) {
     if (m_gesture == m_stroke && !m_painting) endGesture();
     if (!m_inGesture) ++m_gesture;
     const QScopedValueRollback pushing(m_pushing, true);
-    m_history.push(new HistoryStep(text, m_settings, std::make_shared<const Settings>(next), m_gesture,
-                                   [this](const SettingsPtr& s) { apply(s); }));
+    m_history.push(new HistoryStep(text, m_state, std::make_shared<const State>(next, *m_state), m_gesture,
+                                   [this](const StatePtr& s) { apply(s); }));
 }
 
 }  // namespace kestrova::studio

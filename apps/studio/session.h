@@ -120,8 +120,9 @@ private:
 
     Saved read(const std::string& photograph);
     void takeSaved(const Saved& saved);
-    void apply(const SettingsPtr& settings);
+    void apply(const StatePtr& state);
     void restore(const History& history);
+    void setState(const StatePtr& state);
     History snapshot() const;
     void save();
     void keepTargetInRange();
@@ -137,7 +138,8 @@ private:
     void reportPastes();
 
     std::string m_path;
-    SettingsPtr m_settings;
+    StatePtr m_state;
+    SettingsPtr m_settings;  ///< of that state
     QUndoStack m_history;
     Saver m_saver;
     QTimer m_saveTimer;

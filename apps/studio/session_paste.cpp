@@ -49,7 +49,7 @@ std::function<Settings(const std::string&)> Session::settingsReader() {
         const std::string sidecar = Settings::sidecarOf(photograph);
         std::error_code error;
         if (const History pending = saver->pending(photograph); !pending.empty())
-            settings = *pending.current();
+            settings = pending.current()->settings();
         else if (std::filesystem::exists(sidecar, error))
             settings = Settings::load(sidecar);
         const auto waiting = pastes.find(photograph);
@@ -62,8 +62,9 @@ bool Session::pasteWaiting(const std::string& photograph, History& history) {
     const auto waiting = m_pastes.extract(photograph);
     if (waiting.empty()) return false;
     ++m_pasted;
-    const auto next = std::make_shared<const Settings>(waiting.mapped()->placedAs(*history.current()));
-    if (*next == *history.current()) return false;
+    const State& current = *history.current();
+    const auto next = std::make_shared<const State>(waiting.mapped()->placedAs(current.settings()), current);
+    if (*next == current) return false;
     history.add(tr("Paste settings"), next);
     return true;
 }
@@ -75,10 +76,10 @@ void Session::takePaste(const std::string& photograph, const SettingsPtr& from, 
     if (waiting == m_pastes.end() || waiting->second != from) return;  // opened meanwhile, or pasted to again
     if (history) {
         History next = *history;
-        if (next.empty()) next.states = {std::make_shared<const Settings>()};
+        if (next.empty()) next.states = {std::make_shared<const State>(Settings())};
         if (pasteWaiting(photograph, next)) {
             m_saver.save({photograph, next, false});
-            emit savedSettingsChanged(photograph, *next.current());
+            emit savedSettingsChanged(photograph, next.current()->settings());
         }
     } else {
         m_pastes.erase(waiting);

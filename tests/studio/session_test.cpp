@@ -411,26 +411,26 @@ TEST_F(SessionTest, RefusesWhatIsOutOfRangeWithAMessage) {
     EXPECT_EQ(session->settings(), Settings());
 }
 
-SettingsPtr withBrightness(float v) {
+StatePtr withBrightness(float v) {
     Settings settings;
     settings.light.brightness = v;
-    return std::make_shared<const Settings>(settings);
+    return std::make_shared<const State>(settings);
 }
 
 TEST_F(SessionTest, AJournalIsReadUpToItsDamage) {
     const std::string path = scratch / "a.journal";
     Journal journal(path);
     History history{{withBrightness(0), withBrightness(0.5f)}, {"one"}, 1};
-    journal.write(history);
+    journal.write(history, {});
     history.states.push_back(withBrightness(0.75f));
     history.texts << "two";
     history.index = 2;
-    journal.write(history);
-    EXPECT_EQ(Journal::read(path).texts, history.texts);
+    journal.write(history, {});
+    EXPECT_EQ(Journal(path).read().texts, history.texts);
     fs::resize_file(path, fs::file_size(path) - 20);
-    const History read = Journal::read(path);
+    const History read = Journal(path).read();
     EXPECT_EQ(*read.states.at(1), *history.states[1]);
-    EXPECT_TRUE(Journal::read(scratch / "none").empty());
+    EXPECT_TRUE(Journal(scratch / "none").read().empty());
 }
 
 TEST_F(SessionTest, AJournalIsAppendedToAndForgetsNothingOfALongHistory) {
@@ -447,10 +447,10 @@ TEST_F(SessionTest, AJournalIsAppendedToAndForgetsNothingOfALongHistory) {
             --history.index;
         }
         const auto size = fs::exists(path) ? fs::file_size(path) : 0;
-        journal.write(history);
+        journal.write(history, {});
         EXPECT_LT(fs::file_size(path), size + 400);
     }
-    const History read = Journal::read(path);
+    const History read = Journal(path).read();
     EXPECT_EQ(read.texts.size(), 40);
     EXPECT_EQ(read.index, 40);
     EXPECT_EQ(*read.states.back(), *history.states.back());
@@ -459,11 +459,11 @@ TEST_F(SessionTest, AJournalIsAppendedToAndForgetsNothingOfALongHistory) {
 TEST_F(SessionTest, AJournalThatAFullDiskStopsFromBeingWrittenAnewStaysAsItWas) {
     const std::string path = scratch / "a.journal";
     const History history{{withBrightness(0), withBrightness(0.5f)}, {"one"}, 1};
-    Journal(path).write(history);
+    Journal(path).write(history, {});
     Journal ofAnotherProcess(path);
     const FullDisk full;
-    EXPECT_THROW(ofAnotherProcess.write({{withBrightness(0.25f)}, {}, 0}), photo::Error);
-    EXPECT_EQ(Journal::read(path).texts, history.texts);
+    EXPECT_THROW(ofAnotherProcess.write({{withBrightness(0.25f)}, {}, 0}, {}), photo::Error);
+    EXPECT_EQ(Journal(path).read().texts, history.texts);
 }
 
 }  // namespace

@@ -1646,6 +1646,10 @@
 <context>
     <name>kestrova::studio::Saver</name>
     <message>
+        <source>Settings file removed</source>
+        <translation>Datei mit den Einstellungen entfernt</translation>
+    </message>
+    <message>
         <source>Changed by another program</source>
         <translation>Von einem anderen Programm geändert</translation>
     </message>

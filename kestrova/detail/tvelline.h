@@ -147,7 +147,7 @@ public:
     ///
     /// `rYE16U`, in the form of a detail plane, joins the small scale before its curves if it has the size of the
     /// result, and then counts as new on every call; one of any other size is ignored, an empty one included. The
-    /// numbers of another single-channel type are added as they are, less 32768.
+    /// numbers of another single-channel type are added as they are, less 32768; half floats are refused.
     ///
     /// A rectangle that reaches beyond the picture is cut there. At step 1 the result is smaller. At a larger step it
     /// has its size all the same, and columns and rows differ: each column for which the picture has no `level` whole

@@ -161,6 +161,7 @@ public:
         if (detail.plane.type() != CV_16UC1) fail("ERROR - TVelline::proc - detail.type()!=CV_16UC1");
         if (!extra.empty() && sameSize(extra, detail.plane)) {
             if (extra.channels() != 1) fail("ERROR - TVelline::proc - rYE16U.channels()!=1");
+            if (extra.depth() == CV_16F) fail("ERROR - TVelline::proc - rYE16U.depth()==CV_16F");
             checkPlane(extra);
             if (extra.type() == CV_16UC1) {
                 m_extra = extra;

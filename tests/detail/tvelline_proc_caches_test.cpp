@@ -116,11 +116,13 @@ TEST(TVellineProcTest, AnExtraPlaneOfAnotherTypeIsAddedAsItsNumbers) {
     }
 }
 
-TEST(TVellineProcTest, AnExtraPlaneOfSeveralChannelsIsRefused) {
+TEST(TVellineProcTest, AnExtraPlaneOfSeveralChannelsOrOfHalfFloatsIsRefused) {
     TVelline engine = engineOf(20, 30);
     testing::internal::CaptureStdout();
     EXPECT_FAILURE(engine.proc({1, 2, 10, 8}, 1, cv::Mat(8, 10, CV_16UC2)),
                    "ERROR - TVelline::proc - rYE16U.channels()!=1");
+    EXPECT_FAILURE(engine.proc({1, 2, 10, 8}, 1, cv::Mat(8, 10, CV_16FC1)),
+                   "ERROR - TVelline::proc - rYE16U.depth()==CV_16F");
     testing::internal::GetCapturedStdout();
     EXPECT_TRUE(engine.m_rDS.empty() && engine.m_bRoiChanged && engine.m_bChangedS);
     render(engine, {1, 2, 10, 8}, 1, cv::Mat(10, 8, CV_16UC2));

@@ -98,7 +98,6 @@ void Journal::add(const std::string& lines, bool append) {
     const auto size = static_cast<qint64>(lines.size());
     if (!file.open(append ? QIODevice::Append : QIODevice::WriteOnly) || file.write(lines.data(), size) != size ||
         !file.flush() || !(append || anew.commit())) {
-        m_written = {};
         throw photo::Error(photo::Error::Kind::file, m_path + ": " + file.errorString().toStdString());
     }
     m_size = append ? m_size + size : size;
@@ -108,14 +107,20 @@ void Journal::write(const History& history, const std::string& fingerprint) {
     const auto& file = m_written.states;
     const std::string photograph = fingerprint.empty() ? m_photograph : fingerprint;
     const bool append = std::find(file.begin(), file.end(), history.states.front()) != file.end() &&
-                        photograph == m_photograph && QFile(fileName(m_path)).size() == m_size;
+                        photograph == m_photograph && QFile(fileName(m_path)).size() == m_size &&
+                        file.size() < kMostLines / 2;
     m_photograph = photograph;
     m_hasSidecar = false;
-    add(linesFor(history, append), append);
+    try {
+        add(linesFor(history, append), append);
+    } catch (...) {
+        m_written = {};
+        throw;
+    }
 }
 
 void Journal::noteSidecar() {
-    if (m_written.empty()) return;
+    if (m_written.empty() || QFile(fileName(m_path)).size() != m_size) return;
     add(json({{"at", m_written.index}, {"sidecar", true}}).dump() + '\n', true);
     m_hasSidecar = true;
 }

@@ -66,6 +66,7 @@ MainWindow::MainWindow()
     setAcceptDrops(true);
     setDockNestingEnabled(true);
     m_lister.setMaxThreadCount(1);
+    m_collector.setMaxThreadCount(1);  // exports keep their order
     m_reload.setSingleShot(true);
     m_reload.setInterval(500);  // milliseconds without a change: a file may be written in parts
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_reload, qOverload<>(&QTimer::start));

@@ -183,7 +183,7 @@ void MainWindow::exportPhotographs(const QStringList& paths) {
                 job.settings = settingsOf(fileName(job.source));
                 if (size) job.settings.size = size;
             }
-        } catch (const photo::Error& error) {
+        } catch (const std::exception& error) {
             trouble = fileName(std::string(error.what()));
         }
         QMetaObject::invokeMethod(this, [this, jobs, current, trouble] {

@@ -1,4 +1,5 @@
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QDir>
 #include <QDockWidget>
 #include <QMessageBox>
@@ -44,6 +45,8 @@ bool MainWindow::mayClose() {
         QMessageBox::warning(this, windowTitle(), tr("The latest settings could not be saved. Close all the same?"),
                              QMessageBox::Close | QMessageBox::Cancel, QMessageBox::Cancel) != QMessageBox::Close)
         return false;
+    m_collector.waitForDone();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);  // what it has collected
     return m_exports->isIdle() ||
            QMessageBox::question(this, windowTitle(),
                                  tr("Photographs are still being exported. Cancel that and close?"),

@@ -74,8 +74,15 @@ uchar* PlaneAllocator::kept(std::size_t bytes) const {
 
 bool PlaneAllocator::keep(const Block& block) const {
     if (block.bytes >= kLarge) return false;
-    const std::lock_guard lock(m_mutex);
-    if (m_keptBytes + block.bytes > kMostKept) return false;
+    std::unique_lock lock(m_mutex);
+    while (m_keptBytes + block.bytes > kMostKept) {  // of sizes that nobody may want any more
+        const Block oldest = m_kept.front();
+        m_kept.erase(m_kept.begin());
+        m_keptBytes -= oldest.bytes;
+        lock.unlock();
+        giveBack(oldest.data, oldest.bytes);
+        lock.lock();
+    }
     m_kept.push_back(block);
     m_keptBytes += block.bytes;
     return true;

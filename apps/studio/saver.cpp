@@ -25,6 +25,12 @@ void moveAside(const std::string& path) {
     fs::rename(path, aside);
 }
 
+/// True where the system cannot tell, too.
+bool mayExist(const std::string& path) {
+    std::error_code error;
+    return fs::exists(path, error) || error;
+}
+
 bool isReadable(const std::string& sidecar) {
     try {
         photo::Settings::load(sidecar);
@@ -137,25 +143,28 @@ Saver::Recalled Saver::recall(const std::string& photograph) {
     Journal& journal = journalAt(path);
     History history = journal.read();
     const std::string before = journal.photograph();
+    const bool wasHereBefore = !now.empty() && fs::exists(ofFingerprint(now), error);
     // Releases that noted no fingerprint noted no sidecar either, but wrote one wherever they could.
-    if (before.empty()) return {history, access(fs::absolute(photograph, error).parent_path().c_str(), W_OK) == 0};
-    const bool wasHereBefore = fs::exists(ofFingerprint(now), error);
-    if (now.empty() || now == before || (fs::exists(photo::Settings::sidecarOf(photograph), error) && !wasHereBefore))
-        return {history, journal.hasSidecar()};
-    fs::rename(path, ofFingerprint(before), error);
-    if (error) return {};
+    if (before.empty() && !(history.empty() && wasHereBefore))
+        return {history, access(fs::absolute(photograph, error).parent_path().c_str(), W_OK) == 0};
+    if (!before.empty()) {
+        const bool sameWithNewMetadata = mayExist(photo::Settings::sidecarOf(photograph)) && !wasHereBefore;
+        if (now.empty() || now == before || sameWithNewMetadata) return {history, journal.hasSidecar()};
+        fs::rename(path, ofFingerprint(before), error);
+        if (error) return {};
+    }
     if (wasHereBefore) fs::rename(ofFingerprint(now), path, error);
     history = journal.read();
     return {history, journal.hasSidecar()};
 }
 
-/// A state that the history knows is one that a process was killed after; any other was written by another program.
+/// A sidecar that holds an earlier state than the history is that of a process which was killed before it wrote the
+/// latest, or, where that had been written, of somebody who went back. Any other state was written by another program.
 /// Where there was a sidecar and is none, somebody wants the photograph as it was.
 History Saver::stored(const std::string& photograph) {
     auto [history, hadSidecar] = recall(photograph);
     const std::string sidecar = photo::Settings::sidecarOf(photograph);
-    std::error_code error;
-    if (!fs::exists(sidecar, error)) {
+    if (!mayExist(sidecar)) {
         const auto untouched = std::make_shared<const State>(photo::Settings());
         if (hadSidecar && !history.empty() && *history.current() != *untouched) {
             history.index = static_cast<int>(history.texts.size());  // so that nothing is dropped
@@ -166,9 +175,13 @@ History Saver::stored(const std::string& photograph) {
     photo::Settings settings = photo::Settings::load(sidecar);
     if (history.empty()) return {{std::make_shared<const State>(std::move(settings))}, {}, 0};
     const auto state = std::make_shared<const State>(std::move(settings), *history.current());
+    if (*history.current() == *state) return history;
     const auto isThat = [&](const StatePtr& known) { return *known == *state; };
-    if (std::none_of(history.states.begin(), history.states.end(), isThat))
+    const auto known = std::find_if(history.states.begin(), history.states.end(), isThat);
+    if (known == history.states.end())
         history.add(tr("Changed by another program"), state);
+    else if (hadSidecar)
+        history.index = static_cast<int>(known - history.states.begin());
     return history;
 }
 

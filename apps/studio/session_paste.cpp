@@ -1,6 +1,5 @@
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <filesystem>
 #include <utility>
 
 #include "studio/session.h"
@@ -45,13 +44,9 @@ std::function<Settings(const std::string&)> Session::settingsReader() {
     return [saver = &m_saver, open = isOpen() ? m_path : std::string(), current = m_settings,
             pastes = m_pastes](const std::string& photograph) {
         if (photograph == open) return *current;
-        Settings settings;
-        const std::string sidecar = Settings::sidecarOf(photograph);
-        std::error_code error;
-        if (const History pending = saver->pending(photograph); !pending.empty())
-            settings = pending.current()->settings();
-        else if (std::filesystem::exists(sidecar, error))
-            settings = Settings::load(sidecar);
+        History history = saver->pending(photograph);
+        if (history.empty()) history = saver->stored(photograph);
+        const Settings settings = history.empty() ? Settings() : history.current()->settings();
         const auto waiting = pastes.find(photograph);
         return waiting == pastes.end() ? settings : waiting->second->placedAs(settings);
     };

@@ -64,6 +64,17 @@ TEST_F(Planes, AreKeptUpToABound) {
     EXPECT_EQ(planes.m_keptBytes, PlaneAllocator::kMostKept);
 }
 
+TEST_F(Planes, OfOtherSizesMakeRoomForThoseThatAreWanted) {
+    std::vector<cv::Mat> many;
+    for (int i = 0; i < 20; ++i) many.emplace_back(2048, 4096, CV_8UC1);
+    many.clear();
+    cv::Mat wanted(1024, 7168, CV_8UC1);
+    const uchar* data = wanted.data;
+    wanted.release();
+    EXPECT_EQ(planes.m_keptBytes, PlaneAllocator::kMostKept - (1 << 20));
+    EXPECT_EQ(cv::Mat(1024, 7168, CV_8UC1).data, data);
+}
+
 TEST_F(Planes, ThatTheSystemRefusesFailAsOpenCvDoes) {
     try {
         cv::Mat(1 << 30, 1 << 30, CV_8UC4);

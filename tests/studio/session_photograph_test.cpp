@@ -58,6 +58,30 @@ TEST_F(SessionPhotographTest, AnotherOneUnderTheSameNameStartsAnewAndTheFirstOne
     EXPECT_EQ(session.history()->count(), 1);
 }
 
+TEST_F(SessionPhotographTest, AnotherOneThatIsOnlyLookedAtCostsTheFirstOneNothing) {
+    fs::copy_file(path, copy);
+    edit(0.25f);
+    fs::rename(sidecar, sidecar + ".kept");
+    replaceBy(other);
+    EXPECT_EQ(seen(), 0);
+    session.close();
+    replaceBy(copy);
+    fs::rename(sidecar + ".kept", sidecar);
+    EXPECT_EQ(seen(), 0.25f);
+    EXPECT_EQ(session.history()->count(), 1);
+}
+
+TEST_F(SessionPhotographTest, AnEarlierSidecarThatIsPutBackCounts) {
+    edit(0.25f);
+    fs::copy_file(sidecar, sidecar + ".backup");
+    edit(0.5f);
+    fs::rename(sidecar + ".backup", sidecar);
+    EXPECT_EQ(seen(), 0.25f);
+    ASSERT_EQ(session.history()->count(), 2);
+    session.redo();
+    EXPECT_EQ(session.settings().light.brightness, 0.5f);
+}
+
 TEST_F(SessionPhotographTest, AnotherTimeOfModificationAndACopyKeepTheHistory) {
     fs::copy_file(path, copy);
     edit(0.25f);
@@ -110,6 +134,7 @@ TEST_F(SessionPhotographTest, ASidecarThatCouldNotBeWrittenIsNotOneThatWasRemove
     EXPECT_FALSE(session.saveNow());
     fs::remove(sidecar);
     Session later(dataFolder());
+    EXPECT_EQ(later.settingsOf(path).light.brightness, 0.5f) << "for exports";
     later.open(path);
     EXPECT_EQ(later.settings().light.brightness, 0.5f);
 }

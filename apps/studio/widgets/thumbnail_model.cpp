@@ -26,7 +26,7 @@ std::optional<photo::Settings> savedSettings(const QString& path) {
     if (!QFileInfo::exists(fileName(sidecar))) return photo::Settings();
     try {
         return photo::Settings::load(sidecar);
-    } catch (const photo::Error&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }

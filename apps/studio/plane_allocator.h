@@ -15,7 +15,7 @@ class PlaneAllocator : public cv::MatAllocator {
 public:
     static constexpr std::size_t kLeast = std::size_t{1} << 20;      ///< below, the standard allocator serves
     static constexpr std::size_t kLarge = std::size_t{12} << 20;     ///< from here on blocks are not kept
-    static constexpr std::size_t kMostKept = std::size_t{64} << 20;  ///< bytes of blocks that wait for the next plane
+    static constexpr std::size_t kMostKept = std::size_t{32} << 20;  ///< bytes of blocks that wait for the next plane
 
     PlaneAllocator();
     ~PlaneAllocator() override;

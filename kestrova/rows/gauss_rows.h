@@ -28,7 +28,11 @@ inline float mean(double sum) {
     return static_cast<float>(sum * (1.0 / kTotal));
 }
 
-/// sums[d * n + x]: column x of the window, weighted as one that lies `d` columns from the centre.
+/// How far apart the sums of one distance and those of the next lie: they begin on a cache line, as the first do.
+template <class Gauss>
+constexpr int kStride = (kTileColumns + 2 * Gauss::kRadius + 15) / 16 * 16;
+
+/// sums[d * kStride + x]: column x of the window, weighted as one that lies `d` columns from the centre.
 template <class Gauss, class Element, class Sum>
 KESTROVA_KERNEL void weighColumns(const Element* const* windowRows, Sum* __restrict sums, int n) noexcept {
     constexpr int kRadius = Gauss::kRadius;
@@ -40,15 +44,15 @@ KESTROVA_KERNEL void weighColumns(const Element* const* windowRows, Sum* __restr
             for (int i = kRadius; i > 0; --i)
                 sum += Gauss::kWeights[d][i] *
                        (static_cast<Sum>(rows[kRadius - i][x]) + static_cast<Sum>(rows[kRadius + i][x]));
-            sums[d * n + x] = sum + Gauss::kWeights[d][0] * static_cast<Sum>(rows[kRadius][x]);
+            sums[d * kStride<Gauss> + x] = sum + Gauss::kWeights[d][0] * static_cast<Sum>(rows[kRadius][x]);
         }
     }
 }
 
 /// dst[x]: the mean of the window whose columns have the weighted sums x .. x + 2 kRadius.
 template <class Gauss, class Element, class Sum>
-KESTROVA_KERNEL void weighAcross(const Sum* __restrict sums, int columns, Element* __restrict dst, int n) noexcept {
-    constexpr int kRadius = Gauss::kRadius;
+KESTROVA_KERNEL void weighAcross(const Sum* __restrict sums, Element* __restrict dst, int n) noexcept {
+    constexpr int kRadius = Gauss::kRadius, columns = kStride<Gauss>;
     for (int x = 0; x < n; ++x) {
         const Sum* centre = sums + x + kRadius;
         Sum sum = 0;
@@ -59,7 +63,7 @@ KESTROVA_KERNEL void weighAcross(const Sum* __restrict sums, int columns, Elemen
 
 /// Elements of scratch that `filterRow` needs.
 template <class Gauss>
-constexpr int kScratch = (Gauss::kRadius + 1) * (kTileColumns + 2 * Gauss::kRadius);
+constexpr int kScratch = (Gauss::kRadius + 1) * kStride<Gauss>;
 
 /// Filters a row: `windowRows` are the 2 kRadius + 1 rows around it, each from kRadius columns left of it on. `Sum` is
 /// double for floats and int for bytes.
@@ -71,7 +75,7 @@ void filterRow(const Element* const* windowRows, Element* dst, int width, Sum* s
         for (int i = 0; i <= 2 * kRadius; ++i) rows[i] = windowRows[i] + x;
         const int n = std::min(kTileColumns, width - x);
         weighColumns<Gauss>(rows, scratch, n + 2 * kRadius);
-        weighAcross<Gauss>(scratch, n + 2 * kRadius, dst + x, n);
+        weighAcross<Gauss>(scratch, dst + x, n);
     }
 }
 

@@ -40,6 +40,14 @@ bool isReadable(const std::string& sidecar) {
     }
 }
 
+/// Whether there is another photograph under its name now, such as one of the next card. One with a sidecar is taken
+/// for the same with new metadata.
+bool isOfAnother(const Saver::Job& job) {
+    if (job.fingerprint.empty() || mayExist(photo::Settings::sidecarOf(job.photograph))) return false;
+    const std::string now = fingerprintOf(job.photograph);
+    return !now.empty() && now != job.fingerprint;
+}
+
 }  // namespace
 
 Saver::Saver(std::string folder, QObject* parent) : QObject(parent), m_folder(std::move(folder)) {
@@ -93,10 +101,21 @@ void Saver::work() {
         m_underWay = std::move(m_waiting.front());
         m_waiting.pop_front();
     }
+    if (m_underWay.fingerprint.empty()) {
+        const std::string now = fingerprintOf(m_underWay.photograph);
+        const QMutexLocker lock(&m_mutex);
+        m_underWay.fingerprint = now;
+    }
     const QString photograph = fileName(m_underWay.photograph);
     QString trouble, details;
     try {
-        write(m_underWay);
+        if (isOfAnother(m_underWay)) {
+            const QMutexLocker lock(&m_journalsMutex);
+            const std::string path = journalOf(m_underWay.photograph) + '.' + m_underWay.fingerprint;
+            Journal(path).write(m_underWay.history, m_underWay.fingerprint);
+        } else {
+            write(m_underWay);
+        }
     } catch (const photo::Error& error) {
         details = fileName(std::string(error.what()));
         trouble = sentenceOf(error.kind(), details, fileName(photo::Settings::sidecarOf(m_underWay.photograph)));
@@ -122,7 +141,7 @@ History Saver::pending(const std::string& photograph) {
         if (job.photograph == photograph) return job.history;
     if (m_underWay.photograph == photograph) return m_underWay.history;
     const auto failed = m_failed.find(photograph);
-    return failed == m_failed.end() ? History() : failed->second.history;
+    return failed == m_failed.end() || isOfAnother(failed->second) ? History() : failed->second.history;
 }
 
 /// With the mutex of the journals locked.

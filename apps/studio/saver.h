@@ -25,7 +25,8 @@ public:
     struct Job {
         std::string photograph;
         History history;
-        bool keepBroken = false;  ///< a sidecar that cannot be read is renamed first
+        bool keepBroken = false;    ///< a sidecar that cannot be read is renamed first
+        std::string fingerprint{};  ///< of the photograph when it was tried first
     };
     /// Of jobs for one photograph that wait, the newest alone is done. One that fails is kept, and tried again with
     /// the next one and by `retry`.

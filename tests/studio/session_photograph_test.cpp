@@ -139,6 +139,26 @@ TEST_F(SessionPhotographTest, ASidecarThatCouldNotBeWrittenIsNotOneThatWasRemove
     EXPECT_EQ(later.settings().light.brightness, 0.5f);
 }
 
+TEST_F(SessionPhotographTest, SettingsThatCouldNotBeSavedDoNotReachAnotherOneUnderTheSameName) {
+    fs::copy_file(path, copy);
+    session.open(path);
+    fs::create_directories(sidecar);  // in the way
+    session.setValue(slider("brightness"), 0.5f);
+    EXPECT_FALSE(session.saveNow());
+    session.close();
+    fs::remove(sidecar);
+    replaceBy(other);
+    EXPECT_EQ(seen(), 0) << "while they wait";
+    session.close();
+    session.m_saver.retry();
+    session.m_saver.flush();
+    EXPECT_FALSE(fs::exists(sidecar));
+    EXPECT_EQ(seen(), 0);
+    session.close();
+    replaceBy(copy);
+    EXPECT_EQ(seen(), 0.5f);
+}
+
 TEST_F(SessionPhotographTest, AHistoryOfAnEarlierReleaseIsKeptButCountsOnlyWithItsSidecar) {
     edit(0.25f);
     const std::string journal = session.m_saver.journalOf(path);

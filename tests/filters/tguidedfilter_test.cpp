@@ -80,12 +80,14 @@ TEST(TGuidedFilterTest, AValueThatIsNotFiniteReachesTheSamePixels) {
     }
 }
 
+void expectReferenceOnAnyThreads(const cv::Mat& I, const cv::Mat& p, int r) {
+    const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
+    withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
+}
+
 TEST(TGuidedFilterTest, AnyNumberOfThreadsGivesTheSameModel) {
     const cv::Mat I = unitPlane({257, 301}, 1), p = unitPlane({257, 301}, 2);
-    for (int r : {0, 4, 40}) {
-        const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
-        withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
-    }
+    for (int r : {0, 4, 40}) expectReferenceOnAnyThreads(I, p, r);
 }
 
 // Windows so high that rows of coefficients and their means down the columns are done one after the other.
@@ -94,8 +96,7 @@ TEST(TGuidedFilterTest, AnyNumberOfThreadsGivesTheSameModelUnderHighWindows) {
     const cv::Mat I = tracedPlane(size, 1), p = tracedPlane(size, 2);
     for (int r : {150, 400}) {
         ASSERT_EQ(GuidedFit::panelColumns(size.width, r, 2), 0);
-        const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
-        withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
+        expectReferenceOnAnyThreads(I, p, r);
     }
 }
 
@@ -112,8 +113,7 @@ TEST(TGuidedFilterTest, StripsOfPanelsGiveTheBitsOfTheWholePlaneOnAnyNumberOfThr
     const cv::Mat I = tracedPlane(size, 1), p = tracedPlane(size, 2);
     for (int r : {0, 2}) {
         ASSERT_EQ(GuidedFit::panelColumns(size.width, r, 2), 1050);
-        const std::vector<cv::Mat> expected = estimate1(I, p, r, kEps);
-        withThreadCounts([&](int) { expectModel(expected, estimated(I, p, r)); });
+        expectReferenceOnAnyThreads(I, p, r);
     }
 }
 

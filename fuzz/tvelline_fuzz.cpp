@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "fuzz/support/scene.h"
 #include "fuzz/support/start.h"
 #include "kestrova/kestrova.h"
@@ -55,7 +57,7 @@ void renew(TVelline& fresh, const TVelline& used) {
     fresh.m_bChangedS = fresh.m_bChangedM = fresh.m_bChangedL = fresh.m_bChangedY = fresh.m_bRoiChanged = true;
 }
 
-void render(Input& input, TVelline& used, bool ready) {
+void render(Input& input, TVelline& used, bool ready, bool& extraJoined) {
     Scene scene;
     const cv::Rect roi = input.rarely(4)
                              ? cv::Rect(input.number(), input.number(), input.number(), input.number())
@@ -67,6 +69,8 @@ void render(Input& input, TVelline& used, bool ready) {
                                                       : cv::Size(),
                                                   CV_16UC1, Role::kIn)
                                       : scene.addEmpty();
+    // What an extra plane has brought stays in the small scale until that is computed again.
+    if (std::exchange(extraJoined, !scene[extra].empty())) used.m_bChangedS = true;
     TVelline fresh;
     renew(fresh, used);
     const auto call = [=](Scene& s, TVelline& engine) { engine.proc(roi, level, s[extra]); };
@@ -85,7 +89,7 @@ void render(Input& input, TVelline& used, bool ready) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input input(data, size);
     TVelline used, other;
-    bool ready = false;
+    bool ready = false, extraJoined = false;
     for (int calls = 0; calls < 6 && input.more(); ++calls) {
         switch (input.below(6)) {
             case 0: setUp(input, used, ready); break;
@@ -100,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             }
             default:
                 if (!ready && input.more()) setUp(input, used, ready);
-                render(input, used, ready);
+                render(input, used, ready, extraJoined);
         }
     }
     return 0;

@@ -146,7 +146,8 @@ public:
     /// "tvelline -- proc ------- rYE16U size: ROWSXCOLS  m_rDS size: ROWSXCOLS", the latter of the call before.
     ///
     /// `rYE16U`, in the form of a detail plane, joins the small scale before its curves if it has the size of the
-    /// result, and then counts as new on every call; one of any other size is ignored, an empty one included. The
+    /// result, and then counts as new on every call; one of any other size is ignored, an empty one included. What has
+    /// joined stays until the small scale is computed again: a host that takes its plane away sets `m_bChangedS`. The
     /// numbers of another single-channel type are added as they are, less 32768; half floats are refused.
     ///
     /// A rectangle that reaches beyond the picture is cut there. At step 1 the result is smaller. At a larger step it

@@ -86,6 +86,21 @@ TEST(TVellineProcTest, AnExtraPlaneOfTheCurrentSizeComputesTheSmallScaleAlone) {
     EXPECT_TRUE(isMarked(engine.m_rDS) && isMarked(engine.m_roiY));
 }
 
+TEST(TVellineProcTest, AnExtraPlaneThatIsTakenAwayStaysUntilTheSmallScaleIsComputedAgain) {
+    TVelline engine = engineOf(20, 30);
+    const cv::Rect roi(2, 3, 20, 10);
+    render(engine, roi, 1);
+    const cv::Mat without = engine.getRoiY().clone();
+    render(engine, roi, 1, detailPlane(10, 20, 9));
+    const cv::Mat with = engine.getRoiY().clone();
+    EXPECT_FALSE(samePixels(without, with));
+    render(engine, roi, 1);
+    EXPECT_TRUE(samePixels(with, engine.getRoiY()));
+    engine.m_bChangedS = true;
+    render(engine, roi, 1);
+    EXPECT_TRUE(samePixels(without, engine.getRoiY()));
+}
+
 TEST(TVellineProcTest, AnExtraPlaneCountsOnTheFirstCall) {
     for (int level : {1, 2}) {
         TVelline engine = engineOf(20, 30);

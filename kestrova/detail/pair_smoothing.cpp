@@ -133,12 +133,12 @@ KESTROVA_KERNEL void measureTile(const ushort* first, const ushort* second, std:
                                  int* sumY) noexcept {
     for (int y = 0; y < kLanes; ++y) {
         const ushort *a = first + y * step, *b = second + y * step;
-        const ushort *aBelow = a + step, *bBelow = b + step;
+        const ushort *belowA = a + step, *belowB = b + step;
         for (int x = 0; x < kLanes; ++x) {
             tile[y * kLine + x] = a[x];
             tile[y * kLine + kLanes + x] = b[x];
             sumX[y * kLanes + x] = std::abs(a[x + 1] - a[x]) + std::abs(b[x + 1] - b[x]);
-            sumY[y * kLanes + x] = std::abs(aBelow[x] - a[x]) + std::abs(bBelow[x] - b[x]);
+            sumY[y * kLanes + x] = std::abs(belowA[x] - a[x]) + std::abs(belowB[x] - b[x]);
         }
     }
 }
@@ -240,13 +240,13 @@ void PairSmoothing::measure(int band, const PlacedBlock& block, PairScratch& scr
     }
 }
 
-void PairSmoothing::passAlongRows(int band, bool bMeasured, const float* table, PairScratch& scratch) noexcept {
+void PairSmoothing::passAlongRows(int band, bool measured, const float* table, PairScratch& scratch) noexcept {
     float* const lines = scratch.m_lines.row(0);
     const auto transposeTile = [](const float* from, float* to) noexcept {
         for (int c = 0; c < kChannels; ++c) transpose(from + c * kLanes, kLine, to + c * kLanes, kLine);
     };
     const auto takeTile = [&](int x) noexcept {
-        if (bMeasured) return;
+        if (measured) return;
         rows::prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTile * sizeof(float));
         transposeTile(tile(x / kLanes, band), lines + std::ptrdiff_t{x} * kLine);
     };

@@ -242,7 +242,7 @@ private:
     KESTROVA_HIDDEN void requirePlanes(const Stale& stale) const;
     KESTROVA_HIDDEN void renew(const Stale& stale, const cv::Mat& extra);
 
-    KESTROVA_HIDDEN std::shared_ptr<const Tables> tablesFor(bool bLight, const bool bCurved[]) const;
+    KESTROVA_HIDDEN std::shared_ptr<const Tables> tablesFor(bool needsLight, const bool curved[]) const;
 
     std::shared_ptr<const void> m_roiYUsers;  ///< held by each copy of the engine whose m_roiY has these pixels
     std::shared_ptr<const Tables> m_tables;   ///< the curves of the last calls, with the parameters that they are of

@@ -70,10 +70,10 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
         else
             pyramid[l] = {size.height, size.width};
     }
-    const bool bFits = out.rows == in.rows && out.cols == in.cols && out.type() == in.type();
-    if (bFits) checkElements(out);
-    const bool bDirect = bFits && !overlap(in, out);
-    result[0] = bDirect ? out : cv::Mat(in.size(), CV_16UC1);
+    const bool fits = out.rows == in.rows && out.cols == in.cols && out.type() == in.type();
+    if (fits) checkElements(out);
+    const bool direct = fits && !overlap(in, out);
+    result[0] = direct ? out : cv::Mat(in.size(), CV_16UC1);
 
     if (top == 0)
         coarsestCoefficients<References>(in, remappedIn, result[0]);
@@ -91,7 +91,7 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
 
     if (levels > planes) addSinglePixels<References>(gaussian[top], levels - planes, result[top]);
     for (int l = top - 1; l >= 0; --l) addEnlarged(result[l + 1], result[l]);
-    if (bFits && !bDirect)
+    if (fits && !direct)
         result[0].copyTo(out);
     else
         out = result[0];

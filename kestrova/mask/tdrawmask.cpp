@@ -266,7 +266,7 @@ void TDrawMask::replaceMask(const cv::Mat& mask) {
     m_dirty = true;
 }
 
-bool TDrawMask::bFitsMask(const cv::Mat& plane) const { return plane.data && plane.size() == m_mask.size(); }
+bool TDrawMask::fitsMask(const cv::Mat& plane) const { return plane.data && plane.size() == m_mask.size(); }
 
 void TDrawMask::beginStroke() {
     StrokeArea& area = *m_strokeArea;
@@ -291,6 +291,6 @@ void TDrawMask::beginStroke() {
 }
 
 void TDrawMask::touch(const cv::Rect& part) {
-    if (!bFitsMask(m_stroke)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
+    if (!fitsMask(m_stroke)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
     m_strokeArea->touched |= part;
 }

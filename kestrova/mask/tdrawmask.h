@@ -220,7 +220,7 @@ private:
     KESTROVA_HIDDEN void replay();
     KESTROVA_HIDDEN void fillMask(uchar value);
     KESTROVA_HIDDEN void replaceMask(const cv::Mat& mask);
-    KESTROVA_HIDDEN bool bFitsMask(const cv::Mat& plane) const;
+    KESTROVA_HIDDEN bool fitsMask(const cv::Mat& plane) const;
     KESTROVA_HIDDEN void beginStroke();
     KESTROVA_HIDDEN void touch(const cv::Rect& part);
     KESTROVA_HIDDEN void coverStrokeDot(bool first, const TMaskParam& param, DotWeights& kept);

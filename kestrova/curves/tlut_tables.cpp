@@ -9,7 +9,6 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/frame/step.h"
-#include "kestrova/image/host_pixels.h"
 #include "kestrova/image/timage.h"
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/primitives/memory.h"

@@ -8,7 +8,6 @@
 #include <ctime>
 #include <iostream>
 #include <iterator>
-#include <vector>
 
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"

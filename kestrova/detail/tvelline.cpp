@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <iterator>
 
-#include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
@@ -12,7 +11,6 @@
 #include "kestrova/frame/step.h"
 #include "kestrova/rows/interleave.h"
 
-using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {

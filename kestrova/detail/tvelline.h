@@ -112,7 +112,7 @@ public:
     TVelline();
     /// Shares all planes with `other`. A copy is a cache of its own: what it renders leaves the other's result alone.
     TVelline(const TVelline& other);
-    /// As the copy.
+    /// Shares all planes with `other`, as the copy constructor does.
     TVelline& operator=(const TVelline& other);
     /// Releases the planes.
     ~TVelline();

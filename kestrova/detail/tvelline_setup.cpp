@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <vector>
 
 #include "kestrova/detail/block_processor.h"
 #include "kestrova/detail/domain_transform.h"

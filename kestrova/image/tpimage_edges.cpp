@@ -1,5 +1,4 @@
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "kestrova/frame/failure.h"

@@ -17,12 +17,11 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 
 // Pixels into a TPImage, in one sweep: each row of pixels becomes a row of luminance, and each even one a row of chroma
 // as well. Reducing a plane by 2 takes its even pixels of even rows; a last column that an odd width adds repeats the
 // one before it.
-
-using namespace ydrdb;
 
 namespace {
 

@@ -20,11 +20,10 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // Pixels out of a TPImage. At full size the chroma rows are enlarged as they are needed and never stored.
-
-using namespace ydrdb;
 
 namespace {
 

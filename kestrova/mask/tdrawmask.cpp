@@ -109,8 +109,8 @@ void TDrawMask::setInImage(TPImage* image) {
     cv::Mat y, mask;
     orFailWithoutMemory(kNoMemoryToBind, [&] {
         cv::Mat halfY(image->hHeight(), image->hWidth(), CV_16UC1);
-        downSize2X(image->m_Y, halfY, 4);
-        halfY.convertTo(y, CV_8U, 0.00392156862745098);
+        downSize2X(image->m_Y, halfY, kInterpCubic);
+        halfY.convertTo(y, CV_8U, 1.0 / 255);  // 255 from 64898 on, not for white alone: intentional
         mask = image->m_mask.clone();
     });
 

@@ -101,7 +101,7 @@ public:
     TDrawMask();
     /// Shares commands and planes with `other`.
     TDrawMask(const TDrawMask& other);
-    /// As the copy.
+    /// Shares commands and planes with `other`, as the copy constructor does.
     TDrawMask& operator=(const TDrawMask& other);
     /// Releases commands, profile and planes, unless a copy holds them.
     ~TDrawMask();

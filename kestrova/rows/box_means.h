@@ -1,7 +1,5 @@
 #pragma once
 
-#include <opencv2/core/hal/interface.h>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>

@@ -37,6 +37,9 @@ constexpr int kForkElements = 1 << 16;
 /// No strip is cut smaller than some 8 microseconds.
 constexpr int kStripElements = 1 << 14;
 
+/// So many bytes are moved in the time of an element: planes that are copied or filled are larger before a team pays.
+constexpr int kBytesMovedAtOnce = 16;
+
 /// The work of a row of `cols` pixels that take as long as `cost` elements each.
 inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
 

@@ -45,8 +45,9 @@ private:
     std::int64_t m_period = 0, m_advance = 0;
 };
 
-/// The weights of the pixels -1, 0, 1, 2 round a position (Keys, a = -1/2), and of 0, 1.
+/// The weights of the pixels -1, 0, 1, 2 around a position (Keys, a = -1/2).
 void cubicWeights(double fraction, double weights[4]);
+/// The weights of the pixels 0, 1.
 void linearWeights(double fraction, double weights[2]);
 
 }  // namespace kestrova::rows

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/domain_transform_workspace.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/kestrova.h"

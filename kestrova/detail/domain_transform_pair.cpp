@@ -8,6 +8,7 @@
 
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/domain_transform_workspace.h"
 #include "kestrova/detail/pair_smoothing.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"

@@ -213,7 +213,7 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
-    struct KESTROVA_HIDDEN DotWeights;
+    class KESTROVA_HIDDEN DotWeights;
     struct Shown;
     KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param, const char* noMemory);
     KESTROVA_HIDDEN void popCommand();

@@ -16,7 +16,7 @@
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::detail::domain_transform;

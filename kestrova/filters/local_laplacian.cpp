@@ -14,8 +14,8 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/primitives/primitives.h"
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 // Outputs that are inputs, or lie over them. An operation whose output may be an input makes the output by
 // `outputLike`, its sources by `sourceBeside`, works, and assigns the output last: what a header `out` shared with an

@@ -8,7 +8,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/image/host_pixels.h"
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/primitives/memory.h"

@@ -17,6 +17,7 @@ namespace kestrova::rows {
 /// constructor takes all memory and throws `std::bad_alloc`. Internal.
 class BoxMoments {
 public:
+    /// The number of means of so many planes.
     static constexpr int count(int planes) { return planes * (planes + 3) / 2 - 1; }
 
     /// An object that gives column sums alone takes less memory: `moveTo` is all it is asked for.

@@ -15,6 +15,7 @@ struct Plane {
     Element* elements;
     int step;
 
+    /// The first pixel of row `y` of the region.
     Element* row(int y) const {
         using Byte = std::conditional_t<std::is_const_v<Element>, const char, char>;
         return reinterpret_cast<Element*>(reinterpret_cast<Byte*>(elements) + static_cast<std::ptrdiff_t>(step) * y);

@@ -34,7 +34,9 @@ public:
     /// Fractions are multiples of 2^-bits; -1 if they are not known to be.
     int fractionBits() const;
 
+    /// The nearest pixel that samples may come from.
     int clamp(int pixel) const { return pixel < m_begin ? m_begin : pixel >= m_end ? m_end - 1 : pixel; }
+    /// Whether samples may come from all `count` pixels from `first` on.
     bool inside(int first, int count) const { return first >= m_begin && first + count <= m_end; }
 
 private:

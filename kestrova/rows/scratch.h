@@ -19,6 +19,7 @@ public:
         m_elements.reset(static_cast<Element*>(::operator new(bytes, kAlignment)));
     }
 
+    /// The first element of row `i`.
     Element* row(std::size_t i) const { return m_elements.get() + i * m_stride; }
 
 private:

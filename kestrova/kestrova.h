@@ -1,5 +1,6 @@
 #pragma once
 
+/// \file
 /// The whole exported interface of kestrova.
 
 #include "kestrova/curves/tlut1d.h"

@@ -65,8 +65,8 @@ float drawDetailCurve(const DetailCurve& curve, ushort* table) {
     const float k = curve.k, t = curve.t, baseK = curve.baseK;
     const float baseT = curve.baseT < 0 ? damped(curve.baseT) : curve.baseT;
     const float K = (k >= 0 ? 1.5f - baseK : baseK + 1.5f) * k * kTwoThirds + baseK;
-    const float T = t >= 0 ? (1.5f - baseT) * t * kTwoThirds + baseT  //
-                           : damped(t) * (baseT + 1.5f) * kTwoThirds + baseT;
+    const float ownT = t >= 0 ? (1.5f - baseT) * t * kTwoThirds : damped(t) * (baseT + 1.5f) * kTwoThirds;
+    const float T = ownT + baseT;
     const float slope = lineSlope(K, curve.kMin, curve.kMax);
     const int n = halfWidthOf(T, slope, kZero16, curve);
     ippiImageRamp_16u_C1R(table, kEntries16 * 2, {kEntries16, 1}, lineOffset(slope, kZero16), slope, ippAxsHorizontal);

@@ -2,14 +2,13 @@
 
 #include <opencv2/core/hal/interface.h>
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <vector>
 
-namespace kestrova::curves {
-
 // The curves of `setupLinearThreshold`, drawn, and several of them in one go. Internal.
+
+namespace kestrova::curves {
 
 /// All that a curve depends on: the arguments of `setupLinearThreshold`, then those of `setKRange`.
 struct DetailCurve {

@@ -1,6 +1,5 @@
 #include "kestrova/curves/table_smoothing.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>

@@ -2,8 +2,6 @@
 
 #include <opencv2/core/hal/interface.h>
 
-#include <vector>
-
 // Smoothing of tables by a recursive Gaussian: repeated first-order filters in both directions, after L. Alvarez and
 // L. Mazorra, "Signal and image restoration using shock filters and anisotropic diffusion", SIAM J. Numer. Anal. 31
 // (1994). Internal.

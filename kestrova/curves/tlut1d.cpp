@@ -9,7 +9,7 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/rows/lookup_row.h"
 

@@ -4,10 +4,11 @@
 
 class TSpline;
 
-namespace kestrova::curves {
-
 // Tone curves: a function of 0..1 by its values at evenly spaced nodes, read linearly between them. Internal.
 
+namespace kestrova::curves {
+
+/// Node i stands at i / (`kToneNodes` - 1).
 constexpr int kToneNodes = 64;
 
 /// The spline of five control points at the nodes, clamped to 0..1: 0 before its first control point, 1 beyond its

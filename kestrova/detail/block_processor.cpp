@@ -10,7 +10,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 using namespace kestrova::detail;
 using namespace kestrova::frame;

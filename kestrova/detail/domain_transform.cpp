@@ -10,12 +10,13 @@
 #include <vector>
 
 #include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/domain_transform_workspace.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::detail::domain_transform;

@@ -7,8 +7,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "kestrova/detail/domain_transform.h"
-#include "kestrova/detail/pair_smoothing.h"
 #include "kestrova/frame/parallel.h"
 
 // The passes of the domain transform: row kernels, and the drivers that run them along rows and down columns. Internal.
@@ -18,7 +16,7 @@ namespace kestrova::detail::domain_transform {
 /// The width of a round: sigma sqrt(3) 2^i / sqrt(4^3 - 1), i = 2, 1, 0.
 float roundWidth(float sigma, int i);
 
-/// The widths of the recursive filter's rounds, in their order, each a factor of the one before.
+/// The widths of the recursive filter's rounds, in their order; each but the first is made from the one before.
 std::array<float, 3> recursiveWidths(float sigmaS);
 
 /// -sqrt(2) / sigma in double precision, narrowed as cv::Mat's product with a double narrows it on floats.
@@ -89,18 +87,3 @@ void passColumns(cv::Mat& image, const Weights& weights, cv::Mat& V) {
 }
 
 }  // namespace kestrova::detail::domain_transform
-
-/// What a filter keeps from call to call.
-struct DomainTransformFilter::Workspace {
-    cv::Mat dH, dV;  ///< distances along rows and columns
-    cv::Mat V;       ///< weights of a pass
-
-    // Of filterPair: the weights of sums of differences, the blocks filtered at once, and a thread's own.
-    kestrova::detail::domain_transform::WeightTables tables;
-    std::vector<kestrova::detail::domain_transform::PairSmoothing> smoothings;
-    std::vector<kestrova::detail::domain_transform::PairScratch> scratch;
-
-    void measure(const cv::Mat& in, float ratio);
-    void makeTables(float sigmaS, float ratio);
-    void provideForBlocks(cv::Size block, int atOnce, int workers);
-};

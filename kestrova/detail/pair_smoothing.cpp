@@ -16,8 +16,8 @@ namespace {
 
 constexpr int kLanes = 32;
 constexpr int kChannels = 2;
-constexpr int kLine = kChannels * kLanes;
-constexpr int kTile = kLanes * kLine;
+constexpr int kLineFloats = kChannels * kLanes;
+constexpr int kTile = kLanes * kLineFloats;
 
 int tilesOf(int pixels) { return (pixels + kLanes - 1) / kLanes; }
 
@@ -49,7 +49,7 @@ KESTROVA_KERNEL void transpose(const float* __restrict from, std::ptrdiff_t from
 // lines follow one another up or down the memory, and so do their weights.
 template <int kDirection>
 KESTROVA_KERNEL void drawLines(float* lines, const float* weights, int count, float* last) noexcept {
-    constexpr int kEights = kLine / 8, kEightsAChannel = kLanes / 8;
+    constexpr int kEights = kLineFloats / 8, kEightsAChannel = kLanes / 8;
     Eight before[kEights];
 #pragma GCC unroll 8
     for (int i = 0; i < kEights; ++i) before[i] = *reinterpret_cast<const Eight*>(last + 8 * i);
@@ -60,7 +60,7 @@ KESTROVA_KERNEL void drawLines(float* lines, const float* weights, int count, fl
             Eight& pixel = *reinterpret_cast<Eight*>(lines + 8 * i);
             pixel = before[i] = (before[i] - pixel) * weight + pixel;
         }
-        lines += kDirection * kLine;
+        lines += kDirection * kLineFloats;
         weights += kDirection * kLanes;
     }
 #pragma GCC unroll 8
@@ -108,22 +108,22 @@ void putSums(const int* sums, SumsOfLines& to, std::ptrdiff_t line) noexcept {
 template <class Begin, class End>
 void pass(float* lines, const SumsOfLines& sums, std::ptrdiff_t firstSums, int count, const float* table,
           float* weights, const Begin& begin, const End& end) noexcept {
-    float last[kLine];
+    float last[kLineFloats];
     for (int x = 0; x < count; x += kLanes) {
         const int n = std::min(kLanes, count - x);
         begin(x);
         lookUp(sums, firstSums + x, n, table, weights + std::ptrdiff_t{x} * kLanes);
-        if (x == 0) std::copy_n(lines, kLine, last);
+        if (x == 0) std::copy_n(lines, kLineFloats, last);
         const int first = std::max(x, 1);
-        drawLines<1>(lines + std::ptrdiff_t{first} * kLine, weights + std::ptrdiff_t{first} * kLanes, x + n - first,
-                     last);
+        drawLines<1>(lines + std::ptrdiff_t{first} * kLineFloats, weights + std::ptrdiff_t{first} * kLanes,
+                     x + n - first, last);
     }
     // A line is drawn with the weight of the one behind it.
     for (int x = (count - 1) / kLanes * kLanes; x >= 0; x -= kLanes) {
         const int lastLine = std::min(x + kLanes, count - 1) - 1;
         if (lastLine >= x)
-            drawLines<-1>(lines + std::ptrdiff_t{lastLine} * kLine, weights + std::ptrdiff_t{lastLine + 1} * kLanes,
-                          lastLine + 1 - x, last);
+            drawLines<-1>(lines + std::ptrdiff_t{lastLine} * kLineFloats,
+                          weights + std::ptrdiff_t{lastLine + 1} * kLanes, lastLine + 1 - x, last);
         end(x);
     }
 }
@@ -133,18 +133,18 @@ KESTROVA_KERNEL void measureTile(const ushort* first, const ushort* second, std:
                                  int* sumY) noexcept {
     for (int y = 0; y < kLanes; ++y) {
         const ushort *a = first + y * step, *b = second + y * step;
-        const ushort *aBelow = a + step, *bBelow = b + step;
+        const ushort *belowA = a + step, *belowB = b + step;
         for (int x = 0; x < kLanes; ++x) {
-            tile[y * kLine + x] = a[x];
-            tile[y * kLine + kLanes + x] = b[x];
+            tile[y * kLineFloats + x] = a[x];
+            tile[y * kLineFloats + kLanes + x] = b[x];
             sumX[y * kLanes + x] = std::abs(a[x + 1] - a[x]) + std::abs(b[x + 1] - b[x]);
-            sumY[y * kLanes + x] = std::abs(aBelow[x] - a[x]) + std::abs(bBelow[x] - b[x]);
+            sumY[y * kLanes + x] = std::abs(belowA[x] - a[x]) + std::abs(belowB[x] - b[x]);
         }
     }
 }
 
 KESTROVA_KERNEL void roundLines(const float* lines, ushort* rounded, int count) noexcept {
-    for (int i = 0; i < count * kLine; ++i) rounded[i] = sat16(lines[i]);
+    for (int i = 0; i < count * kLineFloats; ++i) rounded[i] = sat16(lines[i]);
 }
 
 // Row `y` of a plane of which the last pixels repeat, `n` of them.
@@ -184,7 +184,7 @@ PairSmoothing::PairSmoothing(cv::Size block)
       m_bands(tilesOf(block.height)),
       m_columns(tilesOf(block.width)),
       m_lines(static_cast<std::ptrdiff_t>(m_bands) * kLanes + kLanes + 1),
-      m_image(1, static_cast<std::size_t>(m_columns * m_lines) * kLine),
+      m_image(1, static_cast<std::size_t>(m_columns * m_lines) * kLineFloats),
       m_sumX(static_cast<std::size_t>(m_bands) * m_columns * kLanes),
       m_sumY(static_cast<std::size_t>(m_columns * m_lines)) {}
 
@@ -193,7 +193,7 @@ std::array<int, PairSmoothing::kSteps> PairSmoothing::pieces() const {
 }
 
 float* PairSmoothing::tile(int column, int band) const {
-    return m_image.row(0) + (column * m_lines + static_cast<std::ptrdiff_t>(band) * kLanes) * kLine;
+    return m_image.row(0) + (column * m_lines + static_cast<std::ptrdiff_t>(band) * kLanes) * kLineFloats;
 }
 
 void PairSmoothing::run(int step, int piece, const PlacedBlock& block, const WeightTables& tables,
@@ -236,22 +236,23 @@ void PairSmoothing::measure(int band, const PlacedBlock& block, PairScratch& scr
         putSums(sumX, m_sumX, (static_cast<std::ptrdiff_t>(band) * m_columns + column) * kLanes);
         putSums(sumY, m_sumY, column * m_lines + top);
         for (int c = 0; c < kChannels; ++c)
-            transpose(pixels + c * kLanes, kLine, scratch.m_lines.row(0) + x * kLine + c * kLanes, kLine);
+            transpose(pixels + c * kLanes, kLineFloats, scratch.m_lines.row(0) + x * kLineFloats + c * kLanes,
+                      kLineFloats);
     }
 }
 
-void PairSmoothing::passAlongRows(int band, bool bMeasured, const float* table, PairScratch& scratch) noexcept {
+void PairSmoothing::passAlongRows(int band, bool measured, const float* table, PairScratch& scratch) noexcept {
     float* const lines = scratch.m_lines.row(0);
     const auto transposeTile = [](const float* from, float* to) noexcept {
-        for (int c = 0; c < kChannels; ++c) transpose(from + c * kLanes, kLine, to + c * kLanes, kLine);
+        for (int c = 0; c < kChannels; ++c) transpose(from + c * kLanes, kLineFloats, to + c * kLanes, kLineFloats);
     };
     const auto takeTile = [&](int x) noexcept {
-        if (bMeasured) return;
+        if (measured) return;
         rows::prefetch(tile(std::min(x / kLanes + 1, m_columns - 1), band), kTile * sizeof(float));
-        transposeTile(tile(x / kLanes, band), lines + std::ptrdiff_t{x} * kLine);
+        transposeTile(tile(x / kLanes, band), lines + std::ptrdiff_t{x} * kLineFloats);
     };
     const auto putTile = [&](int x) noexcept {
-        transposeTile(lines + std::ptrdiff_t{x} * kLine, tile(x / kLanes, band));
+        transposeTile(lines + std::ptrdiff_t{x} * kLineFloats, tile(x / kLanes, band));
     };
     const std::ptrdiff_t firstSums = static_cast<std::ptrdiff_t>(band) * m_columns * kLanes;
     pass(lines, m_sumX, firstSums, m_size.width, table, scratch.m_weights.row(0), takeTile, putTile);
@@ -265,13 +266,13 @@ void PairSmoothing::passAlongColumns(int column, const PlacedBlock* out, const f
         ushort rounded[kTile];
         const int n = std::min(kLanes, out->own[0].rows - y);
         if (n < 1) return;
-        roundLines(lines + std::ptrdiff_t{y} * kLine, rounded, n);
+        roundLines(lines + std::ptrdiff_t{y} * kLineFloats, rounded, n);
         for (int r = 0; r < n; ++r)
             for (std::size_t p = 0; p < kChannels; ++p)
-                putRow(*out, p, y + r, column * kLanes, rounded + r * kLine + static_cast<int>(p) * kLanes);
+                putRow(*out, p, y + r, column * kLanes, rounded + r * kLineFloats + static_cast<int>(p) * kLanes);
     };
     const auto takeLines = [&](int y) noexcept {
-        rows::prefetch(lines + std::ptrdiff_t{y + kLanes} * kLine, kTile * sizeof(float));
+        rows::prefetch(lines + std::ptrdiff_t{y + kLanes} * kLineFloats, kTile * sizeof(float));
     };
     pass(lines, m_sumY, column * m_lines, m_size.height, table, scratch.m_weights.row(0), takeLines, putRows);
 }

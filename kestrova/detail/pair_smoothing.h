@@ -62,7 +62,7 @@ public:
 
 private:
     void measure(int band, const PlacedBlock& block, PairScratch& scratch) noexcept;
-    void passAlongRows(int band, bool bMeasured, const float* table, PairScratch& scratch) noexcept;
+    void passAlongRows(int band, bool measured, const float* table, PairScratch& scratch) noexcept;
     void passAlongColumns(int column, const PlacedBlock* out, const float* table, PairScratch& scratch) noexcept;
 
     float* tile(int column, int band) const;

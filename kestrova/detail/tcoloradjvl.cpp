@@ -8,7 +8,6 @@
 #include <ctime>
 #include <iostream>
 #include <iterator>
-#include <vector>
 
 #include "kestrova/curves/table_smoothing.h"
 #include "kestrova/frame/failure.h"
@@ -17,8 +16,8 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/unit_scale.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/ydrdb.h"
@@ -255,9 +254,9 @@ TColorAdjVL& TColorAdjVL::operator=(const TColorAdjVL& other) {
 bool TColorAdjVL::proc(const cv::Mat& y0, const cv::Mat& y1, const cv::Mat& drIn, const cv::Mat& dbIn, cv::Mat& drOut,
                        cv::Mat& dbOut) {
     checkPlanes(y0, y1, drIn, dbIn);
-    const bool bNoPixels = y0.total() + y1.total() + drIn.total() + dbIn.total() == 0;
+    const bool allEmpty = y0.total() + y1.total() + drIn.total() + dbIn.total() == 0;
     for (const cv::Mat* plane : {&y0, &y1, &drIn, &dbIn}) {
-        if (bNoPixels) break;
+        if (allEmpty) break;
         if (plane->type() != CV_16UC1) fail("ERROR - TColorAdjVL::proc - type() != CV_16UC1");
         if (plane->size() != y0.size()) fail("ERROR - TColorAdjVL::proc - size() != y0.size()");
         if (plane->empty()) fail("ERROR - TColorAdjVL::proc - a plane has no pixels");

@@ -33,7 +33,7 @@ public:
                 float maxSatGain = 4.0f, float vibScale = 0.9f);
     /// Copies parameters and tables; the two objects share nothing.
     TColorAdjVL(const TColorAdjVL& other);
-    /// As the copy.
+    /// Copies parameters and tables, as the copy constructor does.
     TColorAdjVL& operator=(const TColorAdjVL& other);
     /// Releases the tables.
     ~TColorAdjVL();

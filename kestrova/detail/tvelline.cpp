@@ -4,15 +4,13 @@
 #include <cstddef>
 #include <iterator>
 
-#include "kestrova/detail/tvelline_rows.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/rows/interleave.h"
 
-using namespace kestrova::detail;
 using namespace kestrova::frame;
 
 namespace {

@@ -112,7 +112,7 @@ public:
     TVelline();
     /// Shares all planes with `other`. A copy is a cache of its own: what it renders leaves the other's result alone.
     TVelline(const TVelline& other);
-    /// As the copy.
+    /// Shares all planes with `other`, as the copy constructor does.
     TVelline& operator=(const TVelline& other);
     /// Releases the planes.
     ~TVelline();
@@ -243,7 +243,7 @@ private:
     KESTROVA_HIDDEN void requirePlanes(const Stale& stale) const;
     KESTROVA_HIDDEN void renew(const Stale& stale, const cv::Mat& extra);
 
-    KESTROVA_HIDDEN std::shared_ptr<const Tables> tablesFor(bool bLight, const bool bCurved[]) const;
+    KESTROVA_HIDDEN std::shared_ptr<const Tables> tablesFor(bool needsLight, const bool curved[]) const;
 
     std::shared_ptr<const void> m_roiYUsers;  ///< held by each copy of the engine whose m_roiY has these pixels
     std::shared_ptr<const Tables> m_tables;   ///< the curves of the last calls, with the parameters that they are of

@@ -15,16 +15,20 @@ namespace kestrova::detail {
 
 /// `n` pixels of row `r` from column `x` on.
 struct Piece {
-    static constexpr int kMost = 256;
+    static constexpr int kMost = 256;  ///< pixels of a piece
     int r, x, n;
 
+    /// The piece of a plane that is read.
     template <class Pixel = ushort>
     const Pixel* of(const cv::Mat& plane) const noexcept {
         return plane.ptr<Pixel>(r) + x;
     }
+    /// The piece of a plane that is written.
     ushort* in(cv::Mat& plane) const noexcept { return plane.ptr<ushort>(r) + x; }
 
+    /// Asks for the memory of the piece, to be read.
     void ask(const cv::Mat& plane) const noexcept { rows::prefetch(plane.ptr(r, x), bytesOf(plane)); }
+    /// Asks for the memory of the piece, to be written.
     void askToWrite(cv::Mat& plane) const noexcept { rows::prefetchToWrite(plane.ptr(r, x), bytesOf(plane)); }
 
 private:

@@ -19,8 +19,8 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/sole_header.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/roi.h"
 #include "kestrova/image/tpimage.h"
@@ -77,13 +77,13 @@ void mixChroma(const cv::Mat& dr, const cv::Mat& db, const ChromaMix& mix, const
 // A plane of the picture for the rectangle: at step 1 a header on the picture's own pixels, else new pixels.
 struct Sampled {
     cv::Mat plane;
-    bool bNew;
+    bool isNew;
 };
 
-Sampled sample(const TVelline& engine, const cv::Mat& full, bool bSmooth) {
+Sampled sample(const TVelline& engine, const cv::Mat& full, bool smooth) {
     const cv::Rect& roi = engine.m_roi;
-    if (engine.m_level == 1 && !bSmooth) return {regionOf(full, roi.x, roi.y, roi.width, roi.height, 1), false};
-    return {TPImage::MatRoi(full, roi.x, roi.y, roi.width, roi.height, engine.m_level, false, bSmooth), true};
+    if (engine.m_level == 1 && !smooth) return {regionOf(full, roi.x, roi.y, roi.width, roi.height, 1), false};
+    return {TPImage::MatRoi(full, roi.x, roi.y, roi.width, roi.height, engine.m_level, false, smooth), true};
 }
 
 // A plane of `size` in the memory of one of another size that nobody else sees, or in new memory where there is too
@@ -103,14 +103,14 @@ cv::Mat resizedPlane(const cv::Mat& before, cv::Size size) {
 
 // A plane of `size` in place of `before`: its pixels if it has that size.
 cv::Mat planeLike(const cv::Mat& before, cv::Size size) {
-    const bool bFits = before.size() == size && before.type() == CV_16UC1;
-    return bFits || !isSoleHeader(before) ? outputLike(before, size, CV_16UC1) : resizedPlane(before, size);
+    const bool fits = before.size() == size && before.type() == CV_16UC1;
+    return fits || !isSoleHeader(before) ? outputLike(before, size, CV_16UC1) : resizedPlane(before, size);
 }
 
 // The plane that the result made of `sampled` goes into: the same if its pixels are new, those of the cache that it
 // replaces if nobody else sees them, else others.
 cv::Mat renderedPlane(const Sampled& sampled, const cv::Mat& cache) {
-    if (sampled.bNew) return sampled.plane;
+    if (sampled.isNew) return sampled.plane;
     const cv::Size size = sampled.plane.size();
     return isSoleHeader(cache) ? planeLike(cache, size) : cv::Mat(size, CV_16UC1);
 }
@@ -118,9 +118,9 @@ cv::Mat renderedPlane(const Sampled& sampled, const cv::Mat& cache) {
 // The rectangle's luminance under mix and light curve.
 class Luminance {
 public:
-    Luminance(const TVelline& engine, bool bMixed) : m_bMixed(bMixed) {
+    Luminance(const TVelline& engine, bool mixed) : m_mixed(mixed) {
         const Sampled y = sample(engine, engine.m_Y, false);
-        if (m_bMixed) {
+        if (m_mixed) {
             m_dr = sample(engine, engine.m_Dr, false).plane;
             m_db = sample(engine, engine.m_Db, false).plane;
             m_mix = chromaMix(m_dr, m_db, engine.m_mix[0], engine.m_mix[1], engine.m_mix[2]);
@@ -137,7 +137,7 @@ public:
         next.askToWrite(m_result);
         const ushort* from = at.of(m_y);
         ushort* const y = at.in(m_result);
-        if (m_bMixed) {
+        if (m_mixed) {
             next.ask(m_dr);
             next.ask(m_db);
             mixChroma(m_dr, m_db, m_mix, at, from, y);
@@ -148,7 +148,7 @@ public:
 
 private:
     cv::Mat m_y, m_dr, m_db, m_result;
-    bool m_bMixed;
+    bool m_mixed;
     ChromaMix m_mix;
 };
 
@@ -237,8 +237,8 @@ std::array<DetailCurve, 3> curvesOf(const TVelline& engine, int s) {
 struct TVelline::Stale {
     bool luminance;
     bool scale[kScales];
-    bool bChroma;    // luminance is stale, and chroma is mixed into it
-    bool bNewExtra;  // the extra plane has the size of the last rectangle: it is taken to be new on every call
+    bool chroma;    // luminance is stale, and chroma is mixed into it
+    bool newExtra;  // the extra plane has the size of the last rectangle: it is taken to be new on every call
 
     bool any() const { return scale[0] || scale[1] || scale[2]; }
 };
@@ -250,10 +250,10 @@ struct TVelline::Tables {
     std::shared_ptr<const ScaleTable> scale[kScales];
 };
 
-std::shared_ptr<const TVelline::Tables> TVelline::tablesFor(bool bLight, const bool bCurved[kScales]) const {
+std::shared_ptr<const TVelline::Tables> TVelline::tablesFor(bool needsLight, const bool curved[kScales]) const {
     const auto tables = m_tables ? std::make_shared<Tables>(*m_tables) : std::make_shared<Tables>();
     std::shared_ptr<LightTable> light;
-    if (bLight) {
+    if (needsLight) {
         std::array<float, 6> parameters;
         std::copy_n(m_light, parameters.size(), parameters.begin());
         if (!tables->light || !sameBits(tables->light->parameters, parameters))
@@ -263,7 +263,7 @@ std::shared_ptr<const TVelline::Tables> TVelline::tablesFor(bool bLight, const b
     std::vector<DetailCurve> list;
     for (int s = 0; s < kScales; ++s) {
         const std::array<DetailCurve, 3> parameters = curvesOf(*this, s);
-        if (!bCurved[s] || (tables->scale[s] && sameBits(tables->scale[s]->parameters, parameters))) continue;
+        if (!curved[s] || (tables->scale[s] && sameBits(tables->scale[s]->parameters, parameters))) continue;
         changed.push_back(s);
         list.insert(list.end(), parameters.begin(), parameters.end());
     }
@@ -284,9 +284,9 @@ std::shared_ptr<const TVelline::Tables> TVelline::tablesFor(bool bLight, const b
 TVelline::Stale TVelline::staleParts(cv::Rect roi, int level, const cv::Mat& extra) {
     Stale stale;
     stale.luminance = m_bRoiChanged || m_bChangedY || roi != m_roi || level != m_level;
-    stale.bChroma = stale.luminance && (neq(m_mix[0], 0.0f) || neq(m_mix[1], 0.0f) || neq(m_mix[2], 0.0f));
-    stale.bNewExtra = sameSize(extra, m_rDS);
-    stale.scale[0] = stale.luminance || m_bChangedS || stale.bNewExtra;
+    stale.chroma = stale.luminance && (neq(m_mix[0], 0.0f) || neq(m_mix[1], 0.0f) || neq(m_mix[2], 0.0f));
+    stale.newExtra = sameSize(extra, m_rDS);
+    stale.scale[0] = stale.luminance || m_bChangedS || stale.newExtra;
     stale.scale[1] = stale.luminance || m_bChangedM;
     stale.scale[2] = stale.luminance || m_bChangedL;
     return stale;
@@ -296,7 +296,7 @@ void TVelline::requirePlanes(const Stale& stale) const {
     if (!stale.any()) return;
     if (m_Y.empty()) fail("ERROR - TVelline::proc - m_Y.empty()");
     const auto fits = [this](const cv::Mat& plane) { return plane.data && plane.size == m_Y.size; };
-    if (stale.bChroma && !(fits(m_Dr) && fits(m_Db)))
+    if (stale.chroma && !(fits(m_Dr) && fits(m_Db)))
         fail("ERROR - TVelline::proc - m_Dr.size!=m_Y.size || m_Db.size!=m_Y.size");
     for (int s = 0; s < kScales; ++s)
         if (stale.scale[s] && !fits(this->*kScale[s].full))
@@ -315,22 +315,22 @@ bool TVelline::proc(cv::Rect roi, int level, cv::Mat rYE16U) {
 // All that can fail comes first; then the caches change, row by row.
 void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
     std::optional<Luminance> luminance;
-    if (stale.luminance) luminance.emplace(*this, stale.bChroma);
+    if (stale.luminance) luminance.emplace(*this, stale.chroma);
 
     // A documented line, on every call, here: the small scale still has the size of the last rectangle.
     if (Kestrova::printing())
         std::cout << "tvelline -- proc ------- rYE16U size: " << extra.rows << "X" << extra.cols
                   << "  m_rDS size: " << m_rDS.rows << "X" << m_rDS.cols << std::endl;
-    if (stale.bNewExtra) m_bChangedS = true;
+    if (stale.newExtra) m_bChangedS = true;
     if (!stale.any()) return;
 
     std::optional<Detail> details[kScales];
-    bool bCurved[kScales];
+    bool curved[kScales];
     for (int s = 0; s < kScales; ++s) {
         if (stale.scale[s]) details[s].emplace(*this, kScale[s], s == 0 ? extra : cv::Mat());
-        bCurved[s] = stale.scale[s] && bNeedSHMix(s);
+        curved[s] = stale.scale[s] && bNeedSHMix(s);
     }
-    const std::shared_ptr<const Tables> tables = tablesFor(stale.luminance, bCurved);
+    const std::shared_ptr<const Tables> tables = tablesFor(stale.luminance, curved);
 
     const cv::Mat y = luminance ? luminance->result() : m_rY;
     cv::Mat d[kScales];
@@ -341,11 +341,11 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
 
     // The host sees the pixels of its last result change, unless something that is still to be read shows them too.
     const cv::Mat* const read[] = {&m_Y, &m_DS, &m_DM, &m_DL, &m_Dr, &m_Db, &y, &d[0], &d[1], &d[2]};
-    const bool bOthersSee =
+    const bool othersSee =
         m_roiYUsers.use_count() > 1 || overlapAcrossRows(extra, m_roiY) ||
         std::any_of(std::begin(read), std::end(read), [this](const cv::Mat* plane) { return overlap(*plane, m_roiY); });
-    const auto users = bOthersSee ? std::make_shared<char>() : m_roiYUsers;
-    cv::Mat result = bOthersSee ? cv::Mat(y.size(), CV_16UC1) : planeLike(m_roiY, y.size());
+    const auto users = othersSee ? std::make_shared<char>() : m_roiYUsers;
+    cv::Mat result = othersSee ? cv::Mat(y.size(), CV_16UC1) : planeLike(m_roiY, y.size());
 
     m_rY = y;
     for (int s = 0; s < kScales; ++s) this->*kScale[s].cache = d[s];
@@ -356,8 +356,7 @@ void TVelline::renew(const Stale& stale, const cv::Mat& extra) {
         forEachPiece(first, end, y.cols, [&](const Piece& at, const Piece& next) noexcept {
             if (luminance) luminance->render(at, next, tables->light->entries);
             for (int s = 0; s < kScales; ++s)
-                if (details[s])
-                    details[s]->render(at, next, at.of(y), bCurved[s] ? &tables->scale[s]->curves : nullptr);
+                if (details[s]) details[s]->render(at, next, at.of(y), curved[s] ? &tables->scale[s]->curves : nullptr);
             next.askToWrite(result);
             addEdgesRow(at.of(d[0]), at.of(d[1]), at.of(d[2]), at.of(y), at.in(result), at.n);
         });

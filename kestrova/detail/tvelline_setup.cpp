@@ -1,11 +1,12 @@
 #include <algorithm>
+#include <vector>
 
 #include "kestrova/detail/block_processor.h"
 #include "kestrova/detail/domain_transform.h"
 #include "kestrova/detail/tvelline.h"
 #include "kestrova/frame/memory_failure.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/sole_header.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/resample/chroma_upsize.h"
 
 using namespace kestrova::detail;

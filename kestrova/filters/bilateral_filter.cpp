@@ -15,7 +15,7 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/tprogress.h"
 
 using namespace kestrova::frame;
@@ -148,8 +148,8 @@ bool BilateralFilter::setup(const cv::Mat& edge, int width, int height, int samp
     else
         gridZ = 2 * m_padZ + 2 + static_cast<int>(cellsZ);
 
-    const bool bSameGrids = gridW == m_gridW && gridH == m_gridH && gridZ == m_gridZ && !sizeChanged;
-    if (!bSameGrids || !m_weights_p || !m_values_p) {
+    const bool sameGrids = gridW == m_gridW && gridH == m_gridH && gridZ == m_gridZ && !sizeChanged;
+    if (!sameGrids || !m_weights_p || !m_values_p) {
         dealloc();
         m_gridW = gridW;
         m_gridH = gridH;

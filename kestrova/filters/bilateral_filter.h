@@ -29,6 +29,7 @@ class KESTROVA_EXPORT BilateralFilter {
 public:
     /// Has no grids yet.
     BilateralFilter();
+    /// Not copied.
     BilateralFilter(const BilateralFilter&) = delete;
     /// Shares the grids.
     BilateralFilter& operator=(const BilateralFilter&);

@@ -58,7 +58,7 @@ struct Pixels {
 };
 
 typedef ushort Lanes __attribute__((vector_size(32)));
-constexpr int kLanes = 16;
+constexpr int kPixelsAtOnce = 16;
 /// Narrower cells would leave most lanes empty.
 constexpr int kLeastColsForLanes = 8;
 
@@ -69,7 +69,7 @@ constexpr int kLeastColsForLanes = 8;
 }
 
 [[gnu::always_inline]] inline Lanes load(const uchar* p) {
-    uchar __attribute__((vector_size(kLanes))) bytes;
+    uchar __attribute__((vector_size(kPixelsAtOnce))) bytes;
     std::memcpy(&bytes, p, sizeof bytes);
     return __builtin_convertvector(bytes, Lanes);
 }
@@ -79,11 +79,12 @@ struct Chunk {
     int first;  ///< column in the first lane
     Lanes in;   ///< all bits of the columns that count
 
-    /// Columns `x` to `end` - 1, or as many as there are lanes, count. The plane has `cols` columns, `kLanes` at least.
-    Chunk(int x, int end, int cols) : first(std::min(x, cols - kLanes)) {
+    /// Columns `x` to `end` - 1, or as many as there are lanes, count. The plane has `cols` columns, `kPixelsAtOnce` at
+    /// least.
+    Chunk(int x, int end, int cols) : first(std::min(x, cols - kPixelsAtOnce)) {
         const Lanes lane = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
         in = (Lanes)((lane >= static_cast<ushort>(x - first)) &
-                     (lane < static_cast<ushort>(std::min(end - first, kLanes))));
+                     (lane < static_cast<ushort>(std::min(end - first, kPixelsAtOnce))));
     }
 };
 
@@ -126,7 +127,7 @@ KESTROVA_KERNEL Range<Value> rangeOf(const Value* __restrict lowest, const Value
 template <class Value, class Pixel>
 KESTROVA_KERNEL Sum sumUpTo(CellPixels<Value, Pixel> cell, ushort last) noexcept {
     Lanes low = {}, high = {}, count = {};
-    for (int x = cell.first; x < cell.end; x += kLanes) {
+    for (int x = cell.first; x < cell.end; x += kPixelsAtOnce) {
         const Chunk chunk(x, cell.end, cell.planeCols);
         for (int y = 0; y < cell.rows; ++y) {
             const Lanes in = (Lanes)(load(cell.guide + y * cell.guideStep + chunk.first) <= last) & chunk.in;
@@ -137,7 +138,7 @@ KESTROVA_KERNEL Sum sumUpTo(CellPixels<Value, Pixel> cell, ushort last) noexcept
         }
     }
     unsigned sum = 0, pixels = 0;
-    for (int l = 0; l < kLanes; ++l) {
+    for (int l = 0; l < kPixelsAtOnce; ++l) {
         sum += low[l] + 256u * high[l];
         pixels += count[l];
     }
@@ -237,7 +238,7 @@ private:
         const std::ptrdiff_t cell = tile.y / m_cells.sampling * m_cells.rowCells +
                                     static_cast<std::ptrdiff_t>(tile.x / m_cells.sampling) * m_cells.gridZ;
         float *weights = m_cells.weights + cell, *values = m_cells.values + cell;
-        const bool byRanges = m_cells.exact && m_cells.sampling >= kLeastColsForLanes && m_plane.cols >= kLanes;
+        const bool byRanges = m_cells.exact && m_cells.sampling >= kLeastColsForLanes && m_plane.cols >= kPixelsAtOnce;
         if (byRanges && m_guide.depth() == CV_8U)
             addByRanges<uchar>(tile, weights, values);
         else if (byRanges && m_guide.depth() == CV_16U)

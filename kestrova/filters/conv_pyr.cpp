@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
-#include <initializer_list>
 #include <vector>
 
 #include "kestrova/filters/conv_pyr_rows.h"
@@ -13,7 +12,7 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;
@@ -40,22 +39,6 @@ void checkWidth(const cv::Mat& plane, const char* failure) {
     constexpr int kMostFloats = INT_MAX / int(sizeof(float));
     if (plane.cols > kMostFloats) fail(failure);
 }
-
-/// The plane that a step fills and the one that its result ends up in: two where the result lies over a source.
-struct Output {
-    cv::Mat filled, result;
-
-    Output(const cv::Mat& dst, cv::Size size, std::initializer_list<cv::Mat> sources)
-        : result(outputLike(dst, size, CV_32FC1)) {
-        const auto overlapsResult = [&](const cv::Mat& source) { return overlap(source, result); };
-        const bool apart = std::any_of(sources.begin(), sources.end(), overlapsResult);
-        filled = apart ? cv::Mat(size, CV_32FC1) : result;
-    }
-    void moveTo(cv::Mat& dst) {
-        filled.copyTo(result);
-        dst = result;
-    }
-};
 
 // Of the passes, only the constructors allocate.
 
@@ -143,7 +126,7 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out) {
         letOpenCVRefuse(in, m_k3);
         if (in.channels() != 1) fail("ERROR - ConvPyr::proc - in.channels() != 1");
 
-        Output output(out, in.size(), {in});
+        ApartOutput output(out, in.size(), CV_32FC1, {in});
         std::vector<cv::Mat> down(coarsest + 1), up(coarsest + 1);
         down[0] = in;
         up[0] = output.filled;
@@ -164,7 +147,7 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out) {
         for (FilterPass& pass : analysis) pass.run();
         ofCoarsest.run();
         for (SynthesisPass& pass : synthesis) pass.run();
-        output.moveTo(out);
+        output.assignTo(out);
     });
     return true;
 }
@@ -175,9 +158,9 @@ bool ConvPyr::pyrDown(const cv::Mat& src, cv::Mat& dst) {
     orFailWithoutMemory("ERROR - ConvPyr::pyrDown - not enough memory", [&] {
         letOpenCVRefuse(src, m_k1);
         if (src.channels() != 1) fail("ERROR - ConvPyr::pyrDown - src.channels() != 1");
-        Output output(dst, halfSize(src), {src});
+        ApartOutput output(dst, halfSize(src), CV_32FC1, {src});
         FilterPass(src, m_k1, Grid::kHalved, output.filled).run();
-        output.moveTo(dst);
+        output.assignTo(dst);
     });
     ++m_level;
     return true;
@@ -192,9 +175,9 @@ bool ConvPyr::pyrUp(const cv::Mat& low, const cv::Mat& src, cv::Mat& dst) {
         if (src.channels() != 1) fail("ERROR - ConvPyr::pyrUp - src.channels() != 1");
         if (low.type() != CV_32FC1 || low.size() != halfSize(src))
             fail("ERROR - ConvPyr::pyrUp - low is not CV_32FC1 of half the size of src");
-        Output output(dst, src.size(), {low, src});
+        ApartOutput output(dst, src.size(), CV_32FC1, {low, src});
         SynthesisPass(low, m_k2, src, m_k3, output.filled).run();
-        output.moveTo(dst);
+        output.assignTo(dst);
     });
     --m_level;
     return true;

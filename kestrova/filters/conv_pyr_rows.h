@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <vector>
 
-namespace kestrova::filters {
-
 // What the convolution pyramid filters rows with. Internal.
+
+namespace kestrova::filters {
 
 /// A sum of weighted lines in the order in which they are added. It begins at +0, which zeros of either sign leave as
 /// it is: lines of zeros need not be read, but for a weight that is not finite.

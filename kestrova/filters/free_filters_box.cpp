@@ -6,7 +6,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/tprogress.h"
 #include "kestrova/image/timage.h"
 #include "kestrova/rows/box_mirrored.h"

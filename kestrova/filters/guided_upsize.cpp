@@ -8,7 +8,7 @@
 #include "kestrova/frame/kestrova.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/resample/resample.h"
 #include "kestrova/rows/unit_plane.h"
 

@@ -14,8 +14,8 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/primitives/primitives.h"
 
@@ -52,6 +52,7 @@ void addSinglePixels(const cv::Mat& g, int count, cv::Mat& result) {
     pixel = clamp16(pixel + count * coefficient);
 }
 
+// Filters `in` into `out`, which has its size and type and lies apart from it.
 template <class References>
 void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
     constexpr int K = References::kCount;
@@ -61,6 +62,7 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
     std::vector<StoredPlane<K>> pyramid(planes);  // from level 2 on
     PairPlane chosen;                             // of level 1
     gaussian[0] = in;
+    result[0] = out;
     for (int l = 1; l < planes; ++l) {
         cv::pyrDown(gaussian[l - 1], gaussian[l]);
         const cv::Size size = gaussian[l].size();
@@ -70,10 +72,6 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
         else
             pyramid[l] = {size.height, size.width};
     }
-    const bool bFits = out.rows == in.rows && out.cols == in.cols && out.type() == in.type();
-    if (bFits) checkElements(out);
-    const bool bDirect = bFits && !overlap(in, out);
-    result[0] = bDirect ? out : cv::Mat(in.size(), CV_16UC1);
 
     if (top == 0)
         coarsestCoefficients<References>(in, remappedIn, result[0]);
@@ -91,10 +89,6 @@ void filter(const cv::Mat& in, cv::Mat& out, const ushort* remap, int levels) {
 
     if (levels > planes) addSinglePixels<References>(gaussian[top], levels - planes, result[top]);
     for (int l = top - 1; l >= 0; --l) addEnlarged(result[l + 1], result[l]);
-    if (bFits && !bDirect)
-        result[0].copyTo(out);
-    else
-        out = result[0];
 }
 
 }  // namespace
@@ -130,7 +124,9 @@ bool LocalLaplacian::proc(const cv::Mat& in, cv::Mat& out, float alpha, float bl
     m_levels = levels;
     orFailWithoutMemory("ERROR - LocalLaplacian::proc - not enough memory", [&] {
         calRemapLut();
-        filter<References>(in, out, m_remap_p, levels);
+        ApartOutput output(out, in.size(), CV_16UC1, {in});
+        filter<References>(in, output.filled, m_remap_p, levels);
+        output.assignTo(out);
     });
     return true;
 }

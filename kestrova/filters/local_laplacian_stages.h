@@ -2,7 +2,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <climits>
 #include <cstddef>
 #include <memory>
 

@@ -2,7 +2,7 @@
 
 #include "kestrova/filters/twls_filter.h"
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/sparse_solver.h"
 #include "kestrova/primitives/vector_math.h"
 

@@ -7,7 +7,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 using namespace kestrova::filters;
 using namespace kestrova::frame;

@@ -10,8 +10,8 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 
 using namespace kestrova::frame;
 

@@ -1,6 +1,6 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/neighbourhood.h"
 

@@ -4,7 +4,7 @@
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/arithmetic.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"

@@ -9,7 +9,7 @@
 #include "kestrova/filters/pardiso_solver.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/vector_math.h"
 
 using namespace kestrova::frame;

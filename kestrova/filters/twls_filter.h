@@ -18,7 +18,7 @@
 /// % at 100. From lambda / eps of 1e6 on, lambda 100, results mean nothing: such areas may come out several times too
 /// bright without a failure, or the system is refused ("pardisoSolverIC - 22").
 ///
-/// One object serves one `Proc` at a time. Assignment shares the buffers, 44 bytes a pixel, and most of what the solver
+/// One object serves one `Proc` at a time. Assignment shares the buffers, 40 bytes a pixel, and most of what the solver
 /// takes, some 190 bytes a pixel in a plane of a megapixel and more in larger ones: kept, it makes the next `Proc` of
 /// the same size a fifth faster. All of it is freed by `freemem`, by a `Proc` of another size, or with the last object
 /// that shares it. There is no copy constructor.
@@ -26,6 +26,7 @@ class KESTROVA_EXPORT TWLSFilter {
 public:
     /// Has no buffers yet.
     TWLSFilter();
+    /// Not copied.
     TWLSFilter(const TWLSFilter&) = delete;
     /// Shares the buffers.
     TWLSFilter& operator=(const TWLSFilter&);

@@ -4,8 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 // Outputs that are inputs, or lie over them. An operation whose output may be an input makes the output by
 // `outputLike`, its sources by `sourceBeside`, works, and assigns the output last: what a header `out` shared with an
@@ -51,6 +52,28 @@ inline cv::Mat sourceBeside(const cv::Mat& out, const cv::Mat& in, StillRead sti
     const bool harmless = (stillRead == StillRead::kThatRow && sameRows) || samePixels;
     return (stillRead != StillRead::kAnyRow && harmless) || !overlap(in, out) ? in : in.clone();
 }
+
+/// The output of an operation that reads its sources to the last: it fills a plane that lies over none of them.
+struct ApartOutput {
+    cv::Mat filled;  ///< what the operation fills
+    cv::Mat result;  ///< the pixels that `out` gets, the same where they are apart already
+
+    /// As `outputLike`.
+    ApartOutput(const cv::Mat& out, cv::Size size, int type, std::initializer_list<cv::Mat> sources)
+        : filled(outputLike(out, size, type)), result(filled) {
+        for (const cv::Mat& source : sources) {
+            if (!overlap(source, result)) continue;
+            filled = cv::Mat(size, type);
+            return;
+        }
+    }
+
+    void assignTo(cv::Mat& out) const {
+        cv::Mat pixels = result;
+        filled.copyTo(pixels);
+        out = pixels;
+    }
+};
 
 /// Makes `out` a copy of `in`.
 inline void assignCopy(const cv::Mat& in, cv::Mat& out) {

@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "kestrova/frame/payoff.h"
@@ -37,6 +36,9 @@ constexpr int kForkElements = 1 << 16;
 
 /// No strip is cut smaller than some 8 microseconds.
 constexpr int kStripElements = 1 << 14;
+
+/// So many bytes are moved in the time of an element: planes that are copied or filled are larger before a team pays.
+constexpr int kBytesMovedAtOnce = 16;
 
 /// The work of a row of `cols` pixels that take as long as `cost` elements each.
 inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
@@ -105,13 +107,16 @@ public:
     /// One strip a thread: for work that makes a new start at each strip, with rows of its neighbours.
     static Strips onePerThread(int rows, int work, int blockRows = 1) { return {rows, work, blockRows, 1}; }
 
+    /// How many strips there are.
     int count() const { return m_count; }
     /// How many threads work on them at most.
     int workers() const { return m_workers; }
+    /// The first row of a strip.
     int first(int strip) const {
         const long long block = static_cast<long long>(m_blocks) * strip / m_count;
         return static_cast<int>(std::min<long long>(block * m_blockRows, m_rows));
     }
+    /// The row behind its last one.
     int end(int strip) const { return first(strip + 1); }
 
 private:

@@ -6,6 +6,7 @@ namespace kestrova::frame {
 struct ThreadTime {
     double clock = 0, processor = 0;
 
+    /// Of the calling thread, from some moment on.
     static ThreadTime now();
     ThreadTime operator-(const ThreadTime& o) const { return {clock - o.clock, processor - o.processor}; }
     ThreadTime& operator+=(const ThreadTime& o) {
@@ -22,6 +23,7 @@ struct ThreadTime {
 /// losses together cost little more than a hundredth of the time. Gains that add up end that. Internal.
 class Payoff {
 public:
+    /// Whether the thread is to work alone at the time `now` of the clock.
     bool alone(double now) const { return m_alone > 0 && now < m_aloneUntil; }
 
     /// After so many seconds of work alone.
@@ -40,6 +42,7 @@ private:
     double m_alone = 0;                 ///< work still to be done alone
     double m_aloneUntil = 0;            ///< but not after that: others may be gone when a host has paused
 };
+/// That of the calling thread.
 inline thread_local Payoff payoff;
 
 }  // namespace kestrova::frame

@@ -6,18 +6,18 @@
 #include <cstring>
 #include <limits>
 
-namespace kestrova::frame {
-
 // Roundings and clamps of pixel values, written so that a loop of them is vectorised on every instruction set.
 // Internal.
+
+namespace kestrova::frame {
 
 inline int clampInt(int v, int lo, int hi) { return v < lo ? lo : v > hi ? hi : v; }
 inline uchar clamp8(int v) { return static_cast<uchar>(clampInt(v, 0, 255)); }
 inline ushort clamp16(int v) { return static_cast<ushort>(clampInt(v, 0, 65535)); }
 
-/// `v` clamped to 0..`top` and rounded to the nearest integer, ties to even; NaN gives 0. Adding 2^23 (2^52)
-/// leaves no bits for a fraction: the adder does the rounding, and the integer stands in the low bits of the sum. Sums
-/// of what lies above stay in order as integers, so that the upper clamp is one of integers, which is the cheaper one.
+/// `v` clamped to 0..`top` and rounded to the nearest integer, ties to even; NaN gives 0. Adding 2^23 (2^52) leaves no
+/// bits for a fraction: the adder does the rounding, and the integer stands in the low bits of the sum. Sums of what
+/// lies above stay in order as integers, so that the upper clamp is one of integers, which is the cheaper one.
 inline int roundClamped(float v, int top) {
     constexpr std::int32_t kBitsOfZero = 0x4b000000;
     const float sum = (v > 0.0f ? v : 0.0f) + 0x1p23f;

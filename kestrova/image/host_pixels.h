@@ -3,9 +3,9 @@
 #include <climits>
 #include <cstdlib>
 
-namespace kestrova::image {
-
 // What the operations ask of pixels that a host hands over. Internal.
+
+namespace kestrova::image {
 
 /// True if the number of pixels, taken as a 32-bit number, is below 1: from 2^31 pixels on the number wraps.
 inline bool noPixels(int width, int height) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "kestrova/frame/failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 namespace kestrova::image {
 

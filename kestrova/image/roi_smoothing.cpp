@@ -7,7 +7,7 @@
 
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/copy.h"
 #include "kestrova/primitives/neighbourhood.h"
 

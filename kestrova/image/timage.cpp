@@ -8,7 +8,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/image/host_pixels.h"
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/primitives/memory.h"
@@ -55,8 +55,7 @@ void* allocatePlane(TImage::IMTYPE type, const TSize& size, int* step) {
 
 // Copies rows of that many bytes.
 void copyPlane(Plane<const char> src, Plane<char> dst, int rows, std::size_t bytes) {
-    constexpr std::size_t kBytesPerWork = 16;
-    parallelRows(rows, static_cast<int>(bytes / kBytesPerWork),
+    parallelRows(rows, static_cast<int>(bytes / kBytesMovedAtOnce),
                  [=](int r) noexcept { std::memcpy(dst.row(r), src.row(r), bytes); });
 }
 

@@ -10,11 +10,10 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // Single colours, and the change of depth.
-
-using namespace ydrdb;
 
 namespace {
 

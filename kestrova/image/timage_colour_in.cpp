@@ -12,12 +12,11 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // Interleaved colour to Y, C, M. Bytes are read as the words that they stand for, 257 times as much, and a host's
 // B, G, R, A in the order R, G, B, A: neither a copy in words nor one in the other order is made.
-
-using namespace ydrdb;
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -17,6 +16,7 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // Y, C, M to interleaved colour. C and M are enlarged row by row as `ippiResizeSqrPixel_8u_C1R` does by 2 with cubic
@@ -25,8 +25,6 @@ using namespace kestrova::rows;
 //
 // Pixels 2k and 2k + 1 lie at k - 1/4 and k + 1/4 between the half-size ones: with a = -1/2 the weights of the four
 // about the latter are -9, 111, 29 and -3 parts in 128, those about the former the same turned round.
-
-using namespace ydrdb;
 
 namespace {
 

@@ -14,11 +14,10 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // The halved luminance, and the colour that follows a change of it.
-
-using namespace ydrdb;
 
 namespace {
 

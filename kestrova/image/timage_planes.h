@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 
 #include "kestrova/frame/failure.h"
@@ -17,6 +16,7 @@ rows::Plane<Element> planeOf(TImage& image, int plane = 0) {
     if (!image.dataPtr(0, 0, plane)) frame::fail("ERROR - TImage - plane==NULL");
     return {reinterpret_cast<Element*>(image.dataPtr(0, 0, plane)), image.step()};
 }
+/// The same, to read.
 template <class Element>
 rows::Plane<const Element> planeOf(const TImage& image, int plane = 0) {
     const rows::Plane<Element> mutablePlane = planeOf<Element>(const_cast<TImage&>(image), plane);
@@ -30,6 +30,7 @@ struct OwnPlanes {
 
     /// Planes for which there is no memory stay null.
     OwnPlanes(TImage::IMTYPE type, const TSize& size);
+    /// Whether there was memory for all planes of that kind.
     bool complete(TImage::IMTYPE type) const;
 };
 

@@ -1,6 +1,5 @@
 #include "kestrova/image/tpimage.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "kestrova/frame/overlap.h"
@@ -113,6 +112,6 @@ cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale
     const cv::Mat source = bSmooth && !region.empty() ? smoothed(region, scale) : region;
     if (scale == 1) return bSmooth ? source : copyOf(source);
     cv::Mat out(h, w, in.type());
-    downSizeNX(source, out, scale, 4);
+    downSizeNX(source, out, scale, kInterpCubic);
     return out;
 }

@@ -9,7 +9,7 @@
 using namespace kestrova::frame;
 using namespace kestrova::image;
 
-using namespace ydrdb;
+using namespace kestrova::image::ydrdb;
 
 namespace {
 

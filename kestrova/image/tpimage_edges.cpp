@@ -1,5 +1,4 @@
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "kestrova/frame/failure.h"
@@ -7,8 +6,8 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/kept_gradient.h"
 #include "kestrova/image/tpimage.h"

@@ -7,8 +7,8 @@
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/host_pixels.h"
 #include "kestrova/image/tpimage.h"
@@ -17,12 +17,11 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 
 // Pixels into a TPImage, in one sweep: each row of pixels becomes a row of luminance, and each even one a row of chroma
 // as well. Reducing a plane by 2 takes its even pixels of even rows; a last column that an odd width adds repeats the
 // one before it.
-
-using namespace ydrdb;
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/saturate.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/frame/zero16.h"
 #include "kestrova/image/host_pixels.h"
 #include "kestrova/image/tpimage.h"
@@ -20,11 +20,10 @@
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
+using namespace kestrova::image::ydrdb;
 using namespace kestrova::rows;
 
 // Pixels out of a TPImage. At full size the chroma rows are enlarged as they are needed and never stored.
-
-using namespace ydrdb;
 
 namespace {
 

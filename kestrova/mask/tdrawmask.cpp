@@ -7,8 +7,8 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/frame/sole_header.h"
-#include "kestrova/frame/step.h"
 #include "kestrova/image/tpimage.h"
 #include "kestrova/primitives/primitives.h"
 #include "kestrova/resample/resample.h"
@@ -109,8 +109,8 @@ void TDrawMask::setInImage(TPImage* image) {
     cv::Mat y, mask;
     orFailWithoutMemory(kNoMemoryToBind, [&] {
         cv::Mat halfY(image->hHeight(), image->hWidth(), CV_16UC1);
-        downSize2X(image->m_Y, halfY, 4);
-        halfY.convertTo(y, CV_8U, 0.00392156862745098);
+        downSize2X(image->m_Y, halfY, kInterpCubic);
+        halfY.convertTo(y, CV_8U, 1.0 / 255);  // 255 from 64898 on, not for white alone: intentional
         mask = image->m_mask.clone();
     });
 
@@ -266,7 +266,7 @@ void TDrawMask::replaceMask(const cv::Mat& mask) {
     m_dirty = true;
 }
 
-bool TDrawMask::bFitsMask(const cv::Mat& plane) const { return plane.data && plane.size() == m_mask.size(); }
+bool TDrawMask::fitsMask(const cv::Mat& plane) const { return plane.data && plane.size() == m_mask.size(); }
 
 void TDrawMask::beginStroke() {
     StrokeArea& area = *m_strokeArea;
@@ -291,6 +291,6 @@ void TDrawMask::beginStroke() {
 }
 
 void TDrawMask::touch(const cv::Rect& part) {
-    if (!bFitsMask(m_stroke)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
+    if (!fitsMask(m_stroke)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
     m_strokeArea->touched |= part;
 }

@@ -101,7 +101,7 @@ public:
     TDrawMask();
     /// Shares commands and planes with `other`.
     TDrawMask(const TDrawMask& other);
-    /// As the copy.
+    /// Shares commands and planes with `other`, as the copy constructor does.
     TDrawMask& operator=(const TDrawMask& other);
     /// Releases commands, profile and planes, unless a copy holds them.
     ~TDrawMask();
@@ -213,14 +213,14 @@ protected:
 private:
     struct Command;
     struct StrokeArea;
-    struct KESTROVA_HIDDEN DotWeights;
+    class KESTROVA_HIDDEN DotWeights;
     struct Shown;
     KESTROVA_HIDDEN void append(TMaskCmd::DrawType type, const TMaskParam* param, const char* noMemory);
     KESTROVA_HIDDEN void popCommand();
     KESTROVA_HIDDEN void replay();
     KESTROVA_HIDDEN void fillMask(uchar value);
     KESTROVA_HIDDEN void replaceMask(const cv::Mat& mask);
-    KESTROVA_HIDDEN bool bFitsMask(const cv::Mat& plane) const;
+    KESTROVA_HIDDEN bool fitsMask(const cv::Mat& plane) const;
     KESTROVA_HIDDEN void beginStroke();
     KESTROVA_HIDDEN void touch(const cv::Rect& part);
     KESTROVA_HIDDEN void coverStrokeDot(bool first, const TMaskParam& param, DotWeights& kept);

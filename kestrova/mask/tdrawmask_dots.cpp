@@ -158,12 +158,12 @@ KESTROVA_KERNEL void renderRow(const uchar* stroke, const uchar* start, float va
 struct Cover {
     cv::Mat& stroke;
     const cv::Mat &y, &dr, &db;
-    bool bTolerant;
+    bool tolerant;
     Colour colour;
 
     void operator()(int row, int x, const float* weights, int n) const noexcept {
         uchar* covered = stroke.ptr<uchar>(row) + x;
-        if (bTolerant)
+        if (tolerant)
             coverRowWithin(colour, weights, y.ptr<uchar>(row) + x, dr.ptr<ushort>(row) + x, db.ptr<ushort>(row) + x,
                            covered, n);
         else
@@ -224,11 +224,11 @@ void TDrawMask::drawStrokeDot(bool first, TMaskParam* param) {
 }
 
 void TDrawMask::coverStrokeDot(bool first, const TMaskParam& param, DotWeights& kept) {
-    if (first || !bFitsMask(m_stroke) || !bFitsMask(m_maskAtStart)) beginStroke();
+    if (first || !fitsMask(m_stroke) || !fitsMask(m_maskAtStart)) beginStroke();
     const cv::Point centre(param.m_x, param.m_y);
     const int radius = param.m_outerR;
-    const bool bSoft = param.m_tolerance >= 0.05f || radius != param.m_innerR;
-    if (!bSoft) return drawDumbDot(centre, radius);
+    const bool soft = param.m_tolerance >= 0.05f || radius != param.m_innerR;
+    if (!soft) return drawDumbDot(centre, radius);
     if (radius != m_outerR || param.m_innerR != m_innerR) kept.clear();
     updateLUT(radius, param.m_innerR);
     if (!DotWeights::keeps(radius)) return drawMaskDotLUT(centre, radius, param.m_innerR, param.m_tolerance);
@@ -244,13 +244,13 @@ void TDrawMask::coverStrokeDot(bool first, const TMaskParam& param, DotWeights& 
 
 void TDrawMask::updateLUT(int outerR, int innerR) {
     if (outerR >= kProfileSize) fail("ERROR - TDrawMask::updateLUT - outerR >= 8000");
-    const bool bSame = outerR == m_outerR && innerR == m_innerR;
+    const bool sameRadii = outerR == m_outerR && innerR == m_innerR;
     // A copy of this mask keeps the table for radii of its own.
-    if (!m_profile_p || (!bSame && outerR >= innerR && m_profile.use_count() > 1)) {
+    if (!m_profile_p || (!sameRadii && outerR >= innerR && m_profile.use_count() > 1)) {
         m_profile.reset(new float[kProfileSize](), std::default_delete<float[]>());
         m_profile_p = m_profile.get();
     }
-    if (bSame) return;
+    if (sameRadii) return;
     m_outerR = outerR;
     m_innerR = innerR;
     if (outerR < innerR) fail("ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.");
@@ -285,10 +285,10 @@ void TDrawMask::coverDot(const cv::Point& p, int radius, float tolerance, const 
     checkBoundary(centre, radius);
     const cv::Rect part = partInMask(m_mask.size(), p, radius, radius);
     if (part.empty()) return;
-    const bool bTolerant = tolerance > 0;
-    const Colour colour = bTolerant ? colourAt(p, m_inY, m_inDr, m_inDb, m_mask.size(), tolerance) : Colour{};
+    const bool tolerant = tolerance > 0;
+    const Colour colour = tolerant ? colourAt(p, m_inY, m_inDr, m_inDb, m_mask.size(), tolerance) : Colour{};
     touch(part);
-    coverRows(part, Cover{m_stroke, m_inY, m_inDr, m_inDb, bTolerant, colour});
+    coverRows(part, Cover{m_stroke, m_inY, m_inDr, m_inDb, tolerant, colour});
 }
 
 void TDrawMask::drawMaskDotLUT(cv::Point p, int outerR, int, float tolerance) {
@@ -327,7 +327,7 @@ bool TDrawMask::renderStroke(uchar value, float opacity, cv::Point p, int radius
 
 void TDrawMask::renderPart(uchar value, float opacity, const cv::Rect& part) {
     if (part.empty()) return;
-    if (!bFitsMask(m_maskAtStart)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
+    if (!fitsMask(m_maskAtStart)) fail("ERROR - TDrawMask::drawStrokeDot - no stroke has begun");
     touch(part);
     const float scale = opacity * kPer255;
     parallelRows(part.height, part.width, [&](int r) noexcept {

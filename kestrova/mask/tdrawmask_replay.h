@@ -29,13 +29,16 @@ inline cv::Rect shownPart(cv::Size mask, const cv::Point& p, int radius) {
 }  // namespace kestrova::mask
 
 /// The weights of the soft dots that are being replayed: those of a stroke are mostly alike.
-struct TDrawMask::DotWeights {
+class TDrawMask::DotWeights {
 public:
     /// Whether dots of that radius are so small that one thread covers them.
     static bool keeps(int radius) { return radius >= 0 && radius <= kLargestRadius; }
 
+    /// The radius of the dots that the weights are of, -1 if there are none.
     int radius() const { return m_radius; }
+    /// Drops the weights, for those of another profile.
     void clear() { m_radius = -1; }
+    /// The weights of dots of radius `r` by a profile whose entries from `profileEnd` on are 0.
     void set(int r, const float* profile, int profileEnd);
 
     /// How many columns to each side of the centre have a weight in the rows `dy` above and below it, -1 if none.
@@ -50,7 +53,7 @@ private:
     // Weights up to this radius lie in the object: taking memory costs 80 ns, and all would fill a small stack.
     static constexpr int kLargestInPlace = 24;
 
-    int m_radius = -1;                                                                ///< -1: there are none
+    int m_radius = -1;
     cv::AutoBuffer<float, (kLargestInPlace + 1) * (2 * kLargestInPlace + 1)> m_rows;  ///< row after row, from dy = 0 on
     int m_reach[kLargestRadius + 1];
 };

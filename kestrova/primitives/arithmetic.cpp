@@ -4,9 +4,11 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/parallel_chunks.h"
 #include "kestrova/rows/plane.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::primitives;
 using namespace kestrova::rows;
 
 namespace {

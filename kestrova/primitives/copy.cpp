@@ -5,22 +5,21 @@
 
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/parallel.h"
+#include "kestrova/primitives/parallel_chunks.h"
 #include "kestrova/rows/plane.h"
 
 using namespace kestrova::frame;
+using namespace kestrova::primitives;
 using namespace kestrova::rows;
 
 namespace {
-
-/// Moving so many bytes takes as long as one element of arithmetic: smaller planes are not worth a team.
-constexpr int kBytesPerWork = 16;
 
 template <class Element>
 IppStatus copy(Plane<const Element> src, Plane<Element> dst, IppiSize size, int channels) {
     if (const IppStatus status = checkRegion(size, channels, src, dst)) return status;
     const std::size_t bytes =
         sizeof(Element) * static_cast<std::size_t>(channels) * static_cast<std::size_t>(size.width);
-    parallelRows(size.height, static_cast<int>(bytes / kBytesPerWork),
+    parallelRows(size.height, static_cast<int>(bytes / kBytesMovedAtOnce),
                  [&](int y) noexcept { std::memcpy(dst.row(y), src.row(y), bytes); });
     return ippStsNoErr;
 }
@@ -34,7 +33,7 @@ template <class Element>
 IppStatus set(Element value, Plane<Element> dst, IppiSize size) {
     if (const IppStatus status = checkRegion(size, 1, dst)) return status;
     const std::size_t bytes = sizeof(Element) * static_cast<std::size_t>(size.width);
-    parallelRows(size.height, static_cast<int>(bytes / kBytesPerWork),
+    parallelRows(size.height, static_cast<int>(bytes / kBytesMovedAtOnce),
                  [&](int y) noexcept { fillRow(dst.row(y), value, size.width); });
     return ippStsNoErr;
 }
@@ -138,7 +137,7 @@ IppStatus ippiSet_8u_C1MR(uchar value, uchar* dst, int dstStep, IppiSize size, c
     const Plane dstPlane{dst, dstStep};
     const Plane maskPlane{mask, maskStep};
     if (const IppStatus status = checkRegion(size, 1, dstPlane, maskPlane)) return status;
-    parallelRows(size.height, size.width / kBytesPerWork,
+    parallelRows(size.height, size.width / kBytesMovedAtOnce,
                  [&](int y) noexcept { fillMaskedRow(dstPlane.row(y), maskPlane.row(y), value, size.width); });
     return ippStsNoErr;
 }

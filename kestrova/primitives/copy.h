@@ -2,8 +2,8 @@
 
 #include "kestrova/frame/vendor_types.h"
 
-// Copies, fills and replicated borders. Operations without a caller in the library are here because the
-// list of primitives is kept whole for filters to draw on. Internal.
+// Copies, fills and replicated borders. Operations without a caller in the library are here because the list of
+// primitives is kept whole for filters to draw on. Internal.
 
 /// Copies the region row by row; source and destination do not overlap.
 IppStatus ippiCopy_8u_C1R(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSize size);

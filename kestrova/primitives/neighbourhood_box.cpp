@@ -1,4 +1,3 @@
-#include <cstdint>
 
 #include "kestrova/primitives/memory_status.h"
 #include "kestrova/primitives/neighbourhood.h"

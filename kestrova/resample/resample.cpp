@@ -10,7 +10,7 @@
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/memory_failure.h"
 #include "kestrova/frame/overlap.h"
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "kestrova/primitives/memory.h"
 #include "kestrova/primitives/resize.h"
 #include "kestrova/rows/pyramid_rows.h"

@@ -21,12 +21,13 @@
 
 namespace kestrova::rows {
 
-/// A row of what is summed: the values of a plane, or the products of two planes.
+/// A row of values to be summed.
 struct ValueRow {
     const float* values;
 
     float operator[](int x) const { return values[x]; }
 };
+/// The products of a row with that of another plane.
 struct ProductRow {
     const float *values, *factors;
 
@@ -37,17 +38,19 @@ namespace box_columns {
 
 constexpr float kLargest = std::numeric_limits<float>::max();
 
+/// Adds a row to the sums of its columns.
 template <class Sum, class Row>
 KESTROVA_KERNEL void add(Sum* __restrict sums, Row row, int n) noexcept {
     for (int x = 0; x < n; ++x) sums[x] += static_cast<Sum>(row[x]);
 }
 
+/// Slides the sums by a row.
 template <class Sum, class Element>
 KESTROVA_KERNEL void slide(Sum* __restrict sums, const Element* entering, const Element* leaving, int n) noexcept {
     for (int x = 0; x < n; ++x) sums[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
 }
 
-/// True if a value that enters is not finite: its sum is spoilt.
+/// The same of floats. True if a value that enters is not finite: its sum is spoilt.
 template <class Row>
 KESTROVA_KERNEL bool slideFinite(double* __restrict sums, Row entering, Row leaving, int n) noexcept {
     int spoilt = 0;
@@ -59,6 +62,7 @@ KESTROVA_KERNEL bool slideFinite(double* __restrict sums, Row entering, Row leav
     return spoilt != 0;
 }
 
+/// The sums times `factor`.
 KESTROVA_KERNEL inline void scale(const double* sums, double factor, float* __restrict out, int n) noexcept {
     for (int x = 0; x < n; ++x) out[x] = static_cast<float>(sums[x] * factor);
 }

@@ -23,12 +23,12 @@ struct StripWork {
 
     Rows rows;
     Columns columns;
-    Scratch<Sum> halves;
+    Scratch<Sum> scratch;
 
     StripWork(const Window& window, int first, int end)
         : rows(window, first, end),
           columns(window.columns),
-          halves(2, static_cast<std::size_t>(window.columns) + kWideSlack) {}
+          scratch(2, static_cast<std::size_t>(window.columns) + kWideSlack) {}
 };
 
 template <class Sum, class Rows, class Source, class Element, class Mean>
@@ -56,13 +56,13 @@ void filter(const Source& source, Plane<Element> dst, IppiSize size, const Windo
                 work.columns.moveTo(rowAt, window.height, anew);
                 work.rows.keep(y);
                 const Sum* const sums = work.columns.sums();
-                Sum *const halves = work.halves.row(0), *const otherHalves = work.halves.row(1);
+                Sum *const scratch = work.scratch.row(0), *const otherScratch = work.scratch.row(1);
                 for (int x = 0; x < size.width; x += tile) {
                     const int n = std::min(tile, size.width - x);
                     if constexpr (kFloats)
-                        sumAcrossFrom(x, sums + x, window.width, halves, otherHalves, dst.row(y) + x, n, mean);
+                        sumAcrossFrom(x, sums + x, window.width, scratch, otherScratch, dst.row(y) + x, n, mean);
                     else
-                        sumAcross(sums + x, window.width, halves, otherHalves, dst.row(y) + x, n, mean);
+                        sumAcross(sums + x, window.width, scratch, otherScratch, dst.row(y) + x, n, mean);
                 }
             }
         });

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <opencv2/core/hal/interface.h>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -16,6 +14,7 @@ inline int boxBlockRows(int maskHeight) {
     return maskHeight == 1 ? 1 : std::max(maskHeight > INT_MAX / 2 ? INT_MAX : 2 * maskHeight, 64);
 }
 
+/// The cells of a box.
 inline std::uint64_t boxArea(int maskWidth, int maskHeight) {
     return static_cast<std::uint64_t>(maskWidth) * static_cast<std::uint64_t>(maskHeight);
 }
@@ -50,6 +49,7 @@ struct MeanOfLargeWords {
     }
 };
 
+/// The mean of floats summed in double.
 struct MeanOfFloats {
     double reciprocal;
 

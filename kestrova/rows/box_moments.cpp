@@ -37,52 +37,56 @@ int BoxMoments::rowsTogether(int y, int end) const noexcept {
     return onePixel() ? together : std::min(together, blockRows - (y - m_top) % blockRows);
 }
 
+template <bool kMeans, class RowAt, class PrefetchNext>
+void BoxMoments::moveMean(std::size_t k, int rows, bool anew, const RowAt& rowAt,
+                          const PrefetchNext& prefetchNext) noexcept {
+    const int width = m_across.side(), n = m_span.count();
+    FloatColumns& columns = m_columns[k];
+    EightWindows windows(columns, n, rowAt, m_down.side(), rows, anew);
+    if (kMeans && onePixel()) return eight_rows::turn(windows.entering(), m_means.row(k), n);
+
+    double* const turned = turnedColumns(m_turned, width);
+    double* const inPlane = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(m_span.before);
+    const auto meansAcross = [&](const auto& makeColumns) {
+        const double factor = 1 / static_cast<double>(boxArea(width, width));
+        turnedMeansAcross(m_span, m_first, m_count, width, factor, turned, makeColumns, m_means.row(k));
+    };
+    const auto slide = [&](int first, int end) {
+        prefetchNext(first, end);
+        eight_rows::slide<kMeans>(columns.sums(), windows.entering(), windows.leaving(), inPlane, first, end);
+    };
+    const bool moved = columns.moveFinite([&] {
+        if constexpr (kMeans)
+            meansAcross(slide);
+        else
+            slide(0, n);
+    });
+    if (moved) return;
+    windows.slideByRow([&](int i) {
+        if (kMeans)
+            for (int x = 0; x < n; ++x) inPlane[kRowsAtOnce * std::ptrdiff_t{x} + i] = columns.sums()[x];
+    });
+    if (kMeans) meansAcross([](int, int) {});
+}
+
 template <bool kMeans>
 void BoxMoments::move(int y, int rows) noexcept {
-    const int side = m_down.side(), n = m_span.count();
+    const int side = m_down.side();
     const bool anew = !onePixel() && (y - m_top) % boxBlockRows(side) == 0;
-    const double factor = 1 / static_cast<double>(boxArea(m_across.side(), m_across.side()));
-    double* const turned = turnedColumns(m_turned, m_across.side());
-    double* const inPlane = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(m_span.before);
-    const auto meansAcross = [&](std::size_t k, const auto& makeColumns) {
-        turnedMeansAcross(m_span, m_first, m_count, m_across.side(), factor, turned, makeColumns, m_means.row(k));
-    };
-    const auto slide = [&](std::size_t k, const auto& rowAt, const auto& prefetchNext) {
-        FloatColumns& columns = m_columns[k];
-        EightWindows windows(columns, n, rowAt, side, rows, anew);
-        if (kMeans && onePixel()) return eight_rows::turn(windows.entering(), m_means.row(k), n);
-        const auto slideTogether = [&](int first, int end) {
-            prefetchNext(first, end);
-            eight_rows::slide<kMeans>(columns.sums(), windows.entering(), windows.leaving(), inPlane, first, end);
-        };
-        const bool together = columns.moveFinite([&] {
-            if constexpr (kMeans)
-                meansAcross(k, slideTogether);
-            else
-                slideTogether(0, n);
-        });
-        if (together) return;
-        windows.slideByRow([&](int i) {
-            if (kMeans)
-                for (int x = 0; x < n; ++x) inPlane[kRowsAtOnce * std::ptrdiff_t{x} + i] = columns.sums()[x];
-        });
-        if (kMeans) meansAcross(k, [](int, int) {});
-    };
+    const std::size_t last = m_planes.size() - 1;
     std::size_t k = 0;
-    for (std::size_t plane = 0; plane < m_planes.size(); ++plane) {
-        slide(
-            k++, [&](int i) { return ValueRow{row(plane, y + i)}; },
-            [&](int first, int end) {
-                for (int i = side - 1 + rows; i < side - 1 + 2 * rows; ++i)
-                    prefetch(row(plane, y + i) + first, static_cast<std::size_t>(end - first) * sizeof(float));
-            });
-        for (std::size_t factor = plane; plane + 1 < m_planes.size() && factor < m_planes.size(); ++factor)
-            slide(
-                k++,
-                [&](int i) {
-                    return ProductRow{row(plane, y + i), row(factor, y + i)};
-                },
-                [](int, int) {});
+    for (std::size_t plane = 0; plane <= last; ++plane) {
+        const auto values = [&](int i) { return ValueRow{row(plane, y + i)}; };
+        const auto prefetchNext = [&](int first, int end) {
+            for (int i = side - 1 + rows; i < side - 1 + 2 * rows; ++i)
+                prefetch(row(plane, y + i) + first, static_cast<std::size_t>(end - first) * sizeof(float));
+        };
+        moveMean<kMeans>(k++, rows, anew, values, prefetchNext);
+        if (plane == last) return;
+        for (std::size_t factor = plane; factor <= last; ++factor) {
+            const auto products = [&](int i) { return ProductRow{row(plane, y + i), row(factor, y + i)}; };
+            moveMean<kMeans>(k++, rows, anew, products, [](int, int) {});
+        }
     }
 }
 

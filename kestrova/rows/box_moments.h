@@ -17,6 +17,7 @@ namespace kestrova::rows {
 /// constructor takes all memory and throws `std::bad_alloc`. Internal.
 class BoxMoments {
 public:
+    /// The number of means of so many planes.
     static constexpr int count(int planes) { return planes * (planes + 3) / 2 - 1; }
 
     /// An object that gives column sums alone takes less memory: `moveTo` is all it is asked for.
@@ -57,6 +58,11 @@ private:
     }
     template <bool kMeans>
     void move(int y, int rows) noexcept;
+    /// Moves the sums of mean `k`: `rowAt(i)` is row i under the window of the first of the rows, a `ValueRow` or a
+    /// `ProductRow`, and `prefetchNext(first, end)` asks for these columns of the rows after them. If `anew`, the sums
+    /// may be those of any row before.
+    template <bool kMeans, class RowAt, class PrefetchNext>
+    void moveMean(std::size_t k, int rows, bool anew, const RowAt& rowAt, const PrefetchNext& prefetchNext) noexcept;
 
     std::vector<cv::Mat> m_planes;
     BoxAxis m_down, m_across;

@@ -4,6 +4,7 @@
 
 namespace kestrova::rows {
 
+/// What windows that reach beyond a plane find there.
 enum class BoxBorder {
     kReplicated,  ///< a mean for every pixel, the outermost pixels being repeated
     kInside,      ///< a mean where the window lies inside the planes: 2r pixels fewer each way

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 
+#include "kestrova/frame/cache_line.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
 #include "kestrova/frame/saturate.h"
@@ -15,7 +16,7 @@ using namespace frame;
 namespace {
 
 // Rows begin on a cache line, with room for an element before them and one behind.
-constexpr std::size_t kAlignment = 64 / sizeof(ushort);
+constexpr std::size_t kAlignment = kCacheLine / sizeof(ushort);
 std::size_t paddedRow(int elements) { return cv::alignSize(kAlignment + elements + 1, kAlignment); }
 
 ushort distance(ushort a, ushort b) { return static_cast<ushort>(a > b ? a - b : b - a); }

@@ -9,20 +9,23 @@
 
 namespace kestrova::rows::gauss_rows {
 
-/// One quadrant of each kernel, by the distances from the centre.
+/// A kernel by one quadrant, its weights by the distances from the centre.
 struct Gauss3x3 {
     static constexpr int kRadius = 1, kTotal = 16;
     static constexpr int kWeights[2][2] = {{4, 2}, {2, 1}};
 };
+/// The larger kernel, likewise.
 struct Gauss5x5 {
     static constexpr int kRadius = 2, kTotal = 571;
     static constexpr int kWeights[3][3] = {{127, 52, 12}, {52, 31, 7}, {12, 7, 2}};
 };
 
+/// The sum over the total of the weights, rounded to nearest, halves up.
 template <int kTotal>
 inline uchar mean(int sum) {
     return static_cast<uchar>(static_cast<unsigned>(sum + kTotal / 2) / kTotal);
 }
+/// The sum over the total of the weights, rounded to float.
 template <int kTotal>
 inline float mean(double sum) {
     return static_cast<float>(sum * (1.0 / kTotal));

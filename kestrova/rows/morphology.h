@@ -7,6 +7,7 @@
 
 namespace kestrova::rows {
 
+/// Which of the extremes is looked for.
 enum class Extreme { kMinimum, kMaximum };
 
 /// The extremes over the cells where the mask, rows of `window.width` bytes without gaps, is not 0; false, with nothing

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 
-#include "kestrova/frame/parallel.h"
 #include "kestrova/frame/vendor_types.h"
 
 // Planes as the primitives get them. Internal.
@@ -17,6 +15,7 @@ struct Plane {
     Element* elements;
     int step;
 
+    /// The first pixel of row `y` of the region.
     Element* row(int y) const {
         using Byte = std::conditional_t<std::is_const_v<Element>, const char, char>;
         return reinterpret_cast<Element*>(reinterpret_cast<Byte*>(elements) + static_cast<std::ptrdiff_t>(step) * y);
@@ -34,17 +33,6 @@ IppStatus checkRegion(IppiSize size, int channels, const Plane<Elements>&... pla
     const auto elements = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(channels);
     if (((static_cast<std::size_t>(planes.step) < elements * sizeof(Elements)) || ...)) return ippStsRowStepErr;
     return ippStsNoErr;
-}
-
-/// Calls `work(first, count)` for contiguous chunks of a vector of `len` elements.
-template <class Work>
-void parallelChunks(int len, const Work& work) {
-    constexpr int kChunk = 1 << 14;
-    static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
-    frame::parallelRows((len - 1) / kChunk + 1, kChunk, [&](int i) noexcept {
-        const int first = i * kChunk;
-        work(first, std::min(kChunk, len - first));
-    });
 }
 
 }  // namespace kestrova::rows

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "kestrova/frame/cache_line.h"
 #include "kestrova/frame/kernel.h"
 
 // Memory that is needed soon. The processor sees streams of its own, but neither beyond a page of 4 KB nor far enough
@@ -9,21 +10,21 @@
 
 namespace kestrova::rows {
 
-constexpr std::size_t kCacheLine = 64;
-
 /// Asks for the cache lines of `bytes` bytes that will be read.
 [[gnu::always_inline]] inline void prefetch(const void* at, std::size_t bytes) noexcept {
-    for (std::size_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(static_cast<const char*>(at) + i);
+    for (std::size_t i = 0; i < bytes; i += frame::kCacheLine) __builtin_prefetch(static_cast<const char*>(at) + i);
 }
 
 /// Asks for those that will be written.
 [[gnu::always_inline]] inline void prefetchToWrite(void* at, std::size_t bytes) noexcept {
-    for (std::size_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(static_cast<char*>(at) + i, 1);
+    for (std::size_t i = 0; i < bytes; i += frame::kCacheLine) __builtin_prefetch(static_cast<char*>(at) + i, 1);
 }
 
-/// `work(i)` for i from 0 on, as many as whole vectors take of n, and `ask(i)` before every `kAskedAtOnce`-th of them.
-/// Its body does the work of so many without a break. Returns how many are done.
+/// The loops below ask for memory once for so many elements, a whole number of vectors.
 constexpr std::ptrdiff_t kAskedAtOnce = 32;
+
+/// Calls `work(i)` for i from 0 on, as often as `kAskedAtOnce` goes into n, and `ask(i)` before each such run. Returns
+/// how many are done.
 template <class Ask, class Work>
 [[gnu::always_inline]] inline std::ptrdiff_t wholeVectorsAsking(std::ptrdiff_t n, const Ask& ask,
                                                                 const Work& work) noexcept {

@@ -6,9 +6,10 @@
 
 namespace kestrova::rows {
 
-/// The sums 1 6 1 down the columns for an even row of a plane enlarged by a step of the Gaussian pyramid, and 4 4 for
-/// an odd one. Pixels may have several channels side by side.
+/// The sums 1 6 1 down the columns for an even row of a plane enlarged by a step of the Gaussian pyramid. Pixels may
+/// have several channels side by side.
 void sumEvenRow(const ushort* above, const ushort* centre, const ushort* below, int* sums, int n) noexcept;
+/// The sums 4 4 for an odd row.
 void sumOddRow(const ushort* above, const ushort* below, int* sums, int n) noexcept;
 
 /// The last row of `in` enlarged to an odd number of rows; an additional column is a copy of the one before. A row more

@@ -34,7 +34,9 @@ public:
     /// Fractions are multiples of 2^-bits; -1 if they are not known to be.
     int fractionBits() const;
 
+    /// The nearest pixel that samples may come from.
     int clamp(int pixel) const { return pixel < m_begin ? m_begin : pixel >= m_end ? m_end - 1 : pixel; }
+    /// Whether samples may come from all `count` pixels from `first` on.
     bool inside(int first, int count) const { return first >= m_begin && first + count <= m_end; }
 
 private:
@@ -45,8 +47,9 @@ private:
     std::int64_t m_period = 0, m_advance = 0;
 };
 
-/// The weights of the pixels -1, 0, 1, 2 round a position (Keys, a = -1/2), and of 0, 1.
+/// The weights of the pixels -1, 0, 1, 2 around a position (Keys, a = -1/2).
 void cubicWeights(double fraction, double weights[4]);
+/// The weights of the pixels 0, 1.
 void linearWeights(double fraction, double weights[2]);
 
 }  // namespace kestrova::rows

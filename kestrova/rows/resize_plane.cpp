@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <type_traits>
 
 #include "kestrova/frame/parallel.h"

@@ -4,15 +4,12 @@
 #include <cstddef>
 #include <cstring>
 
-#include "kestrova/frame/parallel.h"
 #include "kestrova/rows/plane.h"
 #include "kestrova/rows/scratch.h"
 
 // What filters over a neighbourhood have in common. Internal.
 
 namespace kestrova::rows {
-
-using frame::Strips;
 
 /// What a neighbourhood filter covers: the mask around an output pixel, and the columns that the windows of a row of
 /// the region cover together.

@@ -27,6 +27,7 @@ struct Front {
 /// What the factorisation of a front costs, in multiplications.
 double workOf(const Front& front);
 
+/// The fronts of a pattern, how they are shared out to workers, and where their numbers stand.
 struct FrontTree {
     explicit FrontTree(const SparseRows& matrix);
 

@@ -6,8 +6,8 @@
 
 namespace kestrova::solver {
 
-/// A front is the lower triangle of a symmetric matrix, stored column by column without
-/// what lies above the diagonal: its first columns, the pivots, in the factor, the rest in the front's update.
+/// A front is the lower triangle of a symmetric matrix, stored column by column without what lies above the diagonal:
+/// its first columns, the pivots, in the factor, the rest in the front's update.
 struct FrontMatrix {
     float* pivotColumns;
     float* update;

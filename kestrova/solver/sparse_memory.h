@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "kestrova/frame/cache_line.h"
+
 // Memory of the sparse solver. Internal.
 
 namespace kestrova::solver {
@@ -47,7 +49,7 @@ void provide(SolverArray<T>& array, std::size_t size) {
 /// Where arrays lie in one block, each from the begin of a cache line on.
 class Layout {
 public:
-    static constexpr std::size_t kLine = 64;
+    static constexpr std::size_t kLine = frame::kCacheLine;
 
     /// The place of an array of `count` elements.
     template <class T>

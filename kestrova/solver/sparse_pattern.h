@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "kestrova/solver/sparse_postorder.h"
 
 // The pattern of a matrix in the order of elimination. Internal.

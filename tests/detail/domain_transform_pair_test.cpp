@@ -3,7 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "kestrova/detail/block_processor.h"
-#include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/domain_transform_workspace.h"
 #include "tests/detail/domain_transform_reference.h"
 #include "tests/support/failures.h"
 #include "tests/support/regions.h"

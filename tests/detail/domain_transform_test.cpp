@@ -4,7 +4,7 @@
 #include <limits>
 #include <string>
 
-#include "kestrova/detail/domain_transform_passes.h"
+#include "kestrova/detail/domain_transform_workspace.h"
 #include "tests/detail/domain_transform_reference.h"
 #include "tests/support/failures.h"
 #include "tests/support/rooms.h"

@@ -128,6 +128,14 @@ TEST(LocalLaplacian, WritesIntoAPlaneOfTheRightSizeAndReplacesOthers) {
     }
 }
 
+TEST(LocalLaplacian, GivesPixelsToAPlaneOfTheRightSizeThatOnceGotNoMemory) {
+    const cv::Mat in = randomPlane(20, 31, CV_16UC1);
+    cv::Mat out(20, 31, CV_16UC1);
+    out.data = nullptr;
+    LocalLaplacian().proc10K(in, out, 0.3f, 0.3f, 3);
+    EXPECT_TRUE(samePixels(expectedLaplacian(10, in, 0.3f, 0.3f, 3), out));
+}
+
 TEST(LocalLaplacian, FiltersInPlace) {
     for (int levels : {1, 2, 4}) {
         cv::Mat plane = randomPlane(50, 71, CV_16UC1);

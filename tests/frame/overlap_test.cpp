@@ -73,6 +73,42 @@ TEST(SourceBeside, IsACopyOtherwise) {
     }
 }
 
+TEST(ApartOutput, FillsTheOutputItselfWhereItFitsAndLiesOverNoSource) {
+    const cv::Mat source(4, 5, CV_8UC1);
+    cv::Mat out(4, 5, CV_16UC1);
+    const uchar* const pixels = out.data;
+    const ApartOutput output(out, {5, 4}, CV_16UC1, {source});
+    EXPECT_EQ(output.filled.data, pixels);
+    output.assignTo(out);
+    EXPECT_EQ(out.data, pixels);
+}
+
+TEST(ApartOutput, ReplacesAnOutputOfAnotherSizeOrTypeWhenItIsAssigned) {
+    const cv::Mat source(4, 5, CV_16UC1);
+    for (cv::Mat out : {cv::Mat(), cv::Mat(4, 6, CV_16UC1, cv::Scalar(9)), cv::Mat(4, 5, CV_8UC1, cv::Scalar(9))}) {
+        const cv::Mat before = out.clone();
+        ApartOutput output(out, {5, 4}, CV_16UC1, {source});
+        output.filled.setTo(7);
+        EXPECT_EQ(out.size(), before.size());
+        output.assignTo(out);
+        EXPECT_EQ(cv::countNonZero(out != cv::Mat(4, 5, CV_16UC1, cv::Scalar(7))), 0);
+    }
+}
+
+TEST(ApartOutput, KeepsTheSourceThatTheOutputLiesOverUntilItIsAssigned) {
+    cv::Mat around(10, 10, CV_16UC1, cv::Scalar(3));
+    const cv::Mat source = around(cv::Rect(2, 2, 4, 4)), apart(4, 4, CV_16UC1);
+    cv::Mat out = around(cv::Rect(2, 3, 4, 4));
+    const uchar* const pixels = out.data;
+    ApartOutput output(out, {4, 4}, CV_16UC1, {apart, source});
+    output.filled.setTo(7);
+    EXPECT_EQ(cv::countNonZero(source != 3), 0);
+    output.assignTo(out);
+    EXPECT_EQ(out.data, pixels);
+    EXPECT_EQ(cv::countNonZero(out != 7), 0);
+    EXPECT_EQ(around.at<ushort>(2, 2), 3);
+}
+
 TEST(AssignCopy, FillsAnOutputThatFitsAndReplacesAnother) {
     const cv::Mat in(4, 5, CV_16UC1, cv::Scalar(7));
     cv::Mat fitting(4, 5, CV_16UC1), other(2, 3, CV_8UC1, cv::Scalar(9));

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 #include "tests/support/planes.h"
 #include "tests/support/rooms.h"
 #include "tests/support/threads.h"

@@ -16,6 +16,7 @@ namespace kestrova::frame {
 inline bool aligned(const void* address, std::size_t size) {
     return reinterpret_cast<std::uintptr_t>(address) % size == 0;
 }
+/// True if the element can be read at its address.
 template <class Element>
 bool aligned(const Element* address) {
     return aligned(address, alignof(Element));
@@ -35,9 +36,11 @@ inline void checkPlane(const cv::Mat& plane) {
     if (plane.rows < 0 || plane.cols < 0) fail("ERROR - plane - rows<0 || cols<0");
     checkElements(plane);
 }
+/// `checkPlane` of each plane.
 inline void checkPlanes(const std::vector<cv::Mat>& planes) {
     for (const cv::Mat& plane : planes) checkPlane(plane);
 }
+/// `checkPlane` of each plane.
 template <class... Planes>
 void checkPlanes(const Planes&... planes) {
     (checkPlane(planes), ...);

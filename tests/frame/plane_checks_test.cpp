@@ -1,4 +1,4 @@
-#include "kestrova/frame/step.h"
+#include "kestrova/frame/plane_checks.h"
 
 #include <gtest/gtest.h>
 

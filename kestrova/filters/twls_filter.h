@@ -68,12 +68,15 @@ private:
 
     /// y += value over n floats.
     static void addConst(int n, float value, float* y);
-    /// band = -lambda / (|to - from|^alpha + m_eps) over n floats; overwrites as many of `m_diag_p`.
-    KESTROVA_HIDDEN void weights(int n, const float* to, const float* from, float lambda, float alpha, float* band);
-    /// Makes the main diagonal in `m_diag_p`.
-    KESTROVA_HIDDEN void setDiagonal();
-    /// Makes the matrix of the diagonal and the two bands.
-    KESTROVA_HIDDEN void assemble();
+    /// band = -lambda / (|to - from|^alpha + m_eps) over n floats; overwrites as many of `scratch`.
+    KESTROVA_HIDDEN void weights(int n, const float* to, const float* from, float lambda, float alpha, float* scratch,
+                                 float* band);
+    /// Both bands of row y, from the guide; the row of `m_diag_p` is scratch.
+    KESTROVA_HIDDEN void setWeights(int y, const float* guide, float lambda, float alpha);
+    /// Makes the main diagonal of row y in `m_diag_p`.
+    KESTROVA_HIDDEN void setDiagonal(int y);
+    /// Makes row y of the matrix, of the two bands and the diagonal, which it sets.
+    KESTROVA_HIDDEN void assemble(int y);
 
     float m_eps = 0x1.a36e2ep-14f;     ///< 0.0001, added to the gradient term of a weight
     float m_epsLog = 0x1.a36e2ep-14f;  ///< 0.0001, added to the guide before its logarithm

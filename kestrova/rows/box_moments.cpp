@@ -33,14 +33,14 @@ void BoxMoments::span(int first, int end) noexcept {
 }
 
 int BoxMoments::rowsTogether(int y, int end) const noexcept {
-    const int together = std::min(kRowsAtOnce, end - y), blockRows = boxBlockRows(m_down.side());
-    return onePixel() ? together : std::min(together, blockRows - (y - m_top) % blockRows);
+    const int blockRows = boxBlockRows(m_down.side());
+    return std::min({kRowsAtOnce, end - y, blockRows - (y - m_top) % blockRows});
 }
 
 template <bool kMeans>
 void BoxMoments::move(int y, int rows) noexcept {
     const int side = m_down.side(), n = m_span.count();
-    const bool anew = !onePixel() && (y - m_top) % boxBlockRows(side) == 0;
+    const bool anew = (y - m_top) % boxBlockRows(side) == 0;
     const double factor = 1 / static_cast<double>(boxArea(m_across.side(), m_across.side()));
     double* const turned = turnedColumns(m_turned, m_across.side());
     double* const inPlane = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(m_span.before);
@@ -50,7 +50,6 @@ void BoxMoments::move(int y, int rows) noexcept {
     const auto slide = [&](std::size_t k, const auto& rowAt, const auto& prefetchNext) {
         FloatColumns& columns = m_columns[k];
         EightWindows windows(columns, n, rowAt, side, rows, anew);
-        if (kMeans && onePixel()) return eight_rows::turn(windows.entering(), m_means.row(k), n);
         const auto slideTogether = [&](int first, int end) {
             prefetchNext(first, end);
             eight_rows::slide<kMeans>(columns.sums(), windows.entering(), windows.leaving(), inPlane, first, end);

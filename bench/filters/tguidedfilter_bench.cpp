@@ -47,7 +47,7 @@ KESTROVA_BENCH(guidedFilter) {
         for (int guides : {1, 3}) {
             const std::string planes = "/guides:" + std::to_string(guides);
             const std::size_t floats = 4 * pixels * (guides + 1), words = 2 * pixels * (guides + 1);
-            for (int r : {8, 64, 1000}) {
+            for (int r : {1, 3, 8, 64, 1000}) {
                 const std::string at = planes + "/r:" + std::to_string(r) + "/" + s.name;
                 benchRow(
                     "TGuidedFilter::setup" + at, 2 * floats,
@@ -89,7 +89,7 @@ KESTROVA_BENCH(guidedFilter) {
                 });
             }
         }
-        for (int r : {8, 64}) {
+        for (int r : {1, 2, 3, 8, 64}) {
             const std::string at = "/r:" + std::to_string(r) + "/" + s.name;
             benchRow(
                 "TGuidedFilter::stripProc" + at, 12 * pixels,

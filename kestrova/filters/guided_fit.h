@@ -68,11 +68,6 @@ template <class RowAt>
 void meansDown(rows::FloatColumns& sums, const RowAt& rowAt, int r, int rows, bool anew,
                float* const out[rows::kRowsAtOnce], int n) noexcept {
     using namespace kestrova::rows;
-    if (r == 0) {
-        const auto sumOfOne = [](float value) { return value + 0.0f; };
-        for (int i = 0; i < rows; ++i) std::transform(rowAt(i).values, rowAt(i).values + n, out[i], sumOfOne);
-        return;
-    }
     const int height = 2 * r + 1;
     const double factor = 1 / static_cast<double>(height);
     EightWindows windows(sums, n, rowAt, height, rows, anew);
@@ -87,9 +82,13 @@ class GuidedFit {
 public:
     /// The window's area, (2r + 1)^2, has 32 bits.
     static bool isRadius(int r) { return r >= 0 && r <= 32767; }
-    /// Where the work is divided: sums down the columns begin anew every so many rows. Under windows of one pixel there
-    /// are none, and any number will do.
-    static int blockRows(int r) { return r == 0 ? 64 : rows::boxBlockRows(2 * r + 1); }
+    /// Where the work is divided: sums down the columns begin anew every so many rows. Under narrow windows there are
+    /// none, and any number will do.
+    static int blockRows(int r) { return std::max(rows::boxBlockRows(2 * r + 1), 64); }
+
+    /// Of a panel's coefficients those under eight windows are kept, and the row that has just left them; and the rows
+    /// that are done together with the last one.
+    static long long keptRows(int r) { return 2LL * r + 2 * rows::kRowsAtOnce; }
 
     /// A plane is fitted in panels of so many columns, 2048 at most, swept from top to bottom: the rows that are kept
     /// of a panel's coefficients take 2.5 MiB at most. 0 if panels would be narrow beside the 2r columns more on both
@@ -116,9 +115,6 @@ public:
     void compute(int y, int count, CoefficientRows out) noexcept;
 
 private:
-    /// The rows under eight windows and the one that has just left them; and those that are done together with the last
-    /// one.
-    static long long keptRows(int r) { return 2LL * r + 2 * rows::kRowsAtOnce; }
     float* kept(int k, int y) const noexcept;
 
     FittedRows m_rows;

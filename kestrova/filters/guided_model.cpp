@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "kestrova/filters/guided_fit.h"
+#include "kestrova/filters/guided_narrow.h"
 #include "kestrova/frame/parallel.h"
 #include "kestrova/rows/box_columns.h"
 #include "kestrova/rows/box_moments.h"
@@ -61,15 +62,16 @@ private:
     int m_strips = 1, m_blocksPerStrip = 1, m_stripRows = 1;
 };
 
+template <class Fit>
 void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, int panelCols,
                  std::vector<cv::Mat>& model) {
     const PanelTasks tasks(p.size(), r, panelCols);
-    std::vector<GuidedFit> fits;
+    std::vector<Fit> fits;
     fits.reserve(static_cast<std::size_t>(tasks.workers()));
     for (int worker = 0; worker < tasks.workers(); ++worker)
         fits.emplace_back(guide, p, r, eps, BoxBorder::kReplicated, tasks.columns());
     parallelTasks(tasks.workers(), tasks.count(), [&](int task, int worker) noexcept {
-        GuidedFit& fit = fits[static_cast<std::size_t>(worker)];
+        Fit& fit = fits[static_cast<std::size_t>(worker)];
         const cv::Rect rect = tasks.rect(task);
         fit.span(rect.x, rect.br().x);
         fit.begin(rect.y, 0);
@@ -227,8 +229,10 @@ void fitInTwoPasses(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, 
 
 void fitModel(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, float eps, std::vector<cv::Mat>& model) {
     const int panelCols = GuidedFit::panelColumns(p.cols, r, model.size());
-    if (panelCols > 0)
-        fitInPanels(guide, p, r, eps, panelCols, model);
+    if (NarrowGuidedFit::isRadius(r))
+        fitInPanels<NarrowGuidedFit>(guide, p, r, eps, panelCols, model);
+    else if (panelCols > 0)
+        fitInPanels<GuidedFit>(guide, p, r, eps, panelCols, model);
     else
         fitInTwoPasses(guide, p, r, eps, model);
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kestrova/filters/guided_fit.h"
+#include "kestrova/filters/guided_narrow.h"
 #include "kestrova/filters/tguidedfilter.h"
 #include "kestrova/frame/failure.h"
 #include "kestrova/frame/kernel.h"
@@ -37,6 +38,7 @@ KESTROVA_KERNEL void applyRow(const float* I, const float* a, const float* b, fl
 /// The filter without borders, in strips of `blkH` rows of output: q(y, x) is the result at (y + 2r, x + 2r) of `I` and
 /// `p`, which are 4r larger than `q` and do not overlap it. Sums begin anew at the first row of a strip and of each
 /// block in it; any number of threads takes whole blocks and gives the bits of strips that each have a thread.
+template <class Fit>
 void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float eps, int blkH) {
     if (q.empty()) return;
     const int blockRows = GuidedFit::blockRows(r), stripRows = std::min(blkH, q.rows);
@@ -45,12 +47,12 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
     const int blocks = q.rows / stripRows * blocksPerStrip + blocksOf(q.rows % stripRows);
 
     struct Work {
-        GuidedFit fit;
+        Fit fit;
         Scratch<float> means;  ///< eight rows of a, eight of b
     };
     const int fitting = GuidedFit::panelColumns(q.cols, r, 2), panelCols = fitting > 0 ? fitting : q.cols;
     const auto makeWork = [&] {
-        return Work{GuidedFit({I}, p, r, eps, BoxBorder::kInside, panelCols),
+        return Work{Fit({I}, p, r, eps, BoxBorder::kInside, panelCols),
                     Scratch<float>(2 * kRowsAtOnce, static_cast<std::size_t>(panelCols))};
     };
     const auto filterBlocks = [&](int firstBlock, int endBlock, Work& work) noexcept {
@@ -80,6 +82,13 @@ void filterStrips(const cv::Mat& I, const cv::Mat& p, cv::Mat q, int r, float ep
     const long long perBlock = static_cast<long long>(q.cols) * std::min(blockRows, stripRows);
     const int work = workOf(static_cast<int>(std::min<long long>(perBlock, INT_MAX)), 8);
     forEachStrip(Strips::onePerThread(blocks, work), makeWork, filterBlocks);
+}
+
+void filterStrips(const cv::Mat& I, const cv::Mat& p, const cv::Mat& q, int r, float eps, int blkH) {
+    if (NarrowGuidedFit::isRadius(r))
+        filterStrips<NarrowGuidedFit>(I, p, q, r, eps, blkH);
+    else
+        filterStrips<GuidedFit>(I, p, q, r, eps, blkH);
 }
 
 /// Copies the outermost `margin` pixels of every side.

@@ -33,8 +33,8 @@ void BoxMoments::span(int first, int end) noexcept {
 }
 
 int BoxMoments::rowsTogether(int y, int end) const noexcept {
-    const int together = std::min(kRowsAtOnce, end - y), blockRows = boxBlockRows(m_down.side());
-    return onePixel() ? together : std::min(together, blockRows - (y - m_top) % blockRows);
+    const int blockRows = boxBlockRows(m_down.side());
+    return std::min({kRowsAtOnce, end - y, blockRows - (y - m_top) % blockRows});
 }
 
 template <bool kMeans, class RowAt, class PrefetchNext>
@@ -43,8 +43,6 @@ void BoxMoments::moveMean(std::size_t k, int rows, bool anew, const RowAt& rowAt
     const int width = m_across.side(), n = m_span.count();
     FloatColumns& columns = m_columns[k];
     EightWindows windows(columns, n, rowAt, m_down.side(), rows, anew);
-    if (kMeans && onePixel()) return eight_rows::turn(windows.entering(), m_means.row(k), n);
-
     double* const turned = turnedColumns(m_turned, width);
     double* const inPlane = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(m_span.before);
     const auto meansAcross = [&](const auto& makeColumns) {
@@ -72,7 +70,7 @@ void BoxMoments::moveMean(std::size_t k, int rows, bool anew, const RowAt& rowAt
 template <bool kMeans>
 void BoxMoments::move(int y, int rows) noexcept {
     const int side = m_down.side();
-    const bool anew = !onePixel() && (y - m_top) % boxBlockRows(side) == 0;
+    const bool anew = (y - m_top) % boxBlockRows(side) == 0;
     const std::size_t last = m_planes.size() - 1;
     std::size_t k = 0;
     for (std::size_t plane = 0; plane <= last; ++plane) {

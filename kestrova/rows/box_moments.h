@@ -50,8 +50,6 @@ public:
     void copyFrom(const Scratch<double>& all) noexcept;
 
 private:
-    /// Windows of one pixel, which is its own mean: there are no sums.
-    bool onePixel() const { return m_down.r == 0 && m_across.r == 0; }
     /// Row `i` of what all windows cover.
     const float* row(std::size_t plane, int i) const {
         return m_planes[plane].ptr<float>(m_down.inPlane(i)) + m_span.first;

@@ -27,9 +27,10 @@ typedef float EightFloats __attribute__((vector_size(32), aligned(4), may_alias)
                  static_cast<double>(v[6]), static_cast<double>(v[7])};
 }
 
-/// Eight rows of values, or of products of two planes.
-struct Values {
-    const float* rows[kRowsAtOnce];
+/// Rows of values, or of products of two planes.
+template <int kRows>
+struct RowsOfValues {
+    const float* rows[kRows];
 
     void set(int k, ValueRow row) { rows[k] = row.values; }
     float operator()(int k, int x) const { return rows[k][x]; }
@@ -37,8 +38,9 @@ struct Values {
         std::memcpy(&narrow, rows[k] + x, sizeof narrow);
     }
 };
-struct Products {
-    Values values, factors;
+template <int kRows>
+struct RowsOfProducts {
+    RowsOfValues<kRows> values, factors;
 
     void set(int k, ProductRow row) {
         values.rows[k] = row.values;
@@ -52,6 +54,8 @@ struct Products {
         narrow *= factor;
     }
 };
+using Values = RowsOfValues<kRowsAtOnce>;
+using Products = RowsOfProducts<kRowsAtOnce>;
 template <class Rows>
 [[gnu::always_inline]] inline void load(const Rows& rows, int k, int x, Eight& wide) {
     EightFloats narrow;
@@ -79,27 +83,6 @@ template <class Vector, class To>
         to(i, __builtin_shufflevector(fours[i], fours[i + 4], 0, 1, 2, 3, 8, 9, 10, 11));
         to(i + 4, __builtin_shufflevector(fours[i], fours[i + 4], 4, 5, 6, 7, 12, 13, 14, 15));
     }
-}
-
-/// turned[8 x + k] = rows(k, x), and 0 for -0, as a sum has it
-template <class Rows>
-KESTROVA_KERNEL void turn(const Rows& rowsToTurn, float* turned, int n) noexcept {
-    const Rows rows = rowsToTurn;
-    int x = 0;
-    for (; x + 8 <= n; x += 8) {
-        EightFloats values[kRowsAtOnce];
-        for (int k = 0; k < kRowsAtOnce; ++k) {
-            rows.load(k, x, values[k]);
-            values[k] += 0.0f;
-        }
-        float* const columns = turned + kRowsAtOnce * static_cast<std::ptrdiff_t>(x);
-        turnEight(values, [=](int i, const EightFloats& column) {
-            std::memcpy(columns + kRowsAtOnce * i, &column, sizeof column);
-        });
-    }
-    for (; x < n; ++x)
-        for (int k = 0; k < kRowsAtOnce; ++k)
-            turned[kRowsAtOnce * static_cast<std::ptrdiff_t>(x) + k] = rows(k, x) + 0.0f;
 }
 
 /// Adds eight rows to sums of columns.
@@ -186,18 +169,6 @@ KESTROVA_KERNEL inline void sumAcross(double* turned, std::ptrdiff_t first, std:
         }
         for (; k > group; --k) rests[k - 1] = rest += columns[k - 1];
         beginning = Eight{};
-    }
-}
-
-/// The same of so few columns that they are added one by one, from the first on.
-template <int kCount>
-KESTROVA_KERNEL void sumFewAcross(const double* turned, std::ptrdiff_t n, double factor, float* out) noexcept {
-    auto* const columns = reinterpret_cast<const Eight*>(turned);
-    auto* const means = reinterpret_cast<EightFloats*>(out);
-    for (std::ptrdiff_t i = 0; i < n; ++i) {
-        Eight sum = columns[i];
-        for (int k = 1; k < kCount; ++k) sum += columns[i + k];
-        means[i] = __builtin_convertvector(sum * factor, EightFloats);
     }
 }
 
@@ -331,13 +302,7 @@ void turnedMeansAcross(const BoxSpan& span, int first, int n, int width, double 
             if (made == columns)
                 for (int i = 0; i < span.behind; ++i) repeat(columns - 1, columns + i);
         }
-        float* const means = out + (at(x) - turned);
-        switch (width) {
-            case 1: eight_rows::sumFewAcross<1>(at(x), end - x, factor, means); break;
-            case 3: eight_rows::sumFewAcross<3>(at(x), end - x, factor, means); break;
-            case 5: eight_rows::sumFewAcross<5>(at(x), end - x, factor, means); break;
-            default: eight_rows::sumAcross(at(x), first + x, end - x, width, factor, x > 0, end < n, means);
-        }
+        eight_rows::sumAcross(at(x), first + x, end - x, width, factor, x > 0, end < n, out + (at(x) - turned));
         x = end;
     }
 }

@@ -32,10 +32,23 @@ inline cv::Mat withBorder(const cv::Mat& src, int r) {
     return dst;
 }
 
+/// Sums of up to so many pixels are of pairs, and of the one that is left.
+constexpr int kFew = 7;
+
+/// value(0) + ... + value(count - 1)
+template <class Value>
+double sumOfFew(int count, const Value& value) {
+    if (count == 1) return value(0);
+    double sum = value(0) + value(1);
+    for (int i = 2; i + 1 < count; i += 2) sum += value(i) + value(i + 1);
+    return sum + value(count - 1);
+}
+
 /// The sum of `count` columns from x on, in groups of `count`: of those up to the end of a group from the last one
-/// down, and of those of the next group. Up to five columns are added one by one.
-inline double sumOfGroups(const std::vector<double>& columns, int x, int count) {
-    const int line = count <= 5 ? x : (x / count + 1) * count;
+/// down, and of those of the next group.
+inline double sumAcross(const std::vector<double>& columns, int x, int count) {
+    if (count <= kFew) return sumOfFew(count, [&](int i) { return columns[static_cast<std::size_t>(x + i)]; });
+    const int line = (x / count + 1) * count;
     double rest = 0, beginning = 0;
     for (int i = line - 1; i >= x; --i) rest += columns[static_cast<std::size_t>(i)];
     for (int i = line; i < x + count; ++i) beginning += columns[static_cast<std::size_t>(i)];
@@ -44,13 +57,21 @@ inline double sumOfGroups(const std::vector<double>& columns, int x, int count) 
 
 /// Sums of the columns under windows of `height` rows, in double, that slide down and begin anew at every block.
 template <class RowSums>
-void slideDown(const cv::Mat& src, int height, int rows, const RowSums& rowSums) {
+void sumDown(const cv::Mat& src, int height, int rows, const RowSums& rowSums) {
     using namespace kestrova::rows;
     FloatColumns columns(src.cols);
-    for (int i = 0; i < rows; ++i) {
-        columns.moveTo([&](int row) { return ValueRow{src.ptr<float>(i + row)}; }, height,
-                       i % boxBlockRows(height) == 0);
-        rowSums(i, std::vector<double>(columns.sums(), columns.sums() + src.cols));
+    std::vector<double> sums(static_cast<std::size_t>(src.cols));
+    for (int y = 0; y < rows; ++y) {
+        if (height <= kFew) {
+            for (int x = 0; x < src.cols; ++x)
+                sums[static_cast<std::size_t>(x)] =
+                    sumOfFew(height, [&](int i) { return static_cast<double>(src.at<float>(y + i, x)); });
+        } else {
+            columns.moveTo([&](int row) { return ValueRow{src.ptr<float>(y + row)}; }, height,
+                           y % boxBlockRows(height) == 0);
+            sums.assign(columns.sums(), columns.sums() + src.cols);
+        }
+        rowSums(y, sums);
     }
 }
 
@@ -60,9 +81,9 @@ inline void box(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
     const int side = 2 * r + 1;
     const double reciprocal = 1 / (double(side) * side);
     const cv::Mat covered = src(cv::Rect(x - r, y - r, dst.cols + 2 * r, dst.rows + 2 * r));
-    slideDown(covered, side, dst.rows, [&](int i, const std::vector<double>& sums) {
+    sumDown(covered, side, dst.rows, [&](int i, const std::vector<double>& sums) {
         for (int j = 0; j < dst.cols; ++j)
-            dst.at<float>(i, j) = static_cast<float>(sumOfGroups(sums, j, side) * reciprocal);
+            dst.at<float>(i, j) = static_cast<float>(sumAcross(sums, j, side) * reciprocal);
     });
 }
 inline cv::Mat box(const cv::Mat& padded, int r) {
@@ -112,9 +133,9 @@ inline void boxInTwo(const cv::Mat& src, int x, int y, int r, cv::Mat dst) {
         const float* row = src.ptr<float>(y - r + i, x - r);
         const std::vector<double> columns(row, row + dst.cols + 2 * r);
         for (int j = 0; j < across.cols; ++j)
-            across.at<float>(i, j) = static_cast<float>(sumOfGroups(columns, j, side) * reciprocal);
+            across.at<float>(i, j) = static_cast<float>(sumAcross(columns, j, side) * reciprocal);
     }
-    slideDown(across, side, dst.rows, [&](int i, const std::vector<double>& sums) {
+    sumDown(across, side, dst.rows, [&](int i, const std::vector<double>& sums) {
         for (int j = 0; j < dst.cols; ++j)
             dst.at<float>(i, j) = static_cast<float>(sums[static_cast<std::size_t>(j)] * reciprocal);
     });

@@ -9,6 +9,7 @@
 #include "kestrova/image/timage.h"
 #include "kestrova/image/timage_planes.h"
 #include "kestrova/image/ydrdb.h"
+#include "kestrova/rows/prefetch.h"
 
 using namespace kestrova::frame;
 using namespace kestrova::image;
@@ -66,7 +67,13 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
     const auto luminanceOf = [](const Pixel& p) {
         return nearestFloat(luminance(static_cast<float>(p.r), static_cast<float>(p.g), static_cast<float>(p.b)));
     };
-    for (std::ptrdiff_t j = 0; j < n; ++j) {
+    constexpr std::ptrdiff_t kAhead = 256;  // blocks
+    const auto ask = [&](std::ptrdiff_t j) {
+        constexpr std::size_t kBytes = 8 * kAskedAtOnce * sizeof *upper;
+        prefetch(upper + 8 * (j + kAhead), kBytes);
+        prefetch(lower + 8 * (j + kAhead), kBytes);
+    };
+    forEachAsking(n, ask, [&](std::ptrdiff_t j) {
         const Pixel p = Format::at(upper, 2 * j), q = Format::at(upper, 2 * j + 1);
         const Pixel s = Format::at(lower, 2 * j), t = Format::at(lower, 2 * j + 1);
         const int yp = luminanceOf(p), yq = luminanceOf(q), ys = luminanceOf(s), yt = luminanceOf(t);
@@ -76,7 +83,7 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
         c0[j] = difference(p.r + q.r + s.r + t.r, sum);
         c1[j] = difference(p.b + q.b + s.b + t.b, sum);
         m[j] = static_cast<uchar>((p.a + q.a + s.a + t.a) >> 10);
-    }
+    });
 }
 
 // `in` is interleaved in the order of `Format`; `noMemory` is what a conversion without memory throws.

@@ -13,6 +13,7 @@
 #include <set>
 
 #include "photo/error.h"
+#include "tests/support/little_memory.h"
 
 namespace kestrova::photo {
 namespace {
@@ -270,6 +271,18 @@ TEST_F(SettingsFile, ThatIsTooLargeIsRefused) {
     std::ofstream(path("a.json")) << Settings().toJson();
     std::filesystem::resize_file(path("a.json"), (std::uintmax_t{64} << 20) + 1);
     EXPECT_TRUE(mentions(refusal([&] { Settings::load(path("a.json")); }), "at most 64 MiB"));
+}
+
+TEST_F(SettingsFile, ThatMemoryDoesNotSufficeForIsRefused) {
+    std::ofstream(path("a.json")) << std::string(60u << 20, ' ');
+    withLittleMemory(20u << 20, [&] {
+        try {
+            Settings::load(path("a.json"));
+        } catch (const Error& error) {
+            return error.kind() == Error::Kind::memory && mentions(error.what(), "a.json");
+        }
+        return false;
+    });
 }
 
 TEST_F(SettingsFile, IsReplacedWithItsMode) {

@@ -41,9 +41,11 @@ void Renderer::closePhotograph() {
 }
 
 void Renderer::open(const std::string& path, std::shared_ptr<const photo::Settings> settings, const FileState& file) {
+    // One that has not looked at the file yet reads what is there now, or later.
+    const auto isOfThatFile = [&](const std::optional<FileState>& read) { return !read || *read == file; };
     QPointer<Worker> ready;
     if (m_next && m_next->path() == path && m_next->options().filter == settings->filter && m_next->isRunning() &&
-        m_next->fileState() == file)
+        isOfThatFile(m_next->fileState()))
         std::swap(ready, m_next);
     close();
     m_settings = std::move(settings);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 #include "photo/decode.h"
@@ -210,6 +211,21 @@ void noteOtherPictures(ImageInput& input, const FileFacts& facts, Decoded& resul
     input.geterror();
 }
 
+// OpenEXR keeps owner, comments and whatever programs add as texts in its header, which are no metadata that others
+// know.
+std::string textsOf(const ImageSpec& spec) {
+    constexpr const char* kOfTheFormat[] = {"compression", "name", "textureformat", "type", "view", "wrapmodes"};
+    std::string names;
+    for (const OIIO::ParamValue& value : spec.extra_attribs) {
+        const std::string name = value.name().string();
+        const bool ofTheFormat =
+            std::find(std::begin(kOfTheFormat), std::end(kOfTheFormat), name) != std::end(kOfTheFormat);
+        if (value.type() != TypeDesc::STRING || ofTheFormat || name.find(':') != std::string::npos) continue;
+        names += (names.empty() ? "" : ", ") + name;
+    }
+    return names;
+}
+
 }  // namespace
 
 Decoded decodeOther(const std::string& path, const FileFacts& facts, const ReadOptions& options) {
@@ -238,6 +254,10 @@ Decoded decodeOther(const std::string& path, const FileFacts& facts, const ReadO
         readScanlines(*input, spec, layout, result, path, options, beyond);
     if (beyond) result.notes.push_back("values beyond white were clipped");
     if (spec.nchannels > layout.channels) result.notes.push_back("further channels were left out");
+
+    if (facts.format == FileFormat::openexr)
+        if (const std::string texts = textsOf(spec); !texts.empty())
+            result.notes.push_back("texts in the file's header were left out: " + texts);
 
     const OIIO::ParamValue* icc = spec.find_attribute("ICCProfile");
     if (icc && icc->type().basetype == TypeDesc::UINT8 && facts.format != FileFormat::raw) {

@@ -134,8 +134,12 @@ std::string developFileKey(const std::string& input, const Settings& settings, c
     return hash.text();
 }
 
-WriteReport developFile(const std::string& input, const Settings& settings, const std::string& output,
-                        const DevelopFileOptions& options, Control* control) {
+namespace {
+
+using Write = WriteReport(const Photograph& photograph, const std::string& path, const WriteOptions& options);
+
+WriteReport develop(const std::string& input, const Settings& settings, const std::string& output,
+                    const DevelopFileOptions& options, Control* control, Write& write) {
     Control none;
     Control& work = control ? *control : none;
     const FileFormat format = formatOf(output, options);
@@ -187,10 +191,22 @@ WriteReport developFile(const std::string& input, const Settings& settings, cons
     std::error_code error;
     if (!folder.empty() && !fs::create_directories(folder, error) && error)
         throw Error(Error::Kind::file, folder.string() + ": " + error.message());
-    WriteReport written = writePhotograph(frame.photograph, output, writing);
+    WriteReport written = write(frame.photograph, output, writing);
     written.notes.insert(written.notes.begin(), notes.begin(), notes.end());
     if (work.progress) work.progress(1);
     return written;
+}
+
+}  // namespace
+
+WriteReport developFile(const std::string& input, const Settings& settings, const std::string& output,
+                        const DevelopFileOptions& options, Control* control) {
+    return develop(input, settings, output, options, control, writePhotograph);
+}
+
+WriteReport developToNewFile(const std::string& input, const Settings& settings, const std::string& output,
+                             const DevelopFileOptions& options, Control* control) {
+    return develop(input, settings, output, options, control, writeNewPhotograph);
 }
 
 }  // namespace kestrova::photo

@@ -44,5 +44,9 @@ KESTROVA_PHOTO_EXPORT std::string developFileKey(const std::string& input, const
 KESTROVA_PHOTO_EXPORT WriteReport developFile(const std::string& input, const Settings& settings,
                                               const std::string& output, const DevelopFileOptions& options = {},
                                               Control* control = nullptr);
+/// The same, but never replaces a file, not even one that appears while this works: throws `Error` of kind input then.
+KESTROVA_PHOTO_EXPORT WriteReport developToNewFile(const std::string& input, const Settings& settings,
+                                                   const std::string& output, const DevelopFileOptions& options = {},
+                                                   Control* control = nullptr);
 
 }  // namespace kestrova::photo

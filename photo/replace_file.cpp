@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -21,6 +22,10 @@ namespace {
 
 [[noreturn]] void refuse(const std::string& path, const std::string& reason) {
     throw Error(Error::Kind::file, path + ": " + reason);
+}
+
+[[noreturn]] void refuseExisting(const std::string& path) {
+    throw Error(Error::Kind::input, path + ": is there already");
 }
 
 [[noreturn]] void refuseByErrno(const std::string& path) {
@@ -60,13 +65,14 @@ public:
 
     int get() const { return m_file; }
 
-    /// Puts the file in place of `name`; false, with errno, if that fails.
-    bool keepAs(const std::string& name) {
+    /// Puts the file in place of `name`; false, with errno, if that fails: EEXIST for what is there and is refused.
+    bool keepAs(const std::string& name, Existing existing) {
         if (m_name.empty()) {
             // A free name is taken at once; one in use can only be replaced by a file that has a name itself.
             if (linkTo(name)) return true;
-            if (errno != EEXIST || !linkToUniqueName()) return false;
+            if (errno != EEXIST || existing == Existing::refused || !linkToUniqueName()) return false;
         }
+        if (existing == Existing::refused) return renameToFree(name);
         if (::renameat(m_folder, m_name.c_str(), m_folder, name.c_str()) != 0) return false;
         m_name.clear();
         return true;
@@ -84,6 +90,16 @@ private:
     bool linkTo(const std::string& name) const {
         const std::string source = "/proc/self/fd/" + std::to_string(m_file);
         return ::linkat(AT_FDCWD, source.c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
+
+    bool renameToFree(const std::string& name) {
+        if (::renameat2(m_folder, m_name.c_str(), m_folder, name.c_str(), RENAME_NOREPLACE) == 0) {
+            m_name.clear();
+            return true;
+        }
+        // Where the file system does not know that, as NFS: a second name, of which the first is removed afterwards.
+        return (errno == EINVAL || errno == ENOSYS) &&
+               ::linkat(m_folder, m_name.c_str(), m_folder, name.c_str(), 0) == 0;
     }
 
     bool linkToUniqueName() {
@@ -153,12 +169,14 @@ std::string checkTarget(const std::string& path) {
     return target;
 }
 
-void replaceFile(const std::string& path, const std::vector<unsigned char>& bytes, const std::atomic<bool>* cancel) {
+void replaceFile(const std::string& path, const std::vector<unsigned char>& bytes, const std::atomic<bool>* cancel,
+                 Existing existing) {
     const std::string target = checkTarget(path);
     const Descriptor folder(::open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) refuseByErrno(path);
     struct stat old {};
     const bool replaces = ::stat(target.c_str(), &old) == 0;
+    if (replaces && existing == Existing::refused) refuseExisting(path);
 
     NewFile file(folder.get(), replaces ? 0600 : 0666);
     if (file.get() < 0) refuseByErrno(path);
@@ -170,7 +188,10 @@ void replaceFile(const std::string& path, const std::vector<unsigned char>& byte
         copyAttributes(target, file.get(), path);
     }
     if (::fsync(file.get()) != 0) refuseByErrno(path);
-    if (!file.keepAs(nameOf(target))) refuseByErrno(path);
+    if (!file.keepAs(nameOf(target), existing)) {
+        if (errno == EEXIST) refuseExisting(path);
+        refuseByErrno(path);
+    }
     ::fsync(folder.get());  // some file systems cannot; the file is in place all the same
 }
 

@@ -198,10 +198,12 @@ struct KESTROVA_PHOTO_EXPORT Settings : Adjustments {
     /// As JSON, with the version and whatever differs from the default.
     std::string toJson() const;
     /// From JSON. Throws `Error` of kind input for what is no JSON, an unknown key, a value out of range or of another
-    /// kind, each by its name, and a later version.
+    /// kind, each by its name, a later version, and for more values (some 1.5 million points of strokes) or a deeper
+    /// nesting than settings have; of kind memory if there is none.
     static Settings fromJson(const std::string& text);
 
-    /// Throw `Error` of kind file, and those of `fromJson`. Files are replaced in one step.
+    /// Throw `Error` of kind file, of kind input for a file of more than 64 MiB (600 strokes of 1000 points), and those
+    /// of `fromJson`. Files are replaced in one step.
     static Settings load(const std::string& path);
     /// Likewise.
     void save(const std::string& path) const;

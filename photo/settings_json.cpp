@@ -1,12 +1,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iterator>
 #include <map>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -22,7 +24,47 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kFilters[] = {"guided", "bilateral", "laplacian", "wls"};
 
+constexpr std::size_t kMostMegabytes = 64;  // of a file: 600 strokes of 1000 points, at some 110 bytes a point
+constexpr std::size_t kMostBytes = kMostMegabytes << 20;
+
 [[noreturn]] void refuse(const std::string& what) { throw Error(Error::Kind::input, "settings: " + what); }
+
+[[noreturn]] void refuseAsTooLarge(const std::string& path) {
+    throw Error(Error::Kind::input,
+                "\"" + path + "\": a file of settings holds at most " + std::to_string(kMostMegabytes) + " MiB");
+}
+
+/// Refuses, before memory is taken for them, texts whose values would take many times as much as the text, or whose
+/// objects would take time with the square of their members. Whatever else is wrong with a text is left to the parser.
+void checkExtent(const std::string& source) {
+    constexpr std::size_t kMostValues = 5000000;  // the points of the largest file without white space have as many
+    constexpr int kMostMembers = 256;
+    constexpr int kDeepest = 16;  // a coordinate of a point is at 8
+    std::array<int, kDeepest + 1> members{};
+    std::size_t values = 1, depth = 0;
+    bool inText = false;
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        const char c = source[i];
+        if (inText) {
+            if (c == '\\') ++i;
+            inText = c != '"';
+        } else if (c == '"') {
+            inText = true;
+        } else if (c == '{' || c == '[') {
+            if (++depth > kDeepest)
+                refuse("lists and objects are nested more than " + std::to_string(kDeepest) + " deep");
+            members[depth] = 0;
+            ++values;
+        } else if (c == '}' || c == ']') {
+            if (depth-- == 0) return;
+        } else if (c == ':' && ++members[depth] > kMostMembers) {
+            refuse("an object holds at most " + std::to_string(kMostMembers) + " members");
+        } else if (c == ',' && ++values > kMostValues) {
+            break;
+        }
+    }
+    if (values > kMostValues) refuse("the whole holds at most " + std::to_string(kMostValues) + " values");
+}
 
 /// Reads the members of an object, each by its own function; refuses members that there are no functions for.
 using Readers = std::map<std::string, std::function<void(const Json&)>>;
@@ -175,6 +217,7 @@ std::string Settings::toJson() const {
 }
 
 Settings Settings::fromJson(const std::string& source) try {
+    checkExtent(source);
     const Json json = Json::parse(source);
     Settings settings;
     int version = 0;
@@ -194,10 +237,13 @@ Settings Settings::fromJson(const std::string& source) try {
     return settings;
 } catch (const Json::exception& exception) {
     refuse(std::string("no JSON: ") + exception.what());
+} catch (const std::bad_alloc&) {
+    throw Error(Error::Kind::memory, "settings: there is not enough memory");
 }
 
-Settings Settings::load(const std::string& path) {
-    constexpr std::size_t kMostBytes = 64 << 20;
+namespace {
+
+std::string textOf(const std::string& path) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) failed("cannot read", path);
     std::string text;
@@ -211,17 +257,27 @@ Settings Settings::load(const std::string& path) {
         errno = error;
         failed("cannot read", path);
     }
-    if (text.size() > kMostBytes) throw Error(Error::Kind::input, "\"" + path + "\" is too large for settings");
+    if (text.size() > kMostBytes) refuseAsTooLarge(path);
+    return text;
+}
+
+}  // namespace
+
+Settings Settings::load(const std::string& path) try {
+    const std::string text = textOf(path);
     try {
         return fromJson(text);
     } catch (const Error& failure) {
         throw Error(failure.kind(), "\"" + path + "\": " + failure.what());
     }
+} catch (const std::bad_alloc&) {
+    throw Error(Error::Kind::memory, "\"" + path + "\": there is not enough memory");
 }
 
 void Settings::save(const std::string& path) const {
     check();
     const std::string text = toJson();
+    if (text.size() > kMostBytes) refuseAsTooLarge(path);
     replaceFile(path, {text.begin(), text.end()}, nullptr);
 }
 

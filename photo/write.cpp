@@ -51,7 +51,10 @@ void checkWritable(const std::string& path, const WriteOptions& options) {
     checkTarget(path);
 }
 
-WriteReport writePhotograph(const Photograph& photograph, const std::string& path, const WriteOptions& options) {
+namespace {
+
+WriteReport write(const Photograph& photograph, const std::string& path, const WriteOptions& options,
+                  Existing existing) {
     const int type = photograph.pixels.type();
     if ((type != CV_16UC4 && type != CV_8UC4) || photograph.pixels.empty())
         throw Error(Error::Kind::programming, "a photograph's pixels are CV_16UC4, or CV_8UC4 to be written");
@@ -69,7 +72,7 @@ WriteReport writePhotograph(const Photograph& photograph, const std::string& pat
         request.height = photograph.pixels.rows;
         request.key = options.key;
         embedMetadata(bytes, format, request, report.notes);
-        replaceFile(path, bytes, options.cancel);
+        replaceFile(path, bytes, options.cancel, existing);
         report.bytes = bytes.size();
         return report;
     } catch (const Error& error) {
@@ -79,6 +82,16 @@ WriteReport writePhotograph(const Photograph& photograph, const std::string& pat
     } catch (const cv::Exception&) {
         throw Error(Error::Kind::memory, path + ": not enough memory to write it");
     }
+}
+
+}  // namespace
+
+WriteReport writePhotograph(const Photograph& photograph, const std::string& path, const WriteOptions& options) {
+    return write(photograph, path, options, Existing::replaced);
+}
+
+WriteReport writeNewPhotograph(const Photograph& photograph, const std::string& path, const WriteOptions& options) {
+    return write(photograph, path, options, Existing::refused);
 }
 
 }  // namespace kestrova::photo

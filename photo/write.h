@@ -67,5 +67,8 @@ KESTROVA_PHOTO_EXPORT void checkWritable(const std::string& path, const WriteOpt
 /// it was. Prints nothing.
 KESTROVA_PHOTO_EXPORT WriteReport writePhotograph(const Photograph& photograph, const std::string& path,
                                                   const WriteOptions& options = {});
+/// The same, but never replaces a file, not even one that appears while this works: throws `Error` of kind input then.
+KESTROVA_PHOTO_EXPORT WriteReport writeNewPhotograph(const Photograph& photograph, const std::string& path,
+                                                     const WriteOptions& options = {});
 
 }  // namespace kestrova::photo

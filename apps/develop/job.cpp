@@ -58,23 +58,32 @@ photo::DevelopFileOptions fileOptions(const Options& options) {
 
 Outcome develop(const Task& task, const Options& options, photo::Control& control) {
     Outcome outcome;
+    if (!task.trouble.empty()) throw Error(Error::Kind::file, task.trouble);
     photo::DevelopFileOptions file = fileOptions(options);
     const photo::Settings settings = settingsFor(task, options);
     photo::examineFile(task.input);
-    if (options.skipExisting) {
-        file.key = photo::developFileKey(task.input, settings, task.output, file);
-        if (isUpToDate(task, file.key, options)) {
-            outcome.kind = Outcome::Kind::skipped;
-            return outcome;
-        }
-    }
+    const auto skips = [&] {
+        if (!options.skipExisting || !isUpToDate(task, file.key, options)) return false;
+        outcome.kind = Outcome::Kind::skipped;
+        return true;
+    };
+    if (options.skipExisting) file.key = photo::developFileKey(task.input, settings, task.output, file);
+    std::error_code error;
+    const bool replaces =
+        options.inPlace || options.overwrite || (options.skipExisting && fs::exists(task.output, error));
+    if (skips()) return outcome;
     if (options.dryRun) {
         outcome.kind = Outcome::Kind::planned;
         return outcome;
     }
-    const photo::WriteReport written = photo::developFile(task.input, settings, task.output, file, &control);
-    outcome.bytes = written.bytes;
-    outcome.notes = written.notes;
+    const auto develop = replaces ? photo::developFile : photo::developToNewFile;
+    try {
+        const photo::WriteReport written = develop(task.input, settings, task.output, file, &control);
+        outcome.bytes = written.bytes;
+        outcome.notes = written.notes;
+    } catch (const Error&) {
+        if (replaces || control.cancelled() || !skips()) throw;  // unless another process has made the same meanwhile
+    }
     return outcome;
 }
 

@@ -22,32 +22,43 @@ namespace {
 namespace fs = std::filesystem;
 using photo::Error;
 
-// A photograph, and its name under the folder for results.
+// A photograph, and its name under the folder for results; or a folder that cannot be read.
 struct Found {
     fs::path path;
     fs::path below;
+    std::string trouble{};
 };
 
 // Without what is in the folder for results, which would be developed again by the next run.
-void searchFolder(const fs::path& folder, const std::string& results, std::vector<Found>& found) {
-    std::vector<fs::path> paths;
+void searchFolder(const fs::path& top, const std::string& results, std::vector<Found>& found) {
     std::error_code ignored;
     const fs::path without = results.empty() ? fs::path() : fs::weakly_canonical(results, ignored);
-    fs::path reached = folder;
-    try {
-        for (fs::recursive_directory_iterator at(folder), end; at != end; ++at) {
-            reached = at->path();
-            // Links that lead nowhere or in a circle are neither folders nor files.
-            if (at->is_directory(ignored) && fs::canonical(reached) == without)
-                at.disable_recursion_pending();
-            else if (at->is_regular_file(ignored) && photo::hasPhotographName(reached.string()))
-                paths.push_back(reached);
+    std::vector<Found> inside;
+    std::vector<fs::path> folders = {top};
+    while (!folders.empty()) {
+        const fs::path folder = folders.back();
+        folders.pop_back();
+        std::error_code error;
+        for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+            const fs::path& path = at->path();
+            // Links to folders are not followed: they may lead in a circle.
+            if (at->is_directory(ignored)) {
+                const bool holdsResults = !without.empty() && fs::canonical(path, ignored) == without;
+                if (!at->is_symlink(ignored) && !holdsResults) folders.push_back(path);
+            } else if (at->is_regular_file(ignored) && photo::hasPhotographName(path.string())) {
+                inside.push_back({path, path.lexically_relative(top)});
+            }
         }
-    } catch (const fs::filesystem_error& error) {
-        throw Error(Error::Kind::file, reached.string() + ": " + error.code().message());
+        if (error) inside.push_back({folder, {}, folder.string() + ": " + error.message()});
     }
-    std::sort(paths.begin(), paths.end());
-    for (const fs::path& path : paths) found.push_back({path, path.lexically_relative(folder)});
+    std::sort(inside.begin(), inside.end(), [](const Found& a, const Found& b) { return a.path < b.path; });
+    found.insert(found.end(), inside.begin(), inside.end());
+}
+
+// Lists that were written on Windows end their lines with a carriage return, too.
+void dropCarriageReturn(std::string& name) {
+    std::error_code error;
+    if (!name.empty() && name.back() == '\r' && !fs::exists(name, error)) name.pop_back();
 }
 
 std::vector<std::string> namesIn(const std::string& list) {
@@ -58,8 +69,10 @@ std::vector<std::string> namesIn(const std::string& list) {
     }
     std::istream& stream = list == "-" ? std::cin : file;
     std::vector<std::string> names;
-    for (std::string line; std::getline(stream, line);)
+    for (std::string line; std::getline(stream, line);) {
+        dropCarriageReturn(line);
         if (!line.empty()) names.push_back(line);
+    }
     if (stream.bad()) throw Error(Error::Kind::file, list + ": cannot be read");
     return names;
 }
@@ -67,6 +80,7 @@ std::vector<std::string> namesIn(const std::string& list) {
 void keepFolders(std::vector<Found>& found, const std::string& base) {
     const fs::path from = fs::absolute(base).lexically_normal();
     for (Found& f : found) {
+        if (!f.trouble.empty()) continue;
         f.below = fs::absolute(f.path).lexically_normal().lexically_relative(from);
         if (f.below.empty() || *f.below.begin() == "..")
             throw Error(Error::Kind::input, f.path.string() + ": is not below " + base);
@@ -120,10 +134,15 @@ fs::path renamed(const fs::path& name, const Options& options) {
 std::vector<Task> tasksInFolder(const std::vector<Found>& found, const Options& options) {
     const fs::path folder = options.folder;
     std::map<fs::path, int> uses;
-    for (const Found& f : found) ++uses[renamed(f.below, options)];
+    for (const Found& f : found)
+        if (f.trouble.empty()) ++uses[renamed(f.below, options)];
     std::vector<Task> tasks;
     std::map<fs::path, fs::path> taken;
     for (const Found& f : found) {
+        if (!f.trouble.empty()) {
+            tasks.push_back({f.path.string(), {}, f.trouble});
+            continue;
+        }
         fs::path name = renamed(f.below, options);
         // A camera's a.jpg and a.nef: the one whose ending changes keeps its whole name.
         if (uses[name] > 1 && name != f.below) name = f.below.string() + name.extension().string();
@@ -142,6 +161,10 @@ std::vector<Task> tasksInPlace(const std::vector<Found>& found, const Options& o
     std::set<fs::path> files;
     for (const Found& f : found) {
         const std::string path = f.path.string();
+        if (!f.trouble.empty()) {
+            tasks.push_back({path, {}, f.trouble});
+            continue;
+        }
         const auto own = photo::writtenFormat(path);
         if (!own || (options.format && *options.format != *own))
             throw Error(Error::Kind::input, path + ": cannot be replaced in a format of its name");
@@ -182,6 +205,7 @@ void checkTargets(const std::vector<Task>& tasks, const std::vector<Task>& mine,
     }
     if (!options.folder.empty()) checkFolder(options.folder);
     for (const Task& task : mine) {
+        if (!task.trouble.empty()) continue;
         std::error_code error;
         const fs::path real = fs::canonical(task.output, error);
         const bool there = !error;
@@ -228,7 +252,7 @@ std::vector<Task> planTasks(const Options& options) {
         if (found.size() != 1)
             throw Error(Error::Kind::input,
                         "-o takes one photograph, not " + std::to_string(found.size()) + "; -d takes many");
-        tasks.push_back({found[0].path.string(), options.output});
+        tasks.push_back({found[0].path.string(), options.output, found[0].trouble});
     } else if (options.inPlace) {
         tasks = tasksInPlace(found, options);
     } else {

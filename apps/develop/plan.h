@@ -11,10 +11,11 @@ namespace kestrova::develop {
 struct Task {
     std::string input;
     std::string output;
+    std::string trouble{};  ///< why a folder, which then is the input, cannot be read; empty for photographs
 };
 
 /// All photographs that the command line names, folders searched, in a settled order, with distinct targets, of this
-/// shard. Throws `photo::Error` before anything is written: for a list that cannot be read, targets that are inputs,
+/// shard. A folder that cannot be read is a task that fails. Throws `photo::Error` before anything is written: for a list that cannot be read, targets that are inputs,
 /// that are there already or that cannot be written.
 std::vector<Task> planTasks(const Options& options);
 

@@ -95,11 +95,11 @@ void Report::addLine(const Task& task, const Outcome& outcome) {
 }
 
 void Report::addJson(const Task& task, const Outcome& outcome) {
-    nlohmann::ordered_json line = {{"input", task.input},
-                                   {"output", task.output},
-                                   {"outcome", nameOf(outcome.kind)},
-                                   {"seconds", std::round(outcome.seconds * 1000) / 1000},
-                                   {"peak_memory_mb", std::round(peakMemory())}};
+    nlohmann::ordered_json line = {{"input", task.input}};
+    if (!task.output.empty()) line["output"] = task.output;
+    line["outcome"] = nameOf(outcome.kind);
+    line["seconds"] = std::round(outcome.seconds * 1000) / 1000;
+    line["peak_memory_mb"] = std::round(peakMemory());
     if (outcome.bytes) line["bytes"] = outcome.bytes;
     if (!outcome.notes.empty()) line["notes"] = outcome.notes;
     if (outcome.kind == Outcome::Kind::failed) {

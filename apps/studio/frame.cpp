@@ -18,9 +18,10 @@ Frame frameOf(const Request& request, bool before, const QRectF& area, const cv:
     const cv::Mat seen = atScreenSize(pixels, onScreen);
     frame.image = imageOf(seen, alpha);
     const bool clipping = request.view.darkClipping || request.view.brightClipping;
+    if (!before) frame.brightEnd = brightEnd(*request.settings);
     if (!before && (clipping || !mask.empty()))
-        frame.overlay = overlayOf(seen, mask.empty() ? mask : atScreenSize(mask, onScreen), request.view,
-                                  brightEnd(*request.settings));
+        frame.overlay =
+            overlayOf(seen, mask.empty() ? mask : atScreenSize(mask, onScreen), request.view, frame.brightEnd);
     return frame;
 }
 

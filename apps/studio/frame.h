@@ -48,8 +48,9 @@ struct Frame {
     QRectF area;  ///< as in the request, moved to the pixels that were rendered
     QSizeF whole;
     double zoom = 1;
-    QImage image;    ///< Format_RGB32, or Format_ARGB32_Premultiplied where the photograph has alpha
-    QImage overlay;  ///< mask and clipping, of the same size, Format_ARGB32_Premultiplied; null for none
+    QImage image;         ///< Format_RGB32, or Format_ARGB32_Premultiplied where the photograph has alpha
+    QImage overlay;       ///< mask and clipping, of the same size, Format_ARGB32_Premultiplied; null for none
+    int brightEnd = 255;  ///< the value from which a channel counts as clipped
     bool before = false;
     bool fine = true;  ///< false for what was rendered coarser than the screen shows it
 

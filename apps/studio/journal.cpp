@@ -125,4 +125,11 @@ void Journal::noteSidecar() {
     m_hasSidecar = true;
 }
 
+bool Journal::endsInSidecar(const std::string& path) {
+    constexpr qint64 kEnd = 64;
+    QFile file(fileName(path));
+    return file.open(QIODevice::ReadOnly) && file.seek(std::max(qint64{0}, file.size() - kEnd)) &&
+           file.readAll().endsWith("\"sidecar\":true}\n");
+}
+
 }  // namespace kestrova::studio

@@ -21,6 +21,10 @@ public:
     /// Adds that the sidecar holds what was written last. Throws likewise.
     void noteSidecar();
 
+    /// Whether the last line of the file says that the sidecar holds what was written last. Reads no more than that
+    /// line.
+    static bool endsInSidecar(const std::string& path);
+
     /// The fingerprint with which it was written; empty if the file says none.
     const std::string& photograph() const { return m_photograph; }
     /// Whether the sidecar had been written, too.

@@ -55,10 +55,10 @@ QWidget* scrolling(QWidget* content) {
 }  // namespace
 
 MainWindow::MainWindow()
-    : m_session(new Session(dataFolder(), this)),
+    : m_thumbnails(new ThumbnailModel(this)),
+      m_session(new Session(dataFolder(), this)),
       m_renderer(new Renderer({}, this)),
       m_exports(new ExportQueue(this)),
-      m_thumbnails(new ThumbnailModel(this)),
       m_brush(new BrushTool(m_session, m_renderer, this)),
       m_crop(new CropTool(m_session, this)),
       m_straighten(new StraightenTool(m_session, this)) {
@@ -66,6 +66,8 @@ MainWindow::MainWindow()
     setAcceptDrops(true);
     setDockNestingEnabled(true);
     m_lister.setMaxThreadCount(1);
+    m_looker.setMaxThreadCount(1);
+    m_thumbnails->setSettingsReader(m_session->savedSettingsReader());
     m_collector.setMaxThreadCount(1);  // exports keep their order
     m_reload.setSingleShot(true);
     m_reload.setInterval(500);  // milliseconds without a change: a file may be written in parts
@@ -85,6 +87,7 @@ MainWindow::~MainWindow() {
     m_lister.clear();
     m_lister.waitForDone();
     m_collector.waitForDone();
+    m_looker.waitForDone();
     m_session->close();
     m_renderer->close();
     disconnect(m_session->history(), nullptr, this, nullptr);
@@ -192,10 +195,12 @@ void MainWindow::connectSession() {
     constexpr int kRenewAfter = 1000;  // milliseconds without a change: its thumbnail can wait until the hand rests
     m_renewal.setSingleShot(true);
     m_renewal.setInterval(kRenewAfter);
-    connect(m_session, &Session::settingsSaved, this, [this](const QString& photograph) {
+    const auto renewLater = [this](const QString& photograph) {
         m_renewed.insert(photograph);
         m_renewal.start();
-    });
+    };
+    connect(m_session, &Session::settingsSaved, this, renewLater);
+    connect(m_session, &Session::settingsNotSaved, this, renewLater);
     connect(&m_renewal, &QTimer::timeout, this, [this] {
         for (const QString& photograph : std::exchange(m_renewed, {})) m_thumbnails->renew(photograph);
     });

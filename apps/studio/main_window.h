@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "studio/file_state.h"
 #include "studio/frame.h"
 #include "studio/widgets/theme.h"
 
@@ -112,6 +113,7 @@ private:
     void showOpened();
     void watch(const QString& path);
     void reloadIfChanged();
+    void reload(const FileState& now, bool hasSidecar);
     void exportPhotographs(const QStringList& paths);
     void copySettings();
     void pasteSettings();
@@ -128,10 +130,10 @@ private:
     void showZoom();
     void chooseTool(QAction* action);
 
+    ThumbnailModel* m_thumbnails;  ///< the first child, which goes first: it reads settings of the session
     Session* m_session;
     Renderer* m_renderer;
     ExportQueue* m_exports;
-    ThumbnailModel* m_thumbnails;
 
     PhotoView* m_view;
     MessageBar* m_messages;
@@ -160,12 +162,14 @@ private:
     Theme m_theme = Theme::dark;
     QString m_folder;  ///< where dialogs begin
     QThreadPool m_lister;
+    QThreadPool m_looker;  ///< after the file of the open photograph
+    bool m_looking = false;
     QThreadPool m_collector;       ///< of settings that are to be exported
     QFileSystemWatcher m_watcher;  ///< of the open photograph
     QTimer m_reload;
     QTimer m_renewal;
-    QSet<QString> m_renewed;                  ///< photographs whose thumbnails are to be made anew
-    std::pair<qint64, QDateTime> m_fileSeen;  ///< size and time of change
+    QSet<QString> m_renewed;  ///< photographs whose thumbnails are to be made anew
+    FileState m_fileSeen;     ///< of the open photograph
     unsigned m_listings = 0, m_listed = 0;
     bool m_maskByBrush = false;  ///< shown by the brush, not by a person
     bool m_clippingDark = true, m_clippingBright = true;

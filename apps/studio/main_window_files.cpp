@@ -98,48 +98,75 @@ void MainWindow::openPhotograph(const QString& path) {
 /// The photograph that has been chosen, now that its settings are there.
 void MainWindow::showOpened() {
     const QString path = fileName(m_session->path());
-    m_renderer->open(m_session->path(), m_session->settingsPtr());
+    m_fileSeen = m_session->fileState();
+    m_renderer->open(m_session->path(), m_session->settingsPtr(), m_fileSeen);
     prefetchNext();
     m_presets->setFile(path, m_session->settings());
     m_presets->showChosen(m_session->settings());
     enableActions();
 }
 
-namespace {
-
-std::pair<qint64, QDateTime> stateOf(const QString& path) {
-    const QFileInfo info(path);
-    return {info.size(), info.lastModified()};
-}
-
-}  // namespace
-
 /// So that a photograph which another program writes is shown as it then is.
 void MainWindow::watch(const QString& path) {
     if (!m_watcher.files().isEmpty()) m_watcher.removePaths(m_watcher.files());
     m_watcher.addPath(path);
-    m_fileSeen = stateOf(path);
     m_reload.stop();
 }
 
+/// Looks in the background: what has changed may be a network that answers no more.
 void MainWindow::reloadIfChanged() {
     if (!m_session->isOpen()) return;
+    if (m_looking) {
+        m_reload.start();
+        return;
+    }
+    m_looking = true;
+    m_looker.start([this, path = m_session->path()] {
+        standBack(Background::view);
+        const FileState now = stateOf(path);
+        const bool hasSidecar = stateOf(photo::Settings::sidecarOf(path)).exists();
+        QMetaObject::invokeMethod(this, [this, path, now, hasSidecar] {
+            m_looking = false;
+            if (m_session->isOpen() && m_session->path() == path)
+                reload(now, hasSidecar);
+            else
+                m_reload.start();
+        });
+    });
+}
+
+/// What stands under the name may be the photograph with other metadata, a new export of it, or another one. Settings
+/// stay with what has their sidecar beside it, as they do when it is opened, and the person learns of it; nothing is
+/// written before the next change. Where the sidecar is gone too, the photograph is opened anew.
+void MainWindow::reload(const FileState& now, bool hasSidecar) {
     const QString path = fileName(m_session->path());
-    if (!QFileInfo::exists(path)) {
+    if (!now.exists()) {
         m_reload.start();  // some programs remove a file before they write the new one
         return;
     }
     m_watcher.removePath(path);
     m_watcher.addPath(path);  // under this name there may be another file now
-    const auto now = stateOf(path);
     if (now == m_fileSeen) return;
     m_fileSeen = now;
     m_thumbnails->renew(path);
+    const bool isEdited = m_session->settings() != photo::Settings();
+    if (isEdited && !hasSidecar && m_session->isAllSaved()) {
+        openPhotograph(path);
+        m_messages->say(
+            tr("Another program has replaced this photograph, and its file of settings is gone: it is shown "
+               "without settings. The earlier ones are kept."));
+        return;
+    }
     m_messages->hide();
-    m_renderer->open(fileName(path), m_session->settingsPtr());
+    m_renderer->open(m_session->path(), m_session->settingsPtr(), now);
     m_presets->setFile(path, m_session->settings());
     prefetchNext();
-    statusBar()->showMessage(tr("Another program has changed the photograph."), 5000);
+    if (isEdited)
+        m_messages->say(
+            tr("Another program has changed this photograph. Its settings are kept: if it is another "
+               "photograph now, undo them."));
+    else
+        statusBar()->showMessage(tr("Another program has changed the photograph."), 5000);
 }
 
 void MainWindow::openDialog() {

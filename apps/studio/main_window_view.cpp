@@ -101,7 +101,7 @@ void MainWindow::updateView(bool moving) {
 void MainWindow::showFrame(const std::shared_ptr<const Frame>& frame) {
     m_view->showFrame(frame);
     if (frame->before != m_view->isBefore()) return;
-    m_histogram->setImage(frame->fine ? frame->image : rowsOf(frame->image));
+    m_histogram->setImage(frame->fine ? frame->image : rowsOf(frame->image), static_cast<unsigned>(frame->brightEnd));
 }
 
 void MainWindow::showProgress(double share) {

@@ -4,15 +4,6 @@
 
 namespace kestrova::studio {
 
-namespace {
-
-std::filesystem::file_time_type timeOf(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::last_write_time(path, error);
-}
-
-}  // namespace
-
 Renderer::Renderer(const Options& options, QObject* parent)
     : QObject(parent), m_options(options), m_settings(std::make_shared<const photo::Settings>()) {
     m_rest.setSingleShot(true);
@@ -49,10 +40,12 @@ void Renderer::closePhotograph() {
     m_rest.stop();
 }
 
-void Renderer::open(const std::string& path, std::shared_ptr<const photo::Settings> settings) {
+void Renderer::open(const std::string& path, std::shared_ptr<const photo::Settings> settings, const FileState& file) {
+    // One that has not looked at the file yet reads what is there now, or later.
+    const auto isOfThatFile = [&](const std::optional<FileState>& read) { return !read || *read == file; };
     QPointer<Worker> ready;
     if (m_next && m_next->path() == path && m_next->options().filter == settings->filter && m_next->isRunning() &&
-        m_nextTime == timeOf(path))
+        isOfThatFile(m_next->fileState()))
         std::swap(ready, m_next);
     close();
     m_settings = std::move(settings);
@@ -122,7 +115,6 @@ void Renderer::prefetch(const std::string& path) {
 
 void Renderer::startNext() {
     if (m_nextPath.empty() || m_next) return;
-    m_nextTime = timeOf(m_nextPath);
     m_next = new Worker(m_nextPath, {0, m_options.threads, m_options.prefetchMemory, m_settings->filter});
     // Whatever is wrong with it is said when it is opened.
     connect(m_next, &Worker::failed, this, [this] {

@@ -5,7 +5,6 @@
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
-#include <filesystem>
 #include <optional>
 
 #include "studio/frame.h"
@@ -30,7 +29,8 @@ public:
     explicit Renderer(const Options& options, QObject* parent = nullptr);
     ~Renderer() override;
 
-    void open(const std::string& path, std::shared_ptr<const photo::Settings> settings);
+    /// `file`: as it is now; what was prepared ahead of another state of it is read anew.
+    void open(const std::string& path, std::shared_ptr<const photo::Settings> settings, const FileState& file);
     void close();
     void closePhotograph();  ///< but keeps what is prepared ahead
     /// Prepares this photograph when the open one is done; an empty path takes it back.
@@ -82,7 +82,6 @@ private:
     QPointer<Worker> m_preview, m_full, m_next;
     QList<QPointer<Worker>> m_retired;
     std::string m_nextPath;
-    std::filesystem::file_time_type m_nextTime;  ///< when the file that is prepared ahead was written
     QSize m_size;
     std::shared_ptr<const photo::Settings> m_settings;
     ViewState m_view;

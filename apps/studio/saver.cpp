@@ -9,6 +9,7 @@
 
 #include "photo/error.h"
 #include "studio/fingerprint.h"
+#include "studio/old_histories.h"
 #include "studio/widgets/file_troubles.h"
 #include "studio/widgets/pixels.h"
 
@@ -202,6 +203,24 @@ History Saver::stored(const std::string& photograph) {
     else if (hadSidecar)
         history.index = static_cast<int>(known - history.states.begin());
     return history;
+}
+
+photo::Settings Saver::latest(const std::string& photograph) {
+    History history = pending(photograph);
+    if (!history.empty()) return history.current()->settings();
+    const std::string sidecar = photo::Settings::sidecarOf(photograph);
+    if (mayExist(sidecar)) return photo::Settings::load(sidecar);
+    Journal journal(journalOf(photograph));
+    history = journal.read();
+    const bool counts = !history.empty() && !journal.hasSidecar() && !journal.photograph().empty() &&
+                        journal.photograph() == fingerprintOf(photograph);
+    return counts ? history.current()->settings() : photo::Settings();
+}
+
+void Saver::removeOldHistories(const std::string& open) {
+    m_pool.start([this, open] {
+        studio::removeOldHistories(m_folder, journalOf(open), kMostBytesOfHistories, m_journalsMutex);
+    });
 }
 
 bool Saver::isAllWritten() {

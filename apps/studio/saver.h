@@ -42,6 +42,12 @@ public:
     History stored(const std::string& photograph);
     /// Its history alone.
     History remembered(const std::string& photograph) { return recall(photograph).history; }
+    /// What a picture of it shows without opening it: what is still to be written, else what its sidecar says, else
+    /// what its history does where no sidecar could be written. On any thread; throws like `stored`, and changes
+    /// nothing.
+    photo::Settings latest(const std::string& photograph);
+    /// Keeps the histories within their bound, in the background, and that of the photograph that is open in any case.
+    void removeOldHistories(const std::string& open);
     bool isAllWritten();
     std::string journalOf(const std::string& photograph) const;
 

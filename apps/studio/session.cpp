@@ -19,11 +19,19 @@ namespace {
 /// Of a sidecar that cannot be read: what is wrong, what is seen, and what can be done.
 QString unreadable(const std::string& sidecar, photo::Error::Kind kind, bool remembered) {
     const QString name = QFileInfo(fileName(sidecar)).fileName().simplified();
+    const auto whatIsWrong = [&] {
+        switch (kind) {
+            case photo::Error::Kind::file:
+                return Session::tr("The file %1 with the settings of this photograph cannot be opened.");
+            case photo::Error::Kind::memory:
+                return Session::tr("There is not enough memory for the file %1 with the settings of this photograph.");
+            default:
+                return Session::tr(
+                    "The file %1 with the settings of this photograph is damaged, or from a newer version.");
+        }
+    };
     const QStringList sentences = {
-        kind == photo::Error::Kind::file
-            ? Session::tr("The file %1 with the settings of this photograph cannot be opened.").arg(name)
-            : Session::tr("The file %1 with the settings of this photograph is damaged, or from a newer version.")
-                  .arg(name),
+        whatIsWrong().arg(name),
         remembered ? Session::tr("The photograph is shown as it was left here.")
                    : Session::tr("The photograph is shown without settings."),
         Session::tr(
@@ -47,11 +55,13 @@ Session::Session(const std::string& dataFolder, QObject* parent) : QObject(paren
         m_trouble.clear();
         emit message(tr("The settings are saved."));
     });
-    connect(&m_saver, &Saver::failed, this, [this](const QString&, const QString& text, const QString& details) {
-        if (text == m_trouble) return;
-        m_trouble = text;
-        emit message(tr("The settings could not be saved: %1").arg(text), details);
-    });
+    connect(&m_saver, &Saver::failed, this,
+            [this](const QString& photograph, const QString& text, const QString& details) {
+                emit settingsNotSaved(photograph);
+                if (text == m_trouble) return;
+                m_trouble = text;
+                emit message(tr("The settings could not be saved: %1").arg(text), details);
+            });
 }
 
 Session::~Session() {
@@ -80,7 +90,7 @@ void Session::startOpening(const std::string& photograph) {
 
 /// On any thread.
 Session::Saved Session::read(const std::string& photograph) {
-    Saved saved{m_saver.pending(photograph), {}, {}};
+    Saved saved{stateOf(photograph), m_saver.pending(photograph), {}, {}};
     if (!saved.history.empty()) return saved;
     try {
         saved.history = m_saver.stored(photograph);
@@ -95,6 +105,7 @@ Session::Saved Session::read(const std::string& photograph) {
 
 void Session::takeSaved(const Saved& saved) {
     m_isOpening = false;
+    m_file = saved.file;
     m_sidecarBroken = !saved.trouble.isEmpty();
     if (m_sidecarBroken) emit message(saved.trouble, saved.details);
     History history = saved.history;
@@ -103,6 +114,7 @@ void Session::takeSaved(const Saved& saved) {
     if (pasted) m_saveTimer.start();
     emit opened();
     reportPastes();
+    if (!std::exchange(m_isTidy, true)) m_saver.removeOldHistories(m_path);
 }
 
 void Session::restore(const History& history) {
@@ -126,6 +138,7 @@ void Session::close() {
     endGesture();
     save();
     const std::string path = std::exchange(m_path, {});
+    m_file = {};
     if (std::exchange(m_isOpening, false))
         if (const auto waiting = m_pastes.find(path); waiting != m_pastes.end()) startPaste(path, waiting->second);
     ++m_openings;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "studio/file_state.h"
 #include "studio/history.h"
 #include "studio/saver.h"
 
@@ -40,11 +41,18 @@ public:
     bool isOpen() const { return !m_path.empty() && !m_isOpening; }
     /// Of the photograph that is open, or is being opened.
     const std::string& path() const { return m_path; }
+    /// Its file before anything of it was read to open it.
+    const FileState& fileState() const { return m_file; }
+    /// Whether all that has been done to any photograph is on the disk.
+    bool isAllSaved() { return !m_saveTimer.isActive() && m_saver.isAllWritten(); }
     /// Of any photograph: those of the open one, or what has been saved. Throws `photo::Error` for a sidecar that
     /// cannot be read.
     photo::Settings settingsOf(const std::string& photograph) { return settingsReader()(photograph); }
     /// What finds `settingsOf` as they are now on any thread, as long as this lives: it may read files.
     std::function<photo::Settings(const std::string&)> settingsReader();
+    /// What finds, on any thread as long as this lives, what thumbnails show: as `settingsReader`, but of all
+    /// photographs what has been saved or given to be saved by then.
+    std::function<photo::Settings(const std::string&)> savedSettingsReader();
     /// Writes what is to be written, of photographs that have been open before, too, and waits for it; false if that
     /// failed.
     bool saveNow();
@@ -106,6 +114,8 @@ signals:
     void savedSettingsChanged(const std::string& photograph, const photo::Settings& settings);
     /// They are on the disk, of any photograph.
     void settingsSaved(const QString& photograph);
+    /// They could not be written as they should, and are kept.
+    void settingsNotSaved(const QString& photograph);
     /// To so many photographs; not to those whose settings cannot be read.
     void pasted(int count, QStringList unreadable);
     /// `details`: what a programmer would want to know.
@@ -114,6 +124,7 @@ signals:
 private:
     /// What is saved of a photograph.
     struct Saved {
+        FileState file;
         History history;
         QString trouble, details;  ///< of a sidecar that cannot be read
     };
@@ -138,6 +149,7 @@ private:
     void reportPastes();
 
     std::string m_path;
+    FileState m_file;
     StatePtr m_state;
     SettingsPtr m_settings;  ///< of that state
     QUndoStack m_history;
@@ -152,8 +164,9 @@ private:
     bool m_restoring = false;
     bool m_sidecarBroken = false;
     bool m_isOpening = false;
-    int m_openings = 0;  ///< counts them: the newest wins
-    QString m_trouble;   ///< that was said last
+    bool m_isTidy = false;  ///< old histories have been removed
+    int m_openings = 0;     ///< counts them: the newest wins
+    QString m_trouble;      ///< that was said last
     QThreadPool m_reader;
     QThreadPool m_paster;
     std::map<std::string, SettingsPtr> m_pastes;  ///< by the photographs whose histories are still to be read

@@ -52,6 +52,10 @@ std::function<Settings(const std::string&)> Session::settingsReader() {
     };
 }
 
+std::function<Settings(const std::string&)> Session::savedSettingsReader() {
+    return [saver = &m_saver](const std::string& photograph) { return saver->latest(photograph); };
+}
+
 /// Adds the step that is waiting for this photograph; false if there is none, or one that changes nothing.
 bool Session::pasteWaiting(const std::string& photograph, History& history) {
     const auto waiting = m_pastes.extract(photograph);

@@ -65,6 +65,11 @@ void Worker::retire() {
     if (isFinished()) deleteLater();
 }
 
+std::optional<FileState> Worker::fileState() {
+    const QMutexLocker lock(&m_mutex);
+    return m_file;
+}
+
 void Worker::request(const Request& request) {
     const QMutexLocker lock(&m_mutex);
     m_pending = request;
@@ -107,6 +112,11 @@ void Worker::sayWhatFailed() {
 
 void Worker::work() {
     report(0);
+    {
+        const FileState file = stateOf(m_path);
+        const QMutexLocker lock(&m_mutex);
+        m_file = file;
+    }
     const photo::FileFacts facts = photo::examineFile(m_path);
     const bool preview = m_options.previewEdge > 0;
     const double declared = static_cast<double>(facts.width) * facts.height;

@@ -11,6 +11,7 @@
 #include "photo/control.h"
 #include "photo/development.h"
 #include "photo/error.h"
+#include "studio/file_state.h"
 #include "studio/frame.h"
 #include "studio/held_step.h"
 
@@ -38,6 +39,8 @@ public:
     const std::string& path() const { return m_path; }
     const Options& options() const { return m_options; }
     bool isPrepared() const { return m_isPrepared; }
+    /// Of its file before it was read; none until then.
+    std::optional<FileState> fileState();
     QSize size() const { return m_size; }  ///< of the photograph; empty until it is loaded
 
     /// Cancels a fine rendering that is under way; a coarse one, which is short, is shown. Before the
@@ -79,6 +82,7 @@ private:
     QMutex m_mutex;
     QWaitCondition m_wake;
     std::optional<Request> m_pending;
+    std::optional<FileState> m_file;
     std::shared_ptr<photo::Control> m_control;  ///< of what is under way
     bool m_runningIsFine = false;
     bool m_stop = false;

@@ -259,7 +259,7 @@ class Settings(Adjustments):
         ------
         kestrova.Error
             Of kind "input", for what is no JSON, an unknown key, a value out of range or of another kind, each by its
-            name, and a later version.
+            name, a later version, and more values than settings have.
         """
         values = json.loads(_kestrova.checked_settings(text))
         del values["version"]

@@ -167,6 +167,52 @@ TEST_F(DevelopFiles, WhatIsUpToDateIsLeftOut) {
     EXPECT_EQ(linesOf(runDevelop(other).out).at(0)["outcome"], "skipped");
 }
 
+/// A folder in `top` that nobody can read, not even root: its path is longer than a path may be.
+void makeUnreadable(const std::string& top) {
+    const std::string name(250, 'd');
+    int at = ::open(top.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int depth = 0; depth < 18; ++depth) {
+        ASSERT_EQ(::mkdirat(at, name.c_str(), 0700), 0);
+        const int inside = ::openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ::close(at);
+        at = inside;
+    }
+    ::close(at);
+}
+
+TEST_F(DevelopFiles, AFolderThatCannotBeReadIsReportedAndTheOthersAreDone) {
+    make("in/a.png");
+    make("in/z/b.png");
+    makeUnreadable(scratch / "in");
+    const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out", "--json"});
+    EXPECT_EQ(run.code, 3);
+    EXPECT_NE(run.err.find("File name too long"), std::string::npos) << run.err;
+    EXPECT_TRUE(fs::exists(scratch / "out/a.png"));
+    EXPECT_TRUE(fs::exists(scratch / "out/z/b.png"));
+    const auto lines = linesOf(run.out);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[1]["outcome"], "failed");
+    EXPECT_EQ(lines[1]["code"], 3);
+    EXPECT_FALSE(lines[1].contains("output"));
+    const ProgramRun inPlace = runDevelop({scratch / "in", "--in-place", "--dry-run"});
+    EXPECT_EQ(inPlace.code, 3);
+    EXPECT_NE(inPlace.err.find("File name too long"), std::string::npos) << inPlace.err;
+}
+
+TEST_F(DevelopFiles, ListsMayEndTheirLinesAsWindowsDoes) {
+    const std::string one = make("a.png"), two = make("b.png"), odd = scratch / "c.png\r";
+    fs::copy_file(one, odd);
+    const std::string lines = one + "\r\n\r\n" + odd + "\n" + two;
+    writeBytes(scratch / "list", {lines.begin(), lines.end()});
+    const ProgramRun run = runDevelop({"--list", scratch / "list", "-d", scratch / "out", "--format", "png", "--json"});
+    EXPECT_EQ(run.code, 0) << run.err;
+    const auto done = linesOf(run.out);
+    ASSERT_EQ(done.size(), 3u);
+    EXPECT_EQ(done[0]["input"], one);
+    EXPECT_EQ(done[1]["input"], odd) << "a name that ends so";
+    EXPECT_EQ(done[2]["input"], two);
+}
+
 TEST_F(DevelopFiles, ABadFileIsReportedAndTheOthersAreDone) {
     make("in/1.jpg");
     writeBytes(scratch / "in/2.jpg", {0xff, 0xd8, 0xff, 0xe0, 1, 2, 3});

@@ -71,8 +71,25 @@ TEST(Inputs, LightOfOpenExrIsEncodedAndClippedAloud) {
     EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 2), cv::Vec4w(65535, 65535, 65535, 65535));
     EXPECT_NEAR(read.pixels.at<cv::Vec4w>(0, 3)[1], 65535 * (1.055 * std::pow(0.5, 1 / 2.4) - 0.055), 2)
         << "not premultiplied";
-    ASSERT_EQ(read.notes.size(), 1u);
+    ASSERT_FALSE(read.notes.empty());
     EXPECT_EQ(read.notes[0], "values beyond white were clipped");
+}
+
+TEST(Inputs, TextsOfOpenExrThatAreLeftOutAreSaid) {
+    const Scratch scratch;
+    const auto output = OIIO::ImageOutput::create("openexr");
+    OIIO::ImageSpec spec(2, 1, 3, OIIO::TypeDesc::FLOAT);
+    spec.attribute("Copyright", "somebody");
+    spec.attribute("Scene", "the sea");
+    ASSERT_TRUE(output->open(scratch / "a.exr", spec));
+    const float pixels[6] = {0, 0.5f, 1, 0, 0.5f, 1};
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, pixels));
+    output->close();
+    const Photograph read = readPhotograph(scratch / "a.exr");
+    ASSERT_EQ(read.notes.size(), 1u);
+    EXPECT_EQ(read.notes[0].find("texts in the file's header were left out: "), 0u);
+    EXPECT_NE(read.notes[0].find("Copyright"), std::string::npos);
+    EXPECT_NE(read.notes[0].find("Scene"), std::string::npos);
 }
 
 TEST(Inputs, Jpeg2000HeifAndAvifAreRead) {

@@ -13,6 +13,7 @@
 #include <set>
 
 #include "photo/error.h"
+#include "tests/support/little_memory.h"
 
 namespace kestrova::photo {
 namespace {
@@ -205,6 +206,26 @@ TEST(Settings, JsonIsRefusedByTheNameOfWhatIsWrong) {
     EXPECT_TRUE(mentions(refused(R"({"version": 1, "size": 99999999999})"), "size"));
 }
 
+TEST(Settings, JsonOfMoreThanSettingsHaveIsRefusedBeforeItTakesMemory) {
+    const auto refused = [](const std::string& json) { return refusal([&] { Settings::fromJson(json); }); };
+    const auto repeated = [](const std::string& text, int times) {
+        std::string all;
+        for (int i = 0; i < times; ++i) all += text;
+        return all;
+    };
+    EXPECT_TRUE(mentions(refused(repeated("[", 17)), "nested"));
+    EXPECT_FALSE(mentions(refused(repeated("[", 16)), "nested"));
+    EXPECT_TRUE(mentions(refused(repeated("{\"a\":", 5000000)), "nested"));
+    EXPECT_TRUE(mentions(refused("[" + repeated("0,", 5000000) + "0]"), "at most 5000000 values"));
+    EXPECT_TRUE(mentions(refused("[" + repeated("[],", 5000000) + "[]]"), "at most 5000000 values"));
+    std::string members;
+    for (int i = 0; i < 257; ++i) members += (i ? ", \"" : "\"") + std::to_string(i) + "\": 0";
+    EXPECT_TRUE(mentions(refused("{" + members + "}"), "at most 256 members"));
+    EXPECT_TRUE(mentions(refused("]]]]"), "no JSON"));
+    EXPECT_TRUE(mentions(refused("{\"version\": 1, \"" + repeated("[", 20) + "\\\"{,:\": 1}"), "unknown key"))
+        << "brackets in a text are none";
+}
+
 TEST(Settings, PresetsHaveNamesOfTheirOwnAndAreInRange) {
     std::set<std::string> names;
     for (const Preset& each : presets()) {
@@ -222,6 +243,46 @@ TEST_F(SettingsFile, ComesBackAsItWas) {
     everything().save(path("a.json"));
     EXPECT_EQ(Settings::load(path("a.json")), everything());
     EXPECT_EQ(fileCount(), 1u) << "something else lies beside it";
+}
+
+/// `count` strokes, each of so many points.
+Settings painted(int count, int points) {
+    Stroke stroke;
+    for (int i = 0; i < points; ++i) stroke.points.push_back({std::sqrt(i + 2.0) / 40, std::sqrt(i + 3.0) / 40});
+    Settings settings;
+    settings.layers.resize(1);
+    settings.layers[0].mask.strokes.assign(static_cast<std::size_t>(count), stroke);
+    return settings;
+}
+
+TEST_F(SettingsFile, HoldsThousandsOfStrokes) {
+    const Settings settings = painted(3000, 200);
+    settings.save(path("a.json"));
+    EXPECT_EQ(Settings::load(path("a.json")), settings);
+}
+
+TEST_F(SettingsFile, IsNotReplacedByOneThatIsTooLargeToBeRead) {
+    everything().save(path("a.json"));
+    EXPECT_TRUE(mentions(refusal([&] { painted(1000, 1000).save(path("a.json")); }), "at most 64 MiB"));
+    EXPECT_EQ(Settings::load(path("a.json")), everything());
+}
+
+TEST_F(SettingsFile, ThatIsTooLargeIsRefused) {
+    std::ofstream(path("a.json")) << Settings().toJson();
+    std::filesystem::resize_file(path("a.json"), (std::uintmax_t{64} << 20) + 1);
+    EXPECT_TRUE(mentions(refusal([&] { Settings::load(path("a.json")); }), "at most 64 MiB"));
+}
+
+TEST_F(SettingsFile, ThatMemoryDoesNotSufficeForIsRefused) {
+    std::ofstream(path("a.json")) << std::string(60u << 20, ' ');
+    withLittleMemory(20u << 20, [&] {
+        try {
+            Settings::load(path("a.json"));
+        } catch (const Error& error) {
+            return error.kind() == Error::Kind::memory && mentions(error.what(), "a.json");
+        }
+        return false;
+    });
 }
 
 TEST_F(SettingsFile, IsReplacedWithItsMode) {

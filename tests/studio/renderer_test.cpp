@@ -49,7 +49,7 @@ protected:
     }
     void open(const std::string& path) {
         session.open(path);
-        renderer.open(path, session.settingsPtr());
+        renderer.open(path, session.settingsPtr(), stateOf(path));
         ASSERT_TRUE(waitFor([this] { return !renderer.photographSize().isEmpty(); }));
         view.area = QRectF({0, 0}, renderer.whole());
         renderer.setView(view, false);
@@ -211,7 +211,7 @@ TEST_F(RendererTest, APreviewIsShownAtTheSizeOfThePreparedPhotograph) {
     QSignalSpy prepared(&renderer, &Renderer::prepared), failed(&renderer, &Renderer::failed);
     view.zoom = 0.2;
     for (const bool preview : {true, false}) {
-        renderer.open(path, session.settingsPtr());
+        renderer.open(path, session.settingsPtr(), stateOf(path));
         if (preview) renderer.cancelPreparation();
         ASSERT_TRUE(waitFor([this] { return !renderer.photographSize().isEmpty(); }));
         EXPECT_EQ(renderer.photographSize(), QSize(5312, 2988));
@@ -232,7 +232,7 @@ TEST_F(RendererTest, ClosesDuringReadingAndPreparation) {
     const std::string path = photograph("dandelion_5312x2988.jpg");
     for (int delay : {0, 30, 120, 300, 700}) {
         Renderer other{Renderer::Options()};
-        other.open(path, std::make_shared<const photo::Settings>());
+        other.open(path, std::make_shared<const photo::Settings>(), stateOf(path));
         waitFor([] { return false; }, delay);
         other.close();
         EXPECT_TRUE(other.photographSize().isEmpty());
@@ -247,12 +247,12 @@ TEST_F(RendererTest, NothingComesFromAPhotographThatWasClosed) {
     for (int i = 0; i < 5; ++i) {
         renderer.setView(view, false);
         renderer.m_full->wait(50);  // for a frame, without the event loop
-        renderer.open(second, session.settingsPtr());
+        renderer.open(second, session.settingsPtr(), stateOf(second));
         frames.clear();
         settle();
         for (const auto& frame : frames) EXPECT_EQ(frame->whole, renderer.whole());
         EXPECT_TRUE(waitFor([&] { return progress.last()[0].toDouble() == 1; }));
-        renderer.open(first, session.settingsPtr());
+        renderer.open(first, session.settingsPtr(), stateOf(first));
         settle();
     }
 }
@@ -264,14 +264,14 @@ TEST_F(RendererTest, TheNextPhotographIsPreparedAheadUnlessItIsTooLarge) {
     renderer.prefetch(next);
     ASSERT_TRUE(waitFor([this] { return renderer.m_next && renderer.m_next->isPrepared(); }));
     QSignalSpy prepared(&renderer, &Renderer::prepared);
-    renderer.open(next, session.settingsPtr());
+    renderer.open(next, session.settingsPtr(), stateOf(next));
     EXPECT_EQ(prepared.count(), 1) << "at once";
 
     Renderer::Options small;
     small.prefetchMemory = 1 << 20;
     Renderer bounded(small);
     QObject::connect(&bounded, &Renderer::failed, [](int, const QString&) { FAIL() << "nobody has asked for it yet"; });
-    bounded.open(photograph(), session.settingsPtr());
+    bounded.open(photograph(), session.settingsPtr(), {});
     ASSERT_TRUE(waitFor([&] { return bounded.isPrepared(); }));
     bounded.prefetch(photograph("dandelion_5312x2988.jpg"));
     bounded.setView(view, false);
@@ -289,14 +289,14 @@ TEST_F(RendererTest, TheBoundOfWhatIsPreparedAheadEndsWhenItIsOpened) {
                                 photo::Development::memoryFor(read.pixels.size(), needed, {}, {});
     Renderer bounded(justEnough);
     QObject::connect(&bounded, &Renderer::failed, [](int, const QString& text) { FAIL() << qPrintable(text); });
-    bounded.open(photograph(), session.settingsPtr());
+    bounded.open(photograph(), session.settingsPtr(), {});
     view.area = QRectF(0, 0, 100, 100);
     bounded.setView(view, false);
     bounded.prefetch(next);
     ASSERT_TRUE(waitFor([&] { return bounded.m_next && bounded.m_next->isPrepared(); }));
     auto layered = std::make_shared<photo::Settings>();
     for (int i = 0; i < 8; ++i) layered->layers.emplace_back().adjustments.light.brightness = 0.5f;
-    bounded.open(next, layered);
+    bounded.open(next, layered, stateOf(next));
     view.area = QRectF({0, 0}, bounded.whole());
     bounded.setView(view, false);
     EXPECT_TRUE(waitFor([&] { return bounded.isSettled(); }));
@@ -307,14 +307,14 @@ TEST_F(RendererTest, APhotographThatIsOpenedWhileItIsReadAheadIsShownThoughItIsT
     small.prefetchMemory = 1 << 20;
     Renderer bounded(small);
     QObject::connect(&bounded, &Renderer::failed, [](int, const QString& text) { FAIL() << qPrintable(text); });
-    bounded.open(photograph(), session.settingsPtr());
+    bounded.open(photograph(), session.settingsPtr(), {});
     view.area = QRectF(0, 0, 100, 100);
     bounded.setView(view, false);
     ASSERT_TRUE(waitFor([&] { return bounded.isSettled(); }));
     const std::string next = photograph("dandelion_5312x2988.jpg");
     bounded.prefetch(next);
     ASSERT_TRUE(bounded.m_next);
-    bounded.open(next, session.settingsPtr());
+    bounded.open(next, session.settingsPtr(), stateOf(next));
     ASSERT_TRUE(bounded.m_full->options().memory) << "the same worker goes on";
     EXPECT_TRUE(waitFor([&] { return bounded.isPrepared(); }));
 }
@@ -334,7 +334,7 @@ TEST_F(RendererTest, APhotographThatIsReplacedAfterItWasPreparedAheadIsReadAnew)
     renderer.prefetch(next);
     ASSERT_TRUE(waitFor([this] { return renderer.m_next && renderer.m_next->isPrepared(); }));
     std::filesystem::rename(photograph("dandelion_768x512.png"), next);
-    renderer.open(next, session.settingsPtr());
+    renderer.open(next, session.settingsPtr(), stateOf(next));
     settle();
     EXPECT_EQ(renderer.photographSize(), QSize(768, 512));
 }
@@ -347,7 +347,7 @@ TEST_F(RendererTest, WhatWasPreparedOrFailedAheadIsSeenThoughTheWindowWasBusy) {
         renderer.prefetch(next);
         ASSERT_TRUE(renderer.m_next);
         renderer.m_next->wait(1000);  // without the event loop
-        renderer.open(next, session.settingsPtr());
+        renderer.open(next, session.settingsPtr(), stateOf(next));
         EXPECT_TRUE(waitFor([&] { return renderer.isSettled() || failed.count() == 1; })) << next;
     }
     EXPECT_EQ(failed.count(), 1);
@@ -357,7 +357,7 @@ TEST_F(RendererTest, AFileThatIsNoPhotographIsAFailureAndNothingElse) {
     photo::writeBytes(scratch / "a.jpg", {1, 2, 3});
     QSignalSpy failed(&renderer, &Renderer::failed);
     for (const std::string& path : {scratch / "a.jpg", scratch / "none.jpg", scratch.path()}) {
-        renderer.open(path, session.settingsPtr());
+        renderer.open(path, session.settingsPtr(), stateOf(path));
         ASSERT_TRUE(waitFor([&] { return failed.count() == 1; })) << path;
         EXPECT_FALSE(failed.takeFirst()[1].toString().isEmpty());
     }

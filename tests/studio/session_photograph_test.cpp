@@ -139,6 +139,32 @@ TEST_F(SessionPhotographTest, ASidecarThatCouldNotBeWrittenIsNotOneThatWasRemove
     EXPECT_EQ(later.settings().light.brightness, 0.5f);
 }
 
+TEST_F(SessionPhotographTest, ItsThumbnailShowsSettingsThatAreInNoSidecarYet) {
+    session.open(path);
+    fs::create_directories(sidecar);  // in the way
+    session.setValue(slider("brightness"), 0.5f);
+    EXPECT_FALSE(session.saveNow());
+    EXPECT_EQ(session.savedSettingsReader()(path).light.brightness, 0.5f) << "while they wait";
+    fs::remove(sidecar);
+    Session later(dataFolder());
+    const auto latest = later.savedSettingsReader();
+    EXPECT_EQ(latest(path).light.brightness, 0.5f) << "of the history";
+    Settings bright;
+    bright.light.brightness = 0.25f;
+    bright.save(sidecar);
+    EXPECT_EQ(latest(path).light.brightness, 0.25f);
+    fs::remove(sidecar);
+    replaceBy(other);
+    EXPECT_EQ(latest(path), Settings()) << "another photograph";
+}
+
+TEST_F(SessionPhotographTest, ItsThumbnailShowsNoSettingsWhoseSidecarWasRemoved) {
+    edit(0.25f);
+    EXPECT_EQ(session.savedSettingsReader()(path).light.brightness, 0.25f);
+    fs::remove(sidecar);
+    EXPECT_EQ(session.savedSettingsReader()(path), Settings());
+}
+
 TEST_F(SessionPhotographTest, SettingsThatCouldNotBeSavedDoNotReachAnotherOneUnderTheSameName) {
     fs::copy_file(path, copy);
     session.open(path);

@@ -126,6 +126,17 @@ TEST_F(SessionTest, WhatAnotherProgramWroteIsAStepOfItsOwn) {
     EXPECT_EQ(session->settings().light.brightness, 0.25f);
 }
 
+TEST_F(SessionTest, AHostileSidecarIsSaidAndEndsNothing) {
+    const std::string path = photograph(), sidecar = Settings::sidecarOf(path);
+    for (const char byte : {'[', ','}) {
+        photo::writeBytes(sidecar, std::vector<unsigned char>(64 << 20, static_cast<unsigned char>(byte)));
+        const QSignalSpy said(session.get(), &Session::message);
+        session->open(path);
+        EXPECT_EQ(said.count(), 1);
+        EXPECT_EQ(session->settings(), Settings());
+    }
+}
+
 TEST_F(SessionTest, ASidecarThatCannotBeReadIsSaidAndKept) {
     const std::string path = photograph(), sidecar = Settings::sidecarOf(path);
     photo::writeBytes(sidecar, {'{', '"', 'x'});

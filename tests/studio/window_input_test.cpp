@@ -163,6 +163,28 @@ TEST_F(WindowTest, APhotographThatAnotherProgramReplacesIsShownAsItThenIs) {
     EXPECT_EQ(window->renderer()->photographSize(), QSize(768, 512));
     EXPECT_EQ(window->session()->settings().colour.tint, 0.4f);
     EXPECT_EQ(window->session()->history()->count(), 1);
+    EXPECT_TRUE(window->messageText().contains("Its settings are kept")) << "which may be those of another photograph";
+}
+
+TEST_F(WindowTest, APhotographThatIsReplacedTogetherWithItsSidecarIsOpenedWithoutSettings) {
+    const std::string path = photograph(), sidecar = photo::Settings::sidecarOf(path);
+    open(path);
+    window->session()->setValue(photo::slider("tint"), 0.4f);
+    ASSERT_TRUE(window->session()->saveNow());
+    settle();
+    std::filesystem::copy_file(path, scratch / "old.png");
+    std::filesystem::remove(sidecar);
+    std::filesystem::copy_file(KESTROVA_PHOTOS "/dandelion_768x512.png", scratch / "new.png");
+    std::filesystem::rename(scratch / "new.png", path);
+    EXPECT_TRUE(
+        waitFor([&] { return window->isSettled() && window->renderer()->photographSize() == QSize(768, 512); }));
+    EXPECT_EQ(window->session()->settings(), photo::Settings());
+    EXPECT_EQ(window->session()->history()->count(), 0);
+    EXPECT_TRUE(window->messageText().contains("without settings"));
+    EXPECT_FALSE(std::filesystem::exists(sidecar));
+    std::filesystem::rename(scratch / "old.png", path);
+    open(path);
+    EXPECT_EQ(window->session()->history()->text(0), "Colour: Tint") << "the history comes back with its photograph";
 }
 
 TEST_F(WindowTest, APhotographThatIsTakenAwayStaysSeen) {
@@ -199,7 +221,7 @@ TEST_F(WindowTest, ASliderThatMovesDuringAReloadKeepsThePlaceThatIsSeen) {
     view->zoomAbout(middle() + QPoint(60, 40), 3);
     settle();
     const QRectF seen = view->transform().seen();
-    window->renderer()->open(path, window->session()->settingsPtr());
+    window->renderer()->open(path, window->session()->settingsPtr(), stateOf(path));
     ASSERT_TRUE(window->renderer()->photographSize().isEmpty());
     window->session()->setValue(photo::slider("brightness"), 0.5f);
     EXPECT_EQ(view->transform().seen(), seen);

@@ -1609,6 +1609,14 @@
         <source>Not exported: %1</source>
         <translation>Nicht exportiert: %1</translation>
     </message>
+    <message>
+        <source>Another program has replaced this photograph, and its file of settings is gone: it is shown without settings. The earlier ones are kept.</source>
+        <translation>Ein anderes Programm hat dieses Foto ersetzt, und die Datei mit seinen Einstellungen fehlt: Es wird ohne Einstellungen gezeigt. Die früheren bleiben erhalten.</translation>
+    </message>
+    <message>
+        <source>Another program has changed this photograph. Its settings are kept: if it is another photograph now, undo them.</source>
+        <translation>Ein anderes Programm hat dieses Foto geändert. Seine Einstellungen bleiben: Ist es jetzt ein anderes Foto, nehmen Sie sie zurück.</translation>
+    </message>
 </context>
 <context>
     <name>kestrova::studio::MessageBar</name>
@@ -1763,6 +1771,10 @@
     <message>
         <source>%1, %2</source>
         <translation>%1, %2</translation>
+    </message>
+    <message>
+        <source>There is not enough memory for the file %1 with the settings of this photograph.</source>
+        <translation>Für die Datei %1 mit den Einstellungen dieses Fotos reicht der Speicher nicht.</translation>
     </message>
 </context>
 <context>

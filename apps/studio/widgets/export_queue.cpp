@@ -90,7 +90,8 @@ void ExportQueue::run(const std::shared_ptr<Entry>& entry) {
             throw photo::Error(photo::Error::Kind::input, target + ": is there already");
         photo::DevelopFileOptions options = job.options;
         if (!options.threads) options.threads = std::max(1, QThread::idealThreadCount() / 2);
-        for (const std::string& note : photo::developFile(source, job.settings, target, options, &entry->control).notes)
+        const auto develop = job.replace ? photo::developFile : photo::developToNewFile;
+        for (const std::string& note : develop(source, job.settings, target, options, &entry->control).notes)
             notes << fileName(note);
         message = notes.join('\n');
     } catch (const photo::Error& error) {

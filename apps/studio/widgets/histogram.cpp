@@ -2,7 +2,7 @@
 
 namespace kestrova::studio {
 
-Histogram Histogram::of(const cv::Mat& bgra) {
+Histogram Histogram::of(const cv::Mat& bgra, unsigned brightEnd) {
     CV_Assert(bgra.empty() || bgra.type() == CV_8UC4);
     // Neighbours often have the same values: two sets of counters in turn do not wait for each other.
     std::array<std::array<Counts, 4>, 2> sets{};
@@ -17,7 +17,7 @@ Histogram Histogram::of(const cv::Mat& bgra) {
             ++counts[2][blue];
             ++counts[3][(299 * red + 587 * green + 114 * blue + 500) / 1000];
             histogram.dark += (blue == 0) | (green == 0) | (red == 0);
-            histogram.bright += (blue == 255) | (green == 255) | (red == 255);
+            histogram.bright += (blue >= brightEnd) | (green >= brightEnd) | (red >= brightEnd);
         }
     }
     for (const auto& counts : sets)
@@ -31,12 +31,13 @@ Histogram Histogram::of(const cv::Mat& bgra) {
     return histogram;
 }
 
-Histogram Histogram::of(const QImage& image) {
+Histogram Histogram::of(const QImage& image, unsigned brightEnd) {
     const QImage argb = image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32
                             ? image
                             : image.convertToFormat(QImage::Format_ARGB32);
     return of(cv::Mat(argb.height(), argb.width(), CV_8UC4, const_cast<uchar*>(argb.constBits()),
-                      static_cast<std::size_t>(argb.bytesPerLine())));
+                      static_cast<std::size_t>(argb.bytesPerLine())),
+              brightEnd);
 }
 
 }  // namespace kestrova::studio

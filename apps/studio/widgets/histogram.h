@@ -15,12 +15,12 @@ struct Histogram {
     Counts luminance{};  ///< 0.299 R + 0.587 G + 0.114 B, rounded
     std::uint64_t pixels = 0;
     std::uint64_t dark = 0;    ///< pixels with a channel at 0
-    std::uint64_t bright = 0;  ///< pixels with a channel at 255
+    std::uint64_t bright = 0;  ///< pixels with a channel at `brightEnd` or above
 
     /// Of CV_8UC4: B, G, R, A. Alpha is ignored.
-    static Histogram of(const cv::Mat& bgra);
+    static Histogram of(const cv::Mat& bgra, unsigned brightEnd = 255);
     /// Of any image with 8 bits a channel or fewer.
-    static Histogram of(const QImage& image);
+    static Histogram of(const QImage& image, unsigned brightEnd = 255);
 };
 
 }  // namespace kestrova::studio

@@ -55,8 +55,9 @@ QSize HistogramView::sizeHint() const { return {264, 120}; }
 
 QSize HistogramView::minimumSizeHint() const { return {120, 80}; }
 
-void HistogramView::setImage(const QImage& image) {
+void HistogramView::setImage(const QImage& image, unsigned brightEnd) {
     ++m_generation;
+    m_brightEnd = brightEnd;
     m_next = image;
     if (!m_counting) countNext();
 }
@@ -64,9 +65,9 @@ void HistogramView::setImage(const QImage& image) {
 void HistogramView::countNext() {
     if (m_next.isNull()) return;
     m_counting = true;
-    m_pool.start([this, image = std::exchange(m_next, {}), generation = m_generation] {
+    m_pool.start([this, image = std::exchange(m_next, {}), brightEnd = m_brightEnd, generation = m_generation] {
         standBack(Background::tiles);
-        const Histogram histogram = Histogram::of(image);
+        const Histogram histogram = Histogram::of(image, brightEnd);
         QMetaObject::invokeMethod(this, [this, histogram, generation] {
             m_counting = false;
             if (generation == m_generation) {

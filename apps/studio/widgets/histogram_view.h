@@ -19,8 +19,9 @@ public:
     explicit HistogramView(QWidget* parent = nullptr);
     ~HistogramView() override;
 
-    /// Counts an image with 8 bits a channel, whose pixels are shared, not copied.
-    void setImage(const QImage& image);
+    /// Counts an image with 8 bits a channel, whose pixels are shared, not copied. From `brightEnd` on a channel counts
+    /// as clipped.
+    void setImage(const QImage& image, unsigned brightEnd = 255);
     void setHistogram(const Histogram& histogram);
     void clear();
     const Histogram& histogram() const { return m_histogram; }
@@ -48,6 +49,7 @@ private:
     void countNext();
 
     Histogram m_histogram;
+    unsigned m_brightEnd = 255;
     QImage m_next;  // waits until the count under way is done
     bool m_counting = false;
     bool m_darkShown = false, m_brightShown = false;

@@ -52,15 +52,14 @@ QString ThumbnailCache::defaultFolder() {
     return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + "/thumbnails";
 }
 
-ThumbnailKey ThumbnailCache::keyOf(const QString& path) {
+ThumbnailKey ThumbnailCache::keyOf(const QString& path, const photo::Settings& settings) {
     QCryptographicHash hash(QCryptographicHash::Sha1);
-    hash.addData(QFile::encodeName(QFileInfo(path).absoluteFilePath()));
-    for (const QString& file : {path, fileName(photo::Settings::sidecarOf(fileName(path)))}) {
-        const QFileInfo info(file);
-        if (!info.exists()) continue;
+    const QFileInfo info(path);
+    hash.addData(QFile::encodeName(info.absoluteFilePath()));
+    if (info.exists())
         hash.addData('\0' + QByteArray::number(info.size()) + ' ' +
                      QByteArray::number(info.lastModified().toMSecsSinceEpoch()));
-    }
+    if (settings != photo::Settings()) hash.addData('\0' + QByteArray::fromStdString(settings.toJson()));
     return {QString::fromLatin1(hash.result().toHex())};
 }
 

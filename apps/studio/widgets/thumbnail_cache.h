@@ -13,12 +13,12 @@ namespace kestrova::studio {
 QImage makeThumbnail(const QString& path, int longEdge, const photo::Settings& settings = {},
                      photo::Control* control = nullptr);
 
-/// Names the thumbnail of a photograph as its file and its sidecar are at one moment.
+/// Names the thumbnail of a photograph as its file is at one moment, with some settings.
 struct ThumbnailKey {
     QString hash;
 };
 
-/// Thumbnails on the disk, found by the photograph's path and by size and time of change of its file and its sidecar,
+/// Thumbnails on the disk, found by the photograph's path, by size and time of change of its file and by its settings,
 /// so that one that has changed gets a new one. The ones that were used longest ago go when there are too many. Nothing
 /// here is worth a message: what cannot be stored is made again. One thread at a time.
 class ThumbnailCache {
@@ -30,8 +30,8 @@ public:
     /// Below `QStandardPaths::CacheLocation`.
     static QString defaultFolder();
 
-    /// As the photograph's file and its sidecar are now.
-    static ThumbnailKey keyOf(const QString& path);
+    /// As the photograph's file is now.
+    static ThumbnailKey keyOf(const QString& path, const photo::Settings& settings = {});
     /// Null if there is none.
     QImage find(const ThumbnailKey& key) const;
     void store(const ThumbnailKey& key, const QImage& thumbnail);

@@ -20,12 +20,15 @@ namespace {
 constexpr qsizetype kMostKilobytes = 96 << 10;  // of thumbnails in memory, 400 or so
 constexpr qsizetype kMostAsked = 64;            // more than a view shows; the others are asked for when they are back
 
-/// What the sidecar says; nothing if it cannot be read.
-std::optional<photo::Settings> savedSettings(const QString& path) {
-    const std::string sidecar = photo::Settings::sidecarOf(fileName(path));
-    if (!QFileInfo::exists(fileName(sidecar))) return photo::Settings();
+photo::Settings settingsOfSidecar(const std::string& path) {
+    const std::string sidecar = photo::Settings::sidecarOf(path);
+    return QFileInfo::exists(fileName(sidecar)) ? photo::Settings::load(sidecar) : photo::Settings();
+}
+
+/// Nothing if they cannot be read.
+std::optional<photo::Settings> settingsOf(const QString& path, const ThumbnailModel::SettingsReader& read) {
     try {
-        return photo::Settings::load(sidecar);
+        return read(fileName(path));
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -34,7 +37,7 @@ std::optional<photo::Settings> savedSettings(const QString& path) {
 }  // namespace
 
 ThumbnailModel::ThumbnailModel(ThumbnailCache cache, QObject* parent)
-    : QAbstractListModel(parent), m_images(kMostKilobytes), m_cache(std::move(cache)) {
+    : QAbstractListModel(parent), m_images(kMostKilobytes), m_settingsOf(settingsOfSidecar), m_cache(std::move(cache)) {
     m_pool.setMaxThreadCount(1);
 }
 
@@ -132,8 +135,8 @@ void ThumbnailModel::makeNext() {
     m_making = m_asked.takeFirst();
     m_pool.start([this, path = m_making] {
         standBack(Background::tiles);
-        const ThumbnailKey key = ThumbnailCache::keyOf(path);
-        const std::optional<photo::Settings> settings = savedSettings(path);
+        const std::optional<photo::Settings> settings = settingsOf(path, m_settingsOf);
+        const ThumbnailKey key = ThumbnailCache::keyOf(path, settings.value_or(photo::Settings()));
         Result result{path, m_cache.find(key), {}, settings != photo::Settings()};
         try {
             if (result.image.isNull()) {

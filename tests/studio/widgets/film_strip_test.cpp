@@ -104,6 +104,18 @@ TEST_F(Thumbnails, OfAChangedFileAreMadeAnew) {
     EXPECT_TRUE(found().isNull());
 }
 
+TEST_F(Thumbnails, OfOtherSettingsAreMadeAnew) {
+    const QString photograph = make("a.png", 60, 40);
+    photo::Settings turned;
+    turned.rotate = 90;
+    for (const photo::Settings& settings : {photo::Settings(), turned, photo::Settings()}) {
+        ThumbnailModel model(cache(), nullptr);
+        model.setSettingsReader([&](const std::string&) { return settings; });
+        model.setPaths({photograph});
+        EXPECT_EQ(imageOf(model, 0).size(), settings == turned ? QSize(40, 60) : QSize(60, 40));
+    }
+}
+
 TEST_F(Thumbnails, OfAFileThatChangesWhileItsThumbnailIsMadeAreMadeAgain) {
     ThumbnailModel model(cache(), nullptr);
     const QString photograph = make("a.png", 60, 40);

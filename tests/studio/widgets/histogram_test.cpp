@@ -54,6 +54,13 @@ void expectCounts(const Histogram& histogram, const cv::Mat& bgra) {
     EXPECT_EQ(histogram.pixels, bgra.total());
 }
 
+TEST(Histogram, CountsAsBrightWhatTheWarningMarks) {
+    const cv::Mat pixels =
+        (cv::Mat_<cv::Vec4b>(1, 3) << cv::Vec4b(250, 9, 9, 255), cv::Vec4b(9, 251, 9, 255), cv::Vec4b(9, 9, 255, 255));
+    EXPECT_EQ(Histogram::of(pixels).bright, 1u);
+    EXPECT_EQ(Histogram::of(pixels, 251).bright, 2u);
+}
+
 TEST(Histogram, CountsEveryPixel) {
     for (const cv::Size size : {cv::Size(1, 1), cv::Size(17, 1), cv::Size(1, 9), cv::Size(64, 48), cv::Size(123, 77)})
         expectCounts(Histogram::of(noise(size.height, size.width, 1)), noise(size.height, size.width, 1));

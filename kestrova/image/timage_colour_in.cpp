@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -67,13 +68,7 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
     const auto luminanceOf = [](const Pixel& p) {
         return nearestFloat(luminance(static_cast<float>(p.r), static_cast<float>(p.g), static_cast<float>(p.b)));
     };
-    constexpr std::ptrdiff_t kAhead = 256;  // blocks
-    const auto ask = [&](std::ptrdiff_t j) {
-        constexpr std::size_t kBytes = 8 * kAskedAtOnce * sizeof *upper;
-        prefetch(upper + 8 * (j + kAhead), kBytes);
-        prefetch(lower + 8 * (j + kAhead), kBytes);
-    };
-    forEachAsking(n, ask, [&](std::ptrdiff_t j) {
+    for (std::ptrdiff_t j = 0; j < n; ++j) {
         const Pixel p = Format::at(upper, 2 * j), q = Format::at(upper, 2 * j + 1);
         const Pixel s = Format::at(lower, 2 * j), t = Format::at(lower, 2 * j + 1);
         const int yp = luminanceOf(p), yq = luminanceOf(q), ys = luminanceOf(s), yt = luminanceOf(t);
@@ -83,7 +78,7 @@ KESTROVA_KERNEL void blockRow(const typename Format::Element* __restrict upper,
         c0[j] = difference(p.r + q.r + s.r + t.r, sum);
         c1[j] = difference(p.b + q.b + s.b + t.b, sum);
         m[j] = static_cast<uchar>((p.a + q.a + s.a + t.a) >> 10);
-    });
+    }
 }
 
 // `in` is interleaved in the order of `Format`; `noMemory` is what a conversion without memory throws.
@@ -104,9 +99,24 @@ void toYCM(const TImage& in, TImage& y, TImage& c, TImage& m, const char* noMemo
         fail("ERROR - TImage::rgba16uToYCM - y, c or m cannot be resized");
     const auto luminance = outY.plane<ushort>();
     const auto c0 = outC.plane<uchar>(0), c1 = outC.plane<uchar>(1), alpha = outM.plane<uchar>();
+    // Pixels that no cache holds any more are asked for a piece ahead.
+    constexpr std::size_t kInCaches = std::size_t{1} << 24;
+    const std::size_t rowBytes = 4 * sizeof(typename Format::Element) * static_cast<std::size_t>(size.width);
+    const bool ahead = rowBytes * static_cast<std::size_t>(size.height) > kInCaches;
+    const int blocks = size.width / 2, piece = ahead ? std::min(blocks, 256) : blocks;
     parallelRows(size.height / 2, 2 * size.width, [&](int i) noexcept {
-        blockRow<Format>(pixels.row(2 * i), pixels.row(2 * i + 1), luminance.row(2 * i), luminance.row(2 * i + 1),
-                         c0.row(i), c1.row(i), alpha.row(i), size.width / 2);
+        const auto *const upper = pixels.row(2 * i), *const lower = pixels.row(2 * i + 1);
+        for (int done = 0; done < blocks; done += piece) {
+            const std::ptrdiff_t j = done;
+            if (ahead) {
+                const std::size_t bytes = 8 * sizeof *upper * static_cast<std::size_t>(piece);
+                prefetch(upper + 8 * (j + piece), bytes);
+                prefetch(lower + 8 * (j + piece), bytes);
+            }
+            blockRow<Format>(upper + 8 * j, lower + 8 * j, luminance.row(2 * i) + 2 * j,
+                             luminance.row(2 * i + 1) + 2 * j, c0.row(i) + j, c1.row(i) + j, alpha.row(i) + j,
+                             std::min(blocks - done, piece));
+        }
     });
     outY.resized();
     outC.resized();

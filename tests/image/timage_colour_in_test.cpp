@@ -47,6 +47,21 @@ TEST(TImageColour, HostsPixelsBecomeWhatTheirOrderSaysAndStayAsTheyAre) {
     }
 }
 
+TEST(TImageColour, PicturesBeyondTheCachesComeInPiecesOfRows) {
+    const cv::Size s(2 * 256 * 5 + 7, 1701);
+    const cv::Mat bgra = randomPlane(s.height, s.width, CV_8UC4), words = widened(swapped(bgra));
+    ASSERT_GT(bgra.total() * bgra.elemSize(), std::size_t{1} << 24);
+    Ycm expected(sizeOf(s));
+    toYcm(words, expected);
+    withThreadCounts([&](int) {
+        Ycm out(sizeOf(s)), fromWords(sizeOf(s));
+        TImage::bgra8uToTImage(bgra.ptr(), static_cast<int>(bgra.step), s.width, s.height, out.y, out.c, out.m);
+        EXPECT_TRUE(out.sameAs(expected));
+        TImage::rgba16uToYCM(imageOf(TImage::IM_RGBA16U, words), fromWords.y, fromWords.c, fromWords.m);
+        EXPECT_TRUE(fromWords.sameAs(expected));
+    });
+}
+
 TEST(TImageColour, ImagesGetTheirSizesOnTheWayIn) {
     const cv::Mat rgba = randomPlane(5, 7, CV_16UC4);
     Ycm out;

@@ -24,12 +24,12 @@
 /// rather than followed, in squared units of the guide; on the scale 0..1 usual values are 0.0001 (only faint texture
 /// goes) to 0.1 (close to a box mean). With eps 0 a flat window of a single guide gives 0 / 0, which is NaN.
 ///
-/// Cost: a window's sums take the same time whatever r is, and a row of windows that of 2r columns more than the plane
-/// has, since the windows reach beyond it: a plane narrower than r takes its rows times 2r. Rows are done eight at a
-/// time. Beside its planes `setup` works on 2r + 16 rows of each coefficient (two of them, four with three planes of
-/// guide) of a panel of its columns for each thread, 2.5 MiB at most, or, where panels would be narrow, on r + 1 rows
-/// of narrow stripes, 2 MiB, and on a few rows of sums. All threads have work whatever r is. `stripProc` keeps 2r + 16
-/// rows of its panels.
+/// Cost: from r = 4 on a window's sums take the same time whatever r is; narrower windows are added anew for each pixel
+/// and take less. A row of windows takes the time of 2r columns more than the plane has, since the windows reach beyond
+/// it: a plane narrower than r takes its rows times 2r. Rows are done eight at a time. Beside its planes `setup` works
+/// on 2r + 16 rows of each coefficient (two of them, four with three planes of guide) of a panel of its columns for
+/// each thread, 2.5 MiB at most, or, where panels would be narrow, on r + 1 rows of narrow stripes, 2 MiB, and on a few
+/// rows of sums. All threads have work whatever r is. `stripProc` keeps 2r + 16 rows of its panels.
 ///
 /// Copies share the planes of the model, so that a new `setup` of the same size on one changes the other too. `proc`
 /// may run on several threads at once. The number of threads changes no bit of a result.

@@ -24,7 +24,8 @@ std::vector<File> newestFirst(const std::string& folder) {
     std::error_code error;
     for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
         std::error_code gone;
-        if (at->path().filename().string().find(".journal") == std::string::npos) continue;
+        // Not those that are put aside, ".journal." and more: they alone may hold settings.
+        if (at->path().extension() != ".journal") continue;
         const File file{at->path(), at->file_size(gone), at->last_write_time(gone)};
         if (!gone) files.push_back(file);
     }

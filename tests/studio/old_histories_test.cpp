@@ -53,6 +53,13 @@ TEST_F(OldHistories, ThoseWhoseSettingsAreInNoSidecarStay) {
     EXPECT_EQ(scratch.names(), std::vector<std::string>{"1.journal"});
 }
 
+TEST_F(OldHistories, ThoseThatArePutAsideStay) {
+    fs::rename(journal(0), scratch / "0.journal.abc");
+    journal(1);
+    remove(0);
+    EXPECT_EQ(scratch.names(), std::vector<std::string>{"0.journal.abc"});
+}
+
 TEST_F(OldHistories, OtherFilesAndAFolderThatIsNotThereAreLeftAlone) {
     std::ofstream(scratch / "notes") << "a";
     remove(0);

@@ -98,8 +98,24 @@ private:
             return true;
         }
         // Where the file system does not know that, as NFS: a second name, of which the first is removed afterwards.
-        return (errno == EINVAL || errno == ENOSYS) &&
-               ::linkat(m_folder, m_name.c_str(), m_folder, name.c_str(), 0) == 0;
+        if (errno != EINVAL && errno != ENOSYS) return false;
+        if (::linkat(m_folder, m_name.c_str(), m_folder, name.c_str(), 0) == 0) return true;
+        return errno != EEXIST && claim(name);
+    }
+
+    // Where files have one name only, as on FAT: an empty file takes the name, and is replaced.
+    bool claim(const std::string& name) {
+        const int empty = ::openat(m_folder, name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+        if (empty < 0) return false;
+        ::close(empty);
+        if (::renameat(m_folder, m_name.c_str(), m_folder, name.c_str()) == 0) {
+            m_name.clear();
+            return true;
+        }
+        const int error = errno;
+        ::unlinkat(m_folder, name.c_str(), 0);
+        errno = error;
+        return false;
     }
 
     bool linkToUniqueName() {

@@ -30,6 +30,7 @@ namespace {
 
 bool namelessFilesAreRefused = false;
 bool renamingToFreeNamesIsUnknown = false;
+bool secondNamesAreRefused = false;
 std::function<void()> beforeNaming;          // as another process would
 std::atomic<bool>* isNamedBeside = nullptr;  // shared with a writer that is killed: between naming and replacing
 
@@ -55,6 +56,10 @@ extern "C" int openat(int folder, const char* path, int flags, ...) {
 // Nor are names given without passing here.
 extern "C" int linkat(int from, const char* path, int folder, const char* name, int flags) noexcept {
     act();
+    if (secondNamesAreRefused) {
+        errno = EPERM;
+        return -1;
+    }
     if (isNamedBeside && std::strncmp(name, ".kestrova-", 10) == 0) *isNamedBeside = true;
     return static_cast<int>(::syscall(SYS_linkat, from, path, folder, name, flags));
 }
@@ -256,6 +261,20 @@ TEST(Targets, ThatAppearWhileANewFileIsWrittenAreNotReplaced) {
             EXPECT_EQ(scratch.names(), (Names{"a.png", "b.png"}));
         }
     namelessFilesAreRefused = renamingToFreeNamesIsUnknown = false;
+}
+
+TEST(Targets, ThatAppearAreNotReplacedWhereFilesHaveOneNameOnly) {
+    const Photograph fresh = colourful(20, 30);
+    namelessFilesAreRefused = renamingToFreeNamesIsUnknown = secondNamesAreRefused = true;
+    const Scratch scratch;
+    const std::string path = scratch / "a.png";
+    beforeNaming = [&] { writeBytes(path, {1, 2, 3}); };
+    EXPECT_EQ(kindOf([&] { writeNewPhotograph(fresh, path); }, "a.png: is there already"), Error::Kind::input);
+    EXPECT_EQ(bytesOf(path), (std::vector<unsigned char>{1, 2, 3}));
+    writeNewPhotograph(fresh, scratch / "b.png");
+    EXPECT_TRUE(same(readPhotograph(scratch / "b.png").pixels, fresh.pixels));
+    EXPECT_EQ(scratch.names(), (Names{"a.png", "b.png"}));
+    namelessFilesAreRefused = renamingToFreeNamesIsUnknown = secondNamesAreRefused = false;
 }
 
 TEST(Targets, AreWrittenWithoutProc) {

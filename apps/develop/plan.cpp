@@ -247,12 +247,15 @@ void checkSavedSettings(const std::string& path) {
 
 std::vector<Task> planTasks(const Options& options) {
     const std::vector<Found> found = findAll(options);
+    const auto unreadable = std::find_if(found.begin(), found.end(), [](const Found& f) { return !f.trouble.empty(); });
+    if (unreadable != found.end() && (options.shards > 1 || !options.output.empty()))
+        throw Error(Error::Kind::file, unreadable->trouble);
     std::vector<Task> tasks;
     if (!options.output.empty()) {
         if (found.size() != 1)
             throw Error(Error::Kind::input,
                         "-o takes one photograph, not " + std::to_string(found.size()) + "; -d takes many");
-        tasks.push_back({found[0].path.string(), options.output, found[0].trouble});
+        tasks.push_back({found[0].path.string(), options.output});
     } else if (options.inPlace) {
         tasks = tasksInPlace(found, options);
     } else {

@@ -15,8 +15,9 @@ struct Task {
 };
 
 /// All photographs that the command line names, folders searched, in a settled order, with distinct targets, of this
-/// shard. A folder that cannot be read is a task that fails. Throws `photo::Error` before anything is written: for a list that cannot be read, targets that are inputs,
-/// that are there already or that cannot be written.
+/// shard. A folder that cannot be read is a task that fails; where several shards share the tasks it is an error, since
+/// each must find the same ones. Throws `photo::Error` before anything is written: for a list that cannot be read,
+/// targets that are inputs, that are there already or that cannot be written.
 std::vector<Task> planTasks(const Options& options);
 
 }  // namespace kestrova::develop

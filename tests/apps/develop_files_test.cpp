@@ -249,6 +249,17 @@ TEST_F(DevelopFiles, ExitCodesTellUsageFilesAndMemoryApart) {
     EXPECT_EQ(scratch.names(), Names{"a.png"});
 }
 
+TEST_F(DevelopFiles, AFolderThatCannotBeReadStopsAShardSinceItsNumbersMightNotBeThoseOfTheOthers) {
+    make("in/a.png");
+    makeUnreadable(scratch / "in");
+    for (const char* shard : {"1/2", "2/2"}) {
+        const ProgramRun run = runDevelop({scratch / "in", "-d", scratch / "out", "--shard", shard});
+        EXPECT_EQ(run.code, 3);
+        EXPECT_NE(run.err.find("File name too long"), std::string::npos) << run.err;
+        EXPECT_FALSE(fs::exists(scratch / "out/a.png"));
+    }
+}
+
 TEST_F(DevelopFiles, AFolderThatCannotBeMadeIsRefusedBeforeAnyWork) {
     const std::string in = make("a.png"), settings = scratch / "s.json";
     for (const std::string& folder : {in, in + "/below"}) {

@@ -164,7 +164,7 @@ void MainWindow::reload(const FileState& now, bool hasSidecar) {
     if (isEdited)
         m_messages->say(
             tr("Another program has changed this photograph. Its settings are kept: if it is another "
-               "photograph now, undo them."));
+               "photograph now, reset them."));
     else
         statusBar()->showMessage(tr("Another program has changed the photograph."), 5000);
 }

@@ -71,8 +71,9 @@ TEST(Inputs, LightOfOpenExrIsEncodedAndClippedAloud) {
     EXPECT_EQ(read.pixels.at<cv::Vec4w>(0, 2), cv::Vec4w(65535, 65535, 65535, 65535));
     EXPECT_NEAR(read.pixels.at<cv::Vec4w>(0, 3)[1], 65535 * (1.055 * std::pow(0.5, 1 / 2.4) - 0.055), 2)
         << "not premultiplied";
-    ASSERT_FALSE(read.notes.empty());
+    ASSERT_EQ(read.notes.size(), 2u);
     EXPECT_EQ(read.notes[0], "values beyond white were clipped");
+    EXPECT_EQ(read.notes[1].find("texts in the file's header were left out: "), 0u);
 }
 
 TEST(Inputs, TextsOfOpenExrThatAreLeftOutAreSaid) {

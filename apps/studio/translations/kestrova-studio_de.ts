@@ -1611,11 +1611,11 @@
     </message>
     <message>
         <source>Another program has replaced this photograph, and its file of settings is gone: it is shown without settings. The earlier ones are kept.</source>
-        <translation>Ein anderes Programm hat dieses Foto ersetzt, und die Datei mit seinen Einstellungen fehlt: Es wird ohne Einstellungen gezeigt. Die früheren bleiben erhalten.</translation>
+        <translation>Ein anderes Programm hat dieses Foto ersetzt, und die Datei mit den Einstellungen des Fotos fehlt: Es wird ohne Einstellungen gezeigt. Die früheren bleiben erhalten.</translation>
     </message>
     <message>
-        <source>Another program has changed this photograph. Its settings are kept: if it is another photograph now, undo them.</source>
-        <translation>Ein anderes Programm hat dieses Foto geändert. Seine Einstellungen bleiben: Ist es jetzt ein anderes Foto, nehmen Sie sie zurück.</translation>
+        <source>Another program has changed this photograph. Its settings are kept: if it is another photograph now, reset them.</source>
+        <translation>Ein anderes Programm hat dieses Foto geändert. Seine Einstellungen bleiben: Ist es jetzt ein anderes Foto, setzen Sie sie zurück.</translation>
     </message>
 </context>
 <context>

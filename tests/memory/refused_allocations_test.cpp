@@ -102,7 +102,9 @@ protected:
         } else {
             EXPECT_TRUE(isDocumented(result.outcome)) << "not a text, but " << result.what;
             EXPECT_TRUE(result.outcome != Outcome::kText || isAboutMemory(result.what)) << result.what;
-            if (!GetParam().text.empty()) EXPECT_EQ(result.what, GetParam().text);
+            if (!GetParam().text.empty()) {
+                EXPECT_EQ(result.what, GetParam().text);
+            }
             EXPECT_TRUE(promise == Promise::kOutputsMayChange || after == before)
                 << "part " << Seen::firstDifference(after, before) << " of outputs and objects has changed, though the "
                 << "operation fails: " << result.what;

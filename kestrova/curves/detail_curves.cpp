@@ -85,13 +85,13 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::fu
     }
     m_entries.reset(new ushort[distinct.size() * kEntries16]);
     for (const std::size_t i : which) m_table.push_back(&m_entries[i * kEntries16]);
-    const std::unique_ptr<float[]> work(new float[distinct.size() * kEntries16]);
+    constexpr std::size_t kRoom = smoothingRoom(kEntries16);
+    const std::unique_ptr<float[]> work(new float[distinct.size() * kRoom]);
 
     const int count = static_cast<int>(distinct.size());
     // As few bunches as there can be, with any number of threads: six tables side by side take little longer than one.
-    // They are of one size for threads side by side, and full for a thread alone.
     const int bunches = (count + kTablesSideBySide - 1) / kTablesSideBySide, tasks = bunches + (beside ? 1 : 0);
-    const int bunch = workerCount(bunches) > 1 ? (count + bunches - 1) / bunches : kTablesSideBySide;
+    const int bunch = (count + bunches - 1) / std::max(bunches, 1);
     parallelTasks(workerCount(tasks), tasks, [&](int task, int) noexcept {
         if (task == bunches) return beside();
         TableToSmooth tables[kTablesSideBySide];
@@ -101,7 +101,7 @@ DetailCurves::DetailCurves(const std::vector<DetailCurve>& curves, const std::fu
             ushort* const table = &m_entries[at * kEntries16];
             tables[i] = {table, drawDetailCurve(distinct[at], table)};
         }
-        smoothLUTs16U(tables, n, kEntries16, 2, &work[static_cast<std::size_t>(first) * kEntries16]);
+        smoothLUTs16U(tables, n, kEntries16, 2, &work[static_cast<std::size_t>(first) * kRoom]);
     });
 }
 

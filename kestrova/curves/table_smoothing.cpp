@@ -108,7 +108,7 @@ void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, flo
     for (int i = 0; i < count; ++i) {
         if (!tables[i].table || n < 1 || !(tables[i].sigma > 0) || steps < 0) continue;
         todo[rowCount] = tables[i];
-        rows[rowCount] = rowOf(work + static_cast<std::ptrdiff_t>(n) * rowCount, tables[i].sigma, steps);
+        rows[rowCount] = rowOf(work + std::ptrdiff_t{smoothingRoom(n)} * rowCount, tables[i].sigma, steps);
         ippiConvert_16u32f_C1R(tables[i].table, bytes16, rows[rowCount].data, bytes32, row);
         ++rowCount;
     }

@@ -32,9 +32,13 @@ struct TableToSmooth {
 /// Six tables take no longer than one; more begin to take longer.
 constexpr int kTablesSideBySide = 6;
 
+/// The floats that a table of `n` entries takes among others: were rows a multiple of 4 KiB apart, a processor would
+/// take what it reads of one for what it has just written of another.
+constexpr int smoothingRoom(int n) { return n + 272; }
+
 /// `smoothLUT16U` of up to `kTablesSideBySide` tables of `n` entries, the same bits in a fraction of the time: one
 /// table alone waits for the latency of its recurrence, several run side by side. Leaves tables as they are that are
-/// null or whose sigma is not above 0. `work` has n floats a table.
+/// null or whose sigma is not above 0. `work` has `smoothingRoom(n)` floats a table.
 void smoothLUTs16U(const TableToSmooth* tables, int count, int n, int steps, float* work) noexcept;
 
 }  // namespace kestrova::curves

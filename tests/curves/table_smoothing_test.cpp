@@ -174,7 +174,7 @@ TEST(TableSmoothingTest, SeveralTablesSideBySideGiveTheBitsOfEachAlone) {
             expected.push_back(naiveSmooth(actual.back(), sigma, 2));
             batch.push_back({actual.back().data(), sigma});
         }
-        Floats work(static_cast<std::size_t>(count) * kEntries);
+        Floats work(static_cast<std::size_t>(count) * smoothingRoom(kEntries));
         smoothLUTs16U(batch.data(), count, kEntries, 2, work.data());
         for (int i = 0; i < count; ++i) ASSERT_EQ(actual[i], expected[i]) << "table " << i << " of " << count;
     }
@@ -184,7 +184,7 @@ TEST(TableSmoothingTest, TablesOfABatchThatNeedNoSmoothingAreLeftAlone) {
     std::vector<ushort> smooth = wildTable(256, 1), still = wildTable(256, 2);
     const std::vector<ushort> expected = naiveSmooth(smooth, 4.0f, 2), before = still;
     const TableToSmooth batch[] = {{still.data(), 0.0f}, {smooth.data(), 4.0f}, {nullptr, 2.0f}};
-    float work[3 * 256];
+    float work[3 * smoothingRoom(256)];
     smoothLUTs16U(batch, 3, 256, 2, work);
     EXPECT_EQ(smooth, expected);
     EXPECT_EQ(still, before);

@@ -38,8 +38,9 @@ public:
         constexpr int kTasksPerWorker = 3;  // a worker that is late holds up little
         const int blockRows = GuidedFit::blockRows(r), blocks = (size.height - 1) / blockRows + 1;
         const int wanted = m_workers == 1 ? 1 : (kTasksPerWorker * m_workers - 1) / m_panels + 1;
-        // Each strip fits some 2r rows above its own again.
-        m_strips = std::clamp(wanted, 1, std::max(blocks / 4, 1));
+        // Each strip fits some 2r rows above its own again, an eighth of them at most.
+        const int most = std::min(blocks, r == 0 ? blocks : size.height / (16 * r));
+        m_strips = std::clamp(wanted, 1, std::max(most, 1));
         m_blocksPerStrip = (blocks - 1) / m_strips + 1;
         m_stripRows = m_blocksPerStrip * blockRows;
         m_strips = (size.height - 1) / m_stripRows + 1;

@@ -43,7 +43,7 @@ TEST(TGuidedFilterRgbTest, TheModelHasTheBitsOfTheStepsOnStoredPlanes) {
 TEST(TGuidedFilterRgbTest, AnyNumberOfThreadsGivesTheSameModel) {
     const std::vector<cv::Mat> guide = unitPlanes({257, 301});
     const cv::Mat p = unitPlane({257, 301}, 4);
-    for (int r : {0, 4, 40}) {
+    for (int r : {0, 1, 3, 4, 8, 40}) {
         const std::vector<cv::Mat> expected = estimate3(guide, p, r, kEps);
         withThreadCounts([&](int) { expectModel(expected, estimated(guide, p, r)); });
     }

@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kestrova/frame/cache_line.h"
 #include "kestrova/frame/payoff.h"
 #include "kestrova/frame/team_size.h"
 
@@ -30,9 +31,9 @@
 
 namespace kestrova::frame {
 
-/// Work is counted in elements of a simple kernel, each some half of a nanosecond. Below this many, 30 microseconds,
-/// one thread does it: waking a team takes up to 10 microseconds, and up to a time slice where other threads are busy.
-constexpr int kForkElements = 1 << 16;
+/// Work is counted in elements of a simple kernel, each some half of a nanosecond. Below this many, 15 microseconds,
+/// one thread does it: a team that is awake takes up work within one, waking it takes up to 10.
+constexpr int kForkElements = 1 << 15;
 
 /// No strip is cut smaller than some 8 microseconds.
 constexpr int kStripElements = 1 << 14;
@@ -43,9 +44,31 @@ constexpr int kBytesMovedAtOnce = 16;
 /// The work of a row of `cols` pixels that take as long as `cost` elements each.
 inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX : cols * cost; }
 
-/// Calls `member(i)`, which returns for how long it has waited for others, on threads of the team, for different i from
-/// 0 to `members` - 1. There may be fewer threads than asked for, only the calling one even: whichever members there
-/// are must get everything done.
+/// Calls `member(i)`, which returns its effort, on threads of the team, for different i from 0 to `members` - 1. There
+/// may be fewer threads than asked for, only the calling one even: whichever members there are must get everything
+/// done.
+template <class Member>
+void openRegion(int members, const Member& member) {
+    static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
+    const double began = omp_get_wtime();
+    if (payoff.alone(began)) {
+        member(0);
+        payoff.countAlone(omp_get_wtime() - began);
+        return;
+    }
+    Effort own;
+    std::atomic<std::int64_t> all{0};
+#pragma omp parallel num_threads(teamSize())
+    if (const int self = omp_get_thread_num(); self < members) {
+        const Effort effort = member(self);
+        all.fetch_add(effort.amount, std::memory_order_relaxed);
+        if (self == 0) own = effort;
+    }
+    payoff.count(began, omp_get_wtime(), own, all);
+}
+
+/// Calls `member(i)` likewise, whose effort is the time that a processor spends on it; it returns for how long it has
+/// waited for others.
 template <class Member>
 void withTeam(int members, const Member& member) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
@@ -53,23 +76,12 @@ void withTeam(int members, const Member& member) {
         member(0);
         return;
     }
-    const double began = omp_get_wtime();
-    if (payoff.alone(began)) {
-        member(0);
-        payoff.countAlone(omp_get_wtime() - began);
-        return;
-    }
-    ThreadTime own;
-    std::atomic<std::int64_t> nanoseconds{0};
-#pragma omp parallel num_threads(teamSize())
-    if (const int self = omp_get_thread_num(); self < members) {
+    openRegion(members, [&](int self) noexcept {
         const ThreadTime joined = ThreadTime::now();
         const ThreadTime waited = member(self);
         const ThreadTime worked = ThreadTime::now() - joined - waited;
-        nanoseconds.fetch_add(std::llround(1e9 * worked.processor), std::memory_order_relaxed);
-        if (self == 0) own = worked;
-    }
-    payoff.count(began, omp_get_wtime(), own, 1e-9 * static_cast<double>(nanoseconds));
+        return Effort{worked.clock, std::llround(1e9 * worked.processor)};
+    });
 }
 
 /// The numbers 0 to `count` - 1, shared out to the members of a team. Each begins with a run of neighbours of its own,
@@ -77,7 +89,7 @@ void withTeam(int members, const Member& member) {
 class Shares {
 public:
     Shares(int count, int members) : m_count(count), m_runs(std::clamp(members, 1, kMostRuns)) {
-        for (int run = 0; run < m_runs; ++run) m_next[run].store(first(run), std::memory_order_relaxed);
+        for (int run = 0; run < m_runs; ++run) m_next[run].number.store(first(run), std::memory_order_relaxed);
     }
 
     /// Calls `piece(i)` for numbers that nobody else gets, until there are none.
@@ -85,23 +97,28 @@ public:
     void take(int member, const Piece& piece) noexcept {
         for (int k = 0; k < m_runs; ++k) {
             const int run = (member + k) % m_runs, end = first(run + 1);
-            for (int i; (i = m_next[run].fetch_add(1, std::memory_order_relaxed)) < end;) piece(i);
+            for (int i; (i = m_next[run].number.fetch_add(1, std::memory_order_relaxed)) < end;) piece(i);
         }
     }
 
 private:
     static constexpr int kMostRuns = 64;
 
+    /// Members that count in their own runs do not disturb one another.
+    struct alignas(kCacheLine) Next {
+        std::atomic<int> number;
+    };
+
     int first(int run) const { return static_cast<int>(static_cast<long long>(m_count) * run / m_runs); }
 
     int m_count, m_runs;
-    std::atomic<int> m_next[kMostRuns];
+    Next m_next[kMostRuns];
 };
 
 /// Contiguous strips of `rows` rows. Strips begin at multiples of `blockRows`.
 class Strips {
 public:
-    /// Several strips a thread. `work` is that of a row, see `workOf`.
+    /// Several strips a thread, as many for each. `work` is that of a row, see `workOf`.
     Strips(int rows, int work, int blockRows = 1) : Strips(rows, work, blockRows, kStripsAThread) {}
 
     /// One strip a thread: for work that makes a new start at each strip, with rows of its neighbours.
@@ -128,8 +145,8 @@ private:
         const int threads = m_blocks > 1 && elements >= kForkElements ? teamSize() : 1;
         if (threads == 1) return;
         const long long most = std::min<long long>(m_blocks, elements / kStripElements);
-        m_count = static_cast<int>(std::min(most, static_cast<long long>(threads) * stripsAThread));
-        m_workers = std::min(m_count, threads);
+        m_workers = static_cast<int>(std::min(most, static_cast<long long>(threads)));
+        m_count = m_workers * static_cast<int>(std::min(most / m_workers, static_cast<long long>(stripsAThread)));
     }
 
     int m_rows, m_blockRows, m_blocks, m_count = 1, m_workers = 1;
@@ -139,10 +156,19 @@ private:
 template <class Work>
 void shareStrips(const Strips& strips, const Work& work) {
     static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
+    if (strips.workers() == 1) {
+        for (int strip = 0; strip < strips.count(); ++strip) work(strip, 0);
+        return;
+    }
     Shares shares(strips.count(), strips.workers());
-    withTeam(strips.workers(), [&](int worker) noexcept {
-        shares.take(worker, [&](int strip) noexcept { work(strip, worker); });
-        return ThreadTime();
+    openRegion(strips.workers(), [&](int worker) noexcept {
+        const double began = omp_get_wtime();
+        int taken = 0;
+        shares.take(worker, [&](int strip) noexcept {
+            work(strip, worker);
+            ++taken;
+        });
+        return Effort{omp_get_wtime() - began, taken};
     });
 }
 

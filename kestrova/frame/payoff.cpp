@@ -22,9 +22,10 @@ ThreadTime ThreadTime::now() {
     return {omp_get_wtime(), static_cast<double>(processor.tv_sec) + 1e-9 * static_cast<double>(processor.tv_nsec)};
 }
 
-void Payoff::count(double began, double ended, const ThreadTime& own, double all) {
-    if (own.processor <= 0) return;
-    const double byItself = own.clock * all / own.processor, gain = byItself - (ended - began);
+void Payoff::count(double began, double ended, const Effort& own, std::int64_t all) {
+    if (own.amount <= 0) return;
+    const double byItself = own.seconds * static_cast<double>(all) / static_cast<double>(own.amount);
+    const double gain = byItself - (ended - began);
     if (std::abs(gain) < m_least) return;
     m_account = std::min(m_account + gain, kMostCredit);
     if (m_account == kMostCredit) m_factor = kSmallestFactor;

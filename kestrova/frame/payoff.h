@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace kestrova::frame {
 
 /// Seconds of a thread's life: by the clock, and those that a processor has spent on it.
@@ -16,6 +18,13 @@ struct ThreadTime {
     }
 };
 
+/// What a member of a team has done: in so many seconds by the clock, without those it has waited for others, so many
+/// pieces of equal cost, or nanoseconds of a processor.
+struct Effort {
+    double seconds = 0;
+    std::int64_t amount = 0;
+};
+
 /// Whether parallel regions pay for the thread that opens them. Where the host's other threads keep those of the team
 /// off their processors for longer than the work takes, a region is a loss, and its end tells how large. Losses are
 /// paid from what regions have gained before. Where that does not suffice, the thread works alone until that has taken
@@ -29,9 +38,9 @@ public:
     /// After so many seconds of work alone.
     void countAlone(double seconds) { m_alone -= seconds; }
 
-    /// After a region from `began` to `ended`, for the work of which all processors together have taken `all` seconds,
-    /// and the calling thread its own share of them.
-    void count(double began, double ended, const ThreadTime& own, double all);
+    /// After a region from `began` to `ended`, of the work of which `own` is the calling thread's, and all members
+    /// together have done `all`.
+    void count(double began, double ended, const Effort& own, std::int64_t all);
 
 private:
     static constexpr double kSmallestFactor = 10;

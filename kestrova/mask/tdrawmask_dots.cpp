@@ -181,7 +181,7 @@ void coverOutwards(const cv::Point& p, const cv::Rect& part, const Cover& cover,
     const int side = std::max(nearestX - left, right - nearestX);
     const int top = part.y, bottom = part.br().y - 1;
     const int nearestY = clampInt(p.y, top, bottom), firstDy = std::abs(p.y - nearestY);
-    const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, 2 * part.width);
+    const Strips distances(std::max(nearestY - top, bottom - nearestY) + 1, workOf(part.width, cover.tolerant ? 4 : 2));
     const auto rowOfWeights = [side](int) { return std::vector<float>(2 * static_cast<std::size_t>(side) + 1); };
     forEachStrip(distances, rowOfWeights, [&](int first, int end, std::vector<float>& row) noexcept {
         float* const middle = row.data() + side;

@@ -64,6 +64,16 @@ TEST(ParallelTest, StripsAreNotCutSmallerThanIsWorthWhile) {
     });
 }
 
+TEST(ParallelTest, EveryThreadGetsAsManyStrips) {
+    withThreadCounts([](int threads) {
+        const Strips strips(70, kStripElements / 10 + 1);  // work for seven
+        const int workers = std::min(threads, 7);
+        EXPECT_EQ(strips.workers(), workers);
+        EXPECT_EQ(strips.count(), threads == 1 ? 1 : 7 / workers * workers);
+        expectContiguous(strips, 70);
+    });
+}
+
 TEST(ParallelTest, WorkOfARowSaturates) {
     EXPECT_EQ(workOf(1000, 3), 3000);
     EXPECT_EQ(workOf(0, 3), 0);

@@ -2,31 +2,34 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
+
 #include "tests/support/rooms.h"
 
 namespace {
 
 TEST(PayoffTest, ARegionIsALossWhereTheOthersWereWaitedForLongerThanTheyHaveWorked) {
-    const auto aloneAfter = [](double seconds, ThreadTime own, double all) {
+    const auto aloneAfter = [](double seconds, Effort own, std::int64_t all) {
         Payoff one;
         one.count(100, 100 + seconds, own, all);
         return one.m_alone;
     };
-    EXPECT_EQ(aloneAfter(0.010, {0.010, 0.010}, 0.020), 0);
-    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.010}, 0.016), 0);
-    EXPECT_EQ(aloneAfter(0.015, {0.010, 0.005}, 0.008), 0) << "alone, too, with half a processor";
-    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.010}, 0.010), 0.2, 1e-6);
-    EXPECT_NEAR(aloneAfter(0.030, {0.007, 0.007}, 0.008), 0.22, 1e-6);
-    EXPECT_NEAR(aloneAfter(0.030, {0.010, 0.005}, 0.008), 0.14, 1e-6);
-    EXPECT_NEAR(aloneAfter(0.0105, {0.010, 0.010}, 0.010), 0.005, 1e-6);
-    EXPECT_EQ(aloneAfter(0.0003, {0.0001, 0.0001}, 0.0001), 0) << "no more than waking a team";
-    EXPECT_EQ(aloneAfter(0.030, {0.001, 0}, 0.008), 0) << "nothing to judge by";
+    EXPECT_EQ(aloneAfter(0.010, {0.010, 10}, 20), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 10}, 16), 0);
+    EXPECT_EQ(aloneAfter(0.015, {0.010, 5}, 8), 0) << "alone, too, with half a processor";
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 10}, 10), 0.2, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.007, 7}, 8), 0.22, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.030, {0.010, 5}, 8), 0.14, 1e-6);
+    EXPECT_NEAR(aloneAfter(0.0105, {0.010, 10}, 10), 0.005, 1e-6);
+    EXPECT_EQ(aloneAfter(0.0003, {0.0001, 1}, 1), 0) << "no more than waking a team";
+    EXPECT_EQ(aloneAfter(0.030, {0.001, 0}, 8), 0) << "nothing to judge by";
 }
 
 /// After a region of 100 seconds that the thread alone would have done in `gain` seconds more.
 double aloneAfter(Payoff& one, double gain) {
     one.m_alone = 0;
-    one.count(100, 200, {100, 100}, 100 + gain);
+    one.count(100, 200, {100, 1'000'000}, std::llround(1e6 + 1e4 * gain));
     return one.m_alone;
 }
 

@@ -58,9 +58,9 @@ Element rampValue(float offset, float slope, float i) {
     return v >= 0.0f ? static_cast<Element>(up) : Element(0);
 }
 
-template <class Element>
-KESTROVA_KERNEL void rampRow(Element* dst, int n, float offset, float slope, long long start,
-                             long long increment) noexcept {
+template <class Element, class Coordinate>
+KESTROVA_KERNEL void rampRow(Element* dst, int n, float offset, float slope, Coordinate start,
+                             Coordinate increment) noexcept {
     for (int x = 0; x < n; ++x) dst[x] = rampValue<Element>(offset, slope, static_cast<float>(start + x * increment));
 }
 
@@ -71,7 +71,10 @@ IppStatus ramp(Plane<Element> dst, IppiSize size, float offset, float slope, Ipp
     parallelRows(size.height, size.width, [&](int y) noexcept {
         const long long start = axis == ippAxsVertical ? y : 0;
         const long long increment = axis == ippAxsVertical ? 0 : axis == ippAxsBoth ? y : 1;
-        rampRow(dst.row(y), size.width, offset, slope, start, increment);
+        if (increment <= 1)
+            rampRow(dst.row(y), size.width, offset, slope, static_cast<int>(start), static_cast<int>(increment));
+        else
+            rampRow(dst.row(y), size.width, offset, slope, start, increment);
     });
     return ippStsNoErr;
 }

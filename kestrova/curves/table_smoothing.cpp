@@ -33,31 +33,35 @@ Row rowOf(float* data, float sigma, int steps) {
             static_cast<float>(intPow(nu / lambda, steps))};
 }
 
-// One run there and back over K rows. Each step of a row waits for the one before it, 6 to 8 cycles for a
-// multiplication and an addition; the steps of K rows wait together.
-template <int K>
+// One run there and back over K rows, the last of which takes back the gain of all. Each step of a row waits for the
+// one before it, 6 to 8 cycles for a multiplication and an addition; the steps of K rows wait together.
+template <int K, bool kLastRun>
 void runThereAndBack(const Row* rows, int n) noexcept {
     float* data[K];
-    float nu[K], last[K];
-    for (int k = 0; k < K; ++k) data[k] = rows[k].data, nu[k] = rows[k].nu;
+    float nu[K], post[K], last[K];
+    for (int k = 0; k < K; ++k) data[k] = rows[k].data, nu[k] = rows[k].nu, post[k] = rows[k].post;
 
     for (int k = 0; k < K; ++k) data[k][0] = last[k] = data[k][0] * rows[k].boundary;
     for (int i = 1; i < n; ++i)
         for (int k = 0; k < K; ++k) data[k][i] = last[k] = data[k][i] + nu[k] * last[k];
 
-    for (int k = 0; k < K; ++k) data[k][n - 1] = last[k] = data[k][n - 1] * rows[k].boundary;
-    for (int i = n - 1; i > 0; --i)
-        for (int k = 0; k < K; ++k) data[k][i - 1] = last[k] = data[k][i - 1] + nu[k] * last[k];
+    const auto keep = [&](int k, int i) { data[k][i] = kLastRun ? last[k] * post[k] : last[k]; };
+    for (int k = 0; k < K; ++k) {
+        last[k] = data[k][n - 1] * rows[k].boundary;
+        keep(k, n - 1);
+    }
+    for (int i = n - 2; i >= 0; --i) {
+        for (int k = 0; k < K; ++k) {
+            last[k] = data[k][i] + nu[k] * last[k];
+            keep(k, i);
+        }
+    }
 }
 
 template <int K>
 void smoothRows(const Row* rows, int n, int steps) noexcept {
-    for (int s = 0; s < steps; ++s) runThereAndBack<K>(rows, n);
-    for (int k = 0; k < K; ++k) {
-        float* const data = rows[k].data;
-        const float post = rows[k].post;
-        for (int i = 0; i < n; ++i) data[i] *= post;
-    }
+    for (int s = 1; s < steps; ++s) runThereAndBack<K, false>(rows, n);
+    if (steps > 0) runThereAndBack<K, true>(rows, n);
 }
 
 constexpr void (*kSmoothRows[kTablesSideBySide])(const Row*, int, int) noexcept = {

@@ -32,8 +32,8 @@ struct TableToSmooth {
 /// Six tables take no longer than one; more begin to take longer.
 constexpr int kTablesSideBySide = 6;
 
-/// The floats that a table of `n` entries takes among others: were rows a multiple of 4 KiB apart, a processor would
-/// take what it reads of one for what it has just written of another.
+/// The floats that a table of `n` entries takes among others. Were rows of 65536 entries a multiple of 4 KiB apart, a
+/// processor would take what it reads of one for what it has just written of another.
 constexpr int smoothingRoom(int n) { return n + 272; }
 
 /// `smoothLUT16U` of up to `kTablesSideBySide` tables of `n` entries, the same bits in a fraction of the time: one

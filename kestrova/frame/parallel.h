@@ -32,7 +32,7 @@
 namespace kestrova::frame {
 
 /// Work is counted in elements of a simple kernel, each some half of a nanosecond. Below this many, 15 microseconds,
-/// one thread does it: a team that is awake takes up work within one, waking it takes up to 10.
+/// one thread does it: a team that is still awake takes up work within 1 microsecond, waking one takes up to 10.
 constexpr int kForkElements = 1 << 15;
 
 /// No strip is cut smaller than some 8 microseconds.

@@ -18,11 +18,10 @@ struct ThreadTime {
     }
 };
 
-/// What a member of a team has done: in so many seconds by the clock, without those it has waited for others, so many
-/// pieces of equal cost, or nanoseconds of a processor.
+/// What a member of a team has done.
 struct Effort {
-    double seconds = 0;
-    std::int64_t amount = 0;
+    double seconds = 0;       ///< by the clock, without waiting for others
+    std::int64_t amount = 0;  ///< pieces, taken to cost the same, or nanoseconds of a processor
 };
 
 /// Whether parallel regions pay for the thread that opens them. Where the host's other threads keep those of the team

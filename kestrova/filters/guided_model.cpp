@@ -38,7 +38,7 @@ public:
         constexpr int kTasksPerWorker = 3;  // a worker that is late holds up little
         const int blockRows = GuidedFit::blockRows(r), blocks = (size.height - 1) / blockRows + 1;
         const int wanted = m_workers == 1 ? 1 : (kTasksPerWorker * m_workers - 1) / m_panels + 1;
-        // Each strip fits some 2r rows above its own again, an eighth of them at most.
+        // Each strip fits some 2r rows above its own again, in all at most an eighth of the plane's.
         const int most = std::min(blocks, r == 0 ? blocks : size.height / (16 * r));
         m_strips = std::clamp(wanted, 1, std::max(most, 1));
         m_blocksPerStrip = (blocks - 1) / m_strips + 1;
@@ -46,11 +46,14 @@ public:
         m_strips = (size.height - 1) / m_stripRows + 1;
         m_workers = std::min(m_workers, count());
         m_rows = size.height;
+        m_needed = m_rows / (m_rows + 2.0 * r * (m_strips - 1));
     }
 
     int workers() const { return m_workers; }
     int columns() const { return m_panelCols; }
     int count() const { return m_panels * m_strips; }
+    /// The part of the work that is there without strips.
+    double needed() const { return m_needed; }
     cv::Rect rect(int task) const {
         const int x = task / m_strips * m_panelCols, y = task % m_strips * m_stripRows;
         return {x, y, std::min(m_panelCols, m_cols - x), std::min(m_stripRows, m_rows - y)};
@@ -61,6 +64,7 @@ private:
     int m_panelCols, m_panels;
     int m_workers;
     int m_strips = 1, m_blocksPerStrip = 1, m_stripRows = 1;
+    double m_needed = 1;
 };
 
 template <class Fit>
@@ -71,7 +75,7 @@ void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, flo
     fits.reserve(static_cast<std::size_t>(tasks.workers()));
     for (int worker = 0; worker < tasks.workers(); ++worker)
         fits.emplace_back(guide, p, r, eps, BoxBorder::kReplicated, tasks.columns());
-    parallelTasks(tasks.workers(), tasks.count(), [&](int task, int worker) noexcept {
+    const auto fitPanel = [&](int task, int worker) noexcept {
         Fit& fit = fits[static_cast<std::size_t>(worker)];
         const cv::Rect rect = tasks.rect(task);
         fit.span(rect.x, rect.br().x);
@@ -81,7 +85,8 @@ void fitInPanels(const std::vector<cv::Mat>& guide, const cv::Mat& p, int r, flo
             fit.compute(y, rows, rowsOf(model, y, rows, rect.x));
             y += rows;
         }
-    });
+    };
+    parallelTasks(tasks.workers(), tasks.count(), fitPanel, tasks.needed());
 }
 
 // ---- Windows too high for panels: rows of coefficients first, then means down their columns in place
@@ -105,21 +110,22 @@ public:
     bool compute() noexcept {
         if (m_sums.empty()) return true;
         std::atomic<bool> finite{true};
-        parallelTasks(static_cast<int>(m_moments.size()), (m_cols - 1) / kColumns + 1,
-                      [&](int task, int worker) noexcept {
-                          BoxMoments& moments = m_moments[static_cast<std::size_t>(worker)];
-                          moments.span(task * kColumns, std::min((task + 1) * kColumns, m_cols));
-                          int y = 0;
-                          for (std::size_t s = 0; s < m_sums.size(); ++s) {
-                              while (y < m_firstRows[s + 1] && finite) {
-                                  const int rows = moments.rowsTogether(y, m_firstRows[s + 1]);
-                                  moments.moveTo(y, rows);
-                                  if (!moments.finite()) finite = false;
-                                  y += rows;
-                              }
-                              moments.copyTo(m_sums[s]);
-                          }
-                      });
+        const auto sumDown = [&](int task, int worker) noexcept {
+            BoxMoments& moments = m_moments[static_cast<std::size_t>(worker)];
+            moments.span(task * kColumns, std::min((task + 1) * kColumns, m_cols));
+            int y = 0;
+            for (std::size_t s = 0; s < m_sums.size(); ++s) {
+                while (y < m_firstRows[s + 1] && finite) {
+                    const int rows = moments.rowsTogether(y, m_firstRows[s + 1]);
+                    moments.moveTo(y, rows);
+                    if (!moments.finite()) finite = false;
+                    y += rows;
+                }
+                moments.copyTo(m_sums[s]);
+            }
+        };
+        constexpr double kNeeded = 0;
+        parallelTasks(static_cast<int>(m_moments.size()), (m_cols - 1) / kColumns + 1, sumDown, kNeeded);
         return finite;
     }
 

@@ -46,16 +46,15 @@ inline int workOf(int cols, int cost) { return cols > INT_MAX / cost ? INT_MAX :
 
 /// Calls `member(i)`, which returns its effort, on threads of the team, for different i from 0 to `members` - 1. There
 /// may be fewer threads than asked for, only the calling one even: whichever members there are must get everything
-/// done.
+/// done. `needed` is the part of the work that is not there only because it is divided.
 template <class Member>
-void openRegion(int members, const Member& member) {
+void openRegion(int members, double needed, const Member& member) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
-    const double began = omp_get_wtime();
-    if (payoff.alone(began)) {
+    if (payoff.alone()) {
         member(0);
-        payoff.countAlone(omp_get_wtime() - began);
         return;
     }
+    const double began = omp_get_wtime();
     Effort own;
     std::atomic<std::int64_t> all{0};
 #pragma omp parallel num_threads(teamSize())
@@ -64,19 +63,19 @@ void openRegion(int members, const Member& member) {
         all.fetch_add(effort.amount, std::memory_order_relaxed);
         if (self == 0) own = effort;
     }
-    payoff.count(began, omp_get_wtime(), own, all);
+    payoff.count(began, omp_get_wtime(), own, all, needed);
 }
 
 /// Calls `member(i)` likewise, whose effort is the time that a processor spends on it; it returns for how long it has
 /// waited for others.
 template <class Member>
-void withTeam(int members, const Member& member) {
+void withTeam(int members, const Member& member, double needed = 1) {
     static_assert(noexcept(member(0)), "no throw may cross the boundary of a parallel region");
     if (members <= 1) {
         member(0);
         return;
     }
-    openRegion(members, [&](int self) noexcept {
+    openRegion(members, needed, [&](int self) noexcept {
         const ThreadTime joined = ThreadTime::now();
         const ThreadTime waited = member(self);
         const ThreadTime worked = ThreadTime::now() - joined - waited;
@@ -157,11 +156,11 @@ template <class Work>
 void shareStrips(const Strips& strips, const Work& work) {
     static_assert(noexcept(work(0, 0)), "no throw may cross the boundary of a parallel region");
     if (strips.workers() == 1) {
-        for (int strip = 0; strip < strips.count(); ++strip) work(strip, 0);
+        work(0, 0);
         return;
     }
     Shares shares(strips.count(), strips.workers());
-    openRegion(strips.workers(), [&](int worker) noexcept {
+    openRegion(strips.workers(), 1, [&](int worker) noexcept {
         const double began = omp_get_wtime();
         int taken = 0;
         shares.take(worker, [&](int strip) noexcept {
@@ -222,15 +221,16 @@ void parallelRows(int rows, int work, const Row& row) {
 inline int workerCount(int tasks) { return tasks < 2 ? tasks : std::min(teamSize(), tasks); }
 
 /// Calls `task(i, worker)` for each i in [0, tasks), handed out one at a time: for tasks of unequal cost. The results
-/// of a task must not depend on the worker.
+/// of a task must not depend on the worker. `needed` as for `openRegion`.
 template <class Task>
-void parallelTasks(int workers, int tasks, const Task& task) {
+void parallelTasks(int workers, int tasks, const Task& task, double needed = 1) {
     static_assert(noexcept(task(0, 0)), "no throw may cross the boundary of a parallel region");
     Shares shares(tasks, 1);
-    withTeam(workers, [&](int worker) noexcept {
+    const auto member = [&](int worker) noexcept {
         shares.take(0, [&](int i) noexcept { task(i, worker); });
         return ThreadTime();
-    });
+    };
+    withTeam(workers, member, needed);
 }
 
 }  // namespace kestrova::frame

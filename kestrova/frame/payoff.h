@@ -31,24 +31,23 @@ struct Effort {
 /// losses together cost little more than a hundredth of the time. Gains that add up end that. Internal.
 class Payoff {
 public:
-    /// Whether the thread is to work alone at the time `now` of the clock.
-    bool alone(double now) const { return m_alone > 0 && now < m_aloneUntil; }
-
-    /// After so many seconds of work alone.
-    void countAlone(double seconds) { m_alone -= seconds; }
+    /// Whether the thread is to work alone now.
+    bool alone() { return m_alone > 0 && stillAlone(); }
 
     /// After a region from `began` to `ended`, of the work of which `own` is the calling thread's, and all members
-    /// together have done `all`.
-    void count(double began, double ended, const Effort& own, std::int64_t all);
+    /// together have done `all`. The thread alone would have had to do the part `needed` of it.
+    void count(double began, double ended, const Effort& own, std::int64_t all, double needed = 1);
 
 private:
+    bool stillAlone();
+
     static constexpr double kSmallestFactor = 10;
 
     double m_least = 300e-6;            ///< what waking a team takes does not count
     double m_account = 0;               ///< what regions have gained
     double m_factor = kSmallestFactor;  ///< work alone takes so many times the next debt
-    double m_alone = 0;                 ///< work still to be done alone
-    double m_aloneUntil = 0;            ///< but not after that: others may be gone when a host has paused
+    double m_alone = 0;                 ///< seconds of a processor to be spent alone
+    ThreadTime m_aloneSince;
 };
 /// That of the calling thread.
 inline thread_local Payoff payoff;

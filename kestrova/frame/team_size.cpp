@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "kestrova/frame/payoff.h"
+
 namespace kestrova::frame {
 
 namespace {
@@ -51,7 +53,7 @@ private:
 
 int teamSize() {
     thread_local StartableTeam team;
-    return omp_in_parallel() ? 1 : team.sizeUpTo(omp_get_max_threads());
+    return omp_in_parallel() || payoff.alone() ? 1 : team.sizeUpTo(omp_get_max_threads());
 }
 
 }  // namespace kestrova::frame

@@ -247,14 +247,8 @@ TEST(ParallelTest, AfterARegionThatHasLostTimeItsThreadWorksAloneForTenTimesAsLo
             if (omp_get_thread_num() == 1) std::this_thread::sleep_for(std::chrono::milliseconds(30));
         });
     };
-    const auto regionsOfAPass = [&](std::chrono::milliseconds ofARow = {}) {
-        return regionsOf([&] {
-                   parallelRows(64, kCols, [&](int) noexcept {
-                       ++rows;
-                       if (ofARow.count() > 0) std::this_thread::sleep_for(ofARow);
-                   });
-               })
-            .count;
+    const auto regionsOfAPass = [&] {
+        return regionsOf([&] { parallelRows(64, kCols, [&](int) noexcept { ++rows; }); }).count;
     };
     double loss = 0;
     // A member that comes only when all is done has nothing to be late with.
@@ -265,17 +259,33 @@ TEST(ParallelTest, AfterARegionThatHasLostTimeItsThreadWorksAloneForTenTimesAsLo
     }
     ASSERT_GT(payoff.m_alone, 0);
     EXPECT_LE(payoff.m_alone, 10 * loss);
-    payoff.m_alone = 0.05;
-    payoff.m_aloneUntil = omp_get_wtime() + 3600;
+    payoff.m_alone = 3600;
     rows = 0;
-    EXPECT_EQ(regionsOfAPass(std::chrono::milliseconds(1)), 0);
+    EXPECT_EQ(regionsOfAPass(), 0);
     EXPECT_EQ(rows, 64);
-    EXPECT_LT(payoff.m_alone, 0);
+    payoff.m_aloneSince = ThreadTime::now() - ThreadTime{1, 3600};
     EXPECT_EQ(regionsOfAPass(), 1);
     EXPECT_EQ(rows, 128);
+}
+
+TEST(ParallelTest, AThreadThatIsToWorkAloneDoesNotDivideItsWork) {
+    const KeepThreadSettings keep;
+    omp_set_num_threads(4);
+    const CountLosses count;
+    const Strips divided(64, kCols);
+    ASSERT_EQ(divided.workers(), 4);
     payoff.m_alone = 3600;
-    payoff.m_aloneUntil = omp_get_wtime();
-    EXPECT_EQ(regionsOfAPass(), 1) << "the host has paused";
+    payoff.m_aloneSince = ThreadTime::now();
+    EXPECT_EQ(Strips(64, kCols).count(), 1);
+    EXPECT_EQ(workerCount(64), 1);
+    std::set<std::thread::id> threads;
+    int rows = 0;
+    forEachStrip(divided, [&](int first, int end) noexcept {
+        threads.insert(std::this_thread::get_id());
+        rows += end - first;
+    });
+    EXPECT_EQ(rows, 64) << "strips made before";
+    EXPECT_EQ(threads, std::set<std::thread::id>{std::this_thread::get_id()});
 }
 
 #ifdef __linux__

@@ -26,6 +26,17 @@ TEST(PayoffTest, ARegionIsALossWhereTheOthersWereWaitedForLongerThanTheyHaveWork
     EXPECT_EQ(aloneAfter(0.030, {0.001, 0}, 8), 0) << "nothing to judge by";
 }
 
+TEST(PayoffTest, WorkThatIsThereOnlyBecauseItIsDividedIsNoGain) {
+    const auto aloneAfter = [](double needed) {
+        Payoff one;
+        one.count(100, 100.010, {0.010, 10}, 20, needed);
+        return one.m_alone;
+    };
+    EXPECT_EQ(aloneAfter(0.5), 0);
+    EXPECT_NEAR(aloneAfter(0.25), 10 * 0.005, 1e-6);
+    EXPECT_NEAR(aloneAfter(0), 10 * 0.010, 1e-6);
+}
+
 /// After a region of 100 seconds that the thread alone would have done in `gain` seconds more.
 double aloneAfter(Payoff& one, double gain) {
     one.m_alone = 0;
@@ -55,15 +66,26 @@ TEST(PayoffTest, GainsOfTenMillisecondsPayLossesOfAsLong) {
 
 TEST(PayoffTest, TheThreadIsAloneUntilItHasWorkedForSoLongOrPausedForFourTimesAsLong) {
     Payoff one;
-    EXPECT_FALSE(one.alone(200));
-    aloneAfter(one, -0.020);
-    EXPECT_TRUE(one.alone(200));
-    EXPECT_TRUE(one.alone(200.7));
-    EXPECT_FALSE(one.alone(200.9));
-    one.countAlone(0.15);
-    EXPECT_TRUE(one.alone(200.7));
-    one.countAlone(0.06);
-    EXPECT_FALSE(one.alone(200.7));
+    EXPECT_FALSE(one.alone());
+    const auto aloneAfterwards = [&one](ThreadTime passed) {
+        aloneAfter(one, -20);
+        one.m_alone = 200;
+        one.m_aloneSince = ThreadTime::now() - passed;
+        return one.alone();
+    };
+    EXPECT_TRUE(aloneAfterwards({0, 0}));
+    EXPECT_TRUE(aloneAfterwards({700, 150}));
+    EXPECT_FALSE(aloneAfterwards({900, 150}));
+    EXPECT_FALSE(one.alone());
+    EXPECT_FALSE(aloneAfterwards({700, 210}));
+    EXPECT_FALSE(one.alone());
+}
+
+TEST(PayoffTest, TheThreadIsAloneFromTheLossOn) {
+    Payoff one;
+    one.m_aloneSince = ThreadTime::now() - ThreadTime{1e6, 1e6};
+    aloneAfter(one, -20);
+    EXPECT_TRUE(one.alone());
 }
 
 }  // namespace

@@ -26,9 +26,9 @@ struct Effort {
 
 /// Whether parallel regions pay for the thread that opens them. Where the host's other threads keep those of the team
 /// off their processors for longer than the work takes, a region is a loss, and its end tells how large. Losses are
-/// paid from what regions have gained before. Where that does not suffice, the thread works alone until that has taken
-/// ten times what is owed, and after each debt that follows twice as many times, up to 80: while nothing changes, all
-/// losses together cost little more than a hundredth of the time. Gains that add up end that. Internal.
+/// paid from what regions have gained before. Where that does not suffice, the thread works alone until a processor has
+/// spent ten times what is owed on it, and after each debt that follows twice as many times, up to 80: while nothing
+/// changes, all losses together cost little more than a hundredth of the time. Gains that add up end that. Internal.
 class Payoff {
 public:
     /// Whether the thread is to work alone now.
